@@ -1,0 +1,143 @@
+// The compiled forest: everything that compilation and propagation make for a domain. The domain owns
+// one, uncompiling destroys it, and nothing outside it points into it.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "api/owned_list.h"
+#include "network/domain.h"
+#include "network/node_list.h"
+#include "tables/table.h"
+
+namespace tv {
+
+struct TreeEngine;  // inference/: the numbers of a tree and the plans over them
+
+// What two neighbouring cliques share. Owned by the child.
+struct Separator {
+  NodeList members;            // in the child's order
+  size_t size = 1;             // configurations of the discrete members; kHugeSize on overflow
+  size_t cg_size = 0;          // CG entries per configuration
+  Clique* parent = nullptr;
+  Clique* child = nullptr;
+};
+
+struct Link {
+  Clique* neighbor = nullptr;
+  Separator* separator = nullptr;
+};
+
+}  // namespace tv
+
+struct tv_clique_s {
+  size_t index = 0;                // 1, 2, 3 ... in order of creation
+  tv::Domain* domain = nullptr;
+  tv::Table table;                 // over the members, in member order; data for the host only
+  std::unique_ptr<tv::Table> utility_table;  // over the discrete members, in domains with utility nodes
+  double weight = 0.0;
+  tv::Clique* parent = nullptr;    // null for a root
+  std::unique_ptr<tv::Separator> parent_separator;  // null for a root
+  std::vector<tv::Link> links;     // neighbours in the order in which they were linked
+  std::vector<tv::Clique*> neighbor_array;   // null-terminated, built when first asked for
+  tv::JunctionTree* tree = nullptr;
+  size_t position = 0;             // in tree->cliques
+  tv::Clique* way_to_strong_root = nullptr;  // null inside the root's region
+  std::vector<tv::Node*> potentials;  // nodes whose potentials are assigned here, in domain order
+
+  double conflict = 1.0;
+  bool marked = false;             // takes part in the current propagation
+  void* user_data = nullptr;
+  void* back_pointer = nullptr;
+  tv_clique_s* next = nullptr;     // in the domain's list, newest first
+
+  const tv::NodeList& members() const noexcept { return table.nodes; }
+  bool has_continuous() const noexcept { return table.continuous_count > 0; }
+};
+
+struct tv_junction_tree_s {
+  tv_junction_tree_s();
+  ~tv_junction_tree_s();
+
+  tv::Domain* domain = nullptr;
+  tv::Clique* root = nullptr;
+  std::vector<tv::Clique*> cliques;  // in the order of the domain's list (root first), null-terminated
+  std::vector<tv::Node*> nodes;      // the discrete and continuous nodes of the tree, in domain order
+  bool has_continuous = false;
+  std::unique_ptr<tv::TreeEngine, void (*)(tv::TreeEngine*)> engine;  // null until compiled
+
+  // State of propagation.
+  tv_equilibrium_t equilibrium = tv_equilibrium_none;
+  tv_evidence_mode_t mode = tv_evidence_normal;  // of the last propagation
+  bool tables_touched = true;        // some potential changed since the tables were last initialised
+  size_t evidence_to_propagate = 0;  // nodes whose entered evidence differs from the propagated one
+  bool evidence_propagated = false;
+  bool likelihood_propagated = false;
+  bool cg_evidence_propagated = false;
+  double step_constant = 1.0, step_log_constant = 0.0;  // of the current propagation
+  double constant = 1.0, log_constant = 0.0;            // since the last reset
+  double conflict = 1.0;
+  double approximation_constant = 1.0;
+  bool done = false;                 // while a domain walks its trees
+
+  void* user_data = nullptr;
+  void* back_pointer = nullptr;
+  tv_junction_tree_s* next = nullptr;  // in the domain's list, newest first
+
+  size_t clique_count() const noexcept { return cliques.empty() ? 0 : cliques.size() - 1; }
+};
+
+namespace tv {
+
+// The smallest table that holds a node: a separator, or a clique when `separator` is null.
+struct BeliefSource {
+  Clique* clique = nullptr;        // for a separator: its child
+  Separator* separator = nullptr;
+};
+
+// What compilation and propagation keep for one node.
+struct CompiledNode {
+  bool participates = false;       // a vertex of the moral graph
+  NodeList moral_neighbors;
+  size_t elimination_rank = 0;     // 1 to N; the highest is eliminated first
+  JunctionTree* tree = nullptr;
+  Clique* home = nullptr;          // where evidence on the node is entered
+  Clique* assigned = nullptr;      // where its potential is multiplied in
+  BeliefSource belief_source;
+
+  ptrdiff_t propagated_state = kNoEvidence;    // encoded like EnteredEvidence::state
+  tv_number_t* propagated_finding = nullptr;   // one per state; read under kFindingVector
+  bool value_propagated = false;
+  double propagated_value = 0.0;
+  tv_number_t* belief = nullptr;               // one per state
+  Clique* conflict_clique = nullptr;           // where evidence on the node was last entered
+  bool belief_wanted = false;                  // to be updated by the current propagation
+};
+
+struct Forest {
+  Domain* domain = nullptr;
+  OwnedList<Clique> cliques;       // newest first: every parent before its children
+  size_t clique_count = 0;
+  OwnedList<JunctionTree> trees;   // newest first
+  size_t tree_count = 0;
+  std::vector<CompiledNode> nodes; // by node number - 1
+  size_t participants = 0;         // how many nodes take part
+  NodeList elimination_order;      // cached for the host, highest rank first
+  NodeList decision_order;         // decisions, an ancestor before its descendants
+
+  Block<tv_number_t> node_numbers; // the beliefs and propagated findings of all nodes
+};
+
+inline CompiledNode& compiled(const Node& node) noexcept {
+  return node.domain->forest->nodes[node.number - 1];
+}
+inline bool is_triangulated(const Domain& domain) noexcept { return domain.forest != nullptr; }
+inline bool is_compiled(const Domain& domain) noexcept { return domain.compiled; }
+
+// The tree that answers for a node: that of the linked node where there is one; null without a forest.
+JunctionTree* tree_of(const Node& node) noexcept;
+
+// The internal form of tv_domain_triangulate: leaves a forest in the domain or leaves it untouched.
+tv_status_t _tv_triangulate_domain(Domain& domain, tv_triangulation_method_t method);
+
+}  // namespace tv

@@ -1,0 +1,72 @@
+// The record of a domain: its nodes and counters, its settings, and the one compiled forest.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "api/owned_list.h"
+#include "api/streams.h"
+#include "network/node.h"
+#include "network/random_generator.h"
+
+namespace tv {
+
+struct Forest;     // compile/forest.h
+class NameTable;   // network/name_table.h
+
+// How many nodes there are of each category and of each kind.
+struct NodeCounters {
+  size_t chance = 0, decision = 0, utility = 0, function = 0, instance = 0;
+  size_t discrete = 0, continuous = 0;
+};
+
+}  // namespace tv
+
+struct tv_domain_s {
+  tv_domain_s();
+  ~tv_domain_s();
+
+  tv::OwnedList<tv::Node> nodes;   // newest first; a parsed domain keeps file order
+  size_t node_count = 0;
+  tv::NodeCounters counters;
+  std::unique_ptr<tv::NameTable> name_table;  // an accelerator, absent until first needed
+
+  std::FILE* log = nullptr;        // the host's stream
+  size_t grain_size = 10000;
+  size_t concurrency_level = 1;
+  size_t em_concurrency_level = 1;
+  tv::PrintContext print_context;
+  tv_progress_handler_t progress_handler = nullptr;
+  void* progress_data = nullptr;
+
+  tv::AttributeList attributes;
+  void* user_data = nullptr;
+  std::string file_name;           // of the parsed file; empty when there was none
+  bool is_class = false;           // the record serves as a class: stricter rules for names
+  size_t node_width = 80, node_height = 40;
+  size_t table_count = 0;          // source of the serial numbers of registered tables
+  tv::RandomGenerator random;
+
+  // Settings of triangulation.
+  size_t max_number_of_separators = 0;  // 0: no limit
+  size_t max_separator_size = 0;        // 0: no limit
+  tv::NodeList initial_triangulation;
+  tv::NodeList required_instantiations; // nodes that need a selected state before propagation
+
+  // Everything that compilation made; null while the domain is not triangulated. The deleter is
+  // given with the forest, because this record does not know what a forest is.
+  std::unique_ptr<tv::Forest, void (*)(tv::Forest*)> forest;
+  bool compiled = false;           // the forest has its tables
+};
+
+namespace tv {
+
+// Destroys the forest, if there is one. Never fails and leaves the status alone.
+void _tv_uncompile_domain_safely(Domain& domain) noexcept;
+
+// To be called by every structural change: uncompiles and drops the stored initial triangulation.
+void structure_changed(Domain& domain) noexcept;
+
+}  // namespace tv
