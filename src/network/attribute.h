@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "api/owned_list.h"
 #include "network/types.h"
@@ -16,8 +17,10 @@ namespace tv {
 
 using AttributeList = OwnedList<Attribute>;
 
-// `value` null removes the key; `invalid_name` unless the key is a plain name.
-tv_status_t set_attribute(AttributeList& attributes, const char* key, const char* value);
-const char* find_attribute(const AttributeList& attributes, const char* key) noexcept;
+// `invalid_name` unless the key is a plain name. An existing key keeps its place, a new one goes to the
+// head of the list.
+tv_status_t set_attribute(AttributeList& attributes, std::string_view key, std::string_view value);
+tv_status_t remove_attribute(AttributeList& attributes, std::string_view key) noexcept;
+const char* find_attribute(const AttributeList& attributes, std::string_view key) noexcept;
 
 }  // namespace tv

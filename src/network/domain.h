@@ -47,6 +47,8 @@ struct tv_domain_s {
   bool is_class = false;           // the record serves as a class: stricter rules for names
   size_t node_width = 80, node_height = 40;
   size_t table_count = 0;          // source of the serial numbers of registered tables
+  int64_t first_rank = 0, last_rank = 0;  // no node's topological rank lies outside
+  size_t function_outlets = 0;     // links that leave function nodes
   tv::RandomGenerator random;
 
   // Settings of triangulation.

@@ -51,6 +51,7 @@ struct tv_node_s {
   tv::EnteredEvidence entered;
   tv::Node* linked_node = nullptr; // mirrors this node's evidence and answers for its results
   mutable int mark = 0;            // of graph searches; 0 between public calls
+  int64_t rank = 0;                // topological: every link leads to a higher rank
 
   std::string label;               // free text for display
   long x = 0, y = 0;               // position for display
