@@ -1,0 +1,160 @@
+// Controls and the passes that run under them.
+
+#include "tables/control.h"
+
+#include <algorithm>
+
+#include "tables/parallel.h"
+
+namespace tv {
+namespace {
+
+constexpr size_t kStepsPerPass = 32;  // longer lists are run in several passes
+
+void run_block(const Kernels& kernels, const Step& step, float* table, size_t offset) noexcept {
+  const Dimension* nest = step.control->inner;
+  const size_t count = step.control->inner_count;
+  switch (step.operation) {
+    case Operation::assign: return kernels.assign(nest, count, table, step.operand + offset);
+    case Operation::multiply: return kernels.multiply(nest, count, table, step.operand + offset);
+    case Operation::add: return kernels.add(nest, count, table, step.operand + offset);
+    case Operation::sum: return kernels.sum(nest, count, table, step.target + offset);
+    case Operation::max: return kernels.max(nest, count, table, step.target + offset);
+    case Operation::weighted_sum:
+      return kernels.weighted_sum(nest, count, table, step.target + offset, step.weight);
+    case Operation::weighted_max:
+      return kernels.weighted_max(nest, count, table, step.target + offset, step.weight);
+  }
+}
+
+// Walks the blocks of a table in order, keeping every step's offset into its other table.
+class BlockWalk {
+ public:
+  BlockWalk(const Shape& shape, const Step* steps, size_t count, size_t first_block) noexcept
+      : shape_(shape), steps_(steps), count_(count) {
+    for (size_t s = 0; s < count; ++s) offsets_[s] = 0;
+    for (size_t d = shape.outer; d-- > 0;) {
+      position_[d] = first_block % shape.counts[d];
+      first_block /= shape.counts[d];
+      for (size_t s = 0; s < count; ++s) offsets_[s] += position_[d] * steps[s].control->steps[d];
+    }
+  }
+
+  size_t offset(size_t step) const noexcept { return offsets_[step]; }
+
+  void next() noexcept {
+    for (size_t d = shape_.outer; d-- > 0;) {
+      const bool wraps = ++position_[d] == shape_.counts[d];
+      for (size_t s = 0; s < count_; ++s) {
+        const size_t step = steps_[s].control->steps[d];
+        offsets_[s] += wraps ? step - shape_.counts[d] * step : step;
+      }
+      if (!wraps) return;
+      position_[d] = 0;
+    }
+  }
+
+ private:
+  const Shape& shape_;
+  const Step* steps_;
+  size_t count_;
+  size_t offsets_[kStepsPerPass];
+  size_t position_[64];
+};
+
+bool writes_target(const Step& step) noexcept { return step.target != nullptr; }
+
+struct PassTask {
+  const Shape& shape;
+  float* table;
+  const Step* steps;
+  size_t count;
+  size_t units;
+
+  static void run(void* context, size_t begin, size_t end) {
+    const PassTask& task = *static_cast<PassTask*>(context);
+    run_pass(task.shape, task.table, task.steps, task.count, task.units, begin, end);
+  }
+};
+
+void run_split(const Shape& shape, float* table, const Step* steps, size_t count,
+               const ParallelSettings& settings) {
+  const size_t units = splittable_units(shape, steps, count);
+  PassTask task = {shape, table, steps, count, units};
+  run_on_threads(units, number_of_threads(units, shape.size / units, settings), PassTask::run, &task);
+}
+
+}  // namespace
+
+void Shape::assign(const size_t* begin, size_t dimensions) {
+  counts.assign(begin, begin + dimensions);
+  size = 1;
+  outer = dimensions;
+  for (size_t d = dimensions; d-- > 0;) {
+    size *= counts[d];
+    if (size <= kBlockSize) outer = d;
+  }
+}
+
+void finish_control(Control& control, const Shape& shape) noexcept {
+  size_t count = 0, stride = 1;
+  control.other_size = 1;
+  // From the innermost dimension outwards; the nest is put into order at the end.
+  for (size_t d = shape.counts.size(); d-- > 0;) {
+    const size_t step = control.steps[d];
+    if (step) control.other_size *= shape.counts[d];
+    if (d >= shape.outer) {
+      Dimension* last = count ? &control.inner[count - 1] : nullptr;
+      if (last && step == last->stride2 * last->count && (step == 0) == (last->stride2 == 0))
+        last->count *= shape.counts[d];
+      else
+        control.inner[count++] = {shape.counts[d], stride, step};
+    }
+    stride *= shape.counts[d];
+  }
+  std::reverse(control.inner, control.inner + count);
+  control.inner_count = count;
+}
+
+size_t splittable_units(const Shape& shape, const Step* steps, size_t count) noexcept {
+  size_t units = 1;
+  for (size_t d = 0; d < shape.outer; ++d) {
+    for (size_t s = 0; s < count; ++s)
+      if (writes_target(steps[s]) && steps[s].control->steps[d] == 0) return units;
+    units *= shape.counts[d];
+  }
+  return units;
+}
+
+void run_pass(const Shape& shape, float* table, const Step* steps, size_t count, size_t units, size_t begin,
+              size_t end) noexcept {
+  size_t block_size = 1, blocks = 1;
+  for (size_t d = 0; d < shape.counts.size(); ++d) (d < shape.outer ? blocks : block_size) *= shape.counts[d];
+  const Kernels& kernels = tv::kernels();
+  const size_t blocks_per_unit = blocks / units;
+  for (; count > 0; count -= std::min(count, kStepsPerPass), steps += kStepsPerPass) {
+    const size_t here = std::min(count, kStepsPerPass);
+    BlockWalk walk(shape, steps, here, begin * blocks_per_unit);
+    float* block = table + begin * blocks_per_unit * block_size;
+    for (size_t b = begin * blocks_per_unit; b < end * blocks_per_unit; ++b, block += block_size) {
+      for (size_t s = 0; s < here; ++s) run_block(kernels, steps[s], block, walk.offset(s));
+      walk.next();
+    }
+  }
+}
+
+void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
+              const ParallelSettings& settings) {
+  if (settings.concurrency_level <= 1 || shape.size < settings.grain_size)
+    return run_pass(shape, table, steps, count, 1, 0, 1);
+  // Operations on the table itself go together; a target that would hold back the others goes alone.
+  for (size_t s = 0; s < count;) {
+    size_t together = 1;
+    while (s + together < count && !writes_target(steps[s + together])) ++together;
+    if (s + together < count && splittable_units(shape, steps + s, together + 1) > 1) ++together;
+    run_split(shape, table, steps + s, together, settings);
+    s += together;
+  }
+}
+
+}  // namespace tv

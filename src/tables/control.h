@@ -1,0 +1,76 @@
+// A control says how the index space of a table meets that of another one: for each dimension of the
+// table, the step in the other's data. Passes over a table run several operations, each with its
+// control, block by block: while a block of the table is in the nearest cache, everything that has to
+// happen to it happens, so that the table itself travels through memory once per pass.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "tables/kernels.h"
+
+namespace tv {
+
+// The dimensions of a table that are run over, outermost first. Nodes with a single possible state have
+// none, so every count is at least 2. A shape may name fewer dimensions than the table has nodes; the
+// table's entries are contiguous all the same.
+struct Shape {
+  std::vector<size_t> counts;
+  size_t size = 1;
+  size_t outer = 0;  // dimensions outside a block; the rest, of at most kBlockSize entries, lies within
+
+  void assign(const size_t* begin, size_t dimensions);
+};
+
+inline constexpr size_t kBlockSize = 4096;
+
+// Steps and merged inner nest lie in arrays that outlive the control.
+struct Control {
+  size_t* steps = nullptr;      // step in the other table for each dimension of the shape
+  Dimension* inner = nullptr;   // the merged nest of one block
+  size_t inner_count = 0;
+  size_t other_size = 1;        // entries of the other table that are met
+};
+
+// Fills `inner` from `steps`, merging neighbours. Both arrays have room for every dimension of the shape.
+void finish_control(Control& control, const Shape& shape) noexcept;
+
+// A control with arrays of its own, for operations that are not repeated.
+struct OwnControl : Control {
+  explicit OwnControl(size_t dimensions) : step_array(dimensions + 1), inner_array(dimensions + 1) {
+    steps = step_array.data();
+    inner = inner_array.data();
+  }
+  OwnControl(const OwnControl&) = delete;
+  OwnControl& operator=(const OwnControl&) = delete;
+  std::vector<size_t> step_array;
+  std::vector<Dimension> inner_array;
+};
+
+enum class Operation { assign, multiply, add, sum, max, weighted_sum, weighted_max };
+
+struct Step {
+  Operation operation;
+  const Control* control;
+  const float* operand = nullptr;  // of assign, multiply, add
+  double* target = nullptr;        // of the sums and maxima, which are accumulated into it
+  double weight = 1.0;
+};
+
+// The largest number of leading dimensions that all targets of `steps` have, and their product: the
+// units into which the pass can be split among threads, because each then writes its own entries.
+size_t splittable_units(const Shape& shape, const Step* steps, size_t count) noexcept;
+
+// Runs `steps` in order over the part of the table that belongs to units [begin, end) of `units`.
+void run_pass(const Shape& shape, float* table, const Step* steps, size_t count, size_t units, size_t begin,
+              size_t end) noexcept;
+
+// The same for the whole table, on several threads where that is worth while.
+struct ParallelSettings {
+  size_t grain_size = 10000;
+  size_t concurrency_level = 1;
+};
+void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
+              const ParallelSettings& settings);
+
+}  // namespace tv

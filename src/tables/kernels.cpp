@@ -1,0 +1,85 @@
+// Compiles kernels_body.h for each instruction set and chooses among the results.
+
+#include "tables/kernels.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#if defined(__clang__)
+#define TV_TARGET_PRAGMA(text) _Pragma(#text)
+#define TV_BEGIN_TARGET(features) \
+  TV_TARGET_PRAGMA(clang attribute push(__attribute__((target(features))), apply_to = function))
+#define TV_END_TARGET TV_TARGET_PRAGMA(clang attribute pop)
+#else
+#define TV_TARGET_PRAGMA(text) _Pragma(#text)
+#define TV_BEGIN_TARGET(features) TV_TARGET_PRAGMA(GCC push_options) TV_TARGET_PRAGMA(GCC target(features))
+#define TV_END_TARGET TV_TARGET_PRAGMA(GCC pop_options)
+#endif
+
+namespace tv {
+
+namespace baseline {
+#include "tables/kernels_body.h"
+}
+
+TV_BEGIN_TARGET("avx2")
+namespace avx2 {
+#include "tables/kernels_body.h"
+}
+TV_END_TARGET
+
+TV_BEGIN_TARGET("avx512f,avx512dq,avx512vl,avx512bw")
+namespace avx512 {
+#include "tables/kernels_body.h"
+}
+TV_END_TARGET
+
+namespace {
+
+constexpr Kernels kBaseline = {"baseline",         baseline::assign,       baseline::multiply, baseline::add,
+                               baseline::sum,      baseline::weighted_sum, baseline::max,      baseline::weighted_max,
+                               baseline::divide,   baseline::take,         baseline::scale};
+constexpr Kernels kAvx2 = {"avx2",    avx2::assign,       avx2::multiply, avx2::add,
+                           avx2::sum, avx2::weighted_sum, avx2::max,      avx2::weighted_max,
+                           avx2::divide, avx2::take,      avx2::scale};
+constexpr Kernels kAvx512 = {"avx512",    avx512::assign,       avx512::multiply, avx512::add,
+                             avx512::sum, avx512::weighted_sum, avx512::max,      avx512::weighted_max,
+                             avx512::divide, avx512::take,      avx512::scale};
+
+struct Available {
+  const Kernels* list[4] = {&kBaseline, nullptr, nullptr, nullptr};
+  const Kernels* preferred = &kBaseline;
+
+  Available() noexcept {
+    size_t count = 1;
+    if (__builtin_cpu_supports("avx2")) list[count++] = &kAvx2;
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw"))
+      list[count++] = &kAvx512;
+    preferred = list[count - 1];
+    const char* forced = std::getenv("TARVO_KERNELS");
+    for (size_t i = 0; forced && i < count; ++i)
+      if (std::strcmp(list[i]->name, forced) == 0) preferred = list[i];
+  }
+};
+
+const Available& available() noexcept {
+  static const Available found;
+  return found;
+}
+
+std::atomic<const Kernels*>& in_use() noexcept {
+  static std::atomic<const Kernels*> chosen = available().preferred;
+  return chosen;
+}
+
+}  // namespace
+
+const Kernels& kernels() noexcept { return *in_use().load(std::memory_order_relaxed); }
+
+const Kernels* const* available_kernels() noexcept { return available().list; }
+
+void use_kernels(const Kernels& chosen) noexcept { in_use().store(&chosen, std::memory_order_relaxed); }
+
+}  // namespace tv

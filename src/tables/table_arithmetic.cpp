@@ -1,0 +1,80 @@
+// Operations between two tables: multiply, add, extend, marginalise. Each is one pass over the larger
+// table under a control made for the occasion; propagation keeps its own controls.
+
+#include <algorithm>
+#include <limits>
+
+#include "network/domain.h"
+#include "tables/control.h"
+#include "tables/table_operations.h"
+
+namespace tv {
+namespace {
+
+ParallelSettings settings_of(const Table& table) noexcept {
+  return {table.domain->grain_size, table.domain->concurrency_level};
+}
+
+// The shape of `table` and, in `control`, the steps in `other` for each of its dimensions.
+void meet(const Table& table, const Table& other, Shape& shape, OwnControl& control) {
+  std::vector<size_t> counts;
+  for (size_t i = 0; i < table.discrete_count; ++i) {
+    const Node* node = table.nodes[i];
+    if (node->number_of_states < 2) continue;
+    size_t step = 0, stride = 1;
+    for (size_t j = other.discrete_count; j-- > 0; stride *= other.nodes[j]->number_of_states)
+      if (other.nodes[j] == node) step = stride;
+    control.steps[counts.size()] = step;
+    counts.push_back(node->number_of_states);
+  }
+  shape.assign(counts.data(), counts.size());
+  finish_control(control, shape);
+}
+
+tv_status_t run_one(Table& table, const Table& other, Operation operation) {
+  if (table.cg_size || other.cg_size) return tv_status_error;
+  Shape shape;
+  OwnControl control(table.discrete_count);
+  meet(table, other, shape, control);
+  const Step step = {operation, &control, other.data.data()};
+  run_pass(shape, table.data.data(), &step, 1, settings_of(table));
+  return tv_status_none;
+}
+
+tv_status_t marginalize(const Table& source, Table& destination, Operation operation, double start) {
+  if (source.cg_size || destination.cg_size) return tv_status_error;
+  Shape shape;
+  OwnControl control(source.discrete_count);
+  meet(source, destination, shape, control);
+  Block<double> totals(destination.size);
+  std::fill(totals.begin(), totals.end(), start);
+  const Step step = {operation, &control, nullptr, totals.data()};
+  run_pass(shape, source.data.data(), &step, 1, settings_of(source));
+  std::transform(totals.begin(), totals.end(), destination.data.begin(),
+                 [](double total) { return static_cast<tv_number_t>(total); });
+  return tv_status_none;
+}
+
+}  // namespace
+
+tv_status_t multiply_table(Table& destination, const Table& source) {
+  return run_one(destination, source, Operation::multiply);
+}
+
+tv_status_t add_table(Table& destination, const Table& source) {
+  return run_one(destination, source, Operation::add);
+}
+
+tv_status_t extend_table(const Table& source, Table& destination) {
+  return run_one(destination, source, Operation::assign);
+}
+
+tv_status_t sum_marginalize_table(const Table& source, Table& destination) {
+  return marginalize(source, destination, Operation::sum, 0.0);
+}
+
+tv_status_t max_marginalize_table(const Table& source, Table& destination) {
+  return marginalize(source, destination, Operation::max, -std::numeric_limits<double>::infinity());
+}
+
+}  // namespace tv
