@@ -25,6 +25,10 @@ tv_status_t extend_table(const Table& source, Table& destination);
 std::unique_ptr<Table> table_with_parent(const Table& table, Node* parent);
 std::unique_ptr<Table> table_without_parent(const Table& table, const Node* parent);
 
+// Gives `table` the nodes, sizes and data of a table built aside from it. The record stays where it is,
+// so that handles to it remain valid.
+void take_over(Table& table, std::unique_ptr<Table> changed) noexcept;
+
 // The same nodes in another order, the data permuted with them; no checks.
 tv_status_t permute_table(Table& table, const NodeList& order);
 

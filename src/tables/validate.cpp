@@ -1,0 +1,79 @@
+// Checking and normalising the numbers of a table. Everything is checked before the first number is
+// written, so that a refused table stays as the host left it.
+#include <algorithm>
+
+#include "network/node.h"
+#include "tables/number_bounds.h"
+#include "tables/table_operations.h"
+
+namespace tv {
+namespace {
+
+struct Distribution {
+  tv_number_t* first;
+  size_t count;
+};
+
+// The sum of a distribution, or -1.0 when one of its entries is negative, huge or not a number.
+double sum_of_valid_entries(const Distribution& distribution) noexcept {
+  double sum = 0.0;
+  bool valid = true;
+  for (size_t i = 0; i < distribution.count; ++i) {
+    const double entry = static_cast<double>(distribution.first[i]);
+    valid &= entry >= 0.0 && entry < kLargestFloat;
+    sum += entry;
+  }
+  return valid ? sum : -1.0;
+}
+
+void divide(tv_number_t* first, size_t count, double divisor) noexcept {
+  for (size_t i = 0; i < count; ++i)
+    first[i] = static_cast<tv_number_t>(static_cast<double>(first[i]) / divisor);
+}
+
+// A fixed number of lanes, combined in a fixed order: the sum does not depend on how it is compiled.
+double sum_of_entries(const Block<tv_number_t>& data) noexcept {
+  double lanes[8] = {};
+  const size_t whole = data.size() / 8 * 8;
+  for (size_t i = 0; i < whole; i += 8)
+    for (size_t lane = 0; lane < 8; ++lane) lanes[lane] += static_cast<double>(data[i + lane]);
+  for (size_t i = whole; i < data.size(); ++i) lanes[i - whole] += static_cast<double>(data[i]);
+  return ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) + ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
+}
+
+}  // namespace
+
+tv_status_t validate_conditional_probability_potential(Table& table, bool strict) {
+  if (tv_status_t status = allocate_table_data(table)) return status;
+  if (table.continuous_count > 0) {  // the CG blocks describe densities that need no weights
+    std::fill(table.data.begin(), table.data.end(), tv_number_t{1});
+    return tv_status_none;
+  }
+  const size_t count = table.discrete_count ? table.nodes[table.discrete_count - 1]->number_of_states : 1;
+  for (size_t start = 0; start < table.size; start += count) {
+    const double sum = sum_of_valid_entries({table.data.data() + start, count});
+    if (!(sum >= 0.0 && sum < kLargestFloat) || (strict && sum == 0.0))
+      return store_status(tv_status_invalid_probability_potential);
+  }
+  for (size_t start = 0; start < table.size; start += count) {
+    tv_number_t* first = table.data.data() + start;
+    const double sum = sum_of_valid_entries({first, count});
+    if (sum == 0.0)
+      std::fill_n(first, count, static_cast<tv_number_t>(1.0 / static_cast<double>(count)));
+    else if (sum != 1.0)
+      divide(first, count, sum);
+  }
+  return tv_status_none;
+}
+
+tv_status_t _tv_normalize_table(Table& table, Normalizer by) {
+  const double constant = by == Normalizer::sum
+                              ? sum_of_entries(table.data)
+                              : static_cast<double>(*std::max_element(table.data.begin(), table.data.end()));
+  if (!(constant >= 0.0)) return tv_status_none;
+  if (constant < kSmallestNormalFloat) return store_status(tv_status_normalization);
+  divide(table.data.data(), table.data.size(), constant);
+  return tv_status_none;
+}
+
+}  // namespace tv
