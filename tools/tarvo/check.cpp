@@ -1,0 +1,67 @@
+// tarvo check: what the parser says of a file, and what the library says of its potentials.
+#include <cstdio>
+#include <cstdlib>
+
+#include "commands.h"
+
+namespace program {
+namespace {
+
+// The trace of a compilation, kept in memory.
+class TraceText {
+ public:
+  TraceText() : stream_(open_memstream(&text_, &size_)) {
+    if (!stream_) throw Failure(kFailed, "no memory for the report");
+  }
+  ~TraceText() {
+    std::fclose(stream_);
+    std::free(text_);
+  }
+  TraceText(const TraceText&) = delete;
+  TraceText& operator=(const TraceText&) = delete;
+  std::FILE* stream() const { return stream_; }
+  std::string text() const {
+    std::fflush(stream_);
+    return {text_, size_};
+  }
+
+ private:
+  char* text_ = nullptr;
+  size_t size_ = 0;
+  std::FILE* stream_;
+};
+
+// The section of the trace that begins with `heading`, up to the heading `next` or the end; empty when there
+// is none.
+std::string section(const std::string& trace, const std::string& heading, const std::string& next) {
+  const size_t begin = trace.find("\n\n" + heading);
+  if (begin == std::string::npos) return "";
+  const size_t end = trace.find("\n\n" + next, begin + 2);
+  std::string text = trace.substr(begin + 2, end == std::string::npos ? end : end - begin - 2);
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  return text + "\n";
+}
+
+}  // namespace
+
+ExitCode check(const std::string& file) {
+  const TraceText trace;  // outlives the network
+  const Network network(file);
+  std::printf("%s: %zu nodes, %zu message%s of the parser\n", file.c_str(), network.nodes().size(),
+              network.messages(), network.messages() == 1 ? "" : "s");
+  expect(tv_domain_set_log_file(network.domain(), trace.stream()), file);
+  const tv_status_t status = tv_domain_compile(network.domain());
+  const std::string text = trace.text();
+  const std::string tables = section(text, "Checking tables for all nodes", "Checking");
+  const std::string potentials = section(text, "Checking conditional probability", "Beliefs");
+  std::printf("%s%s%s%s", tables.empty() ? "" : "\n", tables.c_str(), potentials.empty() ? "" : "\n",
+              potentials.c_str());
+  std::fflush(stdout);
+  if (status != tv_status_none) {
+    const unsigned code = static_cast<unsigned>(status);
+    throw Failure(kFailed, file + ": " + tv_error_name(code) + ": " + tv_error_description(code));
+  }
+  return kSuccess;
+}
+
+}  // namespace program
