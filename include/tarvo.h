@@ -1,3 +1,97 @@
+/**
+ * @file tarvo.h
+ * The whole public interface of the Tarvo library: build, load, compile and evaluate probabilistic
+ * graphical models. C99, usable from C and C++.
+ *
+ * In one paragraph
+ * ----------------
+ * A *domain* is a network. Its *nodes* are the variables, its *links* say which variables depend on which,
+ * and each node's *table* holds its distribution given its parents. *Compiling* turns the network into a
+ * *junction forest*: trees of *cliques*, groups of nodes small enough to hold a joint table. You enter
+ * *evidence* on nodes, *propagate* it through the trees, and read *beliefs*, the probability of the
+ * evidence, its conflict and more. (Lauritzen & Spiegelhalter 1988; Jensen, Lauritzen & Olesen 1990.)
+ *
+ * Conventions, said once
+ * ----------------------
+ *  1. Lifecycle. Create a domain (tv_new_domain) or load one (tv_net_parse_domain); compile it; then enter
+ *     evidence, propagate and read, as often as you like; delete it. Any change of structure (nodes, links,
+ *     states, categories) *uncompiles* the domain: cliques, trees and beliefs are gone until the next
+ *     compilation. Changing numbers in tables does not uncompile: say tv_node_touch_table and propagate.
+ *  2. Status. Each thread has a status, the outcome of its most recent call into the library, read with
+ *     tv_error_code. A success leaves tv_status_none there, also when an earlier call failed. Only the
+ *     three tv_error_ functions and tv_get_version leave it alone.
+ *  3. Failure values. A function that returns a tv_status_t returns the code itself, so `if (call(...))`
+ *     reads "if it failed". Others return: NULL for handles, lists and strings; all ones, `(size_t)-1`, for
+ *     size_t; -1 for ptrdiff_t and for int answers (1 yes, 0 no, -1 failure); -1.0 for double and
+ *     tv_number_t; the `_error` member of an enumeration. Where the failure value can also be an answer
+ *     (NULL at the end of an iteration, a state value of -1), tv_error_code tells the two apart.
+ *  4. Null pointers. A null handle, string or result pointer gives tv_status_usage, unless the function
+ *     says that it takes null. This and the next two points hold everywhere and are not repeated below.
+ *  5. Memory. Any function that allocates may fail with tv_status_no_memory. A size that does not fit into
+ *     a size_t counts as too much memory when something is allocated (tv_status_no_memory) and as
+ *     tv_status_size_too_large when it is merely asked for.
+ *  6. Failure changes nothing. A call that fails leaves its objects as they were. The exceptions are said
+ *     at their functions: a failed propagation resets its trees and keeps what you entered, and a
+ *     compilation that fails with a log set has written to that log.
+ *  7. Ownership. The domain owns its nodes, tables, cliques and trees; strings and lists belong to the
+ *     object that returned them and stay valid until that object changes in what they show, or is deleted.
+ *     Never free them. The few results that are yours say so: "free()" for the C library, or a `_delete`
+ *     function. Strings, orders and values that you pass in are copied. Handles of cliques and junction
+ *     trees end when the domain is uncompiled.
+ *  8. Lists are arrays of handles that end with a null pointer, going in and coming out. An empty list is
+ *     an array whose first entry is null.
+ *  9. Order of table entries. The discrete nodes of a table stand first, and configurations are numbered
+ *     with the *last* discrete node varying fastest: over A (2 states) and B (3 states) the entries are
+ *     a0b0 a0b1 a0b2 a1b0 a1b1 a1b2. A chance or decision node is the last discrete node of its own table,
+ *     so every run of as many numbers as it has states is one distribution, given one configuration of the
+ *     parents.
+ * 10. Numbers. Tables hold single precision (tv_number_t); sums and logarithms are formed in double
+ *     precision. Natural logarithms everywhere. The results are the same bits for every number of threads.
+ * 11. Threads. Different domains may be used by different threads at the same time; one domain must never
+ *     be used by two threads at once, not even for reading. Only the process-wide locale is shared:
+ *     checking names, parsing and writing select the "C" locale for the length of the call and put yours
+ *     back, so let no other thread depend on, or change, the locale meanwhile. Numbers always use a decimal
+ *     point.
+ * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
+ *     looks at them and never frees them. They start as null.
+ * 13. Not there yet. Arithmetic for continuous nodes, expected utilities, policies, models and the exact
+ *     total-weight triangulation are not available in this version. Where one of them matters, the function
+ *     says "fails with tv_status_error in this version".
+ *
+ * A complete program
+ * ------------------
+ * @code
+ * #include <stdio.h>
+ * #include <tarvo.h>
+ *
+ * int main(void) {
+ *   const char* net =
+ *       "net { }\n"
+ *       "node Rain { states = (\"no\" \"yes\"); }\n"
+ *       "node Wet  { states = (\"no\" \"yes\"); }\n"
+ *       "potential (Rain) { data = (0.8 0.2); }\n"
+ *       "potential (Wet | Rain) { data = ((0.9 0.1) (0.2 0.8)); }\n";
+ *   tv_domain_t* domain = tv_net_parse_domain(net, NULL, NULL);
+ *   tv_node_t* rain = domain ? tv_domain_get_node_by_name(domain, "Rain") : NULL;
+ *   tv_node_t* wet = domain ? tv_domain_get_node_by_name(domain, "Wet") : NULL;
+ *   if (!rain || !wet || tv_domain_compile(domain) || tv_node_select_state(wet, 1) ||
+ *       tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal)) {
+ *     fprintf(stderr, "%s\n", tv_error_description((unsigned)tv_error_code()));
+ *     tv_domain_delete(domain);
+ *     return 1;
+ *   }
+ *   printf("P(rain | wet) = %g\n", tv_node_get_belief(rain, 1));                // 0.666667
+ *   printf("P(wet)        = %g\n", tv_domain_get_normalization_constant(domain)); // 0.24
+ *   tv_domain_delete(domain);
+ *   return 0;
+ * }
+ * @endcode
+ *
+ * Contents, in this order: types and constants; status and version; domains; nodes; names; states;
+ * attributes; user data; links; graph queries; display; tables of nodes; tables; threads, log and progress;
+ * compilation; cliques and junction trees; evidence; evidence queries; propagation; probability and
+ * conflict of the evidence; beliefs and other results; reading networks; random numbers.
+ */
 #ifndef TARVO_H
 #define TARVO_H
 
@@ -5,6 +99,7 @@
 #include <stdint.h>
 #include <stdio.h>
 
+/** Marks a function as part of the interface of the shared library. */
 #if defined(__GNUC__)
 #define TV_API __attribute__((visibility("default")))
 #else
@@ -15,299 +110,1572 @@
 extern "C" {
 #endif
 
+/**
+ * @defgroup types Types and constants
+ * @{
+ */
+
+/** The number of discrete tables and of findings: single precision. */
 typedef float tv_number_t;
+
+/** A network: its nodes, their tables, its settings, and what compilation made of it. Owns all of that. */
 typedef struct tv_domain_s tv_domain_t;
+
+/** A variable (or a function of variables, or a utility). Owned by its domain. */
 typedef struct tv_node_s tv_node_t;
+
+/** One entry, a key with its value, of the list of attributes of a domain or a node. */
 typedef struct tv_attribute_s tv_attribute_t;
+
+/** A potential: one number for each configuration of a list of nodes (convention 9). */
 typedef struct tv_table_s tv_table_t;
+
+/** A clique of the triangulated graph. Lives until its domain is uncompiled. */
 typedef struct tv_clique_s tv_clique_t;
+
+/** One tree of cliques, for one connected part of the network. Lives until its domain is uncompiled. */
 typedef struct tv_junction_tree_s tv_junction_tree_t;
 
+/**
+ * The outcome of a call: 0 for success, otherwise one of the codes below. The numbers are fixed.
+ * tv_error_name and tv_error_description give texts for people.
+ */
 typedef int tv_status_t;
+
+/** The status codes. Those marked "reserved" belong to features that this version does not offer. */
 enum {
+  /** The most recent call succeeded, or there was none. */
   tv_status_none = 0,
+  /** An argument is invalid, or does not fit the present state. */
   tv_status_usage = 1,
+  /** A file could not be opened, read, written or closed. */
   tv_status_io = 2,
+  /** Out of memory, or a size beyond all memory. */
   tv_status_no_memory = 3,
+  /** Continuous nodes do not mix with decisions or utilities. */
   tv_status_cg_limids_not_supported = 4,
+  /** The name is in use by another node of the domain. */
   tv_status_twice = 5,
+  /** The name does not have the form of a C identifier. */
   tv_status_invalid_name = 6,
+  /** The link would close a directed cycle. */
   tv_status_cyclic_network = 7,
+  /** The link would make function nodes depend on themselves. */
   tv_status_cyclic_functional_dependency = 8,
+  /** The operation does not support this functional dependency. */
   tv_status_functional_dependency = 9,
+  /** The size asked for does not fit into a size_t. */
   tv_status_size_too_large = 10,
+  /** Zeros in the distributions defeat fast retraction. */
   tv_status_fast_retraction = 11,
+  /** Possibly significant rounding error. Reserved. */
   tv_status_rounding = 12,
+  /** The password does not match that of a binary network file. Reserved. */
   tv_status_bad_kb_password = 13,
+  /** The version of a binary network file is not supported. Reserved. */
   tv_status_bad_kb_version = 14,
+  /** A binary network file holds something else than was asked for. Reserved. */
   tv_status_bad_kb_type = 15,
+  /** The file is not a valid binary network file. Reserved. */
   tv_status_bad_kb_format = 16,
+  /** The operation requires a compiled domain. */
   tv_status_not_compiled = 17,
+  /** A table has an invalid number or a zero distribution. */
   tv_status_invalid_probability_potential = 18,
+  /** Zero probability in the parents of a chain graph. Reserved. */
   tv_status_chain_graph = 19,
+  /** The elimination order is invalid. */
   tv_status_enumeration = 20,
+  /** The trees hold no valid result: propagate first. */
   tv_status_no_equilibrium = 21,
+  /** The density of continuous evidence is too low. Reserved. */
   tv_status_low_density = 22,
+  /** Conditioning on a variance of zero. Reserved. */
   tv_status_zero_variance = 23,
+  /** The evidence is impossible, or its probability underflowed. */
   tv_status_inconsistency_or_underflow = 24,
+  /** A number became too large during propagation. */
   tv_status_overflow = 25,
+  /** Not defined while continuous evidence is propagated. */
   tv_status_cg_evidence_incorporated = 26,
+  /** A table whose sum is zero (or underflowed) was normalised. */
   tv_status_normalization = 27,
+  /** Not supported on compressed domains. Reserved. */
   tv_status_compressed = 28,
+  /** The compressed form of a table is too large. Reserved. */
   tv_status_table_too_large = 29,
+  /** Evidence that breaks the rules of decisions, or a required selected state is missing. */
   tv_status_invalid_evidence = 30,
+  /** The index of a state in a case is above 32767. Reserved. */
   tv_status_case_state_too_large = 31,
+  /** No value has been entered or propagated. */
   tv_status_no_value = 32,
+  /** The text is not a valid network; the handler got the details. */
   tv_status_parse = 33,
+  /** The expression is invalid, for instance of a wrong type. Reserved. */
   tv_status_invalid_expression = 34,
+  /** A syntax error in an expression. Reserved. */
   tv_status_syntax = 35,
+  /** An expression divides by zero. Reserved. */
   tv_status_division_by_zero = 36,
+  /** A function or distribution in an expression has invalid arguments. Reserved. */
   tv_status_inappropriate_arguments = 37,
+  /** A function or a density in an expression could not be computed. Reserved. */
   tv_status_computation_failed = 38,
+  /** The states of the node do not cover the distribution of its model. Reserved. */
   tv_status_insufficient_state_range = 39,
+  /** The state values do not increase, or are infinite where they must not be. Reserved. */
   tv_status_invalid_state_values = 40,
+  /** A class would contain itself. Reserved. */
   tv_status_cyclic_instance_hierarchy = 41,
+  /** A node does not fit the input of a class instance that it is bound to. Reserved. */
   tv_status_illegal_binding = 42,
+  /** The "C" locale could not be selected. */
   tv_status_locale = 43,
+  /** Not used. */
   tv_status_invalid_license = 44,
+  /** Not used. */
   tv_status_expired_license = 45,
+  /** Not used. */
   tv_status_demo = 46,
+  /** Not available in this version, stopped by the progress handler, or an internal error. */
   tv_status_error = 47
 };
 
-typedef enum { tv_category_error = -1, tv_category_function = 5, tv_category_instance, tv_category_chance, tv_category_decision, tv_category_utility } tv_node_category_t;
-typedef enum { tv_kind_error = -2, tv_kind_other, tv_kind_discrete, tv_kind_continuous } tv_node_kind_t;
-typedef enum { tv_subtype_label = 30, tv_subtype_boolean, tv_subtype_number, tv_subtype_interval, tv_subtype_error } tv_node_subtype_t;
-typedef enum { tv_method_clique_size = 15, tv_method_clique_weight, tv_method_fill_in_size, tv_method_fill_in_weight, tv_method_total_weight, tv_method_best_greedy } tv_triangulation_method_t;
-typedef enum { tv_equilibrium_none = 10, tv_equilibrium_sum, tv_equilibrium_max } tv_equilibrium_t;
-typedef enum { tv_evidence_normal = 20, tv_evidence_fast_retraction } tv_evidence_mode_t;
+/** What a node stands for. */
+typedef enum {
+  /** The answer of a failed query. */
+  tv_category_error = -1,
+  /** A deterministic function of its parents. */
+  tv_category_function = 5,
+  /** An instance of a class; cannot be created in this version. */
+  tv_category_instance,
+  /** A random variable. */
+  tv_category_chance,
+  /** A choice of a decision maker. */
+  tv_category_decision,
+  /** A term of the utility that decisions maximise. */
+  tv_category_utility
+} tv_node_category_t;
 
-typedef void (*tv_error_handler_t)(size_t position, const char *message, void *handler_data);
-typedef void (*tv_old_error_handler_t)(size_t position, const char *message);
-typedef int (*tv_progress_handler_t)(const char *task, double fraction, void *handler_data);
+/** What values a node takes. */
+typedef enum {
+  /** The answer of a failed query. */
+  tv_kind_error = -2,
+  /** -1: no states and no distribution (utility and real-valued function nodes). */
+  tv_kind_other,
+  /** 0: one of a finite number of states. */
+  tv_kind_discrete,
+  /** 1: a real number (conditional Gaussian). */
+  tv_kind_continuous
+} tv_node_kind_t;
 
-/* ---- Status ---- */
+/** What the states of a discrete node mean. */
+typedef enum {
+  /** Names without order; the default. */
+  tv_subtype_label = 30,
+  /** Two states: state 0 is false, state 1 is true. */
+  tv_subtype_boolean,
+  /** One number for each state. */
+  tv_subtype_number,
+  /** Neighbouring intervals: n states have n + 1 bounds. */
+  tv_subtype_interval,
+  /** The answer of a failed query. */
+  tv_subtype_error
+} tv_node_subtype_t;
 
+/**
+ * How to choose the next node to eliminate, which decides the cliques and so the cost of inference
+ * (Kjaerulff 1990, 1992). A node that needs no fill-in links always goes first. Weights are products of
+ * numbers of states: the size of the table over a clique.
+ */
+typedef enum {
+  /** The fewest members in the clique that arises. */
+  tv_method_clique_size = 15,
+  /** The smallest weight of the clique that arises. */
+  tv_method_clique_weight,
+  /** The fewest fill-in links. */
+  tv_method_fill_in_size,
+  /** The smallest sum over fill-in links of the product of the ends' weights. */
+  tv_method_fill_in_weight,
+  /** Least total clique weight; fails with tv_status_error in this version. */
+  tv_method_total_weight,
+  /** The cheapest result of the four greedy methods; what compilation uses. */
+  tv_method_best_greedy
+} tv_triangulation_method_t;
+
+/** What the tables of the junction trees hold after a propagation. */
+typedef enum {
+  /** Nothing valid: after a reset or a failed propagation. Cannot be asked for. */
+  tv_equilibrium_none = 10,
+  /** Sums over the other variables: beliefs are probabilities. */
+  tv_equilibrium_sum,
+  /**
+   * Maxima over the other variables (Dawid 1992): each belief is the probability of the best joint
+   * configuration with that state, the overall best being 1.
+   */
+  tv_equilibrium_max
+} tv_equilibrium_t;
+
+/** How a propagation treats evidence. */
+typedef enum {
+  /** All evidence counts for every belief. */
+  tv_evidence_normal = 20,
+  /** Each node's belief leaves out the evidence on that node itself (Cowell & Dawid 1992; Dawid 1992). */
+  tv_evidence_fast_retraction
+} tv_evidence_mode_t;
+
+/**
+ * Receives the errors and warnings of a parser.
+ *
+ * @param position      the line when a file is read; the number of characters read so far when a string is
+ * @param message       the text, valid during the call; warnings begin with "warning: "
+ * @param handler_data  the pointer that was given with the handler
+ */
+typedef void (*tv_error_handler_t)(size_t position, const char* message, void* handler_data);
+
+/** The same without the data pointer, for the older entry points of the parser. */
+typedef void (*tv_old_error_handler_t)(size_t position, const char* message);
+
+/**
+ * Is told about the progress of long operations; see tv_domain_set_progress_handler.
+ *
+ * @param task          what is going on, valid during the call
+ * @param fraction      the part done, 0 to 1, or -1 where it is unknown
+ * @param handler_data  the pointer that was given with the handler
+ * @return 0 to go on; anything else asks the operation to stop
+ */
+typedef int (*tv_progress_handler_t)(const char* task, double fraction, void* handler_data);
+
+/** @} */
+
+/**
+ * @defgroup status Status and version
+ * @{
+ */
+
+/** The status of the calling thread: the outcome of its latest call (convention 2). Does not change it. */
 TV_API tv_status_t tv_error_code(void);
-TV_API const char *tv_error_name(unsigned code);
-TV_API const char *tv_error_description(unsigned code);
-TV_API tv_status_t tv_domain_set_log_file(tv_domain_t *domain, FILE *stream);
 
-/* ---- Domains and nodes ---- */
+/**
+ * The short name of a code, such as "usage" or "no_memory"; "no_such_error" for a code above 47. The string
+ * is static. The status stays as it is.
+ */
+TV_API const char* tv_error_name(unsigned code);
 
-TV_API tv_domain_t *tv_new_domain(void);
-TV_API tv_node_t *tv_domain_new_node(tv_domain_t *domain, tv_node_category_t category, tv_node_kind_t kind);
-TV_API tv_status_t tv_node_delete(tv_node_t *node);
-TV_API tv_node_t *tv_node_clone(tv_node_t *node);
-TV_API tv_node_category_t tv_node_get_category(const tv_node_t *node);
-TV_API tv_status_t tv_node_set_category(tv_node_t *node, tv_node_category_t category);
-TV_API tv_node_kind_t tv_node_get_kind(const tv_node_t *node);
-TV_API tv_node_subtype_t tv_node_get_subtype(const tv_node_t *node);
-TV_API tv_status_t tv_node_set_subtype(tv_node_t *node, tv_node_subtype_t subtype);
-TV_API tv_domain_t *tv_node_get_domain(const tv_node_t *node);
-TV_API tv_node_t *tv_domain_get_first_node(const tv_domain_t *domain);
-TV_API tv_node_t *tv_node_get_next(const tv_node_t *node);
-TV_API tv_status_t tv_node_set_name(tv_node_t *node, const char *name);
-TV_API const char *tv_node_get_name(tv_node_t *node);
-TV_API tv_node_t *tv_domain_get_node_by_name(tv_domain_t *domain, const char *name);
-TV_API size_t tv_node_get_number_of_states(const tv_node_t *node);
-TV_API tv_status_t tv_node_set_number_of_states(tv_node_t *node, size_t count);
-TV_API tv_status_t tv_node_set_state_label(tv_node_t *node, size_t state, const char *label);
-TV_API const char *tv_node_get_state_label(const tv_node_t *node, size_t state);
-TV_API ptrdiff_t tv_node_get_state_index_from_label(const tv_node_t *node, const char *label);
-TV_API tv_status_t tv_node_set_state_value(tv_node_t *node, size_t state, double value);
-TV_API double tv_node_get_state_value(const tv_node_t *node, size_t state);
-TV_API tv_status_t tv_node_reorder_states(tv_node_t *node, const size_t *order);
-TV_API tv_status_t tv_domain_set_attribute(tv_domain_t *domain, const char *key, const char *value);
-TV_API tv_status_t tv_node_set_attribute(tv_node_t *node, const char *key, const char *value);
-TV_API const char *tv_domain_get_attribute(const tv_domain_t *domain, const char *key);
-TV_API const char *tv_node_get_attribute(const tv_node_t *node, const char *key);
-TV_API tv_attribute_t *tv_domain_get_first_attribute(const tv_domain_t *domain);
-TV_API tv_attribute_t *tv_node_get_first_attribute(const tv_node_t *node);
-TV_API tv_attribute_t *tv_attribute_get_next(const tv_attribute_t *attribute);
-TV_API const char *tv_attribute_get_key(const tv_attribute_t *attribute);
-TV_API const char *tv_attribute_get_value(const tv_attribute_t *attribute);
-TV_API tv_status_t tv_domain_set_user_data(tv_domain_t *domain, void *data);
-TV_API void *tv_domain_get_user_data(const tv_domain_t *domain);
-TV_API tv_status_t tv_node_set_user_data(tv_node_t *node, void *data);
-TV_API void *tv_node_get_user_data(const tv_node_t *node);
-TV_API tv_status_t tv_clique_set_user_data(tv_clique_t *clique, void *data);
-TV_API void *tv_clique_get_user_data(const tv_clique_t *clique);
-TV_API tv_status_t tv_jt_set_user_data(tv_junction_tree_t *jt, void *data);
-TV_API void *tv_jt_get_user_data(const tv_junction_tree_t *jt);
+/**
+ * A sentence or two about a code; "No such error." for a code above 47. The string is static. The status
+ * stays as it is.
+ */
+TV_API const char* tv_error_description(unsigned code);
 
-/* ---- Links and graph queries ---- */
+/** The version of the library, "MAJOR.MINOR.PATCH". The string is static. The status stays as it is. */
+TV_API const char* tv_get_version(void);
 
-TV_API tv_status_t tv_node_add_parent(tv_node_t *child, tv_node_t *parent);
-TV_API tv_status_t tv_node_remove_parent(tv_node_t *child, tv_node_t *parent);
-TV_API tv_status_t tv_node_remove_discrete_parent(tv_node_t *child, tv_node_t *parent);
-TV_API tv_status_t tv_node_switch_parent(tv_node_t *child, tv_node_t *old_parent, tv_node_t *new_parent);
-TV_API tv_status_t tv_node_reverse_edge(tv_node_t *node1, tv_node_t *node2);
-TV_API tv_node_t **tv_node_get_parents(const tv_node_t *node);              /* owned by the node */
-TV_API tv_node_t **tv_node_get_children(const tv_node_t *node);             /* owned by the node */
-TV_API tv_node_t **tv_node_get_ancestors(const tv_node_t *node);            /* free() */
-TV_API tv_node_t **tv_node_get_descendants(const tv_node_t *node);          /* free() */
-TV_API tv_status_t tv_domain_set_node_size(tv_domain_t *domain, size_t width, size_t height);
-TV_API tv_status_t tv_domain_get_node_size(const tv_domain_t *domain, size_t *width, size_t *height);
-TV_API tv_status_t tv_node_set_position(tv_node_t *node, long x, long y);
-TV_API tv_status_t tv_node_get_position(const tv_node_t *node, long *x, long *y);
-TV_API tv_status_t tv_node_set_label(tv_node_t *node, const char *label);
-TV_API const char *tv_node_get_label(const tv_node_t *node);
+/** @} */
 
-/* ---- Tables ---- */
+/**
+ * @defgroup domains Domains
+ * @{
+ */
 
-TV_API tv_node_t **tv_table_get_nodes(const tv_table_t *table);             /* owned by the table */
-TV_API tv_number_t *tv_table_get_data(tv_table_t *table);                   /* owned by the table */
-TV_API size_t tv_table_get_size(const tv_table_t *table);
-TV_API size_t tv_table_get_cg_size(const tv_table_t *table);
-TV_API double tv_table_get_mean(tv_table_t *table, size_t index, tv_node_t *node);
-TV_API double tv_table_get_covariance(tv_table_t *table, size_t index, tv_node_t *node1, tv_node_t *node2);
-TV_API double tv_table_get_variance(tv_table_t *table, size_t index, tv_node_t *node);
-TV_API size_t tv_table_get_index_from_configuration(const tv_table_t *table, const size_t *states);
-TV_API tv_status_t tv_table_get_configuration_from_index(const tv_table_t *table, size_t *states, size_t index);
-TV_API tv_status_t tv_table_reorder_nodes(tv_table_t *table, tv_node_t **order);
-TV_API tv_status_t tv_table_delete(tv_table_t *table);
-TV_API tv_status_t tv_table_set_user_data(tv_table_t *table, void *data);
-TV_API void *tv_table_get_user_data(const tv_table_t *table);
+/**
+ * Creates an empty domain.
+ *
+ * It has grain size 10000, concurrency levels 1, no log, no separator limits, node symbols of 80 by 40, and
+ * a random number generator seeded with 310952. Delete it with tv_domain_delete.
+ */
+TV_API tv_domain_t* tv_new_domain(void);
 
-/* ---- Parallelism settings ---- */
+/**
+ * Deletes a domain with everything in it: nodes, tables, cliques, trees. All handles into it become
+ * invalid. The log stream and user data are yours and stay untouched.
+ */
+TV_API tv_status_t tv_domain_delete(tv_domain_t* domain);
 
-TV_API tv_status_t tv_domain_set_grain_size(tv_domain_t *domain, size_t size);
-TV_API size_t tv_domain_get_grain_size(const tv_domain_t *domain);
-TV_API tv_status_t tv_domain_set_concurrency_level(tv_domain_t *domain, size_t level);
-TV_API size_t tv_domain_get_concurrency_level(const tv_domain_t *domain);
-TV_API tv_status_t tv_domain_set_em_concurrency_level(tv_domain_t *domain, size_t level);
-TV_API size_t tv_domain_get_em_concurrency_level(const tv_domain_t *domain);
+/**
+ * Makes an independent copy of a domain, to be deleted with tv_domain_delete.
+ *
+ * Copied are nodes (same order, numbers and names), links, states, tables with experience and fading,
+ * attributes, display data, entered evidence, settings and the state of the random numbers. Not copied are
+ * the compiled structure (compile the copy), the log stream, the progress handler, and user data pointers.
+ */
+TV_API tv_domain_t* tv_domain_clone(tv_domain_t* domain);
 
-/* ---- Compilation and junction trees ---- */
+/** How many nodes the domain has, of all categories. All ones on failure. */
+TV_API size_t tv_domain_get_number_of_nodes(const tv_domain_t* domain);
 
-TV_API tv_status_t tv_domain_compile(tv_domain_t *domain);
-TV_API tv_status_t tv_domain_uncompile(tv_domain_t *domain);
-TV_API int tv_domain_is_compiled(const tv_domain_t *domain);
-TV_API int tv_domain_is_triangulated(const tv_domain_t *domain);
-TV_API tv_status_t tv_domain_triangulate(tv_domain_t *domain, tv_triangulation_method_t method);
-TV_API tv_status_t tv_domain_triangulate_with_order(tv_domain_t *domain, tv_node_t **order);
-TV_API tv_status_t tv_domain_set_initial_triangulation(tv_domain_t *domain, tv_node_t **order);
-TV_API tv_node_t **tv_domain_get_elimination_order(tv_domain_t *domain);    /* owned by the domain */
-TV_API tv_status_t tv_domain_set_max_number_of_separators(tv_domain_t *domain, size_t count);
-TV_API size_t tv_domain_get_max_number_of_separators(const tv_domain_t *domain);
-TV_API tv_status_t tv_domain_set_max_separator_size(tv_domain_t *domain, size_t size);
-TV_API size_t tv_domain_get_max_separator_size(const tv_domain_t *domain);
-TV_API size_t tv_domain_get_jt_cost(tv_domain_t *domain);
-TV_API tv_clique_t *tv_domain_get_first_clique(const tv_domain_t *domain);
-TV_API tv_clique_t *tv_clique_get_next(const tv_clique_t *clique);
-TV_API size_t tv_domain_get_number_of_cliques(const tv_domain_t *domain);
-TV_API tv_node_t **tv_clique_get_members(tv_clique_t *clique);              /* owned by the library */
-TV_API size_t tv_clique_get_number_of_members(const tv_clique_t *clique);
-TV_API tv_clique_t **tv_clique_get_neighbors(tv_clique_t *clique);          /* owned by the clique */
-TV_API size_t tv_clique_get_number_of_neighbors(tv_clique_t *clique);
-TV_API tv_junction_tree_t *tv_clique_get_junction_tree(const tv_clique_t *clique);
-TV_API tv_table_t *tv_clique_get_probability_table(const tv_clique_t *clique);
-TV_API tv_table_t *tv_clique_get_utility_table(const tv_clique_t *clique);
-TV_API tv_junction_tree_t *tv_domain_get_first_junction_tree(const tv_domain_t *domain);
-TV_API tv_junction_tree_t *tv_jt_get_next(const tv_junction_tree_t *jt);
-TV_API tv_clique_t *tv_jt_get_root(const tv_junction_tree_t *jt);
-TV_API tv_clique_t **tv_jt_get_cliques(tv_junction_tree_t *jt);             /* owned by the library */
-TV_API size_t tv_jt_get_total_size(tv_junction_tree_t *jt);
-TV_API size_t tv_jt_get_total_cg_size(tv_junction_tree_t *jt);
-TV_API tv_junction_tree_t *tv_node_get_junction_tree(const tv_node_t *node);
-TV_API tv_node_t **tv_node_get_moral_neighbors(const tv_node_t *node);      /* owned by the node */
-TV_API tv_status_t tv_domain_save_to_memory(tv_domain_t *domain);
-TV_API tv_status_t tv_domain_reclaim_memory_tables(tv_domain_t *domain);
-TV_API tv_status_t tv_domain_set_ijt_nodes(tv_domain_t *domain, tv_node_t **nodes);
+/**
+ * The name of the file that the domain was parsed from, or the empty string when there was none (created by
+ * calls, or parsed from a text). Owned by the domain. NULL on failure.
+ */
+TV_API const char* tv_domain_get_file_name(const tv_domain_t* domain);
 
-/* ---- Evidence ---- */
+/** @} */
 
-TV_API tv_status_t tv_node_select_state(tv_node_t *node, size_t state);
-TV_API tv_status_t tv_node_enter_finding(tv_node_t *node, size_t state, tv_number_t value);
-TV_API tv_status_t tv_node_enter_value(tv_node_t *node, double value);
-TV_API tv_status_t tv_node_retract_findings(tv_node_t *node);
-TV_API tv_status_t tv_domain_retract_findings(tv_domain_t *domain);
-TV_API ptrdiff_t tv_node_get_selected_state(const tv_node_t *node);
-TV_API tv_number_t tv_node_get_entered_finding(const tv_node_t *node, size_t state);
-TV_API tv_number_t tv_node_get_propagated_finding(const tv_node_t *node, size_t state);
-TV_API ptrdiff_t tv_node_get_propagated_state(const tv_node_t *node);
-TV_API double tv_node_get_entered_value(const tv_node_t *node);
-TV_API double tv_node_get_propagated_value(const tv_node_t *node);
-TV_API int tv_node_evidence_is_entered(const tv_node_t *node);
-TV_API int tv_node_likelihood_is_entered(const tv_node_t *node);
-TV_API int tv_node_evidence_is_propagated(const tv_node_t *node);
-TV_API int tv_node_likelihood_is_propagated(const tv_node_t *node);
-TV_API int tv_node_evidence_to_propagate(const tv_node_t *node);
-TV_API int tv_domain_evidence_to_propagate(const tv_domain_t *domain);
-TV_API int tv_domain_evidence_is_propagated(const tv_domain_t *domain);
-TV_API int tv_domain_likelihood_is_propagated(const tv_domain_t *domain);
-TV_API int tv_domain_cg_evidence_is_propagated(const tv_domain_t *domain);
-TV_API int tv_jt_evidence_to_propagate(const tv_junction_tree_t *jt);
-TV_API int tv_jt_evidence_is_propagated(const tv_junction_tree_t *jt);
-TV_API int tv_jt_likelihood_is_propagated(const tv_junction_tree_t *jt);
-TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t *jt);
+/**
+ * @defgroup nodes Nodes
+ * @{
+ */
 
-/* ---- Propagation ---- */
+/**
+ * Creates a node and uncompiles the domain.
+ *
+ * Accepted are: chance and decision with kind discrete or continuous; function with kind discrete or other;
+ * utility with any kind (the node gets kind other). A discrete node starts with one state and subtype
+ * label. Nodes are numbered 1, 2, 3 ... by order of creation; the new node becomes the first of the
+ * domain's list. It has no name until one is set or asked for, and no table until one is asked for (no
+ * table counts as the uniform distribution, for a utility node as zero).
+ *
+ * Fails, returning NULL: usage - any other combination; cg_limids_not_supported - a continuous decision, a
+ * continuous chance node in a domain with decision or utility nodes, or a decision or utility node in a
+ * domain with continuous nodes; cyclic_functional_dependency - the first decision or utility node in a
+ * domain whose function nodes break the rules of decision models.
+ */
+TV_API tv_node_t* tv_domain_new_node(tv_domain_t* domain, tv_node_category_t category, tv_node_kind_t kind);
 
-TV_API tv_status_t tv_domain_propagate(tv_domain_t *domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
-TV_API tv_status_t tv_jt_propagate(tv_junction_tree_t *jt, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
-TV_API tv_status_t tv_clique_propagate(tv_clique_t *clique, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
-TV_API int tv_domain_equilibrium_is(const tv_domain_t *domain, tv_equilibrium_t equilibrium);
-TV_API int tv_jt_equilibrium_is(const tv_junction_tree_t *jt, tv_equilibrium_t equilibrium);
-TV_API int tv_domain_evidence_mode_is(const tv_domain_t *domain, tv_evidence_mode_t mode);
-TV_API int tv_jt_evidence_mode_is(const tv_junction_tree_t *jt, tv_evidence_mode_t mode);
-TV_API tv_status_t tv_domain_reset_inference_engine(tv_domain_t *domain);
-TV_API tv_status_t tv_domain_initialize(tv_domain_t *domain);
-TV_API double tv_domain_get_normalization_constant(const tv_domain_t *domain);
-TV_API double tv_domain_get_log_normalization_constant(const tv_domain_t *domain);
-TV_API double tv_domain_get_conflict(const tv_domain_t *domain);
-TV_API double tv_jt_get_conflict(const tv_junction_tree_t *jt);
-TV_API double tv_clique_get_conflict(const tv_clique_t *clique);
-TV_API tv_clique_t *tv_node_get_conflict_clique(const tv_node_t *node);
-TV_API int tv_domain_tables_to_propagate(const tv_domain_t *domain);
-TV_API int tv_jt_tables_to_propagate(const tv_junction_tree_t *jt);
-TV_API tv_status_t tv_node_touch_table(tv_node_t *node);
+/**
+ * Deletes a node and uncompiles the domain.
+ *
+ * Its links go first: children lose it as a parent as by tv_node_remove_parent. Nodes created after it are
+ * numbered one lower. Its tables are deleted with it.
+ */
+TV_API tv_status_t tv_node_delete(tv_node_t* node);
 
-/* ---- Beliefs, means and expected utilities ---- */
+/**
+ * Creates a copy of a node in the same domain and uncompiles the domain.
+ *
+ * Copied are category, kind, subtype, states with labels and values, parents with the tables, attributes,
+ * label and position, and entered evidence. The copy has no children, an automatic name and no user data.
+ *
+ * Fails, returning NULL, with the codes of tv_domain_new_node and of tv_node_add_parent.
+ */
+TV_API tv_node_t* tv_node_clone(tv_node_t* node);
 
-TV_API tv_number_t tv_node_get_belief(const tv_node_t *node, size_t state);
-TV_API tv_number_t tv_node_get_expected_utility(const tv_node_t *node, size_t state);
-TV_API tv_number_t tv_node_get_min_utility(const tv_node_t *node);
-TV_API tv_number_t tv_node_get_max_utility(const tv_node_t *node);
-TV_API double tv_node_get_variance_of_utility(const tv_node_t *node);
-TV_API double tv_domain_get_expected_utility(const tv_domain_t *domain);
-TV_API double tv_node_get_value(tv_node_t *node);
-TV_API double tv_node_get_entropy(const tv_node_t *node);
-TV_API double tv_node_get_mutual_information(tv_node_t *node1, tv_node_t *node2);
-TV_API double tv_node_get_mean(const tv_node_t *node);
-TV_API double tv_node_get_variance(const tv_node_t *node);
-TV_API tv_table_t *tv_domain_get_marginal(tv_domain_t *domain, tv_node_t **nodes);   /* tv_table_delete */
+/** The category of a node; tv_category_error on failure. */
+TV_API tv_node_category_t tv_node_get_category(const tv_node_t* node);
 
-/* ---- NET language and case files ---- */
+/**
+ * Makes a chance node a decision node or the other way round, and uncompiles the domain if that is a
+ * change.
+ *
+ * Fails: usage - the node is not discrete or is a function node, or `category` is neither chance nor
+ * decision; cg_limids_not_supported - decision, in a domain with continuous nodes;
+ * cyclic_functional_dependency - the first decision in a domain whose function nodes break the rules of
+ * decision models.
+ */
+TV_API tv_status_t tv_node_set_category(tv_node_t* node, tv_node_category_t category);
 
-TV_API tv_domain_t *tv_net_parse_domain(const char *source, tv_error_handler_t handler, void *handler_data);
-TV_API tv_domain_t *tv_net_parse(FILE *stream, tv_old_error_handler_t handler);
-TV_API tv_domain_t *tv_net_parse_from_string(const char *text, tv_old_error_handler_t handler);
+/** The kind of a node, fixed at its creation; tv_kind_error (-2) on failure. */
+TV_API tv_node_kind_t tv_node_get_kind(const tv_node_t* node);
 
-/* ---- Random numbers ---- */
+/** The subtype of a discrete node. Fails, returning tv_subtype_error: usage - the node is not discrete. */
+TV_API tv_node_subtype_t tv_node_get_subtype(const tv_node_t* node);
 
-TV_API tv_status_t tv_domain_seed_random(tv_domain_t *domain, unsigned seed);
-TV_API double tv_domain_get_uniform_deviate(tv_domain_t *domain);
-TV_API double tv_domain_get_normal_deviate(tv_domain_t *domain, double mean, double variance);
+/**
+ * Says what the states of a discrete node mean. State labels and values are kept.
+ *
+ * Fails: usage - the node is not discrete, `subtype` is none of the four, or it is boolean and the node
+ * does not have exactly two states.
+ */
+TV_API tv_status_t tv_node_set_subtype(tv_node_t* node, tv_node_subtype_t subtype);
 
-/* ---- Beside these ---- */
+/** The domain that a node belongs to. */
+TV_API tv_domain_t* tv_node_get_domain(const tv_node_t* node);
 
-TV_API const char *tv_get_version(void);                                    /* "MAJOR.MINOR.PATCH" */
-TV_API tv_status_t tv_domain_delete(tv_domain_t *domain);
-TV_API tv_domain_t *tv_domain_clone(tv_domain_t *domain);
-TV_API size_t tv_domain_get_number_of_nodes(const tv_domain_t *domain);
-TV_API const char *tv_domain_get_file_name(const tv_domain_t *domain);
-TV_API tv_table_t *tv_node_get_table(tv_node_t *node);                      /* owned by the node; created on demand */
-TV_API tv_table_t *tv_node_get_experience_table(tv_node_t *node);           /* owned by the node; created on demand */
-TV_API tv_table_t *tv_node_get_fading_table(tv_node_t *node);
-TV_API int tv_node_has_experience_table(const tv_node_t *node);
-TV_API int tv_node_has_fading_table(const tv_node_t *node);
-TV_API tv_status_t tv_clique_set_back_pointer(tv_clique_t *clique, void *pointer);
-TV_API void *tv_clique_get_back_pointer(const tv_clique_t *clique);
-TV_API tv_status_t tv_jt_set_back_pointer(tv_junction_tree_t *jt, void *pointer);
-TV_API void *tv_jt_get_back_pointer(const tv_junction_tree_t *jt);
-TV_API tv_status_t tv_domain_set_progress_handler(tv_domain_t *domain, tv_progress_handler_t handler, void *handler_data);
+/**
+ * The first node of the domain's list; NULL with status none when there is none.
+ *
+ * The newest node comes first: after creating A, B, C the list is C, B, A. A parsed domain lists its nodes
+ * in the order of the file instead; nodes created later still go to the front.
+ */
+TV_API tv_node_t* tv_domain_get_first_node(const tv_domain_t* domain);
+
+/** The next node of the domain's list; NULL with status none at its end. */
+TV_API tv_node_t* tv_node_get_next(const tv_node_t* node);
+
+/** @} */
+
+/**
+ * @defgroup names Names
+ * @{
+ */
+
+/**
+ * Names a node. A name begins with a letter or "_" and goes on with letters, digits and "_"; several such
+ * words may be joined by single dots, as in "engine.pump". Names are unique within the domain, and upper
+ * and lower case differ. Setting the present name again succeeds.
+ *
+ * Fails, keeping the old name: twice - another node has the name; invalid_name - it breaks the form above;
+ * locale - the "C" locale could not be selected.
+ */
+TV_API tv_status_t tv_node_set_name(tv_node_t* node, const char* name);
+
+/**
+ * The name of a node, created first if it has none: C, D, F or U for chance, decision, function or utility,
+ * followed by the node's number ("C5"); if that is taken, by the domain's number of nodes plus 1, or the
+ * next number that gives a free name. Owned by the node, valid until it is renamed.
+ *
+ * Fails, returning NULL: locale - as for tv_node_set_name, only when a name has to be created.
+ */
+TV_API const char* tv_node_get_name(tv_node_t* node);
+
+/**
+ * The node with exactly this name, or NULL with status none when there is none. Fast also in large domains.
+ */
+TV_API tv_node_t* tv_domain_get_node_by_name(tv_domain_t* domain, const char* name);
+
+/** @} */
+
+/**
+ * @defgroup states States
+ * @{
+ */
+
+/** How many states a discrete node has, at least 1. Fails, returning all ones: usage - not discrete. */
+TV_API size_t tv_node_get_number_of_states(const tv_node_t* node);
+
+/**
+ * Changes how many states a discrete node has. The present number does nothing. Otherwise the domain is
+ * uncompiled and the node's findings are retracted.
+ *
+ * Shrinking drops the last states with their labels and values; growing adds states without a label, with
+ * state value -1. The uppermost bound of an interval node stays the uppermost. The tables of the node and
+ * of its children are resized: entries of states that remain are kept, entries of new states are zero.
+ *
+ * Fails: usage - the node is not discrete, `count` is 0, or the node is boolean (it has two states,
+ * always).
+ */
+TV_API tv_status_t tv_node_set_number_of_states(tv_node_t* node, size_t count);
+
+/**
+ * Labels a state. The text is free and may repeat; it is copied. "" removes the label.
+ *
+ * Fails: usage - the node is not discrete or `state` is not below its number of states.
+ */
+TV_API tv_status_t tv_node_set_state_label(tv_node_t* node, size_t state, const char* label);
+
+/**
+ * The label of a state. A state without one has the label "", or "false" (state 0) and "true" (state 1) on
+ * a boolean node. Owned by the node.
+ *
+ * Fails, returning NULL: usage - the node is not discrete or `state` is out of range.
+ */
+TV_API const char* tv_node_get_state_label(const tv_node_t* node, size_t state);
+
+/**
+ * The index of the one state with this label. -1 with status none when no state has it and also when
+ * several have it. -1 with status usage when the node is not discrete.
+ */
+TV_API ptrdiff_t tv_node_get_state_index_from_label(const tv_node_t* node, const char* label);
+
+/**
+ * Sets the number that a state stands for (subtype number, `state` 0 to n - 1), or a bound of an interval
+ * (subtype interval, `state` 0 to n: state i covers bound i to bound i + 1). Until they are set, numbers
+ * are -1, inner bounds are -1, and the outer bounds are the lowest and the highest finite double. The outer
+ * bounds may be set to minus and plus infinity. The order of the values is not checked.
+ *
+ * Fails: usage - the node is not discrete of these subtypes, `state` is out of range, or `value` is NaN, or
+ * infinite where it is not an outer bound.
+ */
+TV_API tv_status_t tv_node_set_state_value(tv_node_t* node, size_t state, double value);
+
+/**
+ * The number of a state or a bound of an interval, as for tv_node_set_state_value.
+ *
+ * Fails, returning -1.0: usage - wrong kind or subtype, or `state` out of range.
+ */
+TV_API double tv_node_get_state_value(const tv_node_t* node, size_t state);
+
+/**
+ * Permutes the states of a discrete node: `order` holds as many indices as there are states, and the state
+ * that was number order[i] becomes state i. Labels, state values, tables (its own and its children's) and
+ * entered evidence move along; the domain is uncompiled, unless the order is the present one.
+ *
+ * Fails: usage - the node is not discrete, or `order` is not a permutation of 0 to n - 1.
+ */
+TV_API tv_status_t tv_node_reorder_states(tv_node_t* node, const size_t* order);
+
+/** @} */
+
+/**
+ * @defgroup attributes Attributes
+ * Free texts stored under a key, on a domain or on a node, kept in files.
+ * @{
+ */
+
+/**
+ * Stores `value` under `key`, both copied. A key that is there keeps its place in the list; a new key comes
+ * first. A null `value` removes the key, and it is no failure if it was not there.
+ *
+ * Fails: invalid_name - the key does not have the form of a C identifier; locale - the "C" locale could not
+ * be selected.
+ */
+TV_API tv_status_t tv_domain_set_attribute(tv_domain_t* domain, const char* key, const char* value);
+
+/** The same for a node. */
+TV_API tv_status_t tv_node_set_attribute(tv_node_t* node, const char* key, const char* value);
+
+/** The value stored under `key`, owned by the domain; NULL with status none when there is none. */
+TV_API const char* tv_domain_get_attribute(const tv_domain_t* domain, const char* key);
+
+/** The same for a node. */
+TV_API const char* tv_node_get_attribute(const tv_node_t* node, const char* key);
+
+/**
+ * The first entry of the list of attributes, newest key first (in file order for those that a parser read);
+ * NULL with status none when the list is empty. Entries live until their key is removed.
+ */
+TV_API tv_attribute_t* tv_domain_get_first_attribute(const tv_domain_t* domain);
+
+/** The same for a node. */
+TV_API tv_attribute_t* tv_node_get_first_attribute(const tv_node_t* node);
+
+/** The next entry of the list; NULL with status none at its end. */
+TV_API tv_attribute_t* tv_attribute_get_next(const tv_attribute_t* attribute);
+
+/** The key of an entry, owned by it. */
+TV_API const char* tv_attribute_get_key(const tv_attribute_t* attribute);
+
+/** The value of an entry, owned by it and valid until the key is set again. */
+TV_API const char* tv_attribute_get_value(const tv_attribute_t* attribute);
+
+/** @} */
+
+/**
+ * @defgroup user_data User data
+ * One pointer of yours for each object (convention 12); cliques and trees have a second one. Those of
+ * tables are with the tables. The getters return NULL with status none where nothing has been set.
+ * @{
+ */
+
+/** Stores a pointer with a domain. Null is allowed as `data`. */
+TV_API tv_status_t tv_domain_set_user_data(tv_domain_t* domain, void* data);
+
+/** The pointer stored with a domain. */
+TV_API void* tv_domain_get_user_data(const tv_domain_t* domain);
+
+/** Stores a pointer with a node. Null is allowed as `data`. */
+TV_API tv_status_t tv_node_set_user_data(tv_node_t* node, void* data);
+
+/** The pointer stored with a node. */
+TV_API void* tv_node_get_user_data(const tv_node_t* node);
+
+/** Stores a pointer with a clique, until the domain is uncompiled. Null is allowed as `data`. */
+TV_API tv_status_t tv_clique_set_user_data(tv_clique_t* clique, void* data);
+
+/** The pointer stored with a clique. */
+TV_API void* tv_clique_get_user_data(const tv_clique_t* clique);
+
+/** Stores a pointer with a junction tree, until the domain is uncompiled. Null is allowed as `data`. */
+TV_API tv_status_t tv_jt_set_user_data(tv_junction_tree_t* jt, void* data);
+
+/** The pointer stored with a junction tree. */
+TV_API void* tv_jt_get_user_data(const tv_junction_tree_t* jt);
+
+/** Stores a second pointer with a clique, meant for bindings of other languages. Null is allowed. */
+TV_API tv_status_t tv_clique_set_back_pointer(tv_clique_t* clique, void* pointer);
+
+/** The second pointer stored with a clique. */
+TV_API void* tv_clique_get_back_pointer(const tv_clique_t* clique);
+
+/** Stores a second pointer with a junction tree, meant for bindings of other languages. Null is allowed. */
+TV_API tv_status_t tv_jt_set_back_pointer(tv_junction_tree_t* jt, void* pointer);
+
+/** The second pointer stored with a junction tree. */
+TV_API void* tv_jt_get_back_pointer(const tv_junction_tree_t* jt);
+
+/** @} */
+
+/**
+ * @defgroup links Links
+ * Every change of links uncompiles the domain and keeps the tables in step.
+ * @{
+ */
+
+/**
+ * Adds a link from `parent` to `child` and uncompiles the domain.
+ *
+ * A discrete parent goes to the front of the child's parents and becomes the first, slowest varying, node
+ * of the child's table, whose present numbers are repeated for each of the new parent's states; so the
+ * child does not depend on it yet. Other parents go to the end of the list. The experience and fading
+ * tables follow.
+ *
+ * Fails: usage - the nodes belong to different domains, the link exists, either is an instance node, or,
+ * for a child that is not a function node, the parent is a utility node, or the child is discrete and the
+ * parent continuous; cyclic_network - a directed path leads from child to parent (or they are the same
+ * node); cyclic_functional_dependency - function nodes would depend on themselves; functional_dependency -
+ * the link would run into function nodes in a way that decision models do not support.
+ */
+TV_API tv_status_t tv_node_add_parent(tv_node_t* child, tv_node_t* parent);
+
+/**
+ * Removes the link from `parent` to `child` and uncompiles the domain. The child's table becomes the
+ * average over the parent's states; the experience and fading tables likewise.
+ *
+ * Fails: usage - there is no such link.
+ */
+TV_API tv_status_t tv_node_remove_parent(tv_node_t* child, tv_node_t* parent);
+
+/**
+ * The same for discrete parents only. Fails: usage - there is no such link, or the parent is not discrete.
+ */
+TV_API tv_status_t tv_node_remove_discrete_parent(tv_node_t* child, tv_node_t* parent);
+
+/**
+ * Puts `new_parent` in the place of `old_parent`, keeping the numbers of the child's table, and uncompiles
+ * the domain.
+ *
+ * The two must be compatible: same category and kind; discrete nodes also the same subtype and number of
+ * states, and then the same labels state by state (label), the same state values (number) or the same
+ * bounds (interval).
+ *
+ * Fails: usage - `old_parent` is not a parent, `new_parent` is one already or belongs to another domain, or
+ * the two are not compatible; cyclic_network, cyclic_functional_dependency and functional_dependency as for
+ * tv_node_add_parent.
+ */
+TV_API tv_status_t tv_node_switch_parent(tv_node_t* child, tv_node_t* old_parent, tv_node_t* new_parent);
+
+/**
+ * Turns the link between two chance nodes round, whichever way it runs, without changing the joint
+ * distribution, and uncompiles the domain (arc reversal; Shachter 1986, 1988).
+ *
+ * Each of the two also takes the other's parents, and both get new tables, so a reversal may add links.
+ *
+ * Fails: usage - the nodes are not both chance nodes of the same kind, or no link joins them;
+ * cyclic_network - another directed path leads from the parent to the child; invalid_probability_potential
+ * - a table has a negative or infinite number or a distribution whose sum is zero, or the reversed
+ * distribution is not defined because some configuration of its parents has probability zero. Continuous
+ * nodes: fails with tv_status_error in this version.
+ */
+TV_API tv_status_t tv_node_reverse_edge(tv_node_t* node1, tv_node_t* node2);
+
+/** @} */
+
+/**
+ * @defgroup graph Graph queries
+ * @{
+ */
+
+/** The parents: discrete ones first, the newest in front, then the others. Owned by the node. */
+TV_API tv_node_t** tv_node_get_parents(const tv_node_t* node);
+
+/** The children. Owned by the node. */
+TV_API tv_node_t** tv_node_get_children(const tv_node_t* node);
+
+/** All nodes from which a directed path leads to the node, each once, without itself. Yours: free(). */
+TV_API tv_node_t** tv_node_get_ancestors(const tv_node_t* node);
+
+/** All nodes to which a directed path leads from the node, each once, without itself. Yours: free(). */
+TV_API tv_node_t** tv_node_get_descendants(const tv_node_t* node);
+
+/** @} */
+
+/**
+ * @defgroup display Display
+ * What an editor needs to draw the network. The library only stores it, in units of the host's choice.
+ * @{
+ */
+
+/** Sets the size of the symbol of every node of the domain. */
+TV_API tv_status_t tv_domain_set_node_size(tv_domain_t* domain, size_t width, size_t height);
+
+/** Gets the size of the symbols, 80 by 40 until it is set. On failure nothing is written. */
+TV_API tv_status_t tv_domain_get_node_size(const tv_domain_t* domain, size_t* width, size_t* height);
+
+/** Sets the position of a node's symbol. */
+TV_API tv_status_t tv_node_set_position(tv_node_t* node, long x, long y);
+
+/** Gets the position of a node's symbol, (0, 0) until it is set. On failure nothing is written. */
+TV_API tv_status_t tv_node_get_position(const tv_node_t* node, long* x, long* y);
+
+/** Sets the text to show for a node: free, copied, need not be unique. */
+TV_API tv_status_t tv_node_set_label(tv_node_t* node, const char* label);
+
+/** The text to show for a node, "" until it is set. Owned by the node. */
+TV_API const char* tv_node_get_label(const tv_node_t* node);
+
+/** @} */
+
+/**
+ * @defgroup node_tables Tables of nodes
+ * @{
+ */
+
+/**
+ * The table of a node, owned by the node and created when first asked for.
+ *
+ * A chance node has its distribution given its parents, a decision node its policy, both created uniform
+ * (one over the number of states); a discrete function node likewise; a utility node has its values over
+ * its discrete parents, created as zero. The nodes of the table are the discrete parents in the order of
+ * tv_node_get_parents and then, if it is discrete, the node itself. Write through tv_table_get_data, then
+ * call tv_node_touch_table. Distributions need not sum to one: each is divided by its sum when it is first
+ * used, and the table shows the result.
+ *
+ * Fails, returning NULL: usage - a real-valued function node, which has no table.
+ */
+TV_API tv_table_t* tv_node_get_table(tv_node_t* node);
+
+/**
+ * The experience table of a chance node: for each configuration of its discrete parents, how many cases
+ * stand behind the distribution. Over the discrete parents only; created with zeros when first asked for.
+ * Owned by the node; tv_table_delete removes it.
+ *
+ * Fails, returning NULL: usage - not a chance node.
+ */
+TV_API tv_table_t* tv_node_get_experience_table(tv_node_t* node);
+
+/**
+ * The fading table of a discrete chance node: for each configuration of its parents, the factor by which
+ * older experience is discounted. Over the parents only; created with ones when first asked for. Owned by
+ * the node; tv_table_delete removes it.
+ *
+ * Fails, returning NULL: usage - not a discrete chance node.
+ */
+TV_API tv_table_t* tv_node_get_fading_table(tv_node_t* node);
+
+/** Whether the node has an experience table now. Creates nothing. */
+TV_API int tv_node_has_experience_table(const tv_node_t* node);
+
+/** Whether the node has a fading table now. Creates nothing. */
+TV_API int tv_node_has_fading_table(const tv_node_t* node);
+
+/**
+ * Tells the library that the numbers of a node's table have been changed. The next propagation checks them
+ * and starts from a reset. Call it after every direct change through tv_table_get_data. The domain stays
+ * compiled, and the present beliefs stay as they are until you propagate.
+ *
+ * Fails: usage - a real-valued function node, which has no table.
+ */
+TV_API tv_status_t tv_node_touch_table(tv_node_t* node);
+
+/** @} */
+
+/**
+ * @defgroup tables Tables
+ * Shared by the tables of nodes, of cliques, and the marginals that you ask for. A table over k discrete
+ * nodes has one number for each configuration of them (convention 9). With n continuous nodes each
+ * configuration also has n(n + 3) / 2 numbers: for continuous node i its mean and its covariances with
+ * nodes 0 to i.
+ * @{
+ */
+
+/** The nodes of a table: discrete ones in index order, then continuous ones. Owned by the table. */
+TV_API tv_node_t** tv_table_get_nodes(const tv_table_t* table);
+
+/**
+ * The numbers of a table, tv_table_get_size of them, in the order of convention 9. They are allocated when
+ * first asked for. You may write into the data of a node's table (then call tv_node_touch_table) and of a
+ * marginal; the data of a clique's table show the propagated numbers and are for reading. The pointer holds
+ * until the table is reordered, resized or deleted; for a clique, until the next propagation.
+ *
+ * Fails, returning NULL: no_memory - also when the size does not fit into a size_t.
+ */
+TV_API tv_number_t* tv_table_get_data(tv_table_t* table);
+
+/**
+ * How many configurations the discrete nodes have; 1 without discrete nodes.
+ *
+ * Fails, returning all ones: size_too_large - the product does not fit into a size_t.
+ */
+TV_API size_t tv_table_get_size(const tv_table_t* table);
+
+/**
+ * How many numbers describe the continuous nodes, over all configurations: size times n(n + 3) / 2.
+ *
+ * Fails, returning all ones: size_too_large - it does not fit into a size_t.
+ */
+TV_API size_t tv_table_get_cg_size(const tv_table_t* table);
+
+/**
+ * The mean of a continuous node in configuration `index`.
+ *
+ * Fails, returning -1.0 (which a mean may be too; see tv_error_code): usage - `index` is not below the
+ * size, the node is not a continuous node of the table, or the table is conditional on a continuous node.
+ */
+TV_API double tv_table_get_mean(tv_table_t* table, size_t index, tv_node_t* node);
+
+/**
+ * The covariance of two continuous nodes (the variance, for twice the same). Fails like tv_table_get_mean.
+ */
+TV_API double tv_table_get_covariance(tv_table_t* table, size_t index, tv_node_t* node1, tv_node_t* node2);
+
+/** The variance of a continuous node. Fails like tv_table_get_mean. */
+TV_API double tv_table_get_variance(tv_table_t* table, size_t index, tv_node_t* node);
+
+/**
+ * The index of a configuration, `states` holding one state for each discrete node in table order. For A (2
+ * states), B (3 states): (1, 0) has index 3.
+ *
+ * Fails, returning all ones: usage - a state is out of range; size_too_large - the size does not fit.
+ */
+TV_API size_t tv_table_get_index_from_configuration(const tv_table_t* table, const size_t* states);
+
+/**
+ * The configuration of an index: writes one state for each discrete node, in table order, to `states`. For
+ * A (2 states), B (3 states): index 5 is (1, 2).
+ *
+ * Fails, writing nothing: usage - `index` is not below the size; size_too_large - the size does not fit.
+ */
+TV_API tv_status_t tv_table_get_configuration_from_index(const tv_table_t* table, size_t* states,
+                                                         size_t index);
+
+/**
+ * Puts the nodes of a table into another order and permutes its numbers accordingly. Pointers to its data
+ * become invalid. The present order does nothing.
+ *
+ * Fails: usage - `order` does not hold exactly the nodes of the table, a continuous node stands before a
+ * discrete one, a discrete node would not be the last discrete node of its own table, or the table belongs
+ * to a clique.
+ */
+TV_API tv_status_t tv_table_reorder_nodes(tv_table_t* table, tv_node_t** order);
+
+/**
+ * Deletes a table that is yours (tv_domain_get_marginal) or a node's experience or fading table. Any other
+ * table belongs to a node or a clique: it is left alone, and the call succeeds.
+ */
+TV_API tv_status_t tv_table_delete(tv_table_t* table);
+
+/** Stores a pointer of yours with a table. Null is allowed as `data`. */
+TV_API tv_status_t tv_table_set_user_data(tv_table_t* table, void* data);
+
+/** The pointer stored with a table; NULL with status none when nothing has been stored. */
+TV_API void* tv_table_get_user_data(const tv_table_t* table);
+
+/** @} */
+
+/**
+ * @defgroup settings Threads, log and progress
+ * Threads change the time an operation takes, never its result.
+ * @{
+ */
+
+/** The least work, in table entries, that is worth a thread. Fails, keeping it: usage - `size` is 0. */
+TV_API tv_status_t tv_domain_set_grain_size(tv_domain_t* domain, size_t size);
+
+/** The grain size, 10000 until it is set. All ones on failure. */
+TV_API size_t tv_domain_get_grain_size(const tv_domain_t* domain);
+
+/**
+ * The most threads that work on one operation of this domain, including the calling one. All have ended
+ * when the call returns. Fails, keeping it: usage - `level` is 0.
+ */
+TV_API tv_status_t tv_domain_set_concurrency_level(tv_domain_t* domain, size_t level);
+
+/** The concurrency level, 1 (no further threads) until it is set. All ones on failure. */
+TV_API size_t tv_domain_get_concurrency_level(const tv_domain_t* domain);
+
+/** The same for learning, which this version does not offer. Fails, keeping it: usage - `level` is 0. */
+TV_API tv_status_t tv_domain_set_em_concurrency_level(tv_domain_t* domain, size_t level);
+
+/** The concurrency level of learning, 1 until it is set. All ones on failure. */
+TV_API size_t tv_domain_get_em_concurrency_level(const tv_domain_t* domain);
+
+/**
+ * Sets the stream to which the domain writes a trace of its compilation and the reports of its potentials
+ * and first beliefs; null for no trace. The stream is yours: the library writes and flushes, and never
+ * closes it. It must stay open while it is set. A failed write makes the operation at hand fail with
+ * tv_status_io.
+ */
+TV_API tv_status_t tv_domain_set_log_file(tv_domain_t* domain, FILE* stream);
+
+/**
+ * Sets a function that is called now and then, on the calling thread, during triangulation and propagation;
+ * null for none. It gets the task, the fraction done (-1 where it is unknown) and `handler_data`.
+ *
+ * When it returns anything but 0, the operation stops, fails with tv_status_error and leaves the domain as
+ * any other failure of that operation does. The handler must not call functions on the same domain, except
+ * those that only read names and numbers of nodes.
+ */
+TV_API tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progress_handler_t handler,
+                                                  void* handler_data);
+
+/** @} */
+
+/**
+ * @defgroup compilation Compilation
+ * From the network to the junction forest: parents of a common child are joined (the moral graph), fill-in
+ * links make the graph triangulated, its cliques are arranged in trees, each potential is assigned to a
+ * clique, and the tables are allocated and filled by a first propagation. (Lauritzen & Spiegelhalter 1988;
+ * Jensen, Lauritzen & Olesen 1990.) Everything is written to the log, if there is one, step by step.
+ * @{
+ */
+
+/**
+ * Compiles a domain: triangulates it with tv_method_best_greedy unless that has been done, allocates the
+ * tables, and propagates once without evidence (sum equilibrium). Afterwards beliefs can be read. Evidence
+ * that is entered already stays entered and waits for the next tv_domain_propagate.
+ *
+ * A domain that was triangulated before the call stays triangulated on failure; otherwise a failure leaves
+ * nothing behind.
+ *
+ * Fails: usage - the domain has no discrete or continuous node, or is compiled already; no_memory - the
+ * tables do not fit; invalid_probability_potential - a table has a negative, infinite or NaN entry, or a
+ * distribution whose sum is zero or infinite; io - writing the log failed; error - the progress handler
+ * asked to stop. Domains with continuous nodes: fails with tv_status_error in this version.
+ */
+TV_API tv_status_t tv_domain_compile(tv_domain_t* domain);
+
+/**
+ * Throws away what triangulation and compilation made: cliques, trees, tables, beliefs, the elimination
+ * order. Entered evidence stays. Nothing happens to a domain that has none of it; that is no failure.
+ */
+TV_API tv_status_t tv_domain_uncompile(tv_domain_t* domain);
+
+/** Whether the domain is compiled. */
+TV_API int tv_domain_is_compiled(const tv_domain_t* domain);
+
+/** Whether the domain has a junction forest, with or without tables. */
+TV_API int tv_domain_is_triangulated(const tv_domain_t* domain);
+
+/**
+ * Builds the junction forest with the method of your choice, without tables; tv_domain_compile does the
+ * rest.
+ *
+ * The graph is first split into its prime components, which meet in complete sets and are independent of
+ * each other (Tarjan 1985; Leimer 1993); each is triangulated by itself, and superfluous fill-ins are
+ * removed (Kjaerulff 1990). The result is the same on every machine.
+ *
+ * Fails: usage - the domain has no discrete or continuous node, or is triangulated already, or `method` is
+ * none of the six, or it is total_weight while a maximum separator size but no initial triangulation is
+ * set; io - writing the log failed; error - total_weight (not available in this version), or the progress
+ * handler asked to stop.
+ */
+TV_API tv_status_t tv_domain_triangulate(tv_domain_t* domain, tv_triangulation_method_t method);
+
+/**
+ * The same with a given elimination order: every discrete and continuous node exactly once, the continuous
+ * ones first. Nodes are eliminated in exactly this order; superfluous fill-ins are removed afterwards, and
+ * tv_domain_get_elimination_order may then show another order with the same cliques.
+ *
+ * Fails: usage - as for tv_domain_triangulate; enumeration - the order holds a node of another domain, a
+ * utility or real-valued function node, a node twice, a continuous node after a discrete one, or not all
+ * nodes; io - writing the log failed; error - the progress handler asked to stop.
+ */
+TV_API tv_status_t tv_domain_triangulate_with_order(tv_domain_t* domain, tv_node_t** order);
+
+/**
+ * Stores an elimination order as the starting point of tv_method_total_weight; null removes it. It is
+ * copied, and dropped by any change of structure. In this version it is kept but not used.
+ *
+ * Fails: enumeration - as for tv_domain_triangulate_with_order.
+ */
+TV_API tv_status_t tv_domain_set_initial_triangulation(tv_domain_t* domain, tv_node_t** order);
+
+/**
+ * The elimination order of the present triangulation, first eliminated first. It is derived from the
+ * cliques: eliminating in this order gives exactly them, but a user's order may come back changed. Owned by
+ * the domain until it is uncompiled.
+ *
+ * Fails, returning NULL: usage - the domain is not triangulated.
+ */
+TV_API tv_node_t** tv_domain_get_elimination_order(tv_domain_t* domain);
+
+/**
+ * Limits how many minimal separators tv_method_total_weight looks at before it splits the graph; 0 for no
+ * limit. In this version it is kept but not used.
+ */
+TV_API tv_status_t tv_domain_set_max_number_of_separators(tv_domain_t* domain, size_t count);
+
+/** The limit, 0 (none) until it is set. All ones on failure. */
+TV_API size_t tv_domain_get_max_number_of_separators(const tv_domain_t* domain);
+
+/**
+ * Limits how many members the separators have that tv_method_total_weight looks at; 0 for no limit. When it
+ * is set, that method needs an initial triangulation. Otherwise it is not used in this version.
+ */
+TV_API tv_status_t tv_domain_set_max_separator_size(tv_domain_t* domain, size_t size);
+
+/** The limit, 0 (none) until it is set. All ones on failure. */
+TV_API size_t tv_domain_get_max_separator_size(const tv_domain_t* domain);
+
+/**
+ * The cost of the triangulation: the sum over all cliques of the size of the clique's table (with the
+ * numbers for continuous members).
+ *
+ * Fails, returning all ones: usage - the domain is not triangulated; size_too_large - it does not fit into
+ * a size_t.
+ */
+TV_API size_t tv_domain_get_jt_cost(tv_domain_t* domain);
+
+/**
+ * Names discrete nodes that must each have a selected state before any propagation; without one, it fails
+ * with tv_status_invalid_evidence. The list is copied; null removes the requirement. The tables are then
+ * built for the selected states, and rebuilt when those change.
+ *
+ * Fails: usage - a node belongs to another domain, is not discrete, or stands in the list twice.
+ */
+TV_API tv_status_t tv_domain_set_ijt_nodes(tv_domain_t* domain, tv_node_t** nodes);
+
+/**
+ * Keeps a copy in memory of the junction tree tables without evidence, so that each later reset (see
+ * tv_domain_propagate) is a copy instead of a computation. It costs as much memory again as the tables.
+ * Touching a table makes a new copy necessary; the next reset makes it.
+ *
+ * Fails: not_compiled; no_equilibrium - some tree has no valid tables; usage - evidence or another
+ * equilibrium than sum is in the tables.
+ */
+TV_API tv_status_t tv_domain_save_to_memory(tv_domain_t* domain);
+
+/** Gives the copy up and frees its memory. It is no failure if there is none. Fails: not_compiled. */
+TV_API tv_status_t tv_domain_reclaim_memory_tables(tv_domain_t* domain);
+
+/** @} */
+
+/**
+ * @defgroup forest Cliques and junction trees
+ * Queries over what triangulation built. The handles and lists live until the domain is uncompiled.
+ * @{
+ */
+
+/**
+ * The first clique of the domain's list. Parents stand before their children, so the root of each tree
+ * comes before the rest of the tree.
+ *
+ * Fails, returning NULL: usage - the domain is not triangulated.
+ */
+TV_API tv_clique_t* tv_domain_get_first_clique(const tv_domain_t* domain);
+
+/** The next clique of the domain's list; NULL with status none at its end. */
+TV_API tv_clique_t* tv_clique_get_next(const tv_clique_t* clique);
+
+/** How many cliques there are. Fails, returning all ones: usage - the domain is not triangulated. */
+TV_API size_t tv_domain_get_number_of_cliques(const tv_domain_t* domain);
+
+/** The members of a clique, in the order of its table. Owned by the library. */
+TV_API tv_node_t** tv_clique_get_members(tv_clique_t* clique);
+
+/** How many members a clique has. All ones on failure. */
+TV_API size_t tv_clique_get_number_of_members(const tv_clique_t* clique);
+
+/** The neighbours of a clique in its tree, its parent (towards the root) first. Owned by the clique. */
+TV_API tv_clique_t** tv_clique_get_neighbors(tv_clique_t* clique);
+
+/** How many neighbours a clique has. All ones on failure. */
+TV_API size_t tv_clique_get_number_of_neighbors(tv_clique_t* clique);
+
+/** The tree that a clique belongs to. */
+TV_API tv_junction_tree_t* tv_clique_get_junction_tree(const tv_clique_t* clique);
+
+/**
+ * The table of a clique, owned by it. After a sum propagation its data are the joint probability of the
+ * members and the evidence divided by a constant; the root's sum to one.
+ */
+TV_API tv_table_t* tv_clique_get_probability_table(const tv_clique_t* clique);
+
+/**
+ * The table of expected utilities of a clique; NULL with status none in a domain without utility nodes. In
+ * this version it has no meaningful data.
+ */
+TV_API tv_table_t* tv_clique_get_utility_table(const tv_clique_t* clique);
+
+/** The first junction tree, newest first. Fails, returning NULL: usage - the domain is not triangulated. */
+TV_API tv_junction_tree_t* tv_domain_get_first_junction_tree(const tv_domain_t* domain);
+
+/** The next junction tree of the domain's list; NULL with status none at its end. */
+TV_API tv_junction_tree_t* tv_jt_get_next(const tv_junction_tree_t* jt);
+
+/** The root of a tree: the clique that compilation began the tree with. */
+TV_API tv_clique_t* tv_jt_get_root(const tv_junction_tree_t* jt);
+
+/** The cliques of a tree, the root first. Owned by the library. */
+TV_API tv_clique_t** tv_jt_get_cliques(tv_junction_tree_t* jt);
+
+/**
+ * How many discrete table entries a tree has, over all cliques and separators; twice that in a domain with
+ * utility nodes.
+ *
+ * Fails, returning all ones: size_too_large - it does not fit into a size_t.
+ */
+TV_API size_t tv_jt_get_total_size(tv_junction_tree_t* jt);
+
+/** The same for the numbers that describe continuous nodes. Fails like tv_jt_get_total_size. */
+TV_API size_t tv_jt_get_total_cg_size(tv_junction_tree_t* jt);
+
+/**
+ * The tree that a node belongs to; for a utility node, the tree of the clique that its potential went to.
+ *
+ * Fails, returning NULL: usage - a real-valued function node, or the domain is not triangulated.
+ */
+TV_API tv_junction_tree_t* tv_node_get_junction_tree(const tv_node_t* node);
+
+/**
+ * The neighbours of a node in the moral graph: parents, children, other parents of its children, and, with
+ * continuous nodes, necessary fill-ins; each once. Owned by the node until the domain is uncompiled.
+ *
+ * Fails, returning NULL: usage - the node is neither discrete nor continuous, or the domain is not
+ * triangulated.
+ */
+TV_API tv_node_t** tv_node_get_moral_neighbors(const tv_node_t* node);
+
+/** @} */
+
+/**
+ * @defgroup evidence Evidence
+ * A node keeps two copies of its evidence: the *entered* one, changed by the functions of this group, and
+ * the *propagated* one, which the present beliefs reflect. Propagation makes them equal. Evidence may be
+ * entered before or after compilation.
+ *
+ * Evidence on a discrete node is a *finding* for each state, a number f(s) that says how well the state
+ * agrees with what has been seen; the distribution is multiplied by it. One 1 and the rest 0 is *hard
+ * evidence* (the state is known); several 1 and the rest 0 leave several states possible; anything else is
+ * a *likelihood*; all 1 is no evidence; all 0 is impossible and makes propagation fail. Only the ratios of
+ * findings matter for beliefs; their scale goes into the normalisation constant.
+ * @{
+ */
+
+/**
+ * Enters hard evidence: the node is known to be in this state. Replaces what was entered.
+ *
+ * Fails: usage - the node is not discrete or `state` is out of range.
+ */
+TV_API tv_status_t tv_node_select_state(tv_node_t* node, size_t state);
+
+/**
+ * Sets the finding of one state and keeps those of the others (all 1 where nothing was entered; 1 and 0s
+ * where a state was selected). Values above 1 are allowed. If one 1 and otherwise 0s result, that is the
+ * same as selecting the state; if all are 1, the same as retracting.
+ *
+ * Fails: usage - the node is not discrete, `state` is out of range, or `value` is negative, NaN, or not
+ * below the largest single-precision number, 3.4028235e+38.
+ */
+TV_API tv_status_t tv_node_enter_finding(tv_node_t* node, size_t state, tv_number_t value);
+
+/**
+ * Enters the observed value of a continuous node. Replaces what was entered.
+ *
+ * Fails: usage - the node is not continuous, or `value` is NaN or infinite.
+ */
+TV_API tv_status_t tv_node_enter_value(tv_node_t* node, double value);
+
+/** Takes back what was entered on a node, if anything. Fails: usage - neither discrete nor continuous. */
+TV_API tv_status_t tv_node_retract_findings(tv_node_t* node);
+
+/** Takes back what was entered on any node of the domain. */
+TV_API tv_status_t tv_domain_retract_findings(tv_domain_t* domain);
+
+/** @} */
+
+/**
+ * @defgroup evidence_queries Evidence queries
+ * About entered evidence, these need no compiled domain. About propagated evidence, they fail with
+ * tv_status_not_compiled when the domain is not compiled, and those about a node also with
+ * tv_status_no_equilibrium when its tree holds no valid result; the argument (usage) is checked first.
+ * @{
+ */
+
+/**
+ * What is entered on a discrete node: a state when it is selected; -1 for nothing; -2 for anything else (a
+ * likelihood, several possible states, or none possible), to be read with tv_node_get_entered_finding.
+ *
+ * Fails, returning -1: usage - not discrete.
+ */
+TV_API ptrdiff_t tv_node_get_selected_state(const tv_node_t* node);
+
+/**
+ * The finding entered for one state: 1 everywhere where nothing is entered; 1 and 0s for a selected state.
+ *
+ * Fails, returning -1.0: usage - the node is not discrete or `state` is out of range.
+ */
+TV_API tv_number_t tv_node_get_entered_finding(const tv_node_t* node, size_t state);
+
+/**
+ * The finding that the present beliefs reflect, for one state.
+ *
+ * Fails, returning -1.0: usage - the node is not discrete or `state` is out of range; not_compiled;
+ * no_equilibrium.
+ */
+TV_API tv_number_t tv_node_get_propagated_finding(const tv_node_t* node, size_t state);
+
+/**
+ * What the present beliefs reflect for a discrete node: a state, -1 or -2 as for
+ * tv_node_get_selected_state.
+ *
+ * Fails, returning -1: usage - not discrete; not_compiled; no_equilibrium.
+ */
+TV_API ptrdiff_t tv_node_get_propagated_state(const tv_node_t* node);
+
+/**
+ * The value entered on a continuous node.
+ *
+ * Fails, returning -1.0: usage - not continuous; no_value - none is entered.
+ */
+TV_API double tv_node_get_entered_value(const tv_node_t* node);
+
+/**
+ * The value of a continuous node that the present results reflect.
+ *
+ * Fails, returning -1.0: usage - not continuous; not_compiled; no_equilibrium; no_value - none is
+ * propagated.
+ */
+TV_API double tv_node_get_propagated_value(const tv_node_t* node);
+
+/**
+ * Whether any evidence is entered on a node. Fails, returning -1: usage - neither discrete nor continuous.
+ */
+TV_API int tv_node_evidence_is_entered(const tv_node_t* node);
+
+/**
+ * Whether a likelihood is entered on a node: some finding that is neither 0 nor 1. No (0) for continuous
+ * nodes.
+ *
+ * Fails, returning -1: usage - neither discrete nor continuous.
+ */
+TV_API int tv_node_likelihood_is_entered(const tv_node_t* node);
+
+/**
+ * Whether the present results reflect evidence on this node.
+ *
+ * Fails, returning -1: usage - neither discrete nor continuous; not_compiled; no_equilibrium.
+ */
+TV_API int tv_node_evidence_is_propagated(const tv_node_t* node);
+
+/**
+ * Whether the present results reflect a likelihood on this node. Fails like tv_node_evidence_is_propagated.
+ */
+TV_API int tv_node_likelihood_is_propagated(const tv_node_t* node);
+
+/**
+ * Whether the entered evidence on this node differs from the propagated one, so that propagating would
+ * change something. Selecting the only state of a one-state node is no difference.
+ *
+ * Fails, returning -1: usage - neither discrete nor continuous; not_compiled; no_equilibrium.
+ */
+TV_API int tv_node_evidence_to_propagate(const tv_node_t* node);
+
+/**
+ * Whether the evidence on any node is yet to be propagated, or the required selected states
+ * (tv_domain_set_ijt_nodes) have changed. Fails, returning -1: not_compiled.
+ */
+TV_API int tv_domain_evidence_to_propagate(const tv_domain_t* domain);
+
+/** Whether the present results reflect any evidence. Fails, returning -1: not_compiled. */
+TV_API int tv_domain_evidence_is_propagated(const tv_domain_t* domain);
+
+/** Whether the present results reflect any likelihood. Fails, returning -1: not_compiled. */
+TV_API int tv_domain_likelihood_is_propagated(const tv_domain_t* domain);
+
+/**
+ * Whether the present results reflect evidence on any continuous node. Fails, returning -1: not_compiled.
+ */
+TV_API int tv_domain_cg_evidence_is_propagated(const tv_domain_t* domain);
+
+/** tv_domain_evidence_to_propagate for one tree. */
+TV_API int tv_jt_evidence_to_propagate(const tv_junction_tree_t* jt);
+
+/** tv_domain_evidence_is_propagated for one tree. */
+TV_API int tv_jt_evidence_is_propagated(const tv_junction_tree_t* jt);
+
+/** tv_domain_likelihood_is_propagated for one tree. */
+TV_API int tv_jt_likelihood_is_propagated(const tv_junction_tree_t* jt);
+
+/** tv_domain_cg_evidence_is_propagated for one tree. */
+TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
+
+/** @} */
+
+/**
+ * @defgroup propagation Propagation
+ * Messages are collected towards one clique of each tree and distributed back (Jensen, Lauritzen & Olesen
+ * 1990). Where possible only what has changed is worked on. When evidence is taken back or contradicts what
+ * is in the tables, the tree is first *reset*: its tables are filled again from the potentials.
+ * @{
+ */
+
+/**
+ * Brings all junction trees into agreement with the entered evidence, so that results can be read. When
+ * there is nothing to do, it returns at once.
+ *
+ * On failure the trees are reset: no evidence is propagated, results cannot be read (no_equilibrium) until
+ * a propagation succeeds, and the entered evidence is still there to be corrected.
+ *
+ * Fails, checked in this order: usage - `equilibrium` is neither sum nor max, or `mode` is none of the two;
+ * not_compiled; usage - anything but sum and normal in a domain with continuous nodes; invalid_evidence - a
+ * decision has evidence other than a selected state, a chance node below an undecided decision has
+ * evidence, or a required selected state is missing. Then: invalid_probability_potential - a table that was
+ * touched has a negative, infinite or NaN entry or a distribution whose sum is zero or infinite;
+ * inconsistency_or_underflow - the evidence is impossible, or its probability is below 1.17549e-38 for one
+ * message; overflow - a number grew beyond 3.40282e+38; fast_retraction - zeros in the distributions defeat
+ * that mode; error - the progress handler asked to stop, or the domain needs what this version does not
+ * have.
+ */
+TV_API tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equilibrium,
+                                       tv_evidence_mode_t mode);
+
+/** The same for one tree; on failure only this tree is reset. */
+TV_API tv_status_t tv_jt_propagate(tv_junction_tree_t* jt, tv_equilibrium_t equilibrium,
+                                   tv_evidence_mode_t mode);
+
+/**
+ * The same for the tree of a clique, with this clique as the root of the messages. The results are the same
+ * up to rounding; the root's table sums to one.
+ */
+TV_API tv_status_t tv_clique_propagate(tv_clique_t* clique, tv_equilibrium_t equilibrium,
+                                       tv_evidence_mode_t mode);
+
+/**
+ * Whether every tree is in this equilibrium. tv_equilibrium_none may be asked for too.
+ *
+ * Fails, returning -1: usage - not a member of the enumeration; not_compiled.
+ */
+TV_API int tv_domain_equilibrium_is(const tv_domain_t* domain, tv_equilibrium_t equilibrium);
+
+/** The same for one tree. */
+TV_API int tv_jt_equilibrium_is(const tv_junction_tree_t* jt, tv_equilibrium_t equilibrium);
+
+/**
+ * Whether every tree was last propagated in this mode. Trees without propagated evidence agree with any.
+ *
+ * Fails, returning -1: usage - not a member of the enumeration; not_compiled; no_equilibrium - some tree
+ * holds no valid result.
+ */
+TV_API int tv_domain_evidence_mode_is(const tv_domain_t* domain, tv_evidence_mode_t mode);
+
+/** The same for one tree. */
+TV_API int tv_jt_evidence_mode_is(const tv_junction_tree_t* jt, tv_evidence_mode_t mode);
+
+/**
+ * Fills all trees again from the potentials, without evidence. The entered evidence stays entered and is
+ * taken in by the next propagation; until then there may be no result to read (no_equilibrium).
+ *
+ * Fails: not_compiled; invalid_evidence - a required selected state is missing;
+ * invalid_probability_potential - as for tv_domain_propagate.
+ */
+TV_API tv_status_t tv_domain_reset_inference_engine(tv_domain_t* domain);
+
+/**
+ * tv_domain_reset_inference_engine, then tv_domain_retract_findings: a fresh start. Fails like the former.
+ */
+TV_API tv_status_t tv_domain_initialize(tv_domain_t* domain);
+
+/** Whether some table was touched since the trees were last filled. Fails, returning -1: not_compiled. */
+TV_API int tv_domain_tables_to_propagate(const tv_domain_t* domain);
+
+/** The same for one tree. */
+TV_API int tv_jt_tables_to_propagate(const tv_junction_tree_t* jt);
+
+/** @} */
+
+/**
+ * @defgroup evidence_probability Probability and conflict of the evidence
+ * @{
+ */
+
+/**
+ * The normalisation constant: what the product of all potentials and findings sums to.
+ *
+ * After sum propagation in normal mode it is the probability of the evidence (with likelihoods: the
+ * expectation of the product of the findings); 1 without evidence, up to rounding. After max propagation it
+ * is the largest entry of that product. In fast-retraction mode it is the probability of the evidence on
+ * nodes outside the root clique, and seldom of use. With several trees it is the product over them. It may
+ * be 0 by underflow for long evidence; the logarithm has no such limit.
+ *
+ * Fails, returning -1.0: not_compiled; no_equilibrium.
+ */
+TV_API double tv_domain_get_normalization_constant(const tv_domain_t* domain);
+
+/**
+ * The natural logarithm of the normalisation constant, kept as a sum of logarithms, so it does not
+ * underflow.
+ *
+ * Fails, returning -1.0 (which may also be an answer; see tv_error_code): not_compiled; no_equilibrium.
+ */
+TV_API double tv_domain_get_log_normalization_constant(const tv_domain_t* domain);
+
+/**
+ * The conflict of the evidence last propagated: P(e1) P(e2) ... P(en) / P(e1, ..., en). Above 1, the pieces
+ * disagree with each other as the model sees it; below 1 they support each other (Jensen et al. 1991).
+ *
+ * The probabilities are those before this propagation: for all evidence at once after compilation or in a
+ * fresh equilibrium it is the classical measure; when evidence is added later it measures the addition,
+ * given what was there. It is 1 after a propagation that had to start from a reset, and with one piece of
+ * evidence.
+ *
+ * Fails, returning -1.0: usage - the domain has decision nodes, or a tree is not in sum equilibrium;
+ * not_compiled; no_equilibrium; cg_evidence_incorporated - evidence on continuous nodes is propagated.
+ */
+TV_API double tv_domain_get_conflict(const tv_domain_t* domain);
+
+/** The conflict within one tree; the domain's is the product over its trees. */
+TV_API double tv_jt_get_conflict(const tv_junction_tree_t* jt);
+
+/**
+ * The conflict gathered in one clique during the last propagation: of the evidence entered there and of
+ * what reached it on the way to the root. It helps to find where a conflict comes from. Fails like
+ * tv_jt_get_conflict.
+ */
+TV_API double tv_clique_get_conflict(const tv_clique_t* clique);
+
+/**
+ * The clique into which the evidence on a node was entered by the last propagation; NULL with status none
+ * when none was.
+ *
+ * Fails, returning NULL: usage - neither discrete nor continuous; not_compiled; no_equilibrium.
+ */
+TV_API tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node);
+
+/** @} */
+
+/**
+ * @defgroup beliefs Beliefs and other results
+ * All of these read what the last propagation left; none propagates. They check, in this order: the
+ * arguments (usage), that the domain is compiled (not_compiled), and that the tree holds valid results
+ * (no_equilibrium).
+ * @{
+ */
+
+/**
+ * The belief of a state of a discrete node.
+ *
+ * Sum, normal: the probability of the state given all evidence. Sum, fast retraction: given all evidence
+ * but the node's own. Max: the probability of the best configuration with this state, relative to the best
+ * of all, so that the best states have 1. A node with hard evidence in normal mode answers exactly 1 and 0.
+ *
+ * Fails, returning -1.0: usage - the node is not discrete or `state` is out of range; not_compiled;
+ * no_equilibrium.
+ */
+TV_API tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state);
+
+/**
+ * The expected utility of a state of a discrete node, or of a utility node (`state` 0).
+ *
+ * Fails, returning -1.0: usage - `state` is out of range, the node is of neither sort, or the tree of a
+ * node without utilities is not in sum equilibrium with normal mode or without evidence; not_compiled;
+ * no_equilibrium. Domains with utility nodes: fails with tv_status_error in this version.
+ */
+TV_API tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state);
+
+/**
+ * The smallest value that a utility node can have given the evidence.
+ *
+ * Fails, returning -1.0: usage - not a utility node; not_compiled; no_equilibrium. Otherwise it fails with
+ * tv_status_error in this version.
+ */
+TV_API tv_number_t tv_node_get_min_utility(const tv_node_t* node);
+
+/**
+ * The largest value that a utility node can have given the evidence. Fails like tv_node_get_min_utility.
+ */
+TV_API tv_number_t tv_node_get_max_utility(const tv_node_t* node);
+
+/** The variance of a utility node given the evidence. Fails like tv_node_get_min_utility. */
+TV_API double tv_node_get_variance_of_utility(const tv_node_t* node);
+
+/**
+ * The expected utility of the whole domain, the sum over its utility nodes; 0 without any.
+ *
+ * Fails, returning -1.0: not_compiled; no_equilibrium; usage - there is no utility node and the trees are
+ * not in sum equilibrium with normal mode or without evidence. Domains with utility nodes: fails with
+ * tv_status_error in this version.
+ */
+TV_API double tv_domain_get_expected_utility(const tv_domain_t* domain);
+
+/**
+ * The value of a real-valued function node, computed from the results of its parents.
+ *
+ * Fails, returning -1.0: usage - any other node; not_compiled; no_equilibrium. Otherwise it fails with
+ * tv_status_error in this version, which has no expressions.
+ */
+TV_API double tv_node_get_value(tv_node_t* node);
+
+/**
+ * The entropy of a discrete node's belief, H = - sum of p ln p, in nats: 0 when the state is certain, ln n
+ * when n states are equally probable.
+ *
+ * Fails, returning -1.0: usage - not discrete; not_compiled; no_equilibrium; usage - the tree is not in sum
+ * equilibrium with normal mode or without evidence.
+ */
+TV_API double tv_node_get_entropy(const tv_node_t* node);
+
+/**
+ * The mutual information of two discrete nodes given the evidence, in nats: the sum over both nodes' states
+ * of p(a, b) ln( p(a, b) / (p(a) p(b)) ), never negative. For twice the same node, its entropy. 0 for nodes
+ * of different trees and when either has hard evidence.
+ *
+ * Fails, returning -1.0: usage - not both discrete or not of one domain; not_compiled; no_equilibrium;
+ * usage - the equilibrium, as for tv_node_get_entropy. Where function nodes tie different trees together,
+ * the status is functional_dependency and the result 9.0.
+ */
+TV_API double tv_node_get_mutual_information(tv_node_t* node1, tv_node_t* node2);
+
+/**
+ * The mean of a continuous node given the evidence.
+ *
+ * Fails, returning -1.0: usage - not continuous; not_compiled (always, in this version); no_equilibrium.
+ */
+TV_API double tv_node_get_mean(const tv_node_t* node);
+
+/** The variance of a continuous node given the evidence. Fails like tv_node_get_mean. */
+TV_API double tv_node_get_variance(const tv_node_t* node);
+
+/**
+ * The joint distribution of some discrete nodes given the evidence, whether or not they meet in one clique.
+ *
+ * The result is a table over the nodes in the given order (convention 9), summing to one. It is yours:
+ * release it with tv_table_delete, before the domain. The present beliefs are not disturbed. Time and
+ * memory grow with the table, and with what lies between the nodes in the tree.
+ *
+ * Fails, returning NULL: usage - the list is empty, a node stands in it twice, is not discrete or belongs
+ * to another domain; not_compiled; no_equilibrium; usage - a tree is not in sum equilibrium with normal
+ * mode or without evidence; no_memory - also when the table's size does not fit into a size_t.
+ */
+TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes);
+
+/** @} */
+
+/**
+ * @defgroup reading Reading networks
+ * The NET language is the textual form of a network. A short taste is the program at the top. Names, links
+ * and numbers are checked as by the functions above. At the first error the handler is told and nothing is
+ * returned; warnings are told and parsing goes on. The handler may be null.
+ * @{
+ */
+
+/**
+ * Reads a domain from a file or from a text: `source` is taken as the text if its first word, after white
+ * space and comments, is a keyword of the language followed by white space or a brace, and otherwise as the
+ * name of a file. The result is yours: tv_domain_delete.
+ *
+ * Its nodes and attributes stand in file order. It is not compiled. Continuous distributions, models, chain
+ * potentials and classes are not read in this version (tv_status_error).
+ *
+ * Fails, returning NULL: io - the file could not be opened, read or closed; parse - the text breaks the
+ * rules of the language; locale - the "C" locale could not be selected; and the codes of the functions that
+ * create nodes and links, each told to the handler as well.
+ */
+TV_API tv_domain_t* tv_net_parse_domain(const char* source, tv_error_handler_t handler, void* handler_data);
+
+/** Reads a domain from an open stream, which you close. The position told to the handler is the line. */
+TV_API tv_domain_t* tv_net_parse(FILE* stream, tv_old_error_handler_t handler);
+
+/** Reads a domain from a text, never a file name. The position is the number of characters read. */
+TV_API tv_domain_t* tv_net_parse_from_string(const char* text, tv_old_error_handler_t handler);
+
+/** @} */
+
+/**
+ * @defgroup random Random numbers
+ * Each domain has a generator of its own: Knuth's floating-point lagged-Fibonacci generator (The Art of
+ * Computer Programming, volume 2, section 3.6), of every 1009 numbers of which 100 are used. The same seed
+ * gives the same sequence on every machine.
+ * @{
+ */
+
+/** Starts the generator anew from the low 30 bits of `seed`. A new domain is seeded with 310952. */
+TV_API tv_status_t tv_domain_seed_random(tv_domain_t* domain, unsigned seed);
+
+/** The next number, uniform in [0, 1). -1.0 on failure. */
+TV_API double tv_domain_get_uniform_deviate(tv_domain_t* domain);
+
+/**
+ * A number of the normal distribution, by the ratio of uniforms (Kinderman & Monahan 1977). It draws from
+ * the uniform sequence, as many numbers as it needs; a variance of 0 gives the mean and draws none.
+ *
+ * Fails, returning -1.0: usage - the variance is negative, or either argument is NaN or infinite.
+ */
+TV_API double tv_domain_get_normal_deviate(tv_domain_t* domain, double mean, double variance);
+
+/** @} */
 
 #ifdef __cplusplus
 }
