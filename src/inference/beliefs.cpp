@@ -1,0 +1,228 @@
+// Beliefs and the quantities that follow from them. Propagation leaves one number for each state of
+// each node; hard evidence in normal mode is answered exactly, whatever rounding those numbers hold.
+#include "inference/beliefs.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "api/boundary.h"
+#include "inference/evidence.h"
+#include "inference/marginal.h"
+#include "inference/queries.h"
+#include "network/links.h"
+#include "text/state_text.h"
+
+namespace tv {
+namespace {
+
+// In fast retraction a belief leaves out the node's own evidence, so its state is not known from it.
+bool state_is_known(const Node& node) noexcept {
+  const JunctionTree* tree = result_tree(node);
+  return tree && tree->mode == tv_evidence_normal && compiled(node).propagated_state >= 0;
+}
+
+// What `value` stands for in one state: a number, or a span over which it is spread evenly.
+struct StateSpan {
+  double low, high;
+  double mean() const noexcept { return low / 2 + high / 2; }
+  double variance() const noexcept { return (high - low) * (high - low) / 12; }
+};
+
+StateSpan state_span(const Node& node, size_t state) noexcept {
+  const std::vector<double>& values = node.state_values;
+  return {values[state], values[node.subtype == tv_subtype_interval ? state + 1 : state]};
+}
+
+bool has_real_valued_functions(const Domain& domain) noexcept {
+  if (domain.counters.function == 0) return false;
+  for (const Node& node : domain.nodes)
+    if (is_real_valued_function(node)) return true;
+  return false;
+}
+
+// Sum over the joint of p(a,b) ln(p(a,b) / (p(a) p(b))), with the beliefs as the marginals.
+double mutual_information_in(const Table& joint) noexcept {
+  const Node& a = *joint.nodes[0];
+  const Node& b = *joint.nodes[1];
+  double information = 0;
+  for (size_t i = 0; i < joint.size; ++i) {
+    const double p = joint.data[i];
+    const double independent = double(_tv_node_get_belief(a, i / b.number_of_states)) *
+                               double(_tv_node_get_belief(b, i % b.number_of_states));
+    if (p > 0 && independent > 0) information += p * std::log(p / independent);
+  }
+  return information > 0 ? information : 0;
+}
+
+// The nodes differ, and the trees of both are in equilibrium.
+double mutual_information(const Node& a, const Node& b) {
+  const bool independent = result_tree(a) != result_tree(b) || _tv_node_hard_evidence_is_propagated(a) ||
+                           _tv_node_hard_evidence_is_propagated(b);
+  if (!require(holds_marginals(*result_tree(a)) && holds_marginals(*result_tree(b)), tv_status_usage))
+    return -1;
+  if (!independent) {
+    const std::unique_ptr<Table> joint =
+        _tv_domain_marginal(*a.domain, {const_cast<Node*>(&a), const_cast<Node*>(&b)});
+    return joint ? mutual_information_in(*joint) : -1;
+  }
+  if (has_real_valued_functions(*a.domain) && !_tv_function_nodes_satisfy_limid_constraints(*a.domain)) {
+    store_status(tv_status_functional_dependency);
+    return 9;  // what callers have always received here
+  }
+  return 0;
+}
+
+tv_status_t continuous_mean_and_variance(const Node&, MeanAndVariance&) noexcept { return tv_status_error; }
+
+}  // namespace
+
+tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept {
+  const CompiledNode& record = compiled(node);
+  if (state_is_known(node)) return static_cast<size_t>(record.propagated_state) == state ? 1 : 0;
+  return record.belief[state];
+}
+
+ptrdiff_t get_inferred_state(const Node& node) noexcept {
+  ptrdiff_t inferred = -1;
+  for (size_t state = 0; state < node.number_of_states; ++state) {
+    if (!(_tv_node_get_belief(node, state) > 0)) continue;
+    if (inferred >= 0) return -1;
+    inferred = static_cast<ptrdiff_t>(state);
+  }
+  return inferred;
+}
+
+double node_entropy(const Node& node) noexcept {
+  double sum = 0;
+  for (size_t state = 0; state < node.number_of_states; ++state) {
+    const double p = _tv_node_get_belief(node, state);
+    if (p > 0 && p < 1) sum -= p * std::log(p);
+  }
+  return sum;
+}
+
+tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept {
+  if (is_continuous(node)) return continuous_mean_and_variance(node, result);
+  const bool is_numeric =
+      is_discrete(node) && (node.subtype == tv_subtype_number || node.subtype == tv_subtype_interval);
+  if (!is_numeric || !holds_marginals(*result_tree(node))) return tv_status_usage;
+  if (!state_values_are_valid(node)) return tv_status_invalid_state_values;
+
+  double mean = 0;
+  for (size_t state = 0; state < node.number_of_states; ++state) {
+    const double p = _tv_node_get_belief(node, state);
+    if (p > 0) mean += p * state_span(node, state).mean();
+  }
+  double variance = 0;
+  for (size_t state = 0; state < node.number_of_states; ++state) {
+    const double p = _tv_node_get_belief(node, state);
+    if (!(p > 0)) continue;
+    const StateSpan span = state_span(node, state);
+    variance += p * (span.variance() + (span.mean() - mean) * (span.mean() - mean));
+  }
+  if (!std::isfinite(mean) || !std::isfinite(variance)) return tv_status_invalid_state_values;
+  result = {mean, variance};
+  return tv_status_none;
+}
+
+// ---- Checks of the public queries ----
+
+namespace {
+
+bool is_utility(const Node* node) noexcept { return node && node->category == tv_category_utility; }
+
+bool tree_lacks_marginals(const JunctionTree& tree) noexcept { return !holds_marginals(tree); }
+
+// Expected utilities are not computed yet: a domain that has utility nodes gets `error`.
+double no_utility_yet() noexcept {
+  store_status(tv_status_error);
+  return -1;
+}
+
+// The least or greatest entry of a utility node's table; a node without numbers counts as zero.
+template <class Better>
+tv_number_t extreme_utility(const Node* node, Better better) noexcept {
+  const Node* source = node_with_results(node, is_utility(node));
+  if (!source) return -1;
+  const Table* table = source->table.get();
+  if (!table || !has_data(*table)) return 0;
+  return *std::min_element(table->data.begin(), table->data.end(), better);
+}
+
+double mean_or_variance(const Node* node, double MeanAndVariance::*part) noexcept {
+  const Node* source = node_with_results(node, is_continuous_node(node));
+  if (!source) return -1;
+  MeanAndVariance result;
+  const tv_status_t status = _tv_node_mean_and_variance(*source, result);
+  return require(status == tv_status_none, status) ? result.*part : -1;
+}
+
+}  // namespace
+}  // namespace tv
+
+tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state) {
+  const tv::Node* source = tv::node_with_results(node, tv::is_state(node, state));
+  if (!source || !tv::require(tv::compiled(*source).belief, tv_status_usage)) return -1;
+  return tv::_tv_node_get_belief(*source, state);
+}
+
+double tv_node_get_entropy(const tv_node_t* node) {
+  const tv::Node* source = tv::node_with_results(node, tv::is_discrete_node(node));
+  if (!source || !tv::require(tv::holds_marginals(*tv::result_tree(*source)), tv_status_usage)) return -1;
+  return tv::node_entropy(*source);
+}
+
+double tv_node_get_mutual_information(tv_node_t* node1, tv_node_t* node2) {
+  if (node1 == node2) return tv_node_get_entropy(node1);
+  return tv::guarded(-1.0, [&]() -> double {
+    if (!tv::check(tv::is_discrete_node(node1) && tv::is_discrete_node(node2) &&
+                   node1->domain == node2->domain))
+      return -1;
+    const tv::Node& a = tv::answering_node(*node1);
+    const tv::Node& b = tv::answering_node(*node2);
+    if (!tv::require_equilibrium(a) || !tv::require_equilibrium(b)) return -1;
+    return tv::mutual_information(a, b);
+  });
+}
+
+double tv_node_get_mean(const tv_node_t* node) {
+  return tv::mean_or_variance(node, &tv::MeanAndVariance::mean);
+}
+
+double tv_node_get_variance(const tv_node_t* node) {
+  return tv::mean_or_variance(node, &tv::MeanAndVariance::variance);
+}
+
+tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state) {
+  const bool is_valid = tv::is_state(node, state) || (tv::is_utility(node) && state == 0);
+  const tv::Node* source = tv::node_with_results(node, is_valid);
+  if (!source) return -1;
+  if (source->domain->counters.utility > 0) return static_cast<tv_number_t>(tv::no_utility_yet());
+  if (!tv::require(tv::holds_marginals(*tv::result_tree(*source)), tv_status_usage)) return -1;
+  return 0;
+}
+
+tv_number_t tv_node_get_min_utility(const tv_node_t* node) {
+  return tv::extreme_utility(node, [](tv_number_t a, tv_number_t b) { return a < b; });
+}
+
+tv_number_t tv_node_get_max_utility(const tv_node_t* node) {
+  return tv::extreme_utility(node, [](tv_number_t a, tv_number_t b) { return a > b; });
+}
+
+double tv_node_get_variance_of_utility(const tv_node_t* node) {
+  return tv::node_with_results(node, tv::is_utility(node)) ? tv::no_utility_yet() : -1;
+}
+
+double tv_domain_get_expected_utility(const tv_domain_t* domain) {
+  if (!tv::check_equilibrium(domain)) return -1;
+  if (domain->counters.utility > 0) return tv::no_utility_yet();
+  if (!tv::require(!tv::any_tree(*domain, tv::tree_lacks_marginals), tv_status_usage)) return -1;
+  return 0;
+}
+
+double tv_node_get_value(tv_node_t* node) {
+  const tv::Node* source = tv::node_with_results(node, node && tv::is_real_valued_function(*node));
+  if (source) tv::store_status(tv_status_no_value);
+  return -1;
+}

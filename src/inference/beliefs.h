@@ -1,0 +1,31 @@
+// Reading the equilibrium: beliefs and what is computed from them. Nothing is normalised on reading.
+#pragma once
+
+#include "compile/forest.h"
+
+namespace tv {
+
+// The checks of the public queries have been made: the domain is compiled and the node's tree has
+// valid tables.
+
+// The probability of one state. A node whose state was propagated as evidence has exactly 1 and 0.
+tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept;
+
+// The one state that the node can be in given the evidence, or -1 when more than one is left.
+ptrdiff_t get_inferred_state(const Node& node) noexcept;
+
+// In natural units.
+double node_entropy(const Node& node) noexcept;
+
+struct MeanAndVariance {
+  double mean = 0;
+  double variance = 0;
+};
+
+// Of a continuous node, or of a discrete one with numbers or intervals as states (a value is spread
+// evenly over its interval): `usage` for any other node and unless the tree holds marginals,
+// `invalid_state_values` where values are missing or out of order, or an interval that is possible has
+// no end. Stores nothing.
+tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept;
+
+}  // namespace tv

@@ -1,0 +1,308 @@
+// Entering and retracting evidence, and the rules that evidence must obey before it is propagated.
+// Every change of a node's entered evidence goes through `change_evidence`, which keeps the count of
+// its tree exact; vectors are allocated before anything changes, so the changes themselves cannot fail.
+#include "inference/evidence.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "api/boundary.h"
+#include "inference/queries.h"
+#include "inference/reset.h"
+
+namespace tv {
+namespace {
+
+bool is_zero_or_one(tv_number_t value) noexcept { return value == 0 || value == 1; }
+
+bool is_likelihood(const tv_number_t* finding, size_t count) noexcept {
+  return !std::all_of(finding, finding + count, is_zero_or_one);
+}
+
+// Changes the entered evidence of one node and keeps the count of its tree.
+template <class Change>
+void change_evidence(Node& node, Change change) noexcept {
+  JunctionTree* tree = is_compiled(*node.domain) ? compiled(node).tree : nullptr;
+  if (!tree) {
+    change();
+    return;
+  }
+  if (_tv_node_evidence_to_propagate(node)) --tree->evidence_to_propagate;
+  change();
+  if (_tv_node_evidence_to_propagate(node)) ++tree->evidence_to_propagate;
+}
+
+// Finding vectors for a node and all that mirror it. What a fresh one holds does not matter yet.
+void allocate_findings(Node& node) {
+  for (Node* member = &node; member; member = member->linked_node)
+    if (member->entered.finding.size() != member->number_of_states)
+      member->entered.finding.assign(member->number_of_states, 1);
+}
+
+void enter_findings_in_chain(Node* first, const tv_number_t* findings) noexcept {
+  for (Node* node = first; node; node = node->linked_node) {
+    change_evidence(*node, [&] {
+      std::copy_n(findings, node->number_of_states, node->entered.finding.begin());
+      node->entered.state = convert_entered_findings_to_state_index(*node);
+    });
+  }
+}
+
+// Brings a stale vector up to date with the index.
+void rebuild_findings(EnteredEvidence& entered) noexcept {
+  if (entered.state == kFindingVector) return;
+  const bool known = entered.state >= 0;
+  std::fill(entered.finding.begin(), entered.finding.end(), tv_number_t(known ? 0 : 1));
+  if (known) entered.finding[static_cast<size_t>(entered.state)] = 1;
+}
+
+}  // namespace
+
+ptrdiff_t convert_entered_findings_to_state_index(const Node& node) noexcept {
+  const std::vector<tv_number_t>& finding = node.entered.finding;
+  size_t ones = 0;
+  ptrdiff_t state = kNoEvidence;
+  for (size_t i = 0; i < finding.size(); ++i) {
+    if (!is_zero_or_one(finding[i])) return kFindingVector;
+    if (finding[i] == 1) {
+      ++ones;
+      state = static_cast<ptrdiff_t>(i);
+    }
+  }
+  if (ones == 1) return state;
+  return ones == finding.size() ? kNoEvidence : kFindingVector;
+}
+
+void _tv_node_select_state(Node& node, size_t state) noexcept {
+  for (Node* member = &node; member; member = member->linked_node)
+    change_evidence(*member, [&] { member->entered.state = static_cast<ptrdiff_t>(state); });
+}
+
+void _tv_node_enter_finding(Node& node, size_t state, tv_number_t value) {
+  allocate_findings(node);
+  change_evidence(node, [&] {
+    EnteredEvidence& entered = node.entered;
+    rebuild_findings(entered);
+    entered.finding[state] = value;
+    entered.state = is_zero_or_one(value) ? convert_entered_findings_to_state_index(node) : kFindingVector;
+  });
+  enter_findings_in_chain(node.linked_node, node.entered.finding.data());
+}
+
+void _tv_node_enter_findings(Node& node, const tv_number_t* findings) {
+  allocate_findings(node);
+  enter_findings_in_chain(&node, findings);
+}
+
+void _tv_node_enter_value(Node& node, double value) noexcept {
+  for (Node* member = &node; member; member = member->linked_node) {
+    change_evidence(*member, [&] {
+      member->entered.value = value;
+      member->entered.value_flag = true;
+    });
+  }
+}
+
+void _tv_node_retract_findings(Node& node) noexcept {
+  for (Node* member = &node; member; member = member->linked_node) {
+    if (!_tv_node_evidence_is_entered(*member)) continue;
+    change_evidence(*member, [&] {
+      member->entered.state = kNoEvidence;
+      member->entered.value_flag = false;
+    });
+  }
+}
+
+void _tv_domain_retract_findings(Domain& domain) noexcept {
+  for (Node& node : domain.nodes)
+    if (is_discrete_or_continuous(node)) _tv_node_retract_findings(node);
+}
+
+void _tv_node_copy_evidence(Node& node, const Node* source) {
+  if (!source || !_tv_node_evidence_is_entered(*source)) {
+    _tv_node_retract_findings(node);
+  } else if (is_continuous(node)) {
+    _tv_node_enter_value(node, source->entered.value);
+  } else if (source->entered.state == kFindingVector) {
+    _tv_node_enter_findings(node, source->entered.finding.data());
+  } else {
+    _tv_node_select_state(node, static_cast<size_t>(source->entered.state));
+  }
+}
+
+bool _tv_node_evidence_is_entered(const Node& node) noexcept {
+  return is_continuous(node) ? node.entered.value_flag : node.entered.state != kNoEvidence;
+}
+
+bool _tv_node_likelihood_is_entered(const Node& node) noexcept {
+  return is_discrete(node) && node.entered.state == kFindingVector &&
+         is_likelihood(node.entered.finding.data(), node.number_of_states);
+}
+
+tv_number_t _tv_node_get_entered_finding(const Node& node, size_t state) noexcept {
+  const EnteredEvidence& entered = node.entered;
+  if (entered.state == kFindingVector) return entered.finding[state];
+  return entered.state == kNoEvidence || static_cast<size_t>(entered.state) == state ? 1 : 0;
+}
+
+bool _tv_node_evidence_is_propagated(const Node& node) noexcept {
+  const CompiledNode& record = compiled(node);
+  return is_continuous(node) ? record.value_propagated : record.propagated_state != kNoEvidence;
+}
+
+bool _tv_node_hard_evidence_is_propagated(const Node& node) noexcept {
+  const CompiledNode& record = compiled(node);
+  return is_continuous(node) ? record.value_propagated : record.propagated_state >= 0;
+}
+
+bool _tv_node_likelihood_is_propagated(const Node& node) noexcept {
+  const CompiledNode& record = compiled(node);
+  return is_discrete(node) && record.propagated_state == kFindingVector &&
+         is_likelihood(record.propagated_finding, node.number_of_states);
+}
+
+tv_number_t _tv_node_get_propagated_finding(const Node& node, size_t state) noexcept {
+  const CompiledNode& record = compiled(node);
+  if (record.propagated_state == kFindingVector) return record.propagated_finding[state];
+  return record.propagated_state == kNoEvidence || static_cast<size_t>(record.propagated_state) == state ? 1
+                                                                                                         : 0;
+}
+
+bool _tv_node_evidence_to_propagate(const Node& node) noexcept {
+  const EnteredEvidence& entered = node.entered;
+  const CompiledNode& record = compiled(node);
+  if (is_continuous(node)) {
+    return entered.value_flag != record.value_propagated ||
+           (entered.value_flag && entered.value != record.propagated_value);
+  }
+  if (entered.state != record.propagated_state) {
+    // To know the state of a node that has only one is to know nothing.
+    return node.number_of_states > 1 || entered.state == kFindingVector ||
+           record.propagated_state == kFindingVector;
+  }
+  return entered.state == kFindingVector &&
+         !std::equal(entered.finding.begin(), entered.finding.end(), record.propagated_finding);
+}
+
+bool _tv_jt_evidence_to_propagate(const JunctionTree& tree) {
+  return tree.evidence_to_propagate > 0 || _tv_jt_has_new_tables(tree);
+}
+
+bool _tv_domain_evidence_to_propagate(const Domain& domain) {
+  return any_tree(domain, _tv_jt_evidence_to_propagate);
+}
+
+bool _tv_domain_evidence_is_propagated(const Domain& domain) noexcept {
+  return any_tree(domain, [](const JunctionTree& tree) { return tree.evidence_propagated; });
+}
+
+// ---- The rules of decisions and of required instantiations ----
+
+namespace {
+
+// A breadth-first search; every node met carries a mark until the search is destroyed.
+class Search {
+ public:
+  Search() = default;
+  Search(const Search&) = delete;
+  Search& operator=(const Search&) = delete;
+  ~Search() {
+    for (const Node* node : met_) node->mark = 0;
+  }
+  void meet(const Node& node) {
+    if (node.mark) return;
+    met_.push_back(&node);
+    node.mark = 1;
+  }
+  const Node* next() noexcept { return next_ < met_.size() ? met_[next_++] : nullptr; }
+
+ private:
+  std::vector<const Node*> met_;
+  size_t next_ = 0;
+};
+
+bool is_decided(const Node& decision) noexcept {
+  return _tv_node_evidence_is_entered(decision) || (is_discrete(decision) && decision.number_of_states == 1);
+}
+
+}  // namespace
+
+bool _tv_jt_evidence_is_valid(const JunctionTree& tree) {
+  if (tree.domain->counters.decision == 0) return true;
+  Search search;
+  for (const Node* node : tree.nodes) {
+    if (node->category != tv_category_decision) continue;
+    if (is_discrete(*node) && node->entered.state == kFindingVector) return false;
+    if (!is_decided(*node)) search.meet(*node);
+  }
+  while (const Node* node = search.next()) {
+    for (const Node* child : node->children) {
+      if (child->category != tv_category_chance) continue;
+      if (_tv_node_evidence_is_entered(*child)) return false;
+      search.meet(*child);
+    }
+  }
+  return true;
+}
+
+bool _tv_domain_evidence_is_valid(const Domain& domain) {
+  return !any_tree(domain, [](const JunctionTree& tree) { return !_tv_jt_evidence_is_valid(tree); });
+}
+
+bool _tv_domain_ijt_nodes_are_instantiated(const Domain& domain) noexcept {
+  const NodeList& required = domain.required_instantiations;
+  return std::all_of(required.begin(), required.end(),
+                     [](const Node* node) { return node->entered.state >= 0; });
+}
+
+// ---- What a host may enter ----
+
+namespace {
+
+bool takes_evidence(const Node* node) noexcept {
+  return node && is_discrete_or_continuous(*node) && !node->domain->is_class;
+}
+
+bool is_likelihood_value(tv_number_t value) noexcept {
+  return value >= 0 && value < std::numeric_limits<tv_number_t>::max();
+}
+
+}  // namespace
+}  // namespace tv
+
+tv_status_t tv_node_select_state(tv_node_t* node, size_t state) {
+  if (!tv::check(tv::takes_evidence(node) && tv::is_discrete(*node) && state < node->number_of_states))
+    return tv_status_usage;
+  tv::_tv_node_select_state(*node, state);
+  return tv_status_none;
+}
+
+tv_status_t tv_node_enter_finding(tv_node_t* node, size_t state, tv_number_t value) {
+  return tv::guarded([&]() -> tv_status_t {
+    if (!tv::check(tv::takes_evidence(node) && tv::is_discrete(*node) && state < node->number_of_states &&
+                   tv::is_likelihood_value(value)))
+      return tv_status_usage;
+    tv::_tv_node_enter_finding(*node, state, value);
+    return tv_status_none;
+  });
+}
+
+tv_status_t tv_node_enter_value(tv_node_t* node, double value) {
+  if (!tv::check(tv::takes_evidence(node) && tv::is_continuous(*node) && std::isfinite(value)))
+    return tv_status_usage;
+  tv::_tv_node_enter_value(*node, value);
+  return tv_status_none;
+}
+
+tv_status_t tv_node_retract_findings(tv_node_t* node) {
+  if (!tv::check(tv::takes_evidence(node))) return tv_status_usage;
+  tv::_tv_node_retract_findings(*node);
+  return tv_status_none;
+}
+
+tv_status_t tv_domain_retract_findings(tv_domain_t* domain) {
+  if (!tv::check(domain)) return tv_status_usage;
+  tv::_tv_domain_retract_findings(*domain);
+  return tv_status_none;
+}

@@ -1,0 +1,57 @@
+// Evidence on nodes. What the host has entered is kept beside what the tables of the tree reflect;
+// each tree counts the nodes where the two differ, so that "is there anything to propagate" costs
+// nothing. Entered evidence is always in normal form, so equal evidence has one representation.
+#pragma once
+
+#include "compile/forest.h"
+
+namespace tv {
+
+// ---- Entering and retracting; arguments have been checked ----
+
+// All of these reach the linked nodes too. Where a finding vector must be allocated std::bad_alloc may
+// travel, with nothing changed.
+void _tv_node_select_state(Node& node, size_t state) noexcept;
+void _tv_node_enter_finding(Node& node, size_t state, tv_number_t value);
+void _tv_node_enter_findings(Node& node, const tv_number_t* findings);  // one for each state
+void _tv_node_enter_value(Node& node, double value) noexcept;
+void _tv_node_retract_findings(Node& node) noexcept;
+void _tv_domain_retract_findings(Domain& domain) noexcept;
+
+// Makes the entered evidence of `node` that of `source`, a node of the same kind with as many states;
+// null stands for no evidence.
+void _tv_node_copy_evidence(Node& node, const Node* source);
+
+// The index that says the same as the vector: a state, kNoEvidence (all ones) or kFindingVector.
+ptrdiff_t convert_entered_findings_to_state_index(const Node& node) noexcept;
+
+// ---- Entered evidence ----
+
+bool _tv_node_evidence_is_entered(const Node& node) noexcept;
+bool _tv_node_likelihood_is_entered(const Node& node) noexcept;
+tv_number_t _tv_node_get_entered_finding(const Node& node, size_t state) noexcept;
+
+// ---- Propagated evidence; the domain is compiled ----
+
+bool _tv_node_evidence_is_propagated(const Node& node) noexcept;
+bool _tv_node_hard_evidence_is_propagated(const Node& node) noexcept;
+bool _tv_node_likelihood_is_propagated(const Node& node) noexcept;
+tv_number_t _tv_node_get_propagated_finding(const Node& node, size_t state) noexcept;
+
+// Whether what is entered differs from what is propagated.
+bool _tv_node_evidence_to_propagate(const Node& node) noexcept;
+bool _tv_jt_evidence_to_propagate(const JunctionTree& tree);  // or new tables of required instantiations
+bool _tv_domain_evidence_to_propagate(const Domain& domain);
+bool _tv_domain_evidence_is_propagated(const Domain& domain) noexcept;
+
+// ---- What may be propagated ----
+
+// The "free will" rule of decisions: nothing that a decision without evidence may influence through
+// chance nodes has been observed, and what is known of a decision is its state. False when it is broken.
+bool _tv_jt_evidence_is_valid(const JunctionTree& tree);
+bool _tv_domain_evidence_is_valid(const Domain& domain);
+
+// Whether every node that the domain requires to be instantiated has a selected state.
+bool _tv_domain_ijt_nodes_are_instantiated(const Domain& domain) noexcept;
+
+}  // namespace tv

@@ -1,0 +1,13 @@
+// Marginals of several nodes.
+#pragma once
+
+#include <memory>
+
+#include "compile/forest.h"
+
+namespace tv {
+
+// The joint distribution of the nodes, whether or not one clique holds them; null with the status stored.
+std::unique_ptr<Table> _tv_domain_marginal(Domain& domain, const NodeList& nodes);
+
+}  // namespace tv

@@ -1,0 +1,100 @@
+// What a host can ask about the state that propagation left: which equilibrium holds, in which mode
+// evidence was propagated, the probability of the evidence and the conflict within it.
+#include "api/boundary.h"
+#include "inference/queries.h"
+
+namespace tv {
+namespace {
+
+bool is_equilibrium(tv_equilibrium_t equilibrium) noexcept {
+  return equilibrium == tv_equilibrium_none || equilibrium == tv_equilibrium_sum ||
+         equilibrium == tv_equilibrium_max;
+}
+
+bool is_evidence_mode(tv_evidence_mode_t mode) noexcept {
+  return mode == tv_evidence_normal || mode == tv_evidence_fast_retraction;
+}
+
+bool is_not_sum(const JunctionTree& tree) noexcept { return tree.equilibrium != tv_equilibrium_sum; }
+bool has_cg_evidence(const JunctionTree& tree) noexcept { return tree.cg_evidence_propagated; }
+bool has_touched_tables(const JunctionTree& tree) noexcept { return tree.tables_touched; }
+
+// Without evidence the modes come to the same.
+bool agrees_with_mode(const JunctionTree& tree, tv_evidence_mode_t mode) noexcept {
+  return tree.mode == mode || !tree.evidence_propagated;
+}
+
+}  // namespace
+}  // namespace tv
+
+int tv_domain_equilibrium_is(const tv_domain_t* domain, tv_equilibrium_t equilibrium) {
+  if (!tv::check(domain && tv::is_equilibrium(equilibrium)) || !tv::require_compiled(*domain)) return -1;
+  return !tv::any_tree(*domain,
+                       [&](const tv::JunctionTree& tree) { return tree.equilibrium != equilibrium; });
+}
+
+int tv_jt_equilibrium_is(const tv_junction_tree_t* jt, tv_equilibrium_t equilibrium) {
+  if (!tv::check(jt && tv::is_equilibrium(equilibrium)) || !tv::require_compiled(*jt->domain)) return -1;
+  return jt->equilibrium == equilibrium;
+}
+
+int tv_domain_evidence_mode_is(const tv_domain_t* domain, tv_evidence_mode_t mode) {
+  if (!tv::check(domain && tv::is_evidence_mode(mode)) || !tv::check_equilibrium(domain)) return -1;
+  return !tv::any_tree(*domain,
+                       [&](const tv::JunctionTree& tree) { return !tv::agrees_with_mode(tree, mode); });
+}
+
+int tv_jt_evidence_mode_is(const tv_junction_tree_t* jt, tv_evidence_mode_t mode) {
+  if (!tv::check(jt && tv::is_evidence_mode(mode)) || !tv::check_equilibrium(jt)) return -1;
+  return tv::agrees_with_mode(*jt, mode);
+}
+
+double tv_domain_get_normalization_constant(const tv_domain_t* domain) {
+  if (!tv::check_equilibrium(domain)) return -1;
+  double product = 1;
+  for (const tv::JunctionTree& tree : domain->forest->trees) product *= tree.constant;
+  return product;
+}
+
+double tv_domain_get_log_normalization_constant(const tv_domain_t* domain) {
+  if (!tv::check_equilibrium(domain)) return -1;
+  double sum = 0;
+  for (const tv::JunctionTree& tree : domain->forest->trees) sum += tree.log_constant;
+  return sum;
+}
+
+double tv_domain_get_conflict(const tv_domain_t* domain) {
+  if (!tv::check(domain && domain->counters.decision == 0) || !tv::check_equilibrium(domain)) return -1;
+  if (!tv::require(!tv::any_tree(*domain, tv::is_not_sum), tv_status_usage)) return -1;
+  if (!tv::require(!tv::any_tree(*domain, tv::has_cg_evidence), tv_status_cg_evidence_incorporated))
+    return -1;
+  double product = 1;
+  for (const tv::JunctionTree& tree : domain->forest->trees) product *= tree.conflict;
+  return product;
+}
+
+double tv_jt_get_conflict(const tv_junction_tree_t* jt) {
+  if (!tv::check(jt && jt->domain->counters.decision == 0) || !tv::check_equilibrium(jt)) return -1;
+  if (!tv::require(!tv::is_not_sum(*jt), tv_status_usage)) return -1;
+  if (!tv::require(!tv::has_cg_evidence(*jt), tv_status_cg_evidence_incorporated)) return -1;
+  return jt->conflict;
+}
+
+double tv_clique_get_conflict(const tv_clique_t* clique) {
+  if (!tv::check(clique) || !tv::require_compiled(*clique->domain)) return -1;
+  return clique->conflict;
+}
+
+tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node) {
+  if (!tv::check(node && tv::is_discrete_or_continuous(*node))) return nullptr;
+  const tv::Node& answering = tv::answering_node(*node);
+  return tv::require_compiled(*answering.domain) ? tv::compiled(answering).conflict_clique : nullptr;
+}
+
+int tv_domain_tables_to_propagate(const tv_domain_t* domain) {
+  return tv::check_compiled(domain) ? tv::any_tree(*domain, tv::has_touched_tables) : -1;
+}
+
+int tv_jt_tables_to_propagate(const tv_junction_tree_t* jt) {
+  return tv::check_compiled(jt) ? jt->tables_touched : -1;
+}
