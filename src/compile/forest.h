@@ -112,6 +112,10 @@ struct CompiledNode {
   tv_number_t* belief = nullptr;               // one per state
   Clique* conflict_clique = nullptr;           // where evidence on the node was last entered
   bool belief_wanted = false;                  // to be updated by the current propagation
+  ptrdiff_t fixed_state = -1;                  // the one state to which the tables are restricted, or -1
+  ptrdiff_t next_fixed_state = -1;             // the same for the propagation that is being prepared
+  tv_number_t* update = nullptr;               // finding on its way into the home clique, one per state
+  unsigned char trail_marks = 0;               // of the d-connection search; 0 outside it
 };
 
 struct Forest {
