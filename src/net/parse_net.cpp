@@ -1,0 +1,119 @@
+// The entry points: where the text comes from, the locale it is read under, and what remains of a parse
+// that failed (nothing).
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "api/boundary.h"
+#include "net/net.h"
+#include "net/parser.h"
+
+namespace tv {
+namespace {
+
+constexpr std::array<std::string_view, 9> kKeywords = {
+    "net", "node", "continuous", "discrete", "decision", "utility", "function", "potential", "class"};
+
+bool is_space(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+struct CloseFile {
+  void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
+};
+
+// Every failure that the grammar has no words for.
+void report_failure(Lexer& lexer, tv_status_t status) noexcept {
+  char message[512];
+  std::snprintf(message, sizeof message, "API error: %s",
+                tv_error_description(static_cast<unsigned>(status)));
+  lexer.report_error(message);
+}
+
+// Null with the status stored when the text is not a domain.
+std::unique_ptr<Domain> parse_domain(Lexer& lexer) {
+  std::unique_ptr<Domain> domain;
+  const tv_status_t status = guarded([&]() -> tv_status_t {
+    const CLocale locale;
+    if (!locale.selected()) return current_status();
+    domain = std::make_unique<Domain>();
+    return NetParser(lexer, *domain).parse();
+  });
+  if (status) {
+    domain.reset();
+    if (lexer.error_count() == 0) report_failure(lexer, status);
+  }
+  store_status(status);
+  return domain;
+}
+
+// The older entry points know handlers without data of their own.
+void call_old_handler(size_t position, const char* message, void* data) {
+  (*static_cast<tv_old_error_handler_t*>(data))(position, message);
+}
+
+MessageHandler adapt(tv_old_error_handler_t& handler) noexcept {
+  return handler ? MessageHandler{call_old_handler, &handler} : MessageHandler{};
+}
+
+Domain* parse_file(const char* name, MessageHandler handler) {
+  std::unique_ptr<std::FILE, CloseFile> file(_tv_open_file(name, "r"));
+  if (!file) return nullptr;
+  std::string file_name = name;
+  Lexer lexer(file.get(), handler);
+  std::unique_ptr<Domain> domain = parse_domain(lexer);
+  if (!domain) return nullptr;
+  domain->file_name = std::move(file_name);
+  if (std::fclose(file.release()) == 0) return domain.release();
+  domain.reset();
+  store_status(tv_status_io);
+  return nullptr;
+}
+
+}  // namespace
+
+int _tv_string_is_net_description(const char* source) noexcept {
+  const char* p = source;
+  while (is_space(*p) || *p == '%') {
+    if (*p == '%')
+      p += std::strcspn(p, "\n");
+    else
+      ++p;
+  }
+  const char* end = p;
+  while (*end >= 'a' && *end <= 'z') ++end;
+  const std::string_view word(p, static_cast<size_t>(end - p));
+  const bool is_keyword = std::find(kKeywords.begin(), kKeywords.end(), word) != kKeywords.end();
+  return is_keyword && (is_space(*end) || *end == '{');
+}
+
+}  // namespace tv
+
+tv_domain_t* tv_net_parse_domain(const char* source, tv_error_handler_t handler, void* handler_data) {
+  using namespace tv;
+  return guarded(static_cast<Domain*>(nullptr), [&]() -> Domain* {
+    if (!check(source != nullptr)) return nullptr;
+    const int is_text = _tv_string_is_net_description(source);
+    if (is_text < 0) return nullptr;
+    if (is_text == 0) return parse_file(source, {handler, handler_data});
+    Lexer lexer(std::string_view(source), {handler, handler_data});
+    return parse_domain(lexer).release();
+  });
+}
+
+tv_domain_t* tv_net_parse(FILE* stream, tv_old_error_handler_t handler) {
+  using namespace tv;
+  return guarded(static_cast<Domain*>(nullptr), [&]() -> Domain* {
+    if (!check(stream != nullptr)) return nullptr;
+    Lexer lexer(stream, adapt(handler));
+    return parse_domain(lexer).release();
+  });
+}
+
+tv_domain_t* tv_net_parse_from_string(const char* text, tv_old_error_handler_t handler) {
+  using namespace tv;
+  return guarded(static_cast<Domain*>(nullptr), [&]() -> Domain* {
+    if (!check(text != nullptr)) return nullptr;
+    Lexer lexer(std::string_view(text), adapt(handler));
+    return parse_domain(lexer).release();
+  });
+}

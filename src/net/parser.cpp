@@ -1,0 +1,159 @@
+// The items of a network description, the domain's own attributes, and the pieces of grammar that nodes
+// and potentials share.
+
+#include "net/parser.h"
+
+#include <cmath>
+
+namespace tv {
+namespace {
+
+// What a keyword at the start of an item declares.
+struct Declaration {
+  const char* keyword;
+  tv_node_category_t category;
+  tv_node_kind_t kind;
+};
+
+constexpr Declaration kDeclarations[] = {
+    {"node", tv_category_chance, tv_kind_discrete},
+    {"decision", tv_category_decision, tv_kind_discrete},
+    {"utility", tv_category_utility, tv_kind_other},
+    {"function", tv_category_function, tv_kind_other},
+};
+
+const Declaration* find_declaration(std::string_view keyword) {
+  for (const Declaration& declaration : kDeclarations)
+    if (keyword == declaration.keyword) return &declaration;
+  return nullptr;
+}
+
+// Sizes are whole numbers; what lies beyond their range is as large as they get.
+size_t to_size(double number) noexcept {
+  constexpr double limit = 9007199254740992.0;
+  return static_cast<size_t>(std::fmin(number, limit));
+}
+
+}  // namespace
+
+tv_status_t NetParser::fail(const std::string& message) {
+  // The lexer has reported its own troubles, and knows their status.
+  if (lexer_.status()) return lexer_.status();
+  lexer_.report_error(message.c_str());
+  return tv_status_parse;
+}
+
+tv_status_t NetParser::refuse(const std::string& message) {
+  lexer_.report_error(message.c_str());
+  return tv_status_error;
+}
+
+tv_status_t NetParser::expect(char character) {
+  if (lexer_.next() == punctuation(character)) return tv_status_none;
+  return fail(std::string("`") + character + "' expected");
+}
+
+bool NetParser::next_is(char character) {
+  const Token token = lexer_.next();
+  lexer_.push_back();
+  return token == punctuation(character);
+}
+
+// `( number number )`
+tv_status_t NetParser::parse_pair(double& first, double& second) {
+  if (tv_status_t status = expect('(')) return status;
+  for (double* number : {&first, &second})
+    if (!lexer_.read_number(*number)) return fail("number expected");
+  return expect(')');
+}
+
+tv_status_t NetParser::parse_string(std::string& text, const char* message) {
+  if (lexer_.next() != Token::string) return fail(message);
+  text = lexer_.text();
+  return tv_status_none;
+}
+
+tv_status_t NetParser::check_new_key(Keys& keys, const std::string& name) {
+  if (keys.insert(name).second) return tv_status_none;
+  return fail("attribute `" + name + "' defined twice");
+}
+
+// The key is known to be new and, as a name token, to be well formed. Attributes come out newest first;
+// the list is turned round when the block is complete.
+tv_status_t NetParser::parse_user_attribute(AttributeList& attributes, const std::string& name) {
+  auto attribute = std::make_unique<Attribute>();
+  attribute->key = name;
+  constexpr const char* message = "value of a user-defined attribute must be a string";
+  if (tv_status_t status = parse_string(attribute->value, message)) return status;
+  attributes.push_front(std::move(attribute));
+  return tv_status_none;
+}
+
+tv_status_t NetParser::parse() {
+  for (;;) {
+    const Token token = lexer_.next();
+    if (token == Token::end) break;
+    if (token != Token::name) return fail("unexpected token");
+    if (tv_status_t status = parse_item()) return status;
+  }
+  domain_.nodes.reverse();
+  domain_.attributes.reverse();
+  return tv_status_none;
+}
+
+// The item's first word has just been read.
+tv_status_t NetParser::parse_item() {
+  const std::string keyword = lexer_.text();
+  if (keyword == "net") return parse_net();
+  if (keyword == "potential") return parse_potential();
+  if (keyword == "continuous") {
+    if (lexer_.next() != Token::name || lexer_.view() != "node") return fail("keyword `node' expected");
+    return parse_node(tv_category_chance, tv_kind_continuous);
+  }
+  if (keyword == "discrete") {
+    const Declaration* declaration = lexer_.next() == Token::name ? find_declaration(lexer_.view()) : nullptr;
+    if (!declaration || declaration->category == tv_category_utility)
+      return fail("keyword `node', `decision', or `function' expected");
+    return parse_node(declaration->category, tv_kind_discrete);
+  }
+  const Declaration* declaration = find_declaration(keyword);
+  if (!declaration) return fail("unknown object type: " + keyword);
+  return parse_node(declaration->category, declaration->kind);
+}
+
+// `net { attribute* }`
+tv_status_t NetParser::parse_net() {
+  if (tv_status_t status = expect('{')) return status;
+  for (;;) {
+    const Token token = lexer_.next();
+    if (token == punctuation('}')) return tv_status_none;
+    if (token != Token::name) return fail("`}' or an attribute name expected");
+    const std::string name = lexer_.text();
+    if (tv_status_t status = check_new_key(net_keys_, name)) return status;
+    if (tv_status_t status = expect('=')) return status;
+    if (name == "node_size") {
+      double width, height;
+      if (tv_status_t status = parse_pair(width, height)) return status;
+      if (width < 0 || height < 0) return fail("<number> must be nonnegative");
+      domain_.node_width = to_size(width);
+      domain_.node_height = to_size(height);
+    } else if (name == "inputs" || name == "outputs") {
+      if (tv_status_t status = parse_interface()) return status;
+    } else {
+      if (tv_status_t status = parse_user_attribute(domain_.attributes, name)) return status;
+    }
+    if (tv_status_t status = expect(';')) return status;
+  }
+}
+
+// `( name* )`: only a class has an interface, so a domain reads it and lets it go.
+tv_status_t NetParser::parse_interface() {
+  if (tv_status_t status = expect('(')) return status;
+  for (;;) {
+    const Token token = lexer_.next();
+    if (token == punctuation(')')) return tv_status_none;
+    if (token != Token::name && token != Token::dotted_name) return fail("node name or `)' expected");
+  }
+}
+
+}  // namespace tv

@@ -1,0 +1,91 @@
+// The parser of network descriptions: recursive descent over the tokens of the lexer, building a domain
+// through the same operations that a host uses. It stops at the first error, whose message has then been
+// reported; a failure of the library itself travels up as its status and is reported once, at the end.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "network/node_operations.h"
+#include "text/lexer.h"
+
+namespace tv {
+
+// What the parser must know of a node beside its record.
+struct ParsedNode {
+  bool states_known = false;  // else the first table over the node tells how many there are
+  bool is_boolean = false;    // set as its subtype when the block is complete
+  bool has_potential = false;
+  size_t potential = 0;  // the last potential that names the node, counted from 1
+};
+
+class NetParser {
+ public:
+  NetParser(Lexer& lexer, Domain& domain) noexcept : lexer_(lexer), domain_(domain) {}
+
+  tv_status_t parse();
+
+ private:
+  using Keys = std::unordered_set<std::string>;
+
+  // Items of the description (parser.cpp).
+  tv_status_t parse_item();
+  tv_status_t parse_net();
+  tv_status_t parse_interface();
+
+  // Nodes (node_parser.cpp).
+  tv_status_t parse_node(tv_node_category_t category, tv_node_kind_t kind);
+  tv_status_t parse_node_attribute(Node& node, const std::string& name, Keys& keys);
+  tv_status_t parse_states(Node& node, Keys& keys);
+  tv_status_t parse_subtype(Node& node);
+  tv_status_t parse_state_values(Node& node, Keys& keys);
+  tv_status_t parse_state_value(Token first, double& value);
+
+  // Potentials (potential_parser.cpp).
+  struct Potential {
+    NodeList children;
+    NodeList parents;  // as written
+    bool has_data = false, has_experience = false, has_fading = false;
+  };
+  tv_status_t parse_potential();
+  tv_status_t parse_potential_header(Potential& potential);
+  tv_status_t find_potential_node(Node*& node);
+  tv_status_t check_parents(const Node& child, const NodeList& parents);
+  tv_status_t add_links(Node& child, const NodeList& parents);
+  tv_status_t parse_field(const std::string& field, Potential& potential);
+  tv_status_t parse_data(Potential& potential);
+  tv_status_t parse_experience(Potential& potential);
+  tv_status_t parse_fading(Potential& potential);
+
+  // Table data (table_parser.cpp).
+  struct TableText;
+  tv_status_t parse_table(const NodeList& nodes, TableKind kind, Node& owner,
+                          std::unique_ptr<Table>& destination);
+  tv_status_t parse_table_text(TableText& text, size_t size);
+  tv_status_t parse_numbers(TableText& text, size_t count);
+  tv_status_t parse_open_list(TableText& text);
+  tv_status_t parse_nested(TableText& text);
+
+  // Pieces that all of them share (parser.cpp).
+  tv_status_t expect(char character);
+  bool next_is(char character);                    // and leaves the token where it is
+  tv_status_t fail(const std::string& message);    // gives `parse`
+  tv_status_t refuse(const std::string& message);  // for what is not supported: gives `error`
+  tv_status_t parse_pair(double& first, double& second);
+  tv_status_t parse_string(std::string& text, const char* message);
+  tv_status_t check_new_key(Keys& keys, const std::string& name);
+  tv_status_t parse_user_attribute(AttributeList& attributes, const std::string& name);
+
+  ParsedNode& parsed(const Node& node) noexcept { return parsed_[node.number - 1]; }
+
+  Lexer& lexer_;
+  Domain& domain_;
+  std::vector<ParsedNode> parsed_;  // by node number
+  Keys net_keys_;                   // of all `net` blocks together
+  size_t potential_count_ = 0;
+};
+
+}  // namespace tv

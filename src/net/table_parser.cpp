@@ -1,0 +1,145 @@
+// The numbers of a table, nested in parentheses level by level or as one flat list. Both arrive in storage
+// order. They are collected in a block that grows with the text, so that a short text cannot claim a large
+// table; and the levels are counted instead of recursed into, so that a long list of parents cannot claim
+// a deep stack.
+
+#include <algorithm>
+#include <cstring>
+
+#include "net/parser.h"
+
+namespace tv {
+namespace {
+
+constexpr size_t kFirstCapacity = 1024;
+
+// Numbers as they come, at most `limit` of them.
+class NumberCollector {
+ public:
+  explicit NumberCollector(size_t limit) noexcept : limit_(limit) {}
+
+  void add(double number) {
+    if (count_ == block_.size()) grow();
+    block_[count_++] = static_cast<tv_number_t>(number);
+  }
+  size_t count() const noexcept { return count_; }
+  Block<tv_number_t> take() {  // exactly as long as there are numbers
+    if (block_.size() != count_) resize(count_);
+    return std::move(block_);
+  }
+
+ private:
+  void grow() { resize(std::min(limit_, std::max(kFirstCapacity, size_multiply(2, count_)))); }
+  void resize(size_t size) {
+    Block<tv_number_t> block;
+    block.allocate_uninitialized(size);
+    if (count_) std::memcpy(block.data(), block_.data(), count_ * sizeof(tv_number_t));
+    block_ = std::move(block);
+  }
+
+  Block<tv_number_t> block_;
+  size_t count_ = 0;
+  size_t limit_;
+};
+
+}  // namespace
+
+struct NetParser::TableText {
+  std::vector<size_t> state_counts;  // of the table's nodes; 0: not known yet
+  bool is_probability;
+  NumberCollector numbers;
+};
+
+// Reads the data of a table over `nodes` and gives it to `owner` in `destination`.
+tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node& owner,
+                                   std::unique_ptr<Table>& destination) {
+  const bool is_probability = kind == TableKind::node && owner.category != tv_category_utility;
+  std::vector<size_t> state_counts;
+  state_counts.reserve(nodes.size());
+  size_t size = 1;
+  bool all_known = true;
+  for (const Node* node : nodes) {
+    const bool known = parsed(*node).states_known;
+    state_counts.push_back(known ? node->number_of_states : 0);
+    size = size_multiply(size, node->number_of_states);
+    all_known &= known;
+  }
+  if (size == kHugeSize) return tv_status_no_memory;
+  TableText text{std::move(state_counts), is_probability, NumberCollector(all_known ? size : kHugeSize)};
+  if (tv_status_t status = parse_table_text(text, size)) return status;
+
+  for (size_t i = 0; i < nodes.size(); ++i) {
+    Node& node = *nodes[i];
+    const size_t count = text.state_counts[i] ? text.state_counts[i] : node.number_of_states;
+    if (count != node.number_of_states)
+      if (tv_status_t status = set_number_of_states(node, count)) return status;
+    parsed(node).states_known = true;
+  }
+  std::unique_ptr<Table> table = new_table(domain_, kind, &owner);
+  set_table_nodes(*table, nodes);
+  table->data = text.numbers.take();
+  destination = std::move(table);
+  return tv_status_none;
+}
+
+// Which form it is shows behind the first parenthesis.
+tv_status_t NetParser::parse_table_text(TableText& text, size_t size) {
+  const size_t levels = text.state_counts.size();
+  if (levels == 0 && !next_is('(')) return parse_numbers(text, 1);
+  if (tv_status_t status = expect('(')) return status;
+  if (levels > 1 && next_is('(')) return parse_nested(text);
+  // A single node whose states nobody has counted has as many as there are numbers.
+  const bool is_open = levels == 1 && text.state_counts[0] == 0;
+  if (tv_status_t status = is_open ? parse_open_list(text) : parse_numbers(text, size)) return status;
+  if (levels == 1) text.state_counts[0] = text.numbers.count();
+  return expect(')');
+}
+
+// Flat data: exactly `count` numbers.
+tv_status_t NetParser::parse_numbers(TableText& text, size_t count) {
+  for (; count > 0; --count) {
+    double number;
+    if (!lexer_.read_number(number)) return fail("number expected");
+    if (number < 0 && text.is_probability) return fail("<number> must be nonnegative");
+    text.numbers.add(number);
+  }
+  return tv_status_none;
+}
+
+// Flat data: at least one number, up to the closing parenthesis.
+tv_status_t NetParser::parse_open_list(TableText& text) {
+  do {
+    if (tv_status_t status = parse_numbers(text, 1)) return status;
+  } while (!next_is(')'));
+  return tv_status_none;
+}
+
+// The first parenthesis has been read. `entries` counts what has been read at each open level.
+tv_status_t NetParser::parse_nested(TableText& text) {
+  const size_t levels = text.state_counts.size();
+  std::vector<size_t> entries{0};
+  entries.reserve(levels);
+  while (!entries.empty()) {
+    size_t& count = entries.back();
+    size_t& state_count = text.state_counts[entries.size() - 1];
+    if (state_count ? count == state_count : count > 0 && next_is(')')) {
+      state_count = count;
+      if (tv_status_t status = expect(')')) return status;
+      entries.pop_back();
+      if (!entries.empty()) ++entries.back();
+    } else if (entries.size() < levels) {
+      if (tv_status_t status = expect('(')) return status;
+      entries.push_back(0);
+    } else {
+      double number;
+      if (!lexer_.read_number(number)) return fail("number expected");
+      if (number < 0 && text.is_probability)
+        lexer_.report_warning("warning: negative value in probability potential");
+      text.numbers.add(number);
+      ++count;
+    }
+  }
+  return tv_status_none;
+}
+
+}  // namespace tv

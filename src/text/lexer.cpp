@@ -1,0 +1,275 @@
+#include "text/lexer.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace tv {
+namespace {
+
+constexpr size_t kWindowSize = size_t{1} << 18;
+constexpr size_t kFirstTokenSize = 64;
+
+// What a character is, as the "C" locale sees it.
+enum CharacterClass : unsigned char {
+  kSpace = 1,
+  kLetter = 2,
+  kDigit = 4,
+  kHexadecimal = 8,
+  kPunctuation = 16
+};
+
+constexpr std::array<unsigned char, 256> kClasses = [] {
+  std::array<unsigned char, 256> classes{};
+  const auto add = [&](std::string_view characters, CharacterClass character_class) {
+    for (const char c : characters) {
+      auto& entry = classes[static_cast<unsigned char>(c)];
+      entry = static_cast<unsigned char>(entry | character_class);
+    }
+  };
+  add(" \t\n\v\f\r", kSpace);
+  add("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_", kLetter);
+  add("0123456789", kDigit);
+  add("0123456789abcdefABCDEF", kHexadecimal);
+  add("#()*,:;=?{|}", kPunctuation);
+  return classes;
+}();
+
+bool is(char character, int classes) noexcept {
+  return (kClasses[static_cast<unsigned char>(character)] & classes) != 0;
+}
+
+bool is_sign(char character) noexcept { return character == '+' || character == '-'; }
+bool is_octal(char character) noexcept { return character >= '0' && character <= '7'; }
+
+unsigned digit_value(char digit) noexcept {
+  if (is(digit, kDigit)) return static_cast<unsigned>(digit - '0');
+  return static_cast<unsigned>((digit | 0x20) - 'a') + 10;
+}
+
+}  // namespace
+
+bool TokenBuffer::append(const char* text, size_t length) noexcept {
+  if (length > capacity_ - size_) {
+    if (length > std::numeric_limits<size_t>::max() / 4) return false;
+    const size_t capacity = std::max({2 * capacity_, size_ + length, kFirstTokenSize});
+    std::unique_ptr<char[]> larger(new (std::nothrow) char[capacity]);
+    if (!larger) return false;
+    if (size_) std::memcpy(larger.get(), text_.get(), size_);
+    text_ = std::move(larger);
+    capacity_ = capacity;
+  }
+  if (length) std::memcpy(text_.get() + size_, text, length);
+  size_ += length;
+  return true;
+}
+
+Lexer::Lexer(std::string_view text, MessageHandler handler) noexcept
+    : begin_(text.data()), cursor_(begin_), end_(begin_ + text.size()), handler_(handler) {}
+
+Lexer::Lexer(std::FILE* stream, MessageHandler handler)
+    : stream_(stream),
+      window_(new char[kWindowSize]),
+      window_size_(kWindowSize),
+      exhausted_(false),
+      handler_(handler) {
+  begin_ = cursor_ = end_ = window_.get();
+}
+
+size_t Lexer::position() const noexcept { return stream_ ? line_ : static_cast<size_t>(cursor_ - begin_); }
+
+void Lexer::report_error(const char* message) noexcept {
+  ++error_count_;
+  if (handler_.function) handler_.function(position(), message, handler_.data);
+}
+
+void Lexer::report_warning(const char* message) noexcept {
+  if (handler_.function) handler_.function(position(), message, handler_.data);
+}
+
+Token Lexer::fail(const char* message, tv_status_t status) noexcept {
+  report_error(message);
+  status_ = status;
+  return Token::error;
+}
+
+Token Lexer::unexpected(char character) noexcept {
+  char message[] = "unexpected character: `?'";
+  *std::strchr(message, '?') = character;
+  return fail(message);
+}
+
+Token Lexer::illegal_escape(char character) noexcept {
+  char message[] = "illegal escape sequence: `\\?'";
+  *std::strchr(message, '?') = character;
+  return fail(message);
+}
+
+// Slides the window so that it starts at the cursor, and reads on behind what is left in it. A token that
+// fills the whole window makes it grow. False when there is nothing more to read.
+bool Lexer::refill() {
+  if (exhausted_) return false;
+  const size_t kept = static_cast<size_t>(end_ - cursor_);
+  if (kept == window_size_) {
+    std::unique_ptr<char[]> larger(new char[2 * window_size_]);
+    std::memcpy(larger.get(), cursor_, kept);
+    window_ = std::move(larger);
+    window_size_ *= 2;
+  } else if (kept) {
+    std::memmove(window_.get(), cursor_, kept);
+  }
+  const size_t wanted = window_size_ - kept;
+  const size_t count = std::fread(window_.get() + kept, 1, wanted, stream_);
+  if (count < wanted) {
+    exhausted_ = true;
+    if (std::ferror(stream_)) status_ = tv_status_io;
+  }
+  begin_ = cursor_ = window_.get();
+  end_ = begin_ + kept + count;
+  return count > 0;
+}
+
+int Lexer::peek_character() {
+  if (cursor_ == end_ && !refill()) return -1;
+  return static_cast<unsigned char>(*cursor_);
+}
+
+// Moves to the next character that is neither white space nor part of a comment.
+bool Lexer::skip_space() {
+  bool in_comment = false;
+  do {
+    while (cursor_ != end_) {
+      if (in_comment) {
+        const void* newline = std::memchr(cursor_, '\n', static_cast<size_t>(end_ - cursor_));
+        in_comment = !newline;
+        cursor_ = newline ? static_cast<const char*>(newline) : end_;
+      } else if (is(*cursor_, kSpace)) {
+        line_ += *cursor_ == '\n';
+        ++cursor_;
+      } else if (*cursor_ == '%') {
+        in_comment = true;
+      } else {
+        return true;
+      }
+    }
+  } while (refill());
+  return false;
+}
+
+Token Lexer::next(bool signs_stand_alone) {
+  if (pushed_back_) {
+    pushed_back_ = false;
+    return token_;
+  }
+  if (status_) return token_ = Token::error;
+  if (!skip_space()) return token_ = status_ ? Token::error : Token::end;
+  const char first = *cursor_;
+  if (is(first, kPunctuation) || (signs_stand_alone && is_sign(first))) {
+    ++cursor_;
+    return token_ = punctuation(first);
+  }
+  if (is(first, kLetter)) return token_ = read_name();
+  if (is(first, kDigit) || is_sign(first) || first == '.') return token_ = scan_number();
+  ++cursor_;
+  return token_ = first == '"' ? read_string() : unexpected(first);
+}
+
+bool Lexer::read_number(double& number) {
+  const bool is_number = next() == Token::number;
+  number = number_;
+  return is_number;
+}
+
+Token Lexer::scan_number() {
+  for (;;) {
+    const char* cursor = cursor_;
+    const bool valid = scan_decimal(cursor, end_, number_);
+    // What ends with the window may go on behind it.
+    if (cursor == end_ && refill()) continue;
+    cursor_ = cursor;
+    return valid ? Token::number : Token::error;
+  }
+}
+
+Token Lexer::read_name() {
+  buffer_.clear();
+  do {
+    const char* const start = cursor_;
+    while (cursor_ != end_ && (is(*cursor_, kLetter | kDigit) || *cursor_ == '.')) ++cursor_;
+    if (!buffer_.append(start, static_cast<size_t>(cursor_ - start)))
+      return fail("out-of-memory", tv_status_no_memory);
+  } while (cursor_ == end_ && refill());
+
+  const std::string_view name = buffer_.view();
+  size_t dot = name.find('.');
+  if (dot == name.npos) return Token::name;
+  for (; dot != name.npos; dot = name.find('.', dot + 1))
+    if (dot + 1 == name.size() || !is(name[dot + 1], kLetter))
+      return fail("`.' must be followed by a letter or an `_'");
+  return Token::dotted_name;
+}
+
+bool Lexer::keep(char character) {
+  if (!buffer_.append(character)) {
+    fail("out-of-memory", tv_status_no_memory);
+    return false;
+  }
+  if (character == '\0') report_warning("warning: null character in string");
+  return true;
+}
+
+// The cursor stands behind the opening quote.
+Token Lexer::read_string() {
+  buffer_.clear();
+  for (;;) {
+    const int next_character = peek_character();
+    if (next_character < 0 && status_) return Token::error;
+    if (next_character < 0 || next_character == '\n') return fail("string did not end");
+    const char character = static_cast<char>(next_character);
+    ++cursor_;
+    if (character == '"') return Token::string;
+    if (!(character == '\\' ? read_escape() : keep(character))) return Token::error;
+  }
+}
+
+// The cursor stands behind the backslash.
+bool Lexer::read_escape() {
+  static constexpr std::string_view escaped = "\"'?\\abfnrtv";
+  static constexpr std::string_view meant = "\"'?\\\a\b\f\n\r\t\v";
+  const int next_character = peek_character();
+  if (next_character < 0) {
+    if (!status_) fail("string did not end");
+    return false;
+  }
+  const char character = static_cast<char>(next_character);
+  if (character == 'x' || is_octal(character)) {
+    const bool hexadecimal = character == 'x';
+    const int limit = hexadecimal ? 2 : 3;
+    if (hexadecimal) ++cursor_;
+    unsigned value = 0;
+    int count = 0;
+    for (; count < limit; ++count, ++cursor_) {
+      const int digit = peek_character();
+      if (digit < 0) break;
+      const char c = static_cast<char>(digit);
+      if (!(hexadecimal ? is(c, kHexadecimal) : is_octal(c))) break;
+      value = value * (hexadecimal ? 16 : 8) + digit_value(c);
+    }
+    if (count > 0) return keep(static_cast<char>(static_cast<unsigned char>(value)));
+    illegal_escape(character);
+    return false;
+  }
+  ++cursor_;
+  if (character == '\n') {
+    ++line_;
+    return true;
+  }
+  const size_t index = escaped.find(character);
+  if (index != escaped.npos) return keep(meant[index]);
+  illegal_escape(character);
+  return false;
+}
+
+}  // namespace tv

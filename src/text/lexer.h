@@ -1,0 +1,111 @@
+// The lexer of every text that the library reads: it knows where it stands, hands out one token at a
+// time, and passes messages with their position to the host's handler.
+// A file is read through a window that slides over it, a string is read where it lies; both look the
+// same to the scanning code, which works on plain pointers.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "api/status.h"
+
+namespace tv {
+
+// A punctuation character is a token by its own code.
+enum class Token : int { name = 256, dotted_name, number, string, end, error };
+
+constexpr Token punctuation(char character) noexcept {
+  return static_cast<Token>(static_cast<unsigned char>(character));
+}
+
+// The text of the last name or string. Growing it is the one allocation whose failure has a message of
+// its own, so it reports failure instead of throwing.
+class TokenBuffer {
+ public:
+  void clear() noexcept { size_ = 0; }
+  bool append(const char* text, size_t length) noexcept;  // false: out of memory
+  bool append(char character) noexcept { return append(&character, 1); }
+  std::string_view view() const noexcept { return {text_.get(), size_}; }
+
+ private:
+  std::unique_ptr<char[]> text_;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+};
+
+struct MessageHandler {
+  tv_error_handler_t function = nullptr;  // null: nothing is reported
+  void* data = nullptr;
+};
+
+class Lexer {
+ public:
+  Lexer(std::string_view text, MessageHandler handler) noexcept;  // positions count characters
+  Lexer(std::FILE* stream, MessageHandler handler);               // positions are line numbers
+  Lexer(const Lexer&) = delete;
+  Lexer& operator=(const Lexer&) = delete;
+
+  // The next token. After Token::error `status` tells whether its message has been reported.
+  Token next() { return next(false); }
+  // The same, but a sign is a token of its own and never part of a number.
+  Token next_operand() { return next(true); }
+  void push_back() noexcept { pushed_back_ = true; }  // the last token comes once more
+
+  // Shortcut for long lists of numbers: false when the next token is something else.
+  bool read_number(double& number);
+
+  // Of the last token; valid until the next one is read.
+  std::string text() const { return std::string(buffer_.view()); }
+  std::string_view view() const noexcept { return buffer_.view(); }
+  double number() const noexcept { return number_; }
+
+  size_t position() const noexcept;
+  void report_error(const char* message) noexcept;
+  void report_warning(const char* message) noexcept;  // the message begins with "warning: "
+  size_t error_count() const noexcept { return error_count_; }
+
+  // What the lexer itself ran into, `none` as long as it is fine. Nothing more need be reported then,
+  // except for `io`, which has no message here.
+  tv_status_t status() const noexcept { return status_; }
+
+ private:
+  Token next(bool signs_stand_alone);
+  bool skip_space();
+  bool refill();
+  int peek_character();
+  Token read_name();
+  Token scan_number();
+  Token read_string();
+  bool read_escape();
+  bool keep(char character);
+  Token fail(const char* message, tv_status_t status = tv_status_parse) noexcept;
+  Token unexpected(char character) noexcept;
+  Token illegal_escape(char character) noexcept;
+
+  const char* begin_ = nullptr;   // of the text or the window
+  const char* cursor_ = nullptr;  // the next character
+  const char* end_ = nullptr;
+  std::FILE* stream_ = nullptr;  // null: the text is all there is
+  std::unique_ptr<char[]> window_;
+  size_t window_size_ = 0;
+  bool exhausted_ = true;  // the stream has nothing more
+  size_t line_ = 1;
+
+  Token token_ = Token::end;
+  bool pushed_back_ = false;
+  TokenBuffer buffer_;
+  double number_ = 0.0;
+
+  MessageHandler handler_;
+  size_t error_count_ = 0;
+  tv_status_t status_ = tv_status_none;
+};
+
+// Reads an optional sign, decimal digits with an optional point, and an optional exponent; `cursor` moves
+// behind what was read. False when there is no number, the exponent has no digits, or the value is too
+// large for a double; one that is too small becomes zero.
+bool scan_decimal(const char*& cursor, const char* end, double& number) noexcept;
+
+}  // namespace tv
