@@ -1,0 +1,271 @@
+// Times the four steps of the main job on each network: load, compile (moral graph to junction forest), first
+// (table allocation and the propagation without evidence) and case (retract the last evidence, enter new
+// evidence, propagate, read the beliefs of all nodes). Every figure is a median in one process. --check
+// compares every belief and ln P(e) with the reference answers instead.
+#include <tarvo.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+
+#include "memory.h"
+#include "workload.h"
+
+namespace bench {
+namespace {
+
+struct Settings {
+  std::string folder;
+  std::vector<std::string> only;
+  size_t repeats = 5;
+  size_t threads = 1;
+  bool check = false;
+};
+
+struct DomainDelete {
+  void operator()(tv_domain_t* domain) const { tv_domain_delete(domain); }
+};
+using Domain = std::unique_ptr<tv_domain_t, DomainDelete>;
+
+void expect(tv_status_t status) {
+  if (status != tv_status_none) throw std::runtime_error(tv_error_name(static_cast<unsigned>(status)));
+}
+
+Domain load(const Workload& workload) {
+  Domain domain(tv_net_parse_domain(workload.source.c_str(), nullptr, nullptr));
+  if (!domain) expect(tv_error_code());
+  return domain;
+}
+
+double milliseconds(const std::function<void()>& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> times) {
+  std::sort(times.begin(), times.end());
+  const size_t half = times.size() / 2;
+  return times.size() % 2 ? times[half] : (times[half - 1] + times[half]) / 2;
+}
+
+void enter(tv_domain_t* domain, const Evidence& evidence) {
+  expect(tv_domain_retract_findings(domain));
+  for (const auto& [node, state] : evidence) expect(tv_node_select_state(node, state));
+}
+
+double read_all_beliefs(tv_domain_t* domain) {
+  double sum = 0;  // keeps the reads from being optimised away
+  for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node))
+    for (size_t state = 0; state < tv_node_get_number_of_states(node); ++state)
+      sum += static_cast<double>(tv_node_get_belief(node, state));
+  return sum;
+}
+
+// ---- Times ----
+
+struct Figures {
+  double load = 0, compile = 0, first = 0, one_case = 0;
+  size_t nodes = 0, cost = 0;
+  double table_bytes = 0, peak_bytes = 0;  // of one domain from its creation through the first case
+};
+
+// Many short repeats, few long ones: a second is enough for each figure.
+template <class Step>
+double median_of(size_t repeats, Step step) {
+  std::vector<double> times;
+  double spent = 0;
+  for (size_t i = 0; i < repeats || (repeats > 1 && spent < 200 && i < 200); ++i) {
+    times.push_back(step());
+    spent += times.back();
+    if (spent > 2000 && i >= 2) break;
+  }
+  return median(times);
+}
+
+std::vector<Evidence> evidence_cases(tv_domain_t* domain, const Workload& workload) {
+  std::vector<Evidence> cases;
+  for (const ReferenceCase& reference : workload.cases)
+    if (!reference.evidence.empty()) cases.push_back(evidence_of(domain, reference));
+  for (unsigned seed = 1; cases.size() < 5; ++seed) cases.push_back(drawn_evidence(domain, seed));
+  return cases;
+}
+
+Figures measure(const Workload& workload, const Settings& settings) {
+  Figures figures;
+  const size_t live_before = live_bytes();
+  reset_peak();
+  Domain domain = load(workload);
+  expect(tv_domain_set_concurrency_level(domain.get(), settings.threads));
+  expect(tv_domain_compile(domain.get()));
+  const std::vector<Evidence> cases = evidence_cases(domain.get(), workload);
+  enter(domain.get(), cases[0]);
+  expect(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal));
+  figures.peak_bytes = static_cast<double>(peak_bytes() - live_before);
+  figures.nodes = tv_domain_get_number_of_nodes(domain.get());
+  figures.cost = tv_domain_get_jt_cost(domain.get());
+  for (auto* tree = tv_domain_get_first_junction_tree(domain.get()); tree; tree = tv_jt_get_next(tree))
+    figures.table_bytes += static_cast<double>(tv_jt_get_total_size(tree)) * sizeof(tv_number_t);
+
+  size_t next = 0;
+  figures.one_case = median_of(std::max(settings.repeats, cases.size()), [&] {
+    const Evidence& evidence = cases[++next % cases.size()];
+    return milliseconds([&] {
+      enter(domain.get(), evidence);
+      expect(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal));
+      read_all_beliefs(domain.get());
+    });
+  });
+  expect(tv_domain_retract_findings(domain.get()));
+  figures.compile = median_of(settings.repeats, [&] {
+    expect(tv_domain_uncompile(domain.get()));
+    return milliseconds([&] { expect(tv_domain_triangulate(domain.get(), tv_method_best_greedy)); });
+  });
+  figures.first = median_of(settings.repeats, [&] {
+    expect(tv_domain_uncompile(domain.get()));
+    expect(tv_domain_triangulate(domain.get(), tv_method_best_greedy));
+    return milliseconds([&] { expect(tv_domain_compile(domain.get())); });
+  });
+  domain.reset();
+  figures.load = median_of(settings.repeats, [&] { return milliseconds([&] { domain = load(workload); }); });
+  return figures;
+}
+
+// A time in milliseconds and, where a yardstick is known, how many times faster than it.
+void print_time(double time, const Yardstick& yardstick, const char* column) {
+  const auto known = yardstick.find(column);
+  if (known == yardstick.end())
+    std::printf(" %9.3f %7s", time, "");
+  else
+    std::printf(" %9.3f %6.1fx", time, known->second / time);
+}
+
+void print_row(const std::string& name, const Figures& figures, const Yardstick& yardstick) {
+  std::printf("%-18s %6zu", name.c_str(), figures.nodes);
+  print_time(figures.load, yardstick, "load ms");
+  print_time(figures.compile, yardstick, "compile ms");
+  print_time(figures.first, yardstick, "first ms");
+  print_time(figures.one_case, yardstick, "case ms");
+  const auto weight = yardstick.find("greedy min-weight"), fill = yardstick.find("greedy min-fill");
+  std::printf(" %12zu", figures.cost);
+  if (weight != yardstick.end() && fill != yardstick.end())
+    std::printf(" %6.3f", static_cast<double>(figures.cost) / std::min(weight->second, fill->second));
+  else
+    std::printf(" %6s", "");
+  const double allowed = 3 * figures.table_bytes + 1024.0 * static_cast<double>(figures.nodes);
+  std::printf(" %9.2f %6.2f\n", figures.peak_bytes / (1 << 20), figures.peak_bytes / allowed);
+  std::fflush(stdout);
+}
+
+void print_titles() {
+  std::printf(
+      "Milliseconds; Nx is N times faster than the yardstick. cost: clique table entries, with the ratio to "
+      "the\n"
+      "better greedy figure of the yardstick. peak: MiB, with the ratio to three times the tables and 1 KiB "
+      "a node.\n\n");
+  std::printf("%-18s %6s %17s %17s %17s %17s %19s %16s\n", "network", "nodes", "load        ",
+              "compile        ", "first        ", "case        ", "cost       ", "peak       ");
+}
+
+// ---- Reference answers ----
+
+constexpr double kAbsoluteBound = 1e-5;
+constexpr double kRelativeBound = 1e-4;  // of probabilities above kRelativeFrom, and of ln P(e)
+constexpr double kRelativeFrom = 1e-6;
+
+struct Errors {
+  double absolute = 0, relative = 0, log_probability = 0;
+  bool within() const {
+    return absolute <= kAbsoluteBound && relative <= kRelativeBound && log_probability <= kRelativeBound;
+  }
+};
+
+// A comparison with NaN must not pass.
+double larger(double a, double b) { return std::isnan(b) || b > a ? (std::isnan(b) ? INFINITY : b) : a; }
+
+Errors compare(tv_domain_t* domain, const Workload& workload) {
+  Errors errors;
+  for (const ReferenceCase& reference : workload.cases) {
+    enter(domain, evidence_of(domain, reference));
+    expect(tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal));
+    const double difference =
+        std::abs(tv_domain_get_log_normalization_constant(domain) - reference.log_probability);
+    errors.log_probability =
+        larger(errors.log_probability, difference / std::max(1.0, std::abs(reference.log_probability)));
+    for (size_t i = 0; i < workload.nodes.size(); ++i) {
+      tv_node_t* node = tv_domain_get_node_by_name(domain, workload.nodes[i].c_str());
+      if (!node) throw std::runtime_error("no node " + workload.nodes[i]);
+      for (size_t state = 0; state < reference.beliefs[i].size(); ++state) {
+        const double expected = reference.beliefs[i][state];
+        const double error = std::abs(static_cast<double>(tv_node_get_belief(node, state)) - expected);
+        errors.absolute = larger(errors.absolute, error);
+        if (expected > kRelativeFrom) errors.relative = larger(errors.relative, error / expected);
+      }
+    }
+  }
+  return errors;
+}
+
+bool check(const Workload& workload, const Settings& settings) {
+  Domain domain = load(workload);
+  expect(tv_domain_set_concurrency_level(domain.get(), settings.threads));
+  expect(tv_domain_compile(domain.get()));
+  const Errors errors = compare(domain.get(), workload);
+  std::printf("%-18s %5zu %12.2e %12.2e %12.2e  %s\n", workload.name.c_str(), workload.cases.size(),
+              errors.absolute, errors.relative, errors.log_probability, errors.within() ? "ok" : "WRONG");
+  std::fflush(stdout);
+  return errors.within();
+}
+
+int run(const Settings& settings) {
+  std::vector<Workload> workloads;
+  Yardsticks yardsticks;
+  if (!settings.folder.empty()) {
+    workloads = networks_in(settings.folder);
+    yardsticks = yardsticks_in(settings.folder);
+  }
+  for (Workload& workload : generated_networks()) workloads.push_back(std::move(workload));
+
+  if (settings.check)
+    std::printf("%-18s %5s %12s %12s %12s\n", "network", "cases", "absolute", "relative", "ln P(e)");
+  else
+    print_titles();
+  bool sound = true;
+  for (const Workload& workload : workloads) {
+    const auto wanted = [&](const std::string& start) { return workload.name.rfind(start, 0) == 0; };
+    if (!settings.only.empty() && std::none_of(settings.only.begin(), settings.only.end(), wanted)) continue;
+    if (settings.check && workload.cases.empty()) continue;
+    try {
+      if (settings.check)
+        sound &= check(workload, settings);
+      else
+        print_row(workload.name, measure(workload, settings), yardsticks[workload.name]);
+    } catch (const std::runtime_error& error) {
+      std::printf("%-18s failed: %s\n", workload.name.c_str(), error.what());
+      sound = false;
+    }
+  }
+  return sound ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace bench
+
+int main(int argc, char** argv) {
+  bench::Settings settings;
+  CLI::App app{"Times Tarvo on generated networks and on the NET files of a folder."};
+  app.add_option("FOLDER", settings.folder,
+                 "NET files, with NAME.json for reference answers and README.md for a yardstick")
+      ->check(CLI::ExistingDirectory);
+  app.add_option("--only", settings.only, "networks whose names begin so (repeatable)")
+      ->allow_extra_args(false);
+  app.add_option("--repeats", settings.repeats, "repeats of each step, at least")->check(CLI::PositiveNumber);
+  app.add_option("--threads", settings.threads, "concurrency level")->check(CLI::PositiveNumber);
+  app.add_flag("--check", settings.check, "compare with the reference answers instead of timing");
+  CLI11_PARSE(app, argc, argv);
+  return bench::run(settings);
+}

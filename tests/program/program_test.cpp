@@ -1,0 +1,303 @@
+// The program and the example hosts, run as a user runs them: output, messages and exit codes.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
+
+namespace {
+
+const std::string kExamples = TARVO_EXAMPLE_FOLDER;
+
+std::string read_file(const std::string& name) {
+  std::stringstream text;
+  text << std::ifstream(name).rdbuf();
+  return text.str();
+}
+
+struct Outcome {
+  int exit_code;
+  std::string output, errors;
+};
+
+class Program : public testing::Test {
+ protected:
+  Program() : folder_(testing::TempDir() + "tarvo_program_" + std::to_string(getpid())) {
+    std::filesystem::create_directories(folder_);
+  }
+  ~Program() override { std::filesystem::remove_all(folder_); }
+
+  std::string path(const std::string& name) const { return folder_ + "/" + name; }
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(path(name)) << text;
+    return path(name);
+  }
+  // Runs a shell command in the folder of the examples, so that messages show short file names.
+  Outcome shell(const std::string& command) const {
+    const int status = std::system(("cd '" + kExamples + "' && { " + command + "; } </dev/null >'" +
+                                    path("out") + "' 2>'" + path("err") + "'")
+                                       .c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(path("out")), read_file(path("err"))};
+  }
+  Outcome tarvo(const std::string& arguments) const { return shell("'" TARVO_PROGRAM "' " + arguments); }
+
+ private:
+  std::string folder_;
+};
+
+// The beliefs of a JSON answer by node and state.
+double belief(const nlohmann::json& answer, const std::string& name, const std::string& state) {
+  for (const auto& node : answer.at("nodes"))
+    if (node.at("name") == name)
+      for (size_t i = 0; i < node.at("states").size(); ++i)
+        if (node.at("states")[i] == state) return node.at("beliefs")[i];
+  ADD_FAILURE() << "no belief for " << name << " = " << state;
+  return -1;
+}
+
+TEST_F(Program, TextShowsTheQuestionTheBeliefsAndTheFiguresOfTheEvidence) {
+  const Outcome outcome =
+      tarvo("beliefs chest.net -e visit_to_asia=yes -e dyspnoea=yes -n tuberculosis -n dyspnoea -n x_ray");
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
+  EXPECT_EQ(outcome.output,
+            "chest.net: 8 nodes, evidence on 2\n"
+            "\n"
+            "tuberculosis  (Tuberculosis)\n"
+            "    yes        0.087751\n"
+            "  * no         0.912249\n"
+            "\n"
+            "dyspnoea  (Shortness of breath)  [observed]\n"
+            "  * yes        1.000000\n"
+            "    no         0.000000\n"
+            "\n"
+            "x_ray  (X-ray result)\n"
+            "    abnormal   0.219539\n"
+            "  * normal     0.780461\n"
+            "\n"
+            "Probability of the evidence        0.004501375\n"
+            "Its natural logarithm              -5.4033724\n"
+            "Conflict                           0.96855056 (the findings agree)\n");
+}
+
+// The expected numbers come from an enumeration of all configurations.
+TEST_F(Program, JsonCarriesTheAnswersOfEveryKindOfEvidenceAndPropagation) {
+  auto answer =
+      nlohmann::json::parse(tarvo("beliefs chest.net -e dyspnoea=yes -l x_ray=0.8,0.1 --format json").output);
+  EXPECT_EQ(answer.at("nodes").size(), 8u);
+  EXPECT_EQ(answer.at("evidence"), (nlohmann::json{{"dyspnoea", "yes"}}));
+  EXPECT_EQ(answer.at("likelihood"), (nlohmann::json{{"x_ray", {0.8, 0.1}}}));
+  EXPECT_NEAR(answer.at("log_probability_of_evidence"), -2.374444930, 1e-5);
+  EXPECT_NEAR(belief(answer, "lung_cancer", "yes"), 0.3783632, 1e-5);
+  EXPECT_NEAR(belief(answer, "x_ray", "abnormal"), 0.6074829, 1e-5);
+
+  const std::string calls = "beliefs burglary.net -e john_calls=yes -e mary_calls='#0' --format json ";
+  answer = nlohmann::json::parse(tarvo(calls).output);
+  EXPECT_NEAR(belief(answer, "burglary", "yes"), 0.2841718, 1e-5);
+  EXPECT_EQ(belief(answer, "john_calls", "yes"), 1.0);
+
+  answer = nlohmann::json::parse(tarvo(calls + "--max").output);
+  EXPECT_NEAR(belief(answer, "burglary", "yes"), 0.940941, 1e-5);
+  EXPECT_NEAR(belief(answer, "burglary", "no"), 1.0, 1e-5);
+  EXPECT_NEAR(answer.at("probability_of_evidence"), 0.002084100, 1e-8);
+  EXPECT_NEAR(answer.at("log_probability_of_most_probable_configuration"), -7.372793242, 1e-5);
+
+  answer = nlohmann::json::parse(tarvo(calls + "--fast-retraction").output);
+  EXPECT_NEAR(belief(answer, "john_calls", "yes"), 0.177574, 1e-5);  // given Mary's call alone
+  EXPECT_NEAR(answer.at("probability_of_evidence"), 0.002084100, 1e-8);
+}
+
+TEST_F(Program, CsvQuotesLabelsAndEndsWithTheFiguresOfTheWholeNetwork) {
+  const std::string file = write("quoted.net",
+                                 "net {} node a { states = (\"x, \\\"y\\\"\" \"z\"); } "
+                                 "potential (a) { data = (0.25 0.75); }");
+  EXPECT_EQ(tarvo("beliefs " + file + " --format csv").output,
+            "node,state,belief\na,\"x, \"\"y\"\"\",0.25\na,z,0.75\n,probability_of_evidence,1\n"
+            ",log_probability_of_evidence,0\n,conflict,1\n");
+}
+
+TEST_F(Program, MethodThreadsAndTraceDoNotChangeTheAnswer) {
+  const std::string question =
+      "beliefs linkage.net -e affected_1=yes -e marker_1=2 -e affected_2=no --format csv";
+  const std::string expected = tarvo(question).output;
+  EXPECT_EQ(tarvo(question + " --threads 3").output, expected);
+  EXPECT_EQ(tarvo(question + " --trace " + path("trace")).output, expected);
+  EXPECT_NE(read_file(path("trace")).find("\n\nThe junction forest:\n"), std::string::npos);
+  for (const char* method : {"clique_size", "clique_weight", "fill_in_size", "fill_in_weight"}) {
+    std::istringstream rows(tarvo(question + " --method " + method).output), expected_rows(expected);
+    for (std::string row, expected_row; std::getline(expected_rows, expected_row);) {
+      ASSERT_TRUE(std::getline(rows, row)) << method;
+      const size_t comma = row.rfind(',');
+      EXPECT_EQ(row.substr(0, comma), expected_row.substr(0, comma));
+      EXPECT_NEAR(std::stod(row.substr(comma + 1)), std::stod(expected_row.substr(comma + 1)), 1e-5) << row;
+    }
+  }
+}
+
+TEST_F(Program, BarsAndBoldAreForTerminalsAlone) {
+  const auto on_terminal = [](const char* no_color) {
+    int terminal = -1;
+    const winsize size{24, 60, 0, 0};
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+    if (child == 0) {
+      setenv("LC_ALL", "C.UTF-8", 1);
+      no_color ? setenv("NO_COLOR", no_color, 1) : unsetenv("NO_COLOR");
+      execl(TARVO_PROGRAM, "tarvo", "beliefs", (kExamples + "/student.net").c_str(), "-n", "grade", nullptr);
+      _exit(127);
+    }
+    std::string text;
+    char block[4096];
+    for (ssize_t size_read; (size_read = read(terminal, block, sizeof block)) > 0;)
+      text.append(block, size_read);
+    close(terminal);
+    waitpid(child, nullptr, 0);
+    return text;
+  };
+  const std::string plain = tarvo("beliefs student.net -n grade").output;
+  EXPECT_EQ(plain.find("█"), std::string::npos);
+  EXPECT_EQ(plain.find('\033'), std::string::npos);
+  const std::string coloured = on_terminal(nullptr), colourless = on_terminal("1");
+  EXPECT_NE(coloured.find("\033[1m  * A   0.362000  █████████████▍\033[0m"), std::string::npos) << coloured;
+  EXPECT_NE(colourless.find("\n    C   0.349600  "), std::string::npos) << colourless;
+  EXPECT_EQ(colourless.find('\033'), std::string::npos);
+}
+
+TEST_F(Program, InfoCountsTheNetworkAndComparesTheMethods) {
+  const Outcome info = tarvo("info chest.net");
+  EXPECT_EQ(info.output,
+            "chest.net\n"
+            "  nodes           8 (8 chance)\n"
+            "  links           8\n"
+            "  most states     2\n"
+            "  parameters      18 free, 36 table entries\n"
+            "  largest family  tuberculosis_or_cancer: 3 nodes, 8 entries\n"
+            "\n"
+            "Junction forest (best_greedy)\n"
+            "  cliques         6 in 1 tree\n"
+            "  treewidth       2\n"
+            "  table size      56 entries in cliques and separators\n"
+            "  cost            40 entries in cliques\n");
+  const std::string all = tarvo("info chest.net --method all").output;
+  for (const char* method : {"clique_size", "clique_weight", "fill_in_size", "fill_in_weight", "best_greedy"})
+    EXPECT_TRUE(std::regex_search(all, std::regex(std::string("\n") + method + " +6 +1 +2 +56 +40 "))) << all;
+}
+
+TEST_F(Program, CheckShowsMessagesOfTheParserAndTheReportOnPotentials) {
+  const std::string wrong =
+      write("wrong.net", "net {}\nnode a { states = (\"x\" \"y\"); }\npotential (b) {}\n");
+  for (const char* command : {"check ", "beliefs ", "info "}) {
+    const Outcome outcome = tarvo(command + wrong);
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.errors.find(wrong + ":3: node `b' not found\ntarvo: " + wrong + ": parse: "), 0u)
+        << outcome.errors;
+  }
+  const std::string zero =
+      write("zero.net",
+            "net {}\nnode a { states = (\"x\" \"y\"); }\nnode b { states = (\"x\" \"y\"); }\n"
+            "potential (a) { data = (0 0); }\npotential (b) {}\n");
+  const Outcome outcome = tarvo("check " + zero);
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_NE(outcome.output.find("Potential for a is a zero-sum distribution"), std::string::npos)
+      << outcome.output;
+  EXPECT_NE(outcome.output.find("Node `b' has no table"), std::string::npos) << outcome.output;
+  EXPECT_NE(outcome.errors.find(zero + ":5: warning: no potential data specified\n"), std::string::npos);
+  EXPECT_NE(outcome.errors.find("tarvo: " + zero + ": invalid_probability_potential: "), std::string::npos);
+}
+
+TEST_F(Program, FailuresSayWhatIsWrongAndSuggestTheNearestName) {
+  const struct {
+    const char *arguments, *message;
+    int exit_code;
+  } cases[] = {
+      {"beliefs chest.net -e dyspnea=yes", "no node \"dyspnea\"; did you mean \"dyspnoea\"?", 1},
+      {"beliefs chest.net -n Smoker", "no node \"Smoker\"; did you mean \"smoker\"?", 1},
+      {"beliefs chest.net -e zebra=yes", "there is no node \"zebra\"\n", 1},
+      {"beliefs chest.net -e x_ray=abnromal", "did you mean \"abnormal\"? (states: abnormal, normal)", 1},
+      {"beliefs chest.net -e x_ray='#2'", "has no single state \"#2\"", 1},
+      {"beliefs chest.net -l x_ray=1,2,3", "3 values for 2 states", 1},
+      {"beliefs chest.net -l x_ray=1,-2", "usage: ", 1},
+      {"beliefs chest.net -l x_ray=0,0", "inconsistency_or_underflow: Propagation of inconsistent evidence",
+       1},
+      {"beliefs chest.net -e tuberculosis=yes -e tuberculosis_or_cancer=no",
+       "inconsistency_or_underflow: ", 1},
+      {"beliefs absent.net", "absent.net: io: ", 1},
+      {"beliefs chest.net --trace absent/trace", "absent/trace: cannot be opened", 1},
+      {"beliefs .", ".: is a folder", 1},
+      {"beliefs chest.net >/dev/full", "the output could not be written", 1},
+      {"beliefs chest.net -e dyspnoea", "expected NODE=STATE", 2},
+      {"beliefs chest.net -l dyspnoea=1,x", "\"x\" is not a number", 2},
+      {"beliefs chest.net -e smoker=yes -l smoker=1,1", "given twice", 2},
+      {"beliefs chest.net --format xml", "xml", 2},
+      {"beliefs chest.net --method none", "none", 2},
+      {"beliefs chest.net --threads 0", "threads", 2},
+      {"beliefs chest.net --frobnicate", "frobnicate", 2},
+      {"beliefs chest.net burglary.net", "burglary.net", 2},
+      {"beliefs", "FILE", 2},
+      {"guess chest.net", "guess", 2},
+      {"", "subcommand", 2},
+  };
+  for (const auto& [arguments, message, exit_code] : cases) {
+    const Outcome outcome = tarvo(arguments);
+    EXPECT_EQ(outcome.exit_code, exit_code) << arguments << "\n" << outcome.errors;
+    EXPECT_EQ(outcome.output, "") << arguments;
+    EXPECT_NE(outcome.errors.find(message), std::string::npos) << arguments << "\n" << outcome.errors;
+  }
+}
+
+TEST_F(Program, HelpAndVersionAreEverywhere) {
+  for (const char* command : {"", "beliefs ", "info ", "check "}) {
+    const Outcome help = tarvo(std::string(command) + "--help"),
+                  version = tarvo(std::string(command) + "--version");
+    EXPECT_EQ(help.exit_code, 0);
+    EXPECT_NE(help.output.find("Example"), std::string::npos) << help.output;
+    EXPECT_EQ(version.exit_code, 0);
+    EXPECT_TRUE(std::regex_match(version.output, std::regex("tarvo \\d+\\.\\d+\\.\\d+\n"))) << version.output;
+    EXPECT_EQ(help.errors + version.errors, "");
+  }
+}
+
+TEST_F(Program, EveryExampleIsSoundAndItsBeliefsAreDistributions) {
+  size_t examples = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(kExamples)) {
+    if (entry.path().extension() != ".net") continue;
+    ++examples;
+    const std::string file = entry.path().filename();
+    const Outcome checked = tarvo("check " + file);
+    EXPECT_EQ(checked.exit_code, 0) << file;
+    EXPECT_EQ(checked.errors, "") << file;
+    EXPECT_NE(checked.output.find("No errors found"), std::string::npos) << checked.output;
+    const auto answer = nlohmann::json::parse(tarvo("beliefs " + file + " --format json").output);
+    EXPECT_NEAR(answer.at("log_probability_of_evidence"), 0.0, 1e-5) << file;
+    for (const auto& node : answer.at("nodes")) {
+      double sum = 0;
+      for (double value : node.at("beliefs")) sum += value;
+      EXPECT_NEAR(sum, 1.0, 1e-5) << file << " " << node.at("name");
+    }
+  }
+  EXPECT_GE(examples, 6u);
+}
+
+TEST_F(Program, HostsInCAndInCppRun) {
+  const Outcome c = shell("'" TARVO_HOST_BELIEFS "' chest.net dyspnoea yes visit_to_asia yes");
+  EXPECT_EQ(c.exit_code, 0) << c.errors;
+  EXPECT_NE(c.output.find("tuberculosis\n  yes          0.087751\n"), std::string::npos) << c.output;
+  EXPECT_NE(c.output.find("probability of the evidence: 0.00450137\n"), std::string::npos) << c.output;
+  EXPECT_EQ(shell("'" TARVO_HOST_BELIEFS "' chest.net dyspnoea perhaps").exit_code, 1);
+  EXPECT_EQ(shell("'" TARVO_HOST_WHATIF "'").output,
+            "P(rain) = 0.5000\n"
+            "P(rain | cloudy = yes) = 0.8000\n"
+            "P(rain | cloudy = no) = 0.2000\n"
+            "P(rain | sprinkler = yes) = 0.3000\n"
+            "P(rain | sprinkler = no) = 0.5857\n"
+            "P(rain | wet_lawn = yes) = 0.7079\n"
+            "P(rain | wet_lawn = no) = 0.1417\n");
+}
+
+}  // namespace
