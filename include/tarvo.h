@@ -912,10 +912,10 @@ TV_API double tv_table_get_variance(tv_table_t* table, size_t index, tv_node_t* 
 TV_API size_t tv_table_get_index_from_configuration(const tv_table_t* table, const size_t* states);
 
 /**
- * The configuration of an index: writes one state for each discrete node, in table order, to `states`. For
- * A (2 states), B (3 states): index 5 is (1, 2).
+ * The configuration of an index: writes one state for each discrete node, in table order, to `states`.
+ * For A (2 states), B (3 states): index 5 is (1, 2).
  *
- * Fails, writing nothing: usage - `index` is not below the size; size_too_large - the size does not fit.
+ * Fails, writing nothing: usage - `index` is not below the size.
  */
 TV_API tv_status_t tv_table_get_configuration_from_index(const tv_table_t* table, size_t* states,
                                                          size_t index);
@@ -1491,8 +1491,8 @@ TV_API double tv_domain_get_log_normalization_constant(const tv_domain_t* domain
  * given what was there. It is 1 after a propagation that had to start from a reset, and with one piece of
  * evidence.
  *
- * Fails, returning -1.0: usage - the domain has decision nodes, or a tree is not in sum equilibrium;
- * not_compiled; no_equilibrium; cg_evidence_incorporated - evidence on continuous nodes is propagated.
+ * Fails, returning -1.0: usage - the domain has decision nodes; not_compiled; no_equilibrium; usage - a tree
+ * is not in sum equilibrium; cg_evidence_incorporated - evidence on continuous nodes is propagated.
  */
 TV_API double tv_domain_get_conflict(const tv_domain_t* domain);
 
@@ -1500,9 +1500,11 @@ TV_API double tv_domain_get_conflict(const tv_domain_t* domain);
 TV_API double tv_jt_get_conflict(const tv_junction_tree_t* jt);
 
 /**
- * The conflict gathered in one clique during the last propagation: of the evidence entered there and of
- * what reached it on the way to the root. It helps to find where a conflict comes from. Fails like
- * tv_jt_get_conflict.
+ * The conflict gathered in one clique during the last propagation: of the evidence entered there and of what
+ * reached it on the way to the root. It helps to find where a conflict comes from; it is 1 in cliques that
+ * took no part.
+ *
+ * Fails, returning -1.0: not_compiled.
  */
 TV_API double tv_clique_get_conflict(const tv_clique_t* clique);
 
@@ -1510,7 +1512,7 @@ TV_API double tv_clique_get_conflict(const tv_clique_t* clique);
  * The clique into which the evidence on a node was entered by the last propagation; NULL with status none
  * when none was.
  *
- * Fails, returning NULL: usage - neither discrete nor continuous; not_compiled; no_equilibrium.
+ * Fails, returning NULL: usage - neither discrete nor continuous; not_compiled.
  */
 TV_API tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node);
 
@@ -1537,28 +1539,32 @@ TV_API tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node);
 TV_API tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state);
 
 /**
- * The expected utility of a state of a discrete node, or of a utility node (`state` 0).
+ * The expected utility of a state of a discrete node, or of a utility node (`state` 0); 0 in a domain without
+ * utility nodes.
  *
- * Fails, returning -1.0: usage - `state` is out of range, the node is of neither sort, or the tree of a
- * node without utilities is not in sum equilibrium with normal mode or without evidence; not_compiled;
- * no_equilibrium. Domains with utility nodes: fails with tv_status_error in this version.
+ * Fails, returning -1.0: usage - `state` is out of range, or the node is neither discrete nor a utility node;
+ * not_compiled; no_equilibrium; usage - there are no utility nodes and the tree is not in sum equilibrium with
+ * normal mode or without evidence. Domains with utility nodes: fails with tv_status_error in this version.
  */
 TV_API tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state);
 
 /**
- * The smallest value that a utility node can have given the evidence.
+ * The smallest number of a utility node's table; 0 for a node without a table. This version does not
+ * restrict it to what the evidence leaves possible.
+ *
+ * Fails, returning -1.0: usage - not a utility node; not_compiled; no_equilibrium.
+ */
+TV_API tv_number_t tv_node_get_min_utility(const tv_node_t* node);
+
+/** The largest number of a utility node's table, likewise. Fails like tv_node_get_min_utility. */
+TV_API tv_number_t tv_node_get_max_utility(const tv_node_t* node);
+
+/**
+ * The variance of a utility node given the evidence.
  *
  * Fails, returning -1.0: usage - not a utility node; not_compiled; no_equilibrium. Otherwise it fails with
  * tv_status_error in this version.
  */
-TV_API tv_number_t tv_node_get_min_utility(const tv_node_t* node);
-
-/**
- * The largest value that a utility node can have given the evidence. Fails like tv_node_get_min_utility.
- */
-TV_API tv_number_t tv_node_get_max_utility(const tv_node_t* node);
-
-/** The variance of a utility node given the evidence. Fails like tv_node_get_min_utility. */
 TV_API double tv_node_get_variance_of_utility(const tv_node_t* node);
 
 /**
@@ -1573,8 +1579,8 @@ TV_API double tv_domain_get_expected_utility(const tv_domain_t* domain);
 /**
  * The value of a real-valued function node, computed from the results of its parents.
  *
- * Fails, returning -1.0: usage - any other node; not_compiled; no_equilibrium. Otherwise it fails with
- * tv_status_error in this version, which has no expressions.
+ * Fails, returning -1.0: usage - any other node; not_compiled; no_equilibrium; no_value - always, in this
+ * version, which has no expressions.
  */
 TV_API double tv_node_get_value(tv_node_t* node);
 
@@ -1601,7 +1607,8 @@ TV_API double tv_node_get_mutual_information(tv_node_t* node1, tv_node_t* node2)
 /**
  * The mean of a continuous node given the evidence.
  *
- * Fails, returning -1.0: usage - not continuous; not_compiled (always, in this version); no_equilibrium.
+ * Fails, returning -1.0: usage - not continuous; not_compiled; no_equilibrium. Domains with continuous nodes
+ * cannot be compiled in this version.
  */
 TV_API double tv_node_get_mean(const tv_node_t* node);
 
