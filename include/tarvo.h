@@ -1543,8 +1543,9 @@ TV_API tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state);
  * utility nodes.
  *
  * Fails, returning -1.0: usage - `state` is out of range, or the node is neither discrete nor a utility node;
- * not_compiled; no_equilibrium; usage - there are no utility nodes and the tree is not in sum equilibrium with
- * normal mode or without evidence. Domains with utility nodes: fails with tv_status_error in this version.
+ * not_compiled; no_equilibrium; usage - there are no utility nodes and the tree is not in sum equilibrium
+ * with normal mode or without evidence. Domains with utility nodes: fails with tv_status_error in this
+ * version.
  */
 TV_API tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state);
 
