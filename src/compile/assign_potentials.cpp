@@ -1,0 +1,159 @@
+// What each node needs of the forest: the clique where its evidence is entered, the smallest table that
+// holds it, and the clique that takes its potential. Cliques are looked at in the order of the domain's
+// list, and of equally good ones the first is kept.
+#include <algorithm>
+#include <tuple>
+
+#include "compile/junction_forest.h"
+#include "network/node_operations.h"
+
+namespace tv {
+namespace {
+
+// How good a table is for one of its nodes: small, and the node early in its list.
+struct Place {
+  size_t size = kHugeSize;
+  size_t cg_size = kHugeSize;
+  double before = 0.0;  // product of the state counts of the members before the node
+  bool taken = false;
+
+  bool is_better_than(const Place& other) const noexcept {
+    if (!other.taken) return true;
+    return std::tie(size, cg_size, before) < std::tie(other.size, other.cg_size, other.before);
+  }
+};
+
+template <class Visit>
+void for_each_place(const NodeList& members, size_t size, size_t cg_size, Visit visit) {
+  Place place{size, cg_size, 1.0, true};
+  for (const Node* member : members) {
+    visit(member->number - 1, place);
+    if (is_discrete(*member)) place.before *= static_cast<double>(member->number_of_states);
+  }
+}
+
+// The nodes that must share a clique for the node's potential to fit in.
+NodeList family_of(Node& node) {
+  NodeList family;
+  if (node.category != tv_category_function) {
+    for (Node* parent : node.parents) {
+      if (is_discrete_or_continuous(*parent)) family.push_back(parent);
+    }
+  }
+  if (is_discrete_or_continuous(node)) family.push_back(&node);
+  return family;
+}
+
+bool has_potential(const Node& node) noexcept {
+  return is_discrete_or_continuous(node) || node.category == tv_category_utility;
+}
+
+class Assigner {
+ public:
+  explicit Assigner(const Forest& forest)
+      : holders_(forest.nodes.size()), family_mark_(forest.nodes.size(), 0) {
+    for (Clique& clique : forest.cliques) {
+      all_.push_back(&clique);
+      for (const Node* member : clique.members()) holders_[member->number - 1].push_back(&clique);
+    }
+  }
+
+  // The best clique that holds the whole family; null when there is none.
+  Clique* select_clique(const NodeList& family) {
+    if (family.empty()) {
+      if (!smallest_) smallest_ = best_clique(all_, family);
+      return smallest_;
+    }
+    ++mark_;
+    for (const Node* member : family) family_mark_[member->number - 1] = mark_;
+    const Node* rarest =
+        *std::min_element(family.begin(), family.end(), [this](const Node* a, const Node* b) {
+          return holders_[a->number - 1].size() < holders_[b->number - 1].size();
+        });
+    return best_clique(holders_[rarest->number - 1], family);
+  }
+
+ private:
+  Clique* best_clique(const std::vector<Clique*>& candidates, const NodeList& family) const {
+    Clique* best = nullptr;
+    for (Clique* candidate : candidates) {
+      const NodeList& members = candidate->members();
+      const auto in_family = std::count_if(members.begin(), members.end(), [this](const Node* member) {
+        return mark_ > 0 && family_mark_[member->number - 1] == mark_;
+      });
+      if (!family.empty() && static_cast<size_t>(in_family) < family.size()) continue;
+      if (!best || std::tie(candidate->table.size, candidate->table.cg_size) <
+                       std::tie(best->table.size, best->table.cg_size)) {
+        best = candidate;
+      }
+    }
+    return best;
+  }
+
+  std::vector<Clique*> all_;                   // in the order of the domain's list
+  std::vector<std::vector<Clique*>> holders_;  // by node, in the same order
+  std::vector<size_t> family_mark_;            // by node: `mark_` for the members of the present family
+  size_t mark_ = 0;
+  Clique* smallest_ = nullptr;
+};
+
+void report_missing_tables(const Domain& domain, Trace& trace) {
+  if (!trace.enabled()) return;
+  trace.text("\n\nChecking tables for all nodes:\n\n");
+  for (Node& node : domain.nodes) {
+    if (!has_potential(node) || node.table) continue;
+    trace.print("    Warning: Node `%s' has no table\n", _tv_node_get_name(node));
+  }
+}
+
+}  // namespace
+
+void create_node_data_structures(Forest& forest) {
+  std::vector<Place> homes(forest.nodes.size()), sources(forest.nodes.size());
+  for (Clique& clique : forest.cliques) {
+    for_each_place(clique.members(), clique.table.size, clique.table.cg_size,
+                   [&](size_t i, const Place& place) {
+                     if (place.is_better_than(homes[i])) {
+                       homes[i] = place;
+                       forest.nodes[i].home = &clique;
+                       forest.nodes[i].tree = clique.tree;
+                     }
+                     if (place.is_better_than(sources[i])) {
+                       sources[i] = place;
+                       forest.nodes[i].belief_source = {&clique, nullptr};
+                     }
+                   });
+    Separator* separator = clique.parent_separator.get();
+    if (!separator) continue;
+    for_each_place(separator->members, separator->size, separator->cg_size,
+                   [&](size_t i, const Place& place) {
+                     if (!place.is_better_than(sources[i])) return;
+                     sources[i] = place;
+                     forest.nodes[i].belief_source = {&clique, separator};
+                   });
+  }
+  for (Node& node : forest.domain->nodes) {
+    if (JunctionTree* tree = forest.nodes[node.number - 1].tree) tree->nodes.push_back(&node);
+  }
+}
+
+tv_status_t assign_potentials(Forest& forest, Trace& trace) {
+  trace.text("\n\nAssignment of potentials to cliques:\n\n");
+  Assigner assigner(forest);
+  for (Node& node : forest.domain->nodes) {
+    if (!has_potential(node)) continue;
+    Clique* clique = assigner.select_clique(family_of(node));
+    if (!clique) return tv_status_error;
+    CompiledNode& record = forest.nodes[node.number - 1];
+    record.assigned = clique;
+    record.tree = clique->tree;
+    clique->potentials.push_back(&node);
+    if (trace.enabled()) {
+      trace.print("    Node %s assigned to clique %zu\n", _tv_node_get_name(node), clique->index);
+    }
+  }
+  report_missing_tables(*forest.domain, trace);
+  return tv_status_none;
+}
+
+}  // namespace tv

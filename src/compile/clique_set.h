@@ -1,0 +1,38 @@
+// A growing collection of vertex sets with an index from each vertex to the sets that hold it, so that
+// questions about containment look at few of them.
+#pragma once
+
+#include "compile/vertex_graph.h"
+
+namespace tv {
+
+class CliqueSet {
+ public:
+  static constexpr size_t kNoClique = static_cast<size_t>(-1);
+
+  explicit CliqueSet(size_t vertex_count) : holders_(vertex_count) {}
+
+  size_t size() const noexcept { return cliques_.size(); }
+  const VertexSet& operator[](size_t i) const noexcept { return cliques_[i]; }
+
+  // Whether one of the cliques contains the (not empty) set.
+  bool covers(const VertexSet& set) const noexcept;
+
+  // The clique that holds both vertices when there is exactly one such clique.
+  size_t only_clique_with(Vertex a, Vertex b) const noexcept;
+
+  void add(VertexSet clique);
+  void erase(size_t i) noexcept { cliques_[i].clear(); }  // leaves an empty set behind
+  void replace(size_t i, VertexSet subset) noexcept { cliques_[i] = std::move(subset); }
+
+  // The cliques in order, without the erased ones; the collection is spent.
+  std::vector<VertexSet> take();
+
+ private:
+  std::vector<VertexSet> cliques_;
+  // By vertex, in order of addition. A set that has shrunk or gone may still be listed; looking into it
+  // then shows that it does not hold the vertex.
+  std::vector<std::vector<std::uint32_t>> holders_;
+};
+
+}  // namespace tv

@@ -1,0 +1,272 @@
+// The search keeps the candidates in buckets by how many of their members are numbered. With continuous
+// nodes the choice inside a bucket makes every root a strong one (Leimer 1989, Lauritzen 1992).
+//
+// Ties: a bucket is in the order of the clique list; of equally good parents the one that the search
+// took first wins; members that lie in equally many cliques are numbered in vertex order.
+#include "compile/hypergraph_mcs.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace tv {
+namespace {
+
+struct Candidate {
+  double weight = 1.0;  // product of the states of the discrete members
+  size_t visited = 0;   // numbered members
+  size_t unvisited_discrete = 0;
+  size_t unvisited_continuous = 0;
+  bool taken = false;
+  std::vector<size_t> children;  // in the tree as built so far
+};
+
+// What a bucket sorts by. An entry is stale once its candidate has moved to another bucket.
+struct BucketEntry {
+  bool without_discrete;  // no unvisited discrete member: considered last, by order alone
+  double weight;
+  size_t candidate;
+
+  bool operator<(const BucketEntry& other) const noexcept {
+    if (without_discrete != other.without_discrete) return !without_discrete;
+    if (!without_discrete && weight != other.weight) return weight < other.weight;
+    return candidate < other.candidate;
+  }
+  bool operator>(const BucketEntry& other) const noexcept { return other < *this; }
+};
+
+// Members that some clique shared with earlier ones, and the lightest clique taken that contains them.
+struct KnownSeparator {
+  VertexSet members;
+  size_t lightest;
+};
+
+class HypergraphSearch {
+ public:
+  HypergraphSearch(const VertexGraph& graph, const std::vector<VertexSet>& cliques)
+      : graph_(graph),
+        cliques_(cliques),
+        candidates_(cliques.size()),
+        holders_(graph.size()),
+        known_separators_(graph.size()),
+        time_(graph.size(), 0),
+        touched_mark_(cliques.size(), false) {
+    result_.parent.assign(cliques.size(), CliqueOrder::kNoParent);
+    result_.number.assign(graph.size(), 0);
+    result_.visited_by.assign(graph.size(), 0);
+    result_.order.reserve(cliques.size());
+    size_t largest = 0;
+    for (size_t i = 0; i < cliques.size(); ++i) {
+      largest = std::max(largest, cliques[i].size());
+      for (const Vertex v : cliques[i]) {
+        holders_[v].push_back(i);
+        candidates_[i].weight *= state_count(*graph.nodes[v]);
+        ++(is_continuous(v) ? candidates_[i].unvisited_continuous : candidates_[i].unvisited_discrete);
+      }
+    }
+    buckets_.resize(largest + 1);
+    for (size_t i = 0; i < cliques.size(); ++i) enter_bucket(i);
+    for (const Node* node : graph.nodes) discrete_count_ += is_discrete(*node);
+  }
+
+  CliqueOrder run() {
+    size_t bucket = 0;
+    while (result_.order.size() < cliques_.size()) {
+      while (!drop_stale_entries(bucket)) --bucket;
+      const size_t best = get_best_clique(bucket);
+      candidates_[best].taken = true;
+      select_parent_clique(best);
+      result_.order.push_back(best);
+      visit_members(best);
+      bucket = cliques_[best].size();
+    }
+    return std::move(result_);
+  }
+
+ private:
+  bool is_continuous(Vertex v) const noexcept { return tv::is_continuous(*graph_.nodes[v]); }
+  bool is_visited(Vertex v) const noexcept { return time_[v] != 0; }
+
+  void enter_bucket(size_t i) {
+    const Candidate& candidate = candidates_[i];
+    std::vector<BucketEntry>& bucket = buckets_[candidate.visited];
+    bucket.push_back({candidate.unvisited_discrete == 0, candidate.weight, i});
+    std::push_heap(bucket.begin(), bucket.end(), std::greater<>());
+  }
+
+  void pop_bucket(size_t bucket) noexcept {
+    std::pop_heap(buckets_[bucket].begin(), buckets_[bucket].end(), std::greater<>());
+    buckets_[bucket].pop_back();
+  }
+
+  // Whether the bucket holds a candidate, which is then in front.
+  bool drop_stale_entries(size_t bucket) noexcept {
+    while (!buckets_[bucket].empty()) {
+      const Candidate& candidate = candidates_[buckets_[bucket].front().candidate];
+      if (!candidate.taken && candidate.visited == bucket) return true;
+      pop_bucket(bucket);
+    }
+    return false;
+  }
+
+  size_t get_best_clique(size_t bucket) {
+    const BucketEntry first = buckets_[bucket].front();
+    if (first.without_discrete || candidates_[first.candidate].unvisited_continuous == 0)
+      return first.candidate;
+    std::vector<BucketEntry> passed_over;
+    size_t best = first.candidate;
+    while (drop_stale_entries(bucket) && !buckets_[bucket].front().without_discrete) {
+      const BucketEntry entry = buckets_[bucket].front();
+      if (discrete_subset_is_maximal(entry.candidate)) {
+        best = entry.candidate;
+        break;
+      }
+      pop_bucket(bucket);
+      passed_over.push_back(entry);
+    }
+    for (const BucketEntry& entry : passed_over) {
+      buckets_[bucket].push_back(entry);
+      std::push_heap(buckets_[bucket].begin(), buckets_[bucket].end(), std::greater<>());
+    }
+    return best;
+  }
+
+  // No other candidate of the same bucket has all the unvisited discrete members of this one and more.
+  bool discrete_subset_is_maximal(size_t i) const {
+    VertexSet subset;
+    for (const Vertex v : cliques_[i]) {
+      if (!is_visited(v) && !is_continuous(v)) subset.push_back(v);
+    }
+    const Vertex rarest = *std::min_element(subset.begin(), subset.end(), [this](Vertex a, Vertex b) {
+      return holders_[a].size() < holders_[b].size();
+    });
+    return std::none_of(holders_[rarest].begin(), holders_[rarest].end(), [&](size_t other) {
+      const Candidate& candidate = candidates_[other];
+      return other != i && !candidate.taken && candidate.visited == candidates_[i].visited &&
+             candidate.unvisited_discrete > subset.size() && contains_all(cliques_[other], subset);
+    });
+  }
+
+  static bool contains_all(const VertexSet& set, const VertexSet& subset) noexcept {
+    return std::includes(set.begin(), set.end(), subset.begin(), subset.end());
+  }
+
+  // The clique below the one that numbered the newest of the visited members which is lightest among
+  // those that contain them all. Cliques with the same separator share one search.
+  void select_parent_clique(size_t i) {
+    VertexSet separator;
+    for (const Vertex v : cliques_[i]) {
+      if (is_visited(v)) separator.push_back(v);
+    }
+    if (separator.empty()) return;
+    const Vertex newest = *std::max_element(separator.begin(), separator.end(),
+                                            [this](Vertex a, Vertex b) { return time_[a] < time_[b]; });
+    KnownSeparator* known = nullptr;
+    for (KnownSeparator& candidate : known_separators_[newest]) {
+      if (candidate.members == separator) known = &candidate;
+    }
+    if (!known) {
+      const size_t lightest = search_subtree(result_.visited_by[newest], separator);
+      known = &known_separators_[newest].emplace_back(KnownSeparator{separator, lightest});
+    }
+    result_.parent[i] = known->lightest;
+    candidates_[known->lightest].children.push_back(i);
+    for (const Vertex v : separator) {
+      for (KnownSeparator& inner : known_separators_[v]) {
+        if (candidates_[i].weight < candidates_[inner.lightest].weight &&
+            contains_all(separator, inner.members)) {
+          inner.lightest = i;
+        }
+      }
+    }
+  }
+
+  size_t search_subtree(size_t top, const VertexSet& separator) {
+    size_t best = top;
+    std::vector<size_t> pending{top};
+    while (!pending.empty()) {
+      const size_t i = pending.back();
+      pending.pop_back();
+      const double weight = candidates_[i].weight;
+      const double best_weight = candidates_[best].weight;
+      if (weight < best_weight || (weight == best_weight && position(i) < position(best))) best = i;
+      for (const size_t child : candidates_[i].children) {
+        if (contains_all(cliques_[child], separator)) pending.push_back(child);
+      }
+    }
+    return best;
+  }
+
+  // When a clique was taken: the time of the first member that it numbered.
+  size_t position(size_t i) const noexcept {
+    size_t first = kNone;
+    for (const Vertex v : cliques_[i]) {
+      if (result_.visited_by[v] == i) first = std::min(first, time_[v]);
+    }
+    return first;
+  }
+
+  void visit_members(size_t i) {
+    VertexSet unvisited;
+    for (const Vertex v : cliques_[i]) {
+      if (!is_visited(v)) unvisited.push_back(v);
+    }
+    std::stable_sort(unvisited.begin(), unvisited.end(),
+                     [this](Vertex a, Vertex b) { return holders_[a].size() > holders_[b].size(); });
+    touched_.clear();
+    for (const Vertex v : unvisited) {
+      time_[v] = ++clock_;
+      result_.visited_by[v] = i;
+      result_.number[v] = is_continuous(v) ? discrete_count_ + ++continuous_numbers_ : ++discrete_numbers_;
+      for (const size_t holder : holders_[v]) {
+        Candidate& candidate = candidates_[holder];
+        ++candidate.visited;
+        --(is_continuous(v) ? candidate.unvisited_continuous : candidate.unvisited_discrete);
+        if (candidate.taken || touched_mark_[holder]) continue;
+        touched_mark_[holder] = true;
+        touched_.push_back(holder);
+      }
+    }
+    for (const size_t holder : touched_) {
+      touched_mark_[holder] = false;
+      enter_bucket(holder);
+    }
+  }
+
+  const VertexGraph& graph_;
+  const std::vector<VertexSet>& cliques_;
+  std::vector<Candidate> candidates_;
+  std::vector<std::vector<size_t>> holders_;                   // by vertex
+  std::vector<std::vector<KnownSeparator>> known_separators_;  // by their newest member
+  std::vector<std::vector<BucketEntry>> buckets_;              // heaps, by number of visited members
+  std::vector<size_t> time_;                                   // by vertex: 1, 2 ... ; 0 while unvisited
+  std::vector<bool> touched_mark_;
+  std::vector<size_t> touched_;
+  size_t clock_ = 0, discrete_count_ = 0, discrete_numbers_ = 0, continuous_numbers_ = 0;
+  CliqueOrder result_;
+};
+
+}  // namespace
+
+bool cliques_cover_graph(const VertexGraph& graph, const std::vector<VertexSet>& cliques) {
+  std::vector<std::vector<size_t>> holders(graph.size());
+  for (size_t i = 0; i < cliques.size(); ++i) {
+    for (const Vertex v : cliques[i]) holders[v].push_back(i);
+  }
+  std::vector<Vertex> mark(graph.size(), 0);  // v + 1 for the vertices that share a clique with v
+  for (Vertex v = 0; v < graph.size(); ++v) {
+    if (holders[v].empty()) return false;
+    for (const size_t i : holders[v]) {
+      for (const Vertex u : cliques[i]) mark[u] = v + 1;
+    }
+    for (const Vertex u : graph.neighbors[v]) {
+      if (mark[u] != v + 1) return false;
+    }
+  }
+  return true;
+}
+
+CliqueOrder _tv_perform_hypergraph_mcs(const VertexGraph& graph, const std::vector<VertexSet>& cliques) {
+  return HypergraphSearch(graph, cliques).run();
+}
+
+}  // namespace tv

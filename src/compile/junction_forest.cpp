@@ -1,0 +1,248 @@
+// From ordered cliques to linked junction trees. Cliques are created tree by tree, each tree in
+// post-order, so that in the domain's list (newest first) every parent comes before its children.
+#include "compile/junction_forest.h"
+
+#include <algorithm>
+#include <queue>
+
+namespace tv {
+namespace {
+
+constexpr size_t kHugePrintedSize = size_t{1} << 53;
+
+// Sizes print like costs: "HUGE" from 2^53 on.
+const char* size_text(PrintContext& context, size_t size) noexcept {
+  return _tv_print_size(context, size < kHugePrintedSize ? size : kHugeSize);
+}
+
+void trace_size(Trace& trace, PrintContext& context, size_t size, size_t cg_total) noexcept {
+  trace.text(size_text(context, size));
+  if (cg_total > 0) trace.print(" + %s", size_text(context, cg_total));
+}
+
+// The cliques of a triangulation in the order of their creation.
+std::vector<size_t> creation_order(const CliqueOrder& search) {
+  std::vector<std::vector<size_t>> children(search.parent.size());
+  for (const size_t i : search.order) {
+    if (search.parent[i] != CliqueOrder::kNoParent) children[search.parent[i]].push_back(i);
+  }
+  struct Step {
+    size_t clique, next_child;
+  };
+  std::vector<size_t> order;
+  order.reserve(search.order.size());
+  std::vector<Step> path;
+  for (const size_t root : search.order) {
+    if (search.parent[root] != CliqueOrder::kNoParent) continue;
+    path.push_back({root, 0});
+    while (!path.empty()) {
+      Step& step = path.back();
+      if (step.next_child < children[step.clique].size()) {
+        path.push_back({children[step.clique][step.next_child++], 0});
+      } else {
+        order.push_back(step.clique);
+        path.pop_back();
+      }
+    }
+  }
+  return order;
+}
+
+void make_clique_table(Table& table, Domain& domain, const NodeList& members) {
+  table.domain = &domain;
+  table.kind = TableKind::clique;
+  table.locked = true;
+  set_table_nodes(table, members);
+}
+
+std::unique_ptr<Clique> make_clique(Domain& domain, const NodeList& members, double weight) {
+  auto clique = std::make_unique<Clique>();
+  clique->domain = &domain;
+  clique->weight = weight;
+  make_clique_table(clique->table, domain, members);
+  if (domain.counters.utility > 0) {
+    NodeList discrete;
+    for (Node* member : members) {
+      if (is_discrete(*member)) discrete.push_back(member);
+    }
+    clique->utility_table = std::make_unique<Table>();
+    make_clique_table(*clique->utility_table, domain, discrete);
+  }
+  return clique;
+}
+
+void store_elimination_order(Forest& forest, const Triangulation& triangulation) {
+  const size_t count = triangulation.graph.size();
+  std::vector<Node*> by_rank(count);
+  for (Vertex v = 0; v < count; ++v) {
+    Node* node = triangulation.graph.nodes[v];
+    forest.nodes[node->number - 1].elimination_rank = triangulation.search.number[v];
+    by_rank[count - triangulation.search.number[v]] = node;
+  }
+  forest.elimination_order.reserve(count);
+  for (Node* node : by_rank) forest.elimination_order.push_back(node);
+}
+
+std::unique_ptr<Separator> make_separator(Clique& child, Clique& parent, NodeList members) {
+  auto separator = std::make_unique<Separator>();
+  size_t continuous = 0;
+  for (const Node* member : members) {
+    if (is_discrete(*member)) {
+      separator->size = size_multiply(separator->size, member->number_of_states);
+    } else {
+      ++continuous;
+    }
+  }
+  separator->cg_size = cg_size_for(continuous);
+  separator->members = std::move(members);
+  separator->parent = &parent;
+  separator->child = &child;
+  return separator;
+}
+
+void start_tree(Forest& forest, Clique& root, Trace& trace) {
+  auto tree = std::make_unique<JunctionTree>();
+  tree->domain = forest.domain;
+  tree->root = &root;
+  root.tree = &forest.trees.push_front(std::move(tree));
+  ++forest.tree_count;
+  trace.print("\nCreating junction tree with clique %zu as root ...\n", root.index);
+}
+
+void add_clique_link(Clique& child, Trace& trace) {
+  Clique& parent = *child.parent;
+  Separator& separator = *child.parent_separator;
+  child.tree = parent.tree;
+  child.links.push_back({&parent, &separator});
+  parent.links.push_back({&child, &separator});
+  if (!trace.enabled()) return;
+  const size_t count = separator.members.size();
+  trace.print("\nCliques %zu and %zu linked, separator has %zu member%s and table size = ", child.index,
+              parent.index, count, count == 1 ? "" : "s");
+  trace_size(trace, child.domain->print_context, separator.size,
+             size_multiply(separator.size, separator.cg_size));
+  if (count == 0) return;
+  trace.text(":\n");
+  trace_names(trace, separator.members.begin(), separator.members.end());
+}
+
+// A propagation towards a strong root may leave the region of the root only by way of these.
+void jt_assign_way_to_strong_root(Clique& clique) noexcept {
+  if (!clique.parent) return;
+  if (clique.parent_separator->cg_size > 0 || clique.parent->way_to_strong_root) {
+    clique.way_to_strong_root = clique.parent;
+  }
+}
+
+}  // namespace
+
+void create_cliques(Forest& forest, const Triangulation& triangulation) {
+  const CliqueOrder& search = triangulation.search;
+  store_elimination_order(forest, triangulation);
+  std::vector<Clique*> records(triangulation.cliques.size());
+  const std::vector<size_t> order = creation_order(search);
+  VertexSet members;
+  for (const size_t i : order) {
+    members = triangulation.cliques[i];
+    std::sort(members.begin(), members.end(),
+              [&](Vertex a, Vertex b) { return search.number[a] < search.number[b]; });
+    NodeList nodes;
+    nodes.reserve(members.size());
+    for (const Vertex v : members) nodes.push_back(triangulation.graph.nodes[v]);
+    const double weight = compute_weight(triangulation.graph, triangulation.cliques[i]);
+    Clique& clique = forest.cliques.push_front(make_clique(*forest.domain, nodes, weight));
+    clique.index = ++forest.clique_count;
+    records[i] = &clique;
+  }
+  for (const size_t i : order) {
+    if (search.parent[i] == CliqueOrder::kNoParent) continue;
+    Clique& clique = *records[i];
+    clique.parent = records[search.parent[i]];
+    members.clear();
+    std::copy_if(triangulation.cliques[i].begin(), triangulation.cliques[i].end(),
+                 std::back_inserter(members), [&](Vertex v) { return search.visited_by[v] != i; });
+    std::sort(members.begin(), members.end(),
+              [&](Vertex a, Vertex b) { return search.number[a] < search.number[b]; });
+    NodeList nodes;
+    nodes.reserve(members.size());
+    for (const Vertex v : members) nodes.push_back(triangulation.graph.nodes[v]);
+    clique.parent_separator = make_separator(clique, *clique.parent, std::move(nodes));
+  }
+}
+
+void report_cliques(const Forest& forest, Trace& trace) {
+  if (!trace.enabled()) return;
+  PrintContext& context = forest.domain->print_context;
+  size_t total = 0, cg_total = 0;
+  trace.text("\n\nCliques:\n");
+  for (const Clique& clique : forest.cliques) {
+    const Table& table = clique.table;
+    const size_t cg_entries = size_multiply(table.size, table.cg_size);
+    total = size_add(total, table.size);
+    cg_total = size_add(cg_total, cg_entries);
+    trace.print("\nClique %zu, %zu member%s, table size = ", clique.index, table.nodes.size(),
+                table.nodes.size() == 1 ? "" : "s");
+    trace_size(trace, context, table.size, cg_entries);
+    trace.text(":\n");
+    trace_names(trace, table.nodes.begin(), table.nodes.end());
+  }
+  trace.text("\nTotal clique table size: ");
+  trace_size(trace, context, total, cg_total);
+  trace.text("\n");
+}
+
+void build_junction_forest(Forest& forest, Trace& trace) {
+  trace.text("\n\nThe junction forest:\n");
+  for (Clique& clique : forest.cliques) {
+    if (clique.parent) {
+      add_clique_link(clique, trace);
+    } else {
+      start_tree(forest, clique, trace);
+    }
+    JunctionTree& tree = *clique.tree;
+    clique.position = tree.cliques.size();
+    tree.cliques.push_back(&clique);
+    tree.has_continuous = tree.has_continuous || clique.has_continuous();
+    jt_assign_way_to_strong_root(clique);
+  }
+  for (JunctionTree& tree : forest.trees) tree.cliques.push_back(nullptr);
+}
+
+// A topological walk that puts off every decision as long as anything else can go on; of the decisions
+// that can come next the one with the lowest number does.
+NodeList _tv_domain_create_decision_order(const Domain& domain) {
+  NodeList order;
+  if (domain.counters.decision == 0) return order;
+  const auto is_later = [](const Node* a, const Node* b) { return a->number > b->number; };
+  std::priority_queue<Node*, std::vector<Node*>, decltype(is_later)> decisions(is_later);
+  std::vector<Node*> others;
+  std::vector<size_t> waiting_for(domain.node_count);  // parents that are yet to come
+  const auto make_ready = [&](Node* node) {
+    if (node->category == tv_category_decision) {
+      decisions.push(node);
+    } else {
+      others.push_back(node);
+    }
+  };
+  for (Node& node : domain.nodes) {
+    waiting_for[node.number - 1] = node.parents.size();
+    if (node.parents.empty()) make_ready(&node);
+  }
+  while (!others.empty() || !decisions.empty()) {
+    Node* node;
+    if (!others.empty()) {
+      node = others.back();
+      others.pop_back();
+    } else {
+      node = decisions.top();
+      decisions.pop();
+      order.push_back(node);
+    }
+    for (Node* child : node->children) {
+      if (--waiting_for[child->number - 1] == 0) make_ready(child);
+    }
+  }
+  return order;
+}
+
+}  // namespace tv

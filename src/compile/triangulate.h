@@ -1,0 +1,32 @@
+// Triangulation of a whole domain.
+#pragma once
+
+#include "compile/elimination.h"
+#include "compile/hypergraph_mcs.h"
+
+namespace tv {
+
+// A triangulated moral graph.
+struct Triangulation {
+  VertexGraph graph;
+  std::vector<VertexSet> cliques;
+  CliqueOrder search;
+};
+
+// Triangulates the moral graph of the forest by one of the greedy methods or the best of them.
+tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t method, Trace& trace,
+                               Progress& progress, Triangulation& result);
+
+// Puts the cliques into order and numbers the nodes: the numbers are their elimination ranks. `error`
+// when some node or link lies in no clique.
+tv_status_t order_cliques(Triangulation& triangulation);
+
+// Triangulates by eliminating the nodes exactly in the given order, which has been checked.
+void build_cliques_from_order(const Forest& forest, const NodeList& order, Trace& trace,
+                              Triangulation& result);
+
+// `enumeration` unless the (null-terminated) order names each node that takes part once, the continuous
+// nodes before the discrete ones.
+tv_status_t _tv_check_elimination_order(const Domain& domain, Node* const* order);
+
+}  // namespace tv

@@ -1,0 +1,49 @@
+// The undirected graph that triangulation works on: vertices numbered 0, 1, 2 ... , sorted neighbour
+// lists, and the weights of vertex sets. Memory is linear in the number of links.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "compile/forest.h"
+
+namespace tv {
+
+using Vertex = std::uint32_t;
+using VertexSet = std::vector<Vertex>;  // ascending
+
+struct VertexGraph {
+  std::vector<Node*> nodes;          // by vertex
+  std::vector<VertexSet> neighbors;  // by vertex
+
+  size_t size() const noexcept { return nodes.size(); }
+  bool adjacent(Vertex a, Vertex b) const noexcept;
+  bool is_complete() const noexcept;                      // all vertices adjacent to each other
+  bool is_complete(const VertexSet& set) const noexcept;  // the same of some of them
+};
+
+// The number of states of a discrete vertex, 1 for a continuous one.
+inline double state_count(const Node& node) noexcept {
+  return is_discrete(node) ? static_cast<double>(node.number_of_states) : 1.0;
+}
+
+// The factor by which n continuous members make a clique heavier: a number, n means, and the lower
+// triangle of a covariance matrix for each configuration.
+inline double continuous_factor(size_t n) noexcept {
+  return n == 0 ? 1.0 : static_cast<double>(1 + ((n * (n + 3)) >> 1));
+}
+
+double compute_weight(const VertexGraph& graph, const VertexSet& set) noexcept;
+double cost_of_cliques(const VertexGraph& graph, const std::vector<VertexSet>& cliques) noexcept;
+
+// The moral graph kept in the forest, a vertex for each node of the list in its order.
+VertexGraph _tv_create_moral_graph(const Forest& forest, const NodeList& nodes);
+
+// The graph that the vertices of `set` induce, renumbered 0, 1, 2 ... in their order. The time is
+// linear in the links of the set, also when some of its vertices have many neighbours elsewhere.
+VertexGraph induced_graph(const VertexGraph& graph, const VertexSet& set);
+
+// Every domain node that takes part, in the domain's node order.
+NodeList participating_nodes(const Domain& domain);
+
+}  // namespace tv
