@@ -41,9 +41,9 @@ void print_network(const Network& network) {
       {tv_category_function, "function"}};
   std::string categories;
   for (const auto& [category, name] : kCategories) {
-    const auto count =
-        std::count_if(network.nodes().begin(), network.nodes().end(),
-                      [&](const tv_node_t* node) { return tv_node_get_category(node) == category; });
+    const auto count = std::count_if(
+        network.nodes().begin(), network.nodes().end(),
+        [wanted = category](const tv_node_t* node) { return tv_node_get_category(node) == wanted; });
     if (count) categories += (categories.empty() ? "" : ", ") + std::to_string(count) + " " + name;
   }
 
@@ -67,10 +67,14 @@ void print_network(const Network& network) {
               largest.entries);
 }
 
+constexpr size_t kTooLarge = static_cast<size_t>(-1);
+
+std::string size_text(size_t size) { return size == kTooLarge ? "HUGE" : std::to_string(size); }
+
 struct ForestFigures {
   size_t cliques = 0, trees = 0, largest_clique = 0;
-  double table_size = 0;  // entries of all clique and separator tables
-  size_t cost = 0;        // entries of all clique tables
+  size_t table_size = 0;  // entries of all clique and separator tables; kTooLarge past the range of size_t
+  size_t cost = 0;        // entries of all clique tables, likewise
   double milliseconds = 0;
 };
 
@@ -89,7 +93,8 @@ ForestFigures triangulate(const Network& network, tv_triangulation_method_t meth
   for (tv_junction_tree_t* tree = tv_domain_get_first_junction_tree(domain); tree;
        tree = tv_jt_get_next(tree)) {
     ++figures.trees;
-    figures.table_size += static_cast<double>(tv_jt_get_total_size(tree));
+    const size_t size = tv_jt_get_total_size(tree);
+    figures.table_size = size > kTooLarge - figures.table_size ? kTooLarge : figures.table_size + size;
   }
   return figures;
 }
@@ -99,8 +104,9 @@ void print_forest(const ForestFigures& figures, const std::string& method) {
   std::printf("  cliques         %zu in %zu tree%s\n", figures.cliques, figures.trees,
               figures.trees == 1 ? "" : "s");
   std::printf("  treewidth       %zu\n", figures.largest_clique - 1);
-  std::printf("  table size      %.0f entries in cliques and separators\n", figures.table_size);
-  std::printf("  cost            %zu entries in cliques\n", figures.cost);
+  std::printf("  table size      %s entries in cliques and separators\n",
+              size_text(figures.table_size).c_str());
+  std::printf("  cost            %s entries in cliques\n", size_text(figures.cost).c_str());
 }
 
 void print_comparison(const Network& network) {
@@ -109,8 +115,9 @@ void print_comparison(const Network& network) {
   for (const auto& [name, method] : kMethods) {
     try {
       const ForestFigures figures = triangulate(network, method);
-      std::printf("%-15s %8zu %6zu %10zu %14.0f %14zu %9.2f\n", name.c_str(), figures.cliques, figures.trees,
-                  figures.largest_clique - 1, figures.table_size, figures.cost, figures.milliseconds);
+      std::printf("%-15s %8zu %6zu %10zu %14s %14s %9.2f\n", name.c_str(), figures.cliques, figures.trees,
+                  figures.largest_clique - 1, size_text(figures.table_size).c_str(),
+                  size_text(figures.cost).c_str(), figures.milliseconds);
       expect(tv_domain_uncompile(network.domain()), network.file());
     } catch (const Failure&) {
       std::printf("%-15s not available: %s\n", name.c_str(),
