@@ -31,10 +31,12 @@ class NodeList {
   }
 
   void reserve(size_t count) { nodes_.reserve(count + 1); }
+  // Makes the next insertion unable to fail.
+  void reserve_one_more() { nodes_.reserve(grown_capacity(size() + 2)); }
   void push_back(Node* node) { insert(size(), node); }
   void push_front(Node* node) { insert(0, node); }
   void insert(size_t position, Node* node) {
-    nodes_.reserve(grown_capacity(size() + 2));
+    reserve_one_more();
     if (nodes_.empty()) nodes_.push_back(nullptr);
     nodes_.insert(nodes_.begin() + static_cast<std::ptrdiff_t>(position), node);
   }

@@ -19,6 +19,9 @@ namespace tv {
 Node* _tv_domain_new_node(Domain& domain, tv_node_category_t category, tv_node_kind_t kind,
                           tv_node_subtype_t subtype = tv_subtype_label);
 
+// Numbers and counts a finished node without children and makes it the head of the node list.
+Node& enlist_node(Domain& domain, std::unique_ptr<Node> node) noexcept;
+
 // Children lose the node as a parent (their tables are averaged over its states).
 tv_status_t delete_node(Node& node);
 

@@ -1,0 +1,160 @@
+// Domains: creating and deleting them, and the settings that the host makes.
+#include "network/domain.h"
+
+#include <memory>
+#include <utility>
+
+#include "api/boundary.h"
+#include "network/name_table.h"
+#include "network/node_operations.h"
+
+tv_domain_s::tv_domain_s() : forest(nullptr, nullptr) {}
+tv_domain_s::~tv_domain_s() = default;
+
+namespace tv {
+namespace {
+
+// Null without a list; the nodes are discrete nodes of the domain, none of them twice.
+tv_status_t set_required_instantiations(Domain& domain, Node* const* nodes) {
+  NodeList list;
+  for (; nodes && *nodes; ++nodes) {
+    const Node& node = **nodes;
+    if (node.domain != &domain || !is_discrete(node) || list.contains(&node))
+      return store_status(tv_status_usage);
+    list.push_back(*nodes);
+  }
+  domain.required_instantiations = std::move(list);
+  return tv_status_none;
+}
+
+// The shape of every numeric setting: a domain, perhaps a value other than zero.
+tv_status_t set_size(tv_domain_t* domain, size_t Domain::*setting, size_t value, bool zero_is_valid) noexcept {
+  if (!check(domain && (value > 0 || zero_is_valid))) return tv_status_usage;
+  domain->*setting = value;
+  return tv_status_none;
+}
+
+size_t get_size(const tv_domain_t* domain, size_t Domain::*setting) noexcept {
+  return check(domain) ? domain->*setting : kNone;
+}
+
+}  // namespace
+
+void structure_changed(Domain& domain) noexcept {
+  _tv_uncompile_domain_safely(domain);
+  domain.initial_triangulation.clear();
+}
+
+}  // namespace tv
+
+tv_domain_t* tv_new_domain(void) {
+  return tv::guarded(static_cast<tv_domain_t*>(nullptr), []() -> tv_domain_t* {
+    tv::check(true);
+    return new tv_domain_t;
+  });
+}
+
+tv_status_t tv_domain_delete(tv_domain_t* domain) {
+  if (!tv::check(domain)) return tv_status_usage;
+  delete domain;
+  return tv_status_none;
+}
+
+tv_domain_t* tv_domain_clone(tv_domain_t* domain) {
+  return tv::guarded(static_cast<tv_domain_t*>(nullptr), [&]() -> tv_domain_t* {
+    return tv::check(domain) ? tv::clone_domain(*domain).release() : nullptr;
+  });
+}
+
+size_t tv_domain_get_number_of_nodes(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::node_count);
+}
+
+const char* tv_domain_get_file_name(const tv_domain_t* domain) {
+  return tv::check(domain) && !domain->file_name.empty() ? domain->file_name.c_str() : nullptr;
+}
+
+tv_status_t tv_domain_set_log_file(tv_domain_t* domain, FILE* stream) {
+  if (!tv::check(domain)) return tv_status_usage;
+  domain->log = stream;
+  return tv_status_none;
+}
+
+tv_status_t tv_domain_set_user_data(tv_domain_t* domain, void* data) {
+  if (!tv::check(domain)) return tv_status_usage;
+  domain->user_data = data;
+  return tv_status_none;
+}
+
+void* tv_domain_get_user_data(const tv_domain_t* domain) {
+  return tv::check(domain) ? domain->user_data : nullptr;
+}
+
+tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progress_handler_t handler,
+                                           void* handler_data) {
+  if (!tv::check(domain)) return tv_status_usage;
+  domain->progress_handler = handler;
+  domain->progress_data = handler_data;
+  return tv_status_none;
+}
+
+tv_status_t tv_domain_set_node_size(tv_domain_t* domain, size_t width, size_t height) {
+  if (!tv::check(domain)) return tv_status_usage;
+  domain->node_width = width;
+  domain->node_height = height;
+  return tv_status_none;
+}
+
+tv_status_t tv_domain_get_node_size(const tv_domain_t* domain, size_t* width, size_t* height) {
+  if (!tv::check(domain && width && height)) return tv_status_usage;
+  *width = domain->node_width;
+  *height = domain->node_height;
+  return tv_status_none;
+}
+
+tv_status_t tv_domain_set_ijt_nodes(tv_domain_t* domain, tv_node_t** nodes) {
+  return tv::guarded([&]() -> tv_status_t {
+    if (!tv::check(domain)) return tv_status_usage;
+    return tv::set_required_instantiations(*domain, nodes);
+  });
+}
+
+tv_status_t tv_domain_set_grain_size(tv_domain_t* domain, size_t size) {
+  return tv::set_size(domain, &tv::Domain::grain_size, size, false);
+}
+
+size_t tv_domain_get_grain_size(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::grain_size);
+}
+
+tv_status_t tv_domain_set_concurrency_level(tv_domain_t* domain, size_t level) {
+  return tv::set_size(domain, &tv::Domain::concurrency_level, level, false);
+}
+
+size_t tv_domain_get_concurrency_level(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::concurrency_level);
+}
+
+tv_status_t tv_domain_set_em_concurrency_level(tv_domain_t* domain, size_t level) {
+  return tv::set_size(domain, &tv::Domain::em_concurrency_level, level, false);
+}
+
+size_t tv_domain_get_em_concurrency_level(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::em_concurrency_level);
+}
+
+tv_status_t tv_domain_set_max_number_of_separators(tv_domain_t* domain, size_t count) {
+  return tv::set_size(domain, &tv::Domain::max_number_of_separators, count, true);
+}
+
+size_t tv_domain_get_max_number_of_separators(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::max_number_of_separators);
+}
+
+tv_status_t tv_domain_set_max_separator_size(tv_domain_t* domain, size_t size) {
+  return tv::set_size(domain, &tv::Domain::max_separator_size, size, true);
+}
+
+size_t tv_domain_get_max_separator_size(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::max_separator_size);
+}

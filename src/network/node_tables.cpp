@@ -1,0 +1,234 @@
+// Default contents of a node's tables, and the changes that follow the graph and the states.
+#include "network/node_tables.h"
+
+#include <algorithm>
+#include <new>
+
+#include "api/boundary.h"
+#include "network/domain.h"
+#include "network/node_operations.h"
+#include "tables/table_operations.h"
+
+namespace tv {
+namespace {
+
+// The value of every discrete entry for which nothing was specified; `states` counts those of the owner.
+tv_number_t default_entry(const Table& table, size_t states) noexcept {
+  if (table.kind == TableKind::experience) return 0;
+  if (table.kind == TableKind::fading) return 1;
+  if (table.owner->category == tv_category_utility) return 0;
+  return is_discrete(*table.owner) ? static_cast<tv_number_t>(1.0 / static_cast<double>(states)) : 1;
+}
+
+// Gives a table without numbers its default ones, unless there are too many of them to exist.
+void fill_with_defaults(Table& table, size_t states) {
+  if (has_data(table) || size_multiply(table.size, std::max<size_t>(table.cg_size, 1)) == kHugeSize) return;
+  if (allocate_table_data(table)) throw std::bad_alloc();
+  std::fill(table.data.begin(), table.data.end(), default_entry(table, states));
+  if (table.kind == TableKind::node && is_continuous(*table.owner))
+    for (size_t i = 0; i < table.size; ++i)
+      table.cg_data[i * table.cg_size + cg_covariance_index(0, 0)] = 1.0;
+}
+
+// Calls change(table) for each table that the node has.
+template <class Change>
+void for_each_table(const Node& node, Change change) {
+  for (Table* table : {node.table.get(), node.experience_table.get(), node.fading_table.get()})
+    if (table) change(*table);
+}
+
+bool stands_in_tables_of(const Node& parent, const Node& child) noexcept {
+  return child.category != tv_category_function && is_discrete_or_continuous(parent);
+}
+
+// Lets a table that was made from nothing take over from another.
+void inherit_identity(Table& contents, const Table& table) noexcept {
+  contents.number = table.number;
+  contents.owner = table.owner;
+  contents.kind = table.kind;
+  contents.locked = table.locked;
+  contents.layout = table.layout + 1;
+  contents.user_data = table.user_data;
+}
+
+std::unique_ptr<Table> default_table(Node& node, TableKind kind, const NodeList& nodes) {
+  std::unique_ptr<Table> table = new_table(*node.domain, TableKind::free, &node);
+  table->kind = kind;
+  set_table_nodes(*table, nodes);
+  if (kind == TableKind::node && is_continuous(node))
+    for (size_t i = 1; i < table->tail_marks.size(); ++i) table->tail_marks[i] = 1;
+  fill_with_defaults(*table, node.number_of_states);
+  return table;
+}
+
+NodeList discrete_parents(const Node& node) {
+  NodeList nodes;
+  for (Node* parent : node.parents)
+    if (is_discrete(*parent)) nodes.push_back(parent);
+  return nodes;
+}
+
+Table* learning_table(Node& node, std::unique_ptr<Table>& table, TableKind kind) {
+  if (!table) install_table(table, default_table(node, kind, discrete_parents(node)));
+  return table.get();
+}
+
+}  // namespace
+
+void TableChanges::add(Table& table, std::unique_ptr<Table> contents) {
+  changes_.push_back({table.owner, &table, std::move(contents)});
+}
+
+void TableChanges::set_node_table(Node& node, std::unique_ptr<Table> contents) {
+  if (node.table) inherit_identity(*contents, *node.table);
+  changes_.push_back({&node, node.table.get(), std::move(contents)});
+}
+
+void TableChanges::commit() noexcept {
+  for (Change& change : changes_) {
+    if (change.table)
+      take_over(*change.table, std::move(change.contents));
+    else
+      install_table(change.owner->table, std::move(change.contents));
+    change.owner->table_checked = false;
+  }
+  changes_.clear();
+}
+
+NodeList node_table_nodes(Node& node, const NodeList& parents) {
+  NodeList nodes;
+  const bool parents_count = node.category != tv_category_function;
+  nodes.reserve(parents.size() + 1);
+  for (Node* parent : parents)
+    if (parents_count && is_discrete(*parent)) nodes.push_back(parent);
+  if (is_discrete_or_continuous(node)) nodes.push_back(&node);
+  for (Node* parent : parents)
+    if (parents_count && is_continuous(*parent)) nodes.push_back(parent);
+  return nodes;
+}
+
+std::unique_ptr<Table> default_node_table(Node& node, const NodeList& parents) {
+  return default_table(node, TableKind::node, node_table_nodes(node, parents));
+}
+
+void install_table(std::unique_ptr<Table>& slot, std::unique_ptr<Table> table) noexcept {
+  table->number = ++table->domain->table_count;
+  slot = std::move(table);
+}
+
+void add_parent_to_tables(TableChanges& changes, Node& child, Node& parent) {
+  if (!stands_in_tables_of(parent, child)) return;
+  for_each_table(child, [&](Table& table) {
+    if (table.kind != TableKind::node && !is_discrete(parent)) return;
+    changes.add(table, table_with_parent(table, &parent));
+  });
+}
+
+void remove_parent_from_tables(TableChanges& changes, Node& child, const Node& parent) {
+  if (!stands_in_tables_of(parent, child)) return;
+  for_each_table(child, [&](Table& table) {
+    if (!table.nodes.contains(&parent)) return;
+    std::unique_ptr<Table> contents = table_without_parent(table, &parent);
+    fill_with_defaults(*contents, child.number_of_states);
+    changes.add(table, std::move(contents));
+  });
+}
+
+void change_parents_in_learning_tables(TableChanges& changes, const Node& node, const Node* lost,
+                                       const std::vector<Node*>& gained) {
+  for (Table* table : {node.experience_table.get(), node.fading_table.get()}) {
+    if (!table) continue;
+    std::unique_ptr<Table> contents;
+    if (lost) contents = table_without_parent(*table, lost);
+    for (Node* parent : gained)
+      if (is_discrete(*parent)) contents = table_with_parent(contents ? *contents : *table, parent);
+    if (!contents) continue;
+    fill_with_defaults(*contents, node.number_of_states);
+    changes.add(*table, std::move(contents));
+  }
+}
+
+void change_states_in_tables(TableChanges& changes, Node& node, size_t count) {
+  const auto change = [&](Node& owner) {
+    for_each_table(owner, [&](Table& table) {
+      if (!table.nodes.contains(&node)) return;
+      const bool is_own = &owner == &node;
+      const tv_number_t fill = is_own ? 0 : default_entry(table, owner.number_of_states);
+      std::unique_ptr<Table> contents = table_with_state_count(table, &node, count, fill);
+      fill_with_defaults(*contents, is_own ? count : owner.number_of_states);
+      changes.add(table, std::move(contents));
+    });
+  };
+  change(node);
+  for (Node* child : node.children) change(*child);
+}
+
+tv_status_t reorder_states_in_tables(TableChanges& changes, Node& node, const size_t* order) {
+  tv_status_t status = tv_status_none;
+  const auto change = [&](Node& owner) {
+    for_each_table(owner, [&](Table& table) {
+      if (!table.nodes.contains(&node) || status) return;
+      std::unique_ptr<Table> contents = clone_table(table);
+      inherit_identity(*contents, table);
+      status = permute_table_states(*contents, &node, order);
+      changes.add(table, std::move(contents));
+    });
+  };
+  change(node);
+  for (Node* child : node.children) change(*child);
+  return status;
+}
+
+void replace_parent_in_tables(Node& child, const Node& old_parent, Node& new_parent) noexcept {
+  for_each_table(child, [&](Table& table) {
+    table.nodes.replace(&old_parent, &new_parent);
+    ++table.layout;
+  });
+}
+
+Table* _tv_node_get_table(Node& node) {
+  if (is_real_valued_function(node) || node.category == tv_category_instance) {
+    store_status(tv_status_usage);
+    return nullptr;
+  }
+  if (!node.table) install_table(node.table, default_node_table(node, node.parents));
+  return node.table.get();
+}
+
+Table* _tv_node_get_experience_table(Node& node) {
+  if (!require(node.category == tv_category_chance, tv_status_usage)) return nullptr;
+  return learning_table(node, node.experience_table, TableKind::experience);
+}
+
+Table* _tv_node_get_fading_table(Node& node) {
+  if (!require(node.category == tv_category_chance && is_discrete(node), tv_status_usage)) return nullptr;
+  return learning_table(node, node.fading_table, TableKind::fading);
+}
+
+}  // namespace tv
+
+tv_table_t* tv_node_get_table(tv_node_t* node) {
+  return tv::guarded(static_cast<tv_table_t*>(nullptr), [&]() -> tv_table_t* {
+    return tv::check(node) ? tv::_tv_node_get_table(*node) : nullptr;
+  });
+}
+
+tv_table_t* tv_node_get_experience_table(tv_node_t* node) {
+  return tv::guarded(static_cast<tv_table_t*>(nullptr), [&]() -> tv_table_t* {
+    return tv::check(node) ? tv::_tv_node_get_experience_table(*node) : nullptr;
+  });
+}
+
+tv_table_t* tv_node_get_fading_table(tv_node_t* node) {
+  return tv::guarded(static_cast<tv_table_t*>(nullptr), [&]() -> tv_table_t* {
+    return tv::check(node) ? tv::_tv_node_get_fading_table(*node) : nullptr;
+  });
+}
+
+int tv_node_has_experience_table(const tv_node_t* node) {
+  return tv::check(node) ? node->experience_table != nullptr : -1;
+}
+
+int tv_node_has_fading_table(const tv_node_t* node) {
+  return tv::check(node) ? node->fading_table != nullptr : -1;
+}
