@@ -49,9 +49,8 @@
  *     precision. Natural logarithms everywhere. The results are the same bits for every number of threads.
  * 11. Threads. Different domains may be used by different threads at the same time; one domain must never
  *     be used by two threads at once, not even for reading. Only the process-wide locale is shared:
- *     checking names, parsing and writing select the "C" locale for the length of the call and put yours
- *     back, so let no other thread depend on, or change, the locale meanwhile. Numbers always use a decimal
- *     point.
+ *     parsing and writing select the "C" locale for the length of the call and put yours back, so let no
+ *     other thread depend on, or change, the locale meanwhile. Numbers always use a decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
  * 13. Not there yet. Arithmetic for continuous nodes, expected utilities, policies, models and the exact
@@ -397,8 +396,9 @@ TV_API tv_status_t tv_domain_delete(tv_domain_t* domain);
  * Makes an independent copy of a domain, to be deleted with tv_domain_delete.
  *
  * Copied are nodes (same order, numbers and names), links, states, tables with experience and fading,
- * attributes, display data, entered evidence, settings and the state of the random numbers. Not copied are
- * the compiled structure (compile the copy), the log stream, the progress handler, and user data pointers.
+ * attributes, display data, entered evidence and settings. Not copied are the compiled structure (compile the
+ * copy), the log stream, the progress handler, user data pointers, and the state of the random numbers (the
+ * copy is seeded like a new domain).
  */
 TV_API tv_domain_t* tv_domain_clone(tv_domain_t* domain);
 
@@ -406,8 +406,8 @@ TV_API tv_domain_t* tv_domain_clone(tv_domain_t* domain);
 TV_API size_t tv_domain_get_number_of_nodes(const tv_domain_t* domain);
 
 /**
- * The name of the file that the domain was parsed from, or the empty string when there was none (created by
- * calls, or parsed from a text). Owned by the domain. NULL on failure.
+ * The name of the file that the domain was parsed from, owned by the domain; NULL with status none when there
+ * was none (created by calls, or parsed from a stream or a text).
  */
 TV_API const char* tv_domain_get_file_name(const tv_domain_t* domain);
 
@@ -446,9 +446,8 @@ TV_API tv_status_t tv_node_delete(tv_node_t* node);
  * Creates a copy of a node in the same domain and uncompiles the domain.
  *
  * Copied are category, kind, subtype, states with labels and values, parents with the tables, attributes,
- * label and position, and entered evidence. The copy has no children, an automatic name and no user data.
- *
- * Fails, returning NULL, with the codes of tv_domain_new_node and of tv_node_add_parent.
+ * label and position, and entered evidence. The copy has no children, no name until one is set or asked for,
+ * and no user data.
  */
 TV_API tv_node_t* tv_node_clone(tv_node_t* node);
 
@@ -456,8 +455,8 @@ TV_API tv_node_t* tv_node_clone(tv_node_t* node);
 TV_API tv_node_category_t tv_node_get_category(const tv_node_t* node);
 
 /**
- * Makes a chance node a decision node or the other way round, and uncompiles the domain if that is a
- * change.
+ * Makes a chance node a decision node or the other way round, and uncompiles the domain if that is a change.
+ * A node that becomes a decision loses its experience and fading tables.
  *
  * Fails: usage - the node is not discrete or is a function node, or `category` is neither chance nor
  * decision; cg_limids_not_supported - decision, in a domain with continuous nodes;
@@ -502,21 +501,18 @@ TV_API tv_node_t* tv_node_get_next(const tv_node_t* node);
  */
 
 /**
- * Names a node. A name begins with a letter or "_" and goes on with letters, digits and "_"; several such
- * words may be joined by single dots, as in "engine.pump". Names are unique within the domain, and upper
- * and lower case differ. Setting the present name again succeeds.
+ * Names a node. A name begins with a letter or "_" and goes on with letters, digits and "_" (plain ASCII);
+ * several such words may be joined by single dots, as in "engine.pump". Names are unique within the domain,
+ * and upper and lower case differ. Setting the present name again succeeds.
  *
- * Fails, keeping the old name: twice - another node has the name; invalid_name - it breaks the form above;
- * locale - the "C" locale could not be selected.
+ * Fails, keeping the old name: twice - another node has the name; invalid_name - it breaks the form above.
  */
 TV_API tv_status_t tv_node_set_name(tv_node_t* node, const char* name);
 
 /**
  * The name of a node, created first if it has none: C, D, F or U for chance, decision, function or utility,
- * followed by the node's number ("C5"); if that is taken, by the domain's number of nodes plus 1, or the
- * next number that gives a free name. Owned by the node, valid until it is renamed.
- *
- * Fails, returning NULL: locale - as for tv_node_set_name, only when a name has to be created.
+ * followed by the node's number ("C5"); if that is taken, by the domain's number of nodes plus 1, or the next
+ * number that gives a free name. Owned by the node, valid until it is renamed.
  */
 TV_API const char* tv_node_get_name(tv_node_t* node);
 
@@ -540,11 +536,11 @@ TV_API size_t tv_node_get_number_of_states(const tv_node_t* node);
  * uncompiled and the node's findings are retracted.
  *
  * Shrinking drops the last states with their labels and values; growing adds states without a label, with
- * state value -1. The uppermost bound of an interval node stays the uppermost. The tables of the node and
- * of its children are resized: entries of states that remain are kept, entries of new states are zero.
+ * state value -1. The uppermost bound of an interval node stays the uppermost. In the tables, entries of
+ * states that remain are kept; the node's new states have probability 0 in its own table, and given such a
+ * state its children are uniform (utilities 0).
  *
- * Fails: usage - the node is not discrete, `count` is 0, or the node is boolean (it has two states,
- * always).
+ * Fails: usage - the node is not discrete, `count` is 0, or the node is boolean (it has two states, always).
  */
 TV_API tv_status_t tv_node_set_number_of_states(tv_node_t* node, size_t count);
 
@@ -588,9 +584,9 @@ TV_API tv_status_t tv_node_set_state_value(tv_node_t* node, size_t state, double
 TV_API double tv_node_get_state_value(const tv_node_t* node, size_t state);
 
 /**
- * Permutes the states of a discrete node: `order` holds as many indices as there are states, and the state
- * that was number order[i] becomes state i. Labels, state values, tables (its own and its children's) and
- * entered evidence move along; the domain is uncompiled, unless the order is the present one.
+ * Permutes the states of a discrete node and uncompiles the domain: `order` holds as many indices as there
+ * are states, and the state that was number order[i] becomes state i. Labels, state values, tables (its own
+ * and its children's) and entered evidence move along.
  *
  * Fails: usage - the node is not discrete, or `order` is not a permutation of 0 to n - 1.
  */
@@ -608,8 +604,7 @@ TV_API tv_status_t tv_node_reorder_states(tv_node_t* node, const size_t* order);
  * Stores `value` under `key`, both copied. A key that is there keeps its place in the list; a new key comes
  * first. A null `value` removes the key, and it is no failure if it was not there.
  *
- * Fails: invalid_name - the key does not have the form of a C identifier; locale - the "C" locale could not
- * be selected.
+ * Fails: invalid_name - the key does not have the form of a C identifier.
  */
 TV_API tv_status_t tv_domain_set_attribute(tv_domain_t* domain, const char* key, const char* value);
 
@@ -805,12 +800,12 @@ TV_API const char* tv_node_get_label(const tv_node_t* node);
 /**
  * The table of a node, owned by the node and created when first asked for.
  *
- * A chance node has its distribution given its parents, a decision node its policy, both created uniform
- * (one over the number of states); a discrete function node likewise; a utility node has its values over
- * its discrete parents, created as zero. The nodes of the table are the discrete parents in the order of
- * tv_node_get_parents and then, if it is discrete, the node itself. Write through tv_table_get_data, then
- * call tv_node_touch_table. Distributions need not sum to one: each is divided by its sum when it is first
- * used, and the table shows the result.
+ * A chance node has its distribution given its parents, a decision node its policy, both created uniform (one
+ * over the number of states); a utility node has its values over its discrete parents, created as zero; a
+ * discrete function node has a distribution over itself alone. The nodes of the table are the discrete
+ * parents in the order of tv_node_get_parents and then, if it is discrete, the node itself. Write through
+ * tv_table_get_data, then call tv_node_touch_table. Distributions need not sum to one: each is divided by its
+ * sum when it is first used, and the table shows the result.
  *
  * Fails, returning NULL: usage - a real-valued function node, which has no table.
  */
@@ -844,8 +839,6 @@ TV_API int tv_node_has_fading_table(const tv_node_t* node);
  * Tells the library that the numbers of a node's table have been changed. The next propagation checks them
  * and starts from a reset. Call it after every direct change through tv_table_get_data. The domain stays
  * compiled, and the present beliefs stay as they are until you propagate.
- *
- * Fails: usage - a real-valued function node, which has no table.
  */
 TV_API tv_status_t tv_node_touch_table(tv_node_t* node);
 
