@@ -1102,11 +1102,11 @@ TV_API tv_status_t tv_domain_set_ijt_nodes(tv_domain_t* domain, tv_node_t** node
 
 /**
  * Keeps a copy in memory of the junction tree tables without evidence, so that each later reset (see
- * tv_domain_propagate) is a copy instead of a computation. It costs as much memory again as the tables.
- * Touching a table makes a new copy necessary; the next reset makes it.
+ * tv_domain_propagate) is a copy instead of a computation. It costs as much memory again as the tables. Trees
+ * that are in sum equilibrium without evidence are copied at once, others at their next reset; touching a
+ * table makes a new copy necessary, which the next reset makes. Uncompiling forgets the wish.
  *
- * Fails: not_compiled; no_equilibrium - some tree has no valid tables; usage - evidence or another
- * equilibrium than sum is in the tables.
+ * Fails: not_compiled.
  */
 TV_API tv_status_t tv_domain_save_to_memory(tv_domain_t* domain);
 
@@ -1613,12 +1613,14 @@ TV_API double tv_node_get_variance(const tv_node_t* node);
  * The joint distribution of some discrete nodes given the evidence, whether or not they meet in one clique.
  *
  * The result is a table over the nodes in the given order (convention 9), summing to one. It is yours:
- * release it with tv_table_delete, before the domain. The present beliefs are not disturbed. Time and
- * memory grow with the table, and with what lies between the nodes in the tree.
+ * release it with tv_table_delete, before the domain. After max propagation its entries relate to the best
+ * one, which is 1; in fast-retraction mode the evidence on these nodes is left out. The present beliefs are
+ * not disturbed. Time and memory grow with the table, and with what lies between the nodes in the tree.
  *
- * Fails, returning NULL: usage - the list is empty, a node stands in it twice, is not discrete or belongs
- * to another domain; not_compiled; no_equilibrium; usage - a tree is not in sum equilibrium with normal
- * mode or without evidence; no_memory - also when the table's size does not fit into a size_t.
+ * Fails, returning NULL: usage - the list is empty, a node stands in it twice, belongs to another domain, or
+ * is neither discrete nor continuous; not_compiled; no_equilibrium - the tree of one of the nodes has no
+ * valid result; normalization - the joint sums to zero by underflow; no_memory - also when the table's size
+ * does not fit into a size_t. Continuous nodes: fails with tv_status_error in this version.
  */
 TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes);
 
