@@ -1,8 +1,11 @@
 // Greedy elimination: the best vertex by the scores of the method goes next, its neighbours are made
 // adjacent to each other, and the scores around it are adjusted, not counted anew.
 //
-// Ties: the heap starts in vertex order and an element moves only past one that it strictly beats; the
-// elements whose scores changed are sifted in the order in which the elimination met them.
+// Ties are left to the heap, which starts in vertex order and is made a heap from the back: an element
+// moves only past one that it strictly beats, and of two equal children the second goes up. After an
+// elimination the vertices whose scores changed are sifted again, the one met last first: the neighbours
+// are met in vertex order, then the others in the order of the fill-ins that touch them. Other ways to
+// settle ties are as good on the average; this one does well on the networks of the literature.
 #include <algorithm>
 #include <cmath>
 
@@ -84,7 +87,7 @@ class VertexHeap {
   void sift_down(size_t i) noexcept {
     const Vertex v = heap_[i];
     for (size_t child = 2 * i + 1; child < heap_.size(); child = 2 * i + 1) {
-      if (child + 1 < heap_.size() && score_is_better_than(heap_[child + 1], heap_[child])) ++child;
+      if (child + 1 < heap_.size() && !score_is_better_than(heap_[child], heap_[child + 1])) ++child;
       if (!score_is_better_than(heap_[child], v)) break;
       place(i, heap_[child]);
       i = child;
@@ -167,7 +170,7 @@ class GreedyEliminator {
     heap_.remove(v);
     records_[v].eliminated = true;
     take_out(v, neighbors);
-    for (const Vertex u : changed_) heap_.update(u);
+    for (size_t i = changed_.size(); i-- > 0;) heap_.update(changed_[i]);
     VertexSet clique = neighbors;
     clique.insert(std::lower_bound(clique.begin(), clique.end(), v), v);
     return clique;
