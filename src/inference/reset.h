@@ -1,11 +1,26 @@
-// Whether the tables of a tree still fit what they were initialised from.
+// Taking a tree back to its potentials.
 #pragma once
 
 #include "compile/forest.h"
 
 namespace tv {
 
+enum class ResetForm {
+  full,             // the next propagation starts from the potentials
+  fast_retraction,  // as `full`, and the tree is brought to sum equilibrium at once
+  recovery          // after a failure: never fails, looks at no potential
+};
+
+tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form);
+void recover_tree(JunctionTree& tree) noexcept;
+
 // Whether the selected states of required instantiations differ from those that the tables were built for.
 bool _tv_jt_has_new_tables(const JunctionTree& tree);
+
+// The node's potential has changed: the next propagation of its tree starts with a reset.
+void _tv_node_touch_table(Node& node) noexcept;
+
+// Counts the nodes whose entered evidence differs from the propagated one.
+void count_evidence_to_propagate(JunctionTree& tree) noexcept;
 
 }  // namespace tv

@@ -1,0 +1,76 @@
+// The quantitative half of compilation: tables, the check of the potentials, the first propagation and the
+// report of the beliefs.
+
+#include "api/boundary.h"
+#include "inference/engine.h"
+#include "inference/potential_report.h"
+#include "inference/propagate.h"
+#include "inference/report_beliefs.h"
+#include "text/trace.h"
+
+namespace tv {
+namespace {
+
+tv_status_t real_compile_quantitatively(Domain& domain, Trace& trace) {
+  domain.compiled = true;
+  if (tv_status_t status = create_engines(domain)) return status;
+  if (trace.enabled()) {
+    const tv_status_t status = inspect_all_potentials(domain, trace);
+    if (status != tv_status_none && status != tv_status_invalid_probability_potential) return status;
+  }
+  for (JunctionTree& tree : domain.forest->trees) tree.tables_touched = true;
+  if (tv_status_t status = _tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal)) return status;
+  if (trace.enabled())
+    if (tv_status_t status = _tv_domain_report_beliefs(domain, trace)) return status;
+  trace.flush();
+  return trace.status();
+}
+
+// Takes back what a failed compilation built, also when memory ran out on the way.
+class CompilationRollback {
+ public:
+  CompilationRollback(Domain& domain, bool triangulated_here) noexcept
+      : domain_(domain), triangulated_here_(triangulated_here) {}
+  ~CompilationRollback() {
+    if (kept_ || !domain_.forest) return;
+    if (domain_.compiled) destroy_engines(domain_);
+    domain_.compiled = false;
+    if (triangulated_here_) _tv_uncompile_domain_safely(domain_);
+    if (domain_.log) std::fflush(domain_.log);
+  }
+  CompilationRollback(const CompilationRollback&) = delete;
+  CompilationRollback& operator=(const CompilationRollback&) = delete;
+  void keep() noexcept { kept_ = true; }
+
+ private:
+  Domain& domain_;
+  bool triangulated_here_;
+  bool kept_ = false;
+};
+
+tv_status_t compile_quantitatively(Domain& domain, bool triangulated_here) {
+  CompilationRollback rollback(domain, triangulated_here);
+  Trace trace(domain);
+  if (tv_status_t status = real_compile_quantitatively(domain, trace)) return status;
+  rollback.keep();
+  return tv_status_none;
+}
+
+tv_status_t compile(Domain& domain) {
+  const bool triangulates = !is_triangulated(domain);
+  if (triangulates)
+    if (tv_status_t status = _tv_triangulate_domain(domain, tv_method_best_greedy)) return status;
+  return compile_quantitatively(domain, triangulates);
+}
+
+}  // namespace
+}  // namespace tv
+
+tv_status_t tv_domain_compile(tv_domain_t* domain) {
+  return tv::guarded([&]() -> tv_status_t {
+    if (!tv::check(domain && domain->counters.discrete + domain->counters.continuous > 0 &&
+                   !tv::is_compiled(*domain)))
+      return tv_status_usage;
+    return tv::compile(*domain);
+  });
+}

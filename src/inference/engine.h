@@ -1,0 +1,131 @@
+// The numbers of a compiled junction tree and the plans over them.
+//
+// Clique and separator tables are held restricted to what the hard evidence allows: a node that is
+// fixed to one state has no dimension, so that every pass costs time in proportion to the entries that
+// are still possible. Fixing a further node cuts the tables down in place; a reset forgets them, and the
+// next propagation builds them anew under its own evidence. The host sees full tables, made on request.
+//
+// Everything is allocated when the domain is compiled; a propagation allocates nothing.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "compile/forest.h"
+#include "tables/control.h"
+
+namespace tv {
+
+// A clique's or a separator's table restricted to the states that are fixed.
+struct RestrictedTable {
+  const NodeList* members = nullptr;
+  float* numbers = nullptr;            // shape.size of them; room for the full table
+  Shape shape;
+  std::vector<unsigned char> fixed;    // per member: it has no dimension because its state is fixed
+  std::vector<size_t> dimension_of;    // per member: its dimension in `shape`, or kNone
+};
+
+// A potential that is multiplied into a clique.
+struct PotentialPlan {
+  Node* node = nullptr;
+  size_t layout = kNone;               // of the table that `strides` were taken from; kNone: no table
+  std::vector<size_t> strides;         // per clique member, 0 where the potential lacks it
+  float uniform = 1.0f;                // every entry of a node without a table
+  Control control;
+};
+
+// The belief of a node read from a restricted table.
+struct BeliefPlan {
+  Node* node = nullptr;
+  size_t member = 0;                   // its position among the members
+  Control control;
+};
+
+struct SeparatorWork {
+  Separator* separator = nullptr;      // null for the root's place
+  RestrictedTable old;                 // the marginal that both sides agree on
+  float* ratio = nullptr;              // the update that the receiver still has to multiply in
+  std::vector<BeliefPlan> beliefs;     // nodes for which this is the smallest table
+};
+
+// One end of a separator as seen from a clique.
+struct LinkPlan {
+  size_t neighbor = 0;                 // position of the other clique
+  size_t back = 0;                     // the link of that clique that leads here
+  size_t separator = 0;                // position of the child's clique
+  std::vector<size_t> member_of;       // per clique member: its position in the separator, or kNone
+  Control control;
+};
+
+struct CliqueWork {
+  Clique* clique = nullptr;
+  RestrictedTable table;
+  bool initialized = false;            // the table holds at least the product of the potentials
+  size_t version = 0;                  // grows with every change, so that the host's copy can be told stale
+  size_t materialized = 0;             // the version that the host's copy shows
+  std::vector<PotentialPlan> potentials;
+  std::vector<LinkPlan> links;         // in the order of clique->links
+  std::vector<BeliefPlan> beliefs;     // nodes for which this is the smallest table
+  std::vector<size_t> findings;        // members whose update findings wait to be multiplied in
+};
+
+struct TreeEngine {
+  JunctionTree* tree = nullptr;
+  Domain* domain = nullptr;
+  std::vector<CliqueWork> cliques;         // by position in the tree
+  std::vector<SeparatorWork> separators;   // by position of the child clique
+  Block<float> numbers;                    // all tables and ratios
+  Block<double> totals;                    // marginals on their way into separators
+  Block<double> belief_totals;
+  std::vector<size_t> control_steps;       // the arrays of all controls
+  std::vector<Dimension> control_nests;
+  Control scalar;                          // meets a single entry everywhere
+
+  // The schedule of one propagation: marked cliques from the root outwards.
+  std::vector<size_t> order;
+  std::vector<size_t> reached_by;          // by clique: its link towards the root; kNone for the root and
+                                           // for cliques that take no part
+  std::vector<Step> steps;                 // of the pass that is being put together
+  std::vector<Control> finding_controls;   // of findings in that pass
+  std::vector<size_t> finding_steps;
+  std::vector<Dimension> finding_nests;
+
+  std::vector<Node*> pending;              // nodes whose evidence the current propagation takes in
+  std::vector<const Node*> trail;          // nodes that the d-connection search still has to visit
+
+  // The copy of the initial tables that the domain keeps when asked to.
+  bool keep_copy = false;
+  Block<float> copy;
+  std::vector<float> copied_beliefs;
+};
+
+inline TreeEngine& engine_of(const JunctionTree& tree) noexcept { return *tree.engine; }
+inline CliqueWork& work_of(const Clique& clique) noexcept {
+  return engine_of(*clique.tree).cliques[clique.position];
+}
+ParallelSettings parallel_settings(const Domain& domain) noexcept;
+
+// Entries of all clique and separator tables of a tree; kHugeSize when that does not fit.
+size_t table_entries(const JunctionTree& tree) noexcept;
+
+// Allocates the numbers and plans of every tree and the belief arrays of the nodes.
+tv_status_t create_engines(Domain& domain);
+void destroy_engines(Domain& domain) noexcept;
+
+// Restricts the tables to the nodes' `next_fixed_state`: makes plans for cliques whose fixed members
+// changed, and cuts initialised tables down (these can only gain fixed members).
+void apply_fixed_states(TreeEngine& engine) noexcept;
+
+// Forgets all numbers; the next propagation starts from the potentials.
+void forget_tables(TreeEngine& engine) noexcept;
+
+// The control of a single member of a restricted table.
+void plan_member(Control& control, const RestrictedTable& table, size_t member) noexcept;
+
+// Offset of the fixed states within a potential of a clique.
+size_t fixed_offset(const CliqueWork& work, const PotentialPlan& plan) noexcept;
+
+// Takes the strides of a potential from its node's present table, when they are not those in the plan.
+void refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept;
+
+}  // namespace tv

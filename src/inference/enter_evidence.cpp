@@ -1,0 +1,136 @@
+// Hard evidence fixes a state: the tables are cut down to it. Likelihoods become update findings, which are
+// multiplied into the node's home clique when that clique is next run over: entered evidence divided
+// by what is already in the tables.
+
+#include "inference/enter_evidence.h"
+
+#include <algorithm>
+
+#include "inference/evidence.h"
+#include "inference/messages.h"
+#include "inference/schedule.h"
+#include "tables/number_bounds.h"
+
+namespace tv {
+namespace {
+
+bool counts_as_zero(tv_number_t value) noexcept { return !(static_cast<double>(value) > kSmallestNormalFloat); }
+
+void copy_entered_finding(const Node& node) noexcept {
+  if (node.entered.state == kFindingVector)
+    std::copy(node.entered.finding.begin(), node.entered.finding.end(), compiled(node).propagated_finding);
+}
+
+// The change of a node's evidence is noted in its home clique, and in the conflict.
+void incorporate(TreeEngine& engine, const Node& node, ptrdiff_t state, const tv_number_t* finding,
+                 tv_equilibrium_t equilibrium) noexcept {
+  CompiledNode& data = compiled(node);
+  Clique& home = *data.home;
+  if (engine.tree->equilibrium != tv_equilibrium_none)
+    home.conflict *= probability_of_evidence(node, state, finding, equilibrium);
+  data.conflict_clique = &home;
+  home.marked = true;
+}
+
+void multiply_update_later(TreeEngine& engine, const Node& node) noexcept {
+  const Clique& home = *compiled(node).home;
+  engine.cliques[home.position].findings.push_back(home.members().position(&node));
+}
+
+// The finding that takes the propagated evidence T to the entered one.
+void make_update(const Node& node) noexcept {
+  CompiledNode& data = compiled(node);
+  const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
+  for (size_t i = 0; i < node.number_of_states; ++i) {
+    const tv_number_t old = propagated == kFindingVector ? data.propagated_finding[i] : 1.0f;
+    tv_number_t fresh = 1.0f;
+    if (entered == kFindingVector) fresh = node.entered.finding[i];
+    if (entered >= 0) fresh = static_cast<size_t>(entered) == i ? 1.0f : 0.0f;
+    data.update[i] = counts_as_zero(old) ? 0.0f : fresh / old;
+  }
+}
+
+void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibrium) noexcept {
+  CompiledNode& data = compiled(node);
+  const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
+  const bool only_selects =
+      entered >= 0 && (propagated == kNoEvidence || data.propagated_finding[entered] == 1.0f);
+  if (only_selects) {
+    incorporate(engine, node, entered, nullptr, equilibrium);
+  } else {
+    make_update(node);
+    incorporate(engine, node, kFindingVector, data.update, equilibrium);
+    multiply_update_later(engine, node);
+    copy_entered_finding(node);
+  }
+  data.propagated_state = entered;
+}
+
+// Fixes the nodes with a propagated state; cliques holding a newly fixed node are marked.
+void fix_states(TreeEngine& engine) noexcept {
+  bool changes = false;
+  for (const Node* node : engine.tree->nodes) {
+    CompiledNode& data = compiled(*node);
+    data.next_fixed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
+    changes |= data.next_fixed_state != data.fixed_state;
+  }
+  if (!changes) return;
+  mark_cliques_with_member(engine, [](const CompiledNode& data) {
+    return data.next_fixed_state >= 0 && data.next_fixed_state != data.fixed_state;
+  });
+  apply_fixed_states(engine);
+}
+
+bool must_be_retracted(const Node& node) noexcept {
+  const CompiledNode& data = compiled(node);
+  const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
+  if (propagated == kNoEvidence) return false;
+  if (propagated >= 0)
+    return entered == kNoEvidence ? node.number_of_states > 1 : entered != propagated;
+  if (entered >= 0) return counts_as_zero(data.propagated_finding[entered]);
+  for (size_t i = 0; i < node.number_of_states; ++i) {
+    const bool wanted = entered == kNoEvidence || node.entered.finding[i] > 0.0f;
+    if (wanted && counts_as_zero(data.propagated_finding[i])) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void collect_pending_nodes(TreeEngine& engine) noexcept {
+  engine.pending.clear();
+  if (engine.tree->evidence_to_propagate == 0) return;
+  for (Node* node : engine.tree->nodes)
+    if (_tv_node_evidence_to_propagate(*node)) engine.pending.push_back(node);
+}
+
+void copy_pending_evidence(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.pending) {
+    copy_entered_finding(*node);
+    compiled(*node).propagated_state = node->entered.state;
+  }
+}
+
+void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
+  for (const Node* node : engine.pending) enter_one(engine, *node, equilibrium);
+  fix_states(engine);
+}
+
+void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
+  for (const Node* node : engine.pending) compiled(*node).home->marked = true;
+  for (const Node* node : engine.tree->nodes) {
+    CompiledNode& data = compiled(*node);
+    if (data.propagated_state == kNoEvidence) continue;
+    incorporate(engine, *node, data.propagated_state, data.propagated_finding, equilibrium);
+    if (data.propagated_state != kFindingVector) continue;
+    std::copy(data.propagated_finding, data.propagated_finding + node->number_of_states, data.update);
+    multiply_update_later(engine, *node);
+  }
+  fix_states(engine);
+}
+
+bool evidence_must_be_retracted(const JunctionTree& tree) noexcept {
+  return std::any_of(tree.nodes.begin(), tree.nodes.end(), [](const Node* node) { return must_be_retracted(*node); });
+}
+
+}  // namespace tv

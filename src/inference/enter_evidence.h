@@ -1,0 +1,24 @@
+// Taking entered evidence into the tables of a tree.
+#pragma once
+
+#include "inference/engine.h"
+
+namespace tv {
+
+// Lists the nodes of the tree with evidence to propagate in `engine.pending`.
+void collect_pending_nodes(TreeEngine& engine) noexcept;
+
+// Makes the propagated evidence of the pending nodes equal to the entered one, without touching tables.
+void copy_pending_evidence(TreeEngine& engine) noexcept;
+
+// Normal mode: turns the pending evidence into fixed states and update findings, marks the cliques that
+// have work, and cuts the tables down to the states that are now fixed.
+void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
+
+// The same for all evidence of the tree, none of which is in the tables yet (after fast retraction).
+void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
+
+// Whether some evidence differs from the propagated one in a way that no multiplication can express.
+bool evidence_must_be_retracted(const JunctionTree& tree) noexcept;
+
+}  // namespace tv

@@ -1,0 +1,97 @@
+// Products and marginals of factors, each one pass under a control made for it.
+
+#include "inference/factor.h"
+
+#include <algorithm>
+
+#include "inference/findings_marginal.h"
+
+namespace tv {
+namespace {
+
+void meet(const std::vector<const Node*>& nodes, const std::vector<const Node*>& others, Shape& shape,
+          OwnControl& control) {
+  std::vector<size_t> counts;
+  for (const Node* node : nodes) {
+    size_t step = 0, stride = 1;
+    for (size_t i = others.size(); i-- > 0; stride *= others[i]->number_of_states)
+      if (others[i] == node) step = stride;
+    control.steps[counts.size()] = step;
+    counts.push_back(node->number_of_states);
+  }
+  shape.assign(counts.data(), counts.size());
+  finish_control(control, shape);
+}
+
+Factor from_totals(std::vector<const Node*> nodes, const Block<double>& totals) {
+  Factor factor = ones_over(std::move(nodes));
+  std::transform(totals.begin(), totals.end(), factor.numbers.begin(),
+                 [](double total) { return static_cast<float>(total); });
+  return factor;
+}
+
+size_t size_over(const std::vector<const Node*>& nodes) {
+  size_t size = 1;
+  for (const Node* node : nodes) size = size_multiply(size, node->number_of_states);
+  return size;
+}
+
+}  // namespace
+
+bool holds(const std::vector<const Node*>& nodes, const Node* node) noexcept {
+  return std::find(nodes.begin(), nodes.end(), node) != nodes.end();
+}
+
+Factor ones_over(std::vector<const Node*> nodes) {
+  Factor factor;
+  factor.size = size_over(nodes);
+  factor.numbers.allocate_uninitialized(factor.size);
+  std::fill(factor.numbers.begin(), factor.numbers.end(), 1.0f);
+  factor.nodes = std::move(nodes);
+  return factor;
+}
+
+void multiply_factor(Factor& target, const Factor& other, const ParallelSettings& settings) {
+  Shape shape;
+  OwnControl control(target.nodes.size());
+  meet(target.nodes, other.nodes, shape, control);
+  const Step step = {Operation::multiply, &control, other.numbers.data()};
+  run_pass(shape, target.numbers.data(), &step, 1, settings);
+}
+
+Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& kept, tv_equilibrium_t equilibrium,
+                          const ParallelSettings& settings) {
+  std::vector<const Node*> nodes;
+  for (const Node* node : factor.nodes)
+    if (holds(kept, node)) nodes.push_back(node);
+  Shape shape;
+  OwnControl control(factor.nodes.size());
+  meet(factor.nodes, nodes, shape, control);
+  Block<double> totals(size_over(nodes));
+  const Operation operation = equilibrium == tv_equilibrium_max ? Operation::max : Operation::sum;
+  const Step step = {operation, &control, nullptr, totals.data()};
+  run_pass(shape, factor.numbers.data(), &step, 1, settings);
+  return from_totals(std::move(nodes), totals);
+}
+
+Factor marginal_of_table(const RestrictedTable& table, const std::vector<const Node*>& kept,
+                         tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  std::vector<const Node*> nodes;
+  std::vector<size_t> steps(table.shape.counts.size() + 1, 0);
+  size_t stride = 1;
+  for (size_t m = table.members->size(); m-- > 0;) {
+    const Node* node = (*table.members)[m];
+    if (table.dimension_of[m] == kNone || !holds(kept, node)) continue;
+    steps[table.dimension_of[m]] = stride;
+    stride *= node->number_of_states;
+    nodes.insert(nodes.begin(), node);
+  }
+  Block<double> totals(stride);
+  const bool weighs = mode == tv_evidence_fast_retraction;
+  marginalize_with_findings(
+      table, [&](size_t member) { return !weighs || holds(kept, (*table.members)[member]); }, steps.data(),
+      equilibrium, totals.data());
+  return from_totals(std::move(nodes), totals);
+}
+
+}  // namespace tv

@@ -1,0 +1,33 @@
+// Small potentials over the nodes whose state is not fixed, for marginals that no clique holds.
+#pragma once
+
+#include <vector>
+
+#include "inference/engine.h"
+
+namespace tv {
+
+struct Factor {
+  std::vector<const Node*> nodes;  // each with two states or more; the last varies fastest
+  Block<float> numbers;
+  size_t size = 1;
+};
+
+bool holds(const std::vector<const Node*>& nodes, const Node* node) noexcept;
+
+// A factor of ones. std::bad_alloc also where the size does not fit.
+Factor ones_over(std::vector<const Node*> nodes);
+
+// target *= other; the other's nodes are among the target's.
+void multiply_factor(Factor& target, const Factor& other, const ParallelSettings& settings);
+
+// The sum (or maximum) over all nodes but `kept`, in the factor's order.
+Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& kept, tv_equilibrium_t equilibrium,
+                          const ParallelSettings& settings);
+
+// The entries of a restricted table marginalised onto the members `kept`, those summed out weighted with
+// their findings under fast retraction.
+Factor marginal_of_table(const RestrictedTable& table, const std::vector<const Node*>& kept,
+                         tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
+
+}  // namespace tv

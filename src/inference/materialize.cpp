@@ -1,0 +1,57 @@
+// Spreading a restricted clique table over the full one.
+
+#include "inference/materialize.h"
+
+#include <algorithm>
+
+#include "inference/engine.h"
+#include "tables/table_operations.h"
+
+namespace tv {
+namespace {
+
+void spread(const RestrictedTable& table, const Block<tv_number_t>& full) noexcept {
+  Dimension nest[64];
+  size_t count = 0, offset = 0, stride = 1, restricted_stride = 1;
+  for (size_t m = table.members->size(); m-- > 0;) {
+    const Node& node = *(*table.members)[m];
+    if (table.fixed[m]) offset += static_cast<size_t>(compiled(node).fixed_state) * stride;
+    if (table.dimension_of[m] != kNone) {
+      nest[count++] = {node.number_of_states, stride, restricted_stride};
+      restricted_stride *= node.number_of_states;
+    }
+    stride *= node.number_of_states;
+  }
+  std::reverse(nest, nest + count);
+  std::fill(full.begin(), full.end(), 0.0f);
+  kernels().assign(nest, count, full.data() + offset, table.numbers);
+}
+
+tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
+  std::fill(full.data.begin(), full.data.end(), 1.0f);
+  for (const PotentialPlan& plan : work.potentials) {
+    if (plan.node->table) {
+      if (tv_status_t status = multiply_table(full, *plan.node->table)) return status;
+    } else {
+      kernels().scale(full.data.data(), full.size, static_cast<double>(plan.uniform));
+    }
+  }
+  return tv_status_none;
+}
+
+}  // namespace
+
+tv_status_t materialize_clique(Table& table) {
+  const Clique& clique = *static_cast<const Clique*>(table.materialize_source);
+  CliqueWork& work = work_of(clique);
+  if (has_data(table) && work.materialized == work.version) return tv_status_none;
+  if (!has_data(table)) table.data.allocate_uninitialized(table.size);
+  if (work.initialized)
+    spread(work.table, table.data);
+  else if (tv_status_t status = multiply_potentials(work, table))
+    return status;
+  work.materialized = work.version;
+  return tv_status_none;
+}
+
+}  // namespace tv

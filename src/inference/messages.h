@@ -1,0 +1,28 @@
+// Collecting messages towards a root and distributing them from it.
+#pragma once
+
+#include "inference/engine.h"
+
+namespace tv {
+
+struct Sweep {
+  TreeEngine& engine;
+  tv_equilibrium_t equilibrium;      // what is propagated: sum or max
+  tv_evidence_mode_t mode;
+  bool first = false;                // no separator has a past: nothing to divide by
+  bool plain = false;                // initialising: neither rescaling nor a normalisation constant
+};
+
+// Collect to `root` over the marked cliques, then normalise the root; distribute over the cliques marked by
+// then. Nodes with `belief_wanted` get new beliefs.
+tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root);
+
+// `overflow` or `inconsistency_or_underflow` when a normalising factor leaves the range of normal floats.
+tv_status_t _tv_check_norm_factor(double factor) noexcept;
+
+// The probability of a node's evidence under its present belief: `state` >= 0 selects one state,
+// kFindingVector weighs with `finding`, kNoEvidence gives 1 (for max the best entry).
+double probability_of_evidence(const Node& node, ptrdiff_t state, const tv_number_t* finding,
+                               tv_equilibrium_t equilibrium) noexcept;
+
+}  // namespace tv

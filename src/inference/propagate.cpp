@@ -1,0 +1,229 @@
+// Propagation: decides for each tree whether it must start anew, what is entered, who takes part and whose
+// beliefs change; the messages themselves are passed elsewhere.
+
+#include "inference/propagate.h"
+
+#include "api/boundary.h"
+#include "inference/d_connection.h"
+#include "inference/engine.h"
+#include "inference/enter_evidence.h"
+#include "inference/evidence.h"
+#include "inference/messages.h"
+#include "inference/reset.h"
+#include "inference/schedule.h"
+#include "inference/tree_order.h"
+
+namespace tv {
+namespace {
+
+bool decision_evidence_changes(const JunctionTree& tree) noexcept {
+  for (const Node* node : tree.nodes)
+    if (node->category == tv_category_decision && _tv_node_evidence_to_propagate(*node)) return true;
+  return false;
+}
+
+bool reset_is_needed(const JunctionTree& tree, tv_evidence_mode_t mode) {
+  if (tree.tables_touched || tree.equilibrium == tv_equilibrium_none || _tv_jt_has_new_tables(tree)) return true;
+  if (mode == tv_evidence_fast_retraction) {
+    if (tree.mode != tv_evidence_fast_retraction && tree.evidence_propagated) return true;
+  } else if (tree.evidence_to_propagate > 0 && tree.mode != tv_evidence_fast_retraction && tree.evidence_propagated &&
+             evidence_must_be_retracted(tree)) {
+    return true;
+  }
+  return tree.evidence_to_propagate > 0 && decision_evidence_changes(tree);
+}
+
+bool has_nothing_to_do(const JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+  return tree.equilibrium == equilibrium && (tree.mode == mode || !tree.evidence_propagated) &&
+         tree.evidence_to_propagate == 0;
+}
+
+void start_step(JunctionTree& tree) noexcept {
+  for (size_t c = 0; c < tree.clique_count(); ++c) tree.cliques[c]->conflict = 1.0;
+  for (const Node* node : tree.nodes) {
+    compiled(*node).conflict_clique = nullptr;
+    compiled(*node).belief_wanted = false;
+  }
+  tree.conflict = tree.step_constant = 1.0;
+  tree.step_log_constant = 0.0;
+}
+
+void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
+  TreeEngine& engine = engine_of(tree);
+  if (tree.equilibrium == equilibrium)
+    clear_marks(engine);
+  else
+    mark_all_cliques(engine);
+  if (tree.mode == tv_evidence_fast_retraction) {
+    copy_pending_evidence(engine);
+    enter_all_evidence(engine, equilibrium);
+  } else {
+    enter_pending_evidence(engine, equilibrium);
+  }
+}
+
+void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
+  TreeEngine& engine = engine_of(tree);
+  if (tree.equilibrium == equilibrium) {
+    clear_marks(engine);
+    for (const Node* node : engine.pending) compiled(*node).home->marked = true;
+  } else {
+    mark_all_cliques(engine);
+  }
+  copy_pending_evidence(engine);
+}
+
+// Only sums are left alone by nodes that evidence cannot reach: the largest entry over an unobserved common
+// effect depends on all its causes.
+void want_beliefs(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+  const bool prunes = equilibrium == tv_equilibrium_sum && tree.equilibrium == equilibrium &&
+                      mode == tv_evidence_normal &&
+                      (tree.mode == tv_evidence_normal || !tree.evidence_propagated) &&
+                      tree.approximation_constant == 1.0;
+  if (prunes) return want_d_connected_beliefs(engine_of(tree));
+  for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
+}
+
+void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+  tree.equilibrium = equilibrium;
+  tree.mode = mode;
+  tree.evidence_to_propagate = 0;
+  tree.evidence_propagated = tree.likelihood_propagated = false;
+  for (const Node* node : tree.nodes) {
+    tree.evidence_propagated |= _tv_node_evidence_is_propagated(*node);
+    tree.likelihood_propagated |= _tv_node_likelihood_is_propagated(*node);
+  }
+}
+
+// Leaves the tree valid, however the work was left.
+class Recovery {
+ public:
+  explicit Recovery(JunctionTree& tree) noexcept : tree_(&tree) {}
+  ~Recovery() {
+    if (tree_) recover_tree(*tree_);
+  }
+  Recovery(const Recovery&) = delete;
+  Recovery& operator=(const Recovery&) = delete;
+  void dismiss() noexcept { tree_ = nullptr; }
+
+ private:
+  JunctionTree* tree_;
+};
+
+// The same for all trees of a domain, and for the marks that walking them leaves.
+class DomainRecovery {
+ public:
+  explicit DomainRecovery(Domain& domain) noexcept : domain_(&domain) {}
+  ~DomainRecovery() {
+    if (domain_)
+      for (JunctionTree& tree : domain_->forest->trees) recover_tree(tree);
+  }
+  DomainRecovery(const DomainRecovery&) = delete;
+  DomainRecovery& operator=(const DomainRecovery&) = delete;
+  void dismiss() noexcept { domain_ = nullptr; }
+
+ private:
+  Domain* domain_;
+};
+
+bool is_equilibrium(tv_equilibrium_t equilibrium) noexcept {
+  return equilibrium == tv_equilibrium_sum || equilibrium == tv_equilibrium_max;
+}
+
+bool is_mode(tv_evidence_mode_t mode) noexcept {
+  return mode == tv_evidence_normal || mode == tv_evidence_fast_retraction;
+}
+
+bool is_plain_request(tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+  return equilibrium == tv_equilibrium_sum && mode == tv_evidence_normal;
+}
+
+tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  if (!is_compiled(*tree.domain)) return tv_status_not_compiled;
+  if (tree.has_continuous && !is_plain_request(equilibrium, mode)) return tv_status_usage;
+  if (!_tv_jt_evidence_is_valid(tree) || !_tv_domain_ijt_nodes_are_instantiated(*tree.domain))
+    return tv_status_invalid_evidence;
+  return _tv_jt_make_consistent(tree, root, equilibrium, mode);
+}
+
+}  // namespace
+
+tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
+                                   tv_evidence_mode_t mode) {
+  TreeEngine& engine = engine_of(tree);
+  Recovery recovery(tree);
+  if (reset_is_needed(tree, mode)) {
+    const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction : ResetForm::full;
+    if (tv_status_t status = _tv_jt_reset_inference_engine(tree, form)) return status;
+  }
+  if (has_nothing_to_do(tree, equilibrium, mode)) {
+    recovery.dismiss();
+    return tv_status_none;
+  }
+  start_step(tree);
+  collect_pending_nodes(engine);
+  if (mode == tv_evidence_normal)
+    enter_normal(tree, equilibrium);
+  else
+    enter_for_fast_retraction(tree, equilibrium);
+  const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
+  want_beliefs(tree, equilibrium, mode);
+  const Sweep sweep = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
+  if (tv_status_t status = _tv_jt_global_propagate(sweep, start)) return status;
+  note_success(tree, equilibrium, mode);
+  recovery.dismiss();
+  return tv_status_none;
+}
+
+tv_status_t _tv_domain_propagate(Domain& domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  DomainRecovery recovery(domain);
+  const auto propagate = [&](JunctionTree& tree) {
+    return _tv_jt_make_consistent(tree, nullptr, equilibrium, mode);
+  };
+  if (tv_status_t status = for_each_tree_in_order(domain, propagate)) return status;
+  recovery.dismiss();
+  return tv_status_none;
+}
+
+}  // namespace tv
+
+tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  return tv::guarded([&]() -> tv_status_t {
+    if (!tv::check(domain && tv::is_equilibrium(equilibrium) && tv::is_mode(mode))) return tv_status_usage;
+    if (!tv::is_compiled(*domain)) return tv_status_not_compiled;
+    if (domain->counters.continuous > 0 && !tv::is_plain_request(equilibrium, mode)) return tv_status_usage;
+    if (!tv::_tv_domain_evidence_is_valid(*domain) || !tv::_tv_domain_ijt_nodes_are_instantiated(*domain))
+      return tv_status_invalid_evidence;
+    return tv::_tv_domain_propagate(*domain, equilibrium, mode);
+  });
+}
+
+tv_status_t tv_jt_propagate(tv_junction_tree_t* jt, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  return tv::guarded([&]() -> tv_status_t {
+    if (!tv::check(jt && tv::is_equilibrium(equilibrium) && tv::is_mode(mode))) return tv_status_usage;
+    return tv::propagate_tree(*jt, nullptr, equilibrium, mode);
+  });
+}
+
+tv_status_t tv_clique_propagate(tv_clique_t* clique, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  return tv::guarded([&]() -> tv_status_t {
+    if (!tv::check(clique && tv::is_equilibrium(equilibrium) && tv::is_mode(mode))) return tv_status_usage;
+    return tv::propagate_tree(*clique->tree, clique, equilibrium, mode);
+  });
+}
+
+tv_status_t tv_domain_reset_inference_engine(tv_domain_t* domain) {
+  return tv::guarded([&]() -> tv_status_t {
+    if (!tv::check(domain)) return tv_status_usage;
+    if (!tv::is_compiled(*domain)) return tv_status_not_compiled;
+    if (!tv::_tv_domain_ijt_nodes_are_instantiated(*domain)) return tv_status_invalid_evidence;
+    return tv::for_each_tree_in_order(*domain, [](tv::JunctionTree& tree) {
+      return tv::_tv_jt_reset_inference_engine(tree, tv::ResetForm::full);
+    });
+  });
+}
+
+tv_status_t tv_domain_initialize(tv_domain_t* domain) {
+  if (tv_status_t status = tv_domain_reset_inference_engine(domain)) return status;
+  return tv_domain_retract_findings(domain);
+}

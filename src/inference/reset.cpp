@@ -1,0 +1,207 @@
+// Resetting the inference engine. A reset computes nothing by itself: it forgets the tables, and the next
+// propagation multiplies the potentials under its own evidence, so that entries which that evidence
+// rules out are never touched. Only where an equilibrium without evidence is needed (fast retraction, a
+// kept copy of the initial tables) are the tables brought to it at once.
+
+#include "inference/reset.h"
+
+#include <algorithm>
+
+#include "api/boundary.h"
+#include "inference/engine.h"
+#include "inference/evidence.h"
+#include "inference/messages.h"
+#include "inference/schedule.h"
+#include "tables/table_operations.h"
+
+namespace tv {
+namespace {
+
+void clear_state(JunctionTree& tree) noexcept {
+  tree.equilibrium = tv_equilibrium_none;
+  tree.mode = tv_evidence_normal;
+  tree.step_constant = tree.constant = tree.conflict = 1.0;
+  tree.step_log_constant = tree.log_constant = 0.0;
+  tree.evidence_propagated = tree.likelihood_propagated = tree.cg_evidence_propagated = false;
+  for (size_t c = 0; c < tree.clique_count(); ++c) {
+    tree.cliques[c]->conflict = 1.0;
+    tree.cliques[c]->marked = false;
+  }
+  for (const Node* node : tree.nodes) {
+    CompiledNode& data = compiled(*node);
+    data.conflict_clique = nullptr;
+    data.propagated_state = kNoEvidence;
+    data.value_propagated = false;
+    data.belief_wanted = false;
+  }
+  // The evidence of required instantiations becomes part of the initial tables.
+  for (const Node* node : tree.domain->required_instantiations)
+    if (compiled(*node).tree == &tree && node->entered.state >= 0)
+      compiled(*node).propagated_state = node->entered.state;
+}
+
+tv_status_t jt_check_user_potentials(JunctionTree& tree) {
+  for (Node* node : tree.nodes) {
+    if (node->table_checked || !node->table || node->category == tv_category_utility) continue;
+    if (tv_status_t status = validate_conditional_probability_potential(*node->table, true)) return status;
+    node->table_checked = true;
+  }
+  return tv_status_none;
+}
+
+// The configuration of the required instantiations among the nodes of a node's table; kNone without any.
+size_t configuration_of_required(const Node& node) noexcept {
+  const NodeList& required = node.domain->required_instantiations;
+  size_t index = kNone;
+  if (!node.table) return index;
+  for (const Node* member : node.table->nodes) {
+    if (!required.contains(member)) continue;
+    const size_t state = member->entered.state >= 0 ? static_cast<size_t>(member->entered.state) : 0;
+    index = (index == kNone ? 0 : index * member->number_of_states) + state;
+  }
+  return index;
+}
+
+void remember_configurations(JunctionTree& tree) noexcept {
+  if (tree.domain->required_instantiations.empty()) return;
+  for (const Node* node : tree.nodes) {
+    compiled(*node).table_configuration = configuration_of_required(*node);
+    compiled(*node).table_configuration_known = true;
+  }
+}
+
+void fix_propagated_states(JunctionTree& tree) noexcept {
+  for (const Node* node : tree.nodes) compiled(*node).next_fixed_state = compiled(*node).propagated_state;
+  apply_fixed_states(engine_of(tree));
+}
+
+tv_status_t initialize_to_sum(JunctionTree& tree) {
+  TreeEngine& engine = engine_of(tree);
+  fix_propagated_states(tree);
+  mark_all_cliques(engine);
+  for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
+  const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal, true, true};
+  if (tv_status_t status = _tv_jt_global_propagate(sweep, 0)) return status;
+  tree.equilibrium = tv_equilibrium_sum;
+  return tv_status_none;
+}
+
+void save_tables(JunctionTree& tree) {
+  TreeEngine& engine = engine_of(tree);
+  Block<float> copy;
+  copy.allocate_uninitialized(engine.numbers.size());
+  std::copy(engine.numbers.begin(), engine.numbers.end(), copy.begin());
+  std::vector<float> beliefs;
+  for (const Node* node : tree.nodes)
+    beliefs.insert(beliefs.end(), compiled(*node).belief, compiled(*node).belief + node->number_of_states);
+  engine.copied_beliefs = std::move(beliefs);
+  engine.copy = std::move(copy);
+}
+
+void load_tables(JunctionTree& tree) noexcept {
+  TreeEngine& engine = engine_of(tree);
+  forget_tables(engine);
+  fix_propagated_states(tree);
+  std::copy(engine.copy.begin(), engine.copy.end(), engine.numbers.begin());
+  for (CliqueWork& work : engine.cliques) work.initialized = true;
+  const float* beliefs = engine.copied_beliefs.data();
+  for (const Node* node : tree.nodes) {
+    std::copy(beliefs, beliefs + node->number_of_states, compiled(*node).belief);
+    beliefs += node->number_of_states;
+  }
+  tree.equilibrium = tv_equilibrium_sum;
+}
+
+}  // namespace
+
+bool _tv_jt_has_new_tables(const JunctionTree& tree) {
+  if (tree.domain->required_instantiations.empty()) return false;
+  for (const Node* node : tree.nodes) {
+    const CompiledNode& data = compiled(*node);
+    const size_t present = configuration_of_required(*node);
+    if (present != kNone && !(data.table_configuration_known && data.table_configuration == present)) return true;
+  }
+  return false;
+}
+
+void count_evidence_to_propagate(JunctionTree& tree) noexcept {
+  tree.evidence_to_propagate = 0;
+  for (const Node* node : tree.nodes) tree.evidence_to_propagate += _tv_node_evidence_to_propagate(*node);
+}
+
+void recover_tree(JunctionTree& tree) noexcept {
+  clear_state(tree);
+  count_evidence_to_propagate(tree);
+  forget_tables(engine_of(tree));
+}
+
+tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
+  TreeEngine& engine = engine_of(tree);
+  const bool new_tables = _tv_jt_has_new_tables(tree);
+  recover_tree(tree);
+  if (form == ResetForm::recovery) return tv_status_none;
+  if (!tree.tables_touched && engine.keep_copy && engine.copy.data() && !new_tables) {
+    load_tables(tree);
+    return tv_status_none;
+  }
+  if (tree.tables_touched)
+    if (tv_status_t status = jt_check_user_potentials(tree)) return status;
+  remember_configurations(tree);
+  tree.approximation_constant = 1.0;
+  if (form == ResetForm::fast_retraction || engine.keep_copy)
+    if (tv_status_t status = initialize_to_sum(tree)) return status;
+  if (engine.keep_copy) save_tables(tree);
+  tree.tables_touched = false;
+  return tv_status_none;
+}
+
+void _tv_node_touch_table(Node& node) noexcept {
+  node.table_checked = false;
+  if (!is_compiled(*node.domain)) return;
+  CompiledNode& data = compiled(node);
+  data.table_configuration_known = false;
+  JunctionTree* tree = data.tree ? data.tree : data.assigned ? data.assigned->tree : nullptr;
+  if (tree) tree->tables_touched = true;
+}
+
+namespace {
+
+bool holds_initial_tables(const JunctionTree& tree) noexcept {
+  return tree.equilibrium == tv_equilibrium_sum && tree.mode == tv_evidence_normal && !tree.evidence_propagated &&
+         !tree.tables_touched;
+}
+
+tv_status_t save_domain_to_memory(Domain& domain) {
+  for (JunctionTree& tree : domain.forest->trees)
+    if (holds_initial_tables(tree)) save_tables(tree);
+  for (JunctionTree& tree : domain.forest->trees) engine_of(tree).keep_copy = true;
+  return tv_status_none;
+}
+
+}  // namespace
+}  // namespace tv
+
+tv_status_t tv_node_touch_table(tv_node_t* node) {
+  if (tv::check(node && node->kind != tv_kind_error)) tv::_tv_node_touch_table(*node);
+  return tv::current_status();
+}
+
+tv_status_t tv_domain_save_to_memory(tv_domain_t* domain) {
+  return tv::guarded([&]() -> tv_status_t {
+    if (!tv::check(domain)) return tv_status_usage;
+    if (!tv::is_compiled(*domain)) return tv_status_not_compiled;
+    return tv::save_domain_to_memory(*domain);
+  });
+}
+
+tv_status_t tv_domain_reclaim_memory_tables(tv_domain_t* domain) {
+  if (!tv::check(domain)) return tv_status_usage;
+  if (!tv::is_compiled(*domain)) return tv::store_status(tv_status_not_compiled);
+  for (tv::JunctionTree& tree : domain->forest->trees) {
+    tv::TreeEngine& engine = tv::engine_of(tree);
+    engine.keep_copy = false;
+    engine.copy.reset();
+    engine.copied_beliefs = {};
+  }
+  return tv_status_none;
+}

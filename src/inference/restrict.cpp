@@ -1,0 +1,138 @@
+// Restricting tables to fixed states: which dimensions remain, the plans over them, and cutting
+// initialised tables down in place.
+
+#include <algorithm>
+
+#include "inference/engine.h"
+
+namespace tv {
+namespace {
+
+bool becomes_fixed(const Node* node) noexcept { return compiled(*node).next_fixed_state >= 0; }
+
+bool pattern_changes(const RestrictedTable& table) noexcept {
+  for (size_t m = 0; m < table.members->size(); ++m)
+    if (table.fixed[m] != static_cast<unsigned char>(becomes_fixed((*table.members)[m]))) return true;
+  return false;
+}
+
+// Copies the entries that agree with the newly fixed states to the front. Kept dimensions stay in order,
+// so that an entry never moves behind one that is still to be read.
+void cut_down(const RestrictedTable& table) noexcept {
+  Dimension nest[64];
+  size_t offset = 0, stride = 1, kept = 1, count = 0;
+  for (size_t m = table.members->size(); m-- > 0;) {
+    const size_t d = table.dimension_of[m];
+    if (d == kNone) continue;
+    const size_t states = table.shape.counts[d];
+    const Node* node = (*table.members)[m];
+    if (becomes_fixed(node)) {
+      offset += static_cast<size_t>(compiled(*node).next_fixed_state) * stride;
+    } else {
+      nest[count++] = {states, kept, stride};
+      kept *= states;
+    }
+    stride *= states;
+  }
+  std::reverse(nest, nest + count);
+  kernels().assign(nest, count, table.numbers, table.numbers + offset);
+}
+
+void set_shape(RestrictedTable& table) noexcept {
+  size_t counts[64], dimensions = 0;
+  for (size_t m = 0; m < table.members->size(); ++m) {
+    const Node* node = (*table.members)[m];
+    table.fixed[m] = becomes_fixed(node);
+    const bool spans = !table.fixed[m] && node->number_of_states > 1;
+    table.dimension_of[m] = spans ? dimensions : kNone;
+    if (spans) counts[dimensions++] = node->number_of_states;
+  }
+  table.shape.assign(counts, dimensions);
+}
+
+void restrict_table(RestrictedTable& table, bool has_numbers) noexcept {
+  if (has_numbers) cut_down(table);
+  set_shape(table);
+}
+
+void plan_beliefs(std::vector<BeliefPlan>& plans, const RestrictedTable& table) noexcept {
+  for (BeliefPlan& plan : plans) plan_member(plan.control, table, plan.member);
+}
+
+void plan_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
+  for (size_t m = 0; m < plan.strides.size(); ++m)
+    if (const size_t d = work.table.dimension_of[m]; d != kNone) plan.control.steps[d] = plan.strides[m];
+  finish_control(plan.control, work.table.shape);
+}
+
+void plan_link(CliqueWork& work, LinkPlan& link, const SeparatorWork& separator) noexcept {
+  const RestrictedTable& other = separator.old;
+  size_t strides[64], stride = 1;
+  for (size_t d = other.shape.counts.size(); d-- > 0; stride *= other.shape.counts[d]) strides[d] = stride;
+  for (size_t m = 0; m < link.member_of.size(); ++m) {
+    const size_t d = work.table.dimension_of[m];
+    if (d == kNone) continue;
+    const size_t there = link.member_of[m];
+    link.control.steps[d] = there == kNone ? 0 : strides[other.dimension_of[there]];
+  }
+  finish_control(link.control, work.table.shape);
+}
+
+}  // namespace
+
+void plan_member(Control& control, const RestrictedTable& table, size_t member) noexcept {
+  std::fill(control.steps, control.steps + table.shape.counts.size(), 0);
+  if (table.dimension_of[member] != kNone) control.steps[table.dimension_of[member]] = 1;
+  finish_control(control, table.shape);
+}
+
+void refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
+  const Table* table = plan.node->table.get();
+  const size_t layout = table ? table->layout : kNone;
+  plan.uniform = 1.0f / static_cast<float>(plan.node->number_of_states);
+  if (layout == plan.layout) return;
+  plan.layout = layout;
+  std::fill(plan.strides.begin(), plan.strides.end(), 0);
+  if (table) {
+    size_t stride = 1;
+    for (size_t i = table->discrete_count; i-- > 0; stride *= table->nodes[i]->number_of_states)
+      plan.strides[work.table.members->position(table->nodes[i])] = stride;
+  }
+  plan_potential(work, plan);
+}
+
+size_t fixed_offset(const CliqueWork& work, const PotentialPlan& plan) noexcept {
+  size_t offset = 0;
+  for (size_t m = 0; m < plan.strides.size(); ++m)
+    if (work.table.fixed[m])
+      offset += plan.strides[m] * static_cast<size_t>(compiled(*(*work.table.members)[m]).fixed_state);
+  return offset;
+}
+
+void apply_fixed_states(TreeEngine& engine) noexcept {
+  // Separators first: the plans of links need their new shapes.
+  for (SeparatorWork& work : engine.separators) {
+    if (!work.separator || !pattern_changes(work.old)) continue;
+    restrict_table(work.old, engine.cliques[work.separator->child->position].initialized);
+    plan_beliefs(work.beliefs, work.old);
+  }
+  for (CliqueWork& work : engine.cliques) {
+    if (!pattern_changes(work.table)) continue;
+    restrict_table(work.table, work.initialized);
+    ++work.version;
+    for (PotentialPlan& plan : work.potentials) plan_potential(work, plan);
+    for (LinkPlan& link : work.links) plan_link(work, link, engine.separators[link.separator]);
+    plan_beliefs(work.beliefs, work.table);
+  }
+  for (const Node* node : engine.tree->nodes) compiled(*node).fixed_state = compiled(*node).next_fixed_state;
+}
+
+void forget_tables(TreeEngine& engine) noexcept {
+  for (CliqueWork& work : engine.cliques) {
+    work.initialized = false;
+    work.findings.clear();
+    ++work.version;
+  }
+}
+
+}  // namespace tv

@@ -1,0 +1,59 @@
+// Prerequisites between trees, followed through real-valued function nodes.
+
+#include "inference/tree_order.h"
+
+#include <algorithm>
+
+namespace tv {
+namespace {
+
+// The other trees that `tree` waits for.
+std::vector<JunctionTree*> prerequisites(const JunctionTree& tree) {
+  std::vector<JunctionTree*> found;
+  std::vector<const Node*> open(tree.nodes.begin(), tree.nodes.end());
+  std::vector<bool> seen(tree.domain->node_count, false);
+  while (!open.empty()) {
+    const Node* node = open.back();
+    open.pop_back();
+    for (const Node* parent : node->parents) {
+      JunctionTree* other = compiled(*parent).tree;
+      if (other == &tree || seen[parent->number - 1]) continue;
+      seen[parent->number - 1] = true;
+      if (!other)
+        open.push_back(parent);
+      else if (std::find(found.begin(), found.end(), other) == found.end())
+        found.push_back(other);
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+std::vector<JunctionTree*> trees_in_order(const Domain& domain) {
+  std::vector<JunctionTree*> order;
+  for (JunctionTree& tree : domain.forest->trees) tree.done = false;
+  std::vector<JunctionTree*> open;
+  for (JunctionTree& start : domain.forest->trees) {
+    open.push_back(&start);
+    while (!open.empty()) {
+      JunctionTree* tree = open.back();
+      bool waits = false;
+      if (!tree->done) {
+        tree->done = true;  // also keeps a tree that waits from being opened twice
+        for (JunctionTree* other : prerequisites(*tree))
+          if (!other->done) {
+            open.push_back(other);
+            waits = true;
+          }
+      }
+      if (waits) continue;
+      open.pop_back();
+      if (std::find(order.begin(), order.end(), tree) == order.end()) order.push_back(tree);
+    }
+  }
+  for (JunctionTree& tree : domain.forest->trees) tree.done = false;
+  return order;
+}
+
+}  // namespace tv
