@@ -34,17 +34,15 @@ struct ControlRoom {
 };
 
 void give_controls(TreeEngine& engine, ControlRoom& room) noexcept {
-  size_t largest = 0;
   for (CliqueWork& work : engine.cliques) {
     const size_t members = work.table.members->size();
-    largest = std::max(largest, members);
+    room.give(work.scalar, members);
     for (PotentialPlan& plan : work.potentials) room.give(plan.control, members);
     for (LinkPlan& link : work.links) room.give(link.control, members);
     for (BeliefPlan& plan : work.beliefs) room.give(plan.control, members);
   }
   for (SeparatorWork& work : engine.separators)
     for (BeliefPlan& plan : work.beliefs) room.give(plan.control, work.old.members->size());
-  room.give(engine.scalar, largest);
 }
 
 void add_links(TreeEngine& engine, CliqueWork& work) {

@@ -66,6 +66,7 @@ struct CliqueWork {
   std::vector<PotentialPlan> potentials;
   std::vector<LinkPlan> links;         // in the order of clique->links
   std::vector<BeliefPlan> beliefs;     // nodes for which this is the smallest table
+  Control scalar;                      // meets one and the same entry everywhere
   std::vector<size_t> findings;        // members whose update findings wait to be multiplied in
 };
 
@@ -79,7 +80,6 @@ struct TreeEngine {
   Block<double> belief_totals;
   std::vector<size_t> control_steps;       // the arrays of all controls
   std::vector<Dimension> control_nests;
-  Control scalar;                          // meets a single entry everywhere
 
   // The schedule of one propagation: marked cliques from the root outwards.
   std::vector<size_t> order;

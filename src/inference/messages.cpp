@@ -30,10 +30,10 @@ void add_initial_product(TreeEngine& engine, CliqueWork& work) {
     if (table)
       engine.steps.push_back({operation, &plan.control, table->data.data() + fixed_offset(work, plan)});
     else
-      engine.steps.push_back({operation, &engine.scalar, &plan.uniform});
+      engine.steps.push_back({operation, &work.scalar, &plan.uniform});
     operation = Operation::multiply;
   }
-  if (work.potentials.empty()) engine.steps.push_back({Operation::assign, &engine.scalar, &kOne});
+  if (work.potentials.empty()) engine.steps.push_back({Operation::assign, &work.scalar, &kOne});
 }
 
 // Findings that were entered on members since the last propagation.
@@ -44,7 +44,7 @@ void add_findings(TreeEngine& engine, CliqueWork& work) {
     const float* update = data.update;
     if (work.table.dimension_of[member] == kNone) {
       const size_t state = work.table.fixed[member] ? static_cast<size_t>(data.fixed_state) : 0;
-      engine.steps.push_back({Operation::multiply, &engine.scalar, update + state});
+      engine.steps.push_back({Operation::multiply, &work.scalar, update + state});
       continue;
     }
     Control control;
@@ -140,7 +140,7 @@ tv_status_t collect_from(const Sweep& sweep, size_t clique) {
   double table_sum = 0.0;
   add_updates(engine, work, via);
   if (sweep.equilibrium == tv_equilibrium_max)
-    engine.steps.push_back({Operation::sum, &engine.scalar, nullptr, &table_sum});
+    engine.steps.push_back({Operation::sum, &work.scalar, nullptr, &table_sum});
   if (sweep.mode == tv_evidence_normal) engine.steps.push_back({marginal_of(sweep), &link.control, nullptr, totals});
   run_steps(engine, work);
   if (sweep.equilibrium == tv_equilibrium_max)
@@ -156,7 +156,7 @@ tv_status_t collect_root(const Sweep& sweep, size_t root, double& constant) {
   CliqueWork& work = engine.cliques[root];
   add_updates(engine, work, kNone);
   constant = 0.0;
-  engine.steps.push_back({marginal_of(sweep), &engine.scalar, nullptr, &constant});
+  engine.steps.push_back({marginal_of(sweep), &work.scalar, nullptr, &constant});
   run_steps(engine, work);
   if (sweep.plain) return tv_status_none;
   if (tv_status_t status = _tv_check_norm_factor(constant)) return status;
@@ -280,7 +280,7 @@ tv_status_t distribute_from(const Sweep& sweep, size_t clique, const float* inve
   const size_t via = engine.reached_by[clique];
   engine.steps.clear();
   if (via == kNone) {
-    if (inverse) engine.steps.push_back({Operation::multiply, &engine.scalar, inverse});
+    if (inverse) engine.steps.push_back({Operation::multiply, &work.scalar, inverse});
   } else {
     engine.steps.push_back({Operation::multiply, &work.links[via].control,
                             engine.separators[work.links[via].separator].ratio});

@@ -120,6 +120,7 @@ void apply_fixed_states(TreeEngine& engine) noexcept {
     if (!pattern_changes(work.table)) continue;
     restrict_table(work.table, work.initialized);
     ++work.version;
+    finish_control(work.scalar, work.table.shape);  // its steps are all zero
     for (PotentialPlan& plan : work.potentials) plan_potential(work, plan);
     for (LinkPlan& link : work.links) plan_link(work, link, engine.separators[link.separator]);
     plan_beliefs(work.beliefs, work.table);
