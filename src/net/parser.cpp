@@ -129,8 +129,8 @@ tv_status_t NetParser::parse_net() {
     if (token == punctuation('}')) return tv_status_none;
     if (token != Token::name) return fail("`}' or an attribute name expected");
     const std::string name = lexer_.text();
-    if (tv_status_t status = check_new_key(net_keys_, name)) return status;
     if (tv_status_t status = expect('=')) return status;
+    if (tv_status_t status = check_new_key(net_keys_, name)) return status;
     if (name == "node_size") {
       double width, height;
       if (tv_status_t status = parse_pair(width, height)) return status;
