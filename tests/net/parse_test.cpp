@@ -35,7 +35,7 @@ TEST(Parse, BuildsEveryKindOfNode) {
   tv_domain_get_node_size(domain, &width, &height);
   EXPECT_EQ(90u, width);
   EXPECT_EQ(45u, height);
-  EXPECT_STREQ("", tv_domain_get_file_name(domain));
+  EXPECT_EQ(nullptr, tv_domain_get_file_name(domain));
 
   const tv_attribute_t* attribute = tv_domain_get_first_attribute(domain);
   EXPECT_STREQ("name", tv_attribute_get_key(attribute));
