@@ -65,6 +65,7 @@ class NetParser {
   tv_status_t parse_table(const NodeList& nodes, TableKind kind, Node& owner,
                           std::unique_ptr<Table>& destination);
   tv_status_t parse_table_text(TableText& text, size_t size);
+  size_t read_plain_numbers(TableText& text, size_t limit);
   tv_status_t parse_numbers(TableText& text, size_t count);
   tv_status_t parse_open_list(TableText& text);
   tv_status_t parse_nested(TableText& text);

@@ -22,6 +22,14 @@ class NumberCollector {
     if (count_ == block_.size()) grow();
     block_[count_++] = static_cast<tv_number_t>(number);
   }
+  // Takes what `read(numbers, limit)` puts behind the last number, and says how many there were.
+  template <class Read>
+  size_t add_some(size_t limit, Read read) {
+    if (count_ == block_.size()) grow();
+    const size_t added = read(block_.data() + count_, std::min(limit, block_.size() - count_));
+    count_ += added;
+    return added;
+  }
   size_t count() const noexcept { return count_; }
   Block<tv_number_t> take() {  // exactly as long as there are numbers
     if (block_.size() != count_) resize(count_);
@@ -97,13 +105,22 @@ tv_status_t NetParser::parse_table_text(TableText& text, size_t size) {
 
 // Flat data: exactly `count` numbers.
 tv_status_t NetParser::parse_numbers(TableText& text, size_t count) {
-  for (; count > 0; --count) {
+  while (count > 0) {
+    count -= read_plain_numbers(text, count);
+    if (count == 0) break;
     double number;
     if (!lexer_.read_number(number)) return fail("number expected");
     if (number < 0 && text.is_probability) return fail("<number> must be nonnegative");
     text.numbers.add(number);
+    --count;
   }
   return tv_status_none;
+}
+
+// Hands back how many numbers came the fast way.
+size_t NetParser::read_plain_numbers(TableText& text, size_t limit) {
+  return text.numbers.add_some(
+      limit, [&](tv_number_t* numbers, size_t count) { return lexer_.read_numbers(numbers, count); });
 }
 
 // Flat data: at least one number, up to the closing parenthesis.
@@ -130,6 +147,8 @@ tv_status_t NetParser::parse_nested(TableText& text) {
     } else if (entries.size() < levels) {
       if (tv_status_t status = expect('(')) return status;
       entries.push_back(0);
+    } else if (const size_t plain = state_count ? read_plain_numbers(text, state_count - count) : 0) {
+      count += plain;
     } else {
       double number;
       if (!lexer_.read_number(number)) return fail("number expected");

@@ -17,6 +17,7 @@ constexpr uint64_t kLargestExactMantissa = uint64_t{1} << 53;
 constexpr ptrdiff_t kMantissaDigits = 19;                  // as many decimal digits always fit 64 bits
 constexpr int64_t kExponentLimit = 1'000'000'000'000'000;  // beyond every length of text
 
+bool is_sign(char character) noexcept { return character == '-' || character == '+'; }
 bool is_digit(char character) noexcept { return character >= '0' && character <= '9'; }
 
 const char* scan_digits(const char* cursor, const char* end, uint64_t& value) noexcept {
@@ -32,50 +33,74 @@ bool is_large(const char* digits, const char* end, ptrdiff_t integer_digits, int
   return integer_digits - leading_zeros + exponent > 0;
 }
 
+// A number whose digits or power are too many for exact arithmetic. It starts at `digits` and has no sign.
+[[gnu::noinline]] bool convert_long(const char* digits, const char* end, ptrdiff_t integer_digits,
+                                    int64_t exponent, double& number) noexcept {
+  if (std::from_chars(digits, end, number).ec == std::errc()) return true;
+  number = 0.0;
+  return !is_large(digits, end, integer_digits, exponent);
+}
+
+// An optional exponent at `cursor`; false when it has no digits.
+inline bool scan_exponent(const char*& cursor, const char* end, int64_t& exponent) noexcept {
+  if (cursor == end || (*cursor != 'e' && *cursor != 'E')) return true;
+  ++cursor;
+  bool negative = false;
+  if (cursor != end && is_sign(*cursor)) negative = *cursor++ == '-';
+  const char* const digits = cursor;
+  for (; cursor != end && is_digit(*cursor); ++cursor)
+    if (exponent < kExponentLimit) exponent = exponent * 10 + (*cursor - '0');
+  if (negative) exponent = -exponent;
+  return cursor != digits;
+}
+
+inline bool scan_unsigned(const char*& cursor, const char* end, double& number) noexcept {
+  uint64_t mantissa = 0;
+  const char* const digits = cursor;
+  cursor = scan_digits(cursor, end, mantissa);
+  const ptrdiff_t integer_digits = cursor - digits;
+  ptrdiff_t fraction_digits = 0;
+  if (cursor != end && *cursor == '.') {
+    const char* const fraction = ++cursor;
+    cursor = scan_digits(cursor, end, mantissa);
+    fraction_digits = cursor - fraction;
+  }
+  if (integer_digits + fraction_digits == 0) return false;
+  int64_t exponent = 0;
+  if (!scan_exponent(cursor, end, exponent)) return false;
+
+  const int64_t power = exponent - fraction_digits;
+  if (integer_digits + fraction_digits > kMantissaDigits || mantissa > kLargestExactMantissa ||
+      power > kLargestExactPower || power < -kLargestExactPower)
+    return convert_long(digits, cursor, integer_digits, exponent, number);
+  const double exact = static_cast<double>(mantissa);
+  number = power < 0 ? exact / kPowersOfTen[-power] : exact * kPowersOfTen[power];
+  return true;
+}
+
 }  // namespace
 
 bool scan_decimal(const char*& cursor, const char* end, double& number) noexcept {
-  const char* p = cursor;
   bool negative = false;
-  if (p != end && (*p == '-' || *p == '+')) negative = *p++ == '-';
-
-  uint64_t mantissa = 0;
-  const char* const digits = p;
-  p = scan_digits(p, end, mantissa);
-  const ptrdiff_t integer_digits = p - digits;
-  ptrdiff_t fraction_digits = 0;
-  if (p != end && *p == '.') {
-    const char* const fraction = ++p;
-    p = scan_digits(p, end, mantissa);
-    fraction_digits = p - fraction;
-  }
-  cursor = p;
-  if (integer_digits + fraction_digits == 0) return false;
-
-  int64_t exponent = 0;
-  if (p != end && (*p == 'e' || *p == 'E')) {
-    ++p;
-    bool negative_exponent = false;
-    if (p != end && (*p == '-' || *p == '+')) negative_exponent = *p++ == '-';
-    cursor = p;
-    if (p == end || !is_digit(*p)) return false;
-    for (; p != end && is_digit(*p); ++p)
-      if (exponent < kExponentLimit) exponent = exponent * 10 + (*p - '0');
-    if (negative_exponent) exponent = -exponent;
-    cursor = p;
-  }
-
-  const int64_t power = exponent - fraction_digits;
-  if (integer_digits + fraction_digits <= kMantissaDigits && mantissa <= kLargestExactMantissa &&
-      power <= kLargestExactPower && power >= -kLargestExactPower) {
-    const double exact = static_cast<double>(mantissa);
-    number = power < 0 ? exact / kPowersOfTen[-power] : exact * kPowersOfTen[power];
-  } else if (std::from_chars(digits, p, number).ec != std::errc()) {
-    if (is_large(digits, p, integer_digits, exponent)) return false;
-    number = 0.0;
-  }
+  if (cursor != end && is_sign(*cursor)) negative = *cursor++ == '-';
+  if (!scan_unsigned(cursor, end, number)) return false;
   if (negative) number = -number;
   return true;
+}
+
+size_t scan_decimals(const char*& cursor, const char* end, tv_number_t* numbers, size_t limit,
+                     size_t& line) noexcept {
+  size_t count = 0;
+  for (; count < limit; ++count) {
+    for (; cursor != end && (*cursor == ' ' || *cursor == '\n'); ++cursor) line += *cursor == '\n';
+    if (cursor == end || !(is_digit(*cursor) || *cursor == '.')) break;
+    const char* behind = cursor;
+    double number;
+    if (!scan_unsigned(behind, end, number) || behind == end) break;
+    numbers[count] = static_cast<tv_number_t>(number);
+    cursor = behind;
+  }
+  return count;
 }
 
 }  // namespace tv

@@ -182,6 +182,10 @@ bool Lexer::read_number(double& number) {
   return is_number;
 }
 
+size_t Lexer::read_numbers(tv_number_t* numbers, size_t limit) noexcept {
+  return pushed_back_ ? 0 : scan_decimals(cursor_, end_, numbers, limit, line_);
+}
+
 Token Lexer::scan_number() {
   for (;;) {
     const char* cursor = cursor_;

@@ -53,8 +53,11 @@ class Lexer {
   Token next_operand() { return next(true); }
   void push_back() noexcept { pushed_back_ = true; }  // the last token comes once more
 
-  // Shortcut for long lists of numbers: false when the next token is something else.
-  bool read_number(double& number);
+  bool read_number(double& number);  // false when the next token is something else
+
+  // Shortcut for long lists: reads numbers for as long as they stand there plainly, without signs or
+  // comments, and at most `limit` of them. What stops it is left to the functions above.
+  size_t read_numbers(tv_number_t* numbers, size_t limit) noexcept;
 
   // Of the last token; valid until the next one is read.
   std::string text() const { return std::string(buffer_.view()); }
@@ -107,5 +110,10 @@ class Lexer {
 // behind what was read. False when there is no number, the exponent has no digits, or the value is too
 // large for a double; one that is too small becomes zero.
 bool scan_decimal(const char*& cursor, const char* end, double& number) noexcept;
+
+// Unsigned numbers with blanks and newlines between them; `line` counts the newlines. Stops before
+// anything else and before a number that touches the end, which may be cut short there.
+size_t scan_decimals(const char*& cursor, const char* end, tv_number_t* numbers, size_t limit,
+                     size_t& line) noexcept;
 
 }  // namespace tv
