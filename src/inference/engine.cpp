@@ -149,6 +149,7 @@ void make_room(TreeEngine& engine) {
   engine.totals.allocate(std::max(separator_size, std::min(separator_sum, kSharedTotals)));
   engine.belief_totals.allocate(belief_states);
   engine.steps.reserve(largest_family_of_steps(engine));
+  engine.updates.reserve(engine.steps.capacity());
   engine.finding_controls.reserve(members);
   engine.finding_steps.resize(members * (members + 1) + 1);
   engine.finding_nests.resize(members * (members + 1) + 1);

@@ -67,6 +67,7 @@ struct CliqueWork {
   std::vector<LinkPlan> links;         // in the order of clique->links
   std::vector<BeliefPlan> beliefs;     // nodes for which this is the smallest table
   Control scalar;                      // meets one and the same entry everywhere
+  float rescaling = 1.0f;              // factor for the table that a pass still has to multiply in
   std::vector<size_t> findings;        // members whose update findings wait to be multiplied in
 };
 
@@ -86,6 +87,7 @@ struct TreeEngine {
   std::vector<size_t> reached_by;          // by clique: its link towards the root; kNone for the root and
                                            // for cliques that take no part
   std::vector<Step> steps;                 // of the pass that is being put together
+  std::vector<Step> updates;               // of a clique, where they do not go into one pass
   std::vector<Control> finding_controls;   // of findings in that pass
   std::vector<size_t> finding_steps;
   std::vector<Dimension> finding_nests;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "inference/findings_marginal.h"
 #include "inference/schedule.h"
@@ -55,11 +56,42 @@ void add_findings(TreeEngine& engine, CliqueWork& work) {
     engine.finding_controls.push_back(control);
     engine.steps.push_back({Operation::multiply, &engine.finding_controls.back(), update});
   }
-  work.findings.clear();
 }
 
 bool sends_to(const TreeEngine& engine, const LinkPlan& link) noexcept {
   return engine.reached_by[link.neighbor] == link.back;
+}
+
+void run_steps(TreeEngine& engine, CliqueWork& work) {
+  if (engine.steps.empty()) return;
+  const bool changes = engine.steps.front().target == nullptr;
+  run_pass(work.table.shape, work.table.numbers, engine.steps.data(), engine.steps.size(),
+           parallel_settings(*engine.domain));
+  engine.steps.clear();
+  if (changes) ++work.version;
+  work.initialized = true;
+}
+
+// A factor taken out of a clique's table goes into the constants instead.
+void note_factor(const Sweep& sweep, CliqueWork& work, double factor) noexcept {
+  JunctionTree& tree = *sweep.engine.tree;
+  tree.step_constant *= factor;
+  tree.step_log_constant += std::log(factor);
+  if (tree.equilibrium != tv_equilibrium_none) work.clique->conflict /= factor;
+}
+
+// Scales the table so that its largest entry lies between one and two: the power of two costs no precision.
+// The next pass multiplies the factor in.
+tv_status_t rescale_table(const Sweep& sweep, CliqueWork& work) {
+  double largest = 0.0;
+  sweep.engine.steps.push_back({Operation::max, &work.scalar, nullptr, &largest});
+  run_steps(sweep.engine, work);
+  if (tv_status_t status = _tv_check_norm_factor(largest)) return status;
+  const int exponent = std::clamp(std::ilogb(largest), -126, 126);
+  work.rescaling = std::ldexp(1.0f, -exponent);
+  note_factor(sweep, work, std::ldexp(1.0, exponent));
+  sweep.engine.steps.push_back({Operation::multiply, &work.scalar, &work.rescaling});
+  return tv_status_none;
 }
 
 // The steps that bring a clique's table up to date while collecting.
@@ -74,14 +106,20 @@ void add_updates(TreeEngine& engine, CliqueWork& work, size_t towards_root) {
   add_findings(engine, work);
 }
 
-void run_steps(TreeEngine& engine, CliqueWork& work) {
-  if (engine.steps.empty()) return;
-  const bool changes = engine.steps.front().target == nullptr;
-  run_pass(work.table.shape, work.table.numbers, engine.steps.data(), engine.steps.size(),
-           parallel_settings(*engine.domain));
+// Runs the steps of `add_updates`, all but the last `together` of them, which are left for the pass that also
+// forms the outgoing marginal. Messages and potentials have entries of at most about one; a product of very many
+// of them could underflow, so the table is rescaled in between.
+tv_status_t run_most_updates(const Sweep& sweep, CliqueWork& work, size_t together) {
+  TreeEngine& engine = sweep.engine;
+  if (engine.steps.size() <= together || sweep.plain) return tv_status_none;
+  engine.updates.assign(engine.steps.begin(), engine.steps.end());
   engine.steps.clear();
-  if (changes) ++work.version;
-  work.initialized = true;
+  for (size_t u = 0; u < engine.updates.size(); ++u) {
+    if (u > 0 && u % together == 0)
+      if (tv_status_t status = rescale_table(sweep, work)) return status;
+    engine.steps.push_back(engine.updates[u]);
+  }
+  return tv_status_none;
 }
 
 double evidence_of_departing_members(const Sweep& sweep, const CliqueWork& work, const Clique* target) noexcept {
@@ -115,19 +153,58 @@ tv_status_t finish_collect_message(const Sweep& sweep, CliqueWork& work, const L
       engine.totals.data(), separator.old.numbers, separator.ratio, size);
   if (sweep.plain) return tv_status_none;
   if (tv_status_t status = check_ratio(sweep, result)) return status;
-  const double factor = sweep.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
-  if (tv_status_t status = _tv_check_norm_factor(factor)) return status;
-  tree.step_constant *= factor;
-  tree.step_log_constant += std::log(factor);
+  const double mass = sweep.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
+  if (tv_status_t status = _tv_check_norm_factor(mass)) return status;
+  if (tv_status_t status = _tv_check_norm_factor(result.largest)) return status;
+  // A clique's conflict is measured by the mass of its message, but the message itself is scaled by its largest
+  // entry: a message that says nothing then multiplies by ones, however many such messages there are.
+  const Clique& target = *engine.cliques[link.neighbor].clique;
   if (tree.equilibrium != tv_equilibrium_none) {
-    Clique& target = *engine.cliques[link.neighbor].clique;
     if (sweep.mode == tv_evidence_fast_retraction)
       work.clique->conflict *= evidence_of_departing_members(sweep, work, &target);
-    work.clique->conflict /= factor;
-    target.conflict *= work.clique->conflict;
+    engine.cliques[link.neighbor].clique->conflict *= work.clique->conflict;
+    work.clique->conflict /= mass;
   }
-  kernels().scale(separator.ratio, size, 1.0 / factor);
+  note_factor(sweep, engine.cliques[link.neighbor], result.largest);
+  kernels().scale(separator.ratio, size, 1.0 / result.largest);
   return tv_status_none;
+}
+
+constexpr size_t kUpdatesTogether = 8;
+constexpr double kSuspiciousMass = 5.421010862427522e-20;  // 2 to the power -64
+
+// Brings a clique up to date and forms the marginal of `control` in `totals`. Where little mass is left of the
+// potentials' product, entries may have been lost on the way: it is then formed again step by step.
+tv_status_t update_and_marginalize(const Sweep& sweep, CliqueWork& work, size_t towards_root, const Control& control,
+                                   double* totals, size_t size) {
+  TreeEngine& engine = sweep.engine;
+  JunctionTree& tree = *engine.tree;
+  const bool can_repeat = !work.initialized && !sweep.plain;
+  const double constant = tree.step_constant, log_constant = tree.step_log_constant;
+  for (size_t together : {kUpdatesTogether, size_t{1}}) {
+    tree.step_constant = constant;
+    tree.step_log_constant = log_constant;
+    std::fill(totals, totals + size, 0.0);
+    add_updates(engine, work, towards_root);
+    tv_status_t status = run_most_updates(sweep, work, together);
+    double table_sum = 0.0;
+    if (status == tv_status_none) {
+      if (sweep.equilibrium == tv_equilibrium_max)
+        engine.steps.push_back({Operation::sum, &work.scalar, nullptr, &table_sum});
+      if (sweep.mode == tv_evidence_normal || towards_root == kNone)
+        engine.steps.push_back({marginal_of(sweep), &control, nullptr, totals});
+      run_steps(engine, work);
+      if (sweep.equilibrium == tv_equilibrium_max && !sweep.plain) status = _tv_check_norm_factor(table_sum);
+    }
+    const double mass = std::accumulate(totals, totals + size, 0.0);
+    if (can_repeat && together > 1 && !(mass >= kSuspiciousMass)) {
+      work.initialized = false;
+      continue;
+    }
+    work.findings.clear();
+    return status;
+  }
+  return tv_status_error;
 }
 
 tv_status_t collect_from(const Sweep& sweep, size_t clique) {
@@ -136,15 +213,8 @@ tv_status_t collect_from(const Sweep& sweep, size_t clique) {
   const size_t via = engine.reached_by[clique];
   const LinkPlan& link = work.links[via];
   double* totals = engine.totals.data();
-  std::fill(totals, totals + engine.separators[link.separator].old.shape.size, 0.0);
-  double table_sum = 0.0;
-  add_updates(engine, work, via);
-  if (sweep.equilibrium == tv_equilibrium_max)
-    engine.steps.push_back({Operation::sum, &work.scalar, nullptr, &table_sum});
-  if (sweep.mode == tv_evidence_normal) engine.steps.push_back({marginal_of(sweep), &link.control, nullptr, totals});
-  run_steps(engine, work);
-  if (sweep.equilibrium == tv_equilibrium_max)
-    if (tv_status_t status = _tv_check_norm_factor(table_sum)) return status;
+  const size_t size = engine.separators[link.separator].old.shape.size;
+  if (tv_status_t status = update_and_marginalize(sweep, work, via, link.control, totals, size)) return status;
   if (sweep.mode == tv_evidence_fast_retraction) marginalize_onto(sweep, work, link, totals);
   return finish_collect_message(sweep, work, link);
 }
@@ -154,10 +224,7 @@ tv_status_t collect_root(const Sweep& sweep, size_t root, double& constant) {
   TreeEngine& engine = sweep.engine;
   JunctionTree& tree = *engine.tree;
   CliqueWork& work = engine.cliques[root];
-  add_updates(engine, work, kNone);
-  constant = 0.0;
-  engine.steps.push_back({marginal_of(sweep), &work.scalar, nullptr, &constant});
-  run_steps(engine, work);
+  if (tv_status_t status = update_and_marginalize(sweep, work, kNone, work.scalar, &constant, 1)) return status;
   if (sweep.plain) return tv_status_none;
   if (tv_status_t status = _tv_check_norm_factor(constant)) return status;
   if (tree.equilibrium != tv_equilibrium_none) {
