@@ -996,16 +996,17 @@ TV_API tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progre
 
 /**
  * Compiles a domain: triangulates it with tv_method_best_greedy unless that has been done, allocates the
- * tables, and propagates once without evidence (sum equilibrium). Afterwards beliefs can be read. Evidence
- * that is entered already stays entered and waits for the next tv_domain_propagate.
+ * tables, and propagates once (sum equilibrium, normal mode) with the evidence that is entered already.
+ * Afterwards beliefs can be read.
  *
  * A domain that was triangulated before the call stays triangulated on failure; otherwise a failure leaves
  * nothing behind.
  *
  * Fails: usage - the domain has no discrete or continuous node, or is compiled already; no_memory - the
  * tables do not fit; invalid_probability_potential - a table has a negative, infinite or NaN entry, or a
- * distribution whose sum is zero or infinite; io - writing the log failed; error - the progress handler
- * asked to stop. Domains with continuous nodes: fails with tv_status_error in this version.
+ * distribution whose sum is zero or infinite; inconsistency_or_underflow - the entered evidence is
+ * impossible; io - writing the log failed; error - the progress handler asked to stop. Domains with
+ * continuous nodes: fails with tv_status_error in this version.
  */
 TV_API tv_status_t tv_domain_compile(tv_domain_t* domain);
 
@@ -1480,9 +1481,9 @@ TV_API double tv_domain_get_log_normalization_constant(const tv_domain_t* domain
  * disagree with each other as the model sees it; below 1 they support each other (Jensen et al. 1991).
  *
  * The probabilities are those before this propagation: for all evidence at once after compilation or in a
- * fresh equilibrium it is the classical measure; when evidence is added later it measures the addition,
- * given what was there. It is 1 after a propagation that had to start from a reset, and with one piece of
- * evidence.
+ * fresh equilibrium it is the classical measure; when evidence is added later it measures the addition, given
+ * what was there. It is 1 after a propagation that had to start from a reset, and with one piece of evidence.
+ * In fast-retraction mode the evidence in the root clique is not compared with the rest: use normal mode.
  *
  * Fails, returning -1.0: usage - the domain has decision nodes; not_compiled; no_equilibrium; usage - a tree
  * is not in sum equilibrium; cg_evidence_incorporated - evidence on continuous nodes is propagated.
@@ -1639,8 +1640,8 @@ TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes
  * space and comments, is a keyword of the language followed by white space or a brace, and otherwise as the
  * name of a file. The result is yours: tv_domain_delete.
  *
- * Its nodes and attributes stand in file order. It is not compiled. Continuous distributions, models, chain
- * potentials and classes are not read in this version (tv_status_error).
+ * Its nodes and attributes stand in file order. It is not compiled. Distributions of continuous nodes, models
+ * and chain potentials are not read in this version (tv_status_error), and classes are unknown (parse).
  *
  * Fails, returning NULL: io - the file could not be opened, read or closed; parse - the text breaks the
  * rules of the language; locale - the "C" locale could not be selected; and the codes of the functions that
