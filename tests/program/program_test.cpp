@@ -240,7 +240,7 @@ TEST_F(Program, FailuresSayWhatIsWrongAndSuggestTheNearestName) {
       {"beliefs chest.net --frobnicate", "frobnicate", 2},
       {"beliefs chest.net burglary.net", "burglary.net", 2},
       {"beliefs", "FILE", 2},
-      {"guess chest.net", "guess", 2},
+      {"belief chest.net", "no command \"belief\"; did you mean \"beliefs\"?", 2},
       {"", "subcommand", 2},
   };
   for (const auto& [arguments, message, exit_code] : cases) {

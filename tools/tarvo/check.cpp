@@ -53,9 +53,9 @@ ExitCode check(const std::string& file) {
   const tv_status_t status = tv_domain_compile(network.domain());
   const std::string text = trace.text();
   const std::string tables = section(text, "Checking tables for all nodes", "Checking");
+  if (tables.find("Warning") != std::string::npos) std::printf("\n%s", tables.c_str());
   const std::string potentials = section(text, "Checking conditional probability", "Beliefs");
-  std::printf("%s%s%s%s", tables.empty() ? "" : "\n", tables.c_str(), potentials.empty() ? "" : "\n",
-              potentials.c_str());
+  if (!potentials.empty()) std::printf("\n%s", potentials.c_str());
   std::fflush(stdout);
   if (status != tv_status_none) {
     const unsigned code = static_cast<unsigned>(status);

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "suggest.h"
 
 namespace {
 
@@ -95,6 +96,10 @@ int run(int argc, char** argv) {
   for (CLI::App* command : {beliefs, info, check_command})
     command->set_version_flag("--version", std::string("tarvo ") + tv_get_version());
 
+  const std::vector<std::string> commands = {"beliefs", "info", "check"};
+  if (argc > 1 && argv[1][0] != '-' && std::find(commands.begin(), commands.end(), argv[1]) == commands.end())
+    throw Failure(kWrongUsage,
+                  std::string("there is no command \"") + argv[1] + "\"" + did_you_mean(argv[1], commands));
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
