@@ -64,26 +64,26 @@ double belief(const nlohmann::json& answer, const std::string& name, const std::
 
 TEST_F(Program, TextShowsTheQuestionTheBeliefsAndTheFiguresOfTheEvidence) {
   const Outcome outcome =
-      tarvo("beliefs chest.net -e visit_to_asia=yes -e dyspnoea=yes -n tuberculosis -n dyspnoea -n x_ray");
+      tarvo("beliefs chest.net -e x_ray=abnormal -e dyspnoea=yes -n tuberculosis -n x_ray -n lung_cancer");
   EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
   EXPECT_EQ(outcome.output,
             "chest.net: 8 nodes, evidence on 2\n"
             "\n"
             "tuberculosis  (Tuberculosis)\n"
-            "    yes        0.087751\n"
-            "  * no         0.912249\n"
+            "    yes        0.113933\n"
+            "  * no         0.886067\n"
             "\n"
-            "dyspnoea  (Shortness of breath)  [observed]\n"
-            "  * yes        1.000000\n"
-            "    no         0.000000\n"
+            "x_ray  (X-ray result)  [observed]\n"
+            "  * abnormal   1.000000\n"
+            "    normal     0.000000\n"
             "\n"
-            "x_ray  (X-ray result)\n"
-            "    abnormal   0.219539\n"
-            "  * normal     0.780461\n"
+            "lung_cancer  (Lung cancer)\n"
+            "  * yes        0.621253\n"
+            "    no         0.378747\n"
             "\n"
-            "Probability of the evidence        0.004501375\n"
-            "Its natural logarithm              -5.4033724\n"
-            "Conflict                           0.96855056 (the findings agree)\n");
+            "Probability of the evidence        0.0706701\n"
+            "Its natural logarithm              -2.649733\n"
+            "Conflict                           0.68039 (the findings agree)\n");
 }
 
 // The expected numbers come from an enumeration of all configurations.
@@ -133,6 +133,7 @@ TEST_F(Program, MethodThreadsAndTraceDoNotChangeTheAnswer) {
     std::istringstream rows(tarvo(question + " --method " + method).output), expected_rows(expected);
     for (std::string row, expected_row; std::getline(expected_rows, expected_row);) {
       ASSERT_TRUE(std::getline(rows, row)) << method;
+      if (row == "node,state,belief") continue;
       const size_t comma = row.rfind(',');
       EXPECT_EQ(row.substr(0, comma), expected_row.substr(0, comma));
       EXPECT_NEAR(std::stod(row.substr(comma + 1)), std::stod(expected_row.substr(comma + 1)), 1e-5) << row;
@@ -163,7 +164,7 @@ TEST_F(Program, BarsAndBoldAreForTerminalsAlone) {
   EXPECT_EQ(plain.find("█"), std::string::npos);
   EXPECT_EQ(plain.find('\033'), std::string::npos);
   const std::string coloured = on_terminal(nullptr), colourless = on_terminal("1");
-  EXPECT_NE(coloured.find("\033[1m  * A   0.362000  █████████████▍\033[0m"), std::string::npos) << coloured;
+  EXPECT_NE(coloured.find("\033[1m  * A   0.362000  ██████████████▌\033[0m"), std::string::npos) << coloured;
   EXPECT_NE(colourless.find("\n    C   0.349600  "), std::string::npos) << colourless;
   EXPECT_EQ(colourless.find('\033'), std::string::npos);
 }
@@ -285,10 +286,10 @@ TEST_F(Program, EveryExampleIsSoundAndItsBeliefsAreDistributions) {
 }
 
 TEST_F(Program, HostsInCAndInCppRun) {
-  const Outcome c = shell("'" TARVO_HOST_BELIEFS "' chest.net dyspnoea yes visit_to_asia yes");
+  const Outcome c = shell("'" TARVO_HOST_BELIEFS "' chest.net dyspnoea yes x_ray abnormal");
   EXPECT_EQ(c.exit_code, 0) << c.errors;
-  EXPECT_NE(c.output.find("tuberculosis\n  yes          0.087751\n"), std::string::npos) << c.output;
-  EXPECT_NE(c.output.find("probability of the evidence: 0.00450137\n"), std::string::npos) << c.output;
+  EXPECT_NE(c.output.find("tuberculosis\n  yes          0.113933\n"), std::string::npos) << c.output;
+  EXPECT_NE(c.output.find("probability of the evidence: 0.0706701\n"), std::string::npos) << c.output;
   EXPECT_EQ(shell("'" TARVO_HOST_BELIEFS "' chest.net dyspnoea perhaps").exit_code, 1);
   EXPECT_EQ(shell("'" TARVO_HOST_WHATIF "'").output,
             "P(rain) = 0.5000\n"
@@ -297,7 +298,7 @@ TEST_F(Program, HostsInCAndInCppRun) {
             "P(rain | sprinkler = yes) = 0.3000\n"
             "P(rain | sprinkler = no) = 0.5857\n"
             "P(rain | wet_lawn = yes) = 0.7079\n"
-            "P(rain | wet_lawn = no) = 0.1417\n");
+            "P(rain | wet_lawn = no) = 0.1187\n");
 }
 
 }  // namespace

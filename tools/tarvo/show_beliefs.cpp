@@ -105,6 +105,10 @@ std::string belief_text(tv_number_t belief) {
                                       : formatted("%.6f", static_cast<double>(belief));
 }
 
+// Six digits are what single-precision tables can carry.
+std::string significant(double number) { return formatted("%.6g", number); }
+std::string logarithm(double number) { return formatted("%.6f", std::abs(number) < 5e-7 ? 0.0 : number); }
+
 void print_node(tv_node_t* node, const Finding* finding, size_t label_width, const Terminal& terminal) {
   std::printf("\n%s\n", heading(node, finding).c_str());
   const std::vector<tv_number_t> beliefs = beliefs_of(node);
@@ -137,14 +141,14 @@ void print_text(const Network& network, const BeliefsOptions& options, const Ans
   for (tv_node_t* node : answers.nodes)
     print_node(node, finding_on(options, tv_node_get_name(node)), label_width, terminal);
 
-  std::printf("\n%-34s %.8g\n", "Probability of the evidence", answers.probability);
-  std::printf("%-34s %.8g\n", "Its natural logarithm", answers.log_probability);
+  std::printf("\n%-34s %s\n", "Probability of the evidence", significant(answers.probability).c_str());
+  std::printf("%-34s %s\n", "Its natural logarithm", logarithm(answers.log_probability).c_str());
   if (options.max) {
-    std::printf("%-34s %.8g\n", "Most probable configuration", answers.max_probability);
-    std::printf("%-34s %.8g\n", "Its natural logarithm", answers.max_log_probability);
+    std::printf("%-34s %s\n", "Most probable configuration", significant(answers.max_probability).c_str());
+    std::printf("%-34s %s\n", "Its natural logarithm", logarithm(answers.max_log_probability).c_str());
   }
   if (answers.conflict)
-    std::printf("%-34s %.8g%s\n", "Conflict", *answers.conflict,
+    std::printf("%-34s %s%s\n", "Conflict", significant(*answers.conflict).c_str(),
                 options.findings.size() < 2 ? ""
                 : *answers.conflict > 1     ? " (the findings disagree)"
                                             : " (the findings agree)");
