@@ -1,0 +1,65 @@
+// One input of the parser's fuzz target: any bytes give a message or a domain, the same from a string as
+// from a stream. Broken promises end the process.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tarvo.h"
+
+namespace fuzz {
+
+inline void require(bool condition, const char* claim) {
+  if (condition) return;
+  std::fprintf(stderr, "%s\n", claim);
+  std::abort();
+}
+
+inline std::vector<std::string> messages;
+inline void collect(size_t, const char* message) { messages.push_back(message); }
+
+// What came of one parse: the status and the messages.
+struct Outcome {
+  tv_status_t status;
+  std::vector<std::string> said;
+  bool operator==(const Outcome&) const = default;
+};
+
+inline Outcome judge(tv_domain_t* domain) {
+  const Outcome outcome{tv_error_code(), std::move(messages)};
+  messages.clear();
+  require((domain != nullptr) == (outcome.status == tv_status_none),
+          "a domain comes with status `none' alone");
+  size_t errors = 0;
+  for (const std::string& message : outcome.said) errors += !message.starts_with("warning: ");
+  require(errors == (domain ? 0 : 1), "a failure has one message, a domain none");
+  if (domain) {
+    // Reading all of it shows that it is whole.
+    for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node)) {
+      require(tv_node_get_name(node) != nullptr, "every node has a name");
+      if (tv_table_t* table =
+              tv_node_has_experience_table(node) == 1 ? tv_node_get_experience_table(node) : nullptr)
+        require(tv_table_get_data(table) != nullptr, "an experience table has data");
+    }
+    tv_domain_delete(domain);
+  }
+  return outcome;
+}
+
+inline void parse_bytes(const uint8_t* data, size_t size) {
+  std::string bytes(reinterpret_cast<const char*>(data), size);
+  FILE* stream = size ? fmemopen(bytes.data(), size, "r") : std::fopen("/dev/null", "r");
+  require(stream != nullptr, "the stream opens");
+  tv_domain_t* const from_stream = tv_net_parse(stream, collect);
+  const Outcome streamed = judge(from_stream);
+  std::fclose(stream);
+  tv_domain_t* const from_string = tv_net_parse_from_string(bytes.c_str(), collect);
+  const Outcome direct = judge(from_string);
+  if (std::strlen(bytes.c_str()) == size) require(direct == streamed, "string and stream are read alike");
+}
+
+}  // namespace fuzz
