@@ -1380,8 +1380,9 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  * Brings all junction trees into agreement with the entered evidence, so that results can be read. When
  * there is nothing to do, it returns at once.
  *
- * On failure the trees are reset: no evidence is propagated, results cannot be read (no_equilibrium) until
- * a propagation succeeds, and the entered evidence is still there to be corrected.
+ * When one of the checks listed first fails, nothing changes. On any later failure the trees are reset: no
+ * evidence is propagated, results cannot be read (no_equilibrium) until a propagation succeeds, and the
+ * entered evidence is still there to be corrected.
  *
  * Fails, checked in this order: usage - `equilibrium` is neither sum nor max, or `mode` is none of the two;
  * not_compiled; usage - anything but sum and normal in a domain with continuous nodes; invalid_evidence - a
