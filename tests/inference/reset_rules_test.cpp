@@ -1,0 +1,152 @@
+// Which changes of evidence can be multiplied into the tables and which need a reset. A host sees the
+// difference in the conflict: a propagation that starts from reset tables reports 1, another one compares
+// the new findings with what was propagated before.
+
+#include <gtest/gtest.h>
+
+#include "support/builders.h"
+#include "support/oracle.h"
+
+namespace test {
+namespace {
+
+struct Change {
+  const char* name;
+  std::vector<float> before, after;  // findings; empty is none
+  bool reset;
+};
+
+const Change kChanges[] = {
+    {"first finding", {}, {0, 1, 0}, false},
+    {"first likelihood", {}, {0.5f, 1, 0}, false},
+    {"state retracted", {0, 1, 0}, {}, true},
+    {"state to another", {0, 1, 0}, {0, 0, 1}, true},
+    {"state to likelihood", {0, 1, 0}, {0.2f, 1, 0.5f}, true},
+    {"the same state", {0, 1, 0}, {0, 1, 0}, false},
+    {"positive likelihood retracted", {0.2f, 1, 0.5f}, {}, false},
+    {"likelihood with a zero retracted", {0, 1, 0.5f}, {}, true},
+    {"likelihood below the normal floats retracted", {1e-40f, 1, 0.5f}, {}, true},
+    {"positive likelihood to another", {0.2f, 1, 0.5f}, {0, 2, 1}, false},
+    {"zero becomes possible", {0, 1, 0.5f}, {0.1f, 1, 0.5f}, true},
+    {"zero stays", {0, 1, 0.5f}, {0, 0.5f, 2}, false},
+    {"likelihood to a possible state", {0, 1, 0.5f}, {0, 0, 1}, false},
+    {"likelihood to an impossible state", {0, 1, 0.5f}, {1, 0, 0}, true},
+};
+
+class ResetRules : public testing::Test {
+ protected:
+  void SetUp() override {
+    domain = new_domain();
+    cause = add_node(domain.get(), "cause", 3, {}, {0.2f, 0.3f, 0.5f});
+    effect = add_node(domain.get(), "effect", 2, {cause}, {0.9f, 0.1f, 0.4f, 0.6f, 0.2f, 0.8f});
+    late = add_node(domain.get(), "late", 2, {effect}, {0.7f, 0.3f, 0.1f, 0.9f});
+    single = add_node(domain.get(), "single", 1, {late}, {1, 1});
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  }
+  void enter(tv_node_t* node, const std::vector<float>& findings) {
+    tv_node_retract_findings(node);
+    enter_findings(node, findings);
+  }
+  void propagate(tv_equilibrium_t equilibrium = tv_equilibrium_sum, tv_evidence_mode_t mode = tv_evidence_normal) {
+    ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, mode), tv_status_none);
+    EXPECT_EQ(wrong_answer(domain.get(), equilibrium, mode, mode == tv_evidence_normal), "");
+  }
+  bool was_reset() { return tv_domain_get_conflict(domain.get()) == 1.0; }
+
+  DomainOwner domain;
+  tv_node_t *cause, *effect, *late, *single;
+};
+
+TEST_F(ResetRules, EachChangeOfEvidence) {
+  for (const Change& change : kChanges) {
+    SCOPED_TRACE(change.name);
+    ASSERT_EQ(tv_domain_initialize(domain.get()), tv_status_none);
+    ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+    enter(cause, change.before);
+    propagate();
+    enter(cause, change.after);
+    tv_node_select_state(effect, 1);  // so that conflict has something to compare
+    enter(late, {0.25f, 0.5f});
+    propagate();
+    EXPECT_EQ(was_reset(), change.reset);
+  }
+}
+
+TEST_F(ResetRules, OneStateNodesNeverNeedOne) {
+  tv_node_select_state(single, 0);
+  propagate();
+  tv_node_retract_findings(single);
+  EXPECT_EQ(tv_node_evidence_to_propagate(single), 0);
+  tv_node_select_state(effect, 1);
+  tv_node_select_state(late, 0);
+  propagate();
+  EXPECT_FALSE(was_reset());
+}
+
+TEST_F(ResetRules, TablesAndModes) {
+  tv_node_select_state(effect, 1);
+  tv_node_select_state(late, 0);
+  propagate();
+  EXPECT_FALSE(was_reset());
+  // Nothing new: nothing is done, and the last conflict stays.
+  const double conflict = tv_domain_get_conflict(domain.get());
+  propagate();
+  EXPECT_EQ(tv_domain_get_conflict(domain.get()), conflict);
+  set_table(cause, {0.5f, 0.25f, 0.25f});
+  EXPECT_EQ(tv_domain_equilibrium_is(domain.get(), tv_equilibrium_sum), 1) << "touching keeps the state";
+  EXPECT_EQ(tv_domain_tables_to_propagate(domain.get()), 1);
+  EXPECT_EQ(tv_domain_evidence_to_propagate(domain.get()), 1);
+  propagate();
+  EXPECT_EQ(tv_domain_tables_to_propagate(domain.get()), 0);
+  EXPECT_TRUE(was_reset());
+
+  propagate(tv_equilibrium_max);  // neither way needs a reset
+  EXPECT_EQ(tv_domain_get_conflict(domain.get()), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+  propagate(tv_equilibrium_sum);
+  EXPECT_EQ(tv_domain_evidence_mode_is(domain.get(), tv_evidence_normal), 1);
+  propagate(tv_equilibrium_sum, tv_evidence_fast_retraction);
+  EXPECT_EQ(tv_domain_evidence_mode_is(domain.get(), tv_evidence_normal), 0);
+  tv_node_retract_findings(effect);
+  tv_node_select_state(cause, 2);
+  propagate(tv_equilibrium_sum, tv_evidence_fast_retraction);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  EXPECT_EQ(wrong_answer(domain.get(), tv_equilibrium_sum, tv_evidence_normal, false), "");
+}
+
+TEST_F(ResetRules, ResetForgetsWhatWasPropagatedAndKeepsWhatWasEntered) {
+  tv_node_select_state(effect, 1);
+  enter(late, {0.25f, 0.5f});
+  propagate();
+  EXPECT_EQ(tv_node_get_propagated_state(effect), 1);
+  EXPECT_EQ(tv_domain_likelihood_is_propagated(domain.get()), 1);
+  ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_equilibrium_is(domain.get(), tv_equilibrium_none), 1);
+  EXPECT_EQ(tv_node_get_belief(cause, 0), -1.0f);
+  EXPECT_EQ(tv_error_code(), tv_status_no_equilibrium);
+  EXPECT_EQ(tv_node_get_selected_state(effect), 1);
+  EXPECT_EQ(tv_domain_evidence_to_propagate(domain.get()), 1);
+  propagate();
+  EXPECT_TRUE(was_reset());
+  // With a copy of the tables a reset ends in equilibrium, and conflict has a prior to compare with.
+  ASSERT_EQ(tv_domain_save_to_memory(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_initialize(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_equilibrium_is(domain.get(), tv_equilibrium_sum), 1);
+  EXPECT_EQ(wrong_answer(domain.get(), tv_equilibrium_sum, tv_evidence_normal), "");
+}
+
+TEST_F(ResetRules, InvalidTablesAreRefusedAndRepaired) {
+  for (const std::vector<float>& data : std::vector<std::vector<float>>{
+           {0, 0, 0}, {-0.1f, 0.6f, 0.5f}, {1, std::numeric_limits<float>::quiet_NaN(), 1}, {3.4e38f, 3.4e38f, 0}}) {
+    set_table(cause, data);
+    EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal),
+              tv_status_invalid_probability_potential);
+    EXPECT_NE(tv_domain_equilibrium_is(domain.get(), tv_equilibrium_sum), 1);
+  }
+  set_table(cause, {2, 3, 5});
+  propagate();
+  EXPECT_FLOAT_EQ(tv_table_get_data(tv_node_get_table(cause))[2], 0.5f) << "shown normalised after use";
+}
+
+}  // namespace
+}  // namespace test
