@@ -1,0 +1,82 @@
+// The same bits for every number of threads and every instruction set.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "support/builders.h"
+#include "support/oracle.h"
+#include "tables/kernels.h"
+
+namespace test {
+namespace {
+
+// All beliefs and constants of one network after propagations of every kind, as their bits.
+std::vector<uint64_t> answers(uint64_t seed, size_t level) {
+  Generator random(seed);
+  const DomainOwner domain = random_network(random, static_cast<Values>(seed % 2),
+                                            {.max_nodes = 9, .max_joint = 100000, .max_states = 7, .link_chance = 0.7});
+  tv_domain_set_grain_size(domain.get(), 1);
+  tv_domain_set_concurrency_level(domain.get(), level);
+  std::vector<uint64_t> bits{static_cast<uint64_t>(tv_domain_compile(domain.get()))};
+  const auto add = [&bits](double value) {
+    uint64_t pattern;
+    std::memcpy(&pattern, &value, sizeof pattern);
+    bits.push_back(pattern);
+  };
+  for (tv_equilibrium_t equilibrium : {tv_equilibrium_sum, tv_equilibrium_max})
+    for (tv_evidence_mode_t mode : {tv_evidence_normal, tv_evidence_fast_retraction}) {
+      for (tv_node_t* node : nodes_of(domain.get()))
+        if (random.chance(0.3)) change_evidence(random, node, Findings::any);
+      bits.push_back(static_cast<uint64_t>(tv_domain_propagate(domain.get(), equilibrium, mode)));
+      add(tv_domain_get_log_normalization_constant(domain.get()));
+      for (tv_node_t* node : nodes_of(domain.get()))
+        for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s) add(tv_node_get_belief(node, s));
+    }
+  std::vector<tv_node_t*> list = nodes_of(domain.get());
+  list.resize(std::min<size_t>(list.size(), 3));
+  list.push_back(nullptr);
+  if (const TableOwner table{tv_domain_get_marginal(domain.get(), list.data())})
+    for (size_t i = 0; i < tv_table_get_size(table.get()); ++i) add(tv_table_get_data(table.get())[i]);
+  return bits;
+}
+
+TEST(Reproducible, ThreadsAndInstructionSets) {
+  const tv::Kernels& usual = tv::kernels();
+  size_t compared = 0;
+  for (uint64_t seed = 0; seed < 25; ++seed) {
+    SCOPED_TRACE(seed);
+    const std::vector<uint64_t> expected = answers(seed, 1);
+    EXPECT_GT(expected.size(), 10u);
+    for (size_t level : {2, 4}) EXPECT_EQ(answers(seed, level), expected) << level << " threads";
+    for (const tv::Kernels* const* target = tv::available_kernels(); *target; ++target) {
+      tv::use_kernels(**target);
+      EXPECT_EQ(answers(seed, 1), expected) << (*target)->name;
+      ++compared;
+    }
+    tv::use_kernels(usual);
+  }
+  EXPECT_GE(compared, 25u);
+}
+
+TEST(ReproducibleDeathTest, TheEnvironmentForcesAnInstructionSet) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process each time: the choice is made once
+  for (const char* name : {"baseline", "avx2", "avx512"}) {
+    setenv("TARVO_KERNELS", name, 1);
+    EXPECT_EXIT(
+        {
+          const tv::Kernels& used = tv::kernels();
+          bool available = false;
+          for (const tv::Kernels* const* target = tv::available_kernels(); *target; ++target)
+            available |= std::strcmp((*target)->name, name) == 0;
+          std::_Exit(available && std::strcmp(used.name, name) != 0);
+        },
+        testing::ExitedWithCode(0), "")
+        << name;
+  }
+  unsetenv("TARVO_KERNELS");
+}
+
+}  // namespace
+}  // namespace test
