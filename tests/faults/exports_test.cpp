@@ -154,10 +154,13 @@ const Case kCases[] = {
     {"tv_node_delete", with_values, [](World& w) { tv_node_delete(w.c); }},
     {"tv_node_delete", compiled, [](World& w) { tv_node_delete(w.a); }},
     {"tv_node_clone", with_values, [](World& w) { w.node = tv_node_clone(w.d); }},
-    {"tv_node_set_name", plain, [](World& w) { tv_node_set_name(w.a, "a_name_longer_than_a_short_string_can_be"); }},
-    {"tv_node_set_name", with_name_table, [](World& w) { tv_node_set_name(w.a, "a_name_longer_than_a_short_string"); }},
+    {"tv_node_set_name", plain,
+     [](World& w) { tv_node_set_name(w.a, "a_name_longer_than_a_short_string_can_be"); }},
+    {"tv_node_set_name", with_name_table,
+     [](World& w) { tv_node_set_name(w.a, "a_name_longer_than_a_short_string"); }},
     {"tv_node_get_name", crowded, [](World& w) { w.text = tv_node_get_name(w.alone); }},
-    {"tv_domain_get_node_by_name", crowded, [](World& w) { w.node = tv_domain_get_node_by_name(w.domain.get(), "d"); }},
+    {"tv_domain_get_node_by_name", crowded,
+     [](World& w) { w.node = tv_domain_get_node_by_name(w.domain.get(), "d"); }},
     {"tv_node_set_category", plain, [](World& w) { tv_node_set_category(w.b, tv_category_decision); }},
     {"tv_node_set_subtype", plain, [](World& w) { tv_node_set_subtype(w.b, tv_subtype_interval); }},
     {"tv_node_set_number_of_states", with_values, [](World& w) { tv_node_set_number_of_states(w.b, 4); }},
@@ -168,10 +171,13 @@ const Case kCases[] = {
     {"tv_node_reorder_states", with_values, [](World& w) { tv_node_reorder_states(w.b, kOrder); }},
     {"tv_node_reorder_states", compiled, [](World& w) { tv_node_reorder_states(w.b, kOrder); }},
     {"tv_domain_set_attribute", plain,
-     [](World& w) { tv_domain_set_attribute(w.domain.get(), "key", "a value longer than a short string can be"); }},
+     [](World& w) {
+       tv_domain_set_attribute(w.domain.get(), "key", "a value longer than a short string can be");
+     }},
     {"tv_node_set_attribute", plain,
      [](World& w) { tv_node_set_attribute(w.a, "colour", "a value longer than a short string can be"); }},
-    {"tv_node_set_label", plain, [](World& w) { tv_node_set_label(w.a, "a label longer than a short string can be"); }},
+    {"tv_node_set_label", plain,
+     [](World& w) { tv_node_set_label(w.a, "a label longer than a short string can be"); }},
     {"tv_node_add_parent", with_values, [](World& w) { tv_node_add_parent(w.d, w.alone); }},
     {"tv_node_add_parent", compiled, [](World& w) { tv_node_add_parent(w.d, w.a); }},
     {"tv_node_remove_parent", with_values, [](World& w) { tv_node_remove_parent(w.d, w.b); }},
@@ -182,7 +188,8 @@ const Case kCases[] = {
     {"tv_node_get_ancestors", plain, [](World& w) { w.list.reset(tv_node_get_ancestors(w.d)); }},
     {"tv_node_get_descendants", plain, [](World& w) { w.list.reset(tv_node_get_descendants(w.a)); }},
     {"tv_node_get_table", plain, [](World& w) { w.owned_table = tv_node_get_table(w.c); }},
-    {"tv_node_get_experience_table", plain, [](World& w) { w.owned_table = tv_node_get_experience_table(w.d); }},
+    {"tv_node_get_experience_table", plain,
+     [](World& w) { w.owned_table = tv_node_get_experience_table(w.d); }},
     {"tv_node_get_fading_table", plain, [](World& w) { w.owned_table = tv_node_get_fading_table(w.d); }},
     {"tv_table_get_data", propagated,
      [](World& w) {
@@ -199,13 +206,16 @@ const Case kCases[] = {
      [](World& w) {
        tv_domain_set_initial_triangulation(w.domain.get(), const_cast<tv_node_t**>(elimination_order(w)));
      }},
-    {"tv_domain_set_ijt_nodes", plain, [](World& w) { tv_domain_set_ijt_nodes(w.domain.get(), two_nodes(w)); }},
+    {"tv_domain_set_ijt_nodes", plain,
+     [](World& w) { tv_domain_set_ijt_nodes(w.domain.get(), two_nodes(w)); }},
     {"tv_domain_triangulate_with_order", plain,
      [](World& w) {
        tv_domain_triangulate_with_order(w.domain.get(), const_cast<tv_node_t**>(elimination_order(w)));
      }},
-    {"tv_domain_triangulate", plain, [](World& w) { tv_domain_triangulate(w.domain.get(), tv_method_fill_in_weight); }},
-    {"tv_domain_triangulate", plain, [](World& w) { tv_domain_triangulate(w.domain.get(), tv_method_best_greedy); }},
+    {"tv_domain_triangulate", plain,
+     [](World& w) { tv_domain_triangulate(w.domain.get(), tv_method_fill_in_weight); }},
+    {"tv_domain_triangulate", plain,
+     [](World& w) { tv_domain_triangulate(w.domain.get(), tv_method_best_greedy); }},
     {"tv_domain_compile", with_values, [](World& w) { tv_domain_compile(w.domain.get()); }},
     {"tv_domain_compile", triangulated, [](World& w) { tv_domain_compile(w.domain.get()); }},
     {"tv_domain_get_elimination_order", triangulated,
@@ -216,9 +226,12 @@ const Case kCases[] = {
      [](World& w) { w.owned_table = tv_clique_get_probability_table(clique_of(w)); }},
     {"tv_domain_save_to_memory", compiled, [](World& w) { tv_domain_save_to_memory(w.domain.get()); }},
     {"tv_node_enter_finding", compiled, [](World& w) { tv_node_enter_finding(w.b, 1, 0.5f); }},
-    {"tv_domain_propagate", with_evidence, [](World& w) { tv_domain_propagate(w.domain.get(), kSum, kNormal); }, true},
-    {"tv_domain_propagate", with_evidence, [](World& w) { tv_domain_propagate(w.domain.get(), kSum, kFast); }, true},
-    {"tv_domain_propagate", parallel, [](World& w) { tv_domain_propagate(w.domain.get(), kMax, kNormal); }, true},
+    {"tv_domain_propagate", with_evidence,
+     [](World& w) { tv_domain_propagate(w.domain.get(), kSum, kNormal); }, true},
+    {"tv_domain_propagate", with_evidence, [](World& w) { tv_domain_propagate(w.domain.get(), kSum, kFast); },
+     true},
+    {"tv_domain_propagate", parallel, [](World& w) { tv_domain_propagate(w.domain.get(), kMax, kNormal); },
+     true},
     {"tv_domain_propagate", propagated,
      [](World& w) {
        tv_node_retract_findings(w.d);
@@ -226,15 +239,19 @@ const Case kCases[] = {
      },
      true},
     {"tv_jt_propagate", with_evidence, [](World& w) { tv_jt_propagate(tree_of(w), kSum, kNormal); }, true},
-    {"tv_clique_propagate", with_evidence, [](World& w) { tv_clique_propagate(clique_of(w), kSum, kNormal); }, true},
+    {"tv_clique_propagate", with_evidence, [](World& w) { tv_clique_propagate(clique_of(w), kSum, kNormal); },
+     true},
     {"tv_domain_reset_inference_engine", propagated,
      [](World& w) { tv_domain_reset_inference_engine(w.domain.get()); }, true},
     {"tv_domain_initialize", propagated, [](World& w) { tv_domain_initialize(w.domain.get()); }, true},
     {"tv_domain_get_marginal", propagated,
      [](World& w) { w.table.reset(tv_domain_get_marginal(w.domain.get(), two_nodes(w))); }},
-    {"tv_node_get_mutual_information", compiled, [](World& w) { w.number = tv_node_get_mutual_information(w.a, w.d); }},
-    {"tv_net_parse_domain", plain, [](World& w) { w.made.reset(tv_net_parse_domain(kNet, nullptr, nullptr)); }},
-    {"tv_net_parse_from_string", plain, [](World& w) { w.made.reset(tv_net_parse_from_string(kNet, nullptr)); }},
+    {"tv_node_get_mutual_information", compiled,
+     [](World& w) { w.number = tv_node_get_mutual_information(w.a, w.d); }},
+    {"tv_net_parse_domain", plain,
+     [](World& w) { w.made.reset(tv_net_parse_domain(kNet, nullptr, nullptr)); }},
+    {"tv_net_parse_from_string", plain,
+     [](World& w) { w.made.reset(tv_net_parse_from_string(kNet, nullptr)); }},
     {"tv_net_parse", plain,
      [](World& w) {
        std::rewind(w.net_stream.get());
@@ -305,7 +322,8 @@ long run(const Case& test) {
   const std::string reset = test.may_reset ? after_reset(test) : before;
   for (bool persistent : {false, true})
     for (long n = 0; !testing::Test::HasFailure(); ++n) {
-      SCOPED_TRACE(testing::Message() << "allocation " << n << (persistent ? " and all later ones" : "") << " fails");
+      SCOPED_TRACE(testing::Message()
+                   << "allocation " << n << (persistent ? " and all later ones" : "") << " fails");
       const long blocks = live_blocks();
       {
         World w(test.prepare);
@@ -342,7 +360,8 @@ TEST(AllocationFaults, EveryExportHasACase) {
   std::set<std::string> known;
   for (const Case& test : kCases) known.insert(test.function);
   std::istringstream without(kWithoutAllocation);
-  for (std::string name; without >> name;) EXPECT_TRUE(known.insert(name).second) << name << " is listed twice";
+  for (std::string name; without >> name;)
+    EXPECT_TRUE(known.insert(name).second) << name << " is listed twice";
   std::ifstream header(TARVO_TEST_FOLDER "/../include/tarvo.h");
   std::set<std::string> declared;
   for (std::string line; std::getline(header, line);) {
@@ -380,7 +399,8 @@ TEST(LogFaults, AFullDeviceStopsCompilationAndNothingElseIsLost) {
   const Case operations[] = {
       {"tv_domain_compile", plain, [](World& w) { tv_domain_compile(w.domain.get()); }},
       {"tv_domain_compile", triangulated, [](World& w) { tv_domain_compile(w.domain.get()); }},
-      {"tv_domain_triangulate", plain, [](World& w) { tv_domain_triangulate(w.domain.get(), tv_method_best_greedy); }},
+      {"tv_domain_triangulate", plain,
+       [](World& w) { tv_domain_triangulate(w.domain.get(), tv_method_best_greedy); }},
       {"tv_domain_triangulate_with_order", plain,
        [](World& w) {
          tv_domain_triangulate_with_order(w.domain.get(), const_cast<tv_node_t**>(elimination_order(w)));

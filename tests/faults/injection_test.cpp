@@ -101,8 +101,9 @@ int close_device(void* cookie) {
 
 std::FILE* open_limited_stream(size_t room, bool buffered, std::string& written) {
   written.clear();
-  std::FILE* stream = fopencookie(new Device{room, &written}, "w",
-                                  {.read = nullptr, .write = write_to_device, .seek = nullptr, .close = close_device});
+  std::FILE* stream =
+      fopencookie(new Device{room, &written}, "w",
+                  {.read = nullptr, .write = write_to_device, .seek = nullptr, .close = close_device});
   if (!buffered) std::setvbuf(stream, nullptr, _IONBF, 0);
   return stream;
 }
@@ -121,7 +122,8 @@ void* __wrap_realloc(void* block, size_t size) {
   return test::refuse(test::Fault::allocation) ? nullptr : __real_realloc(block, size);
 }
 void __wrap_free(void* block) { test::counted_free(block); }
-int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*), void* argument) {
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
+                          void* argument) {
   if (test::refuse(test::Fault::thread_start)) return EAGAIN;
   return __real_pthread_create(thread, attributes, start, argument);
 }
@@ -133,8 +135,12 @@ void* operator new(size_t size, const std::nothrow_t&) noexcept { return test::p
 void* operator new[](size_t size, const std::nothrow_t&) noexcept { return test::plain(size); }
 void* operator new(size_t size, std::align_val_t unit) { return test::or_throw(test::aligned(size, unit)); }
 void* operator new[](size_t size, std::align_val_t unit) { return test::or_throw(test::aligned(size, unit)); }
-void* operator new(size_t size, std::align_val_t unit, const std::nothrow_t&) noexcept { return test::aligned(size, unit); }
-void* operator new[](size_t size, std::align_val_t unit, const std::nothrow_t&) noexcept { return test::aligned(size, unit); }
+void* operator new(size_t size, std::align_val_t unit, const std::nothrow_t&) noexcept {
+  return test::aligned(size, unit);
+}
+void* operator new[](size_t size, std::align_val_t unit, const std::nothrow_t&) noexcept {
+  return test::aligned(size, unit);
+}
 void operator delete(void* block) noexcept { test::counted_free(block); }
 void operator delete[](void* block) noexcept { test::counted_free(block); }
 void operator delete(void* block, size_t) noexcept { test::counted_free(block); }
@@ -156,8 +162,8 @@ void look_at(void** blocks) { asm volatile("" : : "r"(blocks) : "memory"); }
 TEST(Injection, EveryKindOfAllocationIsSeen) {
   const long before = live_blocks();
   arm(Fault::allocation, 100, false);
-  void* blocks[] = {::operator new(1), ::operator new(1, std::nothrow), ::operator new(64, std::align_val_t(64)),
-                    std::malloc(1), std::calloc(1, 1)};
+  void* blocks[] = {::operator new(1), ::operator new(1, std::nothrow),
+                    ::operator new(64, std::align_val_t(64)), std::malloc(1), std::calloc(1, 1)};
   look_at(blocks);
   disarm();
   EXPECT_EQ(requests_seen(), 5);

@@ -176,7 +176,8 @@ TEST(Beliefs, JointMarginalsOfAnyNodes) {
     ASSERT_EQ(tv_table_get_size(table.get()), expected.size());
     for (size_t i = 0; i < expected.size(); ++i)
       EXPECT_TRUE(close(tv_table_get_data(table.get())[i], expected[i] / constant)) << i;
-    EXPECT_EQ(wrong_answer(domain, tv_equilibrium_sum, tv_evidence_normal), "") << "the query disturbed the answers";
+    EXPECT_EQ(wrong_answer(domain, tv_equilibrium_sum, tv_evidence_normal), "")
+        << "the query disturbed the answers";
   }
 }
 
@@ -224,8 +225,10 @@ TEST(Beliefs, ConflictIsTheRatioOfProbabilities) {
           const size_t states = tv_node_get_number_of_states(nodes[i]);
           std::vector<float> likelihood(states, 0.5f);
           likelihood[net.random.below(states)] = 2.0f;
-          if (net.random.chance(0.5)) enter_findings(nodes[i], likelihood);
-          else ASSERT_EQ(tv_node_select_state(nodes[i], net.random.below(states)), tv_status_none);
+          if (net.random.chance(0.5))
+            enter_findings(nodes[i], likelihood);
+          else
+            ASSERT_EQ(tv_node_select_state(nodes[i], net.random.below(states)), tv_status_none);
         }
       const Oracle::Evidence now = oracle.entered();
       ASSERT_EQ(tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
@@ -242,7 +245,8 @@ TEST(Beliefs, ConflictIsTheRatioOfProbabilities) {
           ++news;
         }
         if (!news) continue;
-        const double expected = static_cast<double>(product * past / oracle.constant(tree, tv_equilibrium_sum));
+        const double expected =
+            static_cast<double>(product * past / oracle.constant(tree, tv_equilibrium_sum));
         EXPECT_NEAR(tv_jt_get_conflict(jt), expected, 1e-4 * expected) << "round " << round;
       }
       before = now;

@@ -15,8 +15,9 @@ namespace {
 // All beliefs and constants of one network after propagations of every kind, as their bits.
 std::vector<uint64_t> answers(uint64_t seed, size_t level) {
   Generator random(seed);
-  const DomainOwner domain = random_network(random, static_cast<Values>(seed % 2),
-                                            {.max_nodes = 9, .max_joint = 100000, .max_states = 7, .link_chance = 0.7});
+  const DomainOwner domain =
+      random_network(random, static_cast<Values>(seed % 2),
+                     {.max_nodes = 9, .max_joint = 100000, .max_states = 7, .link_chance = 0.7});
   tv_domain_set_grain_size(domain.get(), 1);
   tv_domain_set_concurrency_level(domain.get(), level);
   std::vector<uint64_t> bits{static_cast<uint64_t>(tv_domain_compile(domain.get()))};

@@ -47,7 +47,8 @@ class ResetRules : public testing::Test {
     tv_node_retract_findings(node);
     enter_findings(node, findings);
   }
-  void propagate(tv_equilibrium_t equilibrium = tv_equilibrium_sum, tv_evidence_mode_t mode = tv_evidence_normal) {
+  void propagate(tv_equilibrium_t equilibrium = tv_equilibrium_sum,
+                 tv_evidence_mode_t mode = tv_evidence_normal) {
     ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, mode), tv_status_none);
     EXPECT_EQ(wrong_answer(domain.get(), equilibrium, mode, mode == tv_evidence_normal), "");
   }
@@ -136,8 +137,11 @@ TEST_F(ResetRules, ResetForgetsWhatWasPropagatedAndKeepsWhatWasEntered) {
 }
 
 TEST_F(ResetRules, InvalidTablesAreRefusedAndRepaired) {
-  for (const std::vector<float>& data : std::vector<std::vector<float>>{
-           {0, 0, 0}, {-0.1f, 0.6f, 0.5f}, {1, std::numeric_limits<float>::quiet_NaN(), 1}, {3.4e38f, 3.4e38f, 0}}) {
+  for (const std::vector<float>& data :
+       std::vector<std::vector<float>>{{0, 0, 0},
+                                       {-0.1f, 0.6f, 0.5f},
+                                       {1, std::numeric_limits<float>::quiet_NaN(), 1},
+                                       {3.4e38f, 3.4e38f, 0}}) {
     set_table(cause, data);
     EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal),
               tv_status_invalid_probability_potential);

@@ -78,8 +78,9 @@ class Walk {
   tv_status_t propagate(tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
     if (random_.chance(0.8)) return tv_domain_propagate(domain(), equilibrium, mode);
     for (tv_junction_tree_t* jt = tv_domain_get_first_junction_tree(domain()); jt; jt = tv_jt_get_next(jt)) {
-      const tv_status_t status = random_.chance(0.5) ? tv_jt_propagate(jt, equilibrium, mode)
-                                                     : tv_clique_propagate(tv_jt_get_root(jt), equilibrium, mode);
+      const tv_status_t status = random_.chance(0.5)
+                                     ? tv_jt_propagate(jt, equilibrium, mode)
+                                     : tv_clique_propagate(tv_jt_get_root(jt), equilibrium, mode);
       if (status) return status;
     }
     return tv_status_none;
@@ -125,7 +126,8 @@ class Walk {
     ASSERT_EQ(nodes.size(), copies.size());
     for (size_t i = 0; i < nodes.size(); ++i)
       for (size_t s = 0; s < tv_node_get_number_of_states(nodes[i]); ++s)
-        EXPECT_TRUE(close(tv_node_get_belief(nodes[i], s), tv_node_get_belief(copies[i], s))) << i << " " << s;
+        EXPECT_TRUE(close(tv_node_get_belief(nodes[i], s), tv_node_get_belief(copies[i], s)))
+            << i << " " << s;
   }
 
   void save_to_memory() {
@@ -145,18 +147,21 @@ class Walk {
     EXPECT_EQ(tv_domain_is_compiled(domain()), 0);
     EXPECT_EQ(tv_node_evidence_is_entered(node), 0);
     set_random_table(random_, node, values_);
-    for (tv_node_t** child = tv_node_get_children(node); *child; ++child) set_random_table(random_, *child, values_);
+    for (tv_node_t** child = tv_node_get_children(node); *child; ++child)
+      set_random_table(random_, *child, values_);
   }
 
   void change_structure() {
     tv_node_t* node = any_node();
     tv_node_t* other = any_node();
     tv_status_t status = tv_status_none;
-    const std::vector<Vector> before = Oracle(domain()).beliefs(Oracle(domain()).none(), tv_equilibrium_sum, tv_evidence_normal);
+    const std::vector<Vector> before =
+        Oracle(domain()).beliefs(Oracle(domain()).none(), tv_equilibrium_sum, tv_evidence_normal);
     switch (random_.below(5)) {
       case 0:
         if (count_nodes(tv_node_get_parents(node)) < 3) status = tv_node_add_parent(node, other);
-        ASSERT_TRUE(status == tv_status_none || status == tv_status_usage || status == tv_status_cyclic_network);
+        ASSERT_TRUE(status == tv_status_none || status == tv_status_usage ||
+                    status == tv_status_cyclic_network);
         break;
       case 1:
         if (tv_node_t* parent = tv_node_get_parents(node)[0]) status = tv_node_remove_parent(node, parent);
@@ -167,7 +172,8 @@ class Walk {
         if (!child) break;
         status = tv_node_reverse_edge(node, child);
         const Oracle reversed(domain());
-        const std::vector<Vector> after = reversed.beliefs(reversed.none(), tv_equilibrium_sum, tv_evidence_normal);
+        const std::vector<Vector> after =
+            reversed.beliefs(reversed.none(), tv_equilibrium_sum, tv_evidence_normal);
         for (size_t i = 0; i < after.size(); ++i)
           for (size_t s = 0; s < after[i].size(); ++s) EXPECT_TRUE(close(after[i][s], before[i][s]));
         break;

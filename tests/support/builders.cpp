@@ -99,8 +99,7 @@ void set_random_table(Generator& random, tv_node_t* node, Values values) {
     float sum = 0;
     while (!(sum > 0)) {  // a distribution of zeros alone is refused
       const float scale = static_cast<float>(0.3 + 2 * random.uniform());
-      for (size_t i = first; i < first + states; ++i)
-        sum += data[i] = scale * random_value(random, values);
+      for (size_t i = first; i < first + states; ++i) sum += data[i] = scale * random_value(random, values);
     }
   }
   set_table(node, data);
@@ -129,7 +128,8 @@ void change_evidence(Generator& random, tv_node_t* node, Findings findings) {
     enter_findings(node, vector);
   } else {  // one entry of whatever is there; this is how vectors of zeros arise
     const float value = random.chance(0.5) ? 0.0f : 1.0f;
-    demand(tv_node_enter_finding(node, random.below(states), value) == tv_status_none, "tv_node_enter_finding");
+    demand(tv_node_enter_finding(node, random.below(states), value) == tv_status_none,
+           "tv_node_enter_finding");
   }
 }
 

@@ -39,7 +39,8 @@ void append_node(std::string& out, tv_node_t* node) {
   out += "  children" + describe_names(tv_node_get_children(node));
   if (tv_node_get_kind(node) == tv_kind_discrete) append_states(out, node);
   if (tv_table_t* table = tv_node_get_table(node)) out += describe(table);
-  if (tv_node_has_experience_table(node) == 1) out += "experience" + describe(tv_node_get_experience_table(node));
+  if (tv_node_has_experience_table(node) == 1)
+    out += "experience" + describe(tv_node_get_experience_table(node));
   if (tv_node_has_fading_table(node) == 1) out += "fading" + describe(tv_node_get_fading_table(node));
 }
 
@@ -60,7 +61,8 @@ void append_answers(std::string& out, tv_domain_t* domain) {
   for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node)) {
     if (tv_node_get_kind(node) != tv_kind_discrete) continue;
     append(out, "belief of %s:", tv_node_get_name(node));
-    for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s) append(out, " %a", tv_node_get_belief(node, s));
+    for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s)
+      append(out, " %a", tv_node_get_belief(node, s));
     out += "\n";
   }
 }
@@ -87,8 +89,10 @@ std::string describe(tv_domain_t* domain) {
   append(out, "domain of %zu nodes from %s, node size %zu %zu\n", tv_domain_get_number_of_nodes(domain),
          tv_domain_get_file_name(domain) ? tv_domain_get_file_name(domain) : "nowhere", width, height);
   append_attributes(out, tv_domain_get_first_attribute(domain));
-  for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node)) append_node(out, node);
-  append(out, "triangulated %d compiled %d\n", tv_domain_is_triangulated(domain), tv_domain_is_compiled(domain));
+  for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node))
+    append_node(out, node);
+  append(out, "triangulated %d compiled %d\n", tv_domain_is_triangulated(domain),
+         tv_domain_is_compiled(domain));
   if (tv_domain_is_triangulated(domain) == 1) append_forest(out, domain);
   if (tv_domain_is_compiled(domain) == 1) append_answers(out, domain);
   return out;

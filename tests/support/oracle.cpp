@@ -79,7 +79,8 @@ Vector Oracle::marginal(const std::vector<size_t>& nodes, const Evidence& eviden
     for (size_t i = 0; i < state.size(); ++i) weight *= evidence[i][state[i]];
     size_t entry = 0;
     for (size_t node : nodes) entry = entry * states_[node] + state[node];
-    result[entry] = equilibrium == tv_equilibrium_max ? std::max(result[entry], weight) : result[entry] + weight;
+    result[entry] =
+        equilibrium == tv_equilibrium_max ? std::max(result[entry], weight) : result[entry] + weight;
   });
   return result;
 }

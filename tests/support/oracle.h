@@ -25,10 +25,12 @@ class Oracle {
   // The sum (the largest entry, under max) of the joint with the evidence.
   Real constant(const Evidence& evidence, tv_equilibrium_t equilibrium) const;
   // Marginals of the joint with the evidence, not normalised.
-  Vector marginal(const std::vector<size_t>& nodes, const Evidence& evidence, tv_equilibrium_t equilibrium) const;
+  Vector marginal(const std::vector<size_t>& nodes, const Evidence& evidence,
+                  tv_equilibrium_t equilibrium) const;
   // Of each node, scaled to sum to one (to have one as the best entry); all zero if the evidence is
   // impossible. Under fast retraction each node has its own evidence left out.
-  std::vector<Vector> beliefs(const Evidence& evidence, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) const;
+  std::vector<Vector> beliefs(const Evidence& evidence, tv_equilibrium_t equilibrium,
+                              tv_evidence_mode_t mode) const;
   // The probability of the evidence that each node's answer rests on.
   Real least_constant(const Evidence& evidence, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) const;
 
