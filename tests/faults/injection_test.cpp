@@ -66,7 +66,7 @@ void* or_throw(void* block) {
 void arm(Fault fault, long n, bool persistent) noexcept {
   lasting = persistent;
   struck = false;
-  seen[static_cast<int>(fault)] = 0;
+  for (auto& count : seen) count = 0;
   fail_at[static_cast<int>(fault)] = n;
 }
 void disarm() noexcept {

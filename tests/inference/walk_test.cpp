@@ -108,7 +108,7 @@ class Walk {
     if (constant < kFaint) return;
     ++answers;
     ASSERT_EQ(wrong_answer(domain(), equilibrium, mode, constant_valid_), "");
-    if (answers % 8 == 0) compare_with_clone(equilibrium, mode);
+    if (answers % 8 == 0 && probability() > kFaint) compare_with_clone(equilibrium, mode);
   }
 
   void compare_with_clone(tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {

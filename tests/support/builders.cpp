@@ -84,7 +84,7 @@ DomainOwner random_network(Generator& random, Values values, const NetworkShape&
     joint *= states;
     tv_node_t* node = add_node(domain.get(), nullptr, states);
     for (tv_node_t* parent : nodes)
-      if (count_nodes(tv_node_get_parents(node)) < 3 && random.chance(link_chance))
+      if (count_nodes(tv_node_get_parents(node)) < shape.max_parents && random.chance(link_chance))
         demand(tv_node_add_parent(node, parent) == tv_status_none, "tv_node_add_parent");
     if (random.chance(0.95)) set_random_table(random, node, values);
     nodes.push_back(node);

@@ -62,6 +62,7 @@ struct NetworkShape {
   size_t max_nodes = 8;
   size_t max_joint = 2000;  // configurations of all nodes together
   size_t max_states = 4;
+  size_t max_parents = 3;
   double link_chance = 0.5;
 };
 
