@@ -155,6 +155,7 @@ void make_room(TreeEngine& engine) {
   engine.finding_nests.resize(members * (members + 1) + 1);
   engine.order.reserve(engine.cliques.size());
   engine.reached_by.resize(engine.cliques.size());
+  engine.silent.assign(engine.cliques.size(), 0);
 }
 
 std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {

@@ -83,9 +83,14 @@ struct TreeEngine {
   std::vector<Dimension> control_nests;
 
   // The schedule of one propagation: marked cliques from the root outwards.
+  size_t smallest = 0;                     // the root when every clique takes part
   std::vector<size_t> order;
   std::vector<size_t> reached_by;          // by clique: its link towards the root; kNone for the root and
                                            // for cliques that take no part
+  std::vector<unsigned char> silent;       // by clique: its message towards the root would be all ones
+  // The product of the factors of this propagation is mantissa times 2 to the power exponent.
+  double factor_mantissa = 1.0;
+  long factor_exponent = 0;
   std::vector<Step> steps;                 // of the pass that is being put together
   std::vector<Step> updates;               // of a clique, where they do not go into one pass
   std::vector<Control> finding_controls;   // of findings in that pass

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <numeric>
 
 #include "inference/findings_marginal.h"
@@ -58,8 +59,36 @@ void add_findings(TreeEngine& engine, CliqueWork& work) {
   }
 }
 
-bool sends_to(const TreeEngine& engine, const LinkPlan& link) noexcept {
+// Whether the clique at the other end lies beyond this one, seen from the root.
+bool leads_away(const TreeEngine& engine, const LinkPlan& link) noexcept {
   return engine.reached_by[link.neighbor] == link.back;
+}
+
+// Whether all that a clique adds to what its neighbour towards the root knows are the distributions of the
+// nodes that the neighbour lacks, with nothing known about them: they sum to one.
+bool is_silent(const TreeEngine& engine, const CliqueWork& work, const LinkPlan& towards_root) noexcept {
+  if (!work.findings.empty()) return false;
+  for (const LinkPlan& link : work.links)
+    if (leads_away(engine, link) && !engine.silent[link.neighbor]) return false;
+  size_t own = 0;
+  for (size_t m = 0; m < towards_root.member_of.size(); ++m) {
+    if (towards_root.member_of[m] != kNone) continue;
+    const CompiledNode& data = compiled(*(*work.table.members)[m]);
+    if (data.assigned != work.clique || data.propagated_state != kNoEvidence) return false;
+    ++own;
+  }
+  return own == work.potentials.size();
+}
+
+// Decides who is silent in this propagation: with a past, or when maxima are sought, nobody is.
+void find_silent_cliques(const Sweep& sweep) noexcept {
+  TreeEngine& engine = sweep.engine;
+  std::fill(engine.silent.begin(), engine.silent.end(), 0);
+  if (!sweep.first || sweep.equilibrium != tv_equilibrium_sum) return;
+  for (size_t i = engine.order.size(); i-- > 1;) {
+    const CliqueWork& work = engine.cliques[engine.order[i]];
+    engine.silent[engine.order[i]] = is_silent(engine, work, work.links[engine.reached_by[engine.order[i]]]);
+  }
 }
 
 void run_steps(TreeEngine& engine, CliqueWork& work) {
@@ -74,10 +103,24 @@ void run_steps(TreeEngine& engine, CliqueWork& work) {
 
 // A factor taken out of a clique's table goes into the constants instead.
 void note_factor(const Sweep& sweep, CliqueWork& work, double factor) noexcept {
-  JunctionTree& tree = *sweep.engine.tree;
-  tree.step_constant *= factor;
-  tree.step_log_constant += std::log(factor);
-  if (tree.equilibrium != tv_equilibrium_none) work.clique->conflict /= factor;
+  TreeEngine& engine = sweep.engine;
+  engine.factor_mantissa *= factor;
+  if (!(engine.factor_mantissa > 1e-200 && engine.factor_mantissa < 1e200)) {
+    int exponent = 0;
+    engine.factor_mantissa = std::frexp(engine.factor_mantissa, &exponent);
+    engine.factor_exponent += exponent;
+  }
+  if (engine.tree->equilibrium != tv_equilibrium_none) work.clique->conflict /= factor;
+}
+
+void set_constants(TreeEngine& engine) noexcept {
+  JunctionTree& tree = *engine.tree;
+  const int exponent = static_cast<int>(std::clamp(engine.factor_exponent, -100000L, 100000L));
+  tree.step_constant = std::ldexp(engine.factor_mantissa, exponent);
+  tree.step_log_constant =
+      std::log(engine.factor_mantissa) + static_cast<double>(engine.factor_exponent) * std::numbers::ln2;
+  tree.constant *= tree.step_constant;
+  tree.log_constant += tree.step_log_constant;
 }
 
 // Scales the table so that its largest entry lies between one and two: the power of two costs no precision.
@@ -100,7 +143,7 @@ void add_updates(TreeEngine& engine, CliqueWork& work, size_t towards_root) {
   engine.finding_controls.clear();
   if (!work.initialized) add_initial_product(engine, work);
   for (size_t l = 0; l < work.links.size(); ++l)
-    if (l != towards_root && sends_to(engine, work.links[l]))
+    if (l != towards_root && leads_away(engine, work.links[l]) && !engine.silent[work.links[l].neighbor])
       engine.steps.push_back({Operation::multiply, &work.links[l].control,
                               engine.separators[work.links[l].separator].ratio});
   add_findings(engine, work);
@@ -178,12 +221,12 @@ constexpr double kSuspiciousMass = 5.421010862427522e-20;  // 2 to the power -64
 tv_status_t update_and_marginalize(const Sweep& sweep, CliqueWork& work, size_t towards_root, const Control& control,
                                    double* totals, size_t size) {
   TreeEngine& engine = sweep.engine;
-  JunctionTree& tree = *engine.tree;
   const bool can_repeat = !work.initialized && !sweep.plain;
-  const double constant = tree.step_constant, log_constant = tree.step_log_constant;
+  const double mantissa = engine.factor_mantissa;
+  const long exponent = engine.factor_exponent;
   for (size_t together : {kUpdatesTogether, size_t{1}}) {
-    tree.step_constant = constant;
-    tree.step_log_constant = log_constant;
+    engine.factor_mantissa = mantissa;
+    engine.factor_exponent = exponent;
     std::fill(totals, totals + size, 0.0);
     add_updates(engine, work, towards_root);
     tv_status_t status = run_most_updates(sweep, work, together);
@@ -233,10 +276,8 @@ tv_status_t collect_root(const Sweep& sweep, size_t root, double& constant) {
       work.clique->conflict *= evidence_of_departing_members(sweep, work, nullptr);
     tree.conflict = work.clique->conflict;
   }
-  tree.step_constant *= constant;
-  tree.step_log_constant += std::log(constant);
-  tree.constant *= tree.step_constant;
-  tree.log_constant += tree.step_log_constant;
+  engine.factor_mantissa *= constant;
+  set_constants(engine);
   return tv_status_none;
 }
 
@@ -311,7 +352,7 @@ Receivers start_messages(const Sweep& sweep, CliqueWork& work, size_t first) {
   size_t used = 0;
   for (; receivers.last < work.links.size(); ++receivers.last) {
     const LinkPlan& link = work.links[receivers.last];
-    if (!sends_to(engine, link)) continue;
+    if (!leads_away(engine, link)) continue;
     const size_t size = engine.separators[link.separator].old.shape.size;
     if (used > 0 && used + size > engine.totals.size()) break;
     double* totals = engine.totals.data() + used;
@@ -328,11 +369,12 @@ tv_status_t finish_messages(const Sweep& sweep, CliqueWork& work, const Receiver
   double* totals = engine.totals.data();
   for (size_t l = receivers.first; l < receivers.last; ++l) {
     const LinkPlan& link = work.links[l];
-    if (!sends_to(engine, link)) continue;
+    if (!leads_away(engine, link)) continue;
     SeparatorWork& separator = engine.separators[link.separator];
     const size_t size = separator.old.shape.size;
     if (sweep.mode == tv_evidence_fast_retraction) marginalize_onto(sweep, work, link, totals);
-    const RatioResult result = kernels().divide(totals, separator.old.numbers, separator.ratio, size);
+    const RatioResult result = (engine.silent[link.neighbor] ? kernels().take : kernels().divide)(
+        totals, separator.old.numbers, separator.ratio, size);
     if (tv_status_t status = check_ratio(sweep, result)) return status;
     totals += size;
     if (tv_status_t status = update_separator_beliefs(sweep, separator)) return status;
@@ -346,6 +388,7 @@ tv_status_t distribute_from(const Sweep& sweep, size_t clique, const float* inve
   CliqueWork& work = engine.cliques[clique];
   const size_t via = engine.reached_by[clique];
   engine.steps.clear();
+  if (!work.initialized) add_initial_product(engine, work);
   if (via == kNone) {
     if (inverse) engine.steps.push_back({Operation::multiply, &work.scalar, inverse});
   } else {
@@ -390,16 +433,22 @@ tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root) {
   TreeEngine& engine = sweep.engine;
   ProgressMeter progress(*engine.domain, "propagation", 2 * engine.cliques.size());
   order_from(engine, root);
+  find_silent_cliques(sweep);
+  engine.factor_mantissa = 1.0;
+  engine.factor_exponent = 0;
   for (size_t i = engine.order.size(); i-- > 1;) {
     if (tv_status_t status = progress.advance()) return status;
+    if (engine.silent[engine.order[i]]) continue;
     if (tv_status_t status = collect_from(sweep, engine.order[i])) return status;
   }
   double constant = 1.0;
   if (tv_status_t status = collect_root(sweep, root, constant)) return status;
 
-  mark_cliques_with_member(engine, [](const CompiledNode& node) { return node.belief_wanted; });
-  _tv_identify_subtree(engine, root);
-  order_from(engine, root);
+  if (engine.order.size() < engine.cliques.size()) {
+    mark_cliques_with_member(engine, [](const CompiledNode& node) { return node.belief_wanted; });
+    _tv_identify_subtree(engine, root);
+    order_from(engine, root);
+  }
   const float inverse = static_cast<float>(1.0 / constant);
   for (size_t clique : engine.order) {
     if (tv_status_t status = progress.advance()) return status;
