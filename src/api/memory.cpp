@@ -1,5 +1,8 @@
 #include "api/memory.h"
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -31,6 +34,13 @@ void* _tv_shrink(void* pointer, size_t size) noexcept {
   }
   void* block = std::realloc(pointer, size);
   return block ? block : pointer;
+}
+
+void expect_large_block(void* block, size_t size) noexcept {
+  constexpr std::uintptr_t page = 2 * 1024 * 1024;
+  const std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(block) + page - 1) & ~(page - 1);
+  const std::uintptr_t last = (reinterpret_cast<std::uintptr_t>(block) + size) & ~(page - 1);
+  if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
 }
 
 char* _tv_allocate_string(const char* text) noexcept {

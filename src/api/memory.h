@@ -29,6 +29,10 @@ void* _tv_reallocate(void* pointer, size_t size) noexcept;
 // Never fails and never touches the status; a size of 0 frees the block and returns null.
 void* _tv_shrink(void* pointer, size_t size) noexcept;
 
+// Tells the system that a large block will be used as a whole, so that it may come in large pages: the first
+// touch of every small page costs more than a pass over it. Harmless where the system does not listen.
+void expect_large_block(void* block, size_t size) noexcept;
+
 char* _tv_allocate_string(const char* text) noexcept;
 char* _tv_copy_file_name(const char* name) noexcept;
 

@@ -166,6 +166,7 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   for (size_t c = 0; c < tree.clique_count(); ++c)
     if (tree.cliques[c]->parent_separator) ratios = size_add(ratios, tree.cliques[c]->parent_separator->size);
   engine->numbers.allocate_uninitialized(size_add(table_entries(tree), ratios));
+  expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
   build_cliques(*engine);
   join_links(*engine);
   add_belief_plans(*engine);

@@ -128,9 +128,13 @@ size_t splittable_units(const Shape& shape, const Step* steps, size_t count) noe
 
 void run_pass(const Shape& shape, float* table, const Step* steps, size_t count, size_t units, size_t begin,
               size_t end) noexcept {
+  const Kernels& kernels = tv::kernels();
+  if (shape.outer == 0) {  // a single block: nothing to walk
+    for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], table, 0);
+    return;
+  }
   size_t block_size = 1, blocks = 1;
   for (size_t d = 0; d < shape.counts.size(); ++d) (d < shape.outer ? blocks : block_size) *= shape.counts[d];
-  const Kernels& kernels = tv::kernels();
   const size_t blocks_per_unit = blocks / units;
   for (; count > 0; count -= std::min(count, kStepsPerPass), steps += kStepsPerPass) {
     const size_t here = std::min(count, kStepsPerPass);

@@ -27,6 +27,11 @@ inline double sum_of(const float* x, size_t n) {
 inline float larger(float a, float b) { return a < b ? b : a; }
 
 inline float max_of(const float* x, size_t n) {
+  if (n < kLanes) {
+    float found = x[0];
+    for (size_t l = 1; l < n; ++l) found = larger(found, x[l]);
+    return found;
+  }
   float lane[kLanes];
   for (size_t l = 0; l < kLanes; ++l) lane[l] = x[0];
   for (; n >= kLanes; n -= kLanes, x += kLanes)
@@ -260,25 +265,62 @@ void weighted_max(const Dimension* nest, size_t count, const float* table, doubl
   run(WeightedMax{weight}, nest, count, table, other);
 }
 
-RatioResult summary_of(const float* ratio, size_t size, bool lost) {
-  return {sum_of(ratio, size), size ? static_cast<double>(max_of(ratio, size)) : 0.0, lost};
+// Sum and largest of the ratios, taken along while they are formed.
+struct RatioSummary {
+  double sum[kLanes];
+  float largest[kLanes];
+  RatioSummary() {
+    for (size_t l = 0; l < kLanes; ++l) sum[l] = 0.0, largest[l] = 0.0f;
+  }
+  RatioResult result(int lost) {
+    for (size_t width = kLanes / 2; width > 0; width /= 2)
+      for (size_t l = 0; l < width; ++l) {
+        sum[l] += sum[l + width];
+        largest[l] = larger(largest[l], largest[l + width]);
+      }
+    return {sum[0], static_cast<double>(largest[0]), lost != 0};
+  }
+};
+
+inline int divide_some(const double* fresh, float* old, float* ratio, size_t n, RatioSummary& summary) {
+  int lost = 0;
+  for (size_t l = 0; l < n; ++l) {
+    const float before = old[l];
+    const float after = static_cast<float>(fresh[l]);
+    const bool possible = before > 0.0f;
+    lost |= static_cast<int>(possible) & static_cast<int>(!(fresh[l] > 0.0));
+    const float quotient = after / (possible ? before : 1.0f);
+    ratio[l] = possible ? quotient : 0.0f;
+    old[l] = after;
+    summary.sum[l] += static_cast<double>(ratio[l]);
+    summary.largest[l] = larger(summary.largest[l], ratio[l]);
+  }
+  return lost;
+}
+
+inline void take_some(const double* fresh, float* old, float* ratio, size_t n, RatioSummary& summary) {
+  for (size_t l = 0; l < n; ++l) {
+    ratio[l] = old[l] = static_cast<float>(fresh[l]);
+    summary.sum[l] += static_cast<double>(ratio[l]);
+    summary.largest[l] = larger(summary.largest[l], ratio[l]);
+  }
 }
 
 RatioResult divide(const double* fresh, float* old, float* ratio, size_t size) {
+  RatioSummary summary;
   int lost = 0;
-  for (size_t i = 0; i < size; ++i) {
-    const double before = static_cast<double>(old[i]);
-    const bool possible = before > 0.0;
-    lost |= static_cast<int>(possible) & static_cast<int>(!(fresh[i] > 0.0));
-    ratio[i] = possible ? static_cast<float>(fresh[i] / before) : 0.0f;
-    old[i] = static_cast<float>(fresh[i]);
-  }
-  return summary_of(ratio, size, lost != 0);
+  size_t i = 0;
+  for (; i + kLanes <= size; i += kLanes) lost |= divide_some(fresh + i, old + i, ratio + i, kLanes, summary);
+  lost |= divide_some(fresh + i, old + i, ratio + i, size - i, summary);
+  return summary.result(lost);
 }
 
 RatioResult take(const double* fresh, float* old, float* ratio, size_t size) {
-  for (size_t i = 0; i < size; ++i) ratio[i] = old[i] = static_cast<float>(fresh[i]);
-  return summary_of(ratio, size, false);
+  RatioSummary summary;
+  size_t i = 0;
+  for (; i + kLanes <= size; i += kLanes) take_some(fresh + i, old + i, ratio + i, kLanes, summary);
+  take_some(fresh + i, old + i, ratio + i, size - i, summary);
+  return summary.result(0);
 }
 
 void scale(float* values, size_t size, double factor) {
