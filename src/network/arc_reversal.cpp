@@ -32,7 +32,8 @@ NodeList with_parents(const NodeList& parents, const std::vector<Node*>& more) {
 }
 
 std::unique_ptr<Table> checked_copy(Node& node, tv_status_t& status) {
-  std::unique_ptr<Table> copy = node.table ? clone_table(*node.table) : default_node_table(node, node.parents);
+  std::unique_ptr<Table> copy =
+      node.table ? clone_table(*node.table) : default_node_table(node, node.parents);
   status = validate_conditional_probability_potential(*copy, true);
   return copy;
 }
@@ -61,7 +62,7 @@ tv_status_t reverse_tables(TableChanges& changes, Node& x, Node& y, const NodeLi
 }
 
 tv_status_t reverse_link(Node& x, Node& y) {
-  std::vector<Node*> below_x = reachable_nodes(x, {&x, &y});
+  const std::vector<Node*> below_x = reachable_nodes(x, {&x, &y});
   if (std::find(below_x.begin(), below_x.end(), &y) != below_x.end())
     return store_status(tv_status_cyclic_network);
   if (is_continuous(x)) return store_status(tv_status_error);  // needs the complement of CG potentials
@@ -80,7 +81,6 @@ tv_status_t reverse_link(Node& x, Node& y) {
   for (Node* parent : x_gains) parent->children.reserve_one_more();
   for (Node* parent : y_gains) parent->children.reserve_one_more();
 
-  sort_by_rank(below_x);
   changes.commit();
   x.parents = std::move(x_parents);
   y.parents = std::move(y_parents);
@@ -94,7 +94,7 @@ tv_status_t reverse_link(Node& x, Node& y) {
     parent->children.push_back(&y);
     outlets += parent->category == tv_category_function;
   }
-  move_to_end(*x.domain, below_x);
+  raise_to(below_x, y.level);
   structure_changed(*x.domain);
   return tv_status_none;
 }
@@ -104,8 +104,7 @@ bool is_parent(const Node& parent, const Node& child) noexcept { return child.pa
 }  // namespace
 
 tv_status_t reverse_edge(Node& node1, Node& node2) {
-  const bool are_chance_nodes =
-      node1.category == tv_category_chance && node2.category == tv_category_chance;
+  const bool are_chance_nodes = node1.category == tv_category_chance && node2.category == tv_category_chance;
   if (!are_chance_nodes || node1.kind != node2.kind) return store_status(tv_status_usage);
   if (is_parent(node1, node2)) return reverse_link(node1, node2);
   if (is_parent(node2, node1)) return reverse_link(node2, node1);

@@ -30,6 +30,7 @@ std::unique_ptr<Node> copy_own_properties(const Node& node, Domain& domain) {
   copy->domain = &domain;
   copy->category = node.category;
   copy->kind = node.kind;
+  copy->level = node.level;
   copy->number_of_states = node.number_of_states;
   copy->subtype = node.subtype;
   copy->state_labels = node.state_labels;
@@ -54,8 +55,6 @@ void copy_tables(Node& copy, const Node& node, Map map) {
 void copy_settings(Domain& copy, const Domain& domain) {
   copy.node_count = domain.node_count;
   copy.counters = domain.counters;
-  copy.first_rank = domain.first_rank;
-  copy.last_rank = domain.last_rank;
   copy.function_outlets = domain.function_outlets;
   copy.grain_size = domain.grain_size;
   copy.concurrency_level = domain.concurrency_level;
@@ -92,7 +91,6 @@ std::unique_ptr<Domain> clone_domain(const Domain& domain) {
   for (const Node& node : domain.nodes) {
     Node& copy = clone->nodes.push_front(copy_own_properties(node, *clone));
     copy.number = node.number;
-    copy.rank = node.rank;
     copy.has_name = node.has_name;
     copy.name = node.name;
     by_number[node.number - 1] = &copy;
@@ -132,7 +130,6 @@ Node* clone_node(Node& node) {
 }  // namespace tv
 
 tv_node_t* tv_node_clone(tv_node_t* node) {
-  return tv::guarded(static_cast<tv_node_t*>(nullptr), [&]() -> tv_node_t* {
-    return tv::check(node) ? tv::clone_node(*node) : nullptr;
-  });
+  return tv::guarded(static_cast<tv_node_t*>(nullptr),
+                     [&]() -> tv_node_t* { return tv::check(node) ? tv::clone_node(*node) : nullptr; });
 }

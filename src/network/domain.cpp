@@ -28,7 +28,8 @@ tv_status_t set_required_instantiations(Domain& domain, Node* const* nodes) {
 }
 
 // The shape of every numeric setting: a domain, perhaps a value other than zero.
-tv_status_t set_size(tv_domain_t* domain, size_t Domain::*setting, size_t value, bool zero_is_valid) noexcept {
+tv_status_t set_size(tv_domain_t* domain, size_t Domain::*setting, size_t value,
+                     bool zero_is_valid) noexcept {
   if (!check(domain && (value > 0 || zero_is_valid))) return tv_status_usage;
   domain->*setting = value;
   return tv_status_none;

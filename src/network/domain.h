@@ -13,8 +13,8 @@
 
 namespace tv {
 
-struct Forest;     // compile/forest.h
-class NameTable;   // network/name_table.h
+struct Forest;    // compile/forest.h
+class NameTable;  // network/name_table.h
 
 // How many nodes there are of each category and of each kind.
 struct NodeCounters {
@@ -28,12 +28,12 @@ struct tv_domain_s {
   tv_domain_s();
   ~tv_domain_s();
 
-  tv::OwnedList<tv::Node> nodes;   // newest first; a parsed domain keeps file order
+  tv::OwnedList<tv::Node> nodes;  // newest first; a parsed domain keeps file order
   size_t node_count = 0;
   tv::NodeCounters counters;
   std::unique_ptr<tv::NameTable> name_table;  // an accelerator, absent until first needed
 
-  std::FILE* log = nullptr;        // the host's stream
+  std::FILE* log = nullptr;  // the host's stream
   size_t grain_size = 10000;
   size_t concurrency_level = 1;
   size_t em_concurrency_level = 1;
@@ -43,24 +43,23 @@ struct tv_domain_s {
 
   tv::AttributeList attributes;
   void* user_data = nullptr;
-  std::string file_name;           // of the parsed file; empty when there was none
-  bool is_class = false;           // the record serves as a class: stricter rules for names
+  std::string file_name;  // of the parsed file; empty when there was none
+  bool is_class = false;  // the record serves as a class: stricter rules for names
   size_t node_width = 80, node_height = 40;
-  size_t table_count = 0;          // source of the serial numbers of registered tables
-  int64_t first_rank = 0, last_rank = 0;  // no node's topological rank lies outside
-  size_t function_outlets = 0;     // links that leave function nodes
+  size_t table_count = 0;       // source of the serial numbers of registered tables
+  size_t function_outlets = 0;  // links that leave function nodes
   tv::RandomGenerator random;
 
   // Settings of triangulation.
   size_t max_number_of_separators = 0;  // 0: no limit
   size_t max_separator_size = 0;        // 0: no limit
   tv::NodeList initial_triangulation;
-  tv::NodeList required_instantiations; // nodes that need a selected state before propagation
+  tv::NodeList required_instantiations;  // nodes that need a selected state before propagation
 
   // Everything that compilation made; null while the domain is not triangulated. The deleter is
   // given with the forest, because this record does not know what a forest is.
   std::unique_ptr<tv::Forest, void (*)(tv::Forest*)> forest;
-  bool compiled = false;           // the forest has its tables
+  bool compiled = false;  // the forest has its tables
 };
 
 namespace tv {

@@ -120,7 +120,8 @@ tv_status_t check_functional_trails(Node& parent, Node& child, DirectedLink abse
   const NodeCounters& counters = parent.domain->counters;
   if (counters.function == 0 || counters.chance + counters.decision + counters.utility == 0)
     return tv_status_none;
-  if (closes_functional_trail(parent, child, absent)) return store_status(tv_status_cyclic_functional_dependency);
+  if (closes_functional_trail(parent, child, absent))
+    return store_status(tv_status_cyclic_functional_dependency);
   if (counters.decision + counters.utility > 0 && carries_functional_dependency(parent, child, absent))
     return store_status(tv_status_functional_dependency);
   return tv_status_none;

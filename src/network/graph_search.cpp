@@ -1,11 +1,13 @@
-// Every node has a rank, and every link leads to a higher one. A new link that agrees with the ranks
-// closes no cycle, which is the common case. Otherwise the descendants of the child and the ancestors
-// of the parent are explored in turn, link by link, until one side is exhausted or they meet; the
-// exhausted side is closed and moves as a whole behind (or before) all other nodes. So the cost is
-// that of the smaller side, and building a network in any order of its links stays cheap.
+// Cycle checks after Bender, Fineman, Gilbert and Tarjan (2016), "A new approach to incremental cycle
+// detection": every node has a level, and no link leads to a lower one. A new link to a higher level
+// closes no cycle. Otherwise a search from the parent upwards stays within its level and gives up
+// after about the square root of the network; then the child, and what lies below it on lower levels,
+// rises to the parent's level or, where that search gave up, one above it. A network of m links costs
+// O(m^1.5) in whatever order they come, and next to nothing in the usual ones.
 #include "network/graph_search.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "network/links.h"
 
@@ -14,32 +16,32 @@ namespace {
 
 constexpr int kBelow = 1, kAbove = 2;  // marks: reached from the child, from the parent
 
-// One side of the search, advanced by a single link at a time.
-struct Frontier {
-  NodeList Node::*links;
-  int mark;
-  MarkedNodes reached;
-  size_t node = 0, link = 0;  // the next link to follow
+enum class Ascent { complete, given_up, met };
 
-  Frontier(NodeList Node::*followed, int own_mark, Node& start) : links(followed), mark(own_mark) {
-    reached.reach(&start, mark);
-  }
-  bool exhausted() noexcept {
-    while (node < reached.size() && link == (reached[node]->*links).size()) {
-      ++node;
-      link = 0;
+// Marks the nodes of the start's level from which paths within that level lead to it.
+Ascent ascend_within_level(MarkedNodes& above, Node& start, const Node& sought, size_t limit) {
+  above.reach(&start, kAbove);
+  size_t followed = 0;
+  for (size_t i = 0; i < above.size(); ++i)
+    for (Node* parent : above[i]->parents) {
+      if (parent->level != start.level) continue;
+      if (parent == &sought) return Ascent::met;
+      if (++followed > limit) return Ascent::given_up;
+      above.reach(parent, kAbove);
     }
-    return node == reached.size();
-  }
-  // Whether the step met a node of the other side.
-  bool step() {
-    Node* next = (reached[node]->*links)[link++];
-    return !reached.reach(next, mark) && next->mark != mark;
-  }
-};
+  return Ascent::complete;
+}
 
-void move_to_front(Domain& domain, const std::vector<Node*>& nodes) noexcept {
-  for (size_t i = nodes.size(); i-- > 0;) nodes[i]->rank = --domain.first_rank;
+// Collects `start` and what lies below it on levels lower than `level`; whether that leads to a node
+// that the ascent has marked.
+bool descends_to_marked(MarkedNodes& below, Node& start, size_t level) {
+  below.reach(&start, kBelow);
+  for (size_t i = 0; i < below.size(); ++i)
+    for (Node* child : below[i]->children) {
+      if (child->mark == kAbove) return true;
+      if (child->level < level) below.reach(child, kBelow);
+    }
+  return false;
 }
 
 NodeList collect(const Node& start, NodeList Node::*links) {
@@ -55,34 +57,27 @@ NodeList collect(const Node& start, NodeList Node::*links) {
 
 }  // namespace
 
-void sort_by_rank(std::vector<Node*>& nodes) noexcept {
-  std::sort(nodes.begin(), nodes.end(), [](const Node* a, const Node* b) { return a->rank < b->rank; });
-}
-
-void move_to_end(Domain& domain, const std::vector<Node*>& nodes) noexcept {
-  for (Node* node : nodes) node->rank = ++domain.last_rank;
-}
-
 bool would_close_cycle(Node& parent, Node& child) {
   if (&parent == &child) return true;
-  if (parent.rank < child.rank) return false;
-  Frontier below(&Node::children, kBelow, child);
-  Frontier above(&Node::parents, kAbove, parent);
-  for (;;) {
-    if (below.exhausted()) {
-      std::vector<Node*> descendants = below.reached.release();
-      sort_by_rank(descendants);
-      move_to_end(*child.domain, descendants);
-      return false;
-    }
-    if (above.exhausted()) {
-      std::vector<Node*> ancestors = above.reached.release();
-      sort_by_rank(ancestors);
-      move_to_front(*parent.domain, ancestors);
-      return false;
-    }
-    if (below.step() || above.step()) return true;
+  if (parent.level < child.level) return false;
+  if (child.children.empty()) {
+    child.level = parent.level;
+    return false;
   }
+  if (parent.parents.empty()) {
+    parent.level = child.level;
+    return false;
+  }
+  const auto limit = static_cast<size_t>(std::sqrt(static_cast<double>(parent.domain->node_count)));
+  MarkedNodes above;
+  const Ascent ascent = ascend_within_level(above, parent, child, limit);
+  if (ascent == Ascent::met) return true;
+  if (ascent == Ascent::complete && parent.level == child.level) return false;
+  const size_t level = ascent == Ascent::complete ? parent.level : parent.level + 1;
+  MarkedNodes below;
+  if (descends_to_marked(below, child, level)) return true;
+  raise_to(below, level);
+  return false;
 }
 
 std::vector<Node*> reachable_nodes(Node& start, DirectedLink absent) {
@@ -96,13 +91,13 @@ std::vector<Node*> reachable_nodes(Node& start, DirectedLink absent) {
 
 bool has_directed_path(const Node& from, const Node& to) {
   if (&from == &to) return true;
-  if (from.rank >= to.rank) return false;
+  if (from.level > to.level) return false;
   MarkedNodes reached;
   reached.reach(const_cast<Node*>(&from), 1);
   for (size_t i = 0; i < reached.size(); ++i)
     for (Node* child : reached[i]->children) {
       if (child == &to) return true;
-      if (child->rank < to.rank) reached.reach(child, 1);
+      if (child->level <= to.level) reached.reach(child, 1);
     }
   return false;
 }

@@ -2,6 +2,7 @@
 // list of them is its queue and, at its end, clears the marks.
 #pragma once
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -48,16 +49,17 @@ struct DirectedLink {
   bool is(const Node* from, const Node* to) const noexcept { return parent == from && child == to; }
 };
 
-// Whether a link from parent to child would close a directed cycle. When it would not, the topological
-// ranks are brought in line with it, which makes most later questions about them a comparison.
+// Whether a link from parent to child would close a directed cycle. When it would not, the levels are
+// brought in line with it: no link leads to a lower level.
 bool would_close_cycle(Node& parent, Node& child);
 
 // The nodes that directed paths reach from `start`, itself included, when `absent` is not used.
 std::vector<Node*> reachable_nodes(Node& start, DirectedLink absent);
 
-// Gives nodes that are closed under descent the highest ranks, their order among themselves kept.
-// `nodes` must be sorted by rank.
-void sort_by_rank(std::vector<Node*>& nodes) noexcept;
-void move_to_end(Domain& domain, const std::vector<Node*>& nodes) noexcept;
+// Lifts nodes to a level, with which everything below them has to be in line.
+template <class NodeRange>
+void raise_to(const NodeRange& nodes, size_t level) noexcept {
+  for (Node* node : nodes) node->level = std::max(node->level, level);
+}
 
 }  // namespace tv

@@ -41,10 +41,10 @@ class NameTable {
   bool has_room() noexcept;
 
   size_t length_ = 0;
-  std::unique_ptr<size_t[]> buckets_;   // index of the first entry of each chain
+  std::unique_ptr<size_t[]> buckets_;  // index of the first entry of each chain
   std::unique_ptr<Entry[]> entries_;
-  size_t used_ = 0, capacity_ = 0;      // of the entries
-  size_t free_ = kEnd;                  // chain of entries given back
+  size_t used_ = 0, capacity_ = 0;  // of the entries
+  size_t free_ = kEnd;              // chain of entries given back
 };
 
 size_t smallest_prime_not_below(size_t number) noexcept;

@@ -28,12 +28,18 @@ NameTable* table_for_lookup(Domain& domain) noexcept {
 
 char automatic_letter(tv_node_category_t category) noexcept {
   switch (category) {
-    case tv_category_function: return 'F';
-    case tv_category_instance: return 'I';
-    case tv_category_chance: return 'C';
-    case tv_category_decision: return 'D';
-    case tv_category_utility: return 'U';
-    default: return 'X';
+    case tv_category_function:
+      return 'F';
+    case tv_category_instance:
+      return 'I';
+    case tv_category_chance:
+      return 'C';
+    case tv_category_decision:
+      return 'D';
+    case tv_category_utility:
+      return 'U';
+    default:
+      return 'X';
   }
 }
 

@@ -14,12 +14,18 @@ namespace {
 
 size_t* counter_of(NodeCounters& counters, tv_node_category_t category) noexcept {
   switch (category) {
-    case tv_category_chance: return &counters.chance;
-    case tv_category_decision: return &counters.decision;
-    case tv_category_utility: return &counters.utility;
-    case tv_category_function: return &counters.function;
-    case tv_category_instance: return &counters.instance;
-    default: return nullptr;
+    case tv_category_chance:
+      return &counters.chance;
+    case tv_category_decision:
+      return &counters.decision;
+    case tv_category_utility:
+      return &counters.utility;
+    case tv_category_function:
+      return &counters.function;
+    case tv_category_instance:
+      return &counters.instance;
+    default:
+      return nullptr;
   }
 }
 
@@ -41,10 +47,14 @@ bool exists(tv_node_category_t category, tv_node_kind_t kind) noexcept {
   const bool is_discrete_kind = kind == tv_kind_discrete;
   switch (category) {
     case tv_category_chance:
-    case tv_category_decision: return is_discrete_kind || kind == tv_kind_continuous;
-    case tv_category_function: return is_discrete_kind || kind == tv_kind_other;
-    case tv_category_utility: return true;
-    default: return false;
+    case tv_category_decision:
+      return is_discrete_kind || kind == tv_kind_continuous;
+    case tv_category_function:
+      return is_discrete_kind || kind == tv_kind_other;
+    case tv_category_utility:
+      return true;
+    default:
+      return false;
   }
 }
 
@@ -99,7 +109,6 @@ Node* _tv_domain_new_node(Domain& domain, tv_node_category_t category, tv_node_k
 
 Node& enlist_node(Domain& domain, std::unique_ptr<Node> node) noexcept {
   node->number = ++domain.node_count;
-  node->rank = ++domain.last_rank;
   count_node(*node, kOneMore);
   structure_changed(domain);
   return domain.nodes.push_front(std::move(node));
@@ -195,9 +204,7 @@ tv_status_t tv_node_set_subtype(tv_node_t* node, tv_node_subtype_t subtype) {
   return tv::set_subtype(*node, subtype);
 }
 
-tv_domain_t* tv_node_get_domain(const tv_node_t* node) {
-  return tv::check(node) ? node->domain : nullptr;
-}
+tv_domain_t* tv_node_get_domain(const tv_node_t* node) { return tv::check(node) ? node->domain : nullptr; }
 
 tv_node_t* tv_domain_get_first_node(const tv_domain_t* domain) {
   return tv::check(domain) ? domain->nodes.first() : nullptr;

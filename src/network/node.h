@@ -14,14 +14,14 @@
 
 namespace tv {
 
-inline constexpr ptrdiff_t kNoEvidence = -1;      // evidence index: nothing is known
-inline constexpr ptrdiff_t kFindingVector = -2;   // evidence index: the finding vector counts
+inline constexpr ptrdiff_t kNoEvidence = -1;     // evidence index: nothing is known
+inline constexpr ptrdiff_t kFindingVector = -2;  // evidence index: the finding vector counts
 
 // What the host has entered on a node since the last propagation.
 struct EnteredEvidence {
-  ptrdiff_t state = kNoEvidence;   // discrete: a state, kNoEvidence or kFindingVector
+  ptrdiff_t state = kNoEvidence;     // discrete: a state, kNoEvidence or kFindingVector
   std::vector<tv_number_t> finding;  // discrete: empty until first needed; counts only under kFindingVector
-  bool value_flag = false;         // continuous: whether `value` is entered
+  bool value_flag = false;           // continuous: whether `value` is entered
   double value = 0.0;
 };
 
@@ -31,33 +31,33 @@ struct tv_node_s {
   tv::Domain* domain = nullptr;
   tv_node_category_t category = tv_category_chance;
   tv_node_kind_t kind = tv_kind_discrete;
-  size_t number = 0;               // 1 to domain->node_count, dense, by order of creation
-  bool has_name = false;           // a node may be nameless until its name is asked for
+  size_t number = 0;      // 1 to domain->node_count, dense, by order of creation
+  bool has_name = false;  // a node may be nameless until its name is asked for
   std::string name;
 
-  tv::NodeList parents;            // discrete parents first, the newest of them in front
+  tv::NodeList parents;  // discrete parents first, the newest of them in front
   tv::NodeList children;
 
-  size_t number_of_states = 0;     // discrete nodes only
+  size_t number_of_states = 0;  // discrete nodes only
   tv_node_subtype_t subtype = tv_subtype_label;
   std::vector<std::string> state_labels;  // empty, or one per state ("" where none is set)
   std::vector<double> state_values;       // empty until first set, then number_of_states + 1
 
-  std::unique_ptr<tv::Table> table;            // null counts as uniform (utility: zero)
+  std::unique_ptr<tv::Table> table;  // null counts as uniform (utility: zero)
   std::unique_ptr<tv::Table> experience_table;
   std::unique_ptr<tv::Table> fading_table;
-  bool table_checked = false;      // validated since the table was last touched
+  bool table_checked = false;  // validated since the table was last touched
 
   tv::EnteredEvidence entered;
-  tv::Node* linked_node = nullptr; // mirrors this node's evidence and answers for its results
-  mutable int mark = 0;            // of graph searches; 0 between public calls
-  int64_t rank = 0;                // topological: every link leads to a higher rank
+  tv::Node* linked_node = nullptr;  // mirrors this node's evidence and answers for its results
+  mutable int mark = 0;             // of graph searches; 0 between public calls
+  size_t level = 0;                 // of cycle checks: no link leads to a lower one
 
-  std::string label;               // free text for display
-  long x = 0, y = 0;               // position for display
+  std::string label;  // free text for display
+  long x = 0, y = 0;  // position for display
   tv::AttributeList attributes;
   void* user_data = nullptr;
-  tv_node_s* next = nullptr;       // in the domain's list, newest first
+  tv_node_s* next = nullptr;  // in the domain's list, newest first
 };
 
 namespace tv {

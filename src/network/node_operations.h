@@ -34,7 +34,7 @@ std::unique_ptr<Domain> clone_domain(const Domain& domain);
 // single dots where dots are allowed. Plain ASCII, whatever the locale.
 tv_status_t _tv_check_name(std::string_view name, bool dots_allowed) noexcept;
 
-tv_status_t set_name(Node& node, std::string_view name);   // `twice`, `invalid_name`
+tv_status_t set_name(Node& node, std::string_view name);          // `twice`, `invalid_name`
 Node* find_node(Domain& domain, std::string_view name) noexcept;  // null when there is none
 
 // Gives the node an automatic name when it has none.

@@ -16,8 +16,10 @@ class ProgressMeter {
   // `error` when the host asks to stop, else `none`; stores nothing.
   tv_status_t advance() noexcept {
     if (!domain_.progress_handler || done_++ % interval_ != 0) return tv_status_none;
-    const double fraction = steps_ ? std::min(1.0, static_cast<double>(done_ - 1) / static_cast<double>(steps_)) : -1.0;
-    return domain_.progress_handler(task_, fraction, domain_.progress_data) ? tv_status_error : tv_status_none;
+    const double fraction =
+        steps_ ? std::min(1.0, static_cast<double>(done_ - 1) / static_cast<double>(steps_)) : -1.0;
+    return domain_.progress_handler(task_, fraction, domain_.progress_data) ? tv_status_error
+                                                                            : tv_status_none;
   }
 
  private:

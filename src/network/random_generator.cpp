@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kLag = 100, kShortLag = 37;
 constexpr int kSeedingPasses = 70;
-constexpr int kUsed = 100;               // of every 1009 values
+constexpr int kUsed = 100;  // of every 1009 values
 constexpr int kDiscarded = 909;
 constexpr int kInitialDiscard = 1990;
 constexpr double kUlp = 1.0 / 4503599627370496.0;  // 2^-52

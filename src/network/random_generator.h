@@ -9,9 +9,9 @@ inline constexpr unsigned kDefaultSeed = 310952;
 class RandomGenerator {
  public:
   RandomGenerator() noexcept { seed(kDefaultSeed); }
-  void seed(unsigned seed) noexcept;                           // only the low 30 bits count
-  double uniform() noexcept;                                   // in [0, 1)
-  double normal(double mean, double variance) noexcept;        // variance not negative
+  void seed(unsigned seed) noexcept;                     // only the low 30 bits count
+  double uniform() noexcept;                             // in [0, 1)
+  double normal(double mean, double variance) noexcept;  // variance not negative
 
  private:
   void generate_block() noexcept;

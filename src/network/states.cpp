@@ -62,7 +62,8 @@ bool is_permutation(const size_t* order, size_t count) {
 }  // namespace
 
 tv_status_t set_number_of_states(Node& node, size_t count) {
-  if (!is_discrete(node) || count == 0 || (node.subtype == tv_subtype_boolean && count != node.number_of_states))
+  if (!is_discrete(node) || count == 0 ||
+      (node.subtype == tv_subtype_boolean && count != node.number_of_states))
     return store_status(tv_status_usage);
   if (count == node.number_of_states) return tv_status_none;
   std::vector<std::string> labels = node.state_labels;
@@ -109,7 +110,8 @@ void set_state_label(Node& node, size_t state, std::string_view label) {
 }
 
 const char* state_label(const Node& node, size_t state) noexcept {
-  if (!node.state_labels.empty() && !node.state_labels[state].empty()) return node.state_labels[state].c_str();
+  if (!node.state_labels.empty() && !node.state_labels[state].empty())
+    return node.state_labels[state].c_str();
   if (node.subtype != tv_subtype_boolean) return "";
   return state == 0 ? "false" : "true";
 }

@@ -41,7 +41,8 @@ void fill_at_random(tv_node_t* node, std::mt19937& random, bool with_zeros) {
   for (size_t start = 0; start < tv_table_get_size(table); start += states) {
     float sum = 0;
     for (size_t i = 0; i < states; ++i)
-      sum += data[start + i] = with_zeros && random() % 6 == 0 ? 0.0f : 0.05f + static_cast<float>(random() % 1000) / 1000;
+      sum += data[start + i] =
+          with_zeros && random() % 6 == 0 ? 0.0f : 0.05f + static_cast<float>(random() % 1000) / 1000;
     if (sum == 0) sum = data[start] = 1;
     for (size_t i = 0; i < states; ++i) data[start + i] /= sum;
   }
@@ -78,7 +79,7 @@ TEST(ArcReversal, KeepsTheJointDistribution) {
         Nodes expected = listed(tv_node_get_parents(node));
         expected.push_back(node);
         EXPECT_EQ(listed(tv_table_get_nodes(tv_node_get_table(node))), expected);
-        for (tv_node_t* below : node->children) EXPECT_LT(node->rank, below->rank);
+        for (tv_node_t* below : node->children) EXPECT_LE(node->level, below->level);
       }
     }
   }

@@ -105,7 +105,8 @@ TEST(FunctionalTrails, SwitchingLooksAtTheGraphWithoutTheOldLink) {
   tv_node_add_parent(f, p);
   tv_node_add_parent(q, f);
   EXPECT_EQ(tv_node_add_parent(c, q), tv_status_cyclic_functional_dependency);
-  EXPECT_EQ(tv_node_switch_parent(c, p, q), tv_status_none);  // once the link from p is gone, q may take its place
+  EXPECT_EQ(tv_node_switch_parent(c, p, q),
+            tv_status_none);  // once the link from p is gone, q may take its place
 }
 
 }  // namespace

@@ -56,7 +56,8 @@ TEST(Names, AutomaticNamesTakeTheLetterAndTheFirstFreeNumber) {
 }
 
 TEST(NameTable, LengthsArePrimesThatFollowTheDomain) {
-  const std::pair<size_t, size_t> primes[] = {{0, 2}, {2, 2}, {3, 3}, {4, 5}, {9, 11}, {24, 29}, {7920, 7927}};
+  const std::pair<size_t, size_t> primes[] = {{0, 2},  {2, 2},   {3, 3},      {4, 5},
+                                              {9, 11}, {24, 29}, {7920, 7927}};
   for (const auto& [number, prime] : primes) EXPECT_EQ(tv::smallest_prime_not_below(number), prime);
   World world;
   for (int i = 0; i < 10; ++i) world.chance();
@@ -109,7 +110,8 @@ TEST(NameTable, AgreesWithAMap) {
         }
         break;
       default:
-        EXPECT_EQ(tv_domain_get_node_by_name(world, name.c_str()), found == names.end() ? nullptr : found->second);
+        EXPECT_EQ(tv_domain_get_node_by_name(world, name.c_str()),
+                  found == names.end() ? nullptr : found->second);
     }
   }
   EXPECT_GT(names.size(), 50u);

@@ -67,8 +67,8 @@ inline void set_table(tv_node_t* node, const std::vector<float>& values) {
 }
 
 // The last call failed with this code.
-#define EXPECT_CODE(code, call) \
-  do {                          \
-    (void)(call);               \
+#define EXPECT_CODE(code, call)                \
+  do {                                         \
+    (void)(call);                              \
     EXPECT_EQ(tv_error_code(), code) << #call; \
   } while (false)

@@ -13,13 +13,20 @@ struct Combination {
 
 TEST(NodeCreation, AcceptsTheCombinationsOfCategoryAndKind) {
   const Combination combinations[] = {
-      {tv_category_chance, tv_kind_discrete, 0},     {tv_category_chance, tv_kind_continuous, 0},
-      {tv_category_chance, tv_kind_other, 1},        {tv_category_decision, tv_kind_discrete, 0},
-      {tv_category_decision, tv_kind_continuous, 4}, {tv_category_decision, tv_kind_other, 1},
-      {tv_category_function, tv_kind_discrete, 0},   {tv_category_function, tv_kind_other, 0},
-      {tv_category_function, tv_kind_continuous, 1}, {tv_category_utility, tv_kind_discrete, 0},
-      {tv_category_utility, tv_kind_continuous, 0},  {tv_category_utility, tv_kind_other, 0},
-      {tv_category_instance, tv_kind_other, 1},      {tv_category_error, tv_kind_discrete, 1},
+      {tv_category_chance, tv_kind_discrete, 0},
+      {tv_category_chance, tv_kind_continuous, 0},
+      {tv_category_chance, tv_kind_other, 1},
+      {tv_category_decision, tv_kind_discrete, 0},
+      {tv_category_decision, tv_kind_continuous, 4},
+      {tv_category_decision, tv_kind_other, 1},
+      {tv_category_function, tv_kind_discrete, 0},
+      {tv_category_function, tv_kind_other, 0},
+      {tv_category_function, tv_kind_continuous, 1},
+      {tv_category_utility, tv_kind_discrete, 0},
+      {tv_category_utility, tv_kind_continuous, 0},
+      {tv_category_utility, tv_kind_other, 0},
+      {tv_category_instance, tv_kind_other, 1},
+      {tv_category_error, tv_kind_discrete, 1},
       {10, tv_kind_discrete, 1},
   };
   for (const Combination& c : combinations) {
