@@ -134,6 +134,30 @@ TEST_F(ResetRules, ResetForgetsWhatWasPropagatedAndKeepsWhatWasEntered) {
   EXPECT_EQ(wrong_answer(domain.get(), tv_equilibrium_sum, tv_evidence_normal), "");
 }
 
+TEST_F(ResetRules, RequiredStatesArePartOfTheTables) {
+  tv_node_t* required[] = {cause, nullptr};
+  ASSERT_EQ(tv_domain_set_ijt_nodes(domain.get(), required), tv_status_none);
+  if (!tv_domain_is_compiled(domain.get())) {
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  }
+  tv_node_select_state(late, 1);
+  for (size_t state : {2, 0, 1}) {
+    tv_node_select_state(cause, state);
+    EXPECT_EQ(tv_domain_evidence_to_propagate(domain.get()), 1);
+    propagate();
+    EXPECT_TRUE(was_reset());
+  }
+  for (const std::vector<float>& none : std::vector<std::vector<float>>{{}, {0.5f, 1, 1}}) {
+    enter(cause, none);
+    EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal),
+              tv_status_invalid_evidence);
+    EXPECT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_invalid_evidence);
+    EXPECT_EQ(tv_node_get_selected_state(late), 1);
+  }
+  tv_node_select_state(cause, 0);
+  propagate();
+}
+
 TEST_F(ResetRules, InvalidTablesAreRefusedAndRepaired) {
   for (const std::vector<float>& data :
        std::vector<std::vector<float>>{{0, 0, 0},
@@ -148,6 +172,16 @@ TEST_F(ResetRules, InvalidTablesAreRefusedAndRepaired) {
   set_table(cause, {2, 3, 5});
   propagate();
   EXPECT_FLOAT_EQ(tv_table_get_data(tv_node_get_table(cause))[2], 0.5f) << "shown normalised after use";
+}
+
+TEST(Sizes, ATableBeyondTheAddressSpaceStopsCompilation) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* child = add_node(domain.get(), "child", 2);
+  for (int i = 0; i < 70; ++i)
+    ASSERT_EQ(tv_node_add_parent(child, add_node(domain.get(), nullptr, 2)), tv_status_none);
+  const tv_status_t status = tv_domain_compile(domain.get());
+  EXPECT_TRUE(status == tv_status_size_too_large || status == tv_status_no_memory) << tv_error_name(status);
+  EXPECT_EQ(tv_domain_is_triangulated(domain.get()), 0);
 }
 
 }  // namespace
