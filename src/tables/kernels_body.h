@@ -265,62 +265,64 @@ void weighted_max(const Dimension* nest, size_t count, const float* table, doubl
   run(WeightedMax{weight}, nest, count, table, other);
 }
 
-// Sum and largest of the ratios, taken along while they are formed.
+// Sum and largest of the ratios, taken along while they are formed; `lost` is positive where an old positive
+// entry met a new one that is not.
 struct RatioSummary {
   double sum[kLanes];
   float largest[kLanes];
+  float lost[kLanes];
+
   RatioSummary() {
-    for (size_t l = 0; l < kLanes; ++l) sum[l] = 0.0, largest[l] = 0.0f;
+    for (size_t l = 0; l < kLanes; ++l) sum[l] = 0.0, largest[l] = 0.0f, lost[l] = 0.0f;
   }
-  RatioResult result(int lost) {
+  void add(const float* ratio, size_t n) {
+    for (size_t l = 0; l < n; ++l) sum[l] += static_cast<double>(ratio[l]);
+    for (size_t l = 0; l < n; ++l) largest[l] = larger(largest[l], ratio[l]);
+  }
+  RatioResult result() {
     for (size_t width = kLanes / 2; width > 0; width /= 2)
       for (size_t l = 0; l < width; ++l) {
         sum[l] += sum[l + width];
         largest[l] = larger(largest[l], largest[l + width]);
+        lost[l] = larger(lost[l], lost[l + width]);
       }
-    return {sum[0], static_cast<double>(largest[0]), lost != 0};
+    return {sum[0], static_cast<double>(largest[0]), lost[0] > 0.0f};
   }
 };
 
-inline int divide_some(const double* fresh, float* old, float* ratio, size_t n, RatioSummary& summary) {
-  int lost = 0;
+inline void divide_some(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t n, RatioSummary& summary) {
+  float after[kLanes];
+  for (size_t l = 0; l < n; ++l) after[l] = static_cast<float>(fresh[l]);
   for (size_t l = 0; l < n; ++l) {
     const float before = old[l];
-    const float after = static_cast<float>(fresh[l]);
-    const bool possible = before > 0.0f;
-    lost |= static_cast<int>(possible) & static_cast<int>(!(fresh[l] > 0.0));
-    const float quotient = after / (possible ? before : 1.0f);
-    ratio[l] = possible ? quotient : 0.0f;
-    old[l] = after;
-    summary.sum[l] += static_cast<double>(ratio[l]);
-    summary.largest[l] = larger(summary.largest[l], ratio[l]);
+    const float quotient = after[l] / (before > 0.0f ? before : 1.0f);
+    ratio[l] = before > 0.0f ? quotient : 0.0f;
+    summary.lost[l] = larger(summary.lost[l], after[l] > 0.0f ? 0.0f : before);
+    old[l] = after[l];
   }
-  return lost;
+  summary.add(ratio, n);
 }
 
-inline void take_some(const double* fresh, float* old, float* ratio, size_t n, RatioSummary& summary) {
-  for (size_t l = 0; l < n; ++l) {
-    ratio[l] = old[l] = static_cast<float>(fresh[l]);
-    summary.sum[l] += static_cast<double>(ratio[l]);
-    summary.largest[l] = larger(summary.largest[l], ratio[l]);
-  }
+inline void take_some(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t n, RatioSummary& summary) {
+  for (size_t l = 0; l < n; ++l) ratio[l] = static_cast<float>(fresh[l]);
+  for (size_t l = 0; l < n; ++l) old[l] = ratio[l];
+  summary.add(ratio, n);
 }
 
-RatioResult divide(const double* fresh, float* old, float* ratio, size_t size) {
+RatioResult divide(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t size) {
   RatioSummary summary;
-  int lost = 0;
   size_t i = 0;
-  for (; i + kLanes <= size; i += kLanes) lost |= divide_some(fresh + i, old + i, ratio + i, kLanes, summary);
-  lost |= divide_some(fresh + i, old + i, ratio + i, size - i, summary);
-  return summary.result(lost);
+  for (; i + kLanes <= size; i += kLanes) divide_some(fresh + i, old + i, ratio + i, kLanes, summary);
+  divide_some(fresh + i, old + i, ratio + i, size - i, summary);
+  return summary.result();
 }
 
-RatioResult take(const double* fresh, float* old, float* ratio, size_t size) {
+RatioResult take(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t size) {
   RatioSummary summary;
   size_t i = 0;
   for (; i + kLanes <= size; i += kLanes) take_some(fresh + i, old + i, ratio + i, kLanes, summary);
   take_some(fresh + i, old + i, ratio + i, size - i, summary);
-  return summary.result(0);
+  return summary.result();
 }
 
 void scale(float* values, size_t size, double factor) {
