@@ -13,7 +13,8 @@ void set_members(RestrictedTable& table, const NodeList& members, float*& number
   table.members = &members;
   table.fixed.assign(members.size(), 2);  // neither fixed nor free: the first plan is always made
   table.dimension_of.assign(members.size(), kNone);
-  table.shape.counts.reserve(members.size());
+  table.counts.assign(members.size() + 1, 0);
+  table.shape.counts = table.counts.data();
   table.numbers = numbers;
   numbers += size;
 }

@@ -21,6 +21,7 @@ struct RestrictedTable {
   const NodeList* members = nullptr;
   float* numbers = nullptr;            // shape.size of them; room for the full table
   Shape shape;
+  std::vector<size_t> counts;          // of the shape
   std::vector<unsigned char> fixed;    // per member: it has no dimension because its state is fixed
   std::vector<size_t> dimension_of;    // per member: its dimension in `shape`, or kNone
 };

@@ -9,17 +9,20 @@
 namespace tv {
 namespace {
 
-void meet(const std::vector<const Node*>& nodes, const std::vector<const Node*>& others, Shape& shape,
-          OwnControl& control) {
+std::vector<size_t> counts_of(const std::vector<const Node*>& nodes) {
   std::vector<size_t> counts;
-  for (const Node* node : nodes) {
+  for (const Node* node : nodes) counts.push_back(node->number_of_states);
+  return counts;
+}
+
+void meet(const std::vector<const Node*>& nodes, const std::vector<const Node*>& others, const Shape& shape,
+          OwnControl& control) {
+  for (size_t d = 0; d < nodes.size(); ++d) {
     size_t step = 0, stride = 1;
     for (size_t i = others.size(); i-- > 0; stride *= others[i]->number_of_states)
-      if (others[i] == node) step = stride;
-    control.steps[counts.size()] = step;
-    counts.push_back(node->number_of_states);
+      if (others[i] == nodes[d]) step = stride;
+    control.steps[d] = step;
   }
-  shape.assign(counts.data(), counts.size());
   finish_control(control, shape);
 }
 
@@ -52,7 +55,7 @@ Factor ones_over(std::vector<const Node*> nodes) {
 }
 
 void multiply_factor(Factor& target, const Factor& other, const ParallelSettings& settings) {
-  Shape shape;
+  const OwnShape shape(counts_of(target.nodes));
   OwnControl control(target.nodes.size());
   meet(target.nodes, other.nodes, shape, control);
   const Step step = {Operation::multiply, &control, other.numbers.data()};
@@ -64,7 +67,7 @@ Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& 
   std::vector<const Node*> nodes;
   for (const Node* node : factor.nodes)
     if (holds(kept, node)) nodes.push_back(node);
-  Shape shape;
+  const OwnShape shape(counts_of(factor.nodes));
   OwnControl control(factor.nodes.size());
   meet(factor.nodes, nodes, shape, control);
   Block<double> totals(size_over(nodes));
@@ -77,7 +80,7 @@ Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& 
 Factor marginal_of_table(const RestrictedTable& table, const std::vector<const Node*>& kept,
                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
   std::vector<const Node*> nodes;
-  std::vector<size_t> steps(table.shape.counts.size() + 1, 0);
+  std::vector<size_t> steps(table.shape.dimensions + 1, 0);
   size_t stride = 1;
   for (size_t m = table.members->size(); m-- > 0;) {
     const Node* node = (*table.members)[m];

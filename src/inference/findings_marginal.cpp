@@ -5,7 +5,7 @@
 namespace tv {
 
 FindingsNest::FindingsNest(const RestrictedTable& table, const size_t* steps) noexcept
-    : dimensions_(table.shape.counts.size()) {
+    : dimensions_(table.shape.dimensions) {
   size_t stride = 1;
   for (size_t d = dimensions_; d-- > 0; stride *= table.shape.counts[d])
     nest_[d] = {table.shape.counts[d], stride, steps[d]};

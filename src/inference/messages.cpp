@@ -52,7 +52,7 @@ void add_findings(TreeEngine& engine, CliqueWork& work) {
     Control control;
     control.steps = engine.finding_steps.data() + used;
     control.inner = engine.finding_nests.data() + used;
-    used += work.table.shape.counts.size();
+    used += work.table.shape.dimensions;
     plan_member(control, work.table, member);
     engine.finding_controls.push_back(control);
     engine.steps.push_back({Operation::multiply, &engine.finding_controls.back(), update});

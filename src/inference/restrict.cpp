@@ -39,15 +39,16 @@ void cut_down(const RestrictedTable& table) noexcept {
 }
 
 void set_shape(RestrictedTable& table) noexcept {
-  size_t counts[64], dimensions = 0;
+  size_t dimensions = 0;
   for (size_t m = 0; m < table.members->size(); ++m) {
     const Node* node = (*table.members)[m];
     table.fixed[m] = becomes_fixed(node);
     const bool spans = !table.fixed[m] && node->number_of_states > 1;
     table.dimension_of[m] = spans ? dimensions : kNone;
-    if (spans) counts[dimensions++] = node->number_of_states;
+    if (spans) table.shape.counts[dimensions++] = node->number_of_states;
   }
-  table.shape.assign(counts, dimensions);
+  table.shape.dimensions = dimensions;
+  measure_shape(table.shape);
 }
 
 void restrict_table(RestrictedTable& table, bool has_numbers) noexcept {
@@ -68,7 +69,7 @@ void plan_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
 void plan_link(CliqueWork& work, LinkPlan& link, const SeparatorWork& separator) noexcept {
   const RestrictedTable& other = separator.old;
   size_t strides[64], stride = 1;
-  for (size_t d = other.shape.counts.size(); d-- > 0; stride *= other.shape.counts[d]) strides[d] = stride;
+  for (size_t d = other.shape.dimensions; d-- > 0; stride *= other.shape.counts[d]) strides[d] = stride;
   for (size_t m = 0; m < link.member_of.size(); ++m) {
     const size_t d = work.table.dimension_of[m];
     if (d == kNone) continue;
@@ -81,7 +82,7 @@ void plan_link(CliqueWork& work, LinkPlan& link, const SeparatorWork& separator)
 }  // namespace
 
 void plan_member(Control& control, const RestrictedTable& table, size_t member) noexcept {
-  std::fill(control.steps, control.steps + table.shape.counts.size(), 0);
+  std::fill(control.steps, control.steps + table.shape.dimensions, 0);
   if (table.dimension_of[member] != kNone) control.steps[table.dimension_of[member]] = 1;
   finish_control(control, table.shape);
 }

@@ -86,13 +86,12 @@ void run_split(const Shape& shape, float* table, const Step* steps, size_t count
 
 }  // namespace
 
-void Shape::assign(const size_t* begin, size_t dimensions) {
-  counts.assign(begin, begin + dimensions);
-  size = 1;
-  outer = dimensions;
-  for (size_t d = dimensions; d-- > 0;) {
-    size *= counts[d];
-    if (size <= kBlockSize) outer = d;
+void measure_shape(Shape& shape) noexcept {
+  shape.size = 1;
+  shape.outer = shape.dimensions;
+  for (size_t d = shape.dimensions; d-- > 0;) {
+    shape.size *= shape.counts[d];
+    if (shape.size <= kBlockSize) shape.outer = d;
   }
 }
 
@@ -100,7 +99,7 @@ void finish_control(Control& control, const Shape& shape) noexcept {
   size_t count = 0, stride = 1;
   control.other_size = 1;
   // From the innermost dimension outwards; the nest is put into order at the end.
-  for (size_t d = shape.counts.size(); d-- > 0;) {
+  for (size_t d = shape.dimensions; d-- > 0;) {
     const size_t step = control.steps[d];
     if (step) control.other_size *= shape.counts[d];
     if (d >= shape.outer) {
@@ -134,7 +133,7 @@ void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
     return;
   }
   size_t block_size = 1, blocks = 1;
-  for (size_t d = 0; d < shape.counts.size(); ++d) (d < shape.outer ? blocks : block_size) *= shape.counts[d];
+  for (size_t d = 0; d < shape.dimensions; ++d) (d < shape.outer ? blocks : block_size) *= shape.counts[d];
   const size_t blocks_per_unit = blocks / units;
   for (; count > 0; count -= std::min(count, kStepsPerPass), steps += kStepsPerPass) {
     const size_t here = std::min(count, kStepsPerPass);

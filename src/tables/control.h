@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "tables/kernels.h"
@@ -13,13 +14,27 @@ namespace tv {
 
 // The dimensions of a table that are run over, outermost first. Nodes with a single possible state have
 // none, so every count is at least 2. A shape may name fewer dimensions than the table has nodes; the
-// table's entries are contiguous all the same.
+// table's entries are contiguous all the same. The counts lie elsewhere.
 struct Shape {
-  std::vector<size_t> counts;
+  size_t* counts = nullptr;
+  size_t dimensions = 0;
   size_t size = 1;
   size_t outer = 0;  // dimensions outside a block; the rest, of at most kBlockSize entries, lies within
+};
 
-  void assign(const size_t* begin, size_t dimensions);
+// Sets `size` and `outer` from the counts.
+void measure_shape(Shape& shape) noexcept;
+
+// A shape with counts of its own.
+struct OwnShape : Shape {
+  explicit OwnShape(std::vector<size_t> list) : count_array(std::move(list)) {
+    counts = count_array.data();
+    dimensions = count_array.size();
+    measure_shape(*this);
+  }
+  OwnShape(const OwnShape&) = delete;
+  OwnShape& operator=(const OwnShape&) = delete;
+  std::vector<size_t> count_array;
 };
 
 inline constexpr size_t kBlockSize = 4096;

@@ -15,25 +15,31 @@ ParallelSettings settings_of(const Table& table) noexcept {
   return {table.domain->grain_size, table.domain->concurrency_level};
 }
 
-// The shape of `table` and, in `control`, the steps in `other` for each of its dimensions.
-void meet(const Table& table, const Table& other, Shape& shape, OwnControl& control) {
+// The counts of the table's dimensions.
+std::vector<size_t> counts_of(const Table& table) {
   std::vector<size_t> counts;
+  for (size_t i = 0; i < table.discrete_count; ++i)
+    if (table.nodes[i]->number_of_states > 1) counts.push_back(table.nodes[i]->number_of_states);
+  return counts;
+}
+
+// The steps in `other` for each dimension of `table`.
+void meet(const Table& table, const Table& other, const Shape& shape, OwnControl& control) {
+  size_t dimension = 0;
   for (size_t i = 0; i < table.discrete_count; ++i) {
     const Node* node = table.nodes[i];
     if (node->number_of_states < 2) continue;
     size_t step = 0, stride = 1;
     for (size_t j = other.discrete_count; j-- > 0; stride *= other.nodes[j]->number_of_states)
       if (other.nodes[j] == node) step = stride;
-    control.steps[counts.size()] = step;
-    counts.push_back(node->number_of_states);
+    control.steps[dimension++] = step;
   }
-  shape.assign(counts.data(), counts.size());
   finish_control(control, shape);
 }
 
 tv_status_t run_one(Table& table, const Table& other, Operation operation) {
   if (table.cg_size || other.cg_size) return tv_status_error;
-  Shape shape;
+  const OwnShape shape(counts_of(table));
   OwnControl control(table.discrete_count);
   meet(table, other, shape, control);
   const Step step = {operation, &control, other.data.data()};
@@ -43,7 +49,7 @@ tv_status_t run_one(Table& table, const Table& other, Operation operation) {
 
 tv_status_t marginalize(const Table& source, Table& destination, Operation operation, double start) {
   if (source.cg_size || destination.cg_size) return tv_status_error;
-  Shape shape;
+  const OwnShape shape(counts_of(source));
   OwnControl control(source.discrete_count);
   meet(source, destination, shape, control);
   Block<double> totals(destination.size);
