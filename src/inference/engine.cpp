@@ -102,6 +102,7 @@ void build_cliques(TreeEngine& engine) {
       if (node->category == tv_category_utility || is_real_valued_function(*node)) continue;
       PotentialPlan plan;
       plan.node = node;
+      plan.members = &clique.members();
       plan.strides.assign(clique.members().size(), 0);
       work.potentials.push_back(std::move(plan));
     }
@@ -117,22 +118,30 @@ void build_cliques(TreeEngine& engine) {
   }
 }
 
-size_t largest_family_of_steps(const TreeEngine& engine) noexcept {
-  size_t largest = 0;
-  for (const CliqueWork& work : engine.cliques)
-    largest = std::max(largest, work.potentials.size() + work.links.size() + work.table.members->size() +
-                                    work.beliefs.size() + 4);
-  for (const SeparatorWork& work : engine.separators) largest = std::max(largest, work.beliefs.size());
-  return largest;
-}
-
 // Marginals of several separators are formed in one pass where they fit in here together.
 constexpr size_t kSharedTotals = 16384;
 
-void make_room(TreeEngine& engine) {
-  size_t members = 0, separator_size = 1, separator_sum = 1, belief_states = 1;
+// Room for the longest tape: every clique collects and distributes, every belief is read, every node has a
+// finding.
+void reserve_tape(TreeEngine& engine) {
+  const size_t cliques = engine.cliques.size(), nodes = engine.tree->nodes.size();
+  size_t potentials = 0, links = 0, finding_room = 0;
   for (const CliqueWork& work : engine.cliques) {
-    members = std::max(members, work.table.members->size());
+    potentials += work.potentials.size() + 1;
+    links += work.links.size();
+  }
+  for (const Node* node : engine.tree->nodes) finding_room += compiled(*node).home->members().size();
+  engine.items.reserve(5 * cliques + links + nodes + 1);
+  engine.steps.reserve(2 * potentials + 2 * links + 4 * cliques + 2 * nodes);
+  engine.potential_steps.reserve(2 * potentials);
+  engine.finding_controls.reserve(nodes);
+  engine.finding_steps.resize(finding_room);
+  engine.finding_nests.resize(finding_room);
+}
+
+void make_room(TreeEngine& engine) {
+  size_t separator_size = 1, separator_sum = 1, belief_states = 1;
+  for (const CliqueWork& work : engine.cliques) {
     size_t sum = 0, states = 0;
     for (const Link& link : work.clique->links) {
       separator_size = std::max(separator_size, link.separator->size);
@@ -149,11 +158,7 @@ void make_room(TreeEngine& engine) {
   }
   engine.totals.allocate(std::max(separator_size, std::min(separator_sum, kSharedTotals)));
   engine.belief_totals.allocate(belief_states);
-  engine.steps.reserve(largest_family_of_steps(engine));
-  engine.updates.reserve(engine.steps.capacity());
-  engine.finding_controls.reserve(members);
-  engine.finding_steps.resize(members * (members + 1) + 1);
-  engine.finding_nests.resize(members * (members + 1) + 1);
+  reserve_tape(engine);
   engine.order.reserve(engine.cliques.size());
   engine.reached_by.resize(engine.cliques.size());
   engine.silent.assign(engine.cliques.size(), 0);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "compile/forest.h"
+#include "inference/tape.h"
 #include "tables/control.h"
 
 namespace tv {
@@ -29,6 +30,7 @@ struct RestrictedTable {
 // A potential that is multiplied into a clique.
 struct PotentialPlan {
   Node* node = nullptr;
+  const NodeList* members = nullptr;   // of the clique
   size_t layout = kNone;               // of the table that `strides` were taken from; kNone: no table
   std::vector<size_t> strides;         // per clique member, 0 where the potential lacks it
   float uniform = 1.0f;                // every entry of a node without a table
@@ -68,7 +70,6 @@ struct CliqueWork {
   std::vector<LinkPlan> links;         // in the order of clique->links
   std::vector<BeliefPlan> beliefs;     // nodes for which this is the smallest table
   Control scalar;                      // meets one and the same entry everywhere
-  float rescaling = 1.0f;              // factor for the table that a pass still has to multiply in
   std::vector<size_t> findings;        // members whose update findings wait to be multiplied in
 };
 
@@ -89,14 +90,20 @@ struct TreeEngine {
   std::vector<size_t> reached_by;          // by clique: its link towards the root; kNone for the root and
                                            // for cliques that take no part
   std::vector<unsigned char> silent;       // by clique: its message towards the root would be all ones
-  // The product of the factors of this propagation is mantissa times 2 to the power exponent.
-  double factor_mantissa = 1.0;
-  long factor_exponent = 0;
-  std::vector<Step> steps;                 // of the pass that is being put together
-  std::vector<Step> updates;               // of a clique, where they do not go into one pass
-  std::vector<Control> finding_controls;   // of findings in that pass
+  std::vector<Item> items;                 // the tape that was written last
+  std::vector<Step> steps;
+  std::vector<PotentialStep> potential_steps;
+  std::vector<Control> finding_controls;   // of the findings in it
   std::vector<size_t> finding_steps;
   std::vector<Dimension> finding_nests;
+
+  // While a tape runs: the product of the factors is mantissa times 2 to the power exponent; the sum of a
+  // table (for max), the mass of the root and its inverse.
+  double factor_mantissa = 1.0;
+  long factor_exponent = 0;
+  double table_sum = 0.0;
+  double mass = 0.0;
+  float inverse = 1.0f;
 
   std::vector<Node*> pending;              // nodes whose evidence the current propagation takes in
   std::vector<const Node*> trail;          // nodes that the d-connection search still has to visit
@@ -130,8 +137,8 @@ void forget_tables(TreeEngine& engine) noexcept;
 // The control of a single member of a restricted table.
 void plan_member(Control& control, const RestrictedTable& table, size_t member) noexcept;
 
-// Offset of the fixed states within a potential of a clique.
-size_t fixed_offset(const CliqueWork& work, const PotentialPlan& plan) noexcept;
+// Offset of the states that are fixed now within a potential.
+size_t fixed_offset(const PotentialPlan& plan) noexcept;
 
 // Takes the strides of a potential from its node's present table, when they are not those in the plan.
 void refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept;

@@ -1,4 +1,5 @@
-// Collecting messages towards a root and distributing them from it.
+// Collecting messages towards a root and distributing them from it (Jensen, Lauritzen and Olesen 1990; Dawid
+// 1992 for max). First the passes are written down, then they are run.
 #pragma once
 
 #include "inference/engine.h"
@@ -14,7 +15,13 @@ struct Sweep {
 };
 
 // Collect to `root` over the marked cliques, then normalise the root; distribute over the cliques marked by
-// then. Nodes with `belief_wanted` get new beliefs.
+// then. Nodes with `belief_wanted` get new beliefs. The tape lies in the engine's working lists.
+Tape plan_messages(const Sweep& sweep, size_t root) noexcept;
+
+// Does what the tape says. Clique tables and separators have the shapes for which it was written.
+tv_status_t run_messages(const Sweep& sweep, const Tape& tape);
+
+// Both of them.
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root);
 
 // `overflow` or `inconsistency_or_underflow` when a normalising factor leaves the range of normal floats.

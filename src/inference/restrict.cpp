@@ -102,11 +102,13 @@ void refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
   plan_potential(work, plan);
 }
 
-size_t fixed_offset(const CliqueWork& work, const PotentialPlan& plan) noexcept {
+size_t fixed_offset(const PotentialPlan& plan) noexcept {
   size_t offset = 0;
-  for (size_t m = 0; m < plan.strides.size(); ++m)
-    if (work.table.fixed[m])
-      offset += plan.strides[m] * static_cast<size_t>(compiled(*(*work.table.members)[m]).fixed_state);
+  for (size_t m = 0; m < plan.strides.size(); ++m) {
+    if (plan.strides[m] == 0) continue;
+    const ptrdiff_t state = compiled(*(*plan.members)[m]).fixed_state;
+    if (state > 0) offset += plan.strides[m] * static_cast<size_t>(state);
+  }
   return offset;
 }
 

@@ -1,0 +1,268 @@
+// Writing down a propagation: which passes are made, in which order, and what each of them multiplies and
+// sums. Each clique is run over once while collecting (its potentials and the messages of all senders are
+// multiplied and the outgoing marginal is formed in one pass) and once while distributing.
+
+#include <algorithm>
+
+#include "inference/messages.h"
+#include "inference/schedule.h"
+
+namespace tv {
+namespace {
+
+constexpr float kOne = 1.0f;
+
+class Planner {
+ public:
+  explicit Planner(const Sweep& sweep) noexcept
+      : sweep_(sweep),
+        engine_(sweep.engine),
+        weighs_findings_(sweep.mode == tv_evidence_fast_retraction),
+        marginal_(sweep.equilibrium == tv_equilibrium_max ? Operation::max : Operation::sum) {}
+
+  Tape plan(size_t root) noexcept {
+    engine_.items.clear();
+    engine_.steps.clear();
+    engine_.potential_steps.clear();
+    engine_.finding_controls.clear();
+    findings_room_ = 0;
+    order_from(engine_, root);
+    find_silent_cliques();
+    for (size_t i = engine_.order.size(); i-- > 1;)
+      if (!engine_.silent[engine_.order[i]]) plan_collect(engine_.order[i]);
+    plan_root(root);
+    widen_to_wanted_beliefs(root);
+    for (size_t clique : engine_.order) plan_distribute(clique);
+    return {engine_.items.data(), engine_.items.size(), engine_.steps.data(), engine_.potential_steps.data(),
+            engine_.potential_steps.size()};
+  }
+
+ private:
+  CliqueWork& work(size_t clique) const noexcept { return engine_.cliques[clique]; }
+
+  // Whether the clique at the other end lies beyond this one, seen from the root.
+  bool leads_away(const LinkPlan& link) const noexcept { return engine_.reached_by[link.neighbor] == link.back; }
+
+  // Whether all that a clique adds to what its neighbour towards the root knows are the distributions of the
+  // nodes that the neighbour lacks, with nothing known about them: they sum to one.
+  bool is_silent(const CliqueWork& work, const LinkPlan& towards_root) const noexcept {
+    if (!work.findings.empty()) return false;
+    for (const LinkPlan& link : work.links)
+      if (leads_away(link) && !engine_.silent[link.neighbor]) return false;
+    size_t own = 0;
+    for (size_t m = 0; m < towards_root.member_of.size(); ++m) {
+      if (towards_root.member_of[m] != kNone) continue;
+      const CompiledNode& data = compiled(*(*work.table.members)[m]);
+      if (data.assigned != work.clique || data.propagated_state != kNoEvidence) return false;
+      ++own;
+    }
+    return own == work.potentials.size();
+  }
+
+  // With a past, or when maxima are sought, nobody is silent.
+  void find_silent_cliques() noexcept {
+    std::fill(engine_.silent.begin(), engine_.silent.end(), 0);
+    if (!sweep_.first || sweep_.equilibrium != tv_equilibrium_sum) return;
+    for (size_t i = engine_.order.size(); i-- > 1;) {
+      const size_t clique = engine_.order[i];
+      engine_.silent[clique] = is_silent(work(clique), work(clique).links[engine_.reached_by[clique]]);
+    }
+  }
+
+  Item& add_item(ItemKind kind, size_t clique) noexcept {
+    Item item;
+    item.kind = kind;
+    item.clique = static_cast<uint32_t>(clique);
+    item.first_step = engine_.steps.size();
+    item.shape = work(clique).table.shape;
+    item.numbers = work(clique).table.numbers;
+    item.scalar = &work(clique).scalar;
+    engine_.items.push_back(item);
+    return engine_.items.back();
+  }
+
+  void close_steps(Item& item) noexcept {
+    item.step_count = static_cast<uint32_t>(engine_.steps.size() - item.first_step);
+  }
+
+  void add_initial_product(CliqueWork& work) noexcept {
+    Operation operation = Operation::assign;
+    for (PotentialPlan& plan : work.potentials) {
+      refresh_potential(work, plan);
+      if (plan.node->table) {
+        engine_.potential_steps.push_back({engine_.steps.size(), &plan});
+        engine_.steps.push_back({operation, &plan.control});
+      } else {
+        engine_.steps.push_back({operation, &work.scalar, &plan.uniform});
+      }
+      operation = Operation::multiply;
+    }
+    if (work.potentials.empty()) engine_.steps.push_back({Operation::assign, &work.scalar, &kOne});
+  }
+
+  // Findings that were entered on members since the last propagation.
+  void add_findings(CliqueWork& work) noexcept {
+    for (size_t member : work.findings) {
+      const CompiledNode& data = compiled(*(*work.table.members)[member]);
+      const float* update = data.update;
+      if (work.table.dimension_of[member] == kNone) {
+        const size_t state = work.table.fixed[member] ? static_cast<size_t>(data.fixed_state) : 0;
+        engine_.steps.push_back({Operation::multiply, &work.scalar, update + state});
+        continue;
+      }
+      Control control;
+      control.steps = engine_.finding_steps.data() + findings_room_;
+      control.inner = engine_.finding_nests.data() + findings_room_;
+      findings_room_ += work.table.shape.dimensions;
+      plan_member(control, work.table, member);
+      engine_.finding_controls.push_back(control);
+      engine_.steps.push_back({Operation::multiply, &engine_.finding_controls.back(), update});
+    }
+  }
+
+  // The steps that bring a clique's table up to date while collecting.
+  void add_updates(Item& item, CliqueWork& work, size_t towards_root) noexcept {
+    item.starts_anew = !work.initialized;
+    if (!work.initialized) add_initial_product(work);
+    for (size_t l = 0; l < work.links.size(); ++l)
+      if (l != towards_root && leads_away(work.links[l]) && !engine_.silent[work.links[l].neighbor])
+        engine_.steps.push_back(
+            {Operation::multiply, &work.links[l].control, engine_.separators[work.links[l].separator].ratio});
+    add_findings(work);
+    item.updates = static_cast<uint32_t>(engine_.steps.size() - item.first_step);
+    if (sweep_.equilibrium == tv_equilibrium_max)
+      engine_.steps.push_back({Operation::sum, &work.scalar, nullptr, &engine_.table_sum});
+  }
+
+  void plan_collect(size_t clique) noexcept {
+    CliqueWork& here = work(clique);
+    const size_t via = engine_.reached_by[clique];
+    Item& item = add_item(ItemKind::collect, clique);
+    item.link = static_cast<uint32_t>(via);
+    item.has_past = !sweep_.first;
+    item.size = engine_.separators[here.links[via].separator].old.shape.size;
+    add_updates(item, here, via);
+    if (!weighs_findings_)
+      engine_.steps.push_back({marginal_, &here.links[via].control, nullptr, engine_.totals.data()});
+    close_steps(item);
+  }
+
+  void plan_root(size_t root) noexcept {
+    Item& item = add_item(ItemKind::root, root);
+    add_updates(item, work(root), kNone);
+    engine_.steps.push_back({marginal_, &work(root).scalar, nullptr, &engine_.mass});
+    close_steps(item);
+  }
+
+  // Cliques beyond those that collected take part in distributing where their nodes' beliefs change.
+  void widen_to_wanted_beliefs(size_t root) noexcept {
+    if (engine_.order.size() == engine_.cliques.size()) return;
+    mark_cliques_with_member(engine_, [](const CompiledNode& node) { return node.belief_wanted; });
+    _tv_identify_subtree(engine_, root);
+    order_from(engine_, root);
+  }
+
+  // The steps for the wanted beliefs of a table; how many totals they need.
+  size_t add_belief_steps(const std::vector<BeliefPlan>& plans) noexcept {
+    size_t used = 0;
+    for (const BeliefPlan& plan : plans) {
+      const CompiledNode& data = compiled(*plan.node);
+      if (!data.belief_wanted || data.fixed_state >= 0) continue;
+      if (!weighs_findings_)
+        engine_.steps.push_back({marginal_, &plan.control, nullptr, engine_.belief_totals.data() + used});
+      used += plan.node->number_of_states;
+    }
+    return used;
+  }
+
+  void add_belief_items(const RestrictedTable& table, const std::vector<BeliefPlan>& plans) noexcept {
+    size_t used = 0;
+    for (const BeliefPlan& plan : plans) {
+      const CompiledNode& data = compiled(*plan.node);
+      if (!data.belief_wanted) continue;
+      Item item;
+      item.kind = ItemKind::belief;
+      item.totals = used;
+      item.table = &table;
+      item.belief = &plan;
+      engine_.items.push_back(item);
+      if (data.fixed_state < 0) used += plan.node->number_of_states;
+    }
+  }
+
+  // Adds the marginals for receivers from `first` on, as many as there is room for; returns the next one.
+  size_t add_message_steps(const CliqueWork& work, size_t first, size_t& used) noexcept {
+    size_t l = first;
+    for (; l < work.links.size(); ++l) {
+      const LinkPlan& link = work.links[l];
+      if (!leads_away(link)) continue;
+      const size_t size = engine_.separators[link.separator].old.shape.size;
+      if (used > 0 && used + size > engine_.totals.size()) break;
+      if (!weighs_findings_)
+        engine_.steps.push_back({marginal_, &link.control, nullptr, engine_.totals.data() + used});
+      used += size;
+    }
+    return l;
+  }
+
+  void add_message_items(size_t clique, size_t first, size_t last) noexcept {
+    size_t used = 0;
+    for (size_t l = first; l < last; ++l) {
+      const LinkPlan& link = work(clique).links[l];
+      if (!leads_away(link)) continue;
+      Item& item = add_item(ItemKind::message, clique);
+      item.link = static_cast<uint32_t>(l);
+      item.has_past = !engine_.silent[link.neighbor];
+      item.size = engine_.separators[link.separator].old.shape.size;
+      item.totals = used;
+      used += item.size;
+      plan_separator_beliefs(engine_.separators[link.separator], clique);
+    }
+  }
+
+  void plan_separator_beliefs(const SeparatorWork& separator, size_t clique) noexcept {
+    if (separator.beliefs.empty()) return;
+    Item& item = add_item(ItemKind::separator_pass, clique);
+    item.shape = separator.old.shape;
+    item.numbers = separator.old.numbers;
+    item.clear_beliefs = add_belief_steps(separator.beliefs);
+    close_steps(item);
+    add_belief_items(separator.old, separator.beliefs);
+  }
+
+  void plan_distribute(size_t clique) noexcept {
+    CliqueWork& here = work(clique);
+    const size_t via = engine_.reached_by[clique];
+    Item* item = &add_item(ItemKind::pass, clique);
+    if (engine_.silent[clique]) add_initial_product(here);
+    if (via != kNone)
+      engine_.steps.push_back(
+          {Operation::multiply, &here.links[via].control, engine_.separators[here.links[via].separator].ratio});
+    else if (!sweep_.plain)
+      engine_.steps.push_back({Operation::multiply, &here.scalar, &engine_.inverse});
+    item->clear_beliefs = add_belief_steps(here.beliefs);
+    size_t next = add_message_steps(here, 0, item->clear_totals);
+    close_steps(*item);
+    add_belief_items(here.table, here.beliefs);
+    add_message_items(clique, 0, next);
+    while (next < here.links.size()) {
+      const size_t first = next;
+      item = &add_item(ItemKind::pass, clique);
+      next = add_message_steps(here, first, item->clear_totals);
+      close_steps(*item);
+      add_message_items(clique, first, next);
+    }
+  }
+
+  const Sweep& sweep_;
+  TreeEngine& engine_;
+  bool weighs_findings_;
+  Operation marginal_;
+  size_t findings_room_ = 0;
+};
+
+}  // namespace
+
+Tape plan_messages(const Sweep& sweep, size_t root) noexcept { return Planner(sweep).plan(root); }
+
+}  // namespace tv

@@ -1,0 +1,301 @@
+// Running what was written down: the passes, and between them what becomes of the marginals they formed.
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+
+#include "inference/findings_marginal.h"
+#include "inference/messages.h"
+#include "network/progress.h"
+#include "tables/number_bounds.h"
+
+namespace tv {
+namespace {
+
+constexpr double kLargestRatioSum = 8.988465674311579e+307;  // 2 to the power 1023
+constexpr double kSuspiciousMass = 5.421010862427522e-20;    // 2 to the power -64
+constexpr size_t kUpdatesTogether = 8;
+
+class Runner {
+ public:
+  Runner(const Sweep& sweep, const Tape& tape) noexcept
+      : sweep_(sweep),
+        tape_(tape),
+        engine_(sweep.engine),
+        tree_(*sweep.engine.tree),
+        settings_(parallel_settings(*sweep.engine.domain)),
+        weighs_findings_(sweep.mode == tv_evidence_fast_retraction) {}
+
+  tv_status_t run() {
+    ProgressMeter progress(*engine_.domain, "propagation", tape_.item_count);
+    find_potentials();
+    engine_.factor_mantissa = 1.0;
+    engine_.factor_exponent = 0;
+    for (size_t i = 0; i < tape_.item_count; ++i) {
+      if (tv_status_t status = progress.advance()) return status;
+      if (tv_status_t status = run_item(tape_.items[i])) return status;
+    }
+    return tv_status_none;
+  }
+
+ private:
+  tv_status_t run_item(const Item& item) {
+    switch (item.kind) {
+      case ItemKind::collect: return collect(item);
+      case ItemKind::root: return collect_root(item);
+      case ItemKind::pass: return run_table_pass(item), tv_status_none;
+      case ItemKind::separator_pass: return run_separator_pass(item), tv_status_none;
+      case ItemKind::message: return send(item);
+      case ItemKind::belief: return store_belief(item);
+    }
+    return tv_status_error;
+  }
+
+  CliqueWork& work(const Item& item) const noexcept { return engine_.cliques[item.clique]; }
+  Step* steps(const Item& item) const noexcept { return tape_.steps + item.first_step; }
+
+  void find_potentials() const noexcept {
+    for (size_t p = 0; p < tape_.potential_count; ++p) {
+      const PotentialPlan& plan = *tape_.potentials[p].plan;
+      tape_.steps[tape_.potentials[p].step].operand = plan.node->table->data.data() + fixed_offset(plan);
+    }
+  }
+
+  // ---- Passes over a clique's table ----
+
+  void run_steps(const Item& item, const Step* steps, size_t count) {
+    if (count == 0) return;
+    run_pass(item.shape, item.numbers, steps, count, settings_);
+    work(item).initialized = true;
+    if (!steps->target) ++work(item).version;
+  }
+
+  void run_table_pass(const Item& item) {
+    std::fill_n(engine_.totals.data(), item.clear_totals, 0.0);
+    std::fill_n(engine_.belief_totals.data(), item.clear_beliefs, 0.0);
+    run_steps(item, steps(item), item.step_count);
+  }
+
+  void run_separator_pass(const Item& item) {
+    std::fill_n(engine_.belief_totals.data(), item.clear_beliefs, 0.0);
+    if (item.step_count) run_pass(item.shape, item.numbers, steps(item), item.step_count, settings_);
+  }
+
+  // ---- Factors ----
+
+  // A factor taken out of a clique's table goes into the constants instead.
+  void note_factor(CliqueWork& work, double factor) noexcept {
+    engine_.factor_mantissa *= factor;
+    if (!(engine_.factor_mantissa > 1e-200 && engine_.factor_mantissa < 1e200)) {
+      int exponent = 0;
+      engine_.factor_mantissa = std::frexp(engine_.factor_mantissa, &exponent);
+      engine_.factor_exponent += exponent;
+    }
+    if (tree_.equilibrium != tv_equilibrium_none) work.clique->conflict /= factor;
+  }
+
+  void set_constants() noexcept {
+    const int exponent = static_cast<int>(std::clamp(engine_.factor_exponent, -100000L, 100000L));
+    tree_.step_constant = std::ldexp(engine_.factor_mantissa, exponent);
+    tree_.step_log_constant =
+        std::log(engine_.factor_mantissa) + static_cast<double>(engine_.factor_exponent) * std::numbers::ln2;
+    tree_.constant *= tree_.step_constant;
+    tree_.log_constant += tree_.step_log_constant;
+  }
+
+  // Scales the table so that its largest entry lies between one and two: the power of two costs no precision.
+  tv_status_t rescale_table(const Item& item) {
+    CliqueWork& here = work(item);
+    double largest = 0.0;
+    const Step find_largest = {Operation::max, item.scalar, nullptr, &largest};
+    run_steps(item, &find_largest, 1);
+    if (tv_status_t status = _tv_check_norm_factor(largest)) return status;
+    const int exponent = std::clamp(std::ilogb(largest), -126, 126);
+    const float inverse = std::ldexp(1.0f, -exponent);
+    note_factor(here, std::ldexp(1.0, exponent));
+    const Step rescale = {Operation::multiply, item.scalar, &inverse};
+    run_steps(item, &rescale, 1);
+    return tv_status_none;
+  }
+
+  // Runs the updates of a collecting clique a few at a time. Messages and potentials have entries of at most
+  // about one; a product of very many of them could underflow, so the table is rescaled in between.
+  tv_status_t run_in_parts(const Item& item, size_t together) {
+    for (size_t first = 0; first < item.updates; first += together) {
+      if (first > 0)
+        if (tv_status_t status = rescale_table(item)) return status;
+      run_steps(item, steps(item) + first, std::min<size_t>(together, item.updates - first));
+    }
+    run_steps(item, steps(item) + item.updates, item.step_count - item.updates);
+    return tv_status_none;
+  }
+
+  // Brings a clique up to date and forms the outgoing marginal. Where little mass is left of the potentials'
+  // product, entries may have been lost on the way: it is then formed again step by step.
+  tv_status_t update_and_marginalize(const Item& item, double* totals, size_t size) {
+    const bool can_repeat = item.starts_anew && !sweep_.plain;
+    const double mantissa = engine_.factor_mantissa;
+    const long exponent = engine_.factor_exponent;
+    tv_status_t status = tv_status_none;
+    for (size_t together : {kUpdatesTogether, size_t{1}}) {
+      std::fill_n(totals, size, 0.0);
+      engine_.factor_mantissa = mantissa;
+      engine_.factor_exponent = exponent;
+      engine_.table_sum = 0.0;
+      status = tv_status_none;
+      if (item.updates <= together || sweep_.plain)
+        run_steps(item, steps(item), item.step_count);
+      else
+        status = run_in_parts(item, together);
+      if (!can_repeat || item.updates < 2 || std::accumulate(totals, totals + size, 0.0) >= kSuspiciousMass) break;
+    }
+    work(item).findings.clear();
+    if (status == tv_status_none && sweep_.equilibrium == tv_equilibrium_max && !sweep_.plain)
+      status = _tv_check_norm_factor(engine_.table_sum);
+    return status;
+  }
+
+  // ---- Collecting ----
+
+  tv_status_t check_ratio(const RatioResult& result, bool has_past) const noexcept {
+    if (weighs_findings_) return result.lost_entry ? tv_status_fast_retraction : tv_status_none;
+    return has_past && result.sum > kLargestRatioSum ? tv_status_inconsistency_or_underflow : tv_status_none;
+  }
+
+  double evidence_of_departing_members(const CliqueWork& work, const Clique* target) const noexcept {
+    double product = 1.0;
+    for (const Node* node : *work.table.members) {
+      const CompiledNode& data = compiled(*node);
+      if (data.propagated_state != kNoEvidence && !(target && target->members().contains(node)))
+        product *=
+            probability_of_evidence(*node, data.propagated_state, data.propagated_finding, sweep_.equilibrium);
+    }
+    return product;
+  }
+
+  void marginalize_onto(const CliqueWork& work, const LinkPlan& link, double* totals) const noexcept {
+    marginalize_with_findings(
+        work.table, [&](size_t member) { return link.member_of[member] != kNone; }, link.control.steps,
+        sweep_.equilibrium, totals);
+  }
+
+  // The marginal becomes the rescaled update for the clique nearer to the root.
+  tv_status_t collect(const Item& item) {
+    CliqueWork& here = work(item);
+    const LinkPlan& link = here.links[item.link];
+    double* totals = engine_.totals.data();
+    if (tv_status_t status = update_and_marginalize(item, totals, item.size)) return status;
+    if (weighs_findings_) marginalize_onto(here, link, totals);
+    SeparatorWork& separator = engine_.separators[link.separator];
+    const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
+        totals, separator.old.numbers, separator.ratio, item.size);
+    if (sweep_.plain) return tv_status_none;
+    if (tv_status_t status = check_ratio(result, item.has_past)) return status;
+    const double mass = sweep_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
+    if (tv_status_t status = _tv_check_norm_factor(mass)) return status;
+    if (tv_status_t status = _tv_check_norm_factor(result.largest)) return status;
+    pass_conflict_on(here, engine_.cliques[link.neighbor], mass);
+    note_factor(engine_.cliques[link.neighbor], result.largest);
+    kernels().scale(separator.ratio, item.size, 1.0 / result.largest);
+    return tv_status_none;
+  }
+
+  // A clique's conflict is measured by the mass of its message, but the message itself is scaled by its largest
+  // entry: a message that says nothing then multiplies by ones, however many such messages there are.
+  void pass_conflict_on(CliqueWork& from, CliqueWork& to, double mass) noexcept {
+    if (tree_.equilibrium == tv_equilibrium_none) return;
+    if (weighs_findings_) from.clique->conflict *= evidence_of_departing_members(from, to.clique);
+    to.clique->conflict *= from.clique->conflict;
+    from.clique->conflict /= mass;
+  }
+
+  // Brings the root up to date and finds the constant by which it will be normalised.
+  tv_status_t collect_root(const Item& item) {
+    CliqueWork& here = work(item);
+    if (tv_status_t status = update_and_marginalize(item, &engine_.mass, 1)) return status;
+    if (sweep_.plain) return tv_status_none;
+    if (tv_status_t status = _tv_check_norm_factor(engine_.mass)) return status;
+    if (tree_.equilibrium != tv_equilibrium_none) {
+      here.clique->conflict /= engine_.mass;
+      if (weighs_findings_) here.clique->conflict *= evidence_of_departing_members(here, nullptr);
+      tree_.conflict = here.clique->conflict;
+    }
+    engine_.factor_mantissa *= engine_.mass;
+    set_constants();
+    engine_.inverse = static_cast<float>(1.0 / engine_.mass);
+    return tv_status_none;
+  }
+
+  // ---- Distributing ----
+
+  tv_status_t send(const Item& item) {
+    const LinkPlan& link = work(item).links[item.link];
+    SeparatorWork& separator = engine_.separators[link.separator];
+    double* totals = engine_.totals.data() + item.totals;
+    if (weighs_findings_) marginalize_onto(work(item), link, totals);
+    const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
+        totals, separator.old.numbers, separator.ratio, item.size);
+    return check_ratio(result, item.has_past);
+  }
+
+  // Stores a belief so that it sums to one (or its largest entry is one, under max).
+  tv_status_t store_belief(const Item& item) noexcept {
+    const BeliefPlan& plan = *item.belief;
+    const CompiledNode& data = compiled(*plan.node);
+    const size_t states = plan.node->number_of_states;
+    if (data.fixed_state >= 0) {
+      std::fill_n(data.belief, states, 0.0f);
+      data.belief[data.fixed_state] = 1.0f;
+      return tv_status_none;
+    }
+    double* totals = engine_.belief_totals.data() + item.totals;
+    if (weighs_findings_)
+      marginalize_with_findings(
+          *item.table, [&](size_t member) { return member == plan.member; }, plan.control.steps,
+          sweep_.equilibrium, totals);
+    double whole = 0.0;
+    for (size_t i = 0; i < states; ++i)
+      whole = sweep_.equilibrium == tv_equilibrium_sum ? whole + totals[i] : std::max(whole, totals[i]);
+    if (!(whole >= kSmallestNormalFloat)) return tv_status_normalization;
+    for (size_t i = 0; i < states; ++i) data.belief[i] = static_cast<tv_number_t>(totals[i] / whole);
+    return tv_status_none;
+  }
+
+  const Sweep& sweep_;
+  const Tape& tape_;
+  TreeEngine& engine_;
+  JunctionTree& tree_;
+  ParallelSettings settings_;
+  bool weighs_findings_;
+};
+
+}  // namespace
+
+tv_status_t _tv_check_norm_factor(double factor) noexcept {
+  if (factor >= kLargestFloat) return tv_status_overflow;
+  if (factor >= 0.0 && factor < kSmallestNormalFloat) return tv_status_inconsistency_or_underflow;
+  return tv_status_none;  // a negative factor is deliberately not reported
+}
+
+double probability_of_evidence(const Node& node, ptrdiff_t state, const tv_number_t* finding,
+                               tv_equilibrium_t equilibrium) noexcept {
+  const tv_number_t* belief = compiled(node).belief;
+  if (state >= 0) return static_cast<double>(belief[state]);
+  if (state == kNoEvidence && equilibrium == tv_equilibrium_sum) return 1.0;
+  double total = 0.0;
+  for (size_t i = 0; i < node.number_of_states; ++i) {
+    const double weight = state == kFindingVector ? static_cast<double>(finding[i]) : 1.0;
+    const double term = static_cast<double>(belief[i]) * weight;
+    total = equilibrium == tv_equilibrium_sum ? total + term : std::max(total, term);
+  }
+  return total;
+}
+
+tv_status_t run_messages(const Sweep& sweep, const Tape& tape) { return Runner(sweep, tape).run(); }
+
+tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root) {
+  return run_messages(sweep, plan_messages(sweep, root));
+}
+
+}  // namespace tv

@@ -1,0 +1,60 @@
+// What a propagation does, written down before it is done: a list of passes over tables and of messages
+// between them. The list depends on which nodes are observed, not on their states, so that a list kept from
+// an earlier propagation serves every later one with the same nodes observed.
+#pragma once
+
+#include <cstdint>
+
+#include "network/types.h"
+#include "tables/control.h"
+
+namespace tv {
+
+struct BeliefPlan;
+struct PotentialPlan;
+struct RestrictedTable;
+
+enum class ItemKind : unsigned char {
+  collect,         // a clique takes in what it has received and tells its neighbour towards the root
+  root,            // the same for the root, whose mass is the constant of the propagation
+  pass,            // steps over a clique's table
+  separator_pass,  // steps over a separator's table
+  message,         // a marginal formed in a pass becomes the update of a clique further out
+  belief           // a marginal formed in a pass becomes a node's belief
+};
+
+struct Item {
+  ItemKind kind;
+  bool has_past = true;        // message: the separator has an old marginal to divide by
+  bool starts_anew = false;    // collect, root: the first step forms the table, whatever it held before
+  uint32_t clique = 0;         // position of the clique that is run over or speaks
+  uint32_t link = 0;           // collect, message: the link that is spoken through
+  uint32_t updates = 0;        // collect, root: how many of the steps change the table
+  uint32_t step_count = 0;
+  size_t first_step = 0;
+  size_t size = 0;             // collect, message: entries of the separator
+  size_t totals = 0;           // collect, message, belief: where the marginal stands
+  size_t clear_totals = 0;     // pass: how many totals of messages and of beliefs it starts from zero
+  size_t clear_beliefs = 0;
+  Shape shape;                 // of the table that is run over
+  float* numbers = nullptr;
+  const Control* scalar = nullptr;         // meets one entry from everywhere in the table
+  const RestrictedTable* table = nullptr;  // of a belief
+  const BeliefPlan* belief = nullptr;
+};
+
+// A step whose operand is a potential: where in it the states that are fixed now begin is found out each time.
+struct PotentialStep {
+  size_t step;
+  PotentialPlan* plan;
+};
+
+struct Tape {
+  Item* items = nullptr;
+  size_t item_count = 0;
+  Step* steps = nullptr;
+  PotentialStep* potentials = nullptr;
+  size_t potential_count = 0;
+};
+
+}  // namespace tv
