@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "inference/materialize.h"
+#include "inference/tape_cache.h"
 
 namespace tv {
 namespace {
@@ -164,6 +165,9 @@ void make_room(TreeEngine& engine) {
   engine.silent.assign(engine.cliques.size(), 0);
 }
 
+// Kept tapes may take an eighth of what the tables take, or this many bytes.
+constexpr size_t kLeastTapeBudget = 1 << 20;
+
 std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   auto engine = std::make_unique<TreeEngine>();
   engine->tree = &tree;
@@ -185,6 +189,8 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   make_room(*engine);
   engine->pending.reserve(tree.nodes.size());
   engine->trail.reserve(4 * tree.nodes.size() + 2);
+  engine->kept_tapes = std::make_unique<TapeCache>();
+  engine->kept_tapes->prepare(tree.nodes.size(), std::max(kLeastTapeBudget, engine->numbers.size() / 2));
   apply_fixed_states(*engine);
   return engine;
 }
@@ -198,6 +204,9 @@ Block<tv_number_t> node_numbers_for(const Forest& forest) {
 }
 
 }  // namespace
+
+TreeEngine::TreeEngine() = default;
+TreeEngine::~TreeEngine() = default;
 
 ParallelSettings parallel_settings(const Domain& domain) noexcept {
   return {domain.grain_size, domain.concurrency_level};

@@ -17,6 +17,8 @@
 
 namespace tv {
 
+class TapeCache;
+
 // A clique's or a separator's table restricted to the states that are fixed.
 struct RestrictedTable {
   const NodeList* members = nullptr;
@@ -74,6 +76,9 @@ struct CliqueWork {
 };
 
 struct TreeEngine {
+  TreeEngine();
+  ~TreeEngine();
+
   JunctionTree* tree = nullptr;
   Domain* domain = nullptr;
   std::vector<CliqueWork> cliques;         // by position in the tree
@@ -105,6 +110,10 @@ struct TreeEngine {
   double mass = 0.0;
   float inverse = 1.0f;
 
+  std::unique_ptr<TapeCache> kept_tapes;
+  bool plans_are_stale = false;            // a kept tape was run: shapes and controls are those of an earlier
+                                           // propagation
+
   std::vector<Node*> pending;              // nodes whose evidence the current propagation takes in
   std::vector<const Node*> trail;          // nodes that the d-connection search still has to visit
 
@@ -130,6 +139,9 @@ void destroy_engines(Domain& domain) noexcept;
 // Restricts the tables to the nodes' `next_fixed_state`: makes plans for cliques whose fixed members
 // changed, and cuts initialised tables down (these can only gain fixed members).
 void apply_fixed_states(TreeEngine& engine) noexcept;
+
+// Makes shapes and controls those of the states that are fixed now, where a kept tape has left them behind.
+void refresh_plans(TreeEngine& engine) noexcept;
 
 // Forgets all numbers; the next propagation starts from the potentials.
 void forget_tables(TreeEngine& engine) noexcept;

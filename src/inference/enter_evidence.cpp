@@ -66,21 +66,6 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
   data.propagated_state = entered;
 }
 
-// Fixes the nodes with a propagated state; cliques holding a newly fixed node are marked.
-void fix_states(TreeEngine& engine) noexcept {
-  bool changes = false;
-  for (const Node* node : engine.tree->nodes) {
-    CompiledNode& data = compiled(*node);
-    data.next_fixed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
-    changes |= data.next_fixed_state != data.fixed_state;
-  }
-  if (!changes) return;
-  mark_cliques_with_member(engine, [](const CompiledNode& data) {
-    return data.next_fixed_state >= 0 && data.next_fixed_state != data.fixed_state;
-  });
-  apply_fixed_states(engine);
-}
-
 bool must_be_retracted(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
   const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
@@ -113,7 +98,6 @@ void copy_pending_evidence(TreeEngine& engine) noexcept {
 
 void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
   for (const Node* node : engine.pending) enter_one(engine, *node, equilibrium);
-  fix_states(engine);
 }
 
 void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
@@ -126,7 +110,26 @@ void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexce
     std::copy(data.propagated_finding, data.propagated_finding + node->number_of_states, data.update);
     multiply_update_later(engine, *node);
   }
-  fix_states(engine);
+}
+
+void fix_states(TreeEngine& engine) noexcept {
+  bool changes = engine.plans_are_stale;
+  for (const Node* node : engine.tree->nodes) {
+    CompiledNode& data = compiled(*node);
+    data.next_fixed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
+    changes |= data.next_fixed_state != data.fixed_state;
+  }
+  if (!changes) return;
+  mark_cliques_with_member(engine, [](const CompiledNode& data) {
+    return data.next_fixed_state >= 0 && data.next_fixed_state != data.fixed_state;
+  });
+  apply_fixed_states(engine);
+}
+
+void fix_states_without_plans(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.tree->nodes)
+    compiled(*node).fixed_state = std::max<ptrdiff_t>(compiled(*node).propagated_state, -1);
+  engine.plans_are_stale = true;
 }
 
 bool evidence_must_be_retracted(const JunctionTree& tree) noexcept {

@@ -11,12 +11,18 @@ void collect_pending_nodes(TreeEngine& engine) noexcept;
 // Makes the propagated evidence of the pending nodes equal to the entered one, without touching tables.
 void copy_pending_evidence(TreeEngine& engine) noexcept;
 
-// Normal mode: turns the pending evidence into fixed states and update findings, marks the cliques that
-// have work, and cuts the tables down to the states that are now fixed.
+// Normal mode: turns the pending evidence into propagated states and update findings, and marks their homes.
 void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
 // The same for all evidence of the tree, none of which is in the tables yet (after fast retraction).
 void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
+
+// Fixes the nodes with a propagated state: marks the cliques that hold a newly fixed node and cuts the tables
+// down to the states that are now fixed.
+void fix_states(TreeEngine& engine) noexcept;
+
+// The same for a tree without numbers whose next tape brings shapes and controls of its own.
+void fix_states_without_plans(TreeEngine& engine) noexcept;
 
 // Whether some evidence differs from the propagated one in a way that no multiplication can express.
 bool evidence_must_be_retracted(const JunctionTree& tree) noexcept;

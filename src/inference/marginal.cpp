@@ -27,6 +27,7 @@ class TreeMarginal {
       : tree_(tree), engine_(engine_of(tree)), settings_(parallel_settings(*tree.domain)), wanted_(wanted) {}
 
   Factor compute() {
+    refresh_plans(engine_);
     if (const RestrictedTable* table = smallest_table_with_all())
       return marginal_of_table(*table, wanted_, tree_.equilibrium, tree_.mode);
     clear_marks(engine_);

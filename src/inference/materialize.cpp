@@ -43,6 +43,7 @@ tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
 
 tv_status_t materialize_clique(Table& table) {
   const Clique& clique = *static_cast<const Clique*>(table.materialize_source);
+  refresh_plans(engine_of(*clique.tree));
   CliqueWork& work = work_of(clique);
   if (has_data(table) && work.materialized == work.version) return tv_status_none;
   if (!has_data(table)) table.data.allocate_uninitialized(table.size);

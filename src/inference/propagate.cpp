@@ -11,6 +11,7 @@
 #include "inference/messages.h"
 #include "inference/reset.h"
 #include "inference/schedule.h"
+#include "inference/tape_cache.h"
 #include "inference/tree_order.h"
 
 namespace tv {
@@ -50,6 +51,7 @@ void start_step(JunctionTree& tree) noexcept {
 
 void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
   TreeEngine& engine = engine_of(tree);
+  collect_pending_nodes(engine);
   if (tree.equilibrium == equilibrium)
     clear_marks(engine);
   else
@@ -64,6 +66,7 @@ void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
 
 void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
   TreeEngine& engine = engine_of(tree);
+  collect_pending_nodes(engine);
   if (tree.equilibrium == equilibrium) {
     clear_marks(engine);
     for (const Node* node : engine.pending) compiled(*node).home->marked = true;
@@ -93,6 +96,30 @@ void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_
     tree.evidence_propagated |= _tv_node_evidence_is_propagated(*node);
     tree.likelihood_propagated |= _tv_node_likelihood_is_propagated(*node);
   }
+}
+
+// From the potentials, all cliques taking part: what is to be done depends only on which nodes are observed.
+tv_status_t propagate_anew(const Sweep& sweep) {
+  TreeEngine& engine = sweep.engine;
+  if (const Tape* kept = engine.kept_tapes->find(engine, sweep.equilibrium)) {
+    fix_states_without_plans(engine);
+    return run_messages(sweep, *kept);
+  }
+  fix_states(engine);
+  want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
+  const Tape tape = plan_messages(sweep, _tv_identify_subtree(engine, kNone));
+  if (tv_status_t status = run_messages(sweep, tape)) return status;
+  engine.kept_tapes->keep(tape);
+  return tv_status_none;
+}
+
+// From an equilibrium to the next one.
+tv_status_t propagate_on(const Sweep& sweep, const Clique* root) {
+  TreeEngine& engine = sweep.engine;
+  if (sweep.mode == tv_evidence_normal) fix_states(engine);
+  const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
+  want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
+  return _tv_jt_global_propagate(sweep, start);
 }
 
 // Leaves the tree valid, however the work was left.
@@ -161,15 +188,13 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
     return tv_status_none;
   }
   start_step(tree);
-  collect_pending_nodes(engine);
   if (mode == tv_evidence_normal)
     enter_normal(tree, equilibrium);
   else
     enter_for_fast_retraction(tree, equilibrium);
-  const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
-  want_beliefs(tree, equilibrium, mode);
   const Sweep sweep = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
-  if (tv_status_t status = _tv_jt_global_propagate(sweep, start)) return status;
+  const bool starts_anew = sweep.first && !root;
+  if (tv_status_t status = starts_anew ? propagate_anew(sweep) : propagate_on(sweep, root)) return status;
   note_success(tree, equilibrium, mode);
   recovery.dismiss();
   return tv_status_none;

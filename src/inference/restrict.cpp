@@ -79,6 +79,25 @@ void plan_link(CliqueWork& work, LinkPlan& link, const SeparatorWork& separator)
   finish_control(link.control, work.table.shape);
 }
 
+// Makes plans for the tables whose fixed members change; initialised ones are cut down where `cuts` says so.
+void plan_tables(TreeEngine& engine, bool cuts) noexcept {
+  // Separators first: the plans of links need their new shapes.
+  for (SeparatorWork& work : engine.separators) {
+    if (!work.separator || !pattern_changes(work.old)) continue;
+    restrict_table(work.old, cuts && engine.cliques[work.separator->child->position].initialized);
+    plan_beliefs(work.beliefs, work.old);
+  }
+  for (CliqueWork& work : engine.cliques) {
+    if (!pattern_changes(work.table)) continue;
+    restrict_table(work.table, cuts && work.initialized);
+    ++work.version;
+    finish_control(work.scalar, work.table.shape);  // its steps are all zero
+    for (PotentialPlan& plan : work.potentials) plan_potential(work, plan);
+    for (LinkPlan& link : work.links) plan_link(work, link, engine.separators[link.separator]);
+    plan_beliefs(work.beliefs, work.table);
+  }
+}
+
 }  // namespace
 
 void plan_member(Control& control, const RestrictedTable& table, size_t member) noexcept {
@@ -113,22 +132,18 @@ size_t fixed_offset(const PotentialPlan& plan) noexcept {
 }
 
 void apply_fixed_states(TreeEngine& engine) noexcept {
-  // Separators first: the plans of links need their new shapes.
-  for (SeparatorWork& work : engine.separators) {
-    if (!work.separator || !pattern_changes(work.old)) continue;
-    restrict_table(work.old, engine.cliques[work.separator->child->position].initialized);
-    plan_beliefs(work.beliefs, work.old);
-  }
-  for (CliqueWork& work : engine.cliques) {
-    if (!pattern_changes(work.table)) continue;
-    restrict_table(work.table, work.initialized);
-    ++work.version;
-    finish_control(work.scalar, work.table.shape);  // its steps are all zero
-    for (PotentialPlan& plan : work.potentials) plan_potential(work, plan);
-    for (LinkPlan& link : work.links) plan_link(work, link, engine.separators[link.separator]);
-    plan_beliefs(work.beliefs, work.table);
-  }
+  refresh_plans(engine);
+  plan_tables(engine, true);
   for (const Node* node : engine.tree->nodes) compiled(*node).fixed_state = compiled(*node).next_fixed_state;
+}
+
+void refresh_plans(TreeEngine& engine) noexcept {
+  if (!engine.plans_are_stale) return;
+  engine.plans_are_stale = false;
+  // The numbers have these shapes already. What comes next must not be lost meanwhile.
+  for (const Node* node : engine.tree->nodes) std::swap(compiled(*node).next_fixed_state, compiled(*node).fixed_state);
+  plan_tables(engine, false);
+  for (const Node* node : engine.tree->nodes) std::swap(compiled(*node).next_fixed_state, compiled(*node).fixed_state);
 }
 
 void forget_tables(TreeEngine& engine) noexcept {

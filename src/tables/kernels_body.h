@@ -207,8 +207,9 @@ void run_nest(const Op& op, const Dimension* nest, size_t count, typename Op::Ta
   constexpr Dimension single = {1, 0, 0};
   const Dimension inner = nest[count - 1];
   const Dimension middle = count > 1 ? nest[count - 2] : single;
-  const Dimension third = count > 2 ? nest[count - 3] : single;
-  const size_t outer = count > 3 ? count - 3 : 0;
+  if (count < 3) return Rows::run(op, x, y, middle, inner);
+  const Dimension third = nest[count - 3];
+  const size_t outer = count - 3;
   size_t position[kMaxOdometer];
   for (size_t d = 0; d < outer; ++d) position[d] = 0;
   for (;;) {
@@ -309,7 +310,36 @@ inline void take_some(const double* __restrict fresh, float* __restrict old, flo
   summary.add(ratio, n);
 }
 
+// The same for a few entries, one after the other.
+RatioResult divide_few(const double* fresh, float* old, float* ratio, size_t size) {
+  double total = 0.0;
+  float largest = 0.0f;
+  bool lost = false;
+  for (size_t i = 0; i < size; ++i) {
+    const float after = static_cast<float>(fresh[i]);
+    const bool possible = old[i] > 0.0f;
+    lost |= possible && !(after > 0.0f);
+    ratio[i] = possible ? after / old[i] : 0.0f;
+    old[i] = after;
+    total += static_cast<double>(ratio[i]);
+    largest = larger(largest, ratio[i]);
+  }
+  return {total, static_cast<double>(largest), lost};
+}
+
+RatioResult take_few(const double* fresh, float* old, float* ratio, size_t size) {
+  double total = 0.0;
+  float largest = 0.0f;
+  for (size_t i = 0; i < size; ++i) {
+    ratio[i] = old[i] = static_cast<float>(fresh[i]);
+    total += static_cast<double>(ratio[i]);
+    largest = larger(largest, ratio[i]);
+  }
+  return {total, static_cast<double>(largest), false};
+}
+
 RatioResult divide(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t size) {
+  if (size < kLanes) return divide_few(fresh, old, ratio, size);
   RatioSummary summary;
   size_t i = 0;
   for (; i + kLanes <= size; i += kLanes) divide_some(fresh + i, old + i, ratio + i, kLanes, summary);
@@ -318,6 +348,7 @@ RatioResult divide(const double* __restrict fresh, float* __restrict old, float*
 }
 
 RatioResult take(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t size) {
+  if (size < kLanes) return take_few(fresh, old, ratio, size);
   RatioSummary summary;
   size_t i = 0;
   for (; i + kLanes <= size; i += kLanes) take_some(fresh + i, old + i, ratio + i, kLanes, summary);

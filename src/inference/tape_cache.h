@@ -1,0 +1,49 @@
+// Tapes of propagations from the potentials, kept for the sets of observed nodes that were seen last:
+// programs ask the same question again and again with other answers. A kept tape saves all planning.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "inference/messages.h"
+
+namespace tv {
+
+struct KeptTape;
+
+class TapeCache {
+ public:
+  TapeCache() noexcept;
+  ~TapeCache();
+  TapeCache(const TapeCache&) = delete;
+  TapeCache& operator=(const TapeCache&) = delete;
+
+  // Room for patterns of `nodes` nodes; `budget` bounds the bytes of all tapes together.
+  void prepare(size_t nodes, size_t budget);
+
+  // The tape for the evidence that the tree has taken in, or null. Forgets all tapes when a potential has
+  // another layout than they were written for.
+  const Tape* find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
+
+  // Keeps a copy of the tape for the pattern that `find` has just looked for, if that was seen before not
+  // long ago. Does nothing when memory runs out.
+  void keep(const Tape& tape) noexcept;
+
+ private:
+  static constexpr size_t kTapes = 8;
+  static constexpr size_t kSeen = 32;
+
+  bool was_seen(uint64_t hash) noexcept;
+  void clear() noexcept;
+
+  std::vector<unsigned char> pattern_;  // by node of the tree, then the equilibrium
+  uint64_t hash_ = 0;
+  uint64_t seen_[kSeen] = {};           // hashes of the patterns that were looked for last
+  size_t next_seen_ = 0;
+  std::unique_ptr<KeptTape> tapes_[kTapes];
+  uint64_t clock_ = 0;
+  size_t budget_ = 0;
+};
+
+}  // namespace tv
