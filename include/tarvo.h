@@ -1004,8 +1004,8 @@ TV_API tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progre
  *
  * Fails: usage - the domain has no discrete or continuous node, or is compiled already; no_memory - the
  * tables do not fit; invalid_probability_potential - a table has a negative, infinite or NaN entry, or a
- * distribution whose sum is zero or infinite; inconsistency_or_underflow - the entered evidence is
- * impossible; io - writing the log failed; error - the progress handler asked to stop. Domains with
+ * distribution whose sum is zero or infinite; invalid_evidence - the entered evidence may not be propagated
+ * (see tv_domain_propagate); inconsistency_or_underflow - the entered evidence is impossible; io - writing the log failed; error - the progress handler asked to stop. Domains with
  * continuous nodes: fails with tv_status_error in this version.
  */
 TV_API tv_status_t tv_domain_compile(tv_domain_t* domain);
@@ -1382,7 +1382,8 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  *
  * When one of the checks listed first fails, nothing changes. On any later failure the trees are reset: no
  * evidence is propagated, results cannot be read (no_equilibrium) until a propagation succeeds, and the
- * entered evidence is still there to be corrected.
+ * entered evidence is still there to be corrected. Trees whose initial tables are kept in memory
+ * (tv_domain_save_to_memory) go back to those instead and answer without evidence.
  *
  * Fails, checked in this order: usage - `equilibrium` is neither sum nor max, or `mode` is none of the two;
  * not_compiled; usage - anything but sum and normal in a domain with continuous nodes; invalid_evidence - a
@@ -1431,7 +1432,8 @@ TV_API int tv_jt_evidence_mode_is(const tv_junction_tree_t* jt, tv_evidence_mode
 
 /**
  * Fills all trees again from the potentials, without evidence. The entered evidence stays entered and is
- * taken in by the next propagation; until then there may be no result to read (no_equilibrium).
+ * taken in by the next propagation; until then there may be no result to read (no_equilibrium). A failure in
+ * one tree does not keep the others from being reset; the first one is reported.
  *
  * Fails: not_compiled; invalid_evidence - a required selected state is missing;
  * invalid_probability_potential - as for tv_domain_propagate.

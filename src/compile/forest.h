@@ -116,8 +116,7 @@ struct CompiledNode {
   ptrdiff_t next_fixed_state = -1;             // the same for the propagation that is being prepared
   tv_number_t* update = nullptr;               // finding on its way into the home clique, one per state
   unsigned char trail_marks = 0;               // of the d-connection search; 0 outside it
-  bool table_configuration_known = false;      // whether the next field says anything
-  size_t table_configuration = 0;              // states of required instantiations in the node's table, as
+  size_t table_configuration = kNone;          // states of required instantiations in the node's table, as
                                                // they were when the tree's tables were built
 };
 

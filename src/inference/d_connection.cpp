@@ -28,7 +28,8 @@ class TrailSearch {
  private:
   void visit(const Node& node, unsigned char from) noexcept {
     CompiledNode& data = compiled(node);
-    if (data.tree != engine_.tree || data.trail_marks & (from | from << 3)) return;
+    if (data.tree != engine_.tree || !is_discrete_or_continuous(node)) return;
+    if (data.trail_marks & (from | from << 3)) return;
     data.belief_wanted = true;
     data.trail_marks |= from;
     engine_.trail.push_back(&node);

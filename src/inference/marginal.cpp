@@ -10,6 +10,7 @@
 #include "api/boundary.h"
 #include "inference/factor.h"
 #include "inference/schedule.h"
+#include "tables/number_bounds.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -92,7 +93,7 @@ class TreeMarginal {
       if (separator.dimension_of[m] != kNone) inverse.nodes.push_back((*separator.members)[m]);
     inverse = ones_over(std::move(inverse.nodes));
     for (size_t i = 0; i < inverse.size; ++i)
-      inverse.numbers[i] = separator.numbers[i] > 0.0f ? 1.0f / separator.numbers[i] : 0.0f;
+      inverse.numbers[i] = separator.numbers[i] >= kSmallestNormalFloat ? 1.0f / separator.numbers[i] : 0.0f;
     multiply_factor(factor, inverse, settings);
   }
 

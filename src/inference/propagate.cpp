@@ -173,6 +173,18 @@ tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t eq
   return _tv_jt_make_consistent(tree, root, equilibrium, mode);
 }
 
+// Every tree is reset, whatever becomes of the others; the first failure is told.
+tv_status_t reset_all_trees(Domain& domain) {
+  tv_status_t first = tv_status_none;
+  const auto reset = [&](JunctionTree& tree) {
+    const tv_status_t status = _tv_jt_reset_inference_engine(tree, ResetForm::full);
+    if (first == tv_status_none) first = status;
+    return tv_status_none;
+  };
+  for_each_tree_in_order(domain, reset);
+  return first;
+}
+
 }  // namespace
 
 tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
@@ -182,8 +194,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   if (reset_is_needed(tree, mode)) {
     const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction : ResetForm::full;
     if (tv_status_t status = _tv_jt_reset_inference_engine(tree, form)) return status;
-  }
-  if (has_nothing_to_do(tree, equilibrium, mode)) {
+  } else if (has_nothing_to_do(tree, equilibrium, mode)) {
     recovery.dismiss();
     return tv_status_none;
   }
@@ -201,6 +212,8 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
 }
 
 tv_status_t _tv_domain_propagate(Domain& domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  if (!_tv_domain_evidence_is_valid(domain) || !_tv_domain_ijt_nodes_are_instantiated(domain))
+    return tv_status_invalid_evidence;
   DomainRecovery recovery(domain);
   const auto propagate = [&](JunctionTree& tree) {
     return _tv_jt_make_consistent(tree, nullptr, equilibrium, mode);
@@ -217,8 +230,6 @@ tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equilibriu
     if (!tv::check(domain && tv::is_equilibrium(equilibrium) && tv::is_mode(mode))) return tv_status_usage;
     if (!tv::is_compiled(*domain)) return tv_status_not_compiled;
     if (domain->counters.continuous > 0 && !tv::is_plain_request(equilibrium, mode)) return tv_status_usage;
-    if (!tv::_tv_domain_evidence_is_valid(*domain) || !tv::_tv_domain_ijt_nodes_are_instantiated(*domain))
-      return tv_status_invalid_evidence;
     return tv::_tv_domain_propagate(*domain, equilibrium, mode);
   });
 }
@@ -242,9 +253,7 @@ tv_status_t tv_domain_reset_inference_engine(tv_domain_t* domain) {
     if (!tv::check(domain)) return tv_status_usage;
     if (!tv::is_compiled(*domain)) return tv_status_not_compiled;
     if (!tv::_tv_domain_ijt_nodes_are_instantiated(*domain)) return tv_status_invalid_evidence;
-    return tv::for_each_tree_in_order(*domain, [](tv::JunctionTree& tree) {
-      return tv::_tv_jt_reset_inference_engine(tree, tv::ResetForm::full);
-    });
+    return tv::reset_all_trees(*domain);
   });
 }
 

@@ -49,25 +49,26 @@ tv_status_t jt_check_user_potentials(JunctionTree& tree) {
   return tv_status_none;
 }
 
+constexpr size_t kForgotten = kNone - 1;  // equals no configuration
+
 // The configuration of the required instantiations among the nodes of a node's table; kNone without any.
 size_t configuration_of_required(const Node& node) noexcept {
   const NodeList& required = node.domain->required_instantiations;
   size_t index = kNone;
-  if (!node.table) return index;
-  for (const Node* member : node.table->nodes) {
-    if (!required.contains(member)) continue;
+  const auto take_in = [&](const Node* member) {
+    if (!required.contains(member)) return;
     const size_t state = member->entered.state >= 0 ? static_cast<size_t>(member->entered.state) : 0;
     index = (index == kNone ? 0 : index * member->number_of_states) + state;
-  }
+  };
+  if (!node.table) take_in(&node);  // it counts as uniform
+  else for (const Node* member : node.table->nodes) take_in(member);
   return index;
 }
 
 void remember_configurations(JunctionTree& tree) noexcept {
-  if (tree.domain->required_instantiations.empty()) return;
-  for (const Node* node : tree.nodes) {
-    compiled(*node).table_configuration = configuration_of_required(*node);
-    compiled(*node).table_configuration_known = true;
-  }
+  const bool any = !tree.domain->required_instantiations.empty();
+  for (const Node* node : tree.nodes)
+    compiled(*node).table_configuration = any ? configuration_of_required(*node) : kNone;
 }
 
 void fix_propagated_states(JunctionTree& tree) noexcept {
@@ -114,14 +115,12 @@ void load_tables(JunctionTree& tree) noexcept {
 
 }  // namespace
 
-bool _tv_jt_has_new_tables(const JunctionTree& tree) {
-  if (tree.domain->required_instantiations.empty()) return false;
-  for (const Node* node : tree.nodes) {
-    const CompiledNode& data = compiled(*node);
-    const size_t present = configuration_of_required(*node);
-    if (present != kNone && !(data.table_configuration_known && data.table_configuration == present)) return true;
-  }
-  return false;
+bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept {
+  // The list itself may have changed since, too.
+  const bool any = !tree.domain->required_instantiations.empty();
+  return std::any_of(tree.nodes.begin(), tree.nodes.end(), [any](const Node* node) {
+    return compiled(*node).table_configuration != (any ? configuration_of_required(*node) : kNone);
+  });
 }
 
 void count_evidence_to_propagate(JunctionTree& tree) noexcept {
@@ -130,27 +129,26 @@ void count_evidence_to_propagate(JunctionTree& tree) noexcept {
 }
 
 void recover_tree(JunctionTree& tree) noexcept {
+  const TreeEngine& engine = engine_of(tree);
+  const bool copy_holds =
+      engine.keep_copy && engine.copy.data() && !tree.tables_touched && !_tv_jt_has_new_tables(tree);
   clear_state(tree);
   count_evidence_to_propagate(tree);
   forget_tables(engine_of(tree));
+  if (copy_holds) load_tables(tree);
 }
 
 tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
   TreeEngine& engine = engine_of(tree);
-  const bool new_tables = _tv_jt_has_new_tables(tree);
   recover_tree(tree);
-  if (form == ResetForm::recovery) return tv_status_none;
-  if (!tree.tables_touched && engine.keep_copy && engine.copy.data() && !new_tables) {
-    load_tables(tree);
-    return tv_status_none;
-  }
+  if (tree.equilibrium == tv_equilibrium_sum) return tv_status_none;  // from the copy
   if (tree.tables_touched)
     if (tv_status_t status = jt_check_user_potentials(tree)) return status;
-  remember_configurations(tree);
   tree.approximation_constant = 1.0;
   if (form == ResetForm::fast_retraction || engine.keep_copy)
     if (tv_status_t status = initialize_to_sum(tree)) return status;
   if (engine.keep_copy) save_tables(tree);
+  remember_configurations(tree);
   tree.tables_touched = false;
   return tv_status_none;
 }
@@ -159,7 +157,7 @@ void _tv_node_touch_table(Node& node) noexcept {
   node.table_checked = false;
   if (!is_compiled(*node.domain)) return;
   CompiledNode& data = compiled(node);
-  data.table_configuration_known = false;
+  if (data.table_configuration != kNone) data.table_configuration = kForgotten;
   JunctionTree* tree = data.tree ? data.tree : data.assigned ? data.assigned->tree : nullptr;
   if (tree) tree->tables_touched = true;
 }
@@ -172,8 +170,12 @@ bool holds_initial_tables(const JunctionTree& tree) noexcept {
 }
 
 tv_status_t save_domain_to_memory(Domain& domain) {
-  for (JunctionTree& tree : domain.forest->trees)
-    if (holds_initial_tables(tree)) save_tables(tree);
+  for (JunctionTree& tree : domain.forest->trees) {
+    if (holds_initial_tables(tree))
+      save_tables(tree);
+    else if (!engine_of(tree).keep_copy)
+      engine_of(tree).copy.reset();  // of an attempt that ran out of memory
+  }
   for (JunctionTree& tree : domain.forest->trees) engine_of(tree).keep_copy = true;
   return tv_status_none;
 }

@@ -6,16 +6,18 @@
 namespace tv {
 
 enum class ResetForm {
-  full,             // the next propagation starts from the potentials
-  fast_retraction,  // as `full`, and the tree is brought to sum equilibrium at once
-  recovery          // after a failure: never fails, looks at no potential
+  full,            // the next propagation starts from the potentials
+  fast_retraction  // as `full`, and the tree is brought to sum equilibrium at once
 };
 
 tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form);
+
+// The reset after a failure: never fails, looks at no potential, and computes nothing; a copy of the
+// initial tables that still holds is loaded.
 void recover_tree(JunctionTree& tree) noexcept;
 
 // Whether the selected states of required instantiations differ from those that the tables were built for.
-bool _tv_jt_has_new_tables(const JunctionTree& tree);
+bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept;
 
 // The node's potential has changed: the next propagation of its tree starts with a reset.
 void _tv_node_touch_table(Node& node) noexcept;

@@ -89,6 +89,26 @@ TEST(FreeWill, OnlyObservationsBelowAnOpenDecisionBreakIt) {
   EXPECT_FALSE(evidence_is_valid(domain)) << "a likelihood on a decision";
 }
 
+TEST(FreeWill, AndRequiredStatesHoldForCompilationToo) {
+  const test::DomainOwner domain = test::new_domain();
+  tv_node_t* decision = add_discrete(domain.get(), tv_category_decision, 2);
+  tv_node_t* effect = test::add_node(domain.get(), "effect", 2, {decision}, {0.9f, 0.1f, 0.2f, 0.8f});
+  tv_node_select_state(effect, 1);
+  EXPECT_EQ(tv_domain_compile(domain.get()), tv_status_invalid_evidence);
+  EXPECT_EQ(tv_domain_is_triangulated(domain.get()), 0);
+  tv_node_t* required[] = {decision, nullptr};
+  ASSERT_EQ(tv_domain_set_ijt_nodes(domain.get(), required), tv_status_none);
+  tv_node_retract_findings(effect);
+  ASSERT_EQ(tv_domain_triangulate(domain.get(), tv_method_fill_in_size), tv_status_none);
+  EXPECT_EQ(tv_domain_compile(domain.get()), tv_status_invalid_evidence);
+  EXPECT_EQ(tv_domain_is_triangulated(domain.get()), 1);
+  EXPECT_EQ(tv_domain_is_compiled(domain.get()), 0);
+  EXPECT_EQ(tv_node_get_selected_state(effect), -1);
+  tv_node_select_state(decision, 1);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  EXPECT_NEAR(tv_node_get_belief(effect, 1), 0.8, 1e-6);
+}
+
 TEST(RequiredInstantiations, NeedSelectedStates) {
   const test::DomainOwner domain = test::new_domain();
   tv_node_t* a = test::add_node(domain.get(), "A", 2);

@@ -158,6 +158,63 @@ TEST_F(ResetRules, RequiredStatesArePartOfTheTables) {
   propagate();
 }
 
+// A kept copy holds for one list of required nodes and one choice of their states, also of nodes that have
+// no table of their own.
+TEST_F(ResetRules, CopiesFollowTheRequiredStates) {
+  tv_node_t* bare = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_discrete);
+  ASSERT_EQ(tv_node_set_number_of_states(bare, 3), tv_status_none);
+  tv_node_t* child = add_node(domain.get(), "child", 2, {bare}, {0.9f, 0.1f, 0.4f, 0.6f, 0.2f, 0.8f});
+  ASSERT_EQ(tv_node_add_parent(bare, late), tv_status_none);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_save_to_memory(domain.get()), tv_status_none);
+  tv_node_t* both[] = {bare, cause, nullptr};
+  tv_node_t* one[] = {cause, nullptr};
+  Generator random(31);
+  for (tv_node_t** list : {both, one, static_cast<tv_node_t**>(nullptr), one, both}) {
+    ASSERT_EQ(tv_domain_set_ijt_nodes(domain.get(), list), tv_status_none);
+    for (int round = 0; round < 6; ++round) {
+      for (tv_node_t* node : {bare, cause}) tv_node_select_state(node, random.below(3));
+      if (random.chance(0.5))
+        tv_node_retract_findings(child);
+      else
+        tv_node_select_state(child, random.below(2));
+      if (!list && random.chance(0.5)) {
+        ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+      }
+      propagate();
+      EXPECT_EQ(tv_domain_evidence_is_propagated(domain.get()), 1);
+    }
+  }
+}
+
+TEST_F(ResetRules, FailuresInOneTreeLeaveTheOthersUsable) {
+  tv_node_t* alone = add_node(domain.get(), "alone", 2, {}, {0.25f, 0.75f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_save_to_memory(domain.get()), tv_status_none);
+  // After a failed propagation copies of the initial tables answer, without evidence.
+  tv_node_select_state(late, 1);
+  enter(alone, {0, 0});
+  EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal),
+            tv_status_inconsistency_or_underflow);
+  EXPECT_EQ(tv_domain_evidence_is_propagated(domain.get()), 0);
+  EXPECT_FLOAT_EQ(tv_node_get_belief(alone, 1), 0.75f);
+  EXPECT_EQ(tv_node_get_selected_state(late), 1);
+  // A reset reaches all trees, whichever of them fails.
+  tv_node_retract_findings(alone);
+  for (const auto& [bad, good] : {std::pair{alone, cause}, std::pair{cause, alone}}) {
+    propagate();
+    tv_node_t* observed = good == cause ? late : alone;
+    tv_node_select_state(observed, 1);
+    propagate();
+    set_table(bad, std::vector<float>(tv_node_get_number_of_states(bad), 0));
+    EXPECT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_invalid_probability_potential);
+    EXPECT_EQ(tv_jt_evidence_is_propagated(tv_node_get_junction_tree(good)), 0);
+    EXPECT_EQ(tv_jt_equilibrium_is(tv_node_get_junction_tree(bad), tv_equilibrium_none), 1);
+    set_table(bad, std::vector<float>(tv_node_get_number_of_states(bad), 1));
+  }
+  propagate();
+}
+
 TEST_F(ResetRules, InvalidTablesAreRefusedAndRepaired) {
   for (const std::vector<float>& data :
        std::vector<std::vector<float>>{{0, 0, 0},
