@@ -83,7 +83,7 @@ tv_status_t NetParser::parse_states(Node& node, Keys& keys) {
   }
   if (labels.empty()) return fail("empty list of states");
   if (tv_status_t status = set_number_of_states(node, labels.size())) return status;
-  for (size_t state = 0; state < labels.size(); ++state) set_state_label(node, state, labels[state].c_str());
+  for (size_t state = 0; state < labels.size(); ++state) set_state_label(node, state, labels[state]);
   parsed(node).states_known = true;
   return tv_status_none;
 }

@@ -2,17 +2,10 @@
 
 #include "net/parser.h"
 #include "network/links.h"
+#include "network/node_tables.h"
 
 namespace tv {
 namespace {
-
-NodeList discrete_nodes(const NodeList& nodes) {
-  NodeList discrete;
-  discrete.reserve(nodes.size());
-  for (Node* node : nodes)
-    if (is_discrete(*node)) discrete.push_back(node);
-  return discrete;
-}
 
 std::string link_message(const Node& parent, const Node& child, tv_status_t reason) {
   const char* cycle = reason == tv_status_cyclic_network ? "directed cycle" : "cyclic functional dependency";
@@ -149,9 +142,7 @@ tv_status_t NetParser::parse_data(Potential& potential) {
     return fail("`data' attribute is not allowed for real-valued function nodes");
   if (is_continuous(child)) return refuse("distributions of continuous nodes are not supported yet");
   potential.has_data = true;
-  NodeList nodes = discrete_nodes(potential.parents);
-  if (is_discrete(child)) nodes.push_back(&child);
-  return parse_table(nodes, TableKind::node, child, child.table);
+  return parse_table(node_table_nodes(child, potential.parents), TableKind::node, child, child.table);
 }
 
 tv_status_t NetParser::parse_experience(Potential& potential) {

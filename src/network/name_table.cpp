@@ -1,5 +1,5 @@
-// Chained hashing with entries in one array. Nothing here throws: every allocation may be refused,
-// and the caller then drops the table.
+// Chained hashing, with entries in one array and chains that fork. Nothing here throws: every allocation may
+// be refused, and the caller then drops the table.
 #include "network/name_table.h"
 
 #include <algorithm>
@@ -69,56 +69,64 @@ bool NameTable::has_room() noexcept {
   return true;
 }
 
+// Puts the entry, whose node is set, at the end of its chain.
+void NameTable::hang_in(size_t index) noexcept {
+  Entry& entry = entries_[index];
+  entry.fingerprint = fingerprint_of(entry.node->name);
+  entry.next[0] = entry.next[1] = kEnd;
+  size_t* link = &buckets_[bucket_of(entry.node->name)];
+  for (uint64_t bits = entry.fingerprint; *link != kEnd; bits >>= 1) link = &entries_[*link].next[bits & 1];
+  *link = index;
+}
+
 bool NameTable::insert(Node& node) noexcept {
   if (!has_room()) return false;
   const size_t index = free_ != kEnd ? free_ : used_++;
-  Entry& entry = entries_[index];
-  if (index == free_) free_ = entry.next;
-  size_t& bucket = buckets_[bucket_of(node.name)];
-  entry = {&node, fingerprint_of(node.name), bucket};
-  bucket = index;
+  if (index == free_) free_ = entries_[index].next[0];
+  entries_[index].node = &node;
+  hang_in(index);
   return true;
 }
 
 bool NameTable::grow(size_t node_count) noexcept {
-  size_t chain = kEnd;
-  for (size_t bucket = 0; bucket < length_; ++bucket) {
-    while (buckets_[bucket] != kEnd) {
-      const size_t index = buckets_[bucket];
-      buckets_[bucket] = entries_[index].next;
-      entries_[index].next = chain;
-      chain = index;
-    }
-  }
   buckets_.reset();
   if (!set_length(node_count)) return false;
-  while (chain != kEnd) {
-    Entry& entry = entries_[chain];
-    const size_t rest = entry.next;
-    size_t& bucket = buckets_[bucket_of(entry.node->name)];
-    entry.next = bucket;
-    bucket = chain;
-    chain = rest;
-  }
+  for (size_t index = 0; index < used_; ++index)
+    if (entries_[index].node) hang_in(index);
   return true;
 }
 
 Node* NameTable::find(std::string_view name) const noexcept {
   const uint64_t fingerprint = fingerprint_of(name);
-  for (size_t index = buckets_[bucket_of(name)]; index != kEnd; index = entries_[index].next) {
+  uint64_t bits = fingerprint;
+  for (size_t index = buckets_[bucket_of(name)]; index != kEnd; bits >>= 1) {
     const Entry& entry = entries_[index];
     if (entry.fingerprint == fingerprint && entry.node->name == name) return entry.node;
+    index = entry.next[bits & 1];
   }
   return nullptr;
 }
 
 void NameTable::erase(const Node& node) noexcept {
   size_t* link = &buckets_[bucket_of(node.name)];
-  while (*link != kEnd && entries_[*link].node != &node) link = &entries_[*link].next;
+  for (uint64_t bits = fingerprint_of(node.name); *link != kEnd && entries_[*link].node != &node; bits >>= 1)
+    link = &entries_[*link].next[bits & 1];
   if (*link == kEnd) return;
   const size_t index = *link;
-  *link = entries_[index].next;
-  entries_[index].next = free_;
+  Entry& entry = entries_[index];
+
+  // Any entry at an end behind this one can take its place.
+  size_t* last = link;
+  while (entries_[*last].next[0] != kEnd || entries_[*last].next[1] != kEnd)
+    last = &entries_[*last].next[entries_[*last].next[0] == kEnd];
+  const size_t successor = *last;
+  *last = kEnd;
+  if (successor != index) {
+    std::copy_n(entry.next, 2, entries_[successor].next);
+    *link = successor;
+  }
+  entry.node = nullptr;
+  entry.next[0] = free_;
   free_ = index;
 }
 

@@ -29,16 +29,19 @@ class NameTable {
  private:
   static constexpr size_t kEnd = static_cast<size_t>(-1);
 
-  // Chains can be long, so an entry is told from others without a look at its node.
+  // Names that differ in a number alone fall into a few buckets, however many there are. So a bucket's
+  // chain forks at each entry, by one bit after the other of a second hash, which also tells entries apart
+  // without a look at their nodes.
   struct Entry {
-    Node* node;
+    Node* node;  // null when the entry has been given back
     uint64_t fingerprint;
-    size_t next;
+    size_t next[2];
   };
 
   size_t bucket_of(std::string_view name) const noexcept;
   bool set_length(size_t node_count) noexcept;
   bool has_room() noexcept;
+  void hang_in(size_t index) noexcept;
 
   size_t length_ = 0;
   std::unique_ptr<size_t[]> buckets_;  // index of the first entry of each chain

@@ -61,15 +61,8 @@ std::unique_ptr<Table> default_table(Node& node, TableKind kind, const NodeList&
   return table;
 }
 
-NodeList discrete_parents(const Node& node) {
-  NodeList nodes;
-  for (Node* parent : node.parents)
-    if (is_discrete(*parent)) nodes.push_back(parent);
-  return nodes;
-}
-
 Table* learning_table(Node& node, std::unique_ptr<Table>& table, TableKind kind) {
-  if (!table) install_table(table, default_table(node, kind, discrete_parents(node)));
+  if (!table) install_table(table, default_table(node, kind, discrete_nodes(node.parents)));
   return table.get();
 }
 
@@ -93,6 +86,14 @@ void TableChanges::commit() noexcept {
     change.owner->table_checked = false;
   }
   changes_.clear();
+}
+
+NodeList discrete_nodes(const NodeList& nodes) {
+  NodeList discrete;
+  discrete.reserve(nodes.size());
+  for (Node* node : nodes)
+    if (is_discrete(*node)) discrete.push_back(node);
+  return discrete;
 }
 
 NodeList node_table_nodes(Node& node, const NodeList& parents) {

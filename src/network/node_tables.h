@@ -55,6 +55,8 @@ void install_table(std::unique_ptr<Table>& slot, std::unique_ptr<Table> table) n
 // The nodes of the node's own table if these were its parents.
 NodeList node_table_nodes(Node& node, const NodeList& parents);
 
+NodeList discrete_nodes(const NodeList& nodes);
+
 // A copy for another owner, with its nodes replaced as `map` says; keeps the kind. Not registered.
 template <class Map>
 std::unique_ptr<Table> copy_for_owner(const Table& table, Node& owner, Map map) {

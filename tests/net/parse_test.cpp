@@ -204,6 +204,15 @@ TEST(Parse, LinksContinuousNodesAndFunctions) {
       parse(kNodes + "potential (F | A U) {} potential (G | F) {} potential (U | A B) {}");
   ASSERT_NE(nullptr, functions.domain);
   EXPECT_EQ("A U", names(tv_node_get_parents(node(functions, "F"))));
+
+  // The table of a discrete function is over itself alone: it does not follow what becomes of its parents.
+  const Parsed discrete = parse(kNodes + "potential (G | A B) { data = (0.2 0.8); }");
+  ASSERT_NE(nullptr, discrete.domain);
+  tv_table_t* const table = tv_node_get_table(node(discrete, "G"));
+  EXPECT_EQ("G", names(tv_table_get_nodes(table)));
+  ASSERT_EQ(tv_status_none, tv_node_delete(node(discrete, "A")));
+  EXPECT_EQ(tv_status_none, tv_domain_compile(discrete.domain.get()));
+  EXPECT_EQ((Numbers{0.2f, 0.8f}), numbers(table));
 }
 
 TEST(Parse, ReportsTheFirstLinkThatClosesACycle) {
