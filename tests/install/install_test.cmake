@@ -1,5 +1,5 @@
 # Installs the build into a fresh folder and builds a small host against what lies there, found once by
-# find_package and once by pkg-config.  Variables: BUILD, C, CXX, CONSUMER.
+# find_package and once by pkg-config.  Variables: BUILD, C, CXX, GENERATOR, CONSUMER.
 set(stage ${BUILD}/install_test)
 file(REMOVE_RECURSE ${stage})
 
@@ -13,7 +13,7 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${stage}/usr)
-run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${stage}/build -DCMAKE_PREFIX_PATH=${stage}/usr
+run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${stage}/build -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${stage}/usr
   -DCMAKE_C_COMPILER=${C} -DCMAKE_CXX_COMPILER=${CXX})
 run(${CMAKE_COMMAND} --build ${stage}/build)
 run(${stage}/build/consumer)

@@ -146,6 +146,7 @@ TEST_F(Program, BarsAndBoldAreForTerminalsAlone) {
     int terminal = -1;
     const winsize size{24, 60, 0, 0};
     const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+    if (child < 0) return std::string();
     if (child == 0) {
       setenv("LC_ALL", "C.UTF-8", 1);
       no_color ? setenv("NO_COLOR", no_color, 1) : unsetenv("NO_COLOR");
@@ -164,6 +165,7 @@ TEST_F(Program, BarsAndBoldAreForTerminalsAlone) {
   EXPECT_EQ(plain.find("█"), std::string::npos);
   EXPECT_EQ(plain.find('\033'), std::string::npos);
   const std::string coloured = on_terminal(nullptr), colourless = on_terminal("1");
+  if (coloured.empty()) GTEST_SKIP() << "no terminals on this machine";
   EXPECT_NE(coloured.find("\033[1m  * A   0.362000  ██████████████▌\033[0m"), std::string::npos) << coloured;
   EXPECT_NE(colourless.find("\n    C   0.349600  "), std::string::npos) << colourless;
   EXPECT_EQ(colourless.find('\033'), std::string::npos);
