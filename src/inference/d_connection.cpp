@@ -8,7 +8,8 @@
 namespace tv {
 namespace {
 
-constexpr unsigned char kFromChild = 1, kFromParent = 2, kSource = 4, kBeenFromChild = 8, kBeenFromParent = 16;
+constexpr unsigned char kFromChild = 1, kFromParent = 2, kSource = 4, kBeenFromChild = 8,
+                        kBeenFromParent = 16;
 
 class TrailSearch {
  public:
@@ -44,8 +45,10 @@ class TrailSearch {
     const bool state_known = !source && data.fixed_state >= 0;
     const bool anything_known = source || data.propagated_state != kNoEvidence;
     if (!state_known) {
-      if (from) for (const Node* child : node.children) visit(*child, kFromParent);
-      if (from & kFromChild) for (const Node* parent : node.parents) visit(*parent, kFromChild);
+      if (from)
+        for (const Node* child : node.children) visit(*child, kFromParent);
+      if (from & kFromChild)
+        for (const Node* parent : node.parents) visit(*parent, kFromChild);
     }
     if (from & kFromParent && anything_known)
       for (const Node* parent : node.parents) visit(*parent, kFromChild);

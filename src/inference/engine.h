@@ -22,57 +22,57 @@ class TapeCache;
 // A clique's or a separator's table restricted to the states that are fixed.
 struct RestrictedTable {
   const NodeList* members = nullptr;
-  float* numbers = nullptr;            // shape.size of them; room for the full table
+  float* numbers = nullptr;  // shape.size of them; room for the full table
   Shape shape;
-  std::vector<size_t> counts;          // of the shape
-  std::vector<unsigned char> fixed;    // per member: it has no dimension because its state is fixed
-  std::vector<size_t> dimension_of;    // per member: its dimension in `shape`, or kNone
+  std::vector<size_t> counts;        // of the shape
+  std::vector<unsigned char> fixed;  // per member: it has no dimension because its state is fixed
+  std::vector<size_t> dimension_of;  // per member: its dimension in `shape`, or kNone
 };
 
 // A potential that is multiplied into a clique.
 struct PotentialPlan {
   Node* node = nullptr;
-  const NodeList* members = nullptr;   // of the clique
-  size_t layout = kNone;               // of the table that `strides` were taken from; kNone: no table
-  std::vector<size_t> strides;         // per clique member, 0 where the potential lacks it
-  float uniform = 1.0f;                // every entry of a node without a table
+  const NodeList* members = nullptr;  // of the clique
+  size_t layout = kNone;              // of the table that `strides` were taken from; kNone: no table
+  std::vector<size_t> strides;        // per clique member, 0 where the potential lacks it
+  float uniform = 1.0f;               // every entry of a node without a table
   Control control;
 };
 
 // The belief of a node read from a restricted table.
 struct BeliefPlan {
   Node* node = nullptr;
-  size_t member = 0;                   // its position among the members
+  size_t member = 0;  // its position among the members
   Control control;
 };
 
 struct SeparatorWork {
-  Separator* separator = nullptr;      // null for the root's place
-  RestrictedTable old;                 // the marginal that both sides agree on
-  float* ratio = nullptr;              // the update that the receiver still has to multiply in
-  std::vector<BeliefPlan> beliefs;     // nodes for which this is the smallest table
+  Separator* separator = nullptr;   // null for the root's place
+  RestrictedTable old;              // the marginal that both sides agree on
+  float* ratio = nullptr;           // the update that the receiver still has to multiply in
+  std::vector<BeliefPlan> beliefs;  // nodes for which this is the smallest table
 };
 
 // One end of a separator as seen from a clique.
 struct LinkPlan {
-  size_t neighbor = 0;                 // position of the other clique
-  size_t back = 0;                     // the link of that clique that leads here
-  size_t separator = 0;                // position of the child's clique
-  std::vector<size_t> member_of;       // per clique member: its position in the separator, or kNone
+  size_t neighbor = 0;            // position of the other clique
+  size_t back = 0;                // the link of that clique that leads here
+  size_t separator = 0;           // position of the child's clique
+  std::vector<size_t> member_of;  // per clique member: its position in the separator, or kNone
   Control control;
 };
 
 struct CliqueWork {
   Clique* clique = nullptr;
   RestrictedTable table;
-  bool initialized = false;            // the table holds at least the product of the potentials
-  size_t version = 0;                  // grows with every change, so that the host's copy can be told stale
-  size_t materialized = 0;             // the version that the host's copy shows
+  bool initialized = false;  // the table holds at least the product of the potentials
+  size_t version = 0;        // grows with every change, so that the host's copy can be told stale
+  size_t materialized = 0;   // the version that the host's copy shows
   std::vector<PotentialPlan> potentials;
-  std::vector<LinkPlan> links;         // in the order of clique->links
-  std::vector<BeliefPlan> beliefs;     // nodes for which this is the smallest table
-  Control scalar;                      // meets one and the same entry everywhere
-  std::vector<size_t> findings;        // members whose update findings wait to be multiplied in
+  std::vector<LinkPlan> links;      // in the order of clique->links
+  std::vector<BeliefPlan> beliefs;  // nodes for which this is the smallest table
+  Control scalar;                   // meets one and the same entry everywhere
+  std::vector<size_t> findings;     // members whose update findings wait to be multiplied in
 };
 
 struct TreeEngine {
@@ -81,24 +81,24 @@ struct TreeEngine {
 
   JunctionTree* tree = nullptr;
   Domain* domain = nullptr;
-  std::vector<CliqueWork> cliques;         // by position in the tree
-  std::vector<SeparatorWork> separators;   // by position of the child clique
-  Block<float> numbers;                    // all tables and ratios
-  Block<double> totals;                    // marginals on their way into separators
+  std::vector<CliqueWork> cliques;        // by position in the tree
+  std::vector<SeparatorWork> separators;  // by position of the child clique
+  Block<float> numbers;                   // all tables and ratios
+  Block<double> totals;                   // marginals on their way into separators
   Block<double> belief_totals;
-  std::vector<size_t> control_steps;       // the arrays of all controls
+  std::vector<size_t> control_steps;  // the arrays of all controls
   std::vector<Dimension> control_nests;
 
   // The schedule of one propagation: marked cliques from the root outwards.
-  size_t smallest = 0;                     // the root when every clique takes part
+  size_t smallest = 0;  // the root when every clique takes part
   std::vector<size_t> order;
-  std::vector<size_t> reached_by;          // by clique: its link towards the root; kNone for the root and
-                                           // for cliques that take no part
-  std::vector<unsigned char> silent;       // by clique: its message towards the root would be all ones
-  std::vector<Item> items;                 // the tape that was written last
+  std::vector<size_t> reached_by;     // by clique: its link towards the root; kNone for the root and
+                                      // for cliques that take no part
+  std::vector<unsigned char> silent;  // by clique: its message towards the root would be all ones
+  std::vector<Item> items;            // the tape that was written last
   std::vector<Step> steps;
   std::vector<PotentialStep> potential_steps;
-  std::vector<Control> finding_controls;   // of the findings in it
+  std::vector<Control> finding_controls;  // of the findings in it
   std::vector<size_t> finding_steps;
   std::vector<Dimension> finding_nests;
 
@@ -111,11 +111,11 @@ struct TreeEngine {
   float inverse = 1.0f;
 
   std::unique_ptr<TapeCache> kept_tapes;
-  bool plans_are_stale = false;            // a kept tape was run: shapes and controls are those of an earlier
-                                           // propagation
+  bool plans_are_stale = false;  // a kept tape was run: shapes and controls are those of an earlier
+                                 // propagation
 
-  std::vector<Node*> pending;              // nodes whose evidence the current propagation takes in
-  std::vector<const Node*> trail;          // nodes that the d-connection search still has to visit
+  std::vector<Node*> pending;      // nodes whose evidence the current propagation takes in
+  std::vector<const Node*> trail;  // nodes that the d-connection search still has to visit
 
   // The copy of the initial tables that the domain keeps when asked to.
   bool keep_copy = false;

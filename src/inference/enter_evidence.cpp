@@ -14,7 +14,9 @@
 namespace tv {
 namespace {
 
-bool counts_as_zero(tv_number_t value) noexcept { return !(static_cast<double>(value) > kSmallestNormalFloat); }
+bool counts_as_zero(tv_number_t value) noexcept {
+  return !(static_cast<double>(value) > kSmallestNormalFloat);
+}
 
 void copy_entered_finding(const Node& node) noexcept {
   if (node.entered.state == kFindingVector)
@@ -70,8 +72,7 @@ bool must_be_retracted(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
   const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
   if (propagated == kNoEvidence) return false;
-  if (propagated >= 0)
-    return entered == kNoEvidence ? node.number_of_states > 1 : entered != propagated;
+  if (propagated >= 0) return entered == kNoEvidence ? node.number_of_states > 1 : entered != propagated;
   if (entered >= 0) return counts_as_zero(data.propagated_finding[entered]);
   for (size_t i = 0; i < node.number_of_states; ++i) {
     const bool wanted = entered == kNoEvidence || node.entered.finding[i] > 0.0f;
@@ -133,7 +134,8 @@ void fix_states_without_plans(TreeEngine& engine) noexcept {
 }
 
 bool evidence_must_be_retracted(const JunctionTree& tree) noexcept {
-  return std::any_of(tree.nodes.begin(), tree.nodes.end(), [](const Node* node) { return must_be_retracted(*node); });
+  return std::any_of(tree.nodes.begin(), tree.nodes.end(),
+                     [](const Node* node) { return must_be_retracted(*node); });
 }
 
 }  // namespace tv

@@ -62,8 +62,8 @@ void multiply_factor(Factor& target, const Factor& other, const ParallelSettings
   run_pass(shape, target.numbers.data(), &step, 1, settings);
 }
 
-Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& kept, tv_equilibrium_t equilibrium,
-                          const ParallelSettings& settings) {
+Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& kept,
+                          tv_equilibrium_t equilibrium, const ParallelSettings& settings) {
   std::vector<const Node*> nodes;
   for (const Node* node : factor.nodes)
     if (holds(kept, node)) nodes.push_back(node);

@@ -22,8 +22,8 @@ Factor ones_over(std::vector<const Node*> nodes);
 void multiply_factor(Factor& target, const Factor& other, const ParallelSettings& settings);
 
 // The sum (or maximum) over all nodes but `kept`, in the factor's order.
-Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& kept, tv_equilibrium_t equilibrium,
-                          const ParallelSettings& settings);
+Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& kept,
+                          tv_equilibrium_t equilibrium, const ParallelSettings& settings);
 
 // The entries of a restricted table marginalised onto the members `kept`, those summed out weighted with
 // their findings under fast retraction.

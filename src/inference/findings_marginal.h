@@ -12,7 +12,8 @@ template <class Keeps>
 void marginalize_with_findings(const RestrictedTable& table, Keeps keeps, const size_t* steps,
                                tv_equilibrium_t equilibrium, double* totals) noexcept;
 
-// A table over its dimensions with the findings to be applied: hard ones are offsets, vectors are looped over.
+// A table over its dimensions with the findings to be applied: hard ones are offsets, vectors are looped
+// over.
 class FindingsNest {
  public:
   FindingsNest(const RestrictedTable& table, const size_t* steps) noexcept;

@@ -46,7 +46,8 @@ class TreeMarginal {
 
  private:
   bool holds_all(const NodeList& members) const noexcept {
-    return std::all_of(wanted_.begin(), wanted_.end(), [&](const Node* node) { return members.contains(node); });
+    return std::all_of(wanted_.begin(), wanted_.end(),
+                       [&](const Node* node) { return members.contains(node); });
   }
 
   const RestrictedTable* smallest_table_with_all() const noexcept {
@@ -60,10 +61,13 @@ class TreeMarginal {
     return best;
   }
 
-  bool sends_here(const LinkPlan& link) const noexcept { return engine_.reached_by[link.neighbor] == link.back; }
+  bool sends_here(const LinkPlan& link) const noexcept {
+    return engine_.reached_by[link.neighbor] == link.back;
+  }
 
   // The members that must survive until the senders' messages are multiplied in.
-  Nodes needed_members(const CliqueWork& work, const Nodes& survivors, const std::map<size_t, Factor>& messages) {
+  Nodes needed_members(const CliqueWork& work, const Nodes& survivors,
+                       const std::map<size_t, Factor>& messages) {
     Nodes needed;
     for (const Node* node : *work.table.members)
       if (holds(survivors, node)) needed.push_back(node);
@@ -81,13 +85,15 @@ class TreeMarginal {
       if (holds(survivors, node) || data.propagated_state == kNoEvidence) continue;
       Factor finding = ones_over({node});
       for (size_t s = 0; s < node->number_of_states; ++s)
-        finding.numbers[s] = data.propagated_state == kFindingVector ? data.propagated_finding[s]
-                             : static_cast<size_t>(data.propagated_state) == s ? 1.0f : 0.0f;
+        finding.numbers[s] = data.propagated_state == kFindingVector           ? data.propagated_finding[s]
+                             : static_cast<size_t>(data.propagated_state) == s ? 1.0f
+                                                                               : 0.0f;
       multiply_factor(factor, finding, settings_);
     }
   }
 
-  static void divide_by_separator(Factor& factor, const RestrictedTable& separator, const ParallelSettings& settings) {
+  static void divide_by_separator(Factor& factor, const RestrictedTable& separator,
+                                  const ParallelSettings& settings) {
     Factor inverse;
     for (size_t m = 0; m < separator.members->size(); ++m)
       if (separator.dimension_of[m] != kNone) inverse.nodes.push_back((*separator.members)[m]);
@@ -104,10 +110,11 @@ class TreeMarginal {
     const size_t via = engine_.reached_by[clique];
     Nodes survivors = wanted_;
     if (via != kNone)
-      for (const Node* node : *engine_.separators[work.links[via].separator].old.members) add_missing(survivors, node);
+      for (const Node* node : *engine_.separators[work.links[via].separator].old.members)
+        add_missing(survivors, node);
 
-    const Factor own = marginal_of_table(work.table, needed_members(work, survivors, messages), tree_.equilibrium,
-                                         tree_.mode);
+    const Factor own = marginal_of_table(work.table, needed_members(work, survivors, messages),
+                                         tree_.equilibrium, tree_.mode);
     Nodes all = own.nodes;
     for (const LinkPlan& link : work.links)
       if (sends_here(link))
@@ -121,7 +128,8 @@ class TreeMarginal {
       }
     apply_findings(product, survivors);
     Factor message = marginal_of_factor(product, survivors, tree_.equilibrium, settings_);
-    if (via != kNone) divide_by_separator(message, engine_.separators[work.links[via].separator].old, settings_);
+    if (via != kNone)
+      divide_by_separator(message, engine_.separators[work.links[via].separator].old, settings_);
     return message;
   }
 
@@ -203,7 +211,8 @@ tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes) {
     if (!tv::require(tv::is_compiled(*domain), tv_status_not_compiled)) return nullptr;
     tv::NodeList list;
     for (tv_node_t** node = nodes; *node; ++node) {
-      if (!tv::require(tv::compiled(**node).tree->equilibrium != tv_equilibrium_none, tv_status_no_equilibrium))
+      if (!tv::require(tv::compiled(**node).tree->equilibrium != tv_equilibrium_none,
+                       tv_status_no_equilibrium))
         return nullptr;
       list.push_back(*node);
     }

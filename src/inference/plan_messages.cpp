@@ -41,7 +41,9 @@ class Planner {
   CliqueWork& work(size_t clique) const noexcept { return engine_.cliques[clique]; }
 
   // Whether the clique at the other end lies beyond this one, seen from the root.
-  bool leads_away(const LinkPlan& link) const noexcept { return engine_.reached_by[link.neighbor] == link.back; }
+  bool leads_away(const LinkPlan& link) const noexcept {
+    return engine_.reached_by[link.neighbor] == link.back;
+  }
 
   // Whether all that a clique adds to what its neighbour towards the root knows are the distributions of the
   // nodes that the neighbour lacks, with nothing known about them: they sum to one.
@@ -236,8 +238,8 @@ class Planner {
     Item* item = &add_item(ItemKind::pass, clique);
     if (engine_.silent[clique]) add_initial_product(here);
     if (via != kNone)
-      engine_.steps.push_back(
-          {Operation::multiply, &here.links[via].control, engine_.separators[here.links[via].separator].ratio});
+      engine_.steps.push_back({Operation::multiply, &here.links[via].control,
+                               engine_.separators[here.links[via].separator].ratio});
     else if (!sweep_.plain)
       engine_.steps.push_back({Operation::multiply, &here.scalar, &engine_.inverse});
     item->clear_beliefs = add_belief_steps(here.beliefs);

@@ -24,17 +24,19 @@ bool decision_evidence_changes(const JunctionTree& tree) noexcept {
 }
 
 bool reset_is_needed(const JunctionTree& tree, tv_evidence_mode_t mode) {
-  if (tree.tables_touched || tree.equilibrium == tv_equilibrium_none || _tv_jt_has_new_tables(tree)) return true;
+  if (tree.tables_touched || tree.equilibrium == tv_equilibrium_none || _tv_jt_has_new_tables(tree))
+    return true;
   if (mode == tv_evidence_fast_retraction) {
     if (tree.mode != tv_evidence_fast_retraction && tree.evidence_propagated) return true;
-  } else if (tree.evidence_to_propagate > 0 && tree.mode != tv_evidence_fast_retraction && tree.evidence_propagated &&
-             evidence_must_be_retracted(tree)) {
+  } else if (tree.evidence_to_propagate > 0 && tree.mode != tv_evidence_fast_retraction &&
+             tree.evidence_propagated && evidence_must_be_retracted(tree)) {
     return true;
   }
   return tree.evidence_to_propagate > 0 && decision_evidence_changes(tree);
 }
 
-bool has_nothing_to_do(const JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+bool has_nothing_to_do(const JunctionTree& tree, tv_equilibrium_t equilibrium,
+                       tv_evidence_mode_t mode) noexcept {
   return tree.equilibrium == equilibrium && (tree.mode == mode || !tree.evidence_propagated) &&
          tree.evidence_to_propagate == 0;
 }
@@ -79,10 +81,9 @@ void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium)
 // Only sums are left alone by nodes that evidence cannot reach: the largest entry over an unobserved common
 // effect depends on all its causes.
 void want_beliefs(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
-  const bool prunes = equilibrium == tv_equilibrium_sum && tree.equilibrium == equilibrium &&
-                      mode == tv_evidence_normal &&
-                      (tree.mode == tv_evidence_normal || !tree.evidence_propagated) &&
-                      tree.approximation_constant == 1.0;
+  const bool prunes =
+      equilibrium == tv_equilibrium_sum && tree.equilibrium == equilibrium && mode == tv_evidence_normal &&
+      (tree.mode == tv_evidence_normal || !tree.evidence_propagated) && tree.approximation_constant == 1.0;
   if (prunes) return want_d_connected_beliefs(engine_of(tree));
   for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
 }
@@ -165,7 +166,8 @@ bool is_plain_request(tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noe
   return equilibrium == tv_equilibrium_sum && mode == tv_evidence_normal;
 }
 
-tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
+                           tv_evidence_mode_t mode) {
   if (!is_compiled(*tree.domain)) return tv_status_not_compiled;
   if (tree.has_continuous && !is_plain_request(equilibrium, mode)) return tv_status_usage;
   if (!_tv_jt_evidence_is_valid(tree) || !_tv_domain_ijt_nodes_are_instantiated(*tree.domain))

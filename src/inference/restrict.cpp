@@ -141,9 +141,11 @@ void refresh_plans(TreeEngine& engine) noexcept {
   if (!engine.plans_are_stale) return;
   engine.plans_are_stale = false;
   // The numbers have these shapes already. What comes next must not be lost meanwhile.
-  for (const Node* node : engine.tree->nodes) std::swap(compiled(*node).next_fixed_state, compiled(*node).fixed_state);
+  for (const Node* node : engine.tree->nodes)
+    std::swap(compiled(*node).next_fixed_state, compiled(*node).fixed_state);
   plan_tables(engine, false);
-  for (const Node* node : engine.tree->nodes) std::swap(compiled(*node).next_fixed_state, compiled(*node).fixed_state);
+  for (const Node* node : engine.tree->nodes)
+    std::swap(compiled(*node).next_fixed_state, compiled(*node).fixed_state);
 }
 
 void forget_tables(TreeEngine& engine) noexcept {

@@ -42,12 +42,18 @@ class Runner {
  private:
   tv_status_t run_item(const Item& item) {
     switch (item.kind) {
-      case ItemKind::collect: return collect(item);
-      case ItemKind::root: return collect_root(item);
-      case ItemKind::pass: return run_table_pass(item), tv_status_none;
-      case ItemKind::separator_pass: return run_separator_pass(item), tv_status_none;
-      case ItemKind::message: return send(item);
-      case ItemKind::belief: return store_belief(item);
+      case ItemKind::collect:
+        return collect(item);
+      case ItemKind::root:
+        return collect_root(item);
+      case ItemKind::pass:
+        return run_table_pass(item), tv_status_none;
+      case ItemKind::separator_pass:
+        return run_separator_pass(item), tv_status_none;
+      case ItemKind::message:
+        return send(item);
+      case ItemKind::belief:
+        return store_belief(item);
     }
     return tv_status_error;
   }
@@ -148,7 +154,8 @@ class Runner {
         run_steps(item, steps(item), item.step_count);
       else
         status = run_in_parts(item, together);
-      if (!can_repeat || item.updates < 2 || std::accumulate(totals, totals + size, 0.0) >= kSuspiciousMass) break;
+      if (!can_repeat || item.updates < 2 || std::accumulate(totals, totals + size, 0.0) >= kSuspiciousMass)
+        break;
     }
     work(item).findings.clear();
     if (status == tv_status_none && sweep_.equilibrium == tv_equilibrium_max && !sweep_.plain)
@@ -168,8 +175,8 @@ class Runner {
     for (const Node* node : *work.table.members) {
       const CompiledNode& data = compiled(*node);
       if (data.propagated_state != kNoEvidence && !(target && target->members().contains(node)))
-        product *=
-            probability_of_evidence(*node, data.propagated_state, data.propagated_finding, sweep_.equilibrium);
+        product *= probability_of_evidence(*node, data.propagated_state, data.propagated_finding,
+                                           sweep_.equilibrium);
     }
     return product;
   }
@@ -201,8 +208,8 @@ class Runner {
     return tv_status_none;
   }
 
-  // A clique's conflict is measured by the mass of its message, but the message itself is scaled by its largest
-  // entry: a message that says nothing then multiplies by ones, however many such messages there are.
+  // A clique's conflict is measured by the mass of its message, but the message itself is scaled by its
+  // largest entry: a message that says nothing then multiplies by ones, however many such messages there are.
   void pass_conflict_on(CliqueWork& from, CliqueWork& to, double mass) noexcept {
     if (tree_.equilibrium == tv_equilibrium_none) return;
     if (weighs_findings_) from.clique->conflict *= evidence_of_departing_members(from, to.clique);

@@ -25,25 +25,26 @@ enum class ItemKind : unsigned char {
 
 struct Item {
   ItemKind kind;
-  bool has_past = true;        // message: the separator has an old marginal to divide by
-  bool starts_anew = false;    // collect, root: the first step forms the table, whatever it held before
-  uint32_t clique = 0;         // position of the clique that is run over or speaks
-  uint32_t link = 0;           // collect, message: the link that is spoken through
-  uint32_t updates = 0;        // collect, root: how many of the steps change the table
+  bool has_past = true;      // message: the separator has an old marginal to divide by
+  bool starts_anew = false;  // collect, root: the first step forms the table, whatever it held before
+  uint32_t clique = 0;       // position of the clique that is run over or speaks
+  uint32_t link = 0;         // collect, message: the link that is spoken through
+  uint32_t updates = 0;      // collect, root: how many of the steps change the table
   uint32_t step_count = 0;
   size_t first_step = 0;
-  size_t size = 0;             // collect, message: entries of the separator
-  size_t totals = 0;           // collect, message, belief: where the marginal stands
-  size_t clear_totals = 0;     // pass: how many totals of messages and of beliefs it starts from zero
+  size_t size = 0;          // collect, message: entries of the separator
+  size_t totals = 0;        // collect, message, belief: where the marginal stands
+  size_t clear_totals = 0;  // pass: how many totals of messages and of beliefs it starts from zero
   size_t clear_beliefs = 0;
-  Shape shape;                 // of the table that is run over
+  Shape shape;  // of the table that is run over
   float* numbers = nullptr;
   const Control* scalar = nullptr;         // meets one entry from everywhere in the table
   const RestrictedTable* table = nullptr;  // of a belief
   const BeliefPlan* belief = nullptr;
 };
 
-// A step whose operand is a potential: where in it the states that are fixed now begin is found out each time.
+// A step whose operand is a potential: where in it the states that are fixed now begin is found out each
+// time.
 struct PotentialStep {
   size_t step;
   PotentialPlan* plan;

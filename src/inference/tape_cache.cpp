@@ -64,7 +64,7 @@ Tape copy_tape(Arena& arena, const Tape& tape) noexcept {
   copy.potentials = arena.copy(tape.potentials, tape.potential_count);
   for (size_t i = 0; i < tape.item_count; ++i) {
     const Item& item = tape.items[i];
-    size_t* counts = arena.copy(item.shape.counts, item.shape.outer);
+    size_t* counts = arena.copy(item.shape.counts, item.shape.dimensions);
     const Control* scalar = item.scalar ? copy_control(arena, *item.scalar, item.shape) : nullptr;
     if (copy.items) {
       copy.items[i].shape.counts = counts;
@@ -107,7 +107,8 @@ const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibri
   add(equilibrium == tv_equilibrium_max);
   hash_ = hash;
   for (std::unique_ptr<KeptTape>& kept : tapes_) {
-    if (!kept || kept->hash != hash || std::memcmp(kept->pattern, pattern_.data(), pattern_.size()) != 0) continue;
+    if (!kept || kept->hash != hash || std::memcmp(kept->pattern, pattern_.data(), pattern_.size()) != 0)
+      continue;
     if (!std::all_of(kept->tape.potentials, kept->tape.potentials + kept->tape.potential_count, has_layout)) {
       clear();
       return nullptr;

@@ -39,7 +39,7 @@ class TapeCache {
 
   std::vector<unsigned char> pattern_;  // by node of the tree, then the equilibrium
   uint64_t hash_ = 0;
-  uint64_t seen_[kSeen] = {};           // hashes of the patterns that were looked for last
+  uint64_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
   size_t next_seen_ = 0;
   std::unique_ptr<KeptTape> tapes_[kTapes];
   uint64_t clock_ = 0;

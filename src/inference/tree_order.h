@@ -1,5 +1,5 @@
-// The order in which the trees of a domain are worked on: a tree whose nodes depend, through nodes that lie in
-// no tree (real-valued function nodes), on nodes of another tree comes after it.
+// The order in which the trees of a domain are worked on: a tree whose nodes depend, through nodes that lie
+// in no tree (real-valued function nodes), on nodes of another tree comes after it.
 #pragma once
 
 #include <vector>

@@ -15,11 +15,16 @@ void run_block(const Kernels& kernels, const Step& step, float* table, size_t of
   const Dimension* nest = step.control->inner;
   const size_t count = step.control->inner_count;
   switch (step.operation) {
-    case Operation::assign: return kernels.assign(nest, count, table, step.operand + offset);
-    case Operation::multiply: return kernels.multiply(nest, count, table, step.operand + offset);
-    case Operation::add: return kernels.add(nest, count, table, step.operand + offset);
-    case Operation::sum: return kernels.sum(nest, count, table, step.target + offset);
-    case Operation::max: return kernels.max(nest, count, table, step.target + offset);
+    case Operation::assign:
+      return kernels.assign(nest, count, table, step.operand + offset);
+    case Operation::multiply:
+      return kernels.multiply(nest, count, table, step.operand + offset);
+    case Operation::add:
+      return kernels.add(nest, count, table, step.operand + offset);
+    case Operation::sum:
+      return kernels.sum(nest, count, table, step.target + offset);
+    case Operation::max:
+      return kernels.max(nest, count, table, step.target + offset);
     case Operation::weighted_sum:
       return kernels.weighted_sum(nest, count, table, step.target + offset, step.weight);
     case Operation::weighted_max:

@@ -41,10 +41,10 @@ inline constexpr size_t kBlockSize = 4096;
 
 // Steps and merged inner nest lie in arrays that outlive the control.
 struct Control {
-  size_t* steps = nullptr;      // step in the other table for each dimension of the shape
-  Dimension* inner = nullptr;   // the merged nest of one block
+  size_t* steps = nullptr;     // step in the other table for each dimension of the shape
+  Dimension* inner = nullptr;  // the merged nest of one block
   size_t inner_count = 0;
-  size_t other_size = 1;        // entries of the other table that are met
+  size_t other_size = 1;  // entries of the other table that are met
 };
 
 // Fills `inner` from `steps`, merging neighbours. Both arrays have room for every dimension of the shape.

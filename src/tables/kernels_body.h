@@ -6,8 +6,8 @@
 // function. Short innermost dimensions (2 to 8 states, the common case) have their count as a
 // template argument, so that the compiler turns whole blocks into vector code.
 
-constexpr size_t kLanes = 16;    // accumulators of a long sum
-constexpr size_t kBlockRows = 8; // rows of short inner dimensions summed side by side
+constexpr size_t kLanes = 16;     // accumulators of a long sum
+constexpr size_t kBlockRows = 8;  // rows of short inner dimensions summed side by side
 
 inline double sum_of(const float* x, size_t n) {
   double total = 0.0;
@@ -48,31 +48,48 @@ struct Assign {
   using TableEntry = float;
   using OtherEntry = const float;
   void one(float& x, const float& y) const { x = y; }
-  void vector(float* x, const float* y, size_t n) const { for (size_t j = 0; j < n; ++j) x[j] = y[j]; }
-  void scalar(float* x, const float& y, size_t n) const { const float v = y; for (size_t j = 0; j < n; ++j) x[j] = v; }
+  void vector(float* x, const float* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) x[j] = y[j];
+  }
+  void scalar(float* x, const float& y, size_t n) const {
+    const float v = y;
+    for (size_t j = 0; j < n; ++j) x[j] = v;
+  }
 };
 
 struct Multiply {
   using TableEntry = float;
   using OtherEntry = const float;
   void one(float& x, const float& y) const { x *= y; }
-  void vector(float* x, const float* y, size_t n) const { for (size_t j = 0; j < n; ++j) x[j] *= y[j]; }
-  void scalar(float* x, const float& y, size_t n) const { const float v = y; for (size_t j = 0; j < n; ++j) x[j] *= v; }
+  void vector(float* x, const float* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) x[j] *= y[j];
+  }
+  void scalar(float* x, const float& y, size_t n) const {
+    const float v = y;
+    for (size_t j = 0; j < n; ++j) x[j] *= v;
+  }
 };
 
 struct Add {
   using TableEntry = float;
   using OtherEntry = const float;
   void one(float& x, const float& y) const { x += y; }
-  void vector(float* x, const float* y, size_t n) const { for (size_t j = 0; j < n; ++j) x[j] += y[j]; }
-  void scalar(float* x, const float& y, size_t n) const { const float v = y; for (size_t j = 0; j < n; ++j) x[j] += v; }
+  void vector(float* x, const float* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) x[j] += y[j];
+  }
+  void scalar(float* x, const float& y, size_t n) const {
+    const float v = y;
+    for (size_t j = 0; j < n; ++j) x[j] += v;
+  }
 };
 
 struct Sum {
   using TableEntry = const float;
   using OtherEntry = double;
   void one(const float& x, double& y) const { y += static_cast<double>(x); }
-  void vector(const float* x, double* y, size_t n) const { for (size_t j = 0; j < n; ++j) y[j] += static_cast<double>(x[j]); }
+  void vector(const float* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) y[j] += static_cast<double>(x[j]);
+  }
   void scalar(const float* x, double& y, size_t n) const { y += sum_of(x, n); }
 };
 
@@ -81,7 +98,9 @@ struct WeightedSum {
   using OtherEntry = double;
   double weight;
   void one(const float& x, double& y) const { y += weight * static_cast<double>(x); }
-  void vector(const float* x, double* y, size_t n) const { for (size_t j = 0; j < n; ++j) y[j] += weight * static_cast<double>(x[j]); }
+  void vector(const float* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) y[j] += weight * static_cast<double>(x[j]);
+  }
   void scalar(const float* x, double& y, size_t n) const { y += weight * sum_of(x, n); }
 };
 
@@ -90,7 +109,9 @@ struct Max {
   using OtherEntry = double;
   static double larger_of(double a, double b) { return a < b ? b : a; }
   void one(const float& x, double& y) const { y = larger_of(y, static_cast<double>(x)); }
-  void vector(const float* x, double* y, size_t n) const { for (size_t j = 0; j < n; ++j) one(x[j], y[j]); }
+  void vector(const float* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) one(x[j], y[j]);
+  }
   void scalar(const float* x, double& y, size_t n) const { one(max_of(x, n), y); }
 };
 
@@ -99,7 +120,9 @@ struct WeightedMax {
   using OtherEntry = double;
   double weight;
   void one(const float& x, double& y) const { y = Max::larger_of(y, weight * static_cast<double>(x)); }
-  void vector(const float* x, double* y, size_t n) const { for (size_t j = 0; j < n; ++j) one(x[j], y[j]); }
+  void vector(const float* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) one(x[j], y[j]);
+  }
   void scalar(const float* x, double& y, size_t n) const { one(max_of(x, n), y); }
 };
 
@@ -167,32 +190,34 @@ template <size_t N, bool Along>
 struct ShortRows {
   static constexpr size_t inner = N;
   template <class Op>
-  static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, const Dimension& middle,
-                  const Dimension&) {
+  static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
+                  const Dimension& middle, const Dimension&) {
     block<N, Along>(op, x, y, middle.count, middle.stride, middle.stride2);
   }
 };
 
 struct VectorRows {
   template <class Op>
-  static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, const Dimension& middle,
-                  const Dimension& inner) {
-    for (size_t i = 0; i < middle.count; ++i, x += middle.stride, y += middle.stride2) op.vector(x, y, inner.count);
+  static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
+                  const Dimension& middle, const Dimension& inner) {
+    for (size_t i = 0; i < middle.count; ++i, x += middle.stride, y += middle.stride2)
+      op.vector(x, y, inner.count);
   }
 };
 
 struct ScalarRows {
   template <class Op>
-  static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, const Dimension& middle,
-                  const Dimension& inner) {
-    for (size_t i = 0; i < middle.count; ++i, x += middle.stride, y += middle.stride2) op.scalar(x, *y, inner.count);
+  static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
+                  const Dimension& middle, const Dimension& inner) {
+    for (size_t i = 0; i < middle.count; ++i, x += middle.stride, y += middle.stride2)
+      op.scalar(x, *y, inner.count);
   }
 };
 
 struct StridedRows {
   template <class Op>
-  static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, const Dimension& middle,
-                  const Dimension& inner) {
+  static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
+                  const Dimension& middle, const Dimension& inner) {
     for (size_t i = 0; i < middle.count; ++i, x += middle.stride, y += middle.stride2)
       for (size_t j = 0; j < inner.count; ++j) op.one(x[j * inner.stride], y[j * inner.stride2]);
   }
@@ -233,20 +258,28 @@ template <bool Along, class Op>
 void run_contiguous(const Op& op, const Dimension* nest, size_t count, typename Op::TableEntry* x,
                     typename Op::OtherEntry* y) {
   switch (nest[count - 1].count) {
-    case 2: return run_nest<ShortRows<2, Along>>(op, nest, count, x, y);
-    case 3: return run_nest<ShortRows<3, Along>>(op, nest, count, x, y);
-    case 4: return run_nest<ShortRows<4, Along>>(op, nest, count, x, y);
-    case 5: return run_nest<ShortRows<5, Along>>(op, nest, count, x, y);
-    case 6: return run_nest<ShortRows<6, Along>>(op, nest, count, x, y);
-    case 7: return run_nest<ShortRows<7, Along>>(op, nest, count, x, y);
-    case 8: return run_nest<ShortRows<8, Along>>(op, nest, count, x, y);
+    case 2:
+      return run_nest<ShortRows<2, Along>>(op, nest, count, x, y);
+    case 3:
+      return run_nest<ShortRows<3, Along>>(op, nest, count, x, y);
+    case 4:
+      return run_nest<ShortRows<4, Along>>(op, nest, count, x, y);
+    case 5:
+      return run_nest<ShortRows<5, Along>>(op, nest, count, x, y);
+    case 6:
+      return run_nest<ShortRows<6, Along>>(op, nest, count, x, y);
+    case 7:
+      return run_nest<ShortRows<7, Along>>(op, nest, count, x, y);
+    case 8:
+      return run_nest<ShortRows<8, Along>>(op, nest, count, x, y);
   }
   if (Along) return run_nest<VectorRows>(op, nest, count, x, y);
   return run_nest<ScalarRows>(op, nest, count, x, y);
 }
 
 template <class Op>
-void run(const Op& op, const Dimension* nest, size_t count, typename Op::TableEntry* x, typename Op::OtherEntry* y) {
+void run(const Op& op, const Dimension* nest, size_t count, typename Op::TableEntry* x,
+         typename Op::OtherEntry* y) {
   if (count == 0) return op.one(*x, *y);
   const Dimension& inner = nest[count - 1];
   if (inner.stride == 1 && inner.stride2 == 1) return run_contiguous<true>(op, nest, count, x, y);
@@ -254,14 +287,24 @@ void run(const Op& op, const Dimension* nest, size_t count, typename Op::TableEn
   run_nest<StridedRows>(op, nest, count, x, y);
 }
 
-void assign(const Dimension* nest, size_t count, float* table, const float* other) { run(Assign{}, nest, count, table, other); }
-void multiply(const Dimension* nest, size_t count, float* table, const float* other) { run(Multiply{}, nest, count, table, other); }
-void add(const Dimension* nest, size_t count, float* table, const float* other) { run(Add{}, nest, count, table, other); }
-void sum(const Dimension* nest, size_t count, const float* table, double* other) { run(Sum{}, nest, count, table, other); }
+void assign(const Dimension* nest, size_t count, float* table, const float* other) {
+  run(Assign{}, nest, count, table, other);
+}
+void multiply(const Dimension* nest, size_t count, float* table, const float* other) {
+  run(Multiply{}, nest, count, table, other);
+}
+void add(const Dimension* nest, size_t count, float* table, const float* other) {
+  run(Add{}, nest, count, table, other);
+}
+void sum(const Dimension* nest, size_t count, const float* table, double* other) {
+  run(Sum{}, nest, count, table, other);
+}
 void weighted_sum(const Dimension* nest, size_t count, const float* table, double* other, double weight) {
   run(WeightedSum{weight}, nest, count, table, other);
 }
-void max(const Dimension* nest, size_t count, const float* table, double* other) { run(Max{}, nest, count, table, other); }
+void max(const Dimension* nest, size_t count, const float* table, double* other) {
+  run(Max{}, nest, count, table, other);
+}
 void weighted_max(const Dimension* nest, size_t count, const float* table, double* other, double weight) {
   run(WeightedMax{weight}, nest, count, table, other);
 }
@@ -291,7 +334,8 @@ struct RatioSummary {
   }
 };
 
-inline void divide_some(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t n, RatioSummary& summary) {
+inline void divide_some(const double* __restrict fresh, float* __restrict old, float* __restrict ratio,
+                        size_t n, RatioSummary& summary) {
   float after[kLanes];
   for (size_t l = 0; l < n; ++l) after[l] = static_cast<float>(fresh[l]);
   for (size_t l = 0; l < n; ++l) {
@@ -304,7 +348,8 @@ inline void divide_some(const double* __restrict fresh, float* __restrict old, f
   summary.add(ratio, n);
 }
 
-inline void take_some(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t n, RatioSummary& summary) {
+inline void take_some(const double* __restrict fresh, float* __restrict old, float* __restrict ratio,
+                      size_t n, RatioSummary& summary) {
   for (size_t l = 0; l < n; ++l) ratio[l] = static_cast<float>(fresh[l]);
   for (size_t l = 0; l < n; ++l) old[l] = ratio[l];
   summary.add(ratio, n);
@@ -338,7 +383,8 @@ RatioResult take_few(const double* fresh, float* old, float* ratio, size_t size)
   return {total, static_cast<double>(largest), false};
 }
 
-RatioResult divide(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t size) {
+RatioResult divide(const double* __restrict fresh, float* __restrict old, float* __restrict ratio,
+                   size_t size) {
   if (size < kLanes) return divide_few(fresh, old, ratio, size);
   RatioSummary summary;
   size_t i = 0;
@@ -347,7 +393,8 @@ RatioResult divide(const double* __restrict fresh, float* __restrict old, float*
   return summary.result();
 }
 
-RatioResult take(const double* __restrict fresh, float* __restrict old, float* __restrict ratio, size_t size) {
+RatioResult take(const double* __restrict fresh, float* __restrict old, float* __restrict ratio,
+                 size_t size) {
   if (size < kLanes) return take_few(fresh, old, ratio, size);
   RatioSummary summary;
   size_t i = 0;

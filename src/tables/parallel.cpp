@@ -42,7 +42,8 @@ UnitRange units_of_thread(size_t units, size_t threads, size_t t) noexcept {
 void run_on_threads(size_t units, size_t threads, void (*task)(void*, size_t, size_t), void* context) {
   if (threads <= 1) return task(context, 0, units);
   std::vector<Task> tasks(threads);
-  for (size_t t = 0; t < threads; ++t) tasks[t] = {task, context, units_of_thread(units, threads, t), {}, false};
+  for (size_t t = 0; t < threads; ++t)
+    tasks[t] = {task, context, units_of_thread(units, threads, t), {}, false};
   for (size_t t = 1; t < threads; ++t)
     tasks[t].started = pthread_create(&tasks[t].thread, nullptr, run_task, &tasks[t]) == 0;
   run_task(&tasks[0]);

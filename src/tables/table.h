@@ -19,21 +19,21 @@ enum class TableKind : int { free = 0, node = 1, experience = 2, fading = 3, cli
 }  // namespace tv
 
 struct tv_table_s {
-  size_t number = 0;               // serial number in the domain, 0 when not registered
+  size_t number = 0;  // serial number in the domain, 0 when not registered
   tv::Domain* domain = nullptr;
-  tv::Node* owner = nullptr;       // of a node's table
+  tv::Node* owner = nullptr;  // of a node's table
   tv::TableKind kind = tv::TableKind::free;
-  bool locked = false;             // while set, a registered table cannot be reordered
-  tv::NodeList nodes;              // discrete nodes first, then the continuous ones
+  bool locked = false;  // while set, a registered table cannot be reordered
+  tv::NodeList nodes;   // discrete nodes first, then the continuous ones
   size_t discrete_count = 0;
   size_t continuous_count = 0;
-  size_t size = 1;                 // configurations of the discrete nodes; kHugeSize on overflow
-  size_t cg_size = 0;              // CG entries per configuration
+  size_t size = 1;                        // configurations of the discrete nodes; kHugeSize on overflow
+  size_t cg_size = 0;                     // CG entries per configuration
   std::vector<unsigned char> tail_marks;  // one per continuous node; 1: the CG part is conditioned on it
-  tv::Block<tv_number_t> data;     // `size` numbers, or nothing yet
-  tv::Block<double> cg_data;       // size * cg_size doubles, allocated with `data`
-  size_t layout = 0;               // grows whenever nodes, sizes or their order change: plans made for
-                                   // an older layout are stale
+  tv::Block<tv_number_t> data;            // `size` numbers, or nothing yet
+  tv::Block<double> cg_data;              // size * cg_size doubles, allocated with `data`
+  size_t layout = 0;                      // grows whenever nodes, sizes or their order change: plans made for
+                                          // an older layout are stale
   void* user_data = nullptr;
   // For a clique's table: brings `data` up to date before the host reads it (the library itself works
   // on tables restricted to what evidence allows). Null elsewhere.

@@ -10,7 +10,7 @@
 namespace tv {
 
 // All of these need data in their tables. `source`'s nodes must be among `destination`'s.
-tv_status_t multiply_table(Table& destination, const Table& source);   // entry by entry, in place
+tv_status_t multiply_table(Table& destination, const Table& source);  // entry by entry, in place
 tv_status_t add_table(Table& destination, const Table& source);
 
 // Sums (or takes the maximum) of `source` into `destination`, whose nodes must be among the source's.
