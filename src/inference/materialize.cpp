@@ -27,6 +27,21 @@ void spread(const RestrictedTable& table, const Block<tv_number_t>& full) noexce
   kernels().assign(nest, count, full.data() + offset, table.numbers);
 }
 
+// Clears the entries that contradict a known state.
+void instantiate(const Block<tv_number_t>& full, size_t stride, size_t states, size_t known) noexcept {
+  for (size_t start = 0; start < full.size(); start += stride * states)
+    for (size_t state = 0; state < states; ++state)
+      if (state != known) std::fill_n(full.begin() + start + state * stride, stride, 0.0f);
+}
+
+// The states of required instantiations are part of the tables from the start.
+void instantiate_known_members(const NodeList& members, const Block<tv_number_t>& full) noexcept {
+  size_t stride = 1;
+  for (size_t m = members.size(); m-- > 0; stride *= members[m]->number_of_states)
+    if (const ptrdiff_t state = compiled(*members[m]).propagated_state; state >= 0)
+      instantiate(full, stride, members[m]->number_of_states, static_cast<size_t>(state));
+}
+
 tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
   std::fill(full.data.begin(), full.data.end(), 1.0f);
   for (const PotentialPlan& plan : work.potentials) {
@@ -36,6 +51,7 @@ tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
       kernels().scale(full.data.data(), full.size, static_cast<double>(plan.uniform));
     }
   }
+  instantiate_known_members(*work.table.members, full.data);
   return tv_status_none;
 }
 

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <numeric>
+
 #include "support/builders.h"
 #include "support/oracle.h"
 
@@ -32,6 +36,23 @@ const Change kChanges[] = {
     {"likelihood to a possible state", {0, 1, 0.5f}, {0, 0, 1}, false},
     {"likelihood to an impossible state", {0, 1, 0.5f}, {1, 0, 0}, true},
 };
+
+// The sum of the smallest clique table of a tree that holds a node.
+double sum_of_clique_table_with(tv_junction_tree_t* jt, tv_node_t* node) {
+  double smallest = 0;
+  size_t least = SIZE_MAX;
+  for (tv_clique_t** clique = tv_jt_get_cliques(jt); *clique; ++clique) {
+    tv_node_t** members = tv_clique_get_members(*clique);
+    tv_table_t* table = tv_clique_get_probability_table(*clique);
+    const size_t size = tv_table_get_size(table);
+    if (std::count(members, members + tv_clique_get_number_of_members(*clique), node) == 0 || size >= least)
+      continue;
+    least = size;
+    const float* data = tv_table_get_data(table);
+    smallest = std::accumulate(data, data + size, 0.0);
+  }
+  return smallest;
+}
 
 class ResetRules : public testing::Test {
  protected:
@@ -147,6 +168,10 @@ TEST_F(ResetRules, RequiredStatesArePartOfTheTables) {
     propagate();
     EXPECT_TRUE(was_reset());
   }
+  // The host finds them in the clique tables before the first propagation after a reset, too.
+  tv_node_select_state(cause, 2);
+  ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+  EXPECT_NEAR(sum_of_clique_table_with(tv_node_get_junction_tree(cause), cause), 0.5, 1e-6);
   for (const std::vector<float>& none : std::vector<std::vector<float>>{{}, {0.5f, 1, 1}}) {
     enter(cause, none);
     EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal),
