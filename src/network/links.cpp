@@ -29,14 +29,16 @@ bool can_have_parent(const Node& child, const Node& parent) noexcept {
   return parent.category != tv_category_utility && !(is_discrete(child) && is_continuous(parent));
 }
 
+// A node without stored values or labels has default ones, the same as any other node of its size.
 bool have_equal_states(const Node& a, const Node& b) noexcept {
   if (a.number_of_states != b.number_of_states || a.subtype != b.subtype) return false;
   const bool is_interval = a.subtype == tv_subtype_interval;
-  if (is_interval || a.subtype == tv_subtype_number) {
+  if ((is_interval || a.subtype == tv_subtype_number) &&
+      !(a.state_values.empty() && b.state_values.empty())) {
     for (size_t i = 0; i < a.number_of_states + is_interval; ++i)
       if (state_value(a, i) != state_value(b, i)) return false;
   }
-  if (a.subtype == tv_subtype_label) {
+  if (a.subtype == tv_subtype_label && !(a.state_labels.empty() && b.state_labels.empty())) {
     for (size_t i = 0; i < a.number_of_states; ++i)
       if (std::string_view(state_label(a, i)) != state_label(b, i)) return false;
   }

@@ -161,8 +161,11 @@ const char* tv_node_get_state_label(const tv_node_t* node, size_t state) {
 
 ptrdiff_t tv_node_get_state_index_from_label(const tv_node_t* node, const char* label) {
   if (!tv::check(node && tv::is_discrete(*node) && label)) return -1;
+  // Where no label is stored, two states show what all others are like.
+  const size_t count =
+      node->state_labels.empty() ? std::min<size_t>(node->number_of_states, 2) : node->number_of_states;
   ptrdiff_t found = -1;
-  for (size_t state = 0; state < node->number_of_states; ++state) {
+  for (size_t state = 0; state < count; ++state) {
     if (std::string_view(tv::state_label(*node, state)) != label) continue;
     if (found >= 0) return -1;  // ambiguous
     found = static_cast<ptrdiff_t>(state);
