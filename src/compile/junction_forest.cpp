@@ -71,16 +71,20 @@ std::unique_ptr<Clique> make_clique(Domain& domain, const NodeList& members, dou
   return clique;
 }
 
+// The nodes of some vertices in the order of the numbers that the clique search gave them.
+NodeList nodes_by_number(const Triangulation& triangulation, VertexSet vertices) {
+  const std::vector<size_t>& number = triangulation.search.number;
+  std::sort(vertices.begin(), vertices.end(), [&](Vertex a, Vertex b) { return number[a] < number[b]; });
+  NodeList nodes;
+  nodes.reserve(vertices.size());
+  for (const Vertex v : vertices) nodes.push_back(triangulation.graph.nodes[v]);
+  return nodes;
+}
+
 void store_elimination_order(Forest& forest, const Triangulation& triangulation) {
-  const size_t count = triangulation.graph.size();
-  std::vector<Node*> by_rank(count);
-  for (Vertex v = 0; v < count; ++v) {
-    Node* node = triangulation.graph.nodes[v];
-    forest.nodes[node->number - 1].elimination_rank = triangulation.search.number[v];
-    by_rank[count - triangulation.search.number[v]] = node;
-  }
-  forest.elimination_order.reserve(count);
-  for (Node* node : by_rank) forest.elimination_order.push_back(node);
+  forest.elimination_order = elimination_sequence(triangulation);
+  size_t rank = triangulation.graph.size();
+  for (const Node* node : forest.elimination_order) forest.nodes[node->number - 1].elimination_rank = rank--;
 }
 
 std::unique_ptr<Separator> make_separator(Clique& child, Clique& parent, NodeList members) {
@@ -141,14 +145,8 @@ void create_cliques(Forest& forest, const Triangulation& triangulation) {
   store_elimination_order(forest, triangulation);
   std::vector<Clique*> records(triangulation.cliques.size());
   const std::vector<size_t> order = creation_order(search);
-  VertexSet members;
   for (const size_t i : order) {
-    members = triangulation.cliques[i];
-    std::sort(members.begin(), members.end(),
-              [&](Vertex a, Vertex b) { return search.number[a] < search.number[b]; });
-    NodeList nodes;
-    nodes.reserve(members.size());
-    for (const Vertex v : members) nodes.push_back(triangulation.graph.nodes[v]);
+    const NodeList nodes = nodes_by_number(triangulation, triangulation.cliques[i]);
     const double weight = compute_weight(triangulation.graph, triangulation.cliques[i]);
     Clique& clique = forest.cliques.push_front(make_clique(*forest.domain, nodes, weight));
     clique.index = ++forest.clique_count;
@@ -158,15 +156,10 @@ void create_cliques(Forest& forest, const Triangulation& triangulation) {
     if (search.parent[i] == CliqueOrder::kNoParent) continue;
     Clique& clique = *records[i];
     clique.parent = records[search.parent[i]];
-    members.clear();
-    std::copy_if(triangulation.cliques[i].begin(), triangulation.cliques[i].end(),
-                 std::back_inserter(members), [&](Vertex v) { return search.visited_by[v] != i; });
-    std::sort(members.begin(), members.end(),
-              [&](Vertex a, Vertex b) { return search.number[a] < search.number[b]; });
-    NodeList nodes;
-    nodes.reserve(members.size());
-    for (const Vertex v : members) nodes.push_back(triangulation.graph.nodes[v]);
-    clique.parent_separator = make_separator(clique, *clique.parent, std::move(nodes));
+    VertexSet shared = triangulation.cliques[i];
+    std::erase_if(shared, [&](Vertex v) { return search.visited_by[v] == i; });
+    clique.parent_separator =
+        make_separator(clique, *clique.parent, nodes_by_number(triangulation, std::move(shared)));
   }
 }
 

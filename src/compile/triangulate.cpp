@@ -92,12 +92,8 @@ tv_status_t triangulate_prime_component(const VertexGraph& graph, const VertexSe
 
 void trace_elimination_sequence(const Triangulation& triangulation, Trace& trace) {
   if (!trace.enabled()) return;
-  std::vector<Node*> by_rank(triangulation.graph.size());
-  for (Vertex v = 0; v < by_rank.size(); ++v) {
-    by_rank[by_rank.size() - triangulation.search.number[v]] = triangulation.graph.nodes[v];
-  }
   trace.text("\n\nElimination sequence:\n\n");
-  for (Node* node : by_rank) trace.print("%s\n", _tv_node_get_name(*node));
+  for (Node* node : elimination_sequence(triangulation)) trace.print("%s\n", _tv_node_get_name(*node));
 }
 
 bool is_method(tv_triangulation_method_t method) noexcept {
@@ -110,6 +106,17 @@ tv_status_t order_cliques(Triangulation& triangulation) {
   if (!cliques_cover_graph(triangulation.graph, triangulation.cliques)) return tv_status_error;
   triangulation.search = _tv_perform_hypergraph_mcs(triangulation.graph, triangulation.cliques);
   return tv_status_none;
+}
+
+NodeList elimination_sequence(const Triangulation& triangulation) {
+  const size_t count = triangulation.graph.size();
+  std::vector<Node*> by_rank(count);
+  for (Vertex v = 0; v < count; ++v)
+    by_rank[count - triangulation.search.number[v]] = triangulation.graph.nodes[v];
+  NodeList sequence;
+  sequence.reserve(count);
+  for (Node* node : by_rank) sequence.push_back(node);
+  return sequence;
 }
 
 tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t method, Trace& trace,

@@ -21,6 +21,9 @@ tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t m
 // when some node or link lies in no clique.
 tv_status_t order_cliques(Triangulation& triangulation);
 
+// The nodes of an ordered triangulation, those with the highest numbers first.
+NodeList elimination_sequence(const Triangulation& triangulation);
+
 // Triangulates by eliminating the nodes exactly in the given order, which has been checked.
 void build_cliques_from_order(const Forest& forest, const NodeList& order, Trace& trace,
                               Triangulation& result);

@@ -10,6 +10,7 @@
 #include "api/boundary.h"
 #include "inference/queries.h"
 #include "inference/reset.h"
+#include "network/graph_search.h"
 
 namespace tv {
 namespace {
@@ -201,27 +202,6 @@ bool _tv_domain_evidence_is_propagated(const Domain& domain) noexcept {
 
 namespace {
 
-// A breadth-first search; every node met carries a mark until the search is destroyed.
-class Search {
- public:
-  Search() = default;
-  Search(const Search&) = delete;
-  Search& operator=(const Search&) = delete;
-  ~Search() {
-    for (const Node* node : met_) node->mark = 0;
-  }
-  void meet(const Node& node) {
-    if (node.mark) return;
-    met_.push_back(&node);
-    node.mark = 1;
-  }
-  const Node* next() noexcept { return next_ < met_.size() ? met_[next_++] : nullptr; }
-
- private:
-  std::vector<const Node*> met_;
-  size_t next_ = 0;
-};
-
 bool is_decided(const Node& decision) noexcept {
   return _tv_node_evidence_is_entered(decision) || (is_discrete(decision) && decision.number_of_states == 1);
 }
@@ -230,17 +210,17 @@ bool is_decided(const Node& decision) noexcept {
 
 bool _tv_jt_evidence_is_valid(const JunctionTree& tree) {
   if (tree.domain->counters.decision == 0) return true;
-  Search search;
-  for (const Node* node : tree.nodes) {
+  MarkedNodes influenced;  // by undecided decisions
+  for (Node* node : tree.nodes) {
     if (node->category != tv_category_decision) continue;
     if (is_discrete(*node) && node->entered.state == kFindingVector) return false;
-    if (!is_decided(*node)) search.meet(*node);
+    if (!is_decided(*node)) influenced.reach(node, 1);
   }
-  while (const Node* node = search.next()) {
-    for (const Node* child : node->children) {
+  for (size_t i = 0; i < influenced.size(); ++i) {
+    for (Node* child : influenced[i]->children) {
       if (child->category != tv_category_chance) continue;
       if (_tv_node_evidence_is_entered(*child)) return false;
-      search.meet(*child);
+      influenced.reach(child, 1);
     }
   }
   return true;
