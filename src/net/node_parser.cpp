@@ -35,17 +35,11 @@ tv_status_t NetParser::parse_node(tv_node_category_t category, tv_node_kind_t ki
   if (naming == tv_status_twice) return fail("a node with name `" + lexer_.text() + "' already exists");
   if (naming) return naming;
 
-  if (tv_status_t status = expect('{')) return status;
   Keys keys;
-  for (;;) {
-    const Token start = lexer_.next();
-    if (start == punctuation('}')) break;
-    if (start != Token::name) return fail("`}' or an attribute name expected");
-    const std::string name = lexer_.text();
-    if (tv_status_t status = expect('=')) return status;
-    if (tv_status_t status = parse_node_attribute(node, name, keys)) return status;
-    if (tv_status_t status = expect(';')) return status;
-  }
+  const auto parse_attribute = [&](const std::string& name) {
+    return parse_node_attribute(node, name, keys);
+  };
+  if (tv_status_t status = parse_block(parse_attribute)) return status;
   node.attributes.reverse();
   if (!parsed(node).is_boolean) return tv_status_none;
   if (node.number_of_states != 2) return fail("a boolean node must have exactly two states");

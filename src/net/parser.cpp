@@ -121,29 +121,20 @@ tv_status_t NetParser::parse_item() {
   return parse_node(declaration->category, declaration->kind);
 }
 
-// `net { attribute* }`
 tv_status_t NetParser::parse_net() {
-  if (tv_status_t status = expect('{')) return status;
-  for (;;) {
-    const Token token = lexer_.next();
-    if (token == punctuation('}')) return tv_status_none;
-    if (token != Token::name) return fail("`}' or an attribute name expected");
-    const std::string name = lexer_.text();
-    if (tv_status_t status = expect('=')) return status;
-    if (tv_status_t status = check_new_key(net_keys_, name)) return status;
-    if (name == "node_size") {
-      double width, height;
-      if (tv_status_t status = parse_pair(width, height)) return status;
-      if (width < 0 || height < 0) return fail("<number> must be nonnegative");
-      domain_.node_width = to_size(width);
-      domain_.node_height = to_size(height);
-    } else if (name == "inputs" || name == "outputs") {
-      if (tv_status_t status = parse_interface()) return status;
-    } else {
-      if (tv_status_t status = parse_user_attribute(domain_.attributes, name)) return status;
-    }
-    if (tv_status_t status = expect(';')) return status;
-  }
+  return parse_block([this](const std::string& name) { return parse_net_attribute(name); });
+}
+
+tv_status_t NetParser::parse_net_attribute(const std::string& name) {
+  if (tv_status_t status = check_new_key(net_keys_, name)) return status;
+  if (name == "inputs" || name == "outputs") return parse_interface();
+  if (name != "node_size") return parse_user_attribute(domain_.attributes, name);
+  double width, height;
+  if (tv_status_t status = parse_pair(width, height)) return status;
+  if (width < 0 || height < 0) return fail("<number> must be nonnegative");
+  domain_.node_width = to_size(width);
+  domain_.node_height = to_size(height);
+  return tv_status_none;
 }
 
 // `( name* )`: only a class has an interface, so a domain reads it and lets it go.

@@ -34,6 +34,7 @@ class NetParser {
   // Items of the description (parser.cpp).
   tv_status_t parse_item();
   tv_status_t parse_net();
+  tv_status_t parse_net_attribute(const std::string& name);
   tv_status_t parse_interface();
 
   // Nodes (node_parser.cpp).
@@ -71,6 +72,8 @@ class NetParser {
   tv_status_t parse_nested(TableText& text);
 
   // Pieces that all of them share (parser.cpp).
+  template <class ParseValue>
+  tv_status_t parse_block(ParseValue parse_value);
   tv_status_t expect(char character);
   bool next_is(char character);                    // and leaves the token where it is
   tv_status_t fail(const std::string& message);    // gives `parse`
@@ -88,5 +91,20 @@ class NetParser {
   Keys net_keys_;                   // of all `net` blocks together
   size_t potential_count_ = 0;
 };
+
+// `{ (NAME = value ;)* }`, the values by `parse_value(name)`.
+template <class ParseValue>
+tv_status_t NetParser::parse_block(ParseValue parse_value) {
+  if (tv_status_t status = expect('{')) return status;
+  for (;;) {
+    const Token token = lexer_.next();
+    if (token == punctuation('}')) return tv_status_none;
+    if (token != Token::name) return fail("`}' or an attribute name expected");
+    const std::string name = lexer_.text();
+    if (tv_status_t status = expect('=')) return status;
+    if (tv_status_t status = parse_value(name)) return status;
+    if (tv_status_t status = expect(';')) return status;
+  }
+}
 
 }  // namespace tv

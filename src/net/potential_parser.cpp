@@ -25,16 +25,8 @@ tv_status_t NetParser::parse_potential() {
   parsed(child).has_potential = true;
   if (tv_status_t status = add_links(child, potential.parents)) return status;
 
-  if (tv_status_t status = expect('{')) return status;
-  for (;;) {
-    const Token token = lexer_.next();
-    if (token == punctuation('}')) break;
-    if (token != Token::name) return fail("`}' or an attribute name expected");
-    const std::string field = lexer_.text();
-    if (tv_status_t status = expect('=')) return status;
-    if (tv_status_t status = parse_field(field, potential)) return status;
-    if (tv_status_t status = expect(';')) return status;
-  }
+  const auto parse_value = [&](const std::string& field) { return parse_field(field, potential); };
+  if (tv_status_t status = parse_block(parse_value)) return status;
   if (!potential.has_data) lexer_.report_warning("warning: no potential data specified");
   return tv_status_none;
 }

@@ -99,8 +99,6 @@ tv_status_t reverse_link(Node& x, Node& y) {
   return tv_status_none;
 }
 
-bool is_parent(const Node& parent, const Node& child) noexcept { return child.parents.contains(&parent); }
-
 }  // namespace
 
 tv_status_t reverse_edge(Node& node1, Node& node2) {

@@ -89,19 +89,6 @@ std::vector<Node*> reachable_nodes(Node& start, DirectedLink absent) {
   return reached.release();
 }
 
-bool has_directed_path(const Node& from, const Node& to) {
-  if (&from == &to) return true;
-  if (from.level > to.level) return false;
-  MarkedNodes reached;
-  reached.reach(const_cast<Node*>(&from), 1);
-  for (size_t i = 0; i < reached.size(); ++i)
-    for (Node* child : reached[i]->children) {
-      if (child == &to) return true;
-      if (child->level <= to.level) reached.reach(child, 1);
-    }
-  return false;
-}
-
 NodeList find_ancestors(const Node& node) { return collect(node, &Node::parents); }
 NodeList find_descendants(const Node& node) { return collect(node, &Node::children); }
 

@@ -16,12 +16,6 @@
 namespace tv {
 namespace {
 
-// Looks in the shorter of the two lists that tell.
-bool is_parent(const Node& parent, const Node& child) noexcept {
-  return child.parents.size() <= parent.children.size() ? child.parents.contains(&parent)
-                                                        : parent.children.contains(&child);
-}
-
 bool can_have_parent(const Node& child, const Node& parent) noexcept {
   if (child.domain != parent.domain || is_parent(parent, child)) return false;
   if (child.category == tv_category_instance || parent.category == tv_category_instance) return false;
@@ -58,6 +52,12 @@ Node** copy_for_host(const NodeList& nodes) noexcept {
 }
 
 }  // namespace
+
+// Looks in the shorter of the two lists that tell.
+bool is_parent(const Node& parent, const Node& child) noexcept {
+  return child.parents.size() <= parent.children.size() ? child.parents.contains(&parent)
+                                                        : parent.children.contains(&child);
+}
 
 void insert_parent(NodeList& parents, Node* parent) {
   if (is_discrete(*parent))

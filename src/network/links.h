@@ -20,8 +20,7 @@ tv_status_t remove_parent(Node& child, Node& parent);
 tv_status_t switch_parent(Node& child, Node& old_parent, Node& new_parent);
 tv_status_t reverse_edge(Node& node1, Node& node2);
 
-// Whether a directed path leads from one node to another (a node leads to itself).
-bool has_directed_path(const Node& from, const Node& to);
+bool is_parent(const Node& parent, const Node& child) noexcept;
 
 // Without the node itself, in the order in which a breadth-first search meets them.
 NodeList find_ancestors(const Node& node);

@@ -25,9 +25,7 @@ void fill_with_defaults(Table& table, size_t states) {
   if (has_data(table) || size_multiply(table.size, std::max<size_t>(table.cg_size, 1)) == kHugeSize) return;
   if (allocate_table_data(table)) throw std::bad_alloc();
   std::fill(table.data.begin(), table.data.end(), default_entry(table, states));
-  if (table.kind == TableKind::node && is_continuous(*table.owner))
-    for (size_t i = 0; i < table.size; ++i)
-      table.cg_data[i * table.cg_size + cg_covariance_index(0, 0)] = 1.0;
+  fill_with_standard_blocks(table);
 }
 
 // Calls change(table) for each table that the node has.
@@ -39,16 +37,6 @@ void for_each_table(const Node& node, Change change) {
 
 bool stands_in_tables_of(const Node& parent, const Node& child) noexcept {
   return child.category != tv_category_function && is_discrete_or_continuous(parent);
-}
-
-// Lets a table that was made from nothing take over from another.
-void inherit_identity(Table& contents, const Table& table) noexcept {
-  contents.number = table.number;
-  contents.owner = table.owner;
-  contents.kind = table.kind;
-  contents.locked = table.locked;
-  contents.layout = table.layout + 1;
-  contents.user_data = table.user_data;
 }
 
 std::unique_ptr<Table> default_table(Node& node, TableKind kind, const NodeList& nodes) {

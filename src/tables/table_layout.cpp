@@ -178,15 +178,8 @@ std::vector<Dimension> dimensions_of(const Table& old_table, const NodeList& ord
 // A record that is to take the place of `table`: the same identity, no nodes and no data yet.
 std::unique_ptr<Table> new_successor(const Table& table) {
   auto successor = std::make_unique<Table>();
-  successor->number = table.number;
   successor->domain = table.domain;
-  successor->owner = table.owner;
-  successor->kind = table.kind;
-  successor->locked = table.locked;
-  successor->layout = table.layout;
-  successor->user_data = table.user_data;
-  successor->materialize = table.materialize;
-  successor->materialize_source = table.materialize_source;
+  inherit_identity(*successor, table);
   return successor;
 }
 
@@ -210,16 +203,6 @@ struct Scratch {
     std::copy(cg_data.begin(), cg_data.end(), table.cg_data.begin());
   }
 };
-
-// A distribution that nobody has given yet is standard: mean 0, coefficients 0, variance 1.
-void fill_with_standard_blocks(Table& table) noexcept {
-  std::fill(table.cg_data.begin(), table.cg_data.end(), 0.0);
-  for (size_t i = 0; i < table.continuous_count; ++i) {
-    if (table.tail_marks[i]) continue;
-    for (size_t entry = cg_covariance_index(i, i); entry < table.cg_data.size(); entry += table.cg_size)
-      table.cg_data[entry] = 1.0;
-  }
-}
 
 // Repeats the numbers of the old table for each state of its new first node.
 template <class T>
@@ -253,6 +236,26 @@ void set_nodes_and_marks(Table& table, const NodeList& nodes, const Table& old_t
 }
 
 }  // namespace
+
+void inherit_identity(Table& contents, const Table& table) noexcept {
+  contents.number = table.number;
+  contents.owner = table.owner;
+  contents.kind = table.kind;
+  contents.locked = table.locked;
+  contents.layout = table.layout + 1;
+  contents.user_data = table.user_data;
+  contents.materialize = table.materialize;
+  contents.materialize_source = table.materialize_source;
+}
+
+void fill_with_standard_blocks(Table& table) noexcept {
+  std::fill(table.cg_data.begin(), table.cg_data.end(), 0.0);
+  for (size_t i = 0; i < table.continuous_count; ++i) {
+    if (table.tail_marks[i]) continue;
+    for (size_t entry = cg_covariance_index(i, i); entry < table.cg_data.size(); entry += table.cg_size)
+      table.cg_data[entry] = 1.0;
+  }
+}
 
 std::unique_ptr<Table> table_with_parent(const Table& table, Node* parent) {
   auto result = new_successor(table);
