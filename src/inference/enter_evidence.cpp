@@ -5,6 +5,7 @@
 #include "inference/enter_evidence.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "inference/evidence.h"
 #include "inference/messages.h"
@@ -75,8 +76,10 @@ bool must_be_retracted(const Node& node) noexcept {
   if (propagated >= 0) return entered == kNoEvidence ? node.number_of_states > 1 : entered != propagated;
   if (entered >= 0) return counts_as_zero(data.propagated_finding[entered]);
   for (size_t i = 0; i < node.number_of_states; ++i) {
-    const bool wanted = entered == kNoEvidence || node.entered.finding[i] > 0.0f;
-    if (wanted && counts_as_zero(data.propagated_finding[i])) return true;
+    const tv_number_t fresh = entered == kNoEvidence ? 1.0f : node.entered.finding[i];
+    const tv_number_t old = data.propagated_finding[i];
+    // An update that no float can hold is as good as none.
+    if (fresh > 0.0f && (counts_as_zero(old) || !std::isfinite(fresh / old))) return true;
   }
   return false;
 }

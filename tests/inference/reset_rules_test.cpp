@@ -31,6 +31,7 @@ const Change kChanges[] = {
     {"likelihood with a zero retracted", {0, 1, 0.5f}, {}, true},
     {"likelihood below the normal floats retracted", {1e-40f, 1, 0.5f}, {}, true},
     {"positive likelihood to another", {0.2f, 1, 0.5f}, {0, 2, 1}, false},
+    {"likelihood beyond any factor", {1e-30f, 1, 0.5f}, {1e10f, 1, 0.5f}, true},
     {"zero becomes possible", {0, 1, 0.5f}, {0.1f, 1, 0.5f}, true},
     {"zero stays", {0, 1, 0.5f}, {0, 0.5f, 2}, false},
     {"likelihood to a possible state", {0, 1, 0.5f}, {0, 0, 1}, false},
