@@ -1000,13 +1000,15 @@ TV_API tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progre
  * Afterwards beliefs can be read.
  *
  * A domain that was triangulated before the call stays triangulated on failure; otherwise a failure leaves
- * nothing behind.
+ * nothing behind, with one exception: when the memory limit (tv_domain_set_memory_limit) forbids the tables,
+ * the triangulation stays, also one that this call has made, so that you can look at it.
  *
  * Fails: usage - the domain has no discrete or continuous node, or is compiled already; no_memory - the
- * tables do not fit; invalid_probability_potential - a table has a negative, infinite or NaN entry, or a
- * distribution whose sum is zero or infinite; invalid_evidence - the entered evidence may not be propagated
- * (see tv_domain_propagate); inconsistency_or_underflow - the entered evidence is impossible; io - writing the log failed; error - the progress handler asked to stop. Domains with
- * continuous nodes: fails with tv_status_error in this version.
+ * tables do not fit, or would exceed the memory limit; invalid_probability_potential - a table has a
+ * negative, infinite or NaN entry, or a distribution whose sum is zero or infinite; invalid_evidence - the
+ * entered evidence may not be propagated (see tv_domain_propagate); inconsistency_or_underflow - the entered
+ * evidence is impossible; io - writing the log failed; error - the progress handler asked to stop. Domains
+ * with continuous nodes: fails with tv_status_error in this version.
  */
 TV_API tv_status_t tv_domain_compile(tv_domain_t* domain);
 
@@ -1091,6 +1093,29 @@ TV_API size_t tv_domain_get_max_separator_size(const tv_domain_t* domain);
  * a size_t.
  */
 TV_API size_t tv_domain_get_jt_cost(tv_domain_t* domain);
+
+/**
+ * How many bytes tv_domain_compile will allocate for the present triangulation: tables of cliques and
+ * separators, plans, beliefs. Nothing is allocated to find out. Not counted are the network and its
+ * triangulation, which are there already, and what later calls may ask for: clique tables that you read,
+ * tv_domain_save_to_memory, joint marginals, plans kept for questions that are asked again (at most an eighth
+ * of the tables or a megabyte for each tree, and done without where memory is short).
+ *
+ * Fails, returning all ones: usage - the domain is not triangulated; size_too_large - it does not fit into
+ * a size_t.
+ */
+TV_API size_t tv_domain_get_memory_need(tv_domain_t* domain);
+
+/**
+ * Limits the memory need of compilation, in bytes; 0, the default, is no limit. tv_domain_compile computes
+ * the need (tv_domain_get_memory_need) before it allocates any of it, and where it exceeds the limit fails
+ * with tv_status_no_memory; the domain is then triangulated. A compiled domain stays as it is. Clones have
+ * the same limit.
+ */
+TV_API tv_status_t tv_domain_set_memory_limit(tv_domain_t* domain, size_t bytes);
+
+/** The limit, 0 (none) until it is set. All ones on failure. */
+TV_API size_t tv_domain_get_memory_limit(const tv_domain_t* domain);
 
 /**
  * Names discrete nodes that must each have a selected state before any propagation; without one, it fails

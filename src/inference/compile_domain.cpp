@@ -3,6 +3,7 @@
 
 #include "api/boundary.h"
 #include "inference/engine.h"
+#include "inference/memory_need.h"
 #include "inference/potential_report.h"
 #include "inference/propagate.h"
 #include "inference/report_beliefs.h"
@@ -61,6 +62,8 @@ tv_status_t compile(Domain& domain) {
   const bool triangulates = !is_triangulated(domain);
   if (triangulates)
     if (tv_status_t status = _tv_triangulate_domain(domain, tv_method_best_greedy)) return status;
+  // Refused, the triangulation stays, also one made here: the host may look at it to see what to do.
+  if (exceeds_memory_limit(domain)) return tv_status_no_memory;
   return compile_quantitatively(domain, triangulates);
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "inference/materialize.h"
+#include "inference/memory_need.h"
 #include "inference/tape_cache.h"
 
 namespace tv {
@@ -49,8 +50,10 @@ void give_controls(TreeEngine& engine, ControlRoom& room) noexcept {
 
 void add_links(TreeEngine& engine, CliqueWork& work) {
   const NodeList& members = *work.table.members;
+  work.links.reserve(work.clique->links.size());
   for (const Link& link : work.clique->links) {
     LinkPlan plan;
+    plan.member_of.reserve(members.size());
     plan.neighbor = link.neighbor->position;
     plan.separator = link.separator->child->position;
     for (const Node* member : members) {
@@ -99,6 +102,7 @@ void build_cliques(TreeEngine& engine) {
     CliqueWork& work = engine.cliques[c];
     work.clique = &clique;
     set_members(work.table, clique.members(), numbers, clique.table.size);
+    work.potentials.reserve(clique.potentials.size());
     for (Node* node : clique.potentials) {
       if (node->category == tv_category_utility || is_real_valued_function(*node)) continue;
       PotentialPlan plan;
@@ -108,36 +112,27 @@ void build_cliques(TreeEngine& engine) {
       work.potentials.push_back(std::move(plan));
     }
     work.findings.reserve(clique.members().size());
+    work.beliefs.reserve(beliefs_read_from(clique));
     add_links(engine, work);
     clique.table.materialize = materialize_clique;
     clique.table.materialize_source = &clique;
     if (const Separator* separator = clique.parent_separator.get()) {
       set_members(engine.separators[c].old, separator->members, numbers, separator->size);
+      engine.separators[c].beliefs.reserve(beliefs_read_from(*separator));
       engine.separators[c].ratio = numbers;
       numbers += separator->size;
     }
   }
 }
 
-// Marginals of several separators are formed in one pass where they fit in here together.
-constexpr size_t kSharedTotals = 16384;
-
-// Room for the longest tape: every clique collects and distributes, every belief is read, every node has a
-// finding.
 void reserve_tape(TreeEngine& engine) {
-  const size_t cliques = engine.cliques.size(), nodes = engine.tree->nodes.size();
-  size_t potentials = 0, links = 0, finding_room = 0;
-  for (const CliqueWork& work : engine.cliques) {
-    potentials += work.potentials.size() + 1;
-    links += work.links.size();
-  }
-  for (const Node* node : engine.tree->nodes) finding_room += compiled(*node).home->members().size();
-  engine.items.reserve(5 * cliques + links + nodes + 1);
-  engine.steps.reserve(2 * potentials + 2 * links + 4 * cliques + 2 * nodes);
-  engine.potential_steps.reserve(2 * potentials);
-  engine.finding_controls.reserve(nodes);
-  engine.finding_steps.resize(finding_room);
-  engine.finding_nests.resize(finding_room);
+  const TapeRoom room = room_for_tape(*engine.tree);
+  engine.items.reserve(room.items);
+  engine.steps.reserve(room.steps);
+  engine.potential_steps.reserve(room.potential_steps);
+  engine.finding_controls.reserve(room.findings);
+  engine.finding_steps.resize(room.finding_dimensions);
+  engine.finding_nests.resize(room.finding_dimensions);
 }
 
 void make_room(TreeEngine& engine) {
@@ -220,6 +215,22 @@ size_t table_entries(const JunctionTree& tree) noexcept {
     if (clique.parent_separator) entries = size_add(entries, clique.parent_separator->size);
   }
   return entries;
+}
+
+TapeRoom room_for_tape(const JunctionTree& tree) noexcept {
+  const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
+  size_t potentials = 0, links = 0;
+  for (size_t c = 0; c < cliques; ++c) {
+    potentials += tree.cliques[c]->potentials.size() + 1;
+    links += tree.cliques[c]->links.size();
+  }
+  TapeRoom room;
+  room.items = 5 * cliques + links + nodes + 1;
+  room.steps = 2 * potentials + 2 * links + 4 * cliques + 2 * nodes;
+  room.potential_steps = 2 * potentials;
+  room.findings = nodes;
+  for (const Node* node : tree.nodes) room.finding_dimensions += compiled(*node).home->members().size();
+  return room;
 }
 
 tv_status_t create_engines(Domain& domain) {

@@ -132,6 +132,17 @@ ParallelSettings parallel_settings(const Domain& domain) noexcept;
 // Entries of all clique and separator tables of a tree; kHugeSize when that does not fit.
 size_t table_entries(const JunctionTree& tree) noexcept;
 
+// Marginals of several separators are formed in one pass where they fit into so many numbers together.
+inline constexpr size_t kSharedTotals = 16384;
+
+// Room for the longest tape: every clique collects and distributes, every belief is read, every node has a
+// finding.
+struct TapeRoom {
+  size_t items = 0, steps = 0, potential_steps = 0, findings = 0;
+  size_t finding_dimensions = 0;  // of the controls of all findings
+};
+TapeRoom room_for_tape(const JunctionTree& tree) noexcept;
+
 // Allocates the numbers and plans of every tree and the belief arrays of the nodes.
 tv_status_t create_engines(Domain& domain);
 void destroy_engines(Domain& domain) noexcept;

@@ -63,6 +63,7 @@ void copy_settings(Domain& copy, const Domain& domain) {
   copy.is_class = domain.is_class;
   copy.node_width = domain.node_width;
   copy.node_height = domain.node_height;
+  copy.memory_limit = domain.memory_limit;
   copy.max_number_of_separators = domain.max_number_of_separators;
   copy.max_separator_size = domain.max_separator_size;
   copy_attributes(copy.attributes, domain.attributes);

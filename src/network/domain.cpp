@@ -159,3 +159,11 @@ tv_status_t tv_domain_set_max_separator_size(tv_domain_t* domain, size_t size) {
 size_t tv_domain_get_max_separator_size(const tv_domain_t* domain) {
   return tv::get_size(domain, &tv::Domain::max_separator_size);
 }
+
+tv_status_t tv_domain_set_memory_limit(tv_domain_t* domain, size_t bytes) {
+  return tv::set_size(domain, &tv::Domain::memory_limit, bytes, true);
+}
+
+size_t tv_domain_get_memory_limit(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::memory_limit);
+}

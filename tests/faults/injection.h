@@ -14,6 +14,7 @@ enum class Fault { allocation, thread_start };
 void arm(Fault fault, long n, bool persistent) noexcept;
 void disarm() noexcept;
 long requests_seen() noexcept;  // since the last arm
+size_t bytes_requested() noexcept;  // from operator new, likewise
 bool fault_struck() noexcept;   // since the last arm
 long live_blocks() noexcept;    // allocated and not freed, in the whole process
 

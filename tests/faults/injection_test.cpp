@@ -24,6 +24,7 @@ namespace {
 constexpr long kNever = -1;
 std::atomic<long> seen[2], fail_at[2] = {kNever, kNever}, live;
 std::atomic<bool> lasting, struck;
+std::atomic<size_t> requested;
 
 bool refuse(Fault fault) noexcept {
   const int kind = static_cast<int>(fault);
@@ -48,11 +49,13 @@ void counted_free(void* block) noexcept {
 }
 
 void* plain(size_t size) noexcept {
+  requested += size;
   return counted([=] { return __real_malloc(size ? size : 1); });
 }
 
 void* aligned(size_t size, std::align_val_t alignment) noexcept {
   const size_t unit = static_cast<size_t>(alignment);
+  requested += size;
   return counted([=] { return std::aligned_alloc(unit, (size + unit - 1) / unit * unit); });
 }
 
@@ -66,6 +69,7 @@ void* or_throw(void* block) {
 void arm(Fault fault, long n, bool persistent) noexcept {
   lasting = persistent;
   struck = false;
+  requested = 0;
   for (auto& count : seen) count = 0;
   fail_at[static_cast<int>(fault)] = n;
 }
@@ -73,6 +77,7 @@ void disarm() noexcept {
   for (auto& limit : fail_at) limit = kNever;
 }
 long requests_seen() noexcept { return std::max(seen[0].load(), seen[1].load()); }
+size_t bytes_requested() noexcept { return requested; }
 bool fault_struck() noexcept { return struck; }
 long live_blocks() noexcept { return live; }
 

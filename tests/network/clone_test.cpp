@@ -43,6 +43,7 @@ TEST(Clone, OfADomainEqualsIt) {
   tv_node_set_attribute(q, "second", "2");
   tv_domain_set_attribute(world, "of", "domain");
   tv_domain_set_grain_size(world, 5);
+  tv_domain_set_memory_limit(world, 6);
   tv_domain_set_ijt_nodes(world, Nodes{q, nullptr}.data());
   tv_domain_set_user_data(world, &world);
   p->entered.state = 1;
@@ -77,6 +78,7 @@ TEST(Clone, OfADomainEqualsIt) {
   EXPECT_STREQ(tv_attribute_get_key(tv_node_get_first_attribute(q_copy)), "second");
   EXPECT_STREQ(tv_domain_get_attribute(clone, "of"), "domain");
   EXPECT_EQ(tv_domain_get_grain_size(clone), 5u);
+  EXPECT_EQ(tv_domain_get_memory_limit(clone), 6u);
   EXPECT_EQ(clone.domain->required_instantiations.front(), q_copy);
   EXPECT_EQ(clone.domain->counters.continuous, 2u);
   EXPECT_EQ(tv_domain_get_user_data(clone), nullptr);

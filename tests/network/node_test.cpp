@@ -181,6 +181,7 @@ TEST(Settings, KeepTheirValuesAndRefuseZeroWhereItMeansNothing) {
       {tv_domain_set_em_concurrency_level, tv_domain_get_em_concurrency_level, 1},
       {tv_domain_set_max_number_of_separators, tv_domain_get_max_number_of_separators, 0},
       {tv_domain_set_max_separator_size, tv_domain_get_max_separator_size, 0},
+      {tv_domain_set_memory_limit, tv_domain_get_memory_limit, 0},
   };
   for (const auto& setting : settings) {
     EXPECT_EQ(setting.set(world, 7), tv_status_none);

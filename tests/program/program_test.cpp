@@ -173,22 +173,64 @@ TEST_F(Program, BarsAndBoldAreForTerminalsAlone) {
 
 TEST_F(Program, InfoCountsTheNetworkAndComparesTheMethods) {
   const Outcome info = tarvo("info chest.net");
-  EXPECT_EQ(info.output,
-            "chest.net\n"
-            "  nodes           8 (8 chance)\n"
-            "  links           8\n"
-            "  most states     2\n"
-            "  parameters      18 free, 36 table entries\n"
-            "  largest family  tuberculosis_or_cancer: 3 nodes, 8 entries\n"
-            "\n"
-            "Junction forest (best_greedy)\n"
-            "  cliques         6 in 1 tree\n"
-            "  treewidth       2\n"
-            "  table size      56 entries in cliques and separators\n"
-            "  cost            40 entries in cliques\n");
+  EXPECT_EQ(
+      "chest.net\n"
+      "  nodes           8 (8 chance)\n"
+      "  links           8\n"
+      "  most states     2\n"
+      "  parameters      18 free, 36 table entries\n"
+      "  largest family  tuberculosis_or_cancer: 3 nodes, 8 entries\n"
+      "\n"
+      "Junction forest (best_greedy)\n"
+      "  cliques         6 in 1 tree\n"
+      "  treewidth       2\n"
+      "  table size      56 entries in cliques and separators\n"
+      "  cost            40 entries in cliques\n",
+      info.output.substr(0, info.output.find("  memory needed")));
+  EXPECT_TRUE(std::regex_search(info.output, std::regex("\n  memory needed   [0-9.]+ KiB to compile it\n$")))
+      << info.output;
   const std::string all = tarvo("info chest.net --method all").output;
   for (const char* method : {"clique_size", "clique_weight", "fill_in_size", "fill_in_weight", "best_greedy"})
-    EXPECT_TRUE(std::regex_search(all, std::regex(std::string("\n") + method + " +6 +1 +2 +56 +40 "))) << all;
+    EXPECT_TRUE(
+        std::regex_search(all, std::regex(std::string("\n") + method + " +6 +1 +2 +56 +40 +[0-9.]+ KiB ")))
+        << all;
+}
+
+TEST_F(Program, WhatExceedsTheMemoryLimitIsRefusedAndExplained) {
+  const Outcome refused = tarvo("beliefs chest.net --method fill_in_size --memory-limit 2K");
+  EXPECT_EQ(refused.exit_code, 1);
+  EXPECT_EQ(refused.output, "");
+  EXPECT_TRUE(std::regex_search(
+      refused.errors,
+      std::regex("^tarvo: chest.net: too large to compile: [0-9.]+ KiB needed, the limit is 2.0 KiB\n"
+                 "  The treewidth is 2 by the method fill_in_size.\n"
+                 "  What may help: --method best_greedy; a higher --memory-limit; ")))
+      << refused.errors;
+  for (const char* enough : {"1M", "0.5g", "0", "10000000"})
+    EXPECT_EQ(tarvo(std::string("beliefs chest.net --memory-limit ") + enough).exit_code, 0) << enough;
+  for (const char* wrong : {"much", "5X", "5KB", "-1", "1e5", "99999999T", "''"})
+    EXPECT_EQ(tarvo(std::string("beliefs chest.net --memory-limit ") + wrong).exit_code, 2) << wrong;
+}
+
+TEST_F(Program, ANetworkBeyondTheMachineIsRefusedWithoutALimit) {
+  constexpr int kNodes = 60;  // the parents of the last one make a table of 2 to the power 60
+  std::string text = "net {}\n", last = "node last { states = (\"a\" \"b\"); }\npotential (last |";
+  for (int i = 0; i + 1 < kNodes; ++i) {
+    const std::string name = "n" + std::to_string(i);
+    text += "node " + name + " { states = (\"a\" \"b\"); }\n";
+    if (i > 0) text += "potential (" + name + " | n" + std::to_string(i - 1) + ") { }\n";
+    last += " " + name;
+  }
+  const std::string file = write("huge.net", text + last + ") { }\n");
+  for (const char* command : {"beliefs ", "check "}) {
+    const Outcome outcome = tarvo(command + file);
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.errors.find("(four fifths of the physical memory)\n  The treewidth is 59 by"),
+              std::string::npos)
+        << outcome.errors;
+  }
+  EXPECT_NE(tarvo("info " + file).output.find("\n  memory needed   4194304.0 TiB to compile it\n"),
+            std::string::npos);
 }
 
 TEST_F(Program, CheckShowsMessagesOfTheParserAndTheReportOnPotentials) {

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "memory.h"
 
 namespace program {
 namespace {
@@ -23,7 +24,9 @@ void compile(const Network& network, const BeliefsOptions& options) {
   tv_domain_t* domain = network.domain();
   expect(tv_domain_set_concurrency_level(domain, options.threads), network.file());
   expect(tv_domain_triangulate(domain, method_by_name(options.method)), network.file());
-  expect(tv_domain_compile(domain), network.file());
+  const size_t limit = options.memory_limit ? *options.memory_limit : four_fifths_of_physical_memory();
+  if (const tv_status_t status = compile_within_limit(network, limit))
+    fail_to_compile(network, status, options.method);
 }
 
 // The probability of the evidence and the conflict are those of a sum propagation with normal evidence, so

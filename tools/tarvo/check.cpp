@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "commands.h"
+#include "memory.h"
 
 namespace program {
 namespace {
@@ -50,17 +51,14 @@ ExitCode check(const std::string& file) {
   std::printf("%s: %zu nodes, %zu message%s of the parser\n", file.c_str(), network.nodes().size(),
               network.messages(), network.messages() == 1 ? "" : "s");
   expect(tv_domain_set_log_file(network.domain(), trace.stream()), file);
-  const tv_status_t status = tv_domain_compile(network.domain());
+  const tv_status_t status = compile_within_limit(network, four_fifths_of_physical_memory());
   const std::string text = trace.text();
   const std::string tables = section(text, "Checking tables for all nodes", "Checking");
   if (tables.find("Warning") != std::string::npos) std::printf("\n%s", tables.c_str());
   const std::string potentials = section(text, "Checking conditional probability", "Beliefs");
   if (!potentials.empty()) std::printf("\n%s", potentials.c_str());
   std::fflush(stdout);
-  if (status != tv_status_none) {
-    const unsigned code = static_cast<unsigned>(status);
-    throw Failure(kFailed, file + ": " + tv_error_name(code) + ": " + tv_error_description(code));
-  }
+  if (status != tv_status_none) fail_to_compile(network, status, "best_greedy");
   return kSuccess;
 }
 

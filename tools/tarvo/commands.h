@@ -27,6 +27,7 @@ struct BeliefsOptions {
   bool fast_retraction = false;
   std::string method = "best_greedy";
   size_t threads = 1;
+  std::optional<size_t> memory_limit;  // bytes; four fifths of the physical memory when not given
   Format format = Format::kText;
   std::string trace;  // file for the trace of the compilation; none when empty
 };

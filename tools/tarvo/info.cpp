@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "memory.h"
 
 namespace program {
 namespace {
@@ -72,9 +73,10 @@ constexpr size_t kTooLarge = static_cast<size_t>(-1);
 std::string size_text(size_t size) { return size == kTooLarge ? "HUGE" : std::to_string(size); }
 
 struct ForestFigures {
-  size_t cliques = 0, trees = 0, largest_clique = 0;
+  size_t cliques = 0, trees = 0, treewidth = 0;
   size_t table_size = 0;  // entries of all clique and separator tables; kTooLarge past the range of size_t
   size_t cost = 0;        // entries of all clique tables, likewise
+  size_t memory = 0;      // bytes that compiling would take, likewise
   double milliseconds = 0;
 };
 
@@ -87,9 +89,8 @@ ForestFigures triangulate(const Network& network, tv_triangulation_method_t meth
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   figures.cliques = tv_domain_get_number_of_cliques(domain);
   figures.cost = tv_domain_get_jt_cost(domain);
-  for (const tv_clique_t* clique = tv_domain_get_first_clique(domain); clique;
-       clique = tv_clique_get_next(clique))
-    figures.largest_clique = std::max(figures.largest_clique, tv_clique_get_number_of_members(clique));
+  figures.treewidth = treewidth(domain);
+  figures.memory = tv_domain_get_memory_need(domain);
   for (tv_junction_tree_t* tree = tv_domain_get_first_junction_tree(domain); tree;
        tree = tv_jt_get_next(tree)) {
     ++figures.trees;
@@ -103,21 +104,23 @@ void print_forest(const ForestFigures& figures, const std::string& method) {
   std::printf("\nJunction forest (%s)\n", method.c_str());
   std::printf("  cliques         %zu in %zu tree%s\n", figures.cliques, figures.trees,
               figures.trees == 1 ? "" : "s");
-  std::printf("  treewidth       %zu\n", figures.largest_clique - 1);
+  std::printf("  treewidth       %zu\n", figures.treewidth);
   std::printf("  table size      %s entries in cliques and separators\n",
               size_text(figures.table_size).c_str());
   std::printf("  cost            %s entries in cliques\n", size_text(figures.cost).c_str());
+  std::printf("  memory needed   %s to compile it\n", memory_text(figures.memory).c_str());
 }
 
 void print_comparison(const Network& network) {
-  std::printf("\n%-15s %8s %6s %10s %14s %14s %9s\n", "method", "cliques", "trees", "treewidth", "table size",
-              "cost", "ms");
+  std::printf("\n%-15s %8s %6s %10s %14s %14s %11s %9s\n", "method", "cliques", "trees", "treewidth",
+              "table size", "cost", "memory", "ms");
   for (const auto& [name, method] : kMethods) {
     try {
       const ForestFigures figures = triangulate(network, method);
-      std::printf("%-15s %8zu %6zu %10zu %14s %14s %9.2f\n", name.c_str(), figures.cliques, figures.trees,
-                  figures.largest_clique - 1, size_text(figures.table_size).c_str(),
-                  size_text(figures.cost).c_str(), figures.milliseconds);
+      std::printf("%-15s %8zu %6zu %10zu %14s %14s %11s %9.2f\n", name.c_str(), figures.cliques,
+                  figures.trees, figures.treewidth, size_text(figures.table_size).c_str(),
+                  size_text(figures.cost).c_str(), memory_text(figures.memory).c_str(), figures.milliseconds);
+      std::fflush(stdout);
       expect(tv_domain_uncompile(network.domain()), network.file());
     } catch (const Failure&) {
       std::printf("%-15s not available: %s\n", name.c_str(),

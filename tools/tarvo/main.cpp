@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "memory.h"
 #include "suggest.h"
 
 namespace {
@@ -47,7 +48,7 @@ int run(int argc, char** argv) {
 
   BeliefsOptions options;
   std::vector<std::string> observations, likelihoods;
-  std::string format = "text";
+  std::string format = "text", memory_limit;
   CLI::App* beliefs =
       add_command(app, "beliefs", "Print the probability of every state, given evidence",
                   "  tarvo beliefs examples/chest.net -e dyspnoea=yes -e smoker=no\n"
@@ -69,6 +70,11 @@ int run(int argc, char** argv) {
       ->type_name("N")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
+  beliefs
+      ->add_option("--memory-limit", memory_limit,
+                   "refuse to compile what needs more: bytes, or with K, M, G or T; 0 for no limit\n"
+                   "(default: four fifths of the physical memory)")
+      ->type_name("SIZE");
   beliefs->add_option("--format", format, "form of the output")
       ->type_name("FORMAT")
       ->check(CLI::IsMember(std::vector<std::string>{"text", "json", "csv"}))
@@ -110,6 +116,11 @@ int run(int argc, char** argv) {
   for (const std::string& text : observations) options.findings.push_back(parse_observation(text));
   for (const std::string& text : likelihoods) options.findings.push_back(parse_likelihood(text));
   expect_distinct_nodes(options.findings);
+  if (beliefs->count("--memory-limit")) {
+    options.memory_limit = parse_memory_size(memory_limit);
+    if (!options.memory_limit)
+      throw Failure(kWrongUsage, "\"" + memory_limit + "\" is no size; expected 4G or the like");
+  }
   options.format = format == "json" ? Format::kJson : format == "csv" ? Format::kCsv : Format::kText;
   return show_beliefs(options);
 }

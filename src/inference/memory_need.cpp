@@ -1,0 +1,152 @@
+// Adding up, array by array, what the engines of a domain will hold: it follows engine.cpp, and a test holds
+// it against the bytes that are really asked for. Large tables need little but their numbers; in networks of
+// many small cliques most of it is plans.
+
+#include "inference/memory_need.h"
+
+#include <algorithm>
+
+#include "api/boundary.h"
+#include "inference/engine.h"
+#include "inference/tape_cache.h"
+
+namespace tv {
+namespace {
+
+// A sum of bytes that never wraps.
+class Bytes {
+ public:
+  template <class T>
+  void add(size_t count) noexcept {
+    total_ = size_add(total_, size_multiply(count, sizeof(T)));
+  }
+  size_t total() const noexcept { return total_; }
+
+ private:
+  size_t total_ = 0;
+};
+
+// The members whose belief is read from a table, and the states that they have together.
+struct Beliefs {
+  size_t count = 0;
+  size_t states = 0;
+};
+
+template <class Reads>
+Beliefs beliefs_of(const NodeList& members, Reads reads) noexcept {
+  Beliefs beliefs;
+  for (const Node* node : members) {
+    if (!reads(compiled(*node).belief_source)) continue;
+    ++beliefs.count;
+    beliefs.states = size_add(beliefs.states, node->number_of_states);
+  }
+  return beliefs;
+}
+
+Beliefs beliefs_of(const Clique& clique) noexcept {
+  return beliefs_of(clique.members(), [&](const BeliefSource& source) {
+    return !source.separator && source.clique == &clique;
+  });
+}
+
+Beliefs beliefs_of(const Separator& separator) noexcept {
+  return beliefs_of(separator.members,
+                    [&](const BeliefSource& source) { return source.separator == &separator; });
+}
+
+// What the working memory of a tree is measured by: the largest of its cliques in several respects.
+struct Extents {
+  size_t separator_size = 1;  // of the largest separator
+  size_t separators_sum = 1;  // of all separators around one clique
+  size_t belief_states = 1;   // of all beliefs that one table gives
+  size_t controls = 0;        // dimensions of all controls, one more for each
+};
+
+void add_restricted_table(Bytes& bytes, const NodeList& members, size_t size, size_t cg_size) noexcept {
+  bytes.add<float>(size);
+  bytes.add<double>(size_multiply(size, cg_size));
+  bytes.add<unsigned char>(members.size());   // fixed
+  bytes.add<size_t>(2 * members.size() + 1);  // the dimensions and their counts
+}
+
+void add_separator(Bytes& bytes, Extents& extents, const Separator& separator) noexcept {
+  add_restricted_table(bytes, separator.members, separator.size, separator.cg_size);
+  bytes.add<float>(separator.size);  // the ratio
+  const Beliefs beliefs = beliefs_of(separator);
+  bytes.add<BeliefPlan>(beliefs.count);
+  extents.belief_states = std::max(extents.belief_states, beliefs.states);
+  extents.controls += beliefs.count * (separator.members.size() + 1);
+}
+
+void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
+  const size_t members = clique.members().size();
+  const size_t potentials = clique.potentials.size(), links = clique.links.size();
+  const Beliefs beliefs = beliefs_of(clique);
+  add_restricted_table(bytes, clique.members(), clique.table.size, clique.table.cg_size);
+  bytes.add<PotentialPlan>(potentials);
+  bytes.add<LinkPlan>(links);
+  bytes.add<BeliefPlan>(beliefs.count);
+  bytes.add<size_t>((potentials + links + 1) * members);  // strides, members of separators, findings
+  if (clique.parent_separator) add_separator(bytes, extents, *clique.parent_separator);
+
+  size_t around = 0;
+  for (const Link& link : clique.links) {
+    around = size_add(around, link.separator->size);
+    extents.separator_size = std::max(extents.separator_size, link.separator->size);
+  }
+  extents.separators_sum = std::max(extents.separators_sum, around);
+  extents.belief_states = std::max(extents.belief_states, beliefs.states);
+  extents.controls += (potentials + links + beliefs.count + 1) * (members + 1);
+}
+
+void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
+  const size_t cliques = tree.clique_count();
+  Extents extents;
+  for (size_t c = 0; c < cliques; ++c) add_clique(bytes, extents, *tree.cliques[c]);
+  bytes.add<TreeEngine>(1);
+  bytes.add<CliqueWork>(cliques);
+  bytes.add<SeparatorWork>(cliques);
+  bytes.add<size_t>(extents.controls);
+  bytes.add<Dimension>(extents.controls);
+  bytes.add<double>(std::max(extents.separator_size, std::min(extents.separators_sum, kSharedTotals)));
+  bytes.add<double>(extents.belief_states);
+  const TapeRoom room = room_for_tape(tree);
+  bytes.add<Item>(room.items);
+  bytes.add<Step>(room.steps);
+  bytes.add<PotentialStep>(room.potential_steps);
+  bytes.add<Control>(room.findings);
+  bytes.add<size_t>(room.finding_dimensions);
+  bytes.add<Dimension>(room.finding_dimensions);
+  bytes.add<size_t>(2 * cliques);  // order, reached_by
+  bytes.add<unsigned char>(cliques);
+  bytes.add<Node*>(5 * tree.nodes.size() + 2);  // pending, trail
+  bytes.add<TapeCache>(1);
+  bytes.add<unsigned char>(tree.nodes.size() + 1);  // its pattern
+  for (const Node* node : tree.nodes) bytes.add<tv_number_t>(size_multiply(node->number_of_states, 3));
+}
+
+}  // namespace
+
+size_t beliefs_read_from(const Clique& clique) noexcept { return beliefs_of(clique).count; }
+size_t beliefs_read_from(const Separator& separator) noexcept { return beliefs_of(separator).count; }
+
+size_t memory_needed(const Domain& domain) noexcept {
+  Bytes bytes;
+  for (const JunctionTree& tree : domain.forest->trees) add_engine(bytes, tree);
+  return bytes.total();
+}
+
+bool exceeds_memory_limit(const Domain& domain) noexcept {
+  if (domain.memory_limit == 0) return false;
+  const size_t need = memory_needed(domain);
+  return need == kHugeSize || need > domain.memory_limit;
+}
+
+}  // namespace tv
+
+size_t tv_domain_get_memory_need(tv_domain_t* domain) {
+  if (!tv::check(domain && tv::is_triangulated(*domain))) return tv::kNone;
+  const size_t need = tv::memory_needed(*domain);
+  tv::require(need != tv::kHugeSize, tv_status_size_too_large);
+  return need;
+}

@@ -1,0 +1,18 @@
+// The memory that a compiled domain takes, known before any of it is allocated.
+#pragma once
+
+#include "compile/forest.h"
+
+namespace tv {
+
+// How many nodes have their belief read from the table of a clique, or from that of a separator.
+size_t beliefs_read_from(const Clique& clique) noexcept;
+size_t beliefs_read_from(const Separator& separator) noexcept;
+
+// Bytes that `create_engines` allocates for a triangulated domain; kHugeSize when that does not fit.
+size_t memory_needed(const Domain& domain) noexcept;
+
+// Whether the host's limit forbids to compile the (triangulated) domain.
+bool exceeds_memory_limit(const Domain& domain) noexcept;
+
+}  // namespace tv
