@@ -117,7 +117,10 @@ tv_status_t propagate_anew(const Sweep& sweep) {
 // From an equilibrium to the next one.
 tv_status_t propagate_on(const Sweep& sweep, const Clique* root) {
   TreeEngine& engine = sweep.engine;
-  if (sweep.mode == tv_evidence_normal) fix_states(engine);
+  if (sweep.mode == tv_evidence_normal)
+    fix_states(engine);
+  else
+    refresh_plans(engine);  // nothing is fixed, but a kept tape may have left them stale
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
   return _tv_jt_global_propagate(sweep, start);

@@ -254,6 +254,40 @@ TEST(Beliefs, ConflictIsTheRatioOfProbabilities) {
   }
 }
 
+// A clique's conflict compares its findings with the mass of its message, which is taken relative to what the
+// separator held; in fast retraction the findings of the root are compared too, though the constant leaves
+// them out.
+TEST(Beliefs, ConflictOfCliques) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* a = add_node(domain.get(), "a", 2, {}, {0.3f, 0.7f});
+  tv_node_t* b = add_node(domain.get(), "b", 2, {a}, {0.9f, 0.1f, 0.4f, 0.6f});
+  tv_node_t* c = add_node(domain.get(), "c", 2, {a, b}, {0.2f, 0.8f, 0.5f, 0.5f, 0.6f, 0.4f, 0.7f, 0.3f});
+  tv_node_t* d = add_node(domain.get(), "d", 2, {c}, {0.1f, 0.9f, 0.6f, 0.4f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  tv_clique_t* root = tv_domain_get_first_clique(domain.get());
+  tv_clique_t* leaf = tv_clique_get_next(root);
+  if (tv_clique_get_number_of_members(root) == 3) std::swap(root, leaf);
+  const double p_a = 0.3, p_b = 0.3 * 0.1 + 0.7 * 0.6, p_ab = 0.3 * 0.1,
+               p_abd = p_ab * (0.5 * 0.9 + 0.5 * 0.4);
+  const double p_c = tv_node_get_belief(c, 0), p_d = tv_node_get_belief(d, 1);
+  for (tv_evidence_mode_t mode : {tv_evidence_normal, tv_evidence_fast_retraction}) {
+    ASSERT_EQ(tv_domain_initialize(domain.get()), tv_status_none);
+    ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+    tv_node_select_state(a, 0);
+    tv_node_select_state(b, 1);
+    tv_node_select_state(d, 1);
+    ASSERT_EQ(tv_clique_propagate(root, tv_equilibrium_sum, mode), tv_status_none);
+    EXPECT_EQ(tv_node_get_conflict_clique(a), mode == tv_evidence_normal ? leaf : nullptr);
+    const double message = p_ab * (0.5 / p_c + 0.5 / (1 - p_c));
+    EXPECT_NEAR(tv_clique_get_conflict(leaf), p_a * p_b / message, 1e-4);
+    const double constant = mode == tv_evidence_normal ? p_abd : p_ab;
+    EXPECT_NEAR(tv_domain_get_normalization_constant(domain.get()), constant, 1e-6);
+    EXPECT_NEAR(tv_clique_get_conflict(root), p_a * p_b * p_d / constant, 1e-4);
+    EXPECT_EQ(tv_clique_get_conflict(root), tv_domain_get_conflict(domain.get()));
+    EXPECT_EQ(wrong_answer(domain.get(), tv_equilibrium_sum, mode, mode == tv_evidence_normal), "");
+  }
+}
+
 // Domains are independent: threads that each use their own get the right answers at once.
 TEST(Beliefs, DomainsOfDifferentThreads) {
   std::vector<std::string> problems(4);
