@@ -161,8 +161,15 @@ Yardsticks yardsticks_in(const std::filesystem::path& folder) {
 }
 
 std::vector<Workload> generated_networks() {
-  return {chain(200, 4),           chain(2000, 10),        grid(8, 2), grid(14, 2), grid(6, 4),
-          random_network(1000, 8), random_network(300, 14)};
+  return {chain(200, 4),
+          chain(2000, 10),
+          grid(8, 2),
+          grid(14, 2),
+          grid(6, 4),
+          random_network(1000, 8),
+          random_network(300, 14),
+          random_network(10000, 4),
+          random_network(100000, 4)};
 }
 
 Evidence drawn_evidence(tv_domain_t* domain, unsigned seed) {
