@@ -188,7 +188,6 @@ inline void block(const Multiply& op, float* x, const float* y, size_t n, size_t
 
 template <size_t N, bool Along>
 struct ShortRows {
-  static constexpr size_t inner = N;
   template <class Op>
   static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
                   const Dimension& middle, const Dimension&) {
