@@ -19,8 +19,6 @@ void run_block(const Kernels& kernels, const Step& step, float* table, size_t of
       return kernels.assign(nest, count, table, step.operand + offset);
     case Operation::multiply:
       return kernels.multiply(nest, count, table, step.operand + offset);
-    case Operation::add:
-      return kernels.add(nest, count, table, step.operand + offset);
     case Operation::sum:
       return kernels.sum(nest, count, table, step.target + offset);
     case Operation::max:

@@ -62,12 +62,12 @@ struct OwnControl : Control {
   std::vector<Dimension> inner_array;
 };
 
-enum class Operation { assign, multiply, add, sum, max, weighted_sum, weighted_max };
+enum class Operation { assign, multiply, sum, max, weighted_sum, weighted_max };
 
 struct Step {
   Operation operation;
   const Control* control;
-  const float* operand = nullptr;  // of assign, multiply, add
+  const float* operand = nullptr;  // of assign and multiply
   double* target = nullptr;        // of the sums and maxima, which are accumulated into it
   double weight = 1.0;
 };

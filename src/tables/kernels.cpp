@@ -37,16 +37,14 @@ TV_END_TARGET
 
 namespace {
 
-constexpr Kernels kBaseline = {"baseline",     baseline::assign,       baseline::multiply,
-                               baseline::add,  baseline::sum,          baseline::weighted_sum,
-                               baseline::max,  baseline::weighted_max, baseline::divide,
-                               baseline::take, baseline::scale};
-constexpr Kernels kAvx2 = {"avx2",       avx2::assign,       avx2::multiply, avx2::add,
-                           avx2::sum,    avx2::weighted_sum, avx2::max,      avx2::weighted_max,
-                           avx2::divide, avx2::take,         avx2::scale};
-constexpr Kernels kAvx512 = {"avx512",       avx512::assign,       avx512::multiply, avx512::add,
-                             avx512::sum,    avx512::weighted_sum, avx512::max,      avx512::weighted_max,
-                             avx512::divide, avx512::take,         avx512::scale};
+constexpr Kernels kBaseline = {
+    "baseline",    baseline::assign,       baseline::multiply, baseline::sum,  baseline::weighted_sum,
+    baseline::max, baseline::weighted_max, baseline::divide,   baseline::take, baseline::scale};
+constexpr Kernels kAvx2 = {"avx2",    avx2::assign,       avx2::multiply, avx2::sum,  avx2::weighted_sum,
+                           avx2::max, avx2::weighted_max, avx2::divide,   avx2::take, avx2::scale};
+constexpr Kernels kAvx512 = {
+    "avx512",    avx512::assign,       avx512::multiply, avx512::sum,  avx512::weighted_sum,
+    avx512::max, avx512::weighted_max, avx512::divide,   avx512::take, avx512::scale};
 
 struct Available {
   const Kernels* list[4] = {&kBaseline, nullptr, nullptr, nullptr};

@@ -26,10 +26,9 @@ struct RatioResult {
 // Loop nests list their dimensions outermost first; `count` may be 0 for a single entry.
 struct Kernels {
   const char* name;
-  // table[i] = other[i'], *= and += of the entry of the other table that belongs to i
+  // table[i] = other[i'] and *= of the entry of the other table that belongs to i
   void (*assign)(const Dimension* nest, size_t count, float* table, const float* other);
   void (*multiply)(const Dimension* nest, size_t count, float* table, const float* other);
-  void (*add)(const Dimension* nest, size_t count, float* table, const float* other);
   // other[i'] += table[i] (times a weight), and the maximum
   void (*sum)(const Dimension* nest, size_t count, const float* table, double* other);
   void (*weighted_sum)(const Dimension* nest, size_t count, const float* table, double* other, double weight);

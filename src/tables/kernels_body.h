@@ -70,19 +70,6 @@ struct Multiply {
   }
 };
 
-struct Add {
-  using TableEntry = float;
-  using OtherEntry = const float;
-  void one(float& x, const float& y) const { x += y; }
-  void vector(float* x, const float* y, size_t n) const {
-    for (size_t j = 0; j < n; ++j) x[j] += y[j];
-  }
-  void scalar(float* x, const float& y, size_t n) const {
-    const float v = y;
-    for (size_t j = 0; j < n; ++j) x[j] += v;
-  }
-};
-
 struct Sum {
   using TableEntry = const float;
   using OtherEntry = double;
@@ -291,9 +278,6 @@ void assign(const Dimension* nest, size_t count, float* table, const float* othe
 }
 void multiply(const Dimension* nest, size_t count, float* table, const float* other) {
   run(Multiply{}, nest, count, table, other);
-}
-void add(const Dimension* nest, size_t count, float* table, const float* other) {
-  run(Add{}, nest, count, table, other);
 }
 void sum(const Dimension* nest, size_t count, const float* table, double* other) {
   run(Sum{}, nest, count, table, other);

@@ -1,8 +1,7 @@
-// Operations between two tables: multiply, add, extend, marginalise. Each is one pass over the larger
+// Operations between two tables: multiply, extend, marginalise. Each is one pass over the larger
 // table under a control made for the occasion; propagation keeps its own controls.
 
 #include <algorithm>
-#include <limits>
 
 #include "network/domain.h"
 #include "tables/control.h"
@@ -47,28 +46,10 @@ tv_status_t run_one(Table& table, const Table& other, Operation operation) {
   return tv_status_none;
 }
 
-tv_status_t marginalize(const Table& source, Table& destination, Operation operation, double start) {
-  if (source.cg_size || destination.cg_size) return tv_status_error;
-  const OwnShape shape(counts_of(source));
-  OwnControl control(source.discrete_count);
-  meet(source, destination, shape, control);
-  Block<double> totals(destination.size);
-  std::fill(totals.begin(), totals.end(), start);
-  const Step step = {operation, &control, nullptr, totals.data()};
-  run_pass(shape, source.data.data(), &step, 1, settings_of(source));
-  std::transform(totals.begin(), totals.end(), destination.data.begin(),
-                 [](double total) { return static_cast<tv_number_t>(total); });
-  return tv_status_none;
-}
-
 }  // namespace
 
 tv_status_t multiply_table(Table& destination, const Table& source) {
   return run_one(destination, source, Operation::multiply);
-}
-
-tv_status_t add_table(Table& destination, const Table& source) {
-  return run_one(destination, source, Operation::add);
 }
 
 tv_status_t extend_table(const Table& source, Table& destination) {
@@ -76,11 +57,16 @@ tv_status_t extend_table(const Table& source, Table& destination) {
 }
 
 tv_status_t sum_marginalize_table(const Table& source, Table& destination) {
-  return marginalize(source, destination, Operation::sum, 0.0);
-}
-
-tv_status_t max_marginalize_table(const Table& source, Table& destination) {
-  return marginalize(source, destination, Operation::max, -std::numeric_limits<double>::infinity());
+  if (source.cg_size || destination.cg_size) return tv_status_error;
+  const OwnShape shape(counts_of(source));
+  OwnControl control(source.discrete_count);
+  meet(source, destination, shape, control);
+  Block<double> totals(destination.size);
+  const Step step = {Operation::sum, &control, nullptr, totals.data()};
+  run_pass(shape, source.data.data(), &step, 1, settings_of(source));
+  std::transform(totals.begin(), totals.end(), destination.data.begin(),
+                 [](double total) { return static_cast<tv_number_t>(total); });
+  return tv_status_none;
 }
 
 }  // namespace tv

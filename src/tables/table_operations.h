@@ -11,11 +11,9 @@ namespace tv {
 
 // All of these need data in their tables. `source`'s nodes must be among `destination`'s.
 tv_status_t multiply_table(Table& destination, const Table& source);  // entry by entry, in place
-tv_status_t add_table(Table& destination, const Table& source);
 
-// Sums (or takes the maximum) of `source` into `destination`, whose nodes must be among the source's.
+// Sums `source` into `destination`, whose nodes must be among the source's.
 tv_status_t sum_marginalize_table(const Table& source, Table& destination);
-tv_status_t max_marginalize_table(const Table& source, Table& destination);
 
 // `destination` has the source's nodes and possibly more: each entry is copied for every state of those.
 tv_status_t extend_table(const Table& source, Table& destination);
