@@ -13,10 +13,10 @@ enum class Fault { allocation, thread_start };
 // From now on the n-th request (from 0) fails, and if persistent, all that follow.
 void arm(Fault fault, long n, bool persistent) noexcept;
 void disarm() noexcept;
-long requests_seen() noexcept;  // since the last arm
+long requests_seen() noexcept;      // since the last arm
 size_t bytes_requested() noexcept;  // from operator new, likewise
-bool fault_struck() noexcept;   // since the last arm
-long live_blocks() noexcept;    // allocated and not freed, in the whole process
+bool fault_struck() noexcept;       // since the last arm
+long live_blocks() noexcept;        // allocated and not freed, in the whole process
 
 // A stream whose device is full after `room` bytes; what was written stays in `written`.
 std::FILE* open_limited_stream(size_t room, bool buffered, std::string& written);
