@@ -163,7 +163,7 @@ void plan_member(Control& control, const RestrictedTable& table, size_t member) 
 // Offset of the states that are fixed now within a potential.
 size_t fixed_offset(const PotentialPlan& plan) noexcept;
 
-// Takes the strides of a potential from its node's present table, when they are not those in the plan.
-void refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept;
+// Takes the strides of a potential from its node's present table; whether they were not those in the plan.
+bool refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept;
 
 }  // namespace tv

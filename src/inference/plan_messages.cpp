@@ -6,6 +6,7 @@
 
 #include "inference/messages.h"
 #include "inference/schedule.h"
+#include "inference/tape_cache.h"
 
 namespace tv {
 namespace {
@@ -90,7 +91,7 @@ class Planner {
   void add_initial_product(CliqueWork& work) noexcept {
     Operation operation = Operation::assign;
     for (PotentialPlan& plan : work.potentials) {
-      refresh_potential(work, plan);
+      if (refresh_potential(work, plan)) engine_.kept_tapes->clear();  // written for another layout
       if (plan.node->table) {
         engine_.potential_steps.push_back({engine_.steps.size(), &plan});
         engine_.steps.push_back({operation, &plan.control});

@@ -106,11 +106,11 @@ void plan_member(Control& control, const RestrictedTable& table, size_t member) 
   finish_control(control, table.shape);
 }
 
-void refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
+bool refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
   const Table* table = plan.node->table.get();
   const size_t layout = table ? table->layout : kNone;
   plan.uniform = 1.0f / static_cast<float>(plan.node->number_of_states);
-  if (layout == plan.layout) return;
+  if (layout == plan.layout) return false;
   plan.layout = layout;
   std::fill(plan.strides.begin(), plan.strides.end(), 0);
   if (table) {
@@ -119,6 +119,7 @@ void refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
       plan.strides[work.table.members->position(table->nodes[i])] = stride;
   }
   plan_potential(work, plan);
+  return true;
 }
 
 size_t fixed_offset(const PotentialPlan& plan) noexcept {

@@ -78,9 +78,11 @@ Tape copy_tape(Arena& arena, const Tape& tape) noexcept {
   return copy;
 }
 
-bool has_layout(const PotentialStep& step) noexcept {
-  const Table* table = step.plan->node->table.get();
-  return table && table->layout == step.plan->layout;
+bool plans_hold(const CliqueWork& work) noexcept {
+  return std::all_of(work.potentials.begin(), work.potentials.end(), [](const PotentialPlan& plan) {
+    const Table* table = plan.node->table.get();
+    return plan.layout == (table ? table->layout : kNone);
+  });
 }
 
 }  // namespace
@@ -109,7 +111,7 @@ const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibri
   for (std::unique_ptr<KeptTape>& kept : tapes_) {
     if (!kept || kept->hash != hash || std::memcmp(kept->pattern, pattern_.data(), pattern_.size()) != 0)
       continue;
-    if (!std::all_of(kept->tape.potentials, kept->tape.potentials + kept->tape.potential_count, has_layout)) {
+    if (!std::all_of(engine.cliques.begin(), engine.cliques.end(), plans_hold)) {
       clear();
       return nullptr;
     }

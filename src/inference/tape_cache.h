@@ -22,20 +22,21 @@ class TapeCache {
   // Room for patterns of `nodes` nodes; `budget` bounds the bytes of all tapes together.
   void prepare(size_t nodes, size_t budget);
 
-  // The tape for the evidence that the tree has taken in, or null. Forgets all tapes when a potential has
-  // another layout than they were written for.
+  // The tape for the evidence that the tree has taken in, or null.
   const Tape* find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
   // Keeps a copy of the tape for the pattern that `find` has just looked for, if that was seen before not
   // long ago. Does nothing when memory runs out.
   void keep(const Tape& tape) noexcept;
 
+  // Forgets all tapes: some potential has got a table, or one of another layout, since they were written.
+  void clear() noexcept;
+
  private:
   static constexpr size_t kTapes = 8;
   static constexpr size_t kSeen = 32;
 
   bool was_seen(uint64_t hash) noexcept;
-  void clear() noexcept;
 
   std::vector<unsigned char> pattern_;  // by node of the tree, then the equilibrium
   uint64_t hash_ = 0;

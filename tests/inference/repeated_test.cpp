@@ -114,6 +114,37 @@ TEST_P(Repeated, QuestionsAreAnsweredAsByAFreshDomain) {
   }
 }
 
+// A node without a table counts as uniform, also in a kept plan; then it gets one. A layout that changed is
+// noticed too when another question or fast retraction comes in between.
+TEST(RepeatedQuestions, PlansFollowTablesAndLayouts) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* bare = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_discrete);
+  ASSERT_EQ(tv_node_set_number_of_states(bare, 2), tv_status_none);
+  tv_node_t* other = add_node(domain.get(), "other", 3, {}, {0.2f, 0.3f, 0.5f});
+  tv_node_t* effect = add_node(domain.get(), "effect", 2, {bare, other},
+                               {0.9f, 0.1f, 0.4f, 0.6f, 0.2f, 0.8f, 0.3f, 0.7f, 0.6f, 0.4f, 0.1f, 0.9f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const auto compare = [&](tv_evidence_mode_t mode) {
+    ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+    ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, mode), tv_status_none);
+    if (mode == tv_evidence_normal) {
+      EXPECT_EQ(answers(domain.get()), fresh_answers(domain.get(), tv_equilibrium_sum));
+    }
+  };
+  for (int round = 0; round < 4; ++round) compare(tv_evidence_normal);
+  set_table(bare, {0.1f, 0.9f});
+  for (int round = 0; round < 4; ++round) compare(tv_evidence_normal);
+  tv_table_t* table = tv_node_get_table(effect);
+  for (bool asks_otherwise : {false, true}) {
+    tv_node_t* order[] = {tv_table_get_nodes(table)[1], tv_table_get_nodes(table)[0], effect, nullptr};
+    ASSERT_EQ(tv_table_reorder_nodes(table, order), tv_status_none);
+    if (asks_otherwise) tv_node_select_state(effect, 1);
+    compare(asks_otherwise ? tv_evidence_normal : tv_evidence_fast_retraction);
+    tv_node_retract_findings(effect);
+    for (int round = 0; round < 3; ++round) compare(tv_evidence_normal);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Sizes, Repeated,
                          testing::Values(NetworkShape{}, NetworkShape{.max_nodes = 9,
                                                                       .max_joint = 120000,
