@@ -16,9 +16,9 @@ struct TreeEngine;  // inference/: the numbers of a tree and the plans over them
 
 // What two neighbouring cliques share. Owned by the child.
 struct Separator {
-  NodeList members;            // in the child's order
-  size_t size = 1;             // configurations of the discrete members; kHugeSize on overflow
-  size_t cg_size = 0;          // CG entries per configuration
+  NodeList members;    // in the child's order
+  size_t size = 1;     // configurations of the discrete members; kHugeSize on overflow
+  size_t cg_size = 0;  // CG entries per configuration
   Clique* parent = nullptr;
   Clique* child = nullptr;
 };
@@ -31,25 +31,25 @@ struct Link {
 }  // namespace tv
 
 struct tv_clique_s {
-  size_t index = 0;                // 1, 2, 3 ... in order of creation
+  size_t index = 0;  // 1, 2, 3 ... in order of creation
   tv::Domain* domain = nullptr;
-  tv::Table table;                 // over the members, in member order; data for the host only
+  tv::Table table;                           // over the members, in member order; data for the host only
   std::unique_ptr<tv::Table> utility_table;  // over the discrete members, in domains with utility nodes
   double weight = 0.0;
-  tv::Clique* parent = nullptr;    // null for a root
+  tv::Clique* parent = nullptr;                     // null for a root
   std::unique_ptr<tv::Separator> parent_separator;  // null for a root
-  std::vector<tv::Link> links;     // neighbours in the order in which they were linked
-  std::vector<tv::Clique*> neighbor_array;   // null-terminated, built when first asked for
+  std::vector<tv::Link> links;                      // neighbours in the order in which they were linked
+  std::vector<tv::Clique*> neighbor_array;          // null-terminated, built when first asked for
   tv::JunctionTree* tree = nullptr;
-  size_t position = 0;             // in tree->cliques
+  size_t position = 0;                       // in tree->cliques
   tv::Clique* way_to_strong_root = nullptr;  // null inside the root's region
-  std::vector<tv::Node*> potentials;  // nodes whose potentials are assigned here, in domain order
+  std::vector<tv::Node*> potentials;         // nodes whose potentials are assigned here, in domain order
 
   double conflict = 1.0;
-  bool marked = false;             // takes part in the current propagation
+  bool marked = false;  // takes part in the current propagation
   void* user_data = nullptr;
   void* back_pointer = nullptr;
-  tv_clique_s* next = nullptr;     // in the domain's list, newest first
+  tv_clique_s* next = nullptr;  // in the domain's list, newest first
 
   const tv::NodeList& members() const noexcept { return table.nodes; }
   bool has_continuous() const noexcept { return table.continuous_count > 0; }
@@ -78,7 +78,7 @@ struct tv_junction_tree_s {
   double constant = 1.0, log_constant = 0.0;            // since the last reset
   double conflict = 1.0;
   double approximation_constant = 1.0;
-  bool done = false;                 // while a domain walks its trees
+  bool done = false;  // while a domain walks its trees
 
   void* user_data = nullptr;
   void* back_pointer = nullptr;
@@ -91,47 +91,47 @@ namespace tv {
 
 // The smallest table that holds a node: a separator, or a clique when `separator` is null.
 struct BeliefSource {
-  Clique* clique = nullptr;        // for a separator: its child
+  Clique* clique = nullptr;  // for a separator: its child
   Separator* separator = nullptr;
 };
 
 // What compilation and propagation keep for one node.
 struct CompiledNode {
-  bool participates = false;       // a vertex of the moral graph
+  bool participates = false;  // a vertex of the moral graph
   NodeList moral_neighbors;
-  size_t elimination_rank = 0;     // 1 to N; the highest is eliminated first
+  size_t elimination_rank = 0;  // 1 to N; the highest is eliminated first
   JunctionTree* tree = nullptr;
-  Clique* home = nullptr;          // where evidence on the node is entered
-  Clique* assigned = nullptr;      // where its potential is multiplied in
+  Clique* home = nullptr;      // where evidence on the node is entered
+  Clique* assigned = nullptr;  // where its potential is multiplied in
   BeliefSource belief_source;
 
-  ptrdiff_t propagated_state = kNoEvidence;    // encoded like EnteredEvidence::state
-  tv_number_t* propagated_finding = nullptr;   // one per state; read under kFindingVector
+  ptrdiff_t propagated_state = kNoEvidence;   // encoded like EnteredEvidence::state
+  tv_number_t* propagated_finding = nullptr;  // one per state; read under kFindingVector
   bool value_propagated = false;
   double propagated_value = 0.0;
-  tv_number_t* belief = nullptr;               // one per state
-  Clique* conflict_clique = nullptr;           // where evidence on the node was last entered
-  bool belief_wanted = false;                  // to be updated by the current propagation
-  ptrdiff_t fixed_state = -1;                  // the one state to which the tables are restricted, or -1
-  ptrdiff_t next_fixed_state = -1;             // the same for the propagation that is being prepared
-  tv_number_t* update = nullptr;               // finding on its way into the home clique, one per state
-  unsigned char trail_marks = 0;               // of the d-connection search; 0 outside it
-  size_t table_configuration = kNone;          // states of required instantiations in the node's table, as
-                                               // they were when the tree's tables were built
+  tv_number_t* belief = nullptr;       // one per state
+  Clique* conflict_clique = nullptr;   // where evidence on the node was last entered
+  bool belief_wanted = false;          // to be updated by the current propagation
+  ptrdiff_t fixed_state = -1;          // the one state to which the tables are restricted, or -1
+  ptrdiff_t next_fixed_state = -1;     // the same for the propagation that is being prepared
+  tv_number_t* update = nullptr;       // finding on its way into the home clique, one per state
+  unsigned char trail_marks = 0;       // of the d-connection search; 0 outside it
+  size_t table_configuration = kNone;  // states of required instantiations in the node's table, as
+                                       // they were when the tree's tables were built
 };
 
 struct Forest {
   Domain* domain = nullptr;
-  OwnedList<Clique> cliques;       // newest first: every parent before its children
+  OwnedList<Clique> cliques;  // newest first: every parent before its children
   size_t clique_count = 0;
-  OwnedList<JunctionTree> trees;   // newest first
+  OwnedList<JunctionTree> trees;  // newest first
   size_t tree_count = 0;
-  std::vector<CompiledNode> nodes; // by node number - 1
-  size_t participants = 0;         // how many nodes take part
-  NodeList elimination_order;      // cached for the host, highest rank first
-  NodeList decision_order;         // decisions, an ancestor before its descendants
+  std::vector<CompiledNode> nodes;  // by node number - 1
+  size_t participants = 0;          // how many nodes take part
+  NodeList elimination_order;       // cached for the host, highest rank first
+  NodeList decision_order;          // decisions, an ancestor before its descendants
 
-  Block<tv_number_t> node_numbers; // the beliefs and propagated findings of all nodes
+  Block<tv_number_t> node_numbers;  // the beliefs and propagated findings of all nodes
 };
 
 inline CompiledNode& compiled(const Node& node) noexcept {

@@ -5,20 +5,66 @@
 #include <algorithm>
 
 #include "inference/materialize.h"
-#include "inference/memory_need.h"
 #include "inference/tape_cache.h"
 
 namespace tv {
 namespace {
 
-void set_members(RestrictedTable& table, const NodeList& members, float*& numbers, size_t size) {
+// How much of each list the cliques and separators of a tree need together.
+struct ListSizes {
+  size_t potentials = 0, links = 0, beliefs = 0, indexes = 0, flags = 0;
+};
+
+bool takes_potential(const Node& node) noexcept {
+  return node.category != tv_category_utility && !is_real_valued_function(node);
+}
+
+ListSizes list_sizes(const JunctionTree& tree) noexcept {
+  ListSizes sizes;
+  for (size_t c = 0; c < tree.clique_count(); ++c) {
+    const Clique& clique = *tree.cliques[c];
+    const size_t members = clique.members().size(), potentials = clique.potentials.size();
+    sizes.potentials += potentials;
+    sizes.links += clique.links.size();
+    // Counts, dimensions and findings; the strides of each potential, the positions for each link.
+    sizes.indexes += (3 + potentials + clique.links.size()) * members;
+    sizes.flags += members;
+    if (!clique.parent_separator) continue;
+    sizes.indexes += 2 * clique.parent_separator->members.size();
+    sizes.flags += clique.parent_separator->members.size();
+  }
+  sizes.beliefs = tree.nodes.size();
+  return sizes;
+}
+
+// Hands out parts of the lists of a tree, one behind the other.
+struct Parts {
+  PotentialPlan* potentials;
+  LinkPlan* links;
+  BeliefPlan* beliefs;
+  size_t* indexes;
+  unsigned char* flags;
+  float* numbers;
+
+  size_t* take_indexes(size_t count, size_t value) noexcept {
+    std::fill_n(indexes, count, value);
+    indexes += count;
+    return indexes - count;
+  }
+  unsigned char* take_flags(size_t count, unsigned char value) noexcept {
+    std::fill_n(flags, count, value);
+    flags += count;
+    return flags - count;
+  }
+};
+
+void set_members(RestrictedTable& table, const NodeList& members, Parts& parts, size_t size) noexcept {
   table.members = &members;
-  table.fixed.assign(members.size(), 2);  // neither fixed nor free: the first plan is always made
-  table.dimension_of.assign(members.size(), kNone);
-  table.counts.assign(members.size() + 1, 0);
-  table.shape.counts = table.counts.data();
-  table.numbers = numbers;
-  numbers += size;
+  table.fixed = parts.take_flags(members.size(), 2);  // neither fixed nor free: the first plan is always made
+  table.dimension_of = parts.take_indexes(members.size(), kNone);
+  table.shape.counts = parts.take_indexes(members.size(), 0);
+  table.numbers = parts.numbers;
+  parts.numbers += size;
 }
 
 // Hands out the arrays of controls; with null arrays it only counts.
@@ -32,7 +78,7 @@ struct ControlRoom {
       control.steps = steps + used;
       control.inner = nests + used;
     }
-    used += dimensions + 1;
+    used += dimensions;
   }
 };
 
@@ -48,22 +94,45 @@ void give_controls(TreeEngine& engine, ControlRoom& room) noexcept {
     for (BeliefPlan& plan : work.beliefs) room.give(plan.control, work.old.members->size());
 }
 
-void add_links(TreeEngine& engine, CliqueWork& work) {
-  const NodeList& members = *work.table.members;
-  work.links.reserve(work.clique->links.size());
-  for (const Link& link : work.clique->links) {
-    LinkPlan plan;
-    plan.member_of.reserve(members.size());
-    plan.neighbor = link.neighbor->position;
-    plan.separator = link.separator->child->position;
-    for (const Node* member : members) {
-      const size_t position = link.separator->members.position(member);
-      plan.member_of.push_back(position == link.separator->members.size() ? kNone : position);
-    }
-    work.links.push_back(std::move(plan));
+void add_potentials(CliqueWork& work, Parts& parts) noexcept {
+  const NodeList& members = work.clique->members();
+  PotentialPlan* const first = parts.potentials;
+  for (Node* node : work.clique->potentials) {
+    if (!takes_potential(*node)) continue;
+    PotentialPlan& plan = *parts.potentials++;
+    plan.node = node;
+    plan.members = &members;
+    plan.strides = parts.take_indexes(members.size(), 0);
   }
-  SeparatorWork& separator = engine.separators[work.clique->position];
-  separator.separator = work.clique->parent_separator.get();
+  work.potentials = {first, parts.potentials};
+}
+
+void add_links(CliqueWork& work, Parts& parts) noexcept {
+  const NodeList& members = work.clique->members();
+  work.links = {parts.links, work.clique->links.size()};
+  parts.links += work.links.size();
+  for (size_t l = 0; l < work.links.size(); ++l) {
+    const Link& link = work.clique->links[l];
+    LinkPlan& plan = work.links[l];
+    plan.neighbor = static_cast<uint32_t>(link.neighbor->position);
+    plan.separator = static_cast<uint32_t>(link.separator->child->position);
+    plan.member_of = parts.take_indexes(members.size(), kNone);
+    for (size_t s = 0; s < link.separator->members.size(); ++s)
+      plan.member_of[members.position(link.separator->members[s])] = s;
+  }
+}
+
+// The members of a table whose belief is read from it.
+template <class Reads>
+std::span<BeliefPlan> add_beliefs(const NodeList& members, Parts& parts, Reads reads) noexcept {
+  BeliefPlan* const first = parts.beliefs;
+  for (size_t m = 0; m < members.size(); ++m)
+    if (reads(compiled(*members[m]).belief_source)) {
+      parts.beliefs->node = members[m];
+      parts.beliefs->member = m;
+      ++parts.beliefs;
+    }
+  return {first, parts.beliefs};
 }
 
 // Each end of a separator learns which link of the other clique leads back.
@@ -76,53 +145,45 @@ void join_links(TreeEngine& engine) {
     }
   for (size_t c = 0; c < engine.cliques.size(); ++c)
     for (LinkPlan& link : engine.cliques[c].links)
-      link.back = (link.separator == c ? in_parent : in_child)[link.separator];
+      link.back = static_cast<uint32_t>((link.separator == c ? in_parent : in_child)[link.separator]);
 }
 
-void add_belief_plans(TreeEngine& engine) {
-  for (Node* node : engine.tree->nodes) {
-    const BeliefSource& source = compiled(*node).belief_source;
-    if (source.separator) {
-      SeparatorWork& work = engine.separators[source.separator->child->position];
-      work.beliefs.push_back({node, source.separator->members.position(node), {}});
-    } else {
-      CliqueWork& work = engine.cliques[source.clique->position];
-      work.beliefs.push_back({node, source.clique->members().position(node), {}});
-    }
-  }
+void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
+  Clique& clique = *engine.tree->cliques[position];
+  CliqueWork& work = engine.cliques[position];
+  work.clique = &clique;
+  set_members(work.table, clique.members(), parts, clique.table.size);
+  work.findings.members = parts.take_indexes(clique.members().size(), 0);
+  add_potentials(work, parts);
+  add_links(work, parts);
+  work.beliefs = add_beliefs(clique.members(), parts, [&](const BeliefSource& source) {
+    return !source.separator && source.clique == &clique;
+  });
+  clique.table.materialize = materialize_clique;
+  clique.table.materialize_source = &clique;
+  const Separator* separator = clique.parent_separator.get();
+  if (!separator) return;
+  SeparatorWork& between = engine.separators[position];
+  between.separator = clique.parent_separator.get();
+  set_members(between.old, separator->members, parts, separator->size);
+  between.beliefs = add_beliefs(separator->members, parts,
+                                [&](const BeliefSource& source) { return source.separator == separator; });
+  between.ratio = parts.numbers;
+  parts.numbers += separator->size;
 }
 
 void build_cliques(TreeEngine& engine) {
-  const JunctionTree& tree = *engine.tree;
-  engine.cliques.resize(tree.clique_count());
-  engine.separators.resize(tree.clique_count());
-  float* numbers = engine.numbers.data();
-  for (size_t c = 0; c < tree.clique_count(); ++c) {
-    Clique& clique = *tree.cliques[c];
-    CliqueWork& work = engine.cliques[c];
-    work.clique = &clique;
-    set_members(work.table, clique.members(), numbers, clique.table.size);
-    work.potentials.reserve(clique.potentials.size());
-    for (Node* node : clique.potentials) {
-      if (node->category == tv_category_utility || is_real_valued_function(*node)) continue;
-      PotentialPlan plan;
-      plan.node = node;
-      plan.members = &clique.members();
-      plan.strides.assign(clique.members().size(), 0);
-      work.potentials.push_back(std::move(plan));
-    }
-    work.findings.reserve(clique.members().size());
-    work.beliefs.reserve(beliefs_read_from(clique));
-    add_links(engine, work);
-    clique.table.materialize = materialize_clique;
-    clique.table.materialize_source = &clique;
-    if (const Separator* separator = clique.parent_separator.get()) {
-      set_members(engine.separators[c].old, separator->members, numbers, separator->size);
-      engine.separators[c].beliefs.reserve(beliefs_read_from(*separator));
-      engine.separators[c].ratio = numbers;
-      numbers += separator->size;
-    }
-  }
+  const ListSizes sizes = list_sizes(*engine.tree);
+  engine.cliques.resize(engine.tree->clique_count());
+  engine.separators.resize(engine.tree->clique_count());
+  engine.potential_plans.resize(sizes.potentials);
+  engine.link_plans.resize(sizes.links);
+  engine.belief_plans.resize(sizes.beliefs);
+  engine.indexes.resize(sizes.indexes);
+  engine.flags.resize(sizes.flags);
+  Parts parts = {engine.potential_plans.data(), engine.link_plans.data(), engine.belief_plans.data(),
+                 engine.indexes.data(),         engine.flags.data(),      engine.numbers.data()};
+  for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
 }
 
 void reserve_tape(TreeEngine& engine) {
@@ -174,7 +235,6 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
   build_cliques(*engine);
   join_links(*engine);
-  add_belief_plans(*engine);
   ControlRoom count;
   give_controls(*engine, count);
   engine->control_steps.resize(count.used);
@@ -183,7 +243,7 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   give_controls(*engine, room);
   make_room(*engine);
   engine->pending.reserve(tree.nodes.size());
-  engine->trail.reserve(4 * tree.nodes.size() + 2);
+  engine->trail.reserve(2 * tree.nodes.size() + 2);
   engine->kept_tapes = std::make_unique<TapeCache>();
   engine->kept_tapes->prepare(tree.nodes.size(), std::max(kLeastTapeBudget, engine->numbers.size() / 2));
   apply_fixed_states(*engine);
@@ -219,15 +279,20 @@ size_t table_entries(const JunctionTree& tree) noexcept {
 
 TapeRoom room_for_tape(const JunctionTree& tree) noexcept {
   const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
-  size_t potentials = 0, links = 0;
+  size_t potentials = 0, further_passes = 0;
   for (size_t c = 0; c < cliques; ++c) {
-    potentials += tree.cliques[c]->potentials.size() + 1;
-    links += tree.cliques[c]->links.size();
+    potentials += std::max<size_t>(tree.cliques[c]->potentials.size(), 1);
+    size_t around = 0;
+    for (const Link& link : tree.cliques[c]->links) around = size_add(around, link.separator->size);
+    if (around > kSharedTotals) further_passes += tree.cliques[c]->links.size();
   }
   TapeRoom room;
-  room.items = 5 * cliques + links + nodes + 1;
-  room.steps = 2 * potentials + 2 * links + 4 * cliques + 2 * nodes;
-  room.potential_steps = 2 * potentials;
+  // Every clique collects, is run over and hears a message; separators and nodes have beliefs.
+  room.items = 4 * cliques + nodes + further_passes;
+  // Potentials once; when collecting, updates, mass and marginal; when distributing, update and messages;
+  // then findings and beliefs.
+  room.steps = potentials + 5 * cliques + 2 * nodes;
+  room.potential_steps = potentials;
   room.findings = nodes;
   for (const Node* node : tree.nodes) room.finding_dimensions += compiled(*node).home->members().size();
   return room;

@@ -8,7 +8,9 @@
 // Everything is allocated when the domain is compiled; a propagation allocates nothing.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "compile/forest.h"
@@ -24,9 +26,8 @@ struct RestrictedTable {
   const NodeList* members = nullptr;
   float* numbers = nullptr;  // shape.size of them; room for the full table
   Shape shape;
-  std::vector<size_t> counts;        // of the shape
-  std::vector<unsigned char> fixed;  // per member: it has no dimension because its state is fixed
-  std::vector<size_t> dimension_of;  // per member: its dimension in `shape`, or kNone
+  unsigned char* fixed = nullptr;  // per member: it has no dimension because its state is fixed
+  size_t* dimension_of = nullptr;  // per member: its dimension in `shape`, or kNone
 };
 
 // A potential that is multiplied into a clique.
@@ -34,7 +35,7 @@ struct PotentialPlan {
   Node* node = nullptr;
   const NodeList* members = nullptr;  // of the clique
   size_t layout = kNone;              // of the table that `strides` were taken from; kNone: no table
-  std::vector<size_t> strides;        // per clique member, 0 where the potential lacks it
+  size_t* strides = nullptr;          // per clique member, 0 where the potential lacks it
   float uniform = 1.0f;               // every entry of a node without a table
   Control control;
 };
@@ -47,19 +48,31 @@ struct BeliefPlan {
 };
 
 struct SeparatorWork {
-  Separator* separator = nullptr;   // null for the root's place
-  RestrictedTable old;              // the marginal that both sides agree on
-  float* ratio = nullptr;           // the update that the receiver still has to multiply in
-  std::vector<BeliefPlan> beliefs;  // nodes for which this is the smallest table
+  Separator* separator = nullptr;  // null for the root's place
+  RestrictedTable old;             // the marginal that both sides agree on
+  float* ratio = nullptr;          // the update that the receiver still has to multiply in
+  std::span<BeliefPlan> beliefs;   // nodes for which this is the smallest table
 };
 
 // One end of a separator as seen from a clique.
 struct LinkPlan {
-  size_t neighbor = 0;            // position of the other clique
-  size_t back = 0;                // the link of that clique that leads here
-  size_t separator = 0;           // position of the child's clique
-  std::vector<size_t> member_of;  // per clique member: its position in the separator, or kNone
+  uint32_t neighbor = 0;        // position of the other clique
+  uint32_t back = 0;            // the link of that clique that leads here
+  uint32_t separator = 0;       // position of the child's clique
+  size_t* member_of = nullptr;  // per clique member: its position in the separator, or kNone
   Control control;
+};
+
+// Members of a clique, each at most once, in room that was given to it.
+struct MemberList {
+  size_t* members = nullptr;
+  size_t count = 0;
+
+  void push_back(size_t member) noexcept { members[count++] = member; }
+  void clear() noexcept { count = 0; }
+  bool empty() const noexcept { return count == 0; }
+  const size_t* begin() const noexcept { return members; }
+  const size_t* end() const noexcept { return members + count; }
 };
 
 struct CliqueWork {
@@ -68,11 +81,11 @@ struct CliqueWork {
   bool initialized = false;  // the table holds at least the product of the potentials
   size_t version = 0;        // grows with every change, so that the host's copy can be told stale
   size_t materialized = 0;   // the version that the host's copy shows
-  std::vector<PotentialPlan> potentials;
-  std::vector<LinkPlan> links;      // in the order of clique->links
-  std::vector<BeliefPlan> beliefs;  // nodes for which this is the smallest table
-  Control scalar;                   // meets one and the same entry everywhere
-  std::vector<size_t> findings;     // members whose update findings wait to be multiplied in
+  std::span<PotentialPlan> potentials;
+  std::span<LinkPlan> links;      // in the order of clique->links
+  std::span<BeliefPlan> beliefs;  // nodes for which this is the smallest table
+  Control scalar;                 // meets one and the same entry everywhere
+  MemberList findings;            // members whose update findings wait to be multiplied in
 };
 
 struct TreeEngine {
@@ -86,6 +99,11 @@ struct TreeEngine {
   Block<float> numbers;                   // all tables and ratios
   Block<double> totals;                   // marginals on their way into separators
   Block<double> belief_totals;
+  std::vector<PotentialPlan> potential_plans;  // of all cliques, and so on: small networks are made of small
+  std::vector<LinkPlan> link_plans;            // lists, which cost more to allocate than to fill
+  std::vector<BeliefPlan> belief_plans;
+  std::vector<size_t> indexes;  // counts of shapes, strides, positions
+  std::vector<unsigned char> flags;
   std::vector<size_t> control_steps;  // the arrays of all controls
   std::vector<Dimension> control_nests;
 

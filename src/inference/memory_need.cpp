@@ -59,14 +59,14 @@ struct Extents {
   size_t separator_size = 1;  // of the largest separator
   size_t separators_sum = 1;  // of all separators around one clique
   size_t belief_states = 1;   // of all beliefs that one table gives
-  size_t controls = 0;        // dimensions of all controls, one more for each
+  size_t controls = 0;        // dimensions of all controls
 };
 
 void add_restricted_table(Bytes& bytes, const NodeList& members, size_t size, size_t cg_size) noexcept {
   bytes.add<float>(size);
   bytes.add<double>(size_multiply(size, cg_size));
-  bytes.add<unsigned char>(members.size());   // fixed
-  bytes.add<size_t>(2 * members.size() + 1);  // the dimensions and their counts
+  bytes.add<unsigned char>(members.size());  // fixed
+  bytes.add<size_t>(2 * members.size());     // the dimensions and their counts
 }
 
 void add_separator(Bytes& bytes, Extents& extents, const Separator& separator) noexcept {
@@ -75,7 +75,7 @@ void add_separator(Bytes& bytes, Extents& extents, const Separator& separator) n
   const Beliefs beliefs = beliefs_of(separator);
   bytes.add<BeliefPlan>(beliefs.count);
   extents.belief_states = std::max(extents.belief_states, beliefs.states);
-  extents.controls += beliefs.count * (separator.members.size() + 1);
+  extents.controls += beliefs.count * separator.members.size();
 }
 
 void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
@@ -96,7 +96,7 @@ void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
   }
   extents.separators_sum = std::max(extents.separators_sum, around);
   extents.belief_states = std::max(extents.belief_states, beliefs.states);
-  extents.controls += (potentials + links + beliefs.count + 1) * (members + 1);
+  extents.controls += (potentials + links + beliefs.count + 1) * members;
 }
 
 void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
@@ -119,16 +119,13 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<Dimension>(room.finding_dimensions);
   bytes.add<size_t>(2 * cliques);  // order, reached_by
   bytes.add<unsigned char>(cliques);
-  bytes.add<Node*>(5 * tree.nodes.size() + 2);  // pending, trail
+  bytes.add<Node*>(3 * tree.nodes.size() + 2);  // pending, trail
   bytes.add<TapeCache>(1);
   bytes.add<unsigned char>(tree.nodes.size() + 1);  // its pattern
   for (const Node* node : tree.nodes) bytes.add<tv_number_t>(size_multiply(node->number_of_states, 3));
 }
 
 }  // namespace
-
-size_t beliefs_read_from(const Clique& clique) noexcept { return beliefs_of(clique).count; }
-size_t beliefs_read_from(const Separator& separator) noexcept { return beliefs_of(separator).count; }
 
 size_t memory_needed(const Domain& domain) noexcept {
   Bytes bytes;

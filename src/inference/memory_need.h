@@ -5,10 +5,6 @@
 
 namespace tv {
 
-// How many nodes have their belief read from the table of a clique, or from that of a separator.
-size_t beliefs_read_from(const Clique& clique) noexcept;
-size_t beliefs_read_from(const Separator& separator) noexcept;
-
 // Bytes that `create_engines` allocates for a triangulated domain; kHugeSize when that does not fit.
 size_t memory_needed(const Domain& domain) noexcept;
 

@@ -53,7 +53,7 @@ class Planner {
     for (const LinkPlan& link : work.links)
       if (leads_away(link) && !engine_.silent[link.neighbor]) return false;
     size_t own = 0;
-    for (size_t m = 0; m < towards_root.member_of.size(); ++m) {
+    for (size_t m = 0; m < work.table.members->size(); ++m) {
       if (towards_root.member_of[m] != kNone) continue;
       const CompiledNode& data = compiled(*(*work.table.members)[m]);
       if (data.assigned != work.clique || data.propagated_state != kNoEvidence) return false;
@@ -166,7 +166,7 @@ class Planner {
   }
 
   // The steps for the wanted beliefs of a table; how many totals they need.
-  size_t add_belief_steps(const std::vector<BeliefPlan>& plans) noexcept {
+  size_t add_belief_steps(std::span<const BeliefPlan> plans) noexcept {
     size_t used = 0;
     for (const BeliefPlan& plan : plans) {
       const CompiledNode& data = compiled(*plan.node);
@@ -178,7 +178,7 @@ class Planner {
     return used;
   }
 
-  void add_belief_items(const RestrictedTable& table, const std::vector<BeliefPlan>& plans) noexcept {
+  void add_belief_items(const RestrictedTable& table, std::span<const BeliefPlan> plans) noexcept {
     size_t used = 0;
     for (const BeliefPlan& plan : plans) {
       const CompiledNode& data = compiled(*plan.node);

@@ -60,8 +60,10 @@ size_t configuration_of_required(const Node& node) noexcept {
     const size_t state = member->entered.state >= 0 ? static_cast<size_t>(member->entered.state) : 0;
     index = (index == kNone ? 0 : index * member->number_of_states) + state;
   };
-  if (!node.table) take_in(&node);  // it counts as uniform
-  else for (const Node* member : node.table->nodes) take_in(member);
+  if (!node.table)
+    take_in(&node);  // it counts as uniform
+  else
+    for (const Node* member : node.table->nodes) take_in(member);
   return index;
 }
 
@@ -165,8 +167,8 @@ void _tv_node_touch_table(Node& node) noexcept {
 namespace {
 
 bool holds_initial_tables(const JunctionTree& tree) noexcept {
-  return tree.equilibrium == tv_equilibrium_sum && tree.mode == tv_evidence_normal && !tree.evidence_propagated &&
-         !tree.tables_touched;
+  return tree.equilibrium == tv_equilibrium_sum && tree.mode == tv_evidence_normal &&
+         !tree.evidence_propagated && !tree.tables_touched;
 }
 
 tv_status_t save_domain_to_memory(Domain& domain) {

@@ -56,12 +56,12 @@ void restrict_table(RestrictedTable& table, bool has_numbers) noexcept {
   set_shape(table);
 }
 
-void plan_beliefs(std::vector<BeliefPlan>& plans, const RestrictedTable& table) noexcept {
+void plan_beliefs(std::span<BeliefPlan> plans, const RestrictedTable& table) noexcept {
   for (BeliefPlan& plan : plans) plan_member(plan.control, table, plan.member);
 }
 
 void plan_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
-  for (size_t m = 0; m < plan.strides.size(); ++m)
+  for (size_t m = 0; m < plan.members->size(); ++m)
     if (const size_t d = work.table.dimension_of[m]; d != kNone) plan.control.steps[d] = plan.strides[m];
   finish_control(plan.control, work.table.shape);
 }
@@ -70,7 +70,7 @@ void plan_link(CliqueWork& work, LinkPlan& link, const SeparatorWork& separator)
   const RestrictedTable& other = separator.old;
   size_t strides[64], stride = 1;
   for (size_t d = other.shape.dimensions; d-- > 0; stride *= other.shape.counts[d]) strides[d] = stride;
-  for (size_t m = 0; m < link.member_of.size(); ++m) {
+  for (size_t m = 0; m < work.table.members->size(); ++m) {
     const size_t d = work.table.dimension_of[m];
     if (d == kNone) continue;
     const size_t there = link.member_of[m];
@@ -112,7 +112,7 @@ bool refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
   plan.uniform = 1.0f / static_cast<float>(plan.node->number_of_states);
   if (layout == plan.layout) return false;
   plan.layout = layout;
-  std::fill(plan.strides.begin(), plan.strides.end(), 0);
+  std::fill_n(plan.strides, plan.members->size(), 0);
   if (table) {
     size_t stride = 1;
     for (size_t i = table->discrete_count; i-- > 0; stride *= table->nodes[i]->number_of_states)
@@ -124,7 +124,7 @@ bool refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
 
 size_t fixed_offset(const PotentialPlan& plan) noexcept {
   size_t offset = 0;
-  for (size_t m = 0; m < plan.strides.size(); ++m) {
+  for (size_t m = 0; m < plan.members->size(); ++m) {
     if (plan.strides[m] == 0) continue;
     const ptrdiff_t state = compiled(*(*plan.members)[m]).fixed_state;
     if (state > 0) offset += plan.strides[m] * static_cast<size_t>(state);

@@ -23,10 +23,6 @@ void run_block(const Kernels& kernels, const Step& step, float* table, size_t of
       return kernels.sum(nest, count, table, step.target + offset);
     case Operation::max:
       return kernels.max(nest, count, table, step.target + offset);
-    case Operation::weighted_sum:
-      return kernels.weighted_sum(nest, count, table, step.target + offset, step.weight);
-    case Operation::weighted_max:
-      return kernels.weighted_max(nest, count, table, step.target + offset, step.weight);
   }
 }
 

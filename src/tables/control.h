@@ -62,14 +62,13 @@ struct OwnControl : Control {
   std::vector<Dimension> inner_array;
 };
 
-enum class Operation { assign, multiply, sum, max, weighted_sum, weighted_max };
+enum class Operation { assign, multiply, sum, max };
 
 struct Step {
   Operation operation;
   const Control* control;
   const float* operand = nullptr;  // of assign and multiply
   double* target = nullptr;        // of the sums and maxima, which are accumulated into it
-  double weight = 1.0;
 };
 
 // The largest number of leading dimensions that all targets of `steps` have, and their product: the
