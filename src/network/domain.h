@@ -51,7 +51,7 @@ struct tv_domain_s {
   tv::RandomGenerator random;
 
   // Settings of compilation.
-  size_t memory_limit = 0;             // bytes; 0: no limit
+  size_t memory_limit = 0;              // bytes; 0: no limit
   size_t max_number_of_separators = 0;  // 0: no limit
   size_t max_separator_size = 0;        // 0: no limit
   tv::NodeList initial_triangulation;
