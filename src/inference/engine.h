@@ -108,7 +108,6 @@ struct TreeEngine {
   std::vector<Dimension> control_nests;
 
   // The schedule of one propagation: marked cliques from the root outwards.
-  size_t smallest = 0;  // the root when every clique takes part
   std::vector<size_t> order;
   std::vector<size_t> reached_by;     // by clique: its link towards the root; kNone for the root and
                                       // for cliques that take no part
