@@ -2,6 +2,11 @@
 
 #include "tables/kernels.h"
 
+#if !defined(__clang__)  // the vectors that its header leaves undefined on purpose
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+#include <immintrin.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -20,19 +25,25 @@
 namespace tv {
 
 namespace baseline {
+#include "tables/kernel_rows.h"
+#include "tables/kernel_rows_plain.h"
 #include "tables/kernels_body.h"
-}
+}  // namespace baseline
 
 TV_BEGIN_TARGET("avx2")
 namespace avx2 {
+#include "tables/kernel_rows.h"
+#include "tables/kernel_rows_plain.h"
 #include "tables/kernels_body.h"
-}
+}  // namespace avx2
 TV_END_TARGET
 
 TV_BEGIN_TARGET("avx512f,avx512dq,avx512vl,avx512bw")
 namespace avx512 {
+#include "tables/kernel_rows.h"
+#include "tables/kernel_rows_avx512.h"
 #include "tables/kernels_body.h"
-}
+}  // namespace avx512
 TV_END_TARGET
 
 namespace {

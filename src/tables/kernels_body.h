@@ -1,176 +1,30 @@
-// The loops behind kernels.h, compiled once per instruction set by kernels.cpp. No includes and no
-// library calls here: an inline function compiled for a newer instruction set must never become the
+// The loops behind kernels.h, compiled once per instruction set by kernels.cpp, after the rows. No includes
+// and no library calls here: an inline function compiled for a newer instruction set must never become the
 // copy that the linker keeps.
 //
 // A nest is run as: an odometer over its outer dimensions, and three inner dimensions in one
 // function. Short innermost dimensions (2 to 8 states, the common case) have their count as a
-// template argument, so that the compiler turns whole blocks into vector code.
+// template argument, so that whole blocks of them fill vectors.
 
-constexpr size_t kLanes = 16;     // accumulators of a long sum
-constexpr size_t kBlockRows = 8;  // rows of short inner dimensions summed side by side
-
-inline double sum_of(const float* x, size_t n) {
-  double total = 0.0;
-  if (n >= 2 * kLanes) {
-    double lane[kLanes];
-    for (size_t l = 0; l < kLanes; ++l) lane[l] = 0.0;
-    for (; n >= kLanes; n -= kLanes, x += kLanes)
-      for (size_t l = 0; l < kLanes; ++l) lane[l] += static_cast<double>(x[l]);
-    for (size_t width = kLanes / 2; width > 0; width /= 2)
-      for (size_t l = 0; l < width; ++l) lane[l] += lane[l + width];
-    total = lane[0];
-  }
-  for (size_t j = 0; j < n; ++j) total += static_cast<double>(x[j]);
-  return total;
-}
-
-inline float larger(float a, float b) { return a < b ? b : a; }
-
-inline float max_of(const float* x, size_t n) {
-  if (n < kLanes) {
-    float found = x[0];
-    for (size_t l = 1; l < n; ++l) found = larger(found, x[l]);
-    return found;
-  }
-  float lane[kLanes];
-  for (size_t l = 0; l < kLanes; ++l) lane[l] = x[0];
-  for (; n >= kLanes; n -= kLanes, x += kLanes)
-    for (size_t l = 0; l < kLanes; ++l) lane[l] = larger(lane[l], x[l]);
-  for (size_t l = 0; l < n; ++l) lane[l] = larger(lane[l], x[l]);
-  for (size_t width = kLanes / 2; width > 0; width /= 2)
-    for (size_t l = 0; l < width; ++l) lane[l] = larger(lane[l], lane[l + width]);
-  return lane[0];
-}
-
-// An operation says what happens to one pair of entries and what to do with rows: `vector` rows run
-// along both tables, `scalar` rows meet one entry of the other table.
-struct Assign {
-  using TableEntry = float;
-  using OtherEntry = const float;
-  void one(float& x, const float& y) const { x = y; }
-  void vector(float* x, const float* y, size_t n) const {
-    for (size_t j = 0; j < n; ++j) x[j] = y[j];
-  }
-  void scalar(float* x, const float& y, size_t n) const {
-    const float v = y;
-    for (size_t j = 0; j < n; ++j) x[j] = v;
-  }
-};
-
-struct Multiply {
-  using TableEntry = float;
-  using OtherEntry = const float;
-  void one(float& x, const float& y) const { x *= y; }
-  void vector(float* x, const float* y, size_t n) const {
-    for (size_t j = 0; j < n; ++j) x[j] *= y[j];
-  }
-  void scalar(float* x, const float& y, size_t n) const {
-    const float v = y;
-    for (size_t j = 0; j < n; ++j) x[j] *= v;
-  }
-};
-
-struct Sum {
-  using TableEntry = const float;
-  using OtherEntry = double;
-  void one(const float& x, double& y) const { y += static_cast<double>(x); }
-  void vector(const float* x, double* y, size_t n) const {
-    for (size_t j = 0; j < n; ++j) y[j] += static_cast<double>(x[j]);
-  }
-  void scalar(const float* x, double& y, size_t n) const { y += sum_of(x, n); }
-};
-
-struct WeightedSum {
-  using TableEntry = const float;
-  using OtherEntry = double;
-  double weight;
-  void one(const float& x, double& y) const { y += weight * static_cast<double>(x); }
-  void vector(const float* x, double* y, size_t n) const {
-    for (size_t j = 0; j < n; ++j) y[j] += weight * static_cast<double>(x[j]);
-  }
-  void scalar(const float* x, double& y, size_t n) const { y += weight * sum_of(x, n); }
-};
-
-struct Max {
-  using TableEntry = const float;
-  using OtherEntry = double;
-  static double larger_of(double a, double b) { return a < b ? b : a; }
-  void one(const float& x, double& y) const { y = larger_of(y, static_cast<double>(x)); }
-  void vector(const float* x, double* y, size_t n) const {
-    for (size_t j = 0; j < n; ++j) one(x[j], y[j]);
-  }
-  void scalar(const float* x, double& y, size_t n) const { one(max_of(x, n), y); }
-};
-
-struct WeightedMax {
-  using TableEntry = const float;
-  using OtherEntry = double;
-  double weight;
-  void one(const float& x, double& y) const { y = Max::larger_of(y, weight * static_cast<double>(x)); }
-  void vector(const float* x, double* y, size_t n) const {
-    for (size_t j = 0; j < n; ++j) one(x[j], y[j]);
-  }
-  void scalar(const float* x, double& y, size_t n) const { one(max_of(x, n), y); }
-};
-
-// Rows of N contiguous entries that meet N contiguous entries of the other table (Along) or one.
-template <size_t N, bool Along, class Op>
-inline void short_rows(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t n,
-                       size_t stride, size_t stride2) {
-  for (size_t i = 0; i < n; ++i, x += stride, y += stride2)
-    for (size_t j = 0; j < N; ++j) op.one(x[j], y[Along ? j : 0]);
-}
-
-// Summing N short columns down many contiguous rows: blocks of rows are added side by side, so that
-// the vectors are full however small N is.
 template <size_t N>
-inline void sum_columns(const float* x, double* y, size_t rows) {
-  double lane[N * kBlockRows];
-  for (size_t l = 0; l < N * kBlockRows; ++l) lane[l] = 0.0;
-  for (; rows >= kBlockRows; rows -= kBlockRows, x += N * kBlockRows)
-    for (size_t l = 0; l < N * kBlockRows; ++l) lane[l] += static_cast<double>(x[l]);
-  for (size_t l = 0; l < rows * N; ++l) lane[l] += static_cast<double>(x[l]);
-  for (size_t width = kBlockRows / 2; width > 0; width /= 2)
-    for (size_t l = 0; l < N * width; ++l) lane[l] += lane[l + N * width];
-  for (size_t j = 0; j < N; ++j) y[j] += lane[j];
+bool repeats(const Dimension& middle) {
+  return middle.stride2 == 0 && middle.stride == N && middle.count >= kBlockRows;
 }
 
-// The sum of each short contiguous row, rows one behind the other.
-template <size_t N>
-inline void sum_short_rows(const float* x, double* y, size_t n, size_t stride2) {
-  for (size_t i = 0; i < n; ++i) {
-    double total = static_cast<double>(x[i * N]);
-    for (size_t j = 1; j < N; ++j) total += static_cast<double>(x[i * N + j]);
-    y[i * stride2] += total;
-  }
-}
-
-// One short vector repeated over many contiguous rows.
 template <size_t N, class Op>
-inline void repeat_vector(const Op& op, float* x, const float* y, size_t rows) {
-  float pattern[N * kBlockRows];
-  for (size_t r = 0; r < kBlockRows; ++r)
-    for (size_t j = 0; j < N; ++j) pattern[r * N + j] = y[j];
-  for (; rows >= kBlockRows; rows -= kBlockRows, x += N * kBlockRows)
-    for (size_t l = 0; l < N * kBlockRows; ++l) op.one(x[l], pattern[l]);
-  for (size_t l = 0; l < rows * N; ++l) op.one(x[l], pattern[l]);
+inline void along_block(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
+                        const Dimension& middle) {
+  short_along<N>(op, x, y, middle.count, middle.stride, middle.stride2);
 }
-
-template <size_t N, bool Along, class Op>
-inline void block(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t n,
-                  size_t stride, size_t stride2) {
-  short_rows<N, Along>(op, x, y, n, stride, stride2);
+template <size_t N>
+inline void along_block(const Sum& op, const float* x, double* y, const Dimension& middle) {
+  if (repeats<N>(middle)) return sum_columns<N>(x, y, middle.count);
+  short_along<N>(op, x, y, middle.count, middle.stride, middle.stride2);
 }
-template <size_t N, bool Along>
-inline void block(const Sum& op, const float* x, double* y, size_t n, size_t stride, size_t stride2) {
-  if (Along && stride2 == 0 && stride == N && n >= kBlockRows) return sum_columns<N>(x, y, n);
-  if (!Along && stride == N) return sum_short_rows<N>(x, y, n, stride2);
-  short_rows<N, Along>(op, x, y, n, stride, stride2);
-}
-template <size_t N, bool Along>
-inline void block(const Multiply& op, float* x, const float* y, size_t n, size_t stride, size_t stride2) {
-  if (Along && stride2 == 0 && stride == N && n >= kBlockRows) return repeat_vector<N>(op, x, y, n);
-  short_rows<N, Along>(op, x, y, n, stride, stride2);
+template <size_t N>
+inline void along_block(const Multiply& op, float* x, const float* y, const Dimension& middle) {
+  if (repeats<N>(middle)) return repeat_row<N>(op, x, y, middle.count);
+  short_along<N>(op, x, y, middle.count, middle.stride, middle.stride2);
 }
 
 template <size_t N, bool Along>
@@ -178,7 +32,10 @@ struct ShortRows {
   template <class Op>
   static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
                   const Dimension& middle, const Dimension&) {
-    block<N, Along>(op, x, y, middle.count, middle.stride, middle.stride2);
+    if (Along)
+      along_block<N>(op, x, y, middle);
+    else
+      short_spread<N>(op, x, y, middle.count, middle.stride, middle.stride2);
   }
 };
 
@@ -186,8 +43,7 @@ struct VectorRows {
   template <class Op>
   static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
                   const Dimension& middle, const Dimension& inner) {
-    for (size_t i = 0; i < middle.count; ++i, x += middle.stride, y += middle.stride2)
-      op.vector(x, y, inner.count);
+    along(op, x, y, inner.count, middle.count, middle.stride, middle.stride2);
   }
 };
 
@@ -195,8 +51,7 @@ struct ScalarRows {
   template <class Op>
   static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
                   const Dimension& middle, const Dimension& inner) {
-    for (size_t i = 0; i < middle.count; ++i, x += middle.stride, y += middle.stride2)
-      op.scalar(x, *y, inner.count);
+    spread(op, x, y, inner.count, middle.count, middle.stride, middle.stride2);
   }
 };
 

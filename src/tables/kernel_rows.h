@@ -1,0 +1,138 @@
+// What happens to pairs of entries and to rows of them, as plain loops. Like kernels_body.h it is compiled
+// once for each instruction set; an instruction set may bring faster rows of its own, with the same bits.
+
+constexpr size_t kLanes = 16;     // accumulators of a long sum
+constexpr size_t kBlockRows = 8;  // rows of short inner dimensions summed side by side
+
+// Entry j belongs to lane j modulo kLanes; the lanes are added in pairs, each time half as many.
+inline double sum_of(const float* x, size_t n) {
+  double lane[kLanes];
+  for (size_t l = 0; l < kLanes; ++l) lane[l] = 0.0;
+  for (; n >= kLanes; n -= kLanes, x += kLanes)
+    for (size_t l = 0; l < kLanes; ++l) lane[l] += static_cast<double>(x[l]);
+  for (size_t l = 0; l < n; ++l) lane[l] += static_cast<double>(x[l]);
+  for (size_t width = kLanes / 2; width > 0; width /= 2)
+    for (size_t l = 0; l < width; ++l) lane[l] += lane[l + width];
+  return lane[0];
+}
+
+inline float larger(float a, float b) { return a < b ? b : a; }
+
+inline float max_of(const float* x, size_t n) {
+  if (n < kLanes) {
+    float found = x[0];
+    for (size_t l = 1; l < n; ++l) found = larger(found, x[l]);
+    return found;
+  }
+  float lane[kLanes];
+  for (size_t l = 0; l < kLanes; ++l) lane[l] = x[0];
+  for (; n >= kLanes; n -= kLanes, x += kLanes)
+    for (size_t l = 0; l < kLanes; ++l) lane[l] = larger(lane[l], x[l]);
+  for (size_t l = 0; l < n; ++l) lane[l] = larger(lane[l], x[l]);
+  for (size_t width = kLanes / 2; width > 0; width /= 2)
+    for (size_t l = 0; l < width; ++l) lane[l] = larger(lane[l], lane[l + width]);
+  return lane[0];
+}
+
+// An operation says what happens to one pair of entries and what to do with rows: `vector` rows run
+// along both tables, `scalar` rows meet one entry of the other table.
+struct Assign {
+  using TableEntry = float;
+  using OtherEntry = const float;
+  void one(float& x, const float& y) const { x = y; }
+  void vector(float* x, const float* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) x[j] = y[j];
+  }
+  void scalar(float* x, const float& y, size_t n) const {
+    const float v = y;
+    for (size_t j = 0; j < n; ++j) x[j] = v;
+  }
+};
+
+struct Multiply {
+  using TableEntry = float;
+  using OtherEntry = const float;
+  void one(float& x, const float& y) const { x *= y; }
+  void vector(float* x, const float* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) x[j] *= y[j];
+  }
+  void scalar(float* x, const float& y, size_t n) const {
+    const float v = y;
+    for (size_t j = 0; j < n; ++j) x[j] *= v;
+  }
+};
+
+struct Sum {
+  using TableEntry = const float;
+  using OtherEntry = double;
+  void one(const float& x, double& y) const { y += static_cast<double>(x); }
+  void vector(const float* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) y[j] += static_cast<double>(x[j]);
+  }
+  void scalar(const float* x, double& y, size_t n) const { y += sum_of(x, n); }
+};
+
+struct WeightedSum {
+  using TableEntry = const float;
+  using OtherEntry = double;
+  double weight;
+  void one(const float& x, double& y) const { y += weight * static_cast<double>(x); }
+  void vector(const float* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) y[j] += weight * static_cast<double>(x[j]);
+  }
+  void scalar(const float* x, double& y, size_t n) const { y += weight * sum_of(x, n); }
+};
+
+struct Max {
+  using TableEntry = const float;
+  using OtherEntry = double;
+  static double larger_of(double a, double b) { return a < b ? b : a; }
+  void one(const float& x, double& y) const { y = larger_of(y, static_cast<double>(x)); }
+  void vector(const float* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) one(x[j], y[j]);
+  }
+  void scalar(const float* x, double& y, size_t n) const { one(max_of(x, n), y); }
+};
+
+struct WeightedMax {
+  using TableEntry = const float;
+  using OtherEntry = double;
+  double weight;
+  void one(const float& x, double& y) const { y = Max::larger_of(y, weight * static_cast<double>(x)); }
+  void vector(const float* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) one(x[j], y[j]);
+  }
+  void scalar(const float* x, double& y, size_t n) const { one(max_of(x, n), y); }
+};
+
+// ---- Rows ----
+// `rows` rows of n contiguous entries each, `stride` apart. Along: a row meets a row of the other table;
+// spread: it meets one entry. The rows and entries of the other table are `stride2` apart.
+
+template <class Op>
+inline void along(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t n, size_t rows,
+                  size_t stride, size_t stride2) {
+  for (size_t i = 0; i < rows; ++i, x += stride, y += stride2) op.vector(x, y, n);
+}
+
+template <class Op>
+inline void spread(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t n,
+                   size_t rows, size_t stride, size_t stride2) {
+  for (size_t i = 0; i < rows; ++i, x += stride, y += stride2) op.scalar(x, *y, n);
+}
+
+// ---- Rows of N entries ----
+
+template <size_t N, class Op>
+inline void short_along(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t rows,
+                        size_t stride, size_t stride2) {
+  for (size_t i = 0; i < rows; ++i, x += stride, y += stride2)
+    for (size_t j = 0; j < N; ++j) op.one(x[j], y[j]);
+}
+
+template <size_t N, class Op>
+inline void short_spread(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t rows,
+                         size_t stride, size_t stride2) {
+  for (size_t i = 0; i < rows; ++i, x += stride, y += stride2)
+    for (size_t j = 0; j < N; ++j) op.one(x[j], *y);
+}

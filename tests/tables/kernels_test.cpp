@@ -1,0 +1,89 @@
+// The loop nests against a plain walk over all entries, for every instruction set that runs here. All of them
+// must agree with each other to the last bit.
+#include "tables/kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+namespace {
+
+struct Case {
+  std::vector<tv::Dimension> nest;  // as a table would be walked
+  size_t size = 1, other_size = 1;
+};
+
+// A nest over a contiguous table whose dimensions the other table has or lacks at random, in the same order,
+// now and then with gaps between its entries.
+Case random_case(std::mt19937& random) {
+  Case made;
+  const size_t dimensions = 1 + random() % 5;
+  const bool gaps = random() % 4 == 0;
+  size_t stride = 1, stride2 = gaps ? 1 + random() % 3 : 1;
+  for (size_t d = 0; d < dimensions; ++d) {
+    const size_t limit = d == 0 ? 40 : 9;
+    const size_t count = 2 + random() % limit;
+    if (made.size * count > 6000) break;
+    const bool has = random() % 3 != 0;
+    made.nest.insert(made.nest.begin(), {count, stride, has ? stride2 : 0});
+    stride *= count;
+    made.size *= count;
+    if (has) stride2 *= count;
+  }
+  made.other_size = stride2 + 1;
+  return made;
+}
+
+template <class Each>
+void walk(const Case& made, Each each) {
+  for (size_t i = 0; i < made.size; ++i) {
+    size_t rest = i, other = 0;
+    for (size_t d = made.nest.size(); d-- > 0; rest /= made.nest[d].count)
+      other += rest % made.nest[d].count * made.nest[d].stride2;
+    each(i, other);
+  }
+}
+
+std::vector<float> random_numbers(std::mt19937& random, size_t size) {
+  std::vector<float> numbers(size);
+  for (float& number : numbers) number = random() % 5 ? static_cast<float>(random() % 10000) / 777.0f : 0.0f;
+  return numbers;
+}
+
+TEST(KernelsTest, EveryInstructionSetDoesTheSameAsAPlainWalk) {
+  std::mt19937 random(20261121);
+  for (size_t round = 0; round < 3000; ++round) {
+    const Case made = random_case(random);
+    const std::vector<float> table = random_numbers(random, made.size);
+    const std::vector<float> other = random_numbers(random, made.other_size);
+    std::vector<float> product = table, assigned = table;
+    std::vector<double> sums(made.other_size, 0.25), maxima(made.other_size, 0.25);
+    walk(made, [&](size_t i, size_t o) {
+      product[i] *= other[o];
+      assigned[i] = other[o];
+      sums[o] += static_cast<double>(table[i]);
+      maxima[o] = std::max(maxima[o], static_cast<double>(table[i]));
+    });
+    std::vector<double> first_sums;
+    for (const tv::Kernels* const* kernels = tv::available_kernels(); *kernels; ++kernels) {
+      SCOPED_TRACE((*kernels)->name);
+      std::vector<float> x = table;
+      (*kernels)->multiply(made.nest.data(), made.nest.size(), x.data(), other.data());
+      ASSERT_EQ(x, product);
+      (*kernels)->assign(made.nest.data(), made.nest.size(), x.data(), other.data());
+      ASSERT_EQ(x, assigned);
+      std::vector<double> y(made.other_size, 0.25);
+      (*kernels)->max(made.nest.data(), made.nest.size(), table.data(), y.data());
+      ASSERT_EQ(y, maxima);
+      y.assign(made.other_size, 0.25);
+      (*kernels)->sum(made.nest.data(), made.nest.size(), table.data(), y.data());
+      for (size_t o = 0; o < y.size(); ++o) ASSERT_NEAR(y[o], sums[o], 1e-9 * sums[o]);
+      if (first_sums.empty()) first_sums = y;
+      ASSERT_EQ(std::memcmp(y.data(), first_sums.data(), y.size() * sizeof(double)), 0);
+    }
+  }
+}
+
+}  // namespace
