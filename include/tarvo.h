@@ -740,8 +740,8 @@ TV_API tv_status_t tv_node_switch_parent(tv_node_t* child, tv_node_t* old_parent
  * Fails: usage - the nodes are not both chance nodes of the same kind, or no link joins them;
  * cyclic_network - another directed path leads from the parent to the child; invalid_probability_potential
  * - a table has a negative or infinite number or a distribution whose sum is zero, or the reversed
- * distribution is not defined because some configuration of its parents has probability zero. Continuous
- * nodes: fails with tv_status_error in this version.
+ * distribution is not defined because some configuration of its parents has probability zero; overflow - a
+ * number of a continuous node's new distribution is too large.
  */
 TV_API tv_status_t tv_node_reverse_edge(tv_node_t* node1, tv_node_t* node2);
 
@@ -810,6 +810,33 @@ TV_API const char* tv_node_get_label(const tv_node_t* node);
  * Fails, returning NULL: usage - a real-valued function node, which has no table.
  */
 TV_API tv_table_t* tv_node_get_table(tv_node_t* node);
+
+/**
+ * Sets the distribution of a continuous node in one configuration of its discrete parents. The node is normal
+ * around `intercept` plus the sum of each continuous parent times its coefficient, with the conditional
+ * variance, which is 0 for a node that is a linear function of its parents. A new node has intercept 0,
+ * coefficients 0 and variance 1 in every configuration. Configurations are numbered as in the node's table,
+ * whose discrete nodes are the discrete parents (convention 9); a node without any has configuration 0 only.
+ *
+ * Adding a discrete parent repeats what is set, removing one averages it over its states; removing a
+ * continuous parent drops its coefficients. The domain stays compiled, as after tv_node_touch_table.
+ *
+ * Fails: usage - not a continuous node, no such configuration, a value that is NaN or infinite, a negative
+ * variance, or `parent` is not a continuous parent of the node.
+ */
+TV_API tv_status_t tv_node_set_intercept(tv_node_t* node, size_t configuration, double value);
+/** The same for the coefficient of a continuous parent. Fails like tv_node_set_intercept. */
+TV_API tv_status_t tv_node_set_coefficient(tv_node_t* node, tv_node_t* parent, size_t configuration,
+                                           double value);
+/** The same for the conditional variance. Fails like tv_node_set_intercept. */
+TV_API tv_status_t tv_node_set_conditional_variance(tv_node_t* node, size_t configuration, double value);
+
+/** The intercept of a continuous node. Fails like tv_node_set_intercept, returning -1.0. */
+TV_API double tv_node_get_intercept(tv_node_t* node, size_t configuration);
+/** The coefficient of a continuous parent. Fails like tv_node_set_intercept, returning -1.0. */
+TV_API double tv_node_get_coefficient(tv_node_t* node, tv_node_t* parent, size_t configuration);
+/** The conditional variance of a continuous node. Fails like tv_node_set_intercept, returning -1.0. */
+TV_API double tv_node_get_conditional_variance(tv_node_t* node, size_t configuration);
 
 /**
  * The experience table of a chance node: for each configuration of its discrete parents, how many cases
@@ -1668,7 +1695,7 @@ TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes
  * space and comments, is a keyword of the language followed by white space or a brace, and otherwise as the
  * name of a file. The result is yours: tv_domain_delete.
  *
- * Its nodes and attributes stand in file order. It is not compiled. Distributions of continuous nodes, models
+ * Its nodes and attributes stand in file order. It is not compiled. Models
  * and chain potentials are not read in this version (tv_status_error), and classes are unknown (parse).
  *
  * Fails, returning NULL: io - the file could not be opened, read or closed; parse - the text breaks the

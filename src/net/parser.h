@@ -70,6 +70,12 @@ class NetParser {
   tv_status_t parse_numbers(TableText& text, size_t count);
   tv_status_t parse_open_list(TableText& text);
   tv_status_t parse_nested(TableText& text);
+  tv_status_t parse_leaf(TableText& text, bool is_nested);
+
+  // Leaves of the tables of continuous nodes (normal_parser.cpp).
+  tv_status_t parse_normal(const NodeList& continuous, std::vector<double>& block);
+  tv_status_t parse_mean(const NodeList& continuous, std::vector<double>& block);
+  tv_status_t parse_term(double sign, const NodeList& continuous, std::vector<double>& block);
 
   // Pieces that all of them share (parser.cpp).
   template <class ParseValue>

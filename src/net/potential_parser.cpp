@@ -132,7 +132,6 @@ tv_status_t NetParser::parse_data(Potential& potential) {
   if (potential.has_data) return fail("`data' attribute specified twice");
   if (is_real_valued_function(child))
     return fail("`data' attribute is not allowed for real-valued function nodes");
-  if (is_continuous(child)) return refuse("distributions of continuous nodes are not supported yet");
   potential.has_data = true;
   return parse_table(node_table_nodes(child, potential.parents), TableKind::node, child, child.table);
 }

@@ -1,12 +1,13 @@
 // The numbers of a table, nested in parentheses level by level or as one flat list. Both arrive in storage
 // order. They are collected in a block that grows with the text, so that a short text cannot claim a large
 // table; and the levels are counted instead of recursed into, so that a long list of parents cannot claim
-// a deep stack.
+// a deep stack. The leaves of a continuous node's table are regressions in place of numbers.
 
 #include <algorithm>
 #include <cstring>
 
 #include "net/parser.h"
+#include "network/node_tables.h"
 
 namespace tv {
 namespace {
@@ -14,13 +15,14 @@ namespace {
 constexpr size_t kFirstCapacity = 1024;
 
 // Numbers as they come, at most `limit` of them.
+template <class T>
 class NumberCollector {
  public:
   explicit NumberCollector(size_t limit) noexcept : limit_(limit) {}
 
   void add(double number) {
     if (count_ == block_.size()) grow();
-    block_[count_++] = static_cast<tv_number_t>(number);
+    block_[count_++] = static_cast<T>(number);
   }
   // Takes what `read(numbers, limit)` puts behind the last number, and says how many there were.
   template <class Read>
@@ -31,7 +33,7 @@ class NumberCollector {
     return added;
   }
   size_t count() const noexcept { return count_; }
-  Block<tv_number_t> take() {  // exactly as long as there are numbers
+  Block<T> take() {  // exactly as long as there are numbers
     if (block_.size() != count_) resize(count_);
     return std::move(block_);
   }
@@ -39,13 +41,13 @@ class NumberCollector {
  private:
   void grow() { resize(std::min(limit_, std::max(kFirstCapacity, size_multiply(2, count_)))); }
   void resize(size_t size) {
-    Block<tv_number_t> block;
+    Block<T> block;
     block.allocate_uninitialized(size);
-    if (count_) std::memcpy(block.data(), block_.data(), count_ * sizeof(tv_number_t));
+    if (count_) std::memcpy(block.data(), block_.data(), count_ * sizeof(T));
     block_ = std::move(block);
   }
 
-  Block<tv_number_t> block_;
+  Block<T> block_;
   size_t count_ = 0;
   size_t limit_;
 };
@@ -53,31 +55,42 @@ class NumberCollector {
 }  // namespace
 
 struct NetParser::TableText {
-  std::vector<size_t> state_counts;  // of the table's nodes; 0: not known yet
+  std::vector<size_t> state_counts;  // of the table's discrete nodes; 0: not known yet
   bool is_probability;
-  NumberCollector numbers;
+  NumberCollector<tv_number_t> numbers;
+  // Of a continuous node's table: the node and its continuous parents, and the blocks of all leaves, beside
+  // a number 1 for each.
+  NodeList continuous;
+  NumberCollector<double> blocks;
 };
 
 // Reads the data of a table over `nodes` and gives it to `owner` in `destination`.
 tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node& owner,
                                    std::unique_ptr<Table>& destination) {
   const bool is_probability = kind == TableKind::node && owner.category != tv_category_utility;
+  const NodeList discrete = discrete_nodes(nodes);
   std::vector<size_t> state_counts;
-  state_counts.reserve(nodes.size());
+  state_counts.reserve(discrete.size());
   size_t size = 1;
   bool all_known = true;
-  for (const Node* node : nodes) {
+  for (const Node* node : discrete) {
     const bool known = parsed(*node).states_known;
     state_counts.push_back(known ? node->number_of_states : 0);
     size = size_multiply(size, node->number_of_states);
     all_known &= known;
   }
-  if (size == kHugeSize) return tv_status_no_memory;
-  TableText text{std::move(state_counts), is_probability, NumberCollector(all_known ? size : kHugeSize)};
+  NodeList continuous;
+  for (Node* node : nodes)
+    if (is_continuous(*node)) continuous.push_back(node);
+  const size_t limit = all_known ? size : kHugeSize;
+  const size_t block_limit = size_multiply(limit, cg_size_for(continuous.size()));
+  if (size == kHugeSize || (all_known && block_limit == kHugeSize)) return tv_status_no_memory;
+  TableText text{std::move(state_counts), is_probability, NumberCollector<tv_number_t>(limit),
+                 std::move(continuous), NumberCollector<double>(block_limit)};
   if (tv_status_t status = parse_table_text(text, size)) return status;
 
-  for (size_t i = 0; i < nodes.size(); ++i) {
-    Node& node = *nodes[i];
+  for (size_t i = 0; i < discrete.size(); ++i) {
+    Node& node = *discrete[i];
     const size_t count = text.state_counts[i] ? text.state_counts[i] : node.number_of_states;
     if (count != node.number_of_states)
       if (tv_status_t status = set_number_of_states(node, count)) return status;
@@ -85,7 +98,10 @@ tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node& 
   }
   std::unique_ptr<Table> table = new_table(domain_, kind, &owner);
   set_table_nodes(*table, nodes);
+  for (size_t i = 0; i < table->continuous_count; ++i)
+    table->tail_marks[i] = table->nodes[table->discrete_count + i] != &owner;
   table->data = text.numbers.take();
+  table->cg_data = text.blocks.take();
   destination = std::move(table);
   return tv_status_none;
 }
@@ -108,17 +124,33 @@ tv_status_t NetParser::parse_numbers(TableText& text, size_t count) {
   while (count > 0) {
     count -= read_plain_numbers(text, count);
     if (count == 0) break;
-    double number;
-    if (!lexer_.read_number(number)) return fail("number expected");
-    if (number < 0 && text.is_probability) return fail("<number> must be nonnegative");
-    text.numbers.add(number);
+    if (tv_status_t status = parse_leaf(text, false)) return status;
     --count;
   }
   return tv_status_none;
 }
 
+// The two forms differ in what they say of a negative probability.
+tv_status_t NetParser::parse_leaf(TableText& text, bool is_nested) {
+  double number = 1;
+  if (text.continuous.empty()) {
+    if (!lexer_.read_number(number)) return fail("number expected");
+    if (number < 0 && text.is_probability) {
+      if (!is_nested) return fail("<number> must be nonnegative");
+      lexer_.report_warning("warning: negative value in probability potential");
+    }
+  } else {
+    std::vector<double> block(cg_size_for(text.continuous.size()), 0.0);
+    if (tv_status_t status = parse_normal(text.continuous, block)) return status;
+    for (const double entry : block) text.blocks.add(entry);
+  }
+  text.numbers.add(number);
+  return tv_status_none;
+}
+
 // Hands back how many numbers came the fast way.
 size_t NetParser::read_plain_numbers(TableText& text, size_t limit) {
+  if (!text.continuous.empty()) return 0;
   return text.numbers.add_some(
       limit, [&](tv_number_t* numbers, size_t count) { return lexer_.read_numbers(numbers, count); });
 }
@@ -150,11 +182,7 @@ tv_status_t NetParser::parse_nested(TableText& text) {
     } else if (const size_t plain = state_count ? read_plain_numbers(text, state_count - count) : 0) {
       count += plain;
     } else {
-      double number;
-      if (!lexer_.read_number(number)) return fail("number expected");
-      if (number < 0 && text.is_probability)
-        lexer_.report_warning("warning: negative value in probability potential");
-      text.numbers.add(number);
+      if (tv_status_t status = parse_leaf(text, true)) return status;
       ++count;
     }
   }

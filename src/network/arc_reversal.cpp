@@ -8,6 +8,7 @@
 #include "network/link_changes.h"
 #include "network/links.h"
 #include "network/node_tables.h"
+#include "network/reverse_regressions.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -51,6 +52,12 @@ tv_status_t reverse_tables(TableChanges& changes, Node& x, Node& y, const NodeLi
   std::unique_ptr<Table> joint = default_node_table(x, x_parents);
   std::unique_ptr<Table> y_given_rest = default_node_table(y, y_parents);
   if (!has_data(*joint) || !has_data(*y_given_rest)) return store_status(tv_status_no_memory);
+  if (is_continuous(x)) {
+    if ((status = reverse_regressions(x, y, *x_table, *y_table, *joint, *y_given_rest))) return status;
+    changes.set_node_table(x, std::move(joint));
+    changes.set_node_table(y, std::move(y_given_rest));
+    return tv_status_none;
+  }
   if ((status = extend_table(*x_table, *joint))) return status;
   if ((status = multiply_table(*joint, *y_table))) return status;
   if ((status = sum_marginalize_table(*joint, *y_given_rest))) return status;
@@ -65,7 +72,6 @@ tv_status_t reverse_link(Node& x, Node& y) {
   const std::vector<Node*> below_x = reachable_nodes(x, {&x, &y});
   if (std::find(below_x.begin(), below_x.end(), &y) != below_x.end())
     return store_status(tv_status_cyclic_network);
-  if (is_continuous(x)) return store_status(tv_status_error);  // needs the complement of CG potentials
 
   std::vector<Node*> x_gains = missing_parents(x, y);
   const std::vector<Node*> y_gains = missing_parents(y, x);

@@ -20,7 +20,10 @@ const char kNet[] =
     "net { node_size = (80 40); }\n"
     "node a { states = (\"yes\" \"no\"); label = \"first\"; }\n"
     "node b { states = (\"low\" \"mid\" \"high\"); position = (10 20); }\n"
+    "continuous node x {}\n"
+    "continuous node y {}\n"
     "potential (a) { data = (0.25 0.75); }\n"
+    "potential (y | a x) { data = (normal (1, 2) normal (3 * x, 0)); }\n"
     "potential (b | a) { data = ((0.5 0.25 0.25)(0.125 0.125 0.75)); }\n";
 
 // A small network and whatever a call returned. Results are looked at and released after the fault.
@@ -70,6 +73,7 @@ struct World {
   std::unique_ptr<std::FILE, Close> net_stream;
   DomainOwner domain, made;
   tv_node_t *a, *b, *c, *d, *alone;
+  tv_node_t *x = nullptr, *y = nullptr;  // continuous
   TableOwner table;
   tv_table_t* owned_table = nullptr;
   tv_node_t* node = nullptr;
@@ -128,6 +132,24 @@ void saved(World& w) {
   compiled(w);
   tv_domain_save_to_memory(w.domain.get());
   touched(w);
+}
+
+void continuous(World& w) {
+  for (tv_node_t** node : {&w.x, &w.y}) {
+    *node = tv_domain_new_node(w.domain.get(), tv_category_chance, tv_kind_continuous);
+    tv_node_add_parent(*node, w.a);
+  }
+  tv_node_add_parent(w.y, w.x);
+  tv_node_add_parent(w.y, w.c);
+}
+
+void with_regressions(World& w) {
+  continuous(w);
+  for (size_t i = 0; i < 4; ++i) {
+    tv_node_set_intercept(w.y, i, static_cast<double>(i));
+    tv_node_set_coefficient(w.y, w.x, i, 0.5);
+    tv_node_set_conditional_variance(w.y, i, 1.0);
+  }
 }
 
 struct Case {
@@ -204,6 +226,18 @@ const Case kCases[] = {
     {"tv_node_switch_parent", with_values, [](World& w) { tv_node_switch_parent(w.d, w.c, w.alone); }},
     {"tv_node_reverse_edge", plain, [](World& w) { tv_node_reverse_edge(w.b, w.d); }},
     {"tv_node_reverse_edge", compiled, [](World& w) { tv_node_reverse_edge(w.c, w.d); }},
+    {"tv_node_reverse_edge", with_regressions, [](World& w) { tv_node_reverse_edge(w.x, w.y); }},
+    {"tv_node_remove_parent", with_regressions, [](World& w) { tv_node_remove_parent(w.y, w.c); }},
+    {"tv_domain_clone", with_regressions, [](World& w) { w.made.reset(tv_domain_clone(w.domain.get())); }},
+    {"tv_node_set_intercept", continuous, [](World& w) { tv_node_set_intercept(w.y, 1, 2.0); }},
+    {"tv_node_set_coefficient", continuous, [](World& w) { tv_node_set_coefficient(w.y, w.x, 1, 2.0); }},
+    {"tv_node_set_conditional_variance", continuous,
+     [](World& w) { tv_node_set_conditional_variance(w.y, 1, 2.0); }},
+    {"tv_node_get_intercept", continuous, [](World& w) { w.number = tv_node_get_intercept(w.y, 1); }},
+    {"tv_node_get_coefficient", continuous,
+     [](World& w) { w.number = tv_node_get_coefficient(w.y, w.x, 1); }},
+    {"tv_node_get_conditional_variance", continuous,
+     [](World& w) { w.number = tv_node_get_conditional_variance(w.y, 1); }},
     {"tv_node_get_ancestors", plain, [](World& w) { w.list.reset(tv_node_get_ancestors(w.d)); }},
     {"tv_node_get_descendants", plain, [](World& w) { w.list.reset(tv_node_get_descendants(w.a)); }},
     {"tv_node_get_table", plain, [](World& w) { w.owned_table = tv_node_get_table(w.c); }},

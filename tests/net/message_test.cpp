@@ -200,10 +200,44 @@ TEST(Messages, OfFields) {
   const Case continuous[] = {
       {"(X) { model_nodes =^ (); }", "models cannot be specified for CG nodes"},
       {"(X) { fading =^ 1; }", "fading data can only be specified for discrete chance nodes"},
-      {"(X | A) { data =^ (normal (0, 1)); }", "distributions of continuous nodes are not supported yet",
-       tv_status_error},
   };
   for (const Case& test : continuous) expect_message(kContinuous + "potential ", test);
+}
+
+TEST(Messages, OfNormalLeaves) {
+  const std::string term = "<number> or <node name> expected in mean value expression";
+  const std::string variance = "variance (a nonnegative <number>) expected";
+  const std::string large = "1" + std::string(308, '0');
+  const std::string huge = "(X) { data = normal (" + large + " + " + large + ",^ 1); }";
+  const std::string overflow = api_error(tv_status_overflow);
+  const Case cases[] = {
+      {"(X) { data = 1^", "the keyword `normal' was expected"},
+      {"(X) { data = gauss^", "the keyword `normal' was expected"},
+      {"(X) { data = normal 1^", "`(' expected"},
+      {"(X) { data = normal ()^", term.c_str()},
+      {"(X) { data = normal (,^ 1)", term.c_str()},
+      {"(X | Y) { data = normal (1 +\n,^ 1)", term.c_str()},
+      {"(X | Y) { data = normal (2 * 3^, 1)", term.c_str()},
+      {"(X | Y) { data = normal (Y *^ 3, 1)", "expected one of: ,+-"},
+      {"(X | Y) { data = normal (2 Y^, 1)", "expected one of: ,+-"},
+      {"(X | Y) { data = normal (1 2^, 1)", "expected one of: ,+-"},
+      {"(X | Y) { data = normal (1)^; }", "expected one of: ,+-"},
+      {"(X | A Y) { data = (normal (2 * A^, 1)", "node `A' is not part of the table"},
+      {"(X | Y) { data = normal (X^, 1)", "node `X' is not part of the table"},
+      {"(X | Y) { data = normal (1 - nobody^, 1)", "node `nobody' is not part of the table"},
+      {"(X | Y) { data = normal (Y, Y^)", variance.c_str()},
+      {"(X | Y) { data = normal (Y, )^", variance.c_str()},
+      {"(X | Y) { data = normal (Y, -1^)", "variance must be nonnegative"},
+      {"(X | Y) { data = normal (Y, 1;^", "`)' expected"},
+      {"(X | Y) { data = (normal (Y, 1) normal^ (Y, 1)); }", "`)' expected"},
+      {"(X | A) { data = normal^ (0, 1); }", "`(' expected"},
+      {"(X | A) { data = (normal (0, 1))^; }", "the keyword `normal' was expected"},
+      {"(X | A) { data = ((^normal (0, 1)", "the keyword `normal' was expected"},
+      {"(Z | A B) { data = ((normal (0, 1))^; }", "the keyword `normal' was expected"},
+      {huge.c_str(), overflow.c_str(), tv_status_overflow},
+  };
+  const std::string more = "node B { states = (\"x\" \"y\"); } continuous node Z {}\n";
+  for (const Case& test : cases) expect_message(kContinuous + more + "potential ", test);
 }
 
 TEST(Messages, OfTableData) {

@@ -192,6 +192,46 @@ TEST(Parse, ReadsExperienceAndFading) {
   EXPECT_EQ(0, tv_node_has_fading_table(node(parsed, "C")));
 }
 
+// Intercept, variance, and the coefficients in parent order.
+std::vector<double> regression(const Parsed& parsed, const char* name, size_t configuration) {
+  tv_node_t* const child = node(parsed, name);
+  std::vector<double> result{tv_node_get_intercept(child, configuration),
+                             tv_node_get_conditional_variance(child, configuration)};
+  for (tv_node_t** parent = tv_node_get_parents(child); *parent; ++parent)
+    if (tv_node_get_kind(*parent) == tv_kind_continuous)
+      result.push_back(tv_node_get_coefficient(child, *parent, configuration));
+  return result;
+}
+
+TEST(Parse, ReadsRegressionsOfContinuousNodes) {
+  using Regression = std::vector<double>;
+  const Parsed parsed = parse(
+      "node A { states = (\"\" \"\"); } node B {} continuous node X {} continuous node Y {}\n"
+      "continuous node Z {} continuous node V {} continuous node W {}\n"
+      "potential (X) { data = normal ( 1.5, 0 ); }\n"
+      "potential (Y | X) { data = ( normal ( -X, 1 ) ); }\n"
+      "potential (Z | A X Y) { data = ( normal ( 2 - 0.5 * X + Y, 0 )  % a comment\n"
+      "    normal ( -1 + 2*X -3*Y - 4 +5 * X+-1, 2.5e-3 ) ); }\n"
+      "potential (V | B A X) { data = ((normal(0,1) normal(1,1)) (normal(X,2) normal(-2*X,3))\n"
+      "    (normal(0 * X, 4) normal(+ X - X, 5))); experience = (1 2 3 4 5 6); }\n"
+      "potential (W | A B) { data = (normal(0,0) normal(1,1) normal(2,2) normal(3,3) normal(4,4) "
+      "normal(5,5)); }\n");
+  ASSERT_NE(nullptr, parsed.domain) << parsed.messages.front();
+  EXPECT_EQ((Regression{1.5, 0}), regression(parsed, "X", 0));
+  EXPECT_EQ((Regression{0, 1, -1}), regression(parsed, "Y", 0));
+  EXPECT_EQ((Regression{2, 0, -0.5, 1}), regression(parsed, "Z", 0));
+  EXPECT_EQ((Regression{-6, 2.5e-3, 7, -3}), regression(parsed, "Z", 1));
+  EXPECT_EQ(3u, tv_node_get_number_of_states(node(parsed, "B")));  // counted in the table
+  EXPECT_EQ((Regression{1, 1, 0}), regression(parsed, "V", 1));
+  EXPECT_EQ((Regression{0, 3, -2}), regression(parsed, "V", 3));
+  EXPECT_EQ((Regression{0, 5, 0}), regression(parsed, "V", 5));
+  EXPECT_EQ((Regression{4, 4}), regression(parsed, "W", 4));
+  EXPECT_EQ("B A V X", names(tv_table_get_nodes(tv_node_get_table(node(parsed, "V")))));
+  EXPECT_EQ((Numbers{1, 1, 1, 1, 1, 1}), numbers(tv_node_get_table(node(parsed, "W"))));
+  EXPECT_EQ(2.0, tv_table_get_mean(tv_node_get_table(node(parsed, "W")), 2, node(parsed, "W")));
+  EXPECT_TRUE(parsed.messages.empty());
+}
+
 TEST(Parse, LinksContinuousNodesAndFunctions) {
   const Parsed continuous = parse(
       "node A { states = (\"\" \"\"); } node B {} continuous node X {} continuous node Y {} continuous node "

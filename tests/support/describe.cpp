@@ -29,6 +29,17 @@ void append_states(std::string& out, tv_node_t* node) {
            tv_node_get_state_value(node, s), tv_node_get_entered_finding(node, s));
 }
 
+void append_regressions(std::string& out, tv_node_t* node) {
+  for (size_t i = 0; i < tv_table_get_size(tv_node_get_table(node)); ++i) {
+    append(out, "  normal %a %a", tv_node_get_intercept(node, i), tv_node_get_conditional_variance(node, i));
+    for (tv_node_t** parent = tv_node_get_parents(node); *parent; ++parent)
+      if (tv_node_get_kind(*parent) == tv_kind_continuous)
+        append(out, " %a", tv_node_get_coefficient(node, *parent, i));
+    out += "\n";
+  }
+  if (tv_node_evidence_is_entered(node) == 1) append(out, "  value %a\n", tv_node_get_entered_value(node));
+}
+
 void append_node(std::string& out, tv_node_t* node) {
   long x = 0, y = 0;
   tv_node_get_position(node, &x, &y);
@@ -39,6 +50,7 @@ void append_node(std::string& out, tv_node_t* node) {
   out += "  children" + describe_names(tv_node_get_children(node));
   if (tv_node_get_kind(node) == tv_kind_discrete) append_states(out, node);
   if (tv_table_t* table = tv_node_get_table(node)) out += describe(table);
+  if (tv_node_get_kind(node) == tv_kind_continuous) append_regressions(out, node);
   if (tv_node_has_experience_table(node) == 1)
     out += "experience" + describe(tv_node_get_experience_table(node));
   if (tv_node_has_fading_table(node) == 1) out += "fading" + describe(tv_node_get_fading_table(node));
@@ -59,6 +71,9 @@ void append_answers(std::string& out, tv_domain_t* domain) {
          tv_domain_evidence_to_propagate(domain), tv_domain_get_normalization_constant(domain),
          tv_domain_get_conflict(domain));
   for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node)) {
+    if (tv_node_get_kind(node) == tv_kind_continuous)
+      append(out, "mean of %s: %a, variance %a\n", tv_node_get_name(node), tv_node_get_mean(node),
+             tv_node_get_variance(node));
     if (tv_node_get_kind(node) != tv_kind_discrete) continue;
     append(out, "belief of %s:", tv_node_get_name(node));
     for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s)
