@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "compile/junction_forest.h"
+#include "network/chain_graph.h"
 #include "network/node_operations.h"
 
 namespace tv {
@@ -97,11 +98,52 @@ class Assigner {
   Clique* smallest_ = nullptr;
 };
 
+std::unique_ptr<Table> table_over(Domain& domain, const NodeList& nodes) {
+  std::unique_ptr<Table> table = new_table(domain);
+  set_table_nodes(*table, nodes);
+  return table;
+}
+
+Clique* assign_table(Assigner& assigner, const Table& table) {
+  Clique* clique = assigner.select_clique(table.nodes);
+  if (clique) clique->more_potentials.push_back(&table);
+  return clique;
+}
+
+// A component without parents has one number to divide by, and any clique of its tree will do.
+Clique* assign_divisor(Assigner& assigner, const Forest& forest, const ChainComponent& component) {
+  if (!component.parents.empty()) return assign_table(assigner, *component.divisor);
+  Clique* clique = forest.nodes[component.members.front()->number - 1].home;
+  if (clique) clique->more_potentials.push_back(component.divisor.get());
+  return clique;
+}
+
+tv_status_t assign_component(Forest& forest, ChainComponent& component, Assigner& assigner, Trace& trace) {
+  for (const ChainPotential& potential : forest.domain->chain_potentials) {
+    if (!component.members.contains(potential.children.front())) continue;
+    component.groups.push_back({potential.table.get(), table_over(*forest.domain, potential.table->nodes)});
+    if (!assign_table(assigner, *component.groups.back().scaled)) return tv_status_error;
+  }
+  component.divisor = table_over(*forest.domain, component.parents);
+  const Clique* clique = assign_divisor(assigner, forest, component);
+  if (!clique) return tv_status_error;
+  component.tree = clique->tree;
+  component.tree->has_chain_components = true;
+  if (!trace.enabled()) return tv_status_none;
+  trace.text("    Chain graph component (");
+  for (Node* member : component.members) {
+    if (member != component.members.front()) trace.text(", ");
+    trace.text(_tv_node_get_name(*member));
+  }
+  trace.print(":\n\tParents assigned to clique %zu\n", clique->index);
+  return tv_status_none;
+}
+
 void report_missing_tables(const Domain& domain, Trace& trace) {
   if (!trace.enabled()) return;
   trace.text("\n\nChecking tables for all nodes:\n\n");
   for (Node& node : domain.nodes) {
-    if (!has_potential(node) || node.table) continue;
+    if (!has_potential(node) || node.table || in_chain_component(node)) continue;
     trace.print("    Warning: Node `%s' has no table\n", _tv_node_get_name(node));
   }
 }
@@ -151,6 +193,9 @@ tv_status_t assign_potentials(Forest& forest, Trace& trace) {
     if (trace.enabled()) {
       trace.print("    Node %s assigned to clique %zu\n", _tv_node_get_name(node), clique->index);
     }
+  }
+  for (ChainComponent& component : forest.components) {
+    if (tv_status_t status = assign_component(forest, component, assigner, trace)) return status;
   }
   report_missing_tables(*forest.domain, trace);
   return tv_status_none;

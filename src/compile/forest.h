@@ -41,9 +41,10 @@ struct tv_clique_s {
   std::vector<tv::Link> links;                      // neighbours in the order in which they were linked
   std::vector<tv::Clique*> neighbor_array;          // null-terminated, built when first asked for
   tv::JunctionTree* tree = nullptr;
-  size_t position = 0;                       // in tree->cliques
-  tv::Clique* way_to_strong_root = nullptr;  // null inside the root's region
-  std::vector<tv::Node*> potentials;         // nodes whose potentials are assigned here, in domain order
+  size_t position = 0;                            // in tree->cliques
+  tv::Clique* way_to_strong_root = nullptr;       // null inside the root's region
+  std::vector<tv::Node*> potentials;              // nodes whose potentials are assigned here, in domain order
+  std::vector<const tv::Table*> more_potentials;  // assigned here and owned by no node (chain graphs)
 
   double conflict = 1.0;
   bool marked = false;  // takes part in the current propagation
@@ -52,6 +53,7 @@ struct tv_clique_s {
   tv_clique_s* next = nullptr;  // in the domain's list, newest first
 
   const tv::NodeList& members() const noexcept { return table.nodes; }
+  size_t potential_count() const noexcept { return potentials.size() + more_potentials.size(); }
   bool has_continuous() const noexcept { return table.continuous_count > 0; }
 };
 
@@ -78,7 +80,9 @@ struct tv_junction_tree_s {
   double constant = 1.0, log_constant = 0.0;            // since the last reset
   double conflict = 1.0;
   double approximation_constant = 1.0;
-  bool done = false;  // while a domain walks its trees
+  bool has_chain_components = false;
+  long potential_exponent = 0;  // the product of the potentials is to be multiplied by 2 to this power
+  bool done = false;            // while a domain walks its trees
 
   void* user_data = nullptr;
   void* back_pointer = nullptr;
@@ -98,6 +102,7 @@ struct BeliefSource {
 // What compilation and propagation keep for one node.
 struct CompiledNode {
   bool participates = false;  // a vertex of the moral graph
+  size_t component = kNone;   // in the forest's chain components
   NodeList moral_neighbors;
   size_t elimination_rank = 0;  // 1 to N; the highest is eliminated first
   JunctionTree* tree = nullptr;
@@ -120,6 +125,21 @@ struct CompiledNode {
                                        // they were when the tree's tables were built
 };
 
+// Nodes joined by undirected links. What the potentials of the members sum to, given the parents, is divided
+// out by one more potential, over the parents. The numbers of both kinds of tables come with a reset.
+struct ChainComponent {
+  NodeList members;  // in the domain's order
+  NodeList parents;  // of all members, those that take part
+  struct Group {
+    const Table* table = nullptr;   // of the chain potential
+    std::unique_ptr<Table> scaled;  // the same with its largest entry between one and two
+  };
+  std::vector<Group> groups;
+  std::unique_ptr<Table> divisor;  // over the parents: what to multiply with
+  JunctionTree* tree = nullptr;
+  long exponent = 0;  // the product of these tables is to be multiplied by 2 to this power
+};
+
 struct Forest {
   Domain* domain = nullptr;
   OwnedList<Clique> cliques;  // newest first: every parent before its children
@@ -127,9 +147,10 @@ struct Forest {
   OwnedList<JunctionTree> trees;  // newest first
   size_t tree_count = 0;
   std::vector<CompiledNode> nodes;  // by node number - 1
-  size_t participants = 0;          // how many nodes take part
-  NodeList elimination_order;       // cached for the host, highest rank first
-  NodeList decision_order;          // decisions, an ancestor before its descendants
+  std::vector<ChainComponent> components;
+  size_t participants = 0;     // how many nodes take part
+  NodeList elimination_order;  // cached for the host, highest rank first
+  NodeList decision_order;     // decisions, an ancestor before its descendants
 
   Block<tv_number_t> node_numbers;  // the beliefs and propagated findings of all nodes
 };

@@ -2,6 +2,7 @@
 // nodes and real-valued function nodes are no vertices, but a utility node marries its parents too.
 #include "compile/moral_graph.h"
 
+#include "network/chain_graph.h"
 #include "network/node_operations.h"
 
 namespace tv {
@@ -34,7 +35,29 @@ void trace_pair(Trace& trace, const char* what, Node& a, Node& b) {
   trace.print("    %s %s and %s\n", what, _tv_node_get_name(a), _tv_node_get_name(b));
 }
 
-void find_moral_neighbors(Node& node, NodeList& neighbors, NodeMarks& marks, Trace& trace) {
+void find_components(Forest& forest) {
+  NodeMarks marks(forest.nodes.size());
+  for (NodeList& members : find_chain_components(*forest.domain)) {
+    marks.clear();
+    ChainComponent component;
+    for (const Node* member : members) {
+      forest.nodes[member->number - 1].component = forest.components.size();
+      for (Node* parent : member->parents)
+        if (is_discrete_or_continuous(*parent) && marks.insert(*parent)) component.parents.push_back(parent);
+    }
+    component.members = std::move(members);
+    forest.components.push_back(std::move(component));
+  }
+}
+
+// All that must be together in one clique with a node whose child this is.
+const NodeList& parents_to_marry(const Forest& forest, const Node& child) noexcept {
+  const size_t component = forest.nodes[child.number - 1].component;
+  return component == kNone ? child.parents : forest.components[component].parents;
+}
+
+void find_moral_neighbors(const Forest& forest, Node& node, NodeList& neighbors, NodeMarks& marks,
+                          Trace& trace) {
   marks.clear();
   marks.insert(node);
   if (node.category != tv_category_function) {
@@ -45,9 +68,12 @@ void find_moral_neighbors(Node& node, NodeList& neighbors, NodeMarks& marks, Tra
   for (Node* child : node.children) {
     if (is_chance_or_decision(*child) && marks.insert(*child)) neighbors.push_back(child);
   }
+  for (Node* neighbor : node.neighbors) {
+    if (marks.insert(*neighbor)) neighbors.push_back(neighbor);
+  }
   for (const Node* child : node.children) {
     if (!is_chance_or_decision(*child) && child->category != tv_category_utility) continue;
-    for (Node* partner : child->parents) {
+    for (Node* partner : parents_to_marry(forest, *child)) {
       if (!is_discrete_or_continuous(*partner) || !marks.insert(*partner)) continue;
       neighbors.push_back(partner);
       trace_pair(trace, "Marrying", node, *partner);
@@ -107,13 +133,14 @@ void find_all_necessary_fill_ins(Forest& forest, Trace& trace) {
 
 void _tv_domain_moralize(Forest& forest, Trace& trace) {
   trace.text("\n\nMoral links:\n\n");
+  find_components(forest);
   NodeMarks marks(forest.nodes.size());
   for (Node& node : forest.domain->nodes) {
     if (!is_discrete_or_continuous(node)) continue;
     CompiledNode& record = forest.nodes[node.number - 1];
     record.participates = true;
     ++forest.participants;
-    find_moral_neighbors(node, record.moral_neighbors, marks, trace);
+    find_moral_neighbors(forest, node, record.moral_neighbors, marks, trace);
   }
   const NodeCounters& counters = forest.domain->counters;
   if (counters.discrete > 0 && counters.continuous > 0) find_all_necessary_fill_ins(forest, trace);

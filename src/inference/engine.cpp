@@ -23,7 +23,7 @@ ListSizes list_sizes(const JunctionTree& tree) noexcept {
   ListSizes sizes;
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];
-    const size_t members = clique.members().size(), potentials = clique.potentials.size();
+    const size_t members = clique.members().size(), potentials = clique.potential_count();
     sizes.potentials += potentials;
     sizes.links += clique.links.size();
     // Counts, dimensions and findings; the strides of each potential, the positions for each link.
@@ -97,13 +97,15 @@ void give_controls(TreeEngine& engine, ControlRoom& room) noexcept {
 void add_potentials(CliqueWork& work, Parts& parts) noexcept {
   const NodeList& members = work.clique->members();
   PotentialPlan* const first = parts.potentials;
-  for (Node* node : work.clique->potentials) {
-    if (!takes_potential(*node)) continue;
+  const auto add_plan = [&]() -> PotentialPlan& {
     PotentialPlan& plan = *parts.potentials++;
-    plan.node = node;
     plan.members = &members;
     plan.strides = parts.take_indexes(members.size(), 0);
-  }
+    return plan;
+  };
+  for (Node* node : work.clique->potentials)
+    if (takes_potential(*node)) add_plan().node = node;
+  for (const Table* table : work.clique->more_potentials) add_plan().free_table = table;
   work.potentials = {first, parts.potentials};
 }
 
@@ -281,7 +283,7 @@ TapeRoom room_for_tape(const JunctionTree& tree) noexcept {
   const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
   size_t potentials = 0, further_passes = 0;
   for (size_t c = 0; c < cliques; ++c) {
-    potentials += std::max<size_t>(tree.cliques[c]->potentials.size(), 1);
+    potentials += std::max<size_t>(tree.cliques[c]->potential_count(), 1);
     size_t around = 0;
     for (const Link& link : tree.cliques[c]->links) around = size_add(around, link.separator->size);
     if (around > kSharedTotals) further_passes += tree.cliques[c]->links.size();

@@ -32,12 +32,15 @@ struct RestrictedTable {
 
 // A potential that is multiplied into a clique.
 struct PotentialPlan {
-  Node* node = nullptr;
+  Node* node = nullptr;               // whose potential it is, or null
+  const Table* free_table = nullptr;  // of a potential that no node owns
   const NodeList* members = nullptr;  // of the clique
   size_t layout = kNone;              // of the table that `strides` were taken from; kNone: no table
   size_t* strides = nullptr;          // per clique member, 0 where the potential lacks it
   float uniform = 1.0f;               // every entry of a node without a table
   Control control;
+
+  const Table* table() const noexcept { return free_table ? free_table : node->table.get(); }
 };
 
 // The belief of a node read from a restricted table.

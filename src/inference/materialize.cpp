@@ -45,8 +45,8 @@ void instantiate_known_members(const NodeList& members, const Block<tv_number_t>
 tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
   std::fill(full.data.begin(), full.data.end(), 1.0f);
   for (const PotentialPlan& plan : work.potentials) {
-    if (plan.node->table) {
-      if (tv_status_t status = multiply_table(full, *plan.node->table)) return status;
+    if (const Table* table = plan.table()) {
+      if (tv_status_t status = multiply_table(full, *table)) return status;
     } else {
       kernels().scale(full.data.data(), full.size, static_cast<double>(plan.uniform));
     }

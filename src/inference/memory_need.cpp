@@ -80,7 +80,7 @@ void add_separator(Bytes& bytes, Extents& extents, const Separator& separator) n
 
 void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
   const size_t members = clique.members().size();
-  const size_t potentials = clique.potentials.size(), links = clique.links.size();
+  const size_t potentials = clique.potential_count(), links = clique.links.size();
   const Beliefs beliefs = beliefs_of(clique);
   add_restricted_table(bytes, clique.members(), clique.table.size, clique.table.cg_size);
   bytes.add<PotentialPlan>(potentials);

@@ -92,7 +92,7 @@ class Planner {
     Operation operation = Operation::assign;
     for (PotentialPlan& plan : work.potentials) {
       if (refresh_potential(work, plan)) engine_.kept_tapes->clear();  // written for another layout
-      if (plan.node->table) {
+      if (plan.table()) {
         engine_.potential_steps.push_back({engine_.steps.size(), &plan});
         engine_.steps.push_back({operation, &plan.control});
       } else {

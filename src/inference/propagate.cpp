@@ -83,7 +83,8 @@ void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium)
 void want_beliefs(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
   const bool prunes =
       equilibrium == tv_equilibrium_sum && tree.equilibrium == equilibrium && mode == tv_evidence_normal &&
-      (tree.mode == tv_evidence_normal || !tree.evidence_propagated) && tree.approximation_constant == 1.0;
+      (tree.mode == tv_evidence_normal || !tree.evidence_propagated) && tree.approximation_constant == 1.0 &&
+      !tree.has_chain_components;  // the search knows directed links alone
   if (prunes) return want_d_connected_beliefs(engine_of(tree));
   for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
 }

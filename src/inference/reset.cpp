@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "api/boundary.h"
+#include "inference/chain_divisor.h"
 #include "inference/engine.h"
 #include "inference/evidence.h"
 #include "inference/messages.h"
@@ -144,8 +145,10 @@ tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
   TreeEngine& engine = engine_of(tree);
   recover_tree(tree);
   if (tree.equilibrium == tv_equilibrium_sum) return tv_status_none;  // from the copy
-  if (tree.tables_touched)
+  if (tree.tables_touched) {
     if (tv_status_t status = jt_check_user_potentials(tree)) return status;
+    if (tv_status_t status = compute_chain_divisors(tree)) return status;
+  }
   tree.approximation_constant = 1.0;
   if (form == ResetForm::fast_retraction || engine.keep_copy)
     if (tv_status_t status = initialize_to_sum(tree)) return status;

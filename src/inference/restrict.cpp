@@ -107,9 +107,9 @@ void plan_member(Control& control, const RestrictedTable& table, size_t member) 
 }
 
 bool refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
-  const Table* table = plan.node->table.get();
+  const Table* table = plan.table();
   const size_t layout = table ? table->layout : kNone;
-  plan.uniform = 1.0f / static_cast<float>(plan.node->number_of_states);
+  if (!table) plan.uniform = 1.0f / static_cast<float>(plan.node->number_of_states);
   if (layout == plan.layout) return false;
   plan.layout = layout;
   std::fill_n(plan.strides, plan.members->size(), 0);

@@ -31,7 +31,7 @@ class Runner {
     ProgressMeter progress(*engine_.domain, "propagation", tape_.item_count);
     find_potentials();
     engine_.factor_mantissa = 1.0;
-    engine_.factor_exponent = 0;
+    engine_.factor_exponent = sweep_.first ? tree_.potential_exponent : 0;
     for (size_t i = 0; i < tape_.item_count; ++i) {
       if (tv_status_t status = progress.advance()) return status;
       if (tv_status_t status = run_item(tape_.items[i])) return status;
@@ -64,7 +64,7 @@ class Runner {
   void find_potentials() const noexcept {
     for (size_t p = 0; p < tape_.potential_count; ++p) {
       const PotentialPlan& plan = *tape_.potentials[p].plan;
-      tape_.steps[tape_.potentials[p].step].operand = plan.node->table->data.data() + fixed_offset(plan);
+      tape_.steps[tape_.potentials[p].step].operand = plan.table()->data.data() + fixed_offset(plan);
     }
   }
 

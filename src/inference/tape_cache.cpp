@@ -80,7 +80,7 @@ Tape copy_tape(Arena& arena, const Tape& tape) noexcept {
 
 bool plans_hold(const CliqueWork& work) noexcept {
   return std::all_of(work.potentials.begin(), work.potentials.end(), [](const PotentialPlan& plan) {
-    const Table* table = plan.node->table.get();
+    const Table* table = plan.table();
     return plan.layout == (table ? table->layout : kNone);
   });
 }

@@ -26,7 +26,7 @@ class NetParser {
  public:
   NetParser(Lexer& lexer, Domain& domain) noexcept : lexer_(lexer), domain_(domain) {}
 
-  tv_status_t parse();
+  tv_status_t parse();  // a whole description into an empty domain
 
  private:
   using Keys = std::unordered_set<std::string>;
@@ -50,12 +50,20 @@ class NetParser {
     NodeList children;
     NodeList parents;  // as written
     bool has_data = false, has_experience = false, has_fading = false;
+    std::unique_ptr<Table> chain_table;  // the data of a chain potential
+    bool is_chain() const noexcept { return children.size() > 1; }
   };
   tv_status_t parse_potential();
   tv_status_t parse_potential_header(Potential& potential);
   tv_status_t find_potential_node(Node*& node);
+  tv_status_t parse_body(Potential& potential);
   tv_status_t check_parents(const Node& child, const NodeList& parents);
+  tv_status_t check_completeness(const Node& child, const NodeList& parents);
   tv_status_t add_links(Node& child, const NodeList& parents);
+  tv_status_t parse_chain_potential(Potential& potential);
+  tv_status_t check_chain_nodes(const Potential& potential);
+  tv_status_t add_chain_links(const Potential& potential);
+  tv_status_t finish_chain_potential(Potential& potential);
   tv_status_t parse_field(const std::string& field, Potential& potential);
   tv_status_t parse_data(Potential& potential);
   tv_status_t parse_experience(Potential& potential);
@@ -63,7 +71,7 @@ class NetParser {
 
   // Table data (table_parser.cpp).
   struct TableText;
-  tv_status_t parse_table(const NodeList& nodes, TableKind kind, Node& owner,
+  tv_status_t parse_table(const NodeList& nodes, TableKind kind, Node* owner,
                           std::unique_ptr<Table>& destination);
   tv_status_t parse_table_text(TableText& text, size_t size);
   size_t read_plain_numbers(TableText& text, size_t limit);

@@ -64,10 +64,11 @@ struct NetParser::TableText {
   NumberCollector<double> blocks;
 };
 
-// Reads the data of a table over `nodes` and gives it to `owner` in `destination`.
-tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node& owner,
+// Reads the data of a table over `nodes` and gives it to `owner` (null: nobody) in `destination`.
+tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node* owner,
                                    std::unique_ptr<Table>& destination) {
-  const bool is_probability = kind == TableKind::node && owner.category != tv_category_utility;
+  const bool is_probability =
+      kind == TableKind::chain || (kind == TableKind::node && owner->category != tv_category_utility);
   const NodeList discrete = discrete_nodes(nodes);
   std::vector<size_t> state_counts;
   state_counts.reserve(discrete.size());
@@ -96,10 +97,10 @@ tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node& 
       if (tv_status_t status = set_number_of_states(node, count)) return status;
     parsed(node).states_known = true;
   }
-  std::unique_ptr<Table> table = new_table(domain_, kind, &owner);
+  std::unique_ptr<Table> table = new_table(domain_, kind, owner);
   set_table_nodes(*table, nodes);
   for (size_t i = 0; i < table->continuous_count; ++i)
-    table->tail_marks[i] = table->nodes[table->discrete_count + i] != &owner;
+    table->tail_marks[i] = table->nodes[table->discrete_count + i] != owner;
   table->data = text.numbers.take();
   table->cg_data = text.blocks.take();
   destination = std::move(table);

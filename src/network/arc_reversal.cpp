@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "api/boundary.h"
+#include "network/chain_graph.h"
 #include "network/graph_search.h"
 #include "network/link_changes.h"
 #include "network/links.h"
@@ -109,7 +110,8 @@ tv_status_t reverse_link(Node& x, Node& y) {
 
 tv_status_t reverse_edge(Node& node1, Node& node2) {
   const bool are_chance_nodes = node1.category == tv_category_chance && node2.category == tv_category_chance;
-  if (!are_chance_nodes || node1.kind != node2.kind) return store_status(tv_status_usage);
+  if (!are_chance_nodes || node1.kind != node2.kind || in_chain_component(node1) || in_chain_component(node2))
+    return store_status(tv_status_usage);
   if (is_parent(node1, node2)) return reverse_link(node1, node2);
   if (is_parent(node2, node1)) return reverse_link(node2, node1);
   return store_status(tv_status_usage);

@@ -103,9 +103,15 @@ std::unique_ptr<Domain> clone_domain(const Domain& domain) {
     Node& copy = *twin(&node);
     copy.parents = mapped(node.parents, twin);
     copy.children = mapped(node.children, twin);
+    copy.neighbors = mapped(node.neighbors, twin);
     if (node.linked_node && node.linked_node->domain == &domain) copy.linked_node = twin(node.linked_node);
     copy_tables(copy, node, twin);
     register_tables(copy);
+  }
+  for (const ChainPotential& potential : domain.chain_potentials) {
+    std::unique_ptr<Table> table = copy_with_nodes(*potential.table, *clone, twin);
+    clone->chain_potentials.push_back({mapped(potential.children, twin), std::move(table)});
+    clone->chain_potentials.back().table->number = ++clone->table_count;
   }
   clone->initial_triangulation = mapped(domain.initial_triangulation, twin);
   clone->required_instantiations = mapped(domain.required_instantiations, twin);

@@ -22,6 +22,12 @@ struct NodeCounters {
   size_t discrete = 0, continuous = 0;
 };
 
+// A potential over nodes joined by undirected links, see network/chain_graph.h.
+struct ChainPotential {
+  NodeList children;
+  std::unique_ptr<Table> table;  // over the shared parents, then the children
+};
+
 }  // namespace tv
 
 struct tv_domain_s {
@@ -31,6 +37,7 @@ struct tv_domain_s {
   tv::OwnedList<tv::Node> nodes;  // newest first; a parsed domain keeps file order
   size_t node_count = 0;
   tv::NodeCounters counters;
+  std::vector<tv::ChainPotential> chain_potentials;
   std::unique_ptr<tv::NameTable> name_table;  // an accelerator, absent until first needed
 
   std::FILE* log = nullptr;  // the host's stream

@@ -60,6 +60,7 @@ class TrailSearch {
     for (Node* parent : stop.node->parents)
       if (!absent_.is(parent, stop.node) && !is_functional_link(*parent, *stop.node))
         arrive(parent, stop.passed_functional);
+    for (Node* neighbor : stop.node->neighbors) arrive(neighbor, stop.passed_functional);
   }
 
   void arrive(Node* node, bool passed_functional) {
@@ -125,6 +126,14 @@ tv_status_t check_functional_trails(Node& parent, Node& child, DirectedLink abse
   if (counters.decision + counters.utility > 0 && carries_functional_dependency(parent, child, absent))
     return store_status(tv_status_functional_dependency);
   return tv_status_none;
+}
+
+bool would_close_functional_trail(const NodeList& group) {
+  if (group.empty() || group.front()->domain->function_outlets == 0) return false;
+  for (Node* from : group)
+    for (Node* to : group)
+      if (from != to && trail_leads(*from, *to, true, {})) return true;
+  return false;
 }
 
 bool _tv_function_nodes_satisfy_limid_constraints(const Domain& domain) {

@@ -9,4 +9,8 @@ namespace tv {
 // `functional_dependency` or `none`. `absent` is a link that will go when the new one comes.
 tv_status_t check_functional_trails(Node& parent, Node& child, DirectedLink absent = {});
 
+// Whether undirected links among the nodes, which are propagated together then, would complete a closed
+// trail with a functional link.
+bool would_close_functional_trail(const NodeList& group);
+
 }  // namespace tv

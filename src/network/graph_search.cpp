@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "network/chain_graph.h"
 #include "network/links.h"
 
 namespace tv {
@@ -59,6 +60,8 @@ NodeList collect(const Node& start, NodeList Node::*links) {
 
 bool would_close_cycle(Node& parent, Node& child) {
   if (&parent == &child) return true;
+  // Levels know directed links alone.
+  if (!parent.domain->chain_potentials.empty() && chain_path_leads(child, parent)) return true;
   if (parent.level < child.level) return false;
   if (child.children.empty()) {
     child.level = parent.level;
@@ -83,9 +86,11 @@ bool would_close_cycle(Node& parent, Node& child) {
 std::vector<Node*> reachable_nodes(Node& start, DirectedLink absent) {
   MarkedNodes reached;
   reached.reach(&start, 1);
-  for (size_t i = 0; i < reached.size(); ++i)
+  for (size_t i = 0; i < reached.size(); ++i) {
     for (Node* child : reached[i]->children)
       if (!absent.is(reached[i], child)) reached.reach(child, 1);
+    for (Node* neighbor : reached[i]->neighbors) reached.reach(neighbor, 1);
+  }
   return reached.release();
 }
 

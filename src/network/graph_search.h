@@ -53,7 +53,8 @@ struct DirectedLink {
 // brought in line with it: no link leads to a lower level.
 bool would_close_cycle(Node& parent, Node& child);
 
-// The nodes that directed paths reach from `start`, itself included, when `absent` is not used.
+// The nodes that paths of links in their direction and of undirected links reach from `start`, itself
+// included, when `absent` is not used.
 std::vector<Node*> reachable_nodes(Node& start, DirectedLink absent);
 
 // Lifts nodes to a level, with which everything below them has to be in line.

@@ -7,6 +7,7 @@
 
 #include "api/boundary.h"
 #include "api/memory.h"
+#include "network/chain_graph.h"
 #include "network/functional_trails.h"
 #include "network/graph_search.h"
 #include "network/link_changes.h"
@@ -97,7 +98,7 @@ tv_status_t _tv_node_add_parent(Node& child, Node& parent) {
 }
 
 tv_status_t remove_parent(Node& child, Node& parent) {
-  if (!is_parent(parent, child)) return store_status(tv_status_usage);
+  if (!is_parent(parent, child) || link_is_shared(parent, child)) return store_status(tv_status_usage);
   TableChanges changes;
   remove_parent_from_tables(changes, child, parent);
   changes.commit();
@@ -108,7 +109,7 @@ tv_status_t remove_parent(Node& child, Node& parent) {
 
 tv_status_t switch_parent(Node& child, Node& old_parent, Node& new_parent) {
   if (child.domain != new_parent.domain || !is_parent(old_parent, child) || is_parent(new_parent, child) ||
-      !are_compatible(old_parent, new_parent))
+      link_is_shared(old_parent, child) || !are_compatible(old_parent, new_parent))
     return store_status(tv_status_usage);
   if (would_close_cycle(new_parent, child)) return store_status(tv_status_cyclic_network);
   if (tv_status_t status = check_functional_trails(new_parent, child, {&old_parent, &child})) return status;

@@ -13,8 +13,8 @@ namespace tv {
 // their end. Tables that exist follow; the domain is uncompiled.
 tv_status_t _tv_node_add_parent(Node& child, Node& parent);
 
-// `usage` when there is no such link. The child's tables are averaged over the states of a discrete
-// parent; the coefficient of a continuous one is dropped.
+// `usage` when there is no such link, or when a chain potential gives it. The child's tables are averaged
+// over the states of a discrete parent; the coefficient of a continuous one is dropped.
 tv_status_t remove_parent(Node& child, Node& parent);
 
 tv_status_t switch_parent(Node& child, Node& old_parent, Node& new_parent);

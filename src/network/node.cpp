@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "api/boundary.h"
+#include "network/chain_graph.h"
 #include "network/domain.h"
 #include "network/link_changes.h"
 #include "network/links.h"
@@ -118,9 +119,11 @@ tv_status_t delete_node(Node& node) {
   Domain& domain = *node.domain;
   TableChanges changes;
   for (Node* child : node.children) remove_parent_from_tables(changes, *child, node);
+  ChainDeparture departure(node);
 
   structure_changed(domain);
   changes.commit();
+  departure.commit();
   disconnect_from_parents(node);
   disconnect_from_children(node);
   domain.required_instantiations.erase(&node);
@@ -140,6 +143,7 @@ tv_status_t set_category(Node& node, tv_node_category_t category) {
   if (!can_change || (category != tv_category_chance && category != tv_category_decision))
     return store_status(tv_status_usage);
   if (category == node.category) return tv_status_none;
+  if (in_chain_component(node)) return store_status(tv_status_usage);  // undirected links join chance nodes
   Domain& domain = *node.domain;
   if (category == tv_category_decision) {
     if (domain.counters.continuous > 0) return store_status(tv_status_cg_limids_not_supported);

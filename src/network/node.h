@@ -37,6 +37,7 @@ struct tv_node_s {
 
   tv::NodeList parents;  // discrete parents first, the newest of them in front
   tv::NodeList children;
+  tv::NodeList neighbors;  // by undirected links
 
   size_t number_of_states = 0;  // discrete nodes only
   tv_node_subtype_t subtype = tv_subtype_label;

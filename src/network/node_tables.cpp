@@ -15,7 +15,7 @@ namespace {
 // The value of every discrete entry for which nothing was specified; `states` counts those of the owner.
 tv_number_t default_entry(const Table& table, size_t states) noexcept {
   if (table.kind == TableKind::experience) return 0;
-  if (table.kind == TableKind::fading) return 1;
+  if (table.kind == TableKind::fading || table.kind == TableKind::chain) return 1;
   if (table.owner->category == tv_category_utility) return 0;
   return is_discrete(*table.owner) ? static_cast<tv_number_t>(1.0 / static_cast<double>(states)) : 1;
 }
@@ -71,7 +71,7 @@ void TableChanges::commit() noexcept {
       take_over(*change.table, std::move(change.contents));
     else
       install_table(change.owner->table, std::move(change.contents));
-    change.owner->table_checked = false;
+    if (change.owner) change.owner->table_checked = false;  // a chain potential has no owner
   }
   changes_.clear();
 }
@@ -150,21 +150,27 @@ void change_states_in_tables(TableChanges& changes, Node& node, size_t count) {
   };
   change(node);
   for (Node* child : node.children) change(*child);
+  for (const ChainPotential& potential : node.domain->chain_potentials) {
+    Table& table = *potential.table;
+    if (!table.nodes.contains(&node)) continue;
+    std::unique_ptr<Table> contents = table_with_state_count(table, &node, count, 1);
+    fill_with_defaults(*contents, count);
+    changes.add(table, std::move(contents));
+  }
 }
 
 tv_status_t reorder_states_in_tables(TableChanges& changes, Node& node, const size_t* order) {
   tv_status_t status = tv_status_none;
-  const auto change = [&](Node& owner) {
-    for_each_table(owner, [&](Table& table) {
-      if (!table.nodes.contains(&node) || status) return;
-      std::unique_ptr<Table> contents = clone_table(table);
-      inherit_identity(*contents, table);
-      status = permute_table_states(*contents, &node, order);
-      changes.add(table, std::move(contents));
-    });
+  const auto change = [&](Table& table) {
+    if (!table.nodes.contains(&node) || status) return;
+    std::unique_ptr<Table> contents = clone_table(table);
+    inherit_identity(*contents, table);
+    status = permute_table_states(*contents, &node, order);
+    changes.add(table, std::move(contents));
   };
-  change(node);
-  for (Node* child : node.children) change(*child);
+  for_each_table(node, change);
+  for (Node* child : node.children) for_each_table(*child, change);
+  for (const ChainPotential& potential : node.domain->chain_potentials) change(*potential.table);
   return status;
 }
 

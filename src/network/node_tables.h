@@ -57,14 +57,21 @@ NodeList node_table_nodes(Node& node, const NodeList& parents);
 
 NodeList discrete_nodes(const NodeList& nodes);
 
-// A copy for another owner, with its nodes replaced as `map` says; keeps the kind. Not registered.
+// A copy for a domain, with its nodes replaced as `map` says; keeps the kind. Not registered.
 template <class Map>
-std::unique_ptr<Table> copy_for_owner(const Table& table, Node& owner, Map map) {
+std::unique_ptr<Table> copy_with_nodes(const Table& table, Domain& domain, Map map) {
   std::unique_ptr<Table> copy = clone_table(table);
   for (Node* node : table.nodes) copy->nodes.replace(node, map(node));
-  copy->domain = owner.domain;
-  copy->owner = &owner;
+  copy->domain = &domain;
   copy->kind = table.kind;
+  return copy;
+}
+
+// The same for another owner.
+template <class Map>
+std::unique_ptr<Table> copy_for_owner(const Table& table, Node& owner, Map map) {
+  std::unique_ptr<Table> copy = copy_with_nodes(table, *owner.domain, map);
+  copy->owner = &owner;
   return copy;
 }
 

@@ -14,7 +14,15 @@
 
 namespace tv {
 
-enum class TableKind : int { free = 0, node = 1, experience = 2, fading = 3, clique = 4, separator = 5 };
+enum class TableKind : int {
+  free = 0,
+  node = 1,
+  experience = 2,
+  fading = 3,
+  clique = 4,
+  separator = 5,
+  chain = 6
+};
 
 }  // namespace tv
 

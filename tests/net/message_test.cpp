@@ -152,7 +152,6 @@ TEST(Messages, OfPotentialHeads) {
       {"potential (A | B B^)", "node `B' appears twice in potential specification"},
       {"potential (A | U)^", "utility node `U' specified as parent"},
       {"potential (A | F B)^", "real-valued function parents must appear last"},
-      {"potential (A B)^ {}", "chain potentials are not supported yet", tv_status_error},
       {"potential (A) (^", "`{' expected"},
   };
   for (const Case& test : cases) expect_message(kNodes, test);
@@ -161,6 +160,49 @@ TEST(Messages, OfPotentialHeads) {
       {"potential (X | Y A)^", "discrete parents must appear first"},
   };
   for (const Case& test : continuous) expect_message(kContinuous, test);
+}
+
+TEST(Messages, OfChainPotentials) {
+  const std::string nodes = kNodes + "node C {} node E {}\n";
+  const Case cases[] = {
+      {"potential (A D)^ {}", "undirected links can only be specified for discrete chance nodes"},
+      {"potential (A G)^ {}", "undirected links can only be specified for discrete chance nodes"},
+      {"potential (U A)^ {}", "undirected links can only be specified for discrete chance nodes"},
+      {"potential (A F)^ {}", "real-valued function nodes are not allowed in chain potentials"},
+      {"potential (A B | F)^ {}", "real-valued function nodes are not allowed in chain potentials"},
+      {"potential (A B | U)^ {}", "utility node `U' specified as parent"},
+      {"potential (A B | A^) {}", "node `A' appears twice in potential specification"},
+      {"potential (A B) { data = (1 2 3 4 5 6); } potential (B A)^ {}", "links specified twice for B"},
+      {"potential (A B | C) { data = (1 2 3 4 5 6); } potential (A | D)^ {}",
+       "potential for node A must include all parents"},
+      {"potential (A | D) { data = (1 2); } potential (A B | D C)^ {}",
+       "the directed link C --> A should have been included in the potential for A"},
+      {"potential (C | A) { data = (1 2); } potential (A B | C)^ {}",
+       "adding the link C --> A creates a directed cycle"},
+      {"potential (C | A) { data = (1 2); } potential (A C)^ {}",
+       "adding chain potential creates a directed cycle"},
+      {"potential (C | A) { data = (1 2); } potential (E C) { data = (1); } potential (E A)^ {}",
+       "adding chain potential creates a directed cycle"},
+      {"potential (A C) { data = (1 2); } potential (E | A) { data = (1 2); } potential (C | E)^ {}",
+       "adding the link E --> C creates a directed cycle"},
+      {"potential (A B) { model_nodes =^ (); }", "models cannot be specified for chain graph potentials"},
+      {"potential (A B) { experience =^ 1; }",
+       "experience data cannot be specified for chain graph potentials"},
+      {"potential (A B) { fading =^ 1; }", "fading data cannot be specified for chain graph potentials"},
+      {"potential (A B) { data = ((1 2 3)(4 5 6)); data =^ (1); }", "`data' attribute specified twice"},
+      {"potential (A B) { data = ((1 2 3)(4 5)^ ", "number expected"},
+      {"potential (A B) { data = (1 2 3 4 5 -6^ ", "<number> must be nonnegative"},
+  };
+  for (const Case& test : cases) expect_message(nodes, test);
+
+  // What a function node makes of the parent of A reaches C: the two cannot be propagated together.
+  const Parsed trail = parse(
+      "node A { states = (\"\"); } node C { states = (\"\"); } node X { states = (\"\"); } function F {}\n"
+      "potential (A | X) { data = (1); } potential (F | X) {} potential (C | F) { data = (1); } potential (A "
+      "C) {}");
+  EXPECT_EQ(nullptr, trail.domain);
+  ASSERT_FALSE(trail.messages.empty());
+  EXPECT_EQ("adding chain potential creates a cyclic functional dependency", trail.messages.back().text);
 }
 
 TEST(Messages, OfPotentialsAfterAWarning) {
