@@ -87,7 +87,8 @@
  * @endcode
  *
  * Contents, in this order: types and constants; status and version; domains; nodes; names; states;
- * attributes; user data; links; graph queries; display; tables of nodes; tables; threads, log and progress;
+ * attributes; user data; links; graph queries; display; tables of nodes; tables; expressions; models; threads,
+ * log and progress;
  * compilation; cliques and junction trees; evidence; evidence queries; propagation; probability and
  * conflict of the evidence; beliefs and other results; reading networks; random numbers.
  */
@@ -134,6 +135,12 @@ typedef struct tv_clique_s tv_clique_t;
 
 /** One tree of cliques, for one connected part of the network. Lives until its domain is uncompiled. */
 typedef struct tv_junction_tree_s tv_junction_tree_t;
+
+/** A formula over nodes, numbers, labels and truth values; part of models. Held by what uses it, or yours. */
+typedef struct tv_expression_s tv_expression_t;
+
+/** The expressions from which a node's table is computed. Owned by its node. */
+typedef struct tv_model_s tv_model_t;
 
 /**
  * The outcome of a call: 0 for success, otherwise one of the codes below. The numbers are fixed.
@@ -211,19 +218,19 @@ enum {
   tv_status_no_value = 32,
   /** The text is not a valid network; the handler got the details. */
   tv_status_parse = 33,
-  /** The expression is invalid, for instance of a wrong type. Reserved. */
+  /** The expression is invalid, for instance of a wrong type. */
   tv_status_invalid_expression = 34,
-  /** A syntax error in an expression. Reserved. */
+  /** A syntax error in an expression. */
   tv_status_syntax = 35,
-  /** An expression divides by zero. Reserved. */
+  /** An expression divides by zero. */
   tv_status_division_by_zero = 36,
-  /** A function or distribution in an expression has invalid arguments. Reserved. */
+  /** A function or distribution in an expression has invalid arguments. */
   tv_status_inappropriate_arguments = 37,
-  /** A function or a density in an expression could not be computed. Reserved. */
+  /** A function or a density in an expression could not be computed. */
   tv_status_computation_failed = 38,
-  /** The states of the node do not cover the distribution of its model. Reserved. */
+  /** The states of the node do not cover the distribution of its model. */
   tv_status_insufficient_state_range = 39,
-  /** The state values do not increase, or are infinite where they must not be. Reserved. */
+  /** The state values do not increase, or are infinite where they must not be. */
   tv_status_invalid_state_values = 40,
   /** A class would contain itself. Reserved. */
   tv_status_cyclic_instance_hierarchy = 41,
@@ -323,6 +330,103 @@ typedef enum {
   /** Each node's belief leaves out the evidence on that node itself (Cowell & Dawid 1992; Dawid 1992). */
   tv_evidence_fast_retraction
 } tv_evidence_mode_t;
+
+/** What stands at the top of an expression, from 60 to 117; -1 on failure. */
+typedef int tv_operator_t;
+
+/** The operators of expressions (the page on expressions explains them) and, last, the four kinds of leaves. */
+enum {
+  /** `Normal (mean, variance)`. */
+  tv_operator_normal = 60,
+  /** `LogNormal (mean, variance [, shift])`, the first two of the logarithm. */
+  tv_operator_log_normal,
+  /** `Beta (a, b [, from, to])`. */
+  tv_operator_beta,
+  /** `Gamma (shape, scale [, shift])`. */
+  tv_operator_gamma,
+  /** `Exponential (rate [, shift])`. */
+  tv_operator_exponential,
+  /** `Weibull (shape, scale [, shift])`. */
+  tv_operator_weibull,
+  /** `Uniform (from, to)`. */
+  tv_operator_uniform,
+  /** `Triangular (from, mode, to)`. */
+  tv_operator_triangular,
+  /** `PERT (from, mode, to [, shape])`. */
+  tv_operator_pert,
+  /** `Binomial (n, p)`: successes in n trials. */
+  tv_operator_binomial,
+  /** `Poisson (mean)`. */
+  tv_operator_poisson,
+  /** `NegativeBinomial (r, p)`: failures before the r-th success. */
+  tv_operator_negative_binomial,
+  /** `Geometric (p)`: failures before the first success. */
+  tv_operator_geometric,
+  /** `Distribution (weight, ...)`, one weight per state. */
+  tv_operator_distribution,
+  /** `NoisyOR (cause, inhibition, ...)`, pairs. */
+  tv_operator_noisy_or,
+  /** `truncate ([low,] distribution [, high])`. */
+  tv_operator_truncate,
+  /** `aggregate (number, node)`: the sum of so many copies. */
+  tv_operator_aggregate,
+  /** `probability (condition)`, about one node. */
+  tv_operator_probability,
+  /** `variance (node)`. */
+  tv_operator_variance,
+  /** `quantile (node, p)`. */
+  tv_operator_quantile,
+  /** Functions of numbers; `min` and `max` take one or more. */
+  tv_operator_min,
+  tv_operator_max,
+  /** Natural logarithm. */
+  tv_operator_log,
+  tv_operator_log2,
+  tv_operator_log10,
+  tv_operator_exp,
+  tv_operator_sin,
+  tv_operator_cos,
+  tv_operator_tan,
+  tv_operator_sinh,
+  tv_operator_cosh,
+  tv_operator_tanh,
+  tv_operator_sqrt,
+  tv_operator_abs,
+  tv_operator_floor,
+  tv_operator_ceil,
+  /** `mod (a, b)`: the remainder, with the sign of a. */
+  tv_operator_mod,
+  /** `if (condition, then, else)`. */
+  tv_operator_if,
+  /** Of truth values; `and` and `or` take any number. */
+  tv_operator_and,
+  tv_operator_or,
+  tv_operator_not,
+  /** Written between their operands (`negate` before it). */
+  tv_operator_add,
+  tv_operator_subtract,
+  tv_operator_multiply,
+  tv_operator_divide,
+  tv_operator_power,
+  tv_operator_negate,
+  /** `#node`. */
+  tv_operator_state_index,
+  /** Comparisons: `==`, `<`, `>`, `!=`, `<=`, `>=`. */
+  tv_operator_equals,
+  tv_operator_less_than,
+  tv_operator_greater_than,
+  tv_operator_not_equals,
+  tv_operator_less_than_or_equals,
+  tv_operator_greater_than_or_equals,
+  /** A number. */
+  tv_operator_number,
+  /** A label, in quotes. */
+  tv_operator_label,
+  /** A node. */
+  tv_operator_node,
+  /** `true` or `false`. */
+  tv_operator_boolean
+};
 
 /**
  * Receives the errors and warnings of a parser.
@@ -961,6 +1065,176 @@ TV_API tv_status_t tv_table_set_user_data(tv_table_t* table, void* data);
 
 /** The pointer stored with a table; NULL with status none when nothing has been stored. */
 TV_API void* tv_table_get_user_data(const tv_table_t* table);
+
+/** Stores a pointer with a model. */
+TV_API tv_status_t tv_model_set_user_data(tv_model_t* model, void* data);
+
+/** The pointer stored with a model. */
+TV_API void* tv_model_get_user_data(const tv_model_t* model);
+
+/** @} */
+
+/**
+ * @defgroup expressions Expressions
+ * An expression is a formula over the nodes of a domain. It gives a number, a label, a truth value or a
+ * probability distribution. Expressions are trees: a leaf is a number, a label, a truth value or a node, and
+ * a composite has an operator and its operands.
+ *
+ * A composite holds its operands and a model holds its expressions: deleting what is held does nothing. An
+ * expression that nobody holds is yours, to be released with tv_expression_delete. An expression must not
+ * outlive its nodes; those that models hold are looked after.
+ *
+ * Types: arithmetic and the parameters of distributions take numbers; `and`, `or`, `not` and conditions take
+ * truth values; a comparison takes operands of one type. What a discrete node stands for hangs on its subtype
+ * (a label, a truth value, or the number of its state), which may still change when the expression is made;
+ * it is checked when a table is generated. Continuous, utility and function nodes stand for numbers.
+ *
+ * As text: `a + b * #c ^ 2`, `if (Smoker, Beta (2, 3), Uniform (0, 1))`, `Colour == "red"`. From the loosest:
+ * one comparison (`==` or `=`, `!=` or `<>`, `<`, `<=`, `>`, `>=`), `+` and `-`, `*` and `/`, `^` from right to
+ * left. A sign in front counts for the whole first term: `-2 ^ 2` is -4. `#node` is the index of a discrete
+ * node's state. A node named `true` or `false` goes before the truth value.
+ *
+ * Expressions are at most 2000 operators high.
+ * @{
+ */
+
+/** A new number. Infinite numbers and NaN print as what cannot be read back. */
+TV_API tv_expression_t* tv_number_make_expression(double number);
+
+/** A new truth value: true unless `value` is 0. */
+TV_API tv_expression_t* tv_boolean_make_expression(int value);
+
+/** A new label. The text is copied. */
+TV_API tv_expression_t* tv_label_make_expression(const char* label);
+
+/** A new node leaf. Fails, returning NULL: usage - an instance node; no_memory. */
+TV_API tv_expression_t* tv_node_make_expression(tv_node_t* node);
+
+/**
+ * A new composite of an operator and a list of operands, which it holds from now on. An operand may stand in
+ * it more than once and in other composites too.
+ *
+ * Fails, returning NULL and leaving the operands alone: usage - no such operator, or that of a leaf;
+ * invalid_expression - the wrong number of operands, wrong types, an argument of `probability` that does not
+ * mention exactly one node, a discrete one, or that contains `probability` itself, or an expression that
+ * would be too high; no_memory.
+ */
+TV_API tv_expression_t* tv_make_composite_expression(tv_operator_t op, tv_expression_t** operands);
+
+/** Whether the expression is a composite (1) or a leaf (0). */
+TV_API int tv_expression_is_composite(const tv_expression_t* expression);
+
+/** The operator of a composite or the kind of a leaf. */
+TV_API tv_operator_t tv_expression_get_operator(const tv_expression_t* expression);
+
+/** The operands of a composite. Owned by the expression. Fails, returning NULL: usage - a leaf. */
+TV_API tv_expression_t** tv_expression_get_operands(const tv_expression_t* expression);
+
+/** The node of a node leaf. Fails, returning NULL: usage - another expression. */
+TV_API tv_node_t* tv_expression_get_node(const tv_expression_t* expression);
+
+/** The number of a number leaf. Fails, returning -1.0: usage - another expression. */
+TV_API double tv_expression_get_number(const tv_expression_t* expression);
+
+/** The text of a label leaf, owned by it. Fails, returning NULL: usage - another expression. */
+TV_API const char* tv_expression_get_label(const tv_expression_t* expression);
+
+/** The truth value of a boolean leaf, 0 or 1. Fails, returning -1: usage - another expression. */
+TV_API int tv_expression_get_boolean(const tv_expression_t* expression);
+
+/** A copy with operands of its own. Yours. */
+TV_API tv_expression_t* tv_expression_clone(const tv_expression_t* expression);
+
+/**
+ * Releases an expression and the operands that nobody else holds. An expression that a composite or a model
+ * holds is left alone, without a failure.
+ */
+TV_API tv_status_t tv_expression_delete(tv_expression_t* expression);
+
+/**
+ * Reads an expression over the nodes of a domain. The whole text must be one expression. The result is yours.
+ * The handler, which may be null, is told of the error; positions count characters.
+ *
+ * Fails, returning NULL: syntax - the text is no expression, or mentions no node of the domain;
+ * invalid_expression - as for tv_make_composite_expression; no_memory.
+ */
+TV_API tv_expression_t* tv_string_to_expression(const char* text, tv_domain_t* domain,
+                                                tv_error_handler_t handler, void* handler_data);
+
+/** The same as tv_string_to_expression, with the domain in front. */
+TV_API tv_expression_t* tv_domain_string_to_expression(tv_domain_t* domain, const char* text,
+                                                       tv_error_handler_t handler, void* handler_data);
+
+/** Another name of tv_string_to_expression. */
+TV_API tv_expression_t* tv_string_parse_expression(const char* text, tv_domain_t* domain,
+                                                   tv_error_handler_t handler, void* handler_data);
+
+/**
+ * The expression as text, with the fewest parentheses, to be released with free(). Reading it gives the same
+ * expression, but for the digits of numbers beyond six. Nodes without a name get one.
+ */
+TV_API char* tv_expression_to_string(const tv_expression_t* expression);
+
+/** @} */
+
+/**
+ * @defgroup models Models
+ * A model states the table of a node by expressions instead of numbers: one for each configuration of its
+ * *model nodes*, some of the node's discrete parents (often none at all). Tables are generated from models
+ * when a compilation or propagation needs them, and only when something changed since: the model, its
+ * expressions, the states, values or labels of the node or its parents.
+ *
+ * What an expression gives must suit the node. A chance, decision or discrete function node takes a
+ * distribution over its states, or a value, which is the state of probability one; a utility node and a
+ * real-valued function node take a number. A parent that stands for a number is read as the value of its
+ * state; for a parent with intervals the results are averaged over sample points in each interval.
+ *
+ * A real-valued function node has no table: its value is computed when asked for (tv_node_get_value) from the
+ * results of its parents. A discrete function node has a table over its own states, computed likewise.
+ * @{
+ */
+
+/**
+ * Gives a node a model, without expressions yet. `model_nodes` are discrete parents of the node; the first
+ * of them varies slowest in the order of the expressions.
+ *
+ * Fails, returning NULL: usage - the node has a model, is continuous or an instance node, or an entry of the
+ * list is no discrete parent or stands there twice; no_memory.
+ */
+TV_API tv_model_t* tv_node_new_model(tv_node_t* node, tv_node_t** model_nodes);
+
+/** The model of a node; NULL with status none when there is none. */
+TV_API tv_model_t* tv_node_get_model(const tv_node_t* node);
+
+/** The model nodes. Owned by the model. */
+TV_API tv_node_t** tv_model_get_nodes(const tv_model_t* model);
+
+/** How many expressions there are: the number of configurations of the model nodes. */
+TV_API size_t tv_model_get_size(const tv_model_t* model);
+
+/** Deletes the model of a node. The node keeps the table that was generated last. */
+TV_API tv_status_t tv_model_delete(tv_model_t* model);
+
+/**
+ * Sets the expression for one configuration of the model nodes, or, with a null expression, unsets it. The
+ * model holds the expression from now on; the one that stood there is released.
+ *
+ * Fails: usage - the index is not below the model's size, or the expression mentions a node of another
+ * domain; no_memory.
+ */
+TV_API tv_status_t tv_model_set_expression(tv_model_t* model, size_t index, tv_expression_t* expression);
+
+/**
+ * The expression for one configuration of the model nodes, held by the model; NULL with status none where
+ * there is none. Fails, returning NULL: usage - the index is not below the model's size.
+ */
+TV_API tv_expression_t* tv_model_get_expression(const tv_model_t* model, size_t index);
+
+/** In how many points intervals of parents are sampled, 25 at first. Fails: usage - `count` is 0. */
+TV_API tv_status_t tv_model_set_number_of_samples_per_interval(tv_model_t* model, size_t count);
+
+/** The number of sample points per interval. */
+TV_API size_t tv_model_get_number_of_samples_per_interval(const tv_model_t* model);
 
 /** @} */
 

@@ -13,6 +13,7 @@
 #include "inference/evidence.h"
 #include "inference/messages.h"
 #include "inference/schedule.h"
+#include "network/node_operations.h"
 #include "tables/table_operations.h"
 
 namespace tv {

@@ -19,9 +19,6 @@ void recover_tree(JunctionTree& tree) noexcept;
 // Whether the selected states of required instantiations differ from those that the tables were built for.
 bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept;
 
-// The node's potential has changed: the next propagation of its tree starts with a reset.
-void _tv_node_touch_table(Node& node) noexcept;
-
 // Counts the nodes whose entered evidence differs from the propagated one.
 void count_evidence_to_propagate(JunctionTree& tree) noexcept;
 

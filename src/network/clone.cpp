@@ -50,6 +50,7 @@ void copy_tables(Node& copy, const Node& node, Map map) {
   if (node.experience_table) copy.experience_table = copy_for_owner(*node.experience_table, copy, map);
   if (node.fading_table) copy.fading_table = copy_for_owner(*node.fading_table, copy, map);
   copy.table_checked = node.table_checked;
+  if (node.model) copy.model = copy_model(*node.model, copy, map);
 }
 
 void copy_settings(Domain& copy, const Domain& domain) {

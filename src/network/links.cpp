@@ -93,6 +93,7 @@ tv_status_t _tv_node_add_parent(Node& child, Node& parent) {
   prepare_link(parent, child);
   changes.commit();
   connect(parent, child);
+  if (child.model) mark_stale(*child.model);
   structure_changed(*child.domain);
   return tv_status_none;
 }
@@ -101,7 +102,10 @@ tv_status_t remove_parent(Node& child, Node& parent) {
   if (!is_parent(parent, child) || link_is_shared(parent, child)) return store_status(tv_status_usage);
   TableChanges changes;
   remove_parent_from_tables(changes, child, parent);
+  ModelChanges model_changes;
+  model_changes.remove_parent(child, parent);
   changes.commit();
+  model_changes.commit();
   disconnect(parent, child);
   structure_changed(*child.domain);
   return tv_status_none;
@@ -114,6 +118,9 @@ tv_status_t switch_parent(Node& child, Node& old_parent, Node& new_parent) {
   if (would_close_cycle(new_parent, child)) return store_status(tv_status_cyclic_network);
   if (tv_status_t status = check_functional_trails(new_parent, child, {&old_parent, &child})) return status;
   prepare_link(new_parent, child);
+  ModelChanges model_changes;
+  model_changes.replace_parent(child, old_parent, new_parent);
+  model_changes.commit();
   replace_parent_in_tables(child, old_parent, new_parent);
   child.parents.replace(&old_parent, &new_parent);
   old_parent.children.erase(&child);

@@ -120,10 +120,13 @@ tv_status_t delete_node(Node& node) {
   TableChanges changes;
   for (Node* child : node.children) remove_parent_from_tables(changes, *child, node);
   ChainDeparture departure(node);
+  ModelChanges model_changes;
+  model_changes.remove_node(node);
 
   structure_changed(domain);
   changes.commit();
   departure.commit();
+  model_changes.commit();
   disconnect_from_parents(node);
   disconnect_from_children(node);
   domain.required_instantiations.erase(&node);
@@ -139,7 +142,7 @@ tv_status_t delete_node(Node& node) {
 }
 
 tv_status_t set_category(Node& node, tv_node_category_t category) {
-  const bool can_change = is_discrete(node) && node.category != tv_category_function;
+  const bool can_change = is_discrete(node) && node.category != tv_category_function && !node.model;
   if (!can_change || (category != tv_category_chance && category != tv_category_decision))
     return store_status(tv_status_usage);
   if (category == node.category) return tv_status_none;
@@ -165,6 +168,7 @@ tv_status_t set_subtype(Node& node, tv_node_subtype_t subtype) {
   const bool exists = subtype >= tv_subtype_label && subtype <= tv_subtype_interval;
   if (!is_discrete(node) || !exists || (subtype == tv_subtype_boolean && node.number_of_states != 2))
     return store_status(tv_status_usage);
+  if (subtype != node.subtype) mark_models_stale(node);
   node.subtype = subtype;
   return tv_status_none;
 }

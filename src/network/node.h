@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "network/attribute.h"
+#include "network/model.h"
 #include "network/node_list.h"
 #include "network/types.h"
 #include "tables/table.h"
@@ -47,7 +48,8 @@ struct tv_node_s {
   std::unique_ptr<tv::Table> table;  // null counts as uniform (utility: zero)
   std::unique_ptr<tv::Table> experience_table;
   std::unique_ptr<tv::Table> fading_table;
-  bool table_checked = false;  // validated since the table was last touched
+  bool table_checked = false;        // validated since the table was last touched
+  std::unique_ptr<tv::Model> model;  // states the table by expressions; null for most nodes
 
   tv::EnteredEvidence entered;
   tv::Node* linked_node = nullptr;  // mirrors this node's evidence and answers for its results

@@ -74,4 +74,7 @@ Table* _tv_node_get_table(Node& node);
 Table* _tv_node_get_experience_table(Node& node);
 Table* _tv_node_get_fading_table(Node& node);
 
+// The node's potential has changed: the next propagation of its tree starts with a reset.
+void _tv_node_touch_table(Node& node) noexcept;
+
 }  // namespace tv

@@ -12,5 +12,7 @@ using Attribute = tv_attribute_s;
 using Table = tv_table_s;
 using Clique = tv_clique_s;
 using JunctionTree = tv_junction_tree_s;
+using Expression = tv_expression_s;
+using Model = tv_model_s;
 
 }  // namespace tv

@@ -18,7 +18,8 @@ enum CharacterClass : unsigned char {
   kLetter = 2,
   kDigit = 4,
   kHexadecimal = 8,
-  kPunctuation = 16
+  kPunctuation = 16,
+  kOperator = 32  // in expressions
 };
 
 constexpr std::array<unsigned char, 256> kClasses = [] {
@@ -34,6 +35,7 @@ constexpr std::array<unsigned char, 256> kClasses = [] {
   add("0123456789", kDigit);
   add("0123456789abcdefABCDEF", kHexadecimal);
   add("#()*,:;=?{|}", kPunctuation);
+  add("+-/^<>=!", kOperator);
   return classes;
 }();
 
@@ -158,7 +160,7 @@ bool Lexer::skip_space() {
   return false;
 }
 
-Token Lexer::next(bool signs_stand_alone) {
+Token Lexer::next(bool in_expression) {
   if (pushed_back_) {
     pushed_back_ = false;
     return token_;
@@ -166,7 +168,8 @@ Token Lexer::next(bool signs_stand_alone) {
   if (status_) return token_ = Token::error;
   if (!skip_space()) return token_ = status_ ? Token::error : Token::end;
   const char first = *cursor_;
-  if (is(first, kPunctuation) || (signs_stand_alone && is_sign(first))) {
+  if (in_expression && is(first, kOperator)) return token_ = read_operator(first);
+  if (is(first, kPunctuation)) {
     ++cursor_;
     return token_ = punctuation(first);
   }
@@ -174,6 +177,27 @@ Token Lexer::next(bool signs_stand_alone) {
   if (is(first, kDigit) || is_sign(first) || first == '.') return token_ = scan_number();
   ++cursor_;
   return token_ = first == '"' ? read_string() : unexpected(first);
+}
+
+// The cursor stands at the operator.
+Token Lexer::read_operator(char first) {
+  ++cursor_;
+  if (std::string_view("+-/^").find(first) != std::string_view::npos) return punctuation(first);
+  const int second = peek_character();
+  if (second < 0 && status_) return Token::error;
+  const bool equal_follows = second == '=';
+  cursor_ += equal_follows || (first == '<' && second == '>');
+  switch (first) {
+    case '=':
+      return Token::equal;
+    case '!':
+      return equal_follows ? Token::not_equal : fail("`!' must be followed by `='");
+    case '<':
+      if (second == '>') return Token::not_equal;
+      return equal_follows ? Token::less_or_equal : punctuation(first);
+    default:
+      return equal_follows ? Token::greater_or_equal : punctuation(first);
+  }
 }
 
 bool Lexer::read_number(double& number) {

@@ -14,7 +14,18 @@
 namespace tv {
 
 // A punctuation character is a token by its own code.
-enum class Token : int { name = 256, dotted_name, number, string, end, error };
+enum class Token : int {
+  name = 256,
+  dotted_name,
+  number,
+  string,
+  end,
+  error,
+  equal,  // this and the next three in expressions only
+  not_equal,
+  less_or_equal,
+  greater_or_equal
+};
 
 constexpr Token punctuation(char character) noexcept {
   return static_cast<Token>(static_cast<unsigned char>(character));
@@ -49,7 +60,8 @@ class Lexer {
 
   // The next token. After Token::error `status` tells whether its message has been reported.
   Token next() { return next(false); }
-  // The same, but a sign is a token of its own and never part of a number.
+  // The same in an expression: signs and the other operators are tokens of their own, and no sign is part
+  // of a number.
   Token next_operand() { return next(true); }
   void push_back() noexcept { pushed_back_ = true; }  // the last token comes once more
 
@@ -74,7 +86,8 @@ class Lexer {
   tv_status_t status() const noexcept { return status_; }
 
  private:
-  Token next(bool signs_stand_alone);
+  Token next(bool in_expression);
+  Token read_operator(char first);
   bool skip_space();
   bool refill();
   int peek_character();

@@ -52,9 +52,15 @@ struct World {
     if (list) out += describe_names(list.get());
     if (borrowed_list) out += describe_names(borrowed_list);
     if (text) out += text;
+    if (expression) {
+      char* printed = tv_expression_to_string(expression.get());
+      out += printed;
+      std::free(printed);
+    }
     out += std::to_string(number) + "\n";
     made.reset();
     table.reset();
+    expression.reset();
     list.reset();
     owned_table = nullptr;
     node = nullptr;
@@ -79,6 +85,10 @@ struct World {
   tv_node_t* node = nullptr;
   std::unique_ptr<tv_node_t*[], Free> list;
   tv_node_t** borrowed_list = nullptr;
+  struct DeleteExpression {
+    void operator()(tv_expression_t* what) const { tv_expression_delete(what); }
+  };
+  std::unique_ptr<tv_expression_t, DeleteExpression> expression;
   const char* text = nullptr;
   double number = 0;
 };
@@ -102,6 +112,22 @@ void with_values(World& w) {
   enter_findings(w.b, {0.5f, 0.25f, 1});
   tv_node_select_state(w.d, 1);
 }
+const char kExpression[] = "if (c == \"a label of some length\", Distribution (1, 2), Distribution (#b, 3))";
+void with_expression(World& w) {
+  w.expression.reset(tv_domain_string_to_expression(w.domain.get(), kExpression, nullptr, nullptr));
+}
+void with_empty_model(World& w) {
+  tv_node_t* model_nodes[] = {w.b, nullptr};
+  tv_node_new_model(w.d, model_nodes);
+}
+void with_model(World& w) {
+  with_empty_model(w);
+  for (size_t i = 0; i < 3; ++i) {
+    with_expression(w);
+    tv_model_set_expression(tv_node_get_model(w.d), i, w.expression.release());
+  }
+}
+tv_expression_t* model_expression(World& w) { return tv_model_get_expression(tv_node_get_model(w.d), 0); }
 void triangulated(World& w) { tv_domain_triangulate(w.domain.get(), tv_method_clique_weight); }
 void compiled(World& w) { tv_domain_compile(w.domain.get()); }
 void with_evidence(World& w) {
@@ -304,6 +330,53 @@ const Case kCases[] = {
      [](World& w) { w.table.reset(tv_domain_get_marginal(w.domain.get(), two_nodes(w))); }},
     {"tv_node_get_mutual_information", compiled,
      [](World& w) { w.number = tv_node_get_mutual_information(w.a, w.d); }},
+    {"tv_number_make_expression", plain, [](World& w) { w.expression.reset(tv_number_make_expression(2)); }},
+    {"tv_boolean_make_expression", plain,
+     [](World& w) { w.expression.reset(tv_boolean_make_expression(1)); }},
+    {"tv_label_make_expression", plain,
+     [](World& w) { w.expression.reset(tv_label_make_expression("a label of some length")); }},
+    {"tv_node_make_expression", plain, [](World& w) { w.expression.reset(tv_node_make_expression(w.b)); }},
+    {"tv_make_composite_expression", plain,
+     [](World& w) {
+       w.expression.reset(tv_boolean_make_expression(1));
+       if (!w.expression) return;
+       tv_expression_t* operands[] = {w.expression.get(), w.expression.get(), nullptr};
+       tv_expression_t* both = tv_make_composite_expression(tv_operator_and, operands);
+       if (!both) return;
+       w.expression.release();
+       w.expression.reset(both);
+     }},
+    {"tv_expression_clone", with_model,
+     [](World& w) { w.expression.reset(tv_expression_clone(model_expression(w))); }},
+    {"tv_string_to_expression", plain,
+     [](World& w) {
+       w.expression.reset(tv_string_to_expression(kExpression, w.domain.get(), nullptr, nullptr));
+     }},
+    {"tv_domain_string_to_expression", plain, with_expression},
+    {"tv_string_parse_expression", plain,
+     [](World& w) {
+       w.expression.reset(tv_string_parse_expression("a + 1", w.domain.get(), nullptr, nullptr));
+     }},
+    {"tv_expression_to_string", with_model,
+     [](World& w) { std::free(tv_expression_to_string(model_expression(w))); }},
+    {"tv_node_new_model", plain,
+     [](World& w) {
+       tv_node_t* model_nodes[] = {w.c, w.b, nullptr};
+       w.number = tv_node_new_model(w.d, model_nodes) != nullptr;
+     }},
+    {"tv_model_set_expression", with_empty_model,
+     [](World& w) {
+       w.expression.reset(tv_number_make_expression(1));
+       if (!w.expression || tv_model_set_expression(tv_node_get_model(w.d), 1, w.expression.get())) return;
+       w.expression.release();
+     }},
+    {"tv_node_clone", with_model, [](World& w) { w.node = tv_node_clone(w.d); }},
+    {"tv_domain_clone", with_model, [](World& w) { w.made.reset(tv_domain_clone(w.domain.get())); }},
+    {"tv_node_delete", with_model, [](World& w) { tv_node_delete(w.b); }},
+    {"tv_node_remove_parent", with_model, [](World& w) { tv_node_remove_parent(w.d, w.c); }},
+    {"tv_node_switch_parent", with_model, [](World& w) { tv_node_switch_parent(w.d, w.c, w.alone); }},
+    {"tv_node_set_number_of_states", with_model, [](World& w) { tv_node_set_number_of_states(w.b, 4); }},
+    {"tv_node_reorder_states", with_model, [](World& w) { tv_node_reorder_states(w.b, kOrder); }},
     {"tv_net_parse_domain", plain,
      [](World& w) { w.made.reset(tv_net_parse_domain(kNet, nullptr, nullptr)); }},
     {"tv_net_parse_from_string", plain,
@@ -359,6 +432,11 @@ const char kWithoutAllocation[] = R"(
   tv_node_get_belief tv_node_get_expected_utility tv_node_get_min_utility tv_node_get_max_utility
   tv_node_get_variance_of_utility tv_domain_get_expected_utility tv_node_get_value tv_node_get_entropy
   tv_node_get_mean tv_node_get_variance
+  tv_expression_is_composite tv_expression_get_operator tv_expression_get_operands tv_expression_get_node
+  tv_expression_get_number tv_expression_get_label tv_expression_get_boolean tv_expression_delete
+  tv_node_get_model tv_model_get_nodes tv_model_get_size tv_model_delete tv_model_get_expression
+  tv_model_set_number_of_samples_per_interval tv_model_get_number_of_samples_per_interval
+  tv_model_set_user_data tv_model_get_user_data
   tv_domain_seed_random tv_domain_get_uniform_deviate tv_domain_get_normal_deviate
 )";
 

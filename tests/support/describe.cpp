@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 
 namespace test {
 namespace {
@@ -40,6 +41,17 @@ void append_regressions(std::string& out, tv_node_t* node) {
   if (tv_node_evidence_is_entered(node) == 1) append(out, "  value %a\n", tv_node_get_entered_value(node));
 }
 
+void append_model(std::string& out, tv_model_t* model) {
+  append(out, "  model with %zu samples over%s", tv_model_get_number_of_samples_per_interval(model),
+         describe_names(tv_model_get_nodes(model)).c_str());
+  for (size_t i = 0; i < tv_model_get_size(model); ++i) {
+    tv_expression_t* expression = tv_model_get_expression(model, i);
+    char* text = expression ? tv_expression_to_string(expression) : nullptr;
+    append(out, "    %s\n", text ? text : "(none)");
+    std::free(text);
+  }
+}
+
 void append_node(std::string& out, tv_node_t* node) {
   long x = 0, y = 0;
   tv_node_get_position(node, &x, &y);
@@ -51,6 +63,7 @@ void append_node(std::string& out, tv_node_t* node) {
   if (tv_node_get_kind(node) == tv_kind_discrete) append_states(out, node);
   if (tv_table_t* table = tv_node_get_table(node)) out += describe(table);
   if (tv_node_get_kind(node) == tv_kind_continuous) append_regressions(out, node);
+  if (tv_model_t* model = tv_node_get_model(node)) append_model(out, model);
   if (tv_node_has_experience_table(node) == 1)
     out += "experience" + describe(tv_node_get_experience_table(node));
   if (tv_node_has_fading_table(node) == 1) out += "fading" + describe(tv_node_get_fading_table(node));
