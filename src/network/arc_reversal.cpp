@@ -111,8 +111,7 @@ tv_status_t reverse_link(Node& x, Node& y) {
 tv_status_t reverse_edge(Node& node1, Node& node2) {
   const bool are_chance_nodes = node1.category == tv_category_chance && node2.category == tv_category_chance;
   const bool stays = node1.model || node2.model || in_chain_component(node1) || in_chain_component(node2);
-  if (!are_chance_nodes || node1.kind != node2.kind || stays)
-    return store_status(tv_status_usage);
+  if (!are_chance_nodes || node1.kind != node2.kind || stays) return store_status(tv_status_usage);
   if (is_parent(node1, node2)) return reverse_link(node1, node2);
   if (is_parent(node2, node1)) return reverse_link(node2, node1);
   return store_status(tv_status_usage);
