@@ -219,6 +219,59 @@ TEST(Triangulation, UserOrderWithoutRedundantLinksKeepsExactlyItsFillIns) {
             (std::set<Set>{set({a, b, c}), set({a, c, d}), set({a, d, e}), set({a, e, nodes.front()})}));
 }
 
+// Leimer's condition, clique by clique: seen from the root, what a clique adds is continuous or what it
+// shares with its neighbour is discrete; and only links that share continuous nodes lead away for good.
+void expect_strong_roots(const tv_domain_t* domain) {
+  for (tv_junction_tree_t* jt = tv_domain_get_first_junction_tree(domain); jt; jt = tv_jt_get_next(jt)) {
+    size_t cg_total = 0;
+    struct Step {
+      const tv_clique_t *clique, *towards_root;
+    };
+    std::vector<Step> path{{tv_jt_get_root(jt), nullptr}};
+    while (!path.empty()) {
+      const auto [clique, towards_root] = path.back();
+      path.pop_back();
+      const auto cg_entries = [](const std::vector<tv_node_t*>& members) {
+        size_t configurations = 1, continuous = 0;
+        for (const tv_node_t* member : members)
+          tv_node_get_kind(member) == tv_kind_discrete
+              ? configurations *= tv_node_get_number_of_states(member)
+              : ++continuous;
+        return configurations * (continuous * (continuous + 3) / 2);
+      };
+      const std::vector<tv_node_t*> members(clique->members().begin(), clique->members().end());
+      cg_total += cg_entries(members);
+      if (towards_root) {
+        std::vector<tv_node_t*> own, shared;
+        for (tv_node_t* member : members)
+          (towards_root->members().contains(member) ? shared : own).push_back(member);
+        cg_total += cg_entries(shared);
+        EXPECT_TRUE(all_of_kind(own, tv_kind_continuous) || all_of_kind(shared, tv_kind_discrete));
+        const bool leaves = !all_of_kind(shared, tv_kind_discrete) || towards_root->way_to_strong_root;
+        EXPECT_EQ(clique->way_to_strong_root, leaves ? towards_root : nullptr);
+      }
+      for (const tv::Link& link : clique->links)
+        if (link.neighbor != towards_root) path.push_back({link.neighbor, clique});
+    }
+    EXPECT_EQ(tv_jt_get_total_cg_size(jt), cg_total);
+  }
+}
+
+TEST(Triangulation, HasStrongRootsOnThousandsOfMixedGraphs) {
+  std::mt19937 random(9);
+  for (int round = 0; round < 1500 && !HasFailure(); ++round) {
+    const Shape shape{3 + random() % 12, 0.1 + 0.1 * static_cast<double>(random() % 5),
+                      0.1 + 0.2 * static_cast<double>(random() % 5), 3};
+    DomainOwner domain = random_network(random, shape);
+    ASSERT_EQ(tv_domain_triangulate(domain.get(), kMethods[round % 5]), tv_status_none);
+    expect_strong_roots(domain.get());
+    tv_domain_uncompile(domain.get());
+    std::vector<tv_node_t*> order = random_order(random, domain.get());
+    ASSERT_EQ(tv_domain_triangulate_with_order(domain.get(), order.data()), tv_status_none);
+    expect_strong_roots(domain.get());
+  }
+}
+
 TEST(Triangulation, UnconnectedPartsGetTreesOfTheirOwn) {
   DomainOwner domain(tv_new_domain());
   tv_node_t* a = add_node(domain.get(), "a", 2);
