@@ -54,7 +54,7 @@ tv_status_t reverse_tables(TableChanges& changes, Node& x, Node& y, const NodeLi
   std::unique_ptr<Table> y_given_rest = default_node_table(y, y_parents);
   if (!has_data(*joint) || !has_data(*y_given_rest)) return store_status(tv_status_no_memory);
   if (is_continuous(x)) {
-    if ((status = reverse_regressions(x, y, *x_table, *y_table, *joint, *y_given_rest))) return status;
+    if ((status = reverse_regression_tables(x, y, *x_table, *y_table, *joint, *y_given_rest))) return status;
     changes.set_node_table(x, std::move(joint));
     changes.set_node_table(y, std::move(y_given_rest));
     return tv_status_none;

@@ -1,6 +1,5 @@
-// In each configuration of the discrete parents X and Y are two linear regressions, and so are Y without X
-// and X given Y. Their coefficients follow in closed form (Shachter and Kenley, 1989); everything is a sum of
-// products with the share of Y's variance that is its own, so that nothing cancels when that share is small.
+// Collects the regressions of both nodes over the same terms, configuration by configuration, reverses them
+// by the algebra of blocks, and puts them where they belong in the new tables.
 #include "network/reverse_regressions.h"
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "network/node.h"
+#include "tables/cg_block.h"
 
 namespace tv {
 namespace {
@@ -90,12 +90,13 @@ bool all_finite(const Table& table) noexcept {
 
 }  // namespace
 
-tv_status_t reverse_regressions(const Node& x_node, const Node& y_node, const Table& x_table,
-                                const Table& y_table, Table& x_given_y, Table& y_alone) {
+tv_status_t reverse_regression_tables(const Node& x_node, const Node& y_node, const Table& x_table,
+                                      const Table& y_table, Table& x_given_y, Table& y_alone) {
   const RegressionPlaces x(x_table, x_node), y(y_table, y_node);
   const RegressionPlaces new_x(x_given_y, x_node), new_y(y_alone, y_node);
   const std::vector<Term> terms = common_terms(x, y, new_x, new_y);
   const size_t x_in_y = y.coefficient(x_node), y_in_new_x = new_x.coefficient(y_node);
+  std::vector<double> x_run(terms.size() + 1), y_run(terms.size() + 1);  // terms, then the variance
   ConfigurationWalk walk(x_given_y, {&x_table, &y_table, &y_alone});
   for (size_t configuration = 0; configuration < x_given_y.size; ++configuration, walk.advance()) {
     const double* x_block = x_table.cg_data.data() + walk.index(0) * x_table.cg_size;
@@ -103,20 +104,21 @@ tv_status_t reverse_regressions(const Node& x_node, const Node& y_node, const Ta
     double* new_x_block = x_given_y.cg_data.data() + configuration * x_given_y.cg_size;
     double* new_y_block = y_alone.cg_data.data() + walk.index(2) * y_alone.cg_size;
 
-    const double coefficient = y_block[x_in_y];
-    const double x_variance = x_block[x.variance], y_variance = y_block[y.variance];
-    const double variance = y_variance + coefficient * x_variance * coefficient;
-    // Without any variance Y tells nothing of X.
-    const double gain = variance > 0 ? coefficient * x_variance / variance : 0.0;
-    const double own_share = variance > 0 ? y_variance / variance : 1.0;
-    for (const Term& term : terms) {
-      const double in_x = value_at(x_block, term.in_x), in_y = value_at(y_block, term.in_y);
-      new_y_block[term.in_new_y] = in_y + coefficient * in_x;
-      new_x_block[term.in_new_x] = own_share * in_x - gain * in_y;
+    for (size_t i = 0; i < terms.size(); ++i) {
+      x_run[i] = value_at(x_block, terms[i].in_x);
+      y_run[i] = value_at(y_block, terms[i].in_y);
     }
-    new_x_block[y_in_new_x] = gain;
-    new_x_block[new_x.variance] = own_share * x_variance;
-    new_y_block[new_y.variance] = variance;
+    x_run.back() = x_block[x.variance];
+    y_run.back() = y_block[y.variance];
+    double coefficient = y_block[x_in_y];
+    reverse_regressions(x_run.data(), y_run.data(), coefficient, terms.size() - 1);
+    for (size_t i = 0; i < terms.size(); ++i) {
+      new_x_block[terms[i].in_new_x] = x_run[i];
+      new_y_block[terms[i].in_new_y] = y_run[i];
+    }
+    new_x_block[y_in_new_x] = coefficient;
+    new_x_block[new_x.variance] = x_run.back();
+    new_y_block[new_y.variance] = y_run.back();
   }
   return all_finite(x_given_y) && all_finite(y_alone) ? tv_status_none : store_status(tv_status_overflow);
 }
