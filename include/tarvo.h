@@ -194,9 +194,9 @@ enum {
   tv_status_enumeration = 20,
   /** The trees hold no valid result: propagate first. */
   tv_status_no_equilibrium = 21,
-  /** The density of continuous evidence is too low. Reserved. */
+  /** The density of continuous evidence is too low. */
   tv_status_low_density = 22,
-  /** Conditioning on a variance of zero. Reserved. */
+  /** Conditioning on a variance of zero. */
   tv_status_zero_variance = 23,
   /** The evidence is impossible, or its probability underflowed. */
   tv_status_inconsistency_or_underflow = 24,
@@ -1026,6 +1026,23 @@ TV_API double tv_table_get_covariance(tv_table_t* table, size_t index, tv_node_t
 
 /** The variance of a continuous node. Fails like tv_table_get_mean. */
 TV_API double tv_table_get_variance(tv_table_t* table, size_t index, tv_node_t* node);
+
+/**
+ * The density of a continuous node at a value: that of the mixture of normal distributions, one for each
+ * configuration, weighted by the table's data, which are divided by their sum.
+ *
+ * Fails, returning -1.0: usage - the node is not a continuous node of the table, the table is conditional on a
+ * continuous node, or the value is not finite; normalization - the data do not sum to more than zero;
+ * zero_variance - the value itself has a positive probability.
+ */
+TV_API double tv_table_compute_density(tv_table_t* table, tv_node_t* node, double value);
+
+/**
+ * The probability that a continuous node lies from `low` to `high`, which may be infinite. Fails like
+ * tv_table_compute_density, and with usage when `low` is above `high` or either is not a number.
+ */
+TV_API double tv_table_compute_probability_of_interval(tv_table_t* table, tv_node_t* node, double low,
+                                                       double high);
 
 /**
  * The index of a configuration, `states` holding one state for each discrete node in table order. For A (2
@@ -1931,18 +1948,41 @@ TV_API double tv_node_get_mutual_information(tv_node_t* node1, tv_node_t* node2)
 /**
  * The mean of a continuous node given the evidence.
  *
- * Fails, returning -1.0: usage - not continuous; not_compiled; no_equilibrium. Domains with continuous nodes
- * cannot be compiled in this version.
+ * Fails, returning -1.0 (which a mean may be too; see tv_error_code): usage - not continuous; not_compiled;
+ * no_equilibrium; overflow - it is no finite number.
  */
 TV_API double tv_node_get_mean(const tv_node_t* node);
 
-/** The variance of a continuous node given the evidence. Fails like tv_node_get_mean. */
+/** The variance of a continuous node given the evidence; never negative. Fails like tv_node_get_mean. */
 TV_API double tv_node_get_variance(const tv_node_t* node);
 
 /**
- * The joint distribution of some discrete nodes given the evidence, whether or not they meet in one clique.
+ * The exact distribution of a continuous node given the evidence: a mixture of normal distributions over the
+ * configurations of those discrete nodes that it depends on here. The result is a table over these nodes and the
+ * node; its data are the weights, and tv_table_get_mean and tv_table_get_variance tell the components. It is
+ * yours: release it with tv_table_delete, before the domain.
  *
- * The result is a table over the nodes in the given order (convention 9), summing to one. It is yours:
+ * Fails, returning NULL: usage - not continuous; not_compiled; no_equilibrium; overflow - a mean or variance
+ * is no finite number; no_memory.
+ */
+TV_API tv_table_t* tv_node_get_distribution(tv_node_t* node);
+
+/**
+ * The value below which a continuous node lies with the given probability, given the evidence: the median
+ * for 0.5. Where a single value has a positive probability, the least value that is not exceeded with at
+ * least the given one.
+ *
+ * Fails, returning -1.0: usage - not continuous, or `probability` is not between 0 and 1 (both excluded);
+ * otherwise like tv_node_get_distribution.
+ */
+TV_API double tv_node_get_quantile(tv_node_t* node, double probability);
+
+/**
+ * The joint distribution of some nodes given the evidence, whether or not they meet in one clique.
+ *
+ * The result is a table over the nodes in the given order, discrete ones first (convention 9), summing to one.
+ * Continuous nodes have, for each configuration of the discrete ones, their exact means and covariances given
+ * that configuration (their joint distribution need not be normal: it may be a mixture over other nodes). It is yours:
  * release it with tv_table_delete, before the domain. After max propagation its entries relate to the best
  * one, which is 1; in fast-retraction mode the evidence on these nodes is left out. The present beliefs are
  * not disturbed. Time and memory grow with the table, and with what lies between the nodes in the tree.
@@ -1950,7 +1990,7 @@ TV_API double tv_node_get_variance(const tv_node_t* node);
  * Fails, returning NULL: usage - the list is empty, a node stands in it twice, belongs to another domain, or
  * is neither discrete nor continuous; not_compiled; no_equilibrium - the tree of one of the nodes has no
  * valid result; normalization - the joint sums to zero by underflow; no_memory - also when the table's size
- * does not fit into a size_t. Continuous nodes: fails with tv_status_error in this version.
+ * does not fit into a size_t; overflow - a mean or covariance is no finite number.
  */
 TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes);
 

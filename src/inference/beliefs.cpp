@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "api/boundary.h"
+#include "inference/cg_answers.h"
 #include "inference/evidence.h"
 #include "inference/marginal.h"
 #include "inference/queries.h"
@@ -72,8 +73,6 @@ double mutual_information(const Node& a, const Node& b) {
   return 0;
 }
 
-tv_status_t continuous_mean_and_variance(const Node&, MeanAndVariance&) noexcept { return tv_status_error; }
-
 }  // namespace
 
 tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept {
@@ -102,7 +101,7 @@ double node_entropy(const Node& node) noexcept {
 }
 
 tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept {
-  if (is_continuous(node)) return continuous_mean_and_variance(node, result);
+  if (is_continuous(node)) return cg_mean_and_variance(node, result);
   const bool is_numeric =
       is_discrete(node) && (node.subtype == tv_subtype_number || node.subtype == tv_subtype_interval);
   if (!is_numeric || !holds_marginals(*result_tree(node))) return tv_status_usage;

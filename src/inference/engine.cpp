@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "inference/cg_engine.h"
 #include "inference/materialize.h"
 #include "inference/tape_cache.h"
 
@@ -16,7 +17,7 @@ struct ListSizes {
 };
 
 bool takes_potential(const Node& node) noexcept {
-  return node.category != tv_category_utility && !is_real_valued_function(node);
+  return is_discrete(node) && node.category != tv_category_utility;
 }
 
 ListSizes list_sizes(const JunctionTree& tree) noexcept {
@@ -129,7 +130,7 @@ template <class Reads>
 std::span<BeliefPlan> add_beliefs(const NodeList& members, Parts& parts, Reads reads) noexcept {
   BeliefPlan* const first = parts.beliefs;
   for (size_t m = 0; m < members.size(); ++m)
-    if (reads(compiled(*members[m]).belief_source)) {
+    if (is_discrete(*members[m]) && reads(compiled(*members[m]).belief_source)) {
       parts.beliefs->node = members[m];
       parts.beliefs->member = m;
       ++parts.beliefs;
@@ -302,12 +303,14 @@ TapeRoom room_for_tape(const JunctionTree& tree) noexcept {
 
 tv_status_t create_engines(Domain& domain) {
   Forest& forest = *domain.forest;
-  for (const JunctionTree& tree : forest.trees)  // their arithmetic is not there yet
-    if (tree.has_continuous) return tv_status_error;
   for (const JunctionTree& tree : forest.trees)
     if (table_entries(tree) == kHugeSize) return tv_status_no_memory;
   std::vector<std::unique_ptr<TreeEngine>> engines;
-  for (JunctionTree& tree : forest.trees) engines.push_back(new_engine(tree));
+  for (JunctionTree& tree : forest.trees) {
+    engines.push_back(new_engine(tree));
+    if (!tree.has_continuous) continue;
+    if (tv_status_t status = create_cg_engine(*engines.back())) return status;
+  }
   forest.node_numbers = node_numbers_for(forest);
 
   tv_number_t* next = forest.node_numbers.data();
@@ -332,6 +335,7 @@ void destroy_engines(Domain& domain) noexcept {
     for (size_t c = 0; c < tree.clique_count(); ++c) {
       tree.cliques[c]->table.materialize = nullptr;
       tree.cliques[c]->table.data.reset();
+      tree.cliques[c]->table.cg_data.reset();
     }
   }
   for (CompiledNode& data : forest.nodes) data.belief = data.propagated_finding = data.update = nullptr;

@@ -20,6 +20,7 @@
 namespace tv {
 
 class TapeCache;
+struct CgEngine;  // inference/cg_engine.h
 
 // A clique's or a separator's table restricted to the states that are fixed.
 struct RestrictedTable {
@@ -129,6 +130,8 @@ struct TreeEngine {
   double table_sum = 0.0;
   double mass = 0.0;
   float inverse = 1.0f;
+
+  std::unique_ptr<CgEngine> cg;  // of a tree with continuous nodes: they have no dimensions here
 
   std::unique_ptr<TapeCache> kept_tapes;
   bool plans_are_stale = false;  // a kept tape was run: shapes and controls are those of an earlier

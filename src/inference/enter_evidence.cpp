@@ -90,7 +90,7 @@ void collect_pending_nodes(TreeEngine& engine) noexcept {
   engine.pending.clear();
   if (engine.tree->evidence_to_propagate == 0) return;
   for (Node* node : engine.tree->nodes)
-    if (_tv_node_evidence_to_propagate(*node)) engine.pending.push_back(node);
+    if (is_discrete(*node) && _tv_node_evidence_to_propagate(*node)) engine.pending.push_back(node);
 }
 
 void copy_pending_evidence(TreeEngine& engine) noexcept {

@@ -5,7 +5,7 @@
 
 namespace tv {
 
-// Lists the nodes of the tree with evidence to propagate in `engine.pending`.
+// Lists the discrete nodes of the tree with evidence to propagate in `engine.pending`.
 void collect_pending_nodes(TreeEngine& engine) noexcept;
 
 // Makes the propagated evidence of the pending nodes equal to the entered one, without touching tables.

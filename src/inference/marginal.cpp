@@ -8,6 +8,7 @@
 #include <map>
 
 #include "api/boundary.h"
+#include "inference/cg_answers.h"
 #include "inference/factor.h"
 #include "inference/schedule.h"
 #include "tables/number_bounds.h"
@@ -183,6 +184,8 @@ bool are_distinct_nodes_of(const Domain& domain, tv_node_t** nodes) {
 }  // namespace
 
 std::unique_ptr<Table> _tv_domain_marginal(Domain& domain, const NodeList& nodes) {
+  if (!std::all_of(nodes.begin(), nodes.end(), [](const Node* node) { return is_discrete(*node); }))
+    return cg_marginal(domain, nodes);
   std::vector<Factor> factors;
   bool largest_entry = false;
   for (JunctionTree& tree : domain.forest->trees) {
@@ -216,8 +219,6 @@ tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes) {
         return nullptr;
       list.push_back(*node);
     }
-    for (tv::Node* node : list)  // their arithmetic is not there yet
-      if (!tv::require(!tv::is_continuous(*node), tv_status_error)) return nullptr;
     return tv::_tv_domain_marginal(*domain, list).release();
   });
 }

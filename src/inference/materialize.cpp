@@ -4,27 +4,38 @@
 
 #include <algorithm>
 
+#include "inference/cg_answers.h"
 #include "inference/engine.h"
 #include "tables/table_operations.h"
 
 namespace tv {
 namespace {
 
-void spread(const RestrictedTable& table, const Block<tv_number_t>& full) noexcept {
-  Dimension nest[64];
-  size_t count = 0, offset = 0, stride = 1, restricted_stride = 1;
-  for (size_t m = table.members->size(); m-- > 0;) {
-    const Node& node = *(*table.members)[m];
-    if (table.fixed[m]) offset += static_cast<size_t>(compiled(node).fixed_state) * stride;
-    if (table.dimension_of[m] != kNone) {
-      nest[count++] = {node.number_of_states, stride, restricted_stride};
-      restricted_stride *= node.number_of_states;
+// The dimensions of a restricted table, their steps in the full one first.
+struct FullNest {
+  explicit FullNest(const RestrictedTable& table) noexcept {
+    size_t stride = 1, restricted_stride = 1;
+    for (size_t m = table.members->size(); m-- > 0;) {
+      const Node& node = *(*table.members)[m];
+      if (!is_discrete(node)) continue;
+      if (table.fixed[m]) offset += static_cast<size_t>(compiled(node).fixed_state) * stride;
+      if (table.dimension_of[m] != kNone) {
+        dimensions[count++] = {node.number_of_states, stride, restricted_stride};
+        restricted_stride *= node.number_of_states;
+      }
+      stride *= node.number_of_states;
     }
-    stride *= node.number_of_states;
+    std::reverse(dimensions, dimensions + count);
   }
-  std::reverse(nest, nest + count);
-  std::fill(full.begin(), full.end(), 0.0f);
-  kernels().assign(nest, count, full.data() + offset, table.numbers);
+
+  Dimension dimensions[64];
+  size_t count = 0, offset = 0;
+};
+
+void spread(const RestrictedTable& table, float* full, size_t size) noexcept {
+  const FullNest nest(table);
+  std::fill_n(full, size, 0.0f);
+  kernels().assign(nest.dimensions, nest.count, full + nest.offset, table.numbers);
 }
 
 // Clears the entries that contradict a known state.
@@ -35,9 +46,10 @@ void instantiate(const Block<tv_number_t>& full, size_t stride, size_t states, s
 }
 
 // The states of required instantiations are part of the tables from the start.
-void instantiate_known_members(const NodeList& members, const Block<tv_number_t>& full) noexcept {
+void instantiate_known_members(const NodeList& members, size_t discrete,
+                               const Block<tv_number_t>& full) noexcept {
   size_t stride = 1;
-  for (size_t m = members.size(); m-- > 0; stride *= members[m]->number_of_states)
+  for (size_t m = discrete; m-- > 0; stride *= members[m]->number_of_states)
     if (const ptrdiff_t state = compiled(*members[m]).propagated_state; state >= 0)
       instantiate(full, stride, members[m]->number_of_states, static_cast<size_t>(state));
 }
@@ -51,20 +63,34 @@ tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
       kernels().scale(full.data.data(), full.size, static_cast<double>(plan.uniform));
     }
   }
-  instantiate_known_members(*work.table.members, full.data);
+  instantiate_known_members(*work.table.members, full.discrete_count, full.data);
   return tv_status_none;
 }
 
 }  // namespace
+
+void read_table(const Clique& clique, float* full) noexcept {
+  refresh_plans(engine_of(*clique.tree));
+  spread(work_of(clique).table, full, clique.table.size);
+}
+
+void write_table(const Clique& clique, const float* full) noexcept {
+  CliqueWork& work = work_of(clique);
+  FullNest nest(work.table);
+  for (size_t d = 0; d < nest.count; ++d) std::swap(nest.dimensions[d].stride, nest.dimensions[d].stride2);
+  kernels().assign(nest.dimensions, nest.count, work.table.numbers, full + nest.offset);
+  ++work.version;
+}
 
 tv_status_t materialize_clique(Table& table) {
   const Clique& clique = *static_cast<const Clique*>(table.materialize_source);
   refresh_plans(engine_of(*clique.tree));
   CliqueWork& work = work_of(clique);
   if (has_data(table) && work.materialized == work.version) return tv_status_none;
-  if (!has_data(table)) table.data.allocate_uninitialized(table.size);
+  if (tv_status_t status = allocate_table_data(table)) return status;
+  if (work.initialized && table.cg_size) cg_materialize(clique, table.cg_data.data());
   if (work.initialized)
-    spread(work.table, table.data);
+    spread(work.table, table.data.data(), table.size);
   else if (tv_status_t status = multiply_potentials(work, table))
     return status;
   work.materialized = work.version;

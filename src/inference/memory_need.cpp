@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "api/boundary.h"
-#include "inference/engine.h"
+#include "inference/cg_engine.h"
 #include "inference/tape_cache.h"
 
 namespace tv {
@@ -62,15 +62,14 @@ struct Extents {
   size_t controls = 0;        // dimensions of all controls
 };
 
-void add_restricted_table(Bytes& bytes, const NodeList& members, size_t size, size_t cg_size) noexcept {
+void add_restricted_table(Bytes& bytes, const NodeList& members, size_t size) noexcept {
   bytes.add<float>(size);
-  bytes.add<double>(size_multiply(size, cg_size));
   bytes.add<unsigned char>(members.size());  // fixed
   bytes.add<size_t>(2 * members.size());     // the dimensions and their counts
 }
 
 void add_separator(Bytes& bytes, Extents& extents, const Separator& separator) noexcept {
-  add_restricted_table(bytes, separator.members, separator.size, separator.cg_size);
+  add_restricted_table(bytes, separator.members, separator.size);
   bytes.add<float>(separator.size);  // the ratio
   const Beliefs beliefs = beliefs_of(separator);
   bytes.add<BeliefPlan>(beliefs.count);
@@ -82,7 +81,7 @@ void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
   const size_t members = clique.members().size();
   const size_t potentials = clique.potential_count(), links = clique.links.size();
   const Beliefs beliefs = beliefs_of(clique);
-  add_restricted_table(bytes, clique.members(), clique.table.size, clique.table.cg_size);
+  add_restricted_table(bytes, clique.members(), clique.table.size);
   bytes.add<PotentialPlan>(potentials);
   bytes.add<LinkPlan>(links);
   bytes.add<BeliefPlan>(beliefs.count);
@@ -120,6 +119,7 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<size_t>(2 * cliques);  // order, reached_by
   bytes.add<unsigned char>(cliques);
   bytes.add<Node*>(3 * tree.nodes.size() + 2);  // pending, trail
+  if (tree.has_continuous) bytes.add<unsigned char>(cg_memory_needed(tree));
   bytes.add<TapeCache>(1);
   bytes.add<unsigned char>(tree.nodes.size() + 1);  // its pattern
   for (const Node* node : tree.nodes) bytes.add<tv_number_t>(size_multiply(node->number_of_states, 3));

@@ -54,8 +54,9 @@ class Planner {
       if (leads_away(link) && !engine_.silent[link.neighbor]) return false;
     size_t own = 0;
     for (size_t m = 0; m < work.table.members->size(); ++m) {
-      if (towards_root.member_of[m] != kNone) continue;
-      const CompiledNode& data = compiled(*(*work.table.members)[m]);
+      const Node& node = *(*work.table.members)[m];
+      if (towards_root.member_of[m] != kNone || !is_discrete(node)) continue;
+      const CompiledNode& data = compiled(node);
       if (data.assigned != work.clique || data.propagated_state != kNoEvidence) return false;
       ++own;
     }

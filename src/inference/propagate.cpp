@@ -3,9 +3,11 @@
 
 #include "inference/propagate.h"
 
+#include <cmath>
+
 #include "api/boundary.h"
+#include "inference/cg_engine.h"
 #include "inference/d_connection.h"
-#include "inference/engine.h"
 #include "inference/enter_evidence.h"
 #include "inference/evidence.h"
 #include "inference/messages.h"
@@ -32,6 +34,8 @@ bool reset_is_needed(const JunctionTree& tree, tv_evidence_mode_t mode) {
              tree.evidence_propagated && evidence_must_be_retracted(tree)) {
     return true;
   }
+  // The densities of values have made numbers of the tables so small that some may have been lost.
+  if (tree.evidence_to_propagate > 0 && tree.cg_evidence_propagated) return true;
   return tree.evidence_to_propagate > 0 && decision_evidence_changes(tree);
 }
 
@@ -93,10 +97,11 @@ void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_
   tree.equilibrium = equilibrium;
   tree.mode = mode;
   tree.evidence_to_propagate = 0;
-  tree.evidence_propagated = tree.likelihood_propagated = false;
+  tree.evidence_propagated = tree.likelihood_propagated = tree.cg_evidence_propagated = false;
   for (const Node* node : tree.nodes) {
     tree.evidence_propagated |= _tv_node_evidence_is_propagated(*node);
     tree.likelihood_propagated |= _tv_node_likelihood_is_propagated(*node);
+    tree.cg_evidence_propagated |= is_continuous(*node) && compiled(*node).value_propagated;
   }
 }
 
@@ -125,6 +130,29 @@ tv_status_t propagate_on(const Sweep& sweep, const Clique* root) {
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
   return _tv_jt_global_propagate(sweep, start);
+}
+
+// The tree is in equilibrium but for the values of continuous nodes: their density is multiplied in.
+tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
+  TreeEngine& engine = engine_of(tree);
+  if (!engine.cg) return tv_status_none;
+  ++engine.cg->round;
+  take_in_values(tree);
+  if (engine.cg->observed == 0 || engine.cg->incorporated) return tv_status_none;
+  refresh_plans(engine);
+  clear_marks(engine);
+  double shift = 0.0;
+  if (tv_status_t status = incorporate_densities(*engine.cg, shift)) return status;
+  for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
+  const double before = tree.step_constant, log_before = tree.step_log_constant;
+  const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal};
+  const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
+  if (tv_status_t status = _tv_jt_global_propagate(sweep, start)) return status;
+  tree.step_constant *= before * std::exp(shift);
+  tree.step_log_constant += log_before + shift;
+  tree.constant *= std::exp(shift);
+  tree.log_constant += shift;
+  return tv_status_none;
 }
 
 // Leaves the tree valid, however the work was left.
@@ -212,6 +240,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   const Sweep sweep = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
   const bool starts_anew = sweep.first && !root;
   if (tv_status_t status = starts_anew ? propagate_anew(sweep) : propagate_on(sweep, root)) return status;
+  if (tv_status_t status = propagate_values(tree, root)) return status;
   note_success(tree, equilibrium, mode);
   recovery.dismiss();
   return tv_status_none;

@@ -8,8 +8,8 @@
 #include <algorithm>
 
 #include "api/boundary.h"
+#include "inference/cg_engine.h"
 #include "inference/chain_divisor.h"
-#include "inference/engine.h"
 #include "inference/evidence.h"
 #include "inference/messages.h"
 #include "inference/schedule.h"
@@ -106,6 +106,7 @@ void save_tables(JunctionTree& tree) {
 void load_tables(JunctionTree& tree) noexcept {
   TreeEngine& engine = engine_of(tree);
   forget_tables(engine);
+  if (engine.cg) drop_values(*engine.cg);
   fix_propagated_states(tree);
   std::copy(engine.copy.begin(), engine.copy.end(), engine.numbers.begin());
   for (CliqueWork& work : engine.cliques) work.initialized = true;
@@ -147,6 +148,7 @@ tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
   recover_tree(tree);
   if (tree.equilibrium == tv_equilibrium_sum) return tv_status_none;  // from the copy
   if (tree.tables_touched) {
+    if (engine.cg) forget_all_regressions(*engine.cg);
     if (tv_status_t status = jt_check_user_potentials(tree)) return status;
     if (tv_status_t status = compute_chain_divisors(tree)) return status;
   }

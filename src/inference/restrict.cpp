@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "inference/engine.h"
+#include "inference/cg_engine.h"
 
 namespace tv {
 namespace {
@@ -155,6 +155,9 @@ void forget_tables(TreeEngine& engine) noexcept {
     work.findings.clear();
     ++work.version;
   }
+  if (!engine.cg) return;
+  engine.cg->incorporated = false;
+  ++engine.cg->round;
 }
 
 }  // namespace tv

@@ -109,13 +109,16 @@ void add_innovation(double* factors, size_t count, double* loadings, double vari
     double& own = factors[cg_covariance_index(node, node)];
     const double joint = own + variance * loading * loading;
     if (!(joint > 0.0)) continue;
-    const double gain = variance * loading / joint;
-    variance *= own / joint;
+    // The old loadings of the later nodes may be as large as their innovation is small: they are weighed with
+    // it rather than corrected.
+    const double gain = variance * loading / joint, keep = own / joint;
+    variance *= keep;
     own = joint;
     for (size_t later = node + 1; later < count; ++later) {
       double& shared = cg_run(factors, later)[1 + node];
-      loadings[later] = sum_or_zero(loadings[later], -loading * shared);
-      shared += gain * loadings[later];
+      const double before = shared, added = loadings[later];
+      shared = keep * before + gain * added;
+      loadings[later] = sum_or_zero(added, -loading * before);
     }
   }
 }

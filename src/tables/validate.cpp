@@ -1,6 +1,7 @@
 // Checking and normalising the numbers of a table. Everything is checked before the first number is
 // written, so that a refused table stays as the host left it.
 #include <algorithm>
+#include <cmath>
 
 #include "network/node.h"
 #include "tables/number_bounds.h"
@@ -41,11 +42,22 @@ double sum_of_entries(const Block<tv_number_t>& data) noexcept {
   return ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) + ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
 }
 
+// Finite numbers, and no negative variance.
+bool has_valid_blocks(const Table& table) noexcept {
+  for (double number : table.cg_data)
+    if (!std::isfinite(number)) return false;
+  for (size_t i = 0; i < table.continuous_count; ++i)
+    for (size_t entry = cg_covariance_index(i, i); entry < table.cg_data.size(); entry += table.cg_size)
+      if (table.cg_data[entry] < 0.0) return false;
+  return true;
+}
+
 }  // namespace
 
 tv_status_t validate_conditional_probability_potential(Table& table, bool strict) {
   if (tv_status_t status = allocate_table_data(table)) return status;
   if (table.continuous_count > 0) {  // the CG blocks describe densities that need no weights
+    if (!has_valid_blocks(table)) return store_status(tv_status_invalid_probability_potential);
     std::fill(table.data.begin(), table.data.end(), tv_number_t{1});
     return tv_status_none;
   }

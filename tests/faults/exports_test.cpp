@@ -328,6 +328,28 @@ const Case kCases[] = {
      Case::never_fails},
     {"tv_domain_get_marginal", propagated,
      [](World& w) { w.table.reset(tv_domain_get_marginal(w.domain.get(), two_nodes(w))); }},
+    {"tv_node_get_distribution", propagated_values,
+     [](World& w) { w.table.reset(tv_node_get_distribution(w.y)); }},
+    {"tv_node_get_quantile", propagated_values,
+     [](World& w) { w.number = tv_node_get_quantile(w.y, 0.25); }},
+    {"tv_domain_get_marginal", propagated_values,
+     [](World& w) {
+       tv_node_t* list[] = {w.y, w.b, nullptr};
+       w.table.reset(tv_domain_get_marginal(w.domain.get(), list));
+     }},
+    {"tv_table_compute_density", propagated_values,
+     [](World& w) { w.number = tv_table_compute_density(clique_table_of(w.y), w.y, 1); }},
+    {"tv_table_compute_probability_of_interval", propagated_values,
+     [](World& w) {
+       w.number = tv_table_compute_probability_of_interval(clique_table_of(w.y), w.y, 0, 1);
+     }},
+    {"tv_domain_compile", continuous, [](World& w) { tv_domain_compile(w.domain.get()); }},
+    {"tv_domain_propagate", propagated_values,
+     [](World& w) {
+       tv_node_enter_value(w.y, 2);
+       tv_domain_propagate(w.domain.get(), kSum, kNormal);
+     },
+     Case::never_fails},
     {"tv_node_get_mutual_information", compiled,
      [](World& w) { w.number = tv_node_get_mutual_information(w.a, w.d); }},
     {"tv_number_make_expression", plain, [](World& w) { w.expression.reset(tv_number_make_expression(2)); }},

@@ -1,0 +1,171 @@
+// The conditional-Gaussian side of a tree with continuous nodes.
+//
+// In a strong junction tree the cliques fall into components, each joined by separators with continuous
+// members; on the way out of a component's root no further discrete node appears. So, whatever is observed of
+// its continuous nodes, a component tells the discrete nodes one thing only: the density of those
+// observations for each configuration of the root's discrete members. The discrete tables of all cliques
+// therefore form an ordinary discrete engine (inference/engine.h), into which those densities are multiplied;
+// and given its probabilities the components answer for the continuous nodes.
+//
+// A component collects regressions, configuration by configuration: each clique takes its potentials and what
+// its children know about the shared nodes, keeps the regressions of the nodes that end there and passes on
+// the others. Evidence is put in where potentials are read, so that nothing is ever conditioned on later.
+// Means and variances travel outwards, mixed where a child knows fewer discrete nodes (the weak marginals of
+// Lauritzen 1992). Both passes are made when an answer needs them; only what new evidence has changed is done
+// again.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "inference/engine.h"
+#include "tables/cg_block.h"
+
+namespace tv {
+
+// A continuous node and the value under which the components have collected.
+struct CgNode {
+  Node* node = nullptr;
+  size_t home = kNone;      // the CG clique that answers for it
+  size_t assigned = kNone;  // the one that takes its potential
+  bool observed = false;
+  double value = 0.0;
+};
+
+// A continuous node's own regression, read from its table.
+struct CgPotential {
+  struct Term {
+    size_t node = 0;      // among the continuous nodes of the tree
+    size_t position = 0;  // in the clique
+    size_t slot = 0;      // of its coefficient in a block of the table
+  };
+  size_t node = 0;
+  size_t position = 0;
+  size_t layout = kNone;  // of the table from which slots and steps were taken
+  size_t intercept = 0, variance = 0;
+  size_t* steps = nullptr;  // per discrete member of the clique: the step in the table
+  std::span<Term> terms;    // the continuous parents
+};
+
+struct CgClique {
+  Clique* clique = nullptr;
+  size_t component = 0;
+  size_t parent = kNone;  // of the same component; kNone: its root
+  size_t first_child = kNone, next_sibling = kNone;
+  size_t count = 0;             // continuous members
+  size_t shared = 0;            // those shared with the parent, which stand first
+  size_t* nodes = nullptr;      // the members, among the continuous nodes of the tree
+  size_t* in_parent = nullptr;  // per shared member: its position in the parent
+  size_t* parent_steps =
+      nullptr;          // per discrete member of the parent: the step in this clique's configurations
+  size_t discrete = 0;  // discrete members, which stand first in the clique's table
+  size_t size = 1;      // their configurations
+  std::span<CgPotential> potentials;
+  double* regressions = nullptr;       // a block per configuration
+  double* densities = nullptr;         // the logarithm of the density of the evidence from here outwards
+  double* factors = nullptr;           // a block of the shared members per configuration
+  unsigned char* possible = nullptr;   // per configuration: it has positive probability
+  unsigned char* collected = nullptr;  // per configuration: flags below
+  size_t distributed = 0;              // the round in which the factors were made
+};
+
+enum CgFlags : unsigned char { kCgCollected = 1, kCgVanishing = 2, kCgLow = 4 };
+
+struct CgComponent {
+  std::span<size_t> cliques;  // its root first, every parent before its children
+  size_t collected = 0;       // the round in which it was last brought up to date
+};
+
+struct CgEngine {
+  JunctionTree* tree = nullptr;
+  std::vector<CgClique> cliques;  // in the order of the tree
+  std::vector<CgComponent> components;
+  std::vector<CgNode> nodes;      // in the order of the tree
+  std::vector<size_t> clique_at;  // by position in the tree; kNone for discrete cliques
+  std::vector<size_t> component_cliques;
+  std::vector<CgPotential> potentials;
+  std::vector<CgPotential::Term> terms;
+  std::vector<size_t> indexes;
+  Block<double> numbers;
+  Block<unsigned char> flags;
+
+  // Working memory, for the largest clique.
+  Block<float> weights;        // the discrete table of a clique
+  Block<double> totals;        // weights taken in per configuration
+  Block<double> block;         // one block of factors
+  Block<double> coefficients;  // one number per continuous member
+  std::vector<size_t> path;    // cliques still to be distributed to
+  std::vector<size_t> positions;
+  std::vector<const size_t*> walk_steps;
+  std::vector<size_t> walk_offsets;
+
+  size_t round = 1;           // grows with every propagation
+  bool incorporated = false;  // the discrete tables hold the densities of the evidence
+  size_t observed = 0;        // how many nodes are observed
+};
+
+// Bytes of an engine and everything that it holds; kHugeSize when that does not fit.
+size_t cg_memory_needed(const JunctionTree& tree) noexcept;
+
+// `error` when the root of the tree is not a strong one.
+tv_status_t create_cg_engine(TreeEngine& engine);
+
+// Takes slots and steps from the tables of the nodes where these have changed their layout.
+void refresh_cg_potentials(CgEngine& engine, CgClique& clique) noexcept;
+
+// The position of a node in a clique; kNone where it is no member.
+size_t cg_position(const CgEngine& engine, const CgClique& clique, size_t node) noexcept;
+
+// Finds the record of a continuous node of the tree.
+CgNode& cg_node(CgEngine& engine, const Node& node) noexcept;
+
+// Visits the configurations of a clique in order and keeps, for several other tables, the index of the
+// configuration there.
+class CgWalk {
+ public:
+  // The steps of table t are `steps[t]`, one per discrete member.
+  CgWalk(CgEngine& engine, const CgClique& clique, size_t tables) noexcept;
+  size_t index() const noexcept { return index_; }
+  size_t offset(size_t table) const noexcept { return offsets_[table]; }
+  bool done() const noexcept { return index_ == clique_.size; }
+  void next() noexcept;
+
+ private:
+  const CgClique& clique_;
+  size_t* position_;
+  size_t* offsets_;
+  const size_t* const* steps_;
+  size_t tables_;
+  size_t index_ = 0;
+};
+
+// ---- The two passes ----
+
+// The evidence of `node` has become what is noted in its record: what depended on it is collected again.
+void forget_regressions(CgEngine& engine, const CgNode& node) noexcept;
+void forget_all_regressions(CgEngine& engine) noexcept;
+
+// Brings the regressions of a component up to date for every configuration that is possible now.
+void collect_component(CgEngine& engine, size_t component) noexcept;
+
+// Completes `engine.block` by the factors of configuration `index`, up to the first `count` members. The
+// factors of the shared members have been made.
+void complete_factors(CgEngine& engine, const CgClique& clique, size_t index, size_t count) noexcept;
+
+// Makes the factors of the clique's shared members, and everything that they need.
+void distribute_to(CgEngine& engine, size_t clique) noexcept;
+
+// ---- Propagation ----
+
+// Notes the entered values of the tree's continuous nodes, which then count as propagated.
+void take_in_values(JunctionTree& tree) noexcept;
+
+// The components answer as if nothing had been observed.
+void drop_values(CgEngine& engine) noexcept;
+
+// Multiplies the densities of the evidence into the discrete tables of the components' roots and marks those
+// cliques; `shift` is the logarithm that was left out.
+tv_status_t incorporate_densities(CgEngine& engine, double& shift) noexcept;
+
+}  // namespace tv
