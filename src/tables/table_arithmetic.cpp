@@ -37,7 +37,7 @@ void meet(const Table& table, const Table& other, const Shape& shape, OwnControl
 }
 
 tv_status_t run_one(Table& table, const Table& other, Operation operation) {
-  if (table.cg_size || other.cg_size) return tv_status_error;
+  if (other.cg_size) return tv_status_error;
   const OwnShape shape(counts_of(table));
   OwnControl control(table.discrete_count);
   meet(table, other, shape, control);

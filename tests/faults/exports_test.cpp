@@ -178,6 +178,13 @@ void with_regressions(World& w) {
   }
 }
 
+void propagated_values(World& w) {
+  with_regressions(w);
+  with_evidence(w);
+  tv_node_enter_value(w.x, 1);
+  tv_domain_propagate(w.domain.get(), tv_equilibrium_sum, tv_evidence_normal);
+}
+
 struct Case {
   const char* function;
   void (*prepare)(World&);
@@ -201,6 +208,15 @@ tv_node_t** two_nodes(World& w) {
   nodes[0] = w.a;
   nodes[1] = w.d;
   return nodes;
+}
+tv_table_t* clique_table_of(const tv_node_t* node) {
+  tv_clique_t* clique = *tv_jt_get_cliques(tv_node_get_junction_tree(node));
+  for (;; clique = tv_clique_get_next(clique)) {
+    tv_node_t** members = tv_clique_get_members(clique);
+    if (std::find(members, members + tv_clique_get_number_of_members(clique), node) !=
+        members + tv_clique_get_number_of_members(clique))
+      return tv_clique_get_probability_table(clique);
+  }
 }
 tv_clique_t* clique_of(World& w) { return tv_domain_get_first_clique(w.domain.get()); }
 tv_junction_tree_t* tree_of(World& w) { return tv_node_get_junction_tree(w.a); }
@@ -330,8 +346,7 @@ const Case kCases[] = {
      [](World& w) { w.table.reset(tv_domain_get_marginal(w.domain.get(), two_nodes(w))); }},
     {"tv_node_get_distribution", propagated_values,
      [](World& w) { w.table.reset(tv_node_get_distribution(w.y)); }},
-    {"tv_node_get_quantile", propagated_values,
-     [](World& w) { w.number = tv_node_get_quantile(w.y, 0.25); }},
+    {"tv_node_get_quantile", propagated_values, [](World& w) { w.number = tv_node_get_quantile(w.y, 0.25); }},
     {"tv_domain_get_marginal", propagated_values,
      [](World& w) {
        tv_node_t* list[] = {w.y, w.b, nullptr};
@@ -340,9 +355,7 @@ const Case kCases[] = {
     {"tv_table_compute_density", propagated_values,
      [](World& w) { w.number = tv_table_compute_density(clique_table_of(w.y), w.y, 1); }},
     {"tv_table_compute_probability_of_interval", propagated_values,
-     [](World& w) {
-       w.number = tv_table_compute_probability_of_interval(clique_table_of(w.y), w.y, 0, 1);
-     }},
+     [](World& w) { w.number = tv_table_compute_probability_of_interval(clique_table_of(w.y), w.y, 0, 1); }},
     {"tv_domain_compile", continuous, [](World& w) { tv_domain_compile(w.domain.get()); }},
     {"tv_domain_propagate", propagated_values,
      [](World& w) {
