@@ -12,6 +12,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "continuous.h"
 #include "memory.h"
 #include "workload.h"
 
@@ -24,6 +25,7 @@ struct Settings {
   size_t repeats = 5;
   size_t threads = 1;
   bool check = false;
+  bool continuous = false;
 };
 
 struct DomainDelete {
@@ -266,6 +268,8 @@ int main(int argc, char** argv) {
   app.add_option("--repeats", settings.repeats, "repeats of each step, at least")->check(CLI::PositiveNumber);
   app.add_option("--threads", settings.threads, "concurrency level")->check(CLI::PositiveNumber);
   app.add_flag("--check", settings.check, "compare with the reference answers instead of timing");
+  app.add_flag("--continuous", settings.continuous, "time generated networks with continuous nodes instead");
   CLI11_PARSE(app, argc, argv);
+  if (settings.continuous) return bench::run_continuous(settings.repeats, settings.threads) ? 0 : 1;
   return bench::run(settings);
 }

@@ -113,6 +113,68 @@ TEST_F(Program, JsonCarriesTheAnswersOfEveryKindOfEvidenceAndPropagation) {
   EXPECT_NEAR(answer.at("probability_of_evidence"), 0.002084100, 1e-8);
 }
 
+// The expected numbers come from linear algebra over all discrete configurations in quadruple precision.
+TEST_F(Program, ContinuousNodesShowTheirMeanSpreadAndPercentPoints) {
+  const Outcome outcome = tarvo(
+      "beliefs incinerator.net -e waste=household -e light=1.1 -e co2=-0.9 -n burning -n metal_in -n light");
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
+  EXPECT_EQ(outcome.output,
+            "incinerator.net: 9 nodes, evidence on 3\n"
+            "\n"
+            "burning  (Burning regime)\n"
+            "    stable     0.014981\n"
+            "  * unstable   0.985019\n"
+            "\n"
+            "metal_in  (Metal in the waste)\n"
+            "    mean -0.5           standard deviation 0.0707107\n"
+            "    5% -0.616309      50% -0.5           95% -0.383691\n"
+            "\n"
+            "light  (Light penetrability)  [observed]\n"
+            "    mean 1.1            standard deviation 0\n"
+            "    5% 1.1            50% 1.1            95% 1.1\n"
+            "\n"
+            "Density of the evidence            0.056395\n"
+            "Its natural logarithm              -2.875374\n");
+
+  const auto answer = nlohmann::json::parse(
+      tarvo("beliefs cellar.net -e good1=11.8 -e old1=12.3 -e old2=12.6 -e old3=+14.9 -e old4=1.44e1 "
+            "--format json")
+          .output);
+  EXPECT_EQ(answer.at("evidence").at("old4"), 14.4);
+  EXPECT_NEAR(answer.at("log_probability_of_evidence"), -5.487278591, 1e-5);
+  EXPECT_TRUE(answer.at("conflict").is_null());
+  for (const auto& node : answer.at("nodes")) {
+    if (node.at("name") == "door") {
+      EXPECT_NEAR(node.at("beliefs")[1], 1.0, 1e-5);
+    }
+    if (node.at("name") != "warming") continue;
+    EXPECT_NEAR(node.at("mean"), 1.458101, 1e-5);
+    EXPECT_NEAR(node.at("standard_deviation"), 0.311646, 1e-5);
+    EXPECT_NEAR(node.at("quantiles").at("0.05"), 1.458101 - 1.644854 * 0.311646, 1e-4);
+    EXPECT_NEAR(node.at("quantiles").at("0.5"), 1.458101, 1e-4);
+    EXPECT_NEAR(node.at("quantiles").at("0.95"), 1.458101 + 1.644854 * 0.311646, 1e-4);
+  }
+  const std::string rows = tarvo("beliefs cellar.net -e good1=11.8 --format csv -n good1").output;
+  EXPECT_EQ(
+      rows.find("node,state,belief\ngood1,mean,11.8\ngood1,standard_deviation,0\ngood1,quantile_0.05,11.8\n"),
+      0u)
+      << rows;
+}
+
+TEST_F(Program, InfoCountsContinuousNodes) {
+  const Outcome info = tarvo("info incinerator.net");
+  EXPECT_EQ(
+      "incinerator.net\n"
+      "  nodes           9 (9 chance; 6 continuous)\n"
+      "  links           10\n"
+      "  most states     2\n"
+      "  parameters      38 free, 41 table entries\n"
+      "  largest family  dust: 4 nodes, 12 entries\n",
+      info.output.substr(0, info.output.find("\nJunction")));
+  EXPECT_TRUE(std::regex_search(info.output, std::regex("\n  continuous      [0-9]+ means and covariances")))
+      << info.output;
+}
+
 TEST_F(Program, CsvQuotesLabelsAndEndsWithTheFiguresOfTheWholeNetwork) {
   const std::string file = write("quoted.net",
                                  "net {} node a { states = (\"x, \\\"y\\\"\" \"z\"); } "
@@ -272,6 +334,11 @@ TEST_F(Program, FailuresSayWhatIsWrongAndSuggestTheNearestName) {
        1},
       {"beliefs chest.net -e tuberculosis=yes -e tuberculosis_or_cancer=no",
        "inconsistency_or_underflow: ", 1},
+      {"beliefs coins.net -e gauge=wide", "evidence on \"gauge\": \"wide\" is not a number", 1},
+      {"beliefs coins.net -e gauge=nan", "usage: ", 1},
+      {"beliefs coins.net -l gauge=1,2", "the node has no states", 1},
+      {"beliefs coins.net --max", "--max is not possible in a network with continuous nodes", 1},
+      {"beliefs cellar.net -e t1=12 -e t6=13 -e warming=1", "zero_variance: ", 1},
       {"beliefs absent.net", "absent.net: io: ", 1},
       {"beliefs chest.net --trace absent/trace", "absent/trace: cannot be opened", 1},
       {"beliefs .", ".: is a folder", 1},
@@ -321,6 +388,10 @@ TEST_F(Program, EveryExampleIsSoundAndItsBeliefsAreDistributions) {
     const auto answer = nlohmann::json::parse(tarvo("beliefs " + file + " --format json").output);
     EXPECT_NEAR(answer.at("log_probability_of_evidence"), 0.0, 1e-5) << file;
     for (const auto& node : answer.at("nodes")) {
+      if (node.contains("mean")) {
+        EXPECT_LE(node.at("quantiles").at("0.05"), node.at("quantiles").at("0.95")) << file;
+        continue;
+      }
       double sum = 0;
       for (double value : node.at("beliefs")) sum += value;
       EXPECT_NEAR(sum, 1.0, 1e-5) << file << " " << node.at("name");

@@ -29,6 +29,15 @@ void compile(const Network& network, const BeliefsOptions& options) {
     fail_to_compile(network, status, options.method);
 }
 
+// Continuous nodes know sum and normal evidence alone.
+void check_options(const Network& network, const BeliefsOptions& options) {
+  if (!options.max && !options.fast_retraction) return;
+  for (const tv_node_t* node : network.nodes())
+    if (is_continuous(node))
+      throw Failure(kFailed, network.file() + ": " + (options.max ? "--max" : "--fast-retraction") +
+                                 " is not possible in a network with continuous nodes");
+}
+
 // The probability of the evidence and the conflict are those of a sum propagation with normal evidence, so
 // that propagation comes first, whatever kind of beliefs is asked for.
 Answers propagate(const Network& network, const BeliefsOptions& options) {
@@ -56,12 +65,12 @@ std::vector<tv_node_t*> nodes_to_show(const Network& network, const std::vector<
   std::vector<tv_node_t*> nodes;
   for (const std::string& name : names) {
     nodes.push_back(network.find(name));
-    if (!is_discrete(nodes.back()))
+    if (!is_discrete(nodes.back()) && !is_continuous(nodes.back()))
       throw Failure(kFailed, network.file() + ": node \"" + name + "\" has no states");
   }
   if (names.empty())
     for (tv_node_t* node : network.nodes())
-      if (is_discrete(node)) nodes.push_back(node);
+      if (is_discrete(node) || is_continuous(node)) nodes.push_back(node);
   return nodes;
 }
 
@@ -78,6 +87,7 @@ ExitCode show_beliefs(const BeliefsOptions& options) {
   const Network network(options.file);
   if (trace.stream) expect(tv_domain_set_log_file(network.domain(), trace.stream), network.file());
   const std::vector<tv_node_t*> nodes = nodes_to_show(network, options.nodes);
+  check_options(network, options);
   compile(network, options);
   Answers answers = propagate(network, options);
   answers.nodes = nodes;

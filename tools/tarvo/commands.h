@@ -34,7 +34,7 @@ struct BeliefsOptions {
 
 // What a propagation of the evidence has shown.
 struct Answers {
-  double probability = 1.0;  // of the evidence
+  double probability = 1.0;  // of the evidence; its density when values of continuous nodes belong to it
   double log_probability = 0.0;
   std::optional<double> conflict;  // not defined for networks with decisions
   double max_probability = 0.0;    // of the most probable configuration, after --max

@@ -45,7 +45,7 @@ size_t find_state(const Network& network, tv_node_t* node, const std::string& st
 
 Finding parse_observation(const std::string& text) {
   std::string rest;
-  Finding finding = split(text, "NODE=STATE", rest);
+  Finding finding = split(text, "NODE=STATE or NODE=VALUE", rest);
   finding.state = rest;
   return finding;
 }
@@ -72,9 +72,22 @@ void expect_distinct_nodes(const std::vector<Finding>& findings) {
       throw Failure(kWrongUsage, "evidence on node \"" + finding.node + "\" is given twice");
 }
 
+double observed_value(const Network& network, const Finding& finding) {
+  double value = 0;
+  const bool has_plus = finding.state[0] == '+';  // which std::from_chars does not read
+  if (!parse_whole(finding.state.substr(has_plus), value))
+    throw Failure(kFailed, network.file() + ": evidence on \"" + finding.node + "\": \"" + finding.state +
+                               "\" is not a number");
+  return value;
+}
+
 void enter(const Network& network, const Finding& finding) {
   tv_node_t* node = network.find(finding.node);
   const std::string subject = network.file() + ": evidence on \"" + finding.node + "\"";
+  if (is_continuous(node) && finding.likelihood.empty()) {
+    expect(tv_node_enter_value(node, observed_value(network, finding)), subject);
+    return;
+  }
   if (!is_discrete(node)) throw Failure(kFailed, subject + ": the node has no states");
   if (finding.likelihood.empty()) {
     expect(tv_node_select_state(node, find_state(network, node, finding.state)), subject);

@@ -23,9 +23,15 @@ struct Family {
 
 Family family_of(tv_node_t* node) {
   Family family{tv_node_get_name(node), 1, 1, 1};
+  double regression = 2;  // an intercept, a variance, and a coefficient for each continuous parent
   for (const tv_node_t* parent : each(tv_node_get_parents(node))) {
     ++family.members;
     family.entries *= static_cast<double>(number_of_states(parent));
+    regression += is_continuous(parent);
+  }
+  if (is_continuous(node)) {
+    family.parameters = family.entries *= regression;
+    return family;
   }
   const double states = static_cast<double>(number_of_states(node));
   const bool is_distribution = is_discrete(node) && tv_node_get_category(node) == tv_category_chance;
@@ -47,6 +53,9 @@ void print_network(const Network& network) {
         [wanted = category](const tv_node_t* node) { return tv_node_get_category(node) == wanted; });
     if (count) categories += (categories.empty() ? "" : ", ") + std::to_string(count) + " " + name;
   }
+
+  const auto continuous = std::count_if(network.nodes().begin(), network.nodes().end(), is_continuous);
+  if (continuous) categories += "; " + std::to_string(continuous) + " continuous";
 
   size_t links = 0, most_states = 0;
   double parameters = 0, entries = 0;
@@ -75,6 +84,7 @@ std::string size_text(size_t size) { return size == kTooLarge ? "HUGE" : std::to
 struct ForestFigures {
   size_t cliques = 0, trees = 0, treewidth = 0;
   size_t table_size = 0;  // entries of all clique and separator tables; kTooLarge past the range of size_t
+  size_t cg_size = 0;     // numbers for the continuous members of all of them, likewise
   size_t cost = 0;        // entries of all clique tables, likewise
   size_t memory = 0;      // bytes that compiling would take, likewise
   double milliseconds = 0;
@@ -94,8 +104,11 @@ ForestFigures triangulate(const Network& network, tv_triangulation_method_t meth
   for (tv_junction_tree_t* tree = tv_domain_get_first_junction_tree(domain); tree;
        tree = tv_jt_get_next(tree)) {
     ++figures.trees;
-    const size_t size = tv_jt_get_total_size(tree);
-    figures.table_size = size > kTooLarge - figures.table_size ? kTooLarge : figures.table_size + size;
+    const auto add = [](size_t& total, size_t size) {
+      total = size > kTooLarge - total ? kTooLarge : total + size;
+    };
+    add(figures.table_size, tv_jt_get_total_size(tree));
+    add(figures.cg_size, tv_jt_get_total_cg_size(tree));
   }
   return figures;
 }
@@ -107,6 +120,9 @@ void print_forest(const ForestFigures& figures, const std::string& method) {
   std::printf("  treewidth       %zu\n", figures.treewidth);
   std::printf("  table size      %s entries in cliques and separators\n",
               size_text(figures.table_size).c_str());
+  if (figures.cg_size > 0)
+    std::printf("  continuous      %s means and covariances beside them\n",
+                size_text(figures.cg_size).c_str());
   std::printf("  cost            %s entries in cliques\n", size_text(figures.cost).c_str());
   std::printf("  memory needed   %s to compile it\n", memory_text(figures.memory).c_str());
 }

@@ -55,7 +55,7 @@ int run(int argc, char** argv) {
                   "  tarvo beliefs examples/chest.net -l x_ray=0.8,0.1 -n lung_cancer --format json",
                   options.file);
   add_repeated(beliefs, "-e,--evidence", observations, "NODE=STATE",
-               "observe a state, by its label or as #INDEX (repeatable)");
+               "observe a state, by its label or as #INDEX, or the value of a continuous node (repeatable)");
   add_repeated(beliefs, "-l,--likelihood", likelihoods, "NODE=v1,v2,...",
                "enter a likelihood, one value a state (repeatable)");
   add_repeated(beliefs, "-n,--node", options.nodes, "NODE", "print this node only (repeatable)");

@@ -71,6 +71,7 @@ NullTerminated<T> each(T** list) {
 }
 
 inline bool is_discrete(const tv_node_t* node) { return tv_node_get_kind(node) == tv_kind_discrete; }
+inline bool is_continuous(const tv_node_t* node) { return tv_node_get_kind(node) == tv_kind_continuous; }
 
 // The label of a state, or "#index" for a state without one.
 std::string state_name(const tv_node_t* node, size_t state);

@@ -47,6 +47,27 @@ std::string formatted(const char* format, Values... values) {
   return text;
 }
 
+// What is shown of a continuous node.
+constexpr double kPercentPoints[] = {0.05, 0.5, 0.95};
+
+struct Summary {
+  double mean, deviation, points[3];
+};
+
+Summary summary_of(const Network& network, tv_node_t* node) {
+  Summary summary{tv_node_get_mean(node), std::sqrt(tv_node_get_variance(node)), {}};
+  for (size_t i = 0; i < 3; ++i) {
+    summary.points[i] = tv_node_get_quantile(node, kPercentPoints[i]);
+    expect(tv_error_code(), network.file() + ": " + tv_node_get_name(node));
+  }
+  return summary;
+}
+
+bool has_observed_value(const Network& network, const BeliefsOptions& options) {
+  return std::any_of(options.findings.begin(), options.findings.end(),
+                     [&](const Finding& finding) { return is_continuous(network.find(finding.node)); });
+}
+
 // ---- Text ----
 
 // What the terminal can show; nothing special when the output is no terminal.
@@ -109,8 +130,15 @@ std::string belief_text(tv_number_t belief) {
 std::string significant(double number) { return formatted("%.6g", number); }
 std::string logarithm(double number) { return formatted("%.6f", std::abs(number) < 5e-7 ? 0.0 : number); }
 
-void print_node(tv_node_t* node, const Finding* finding, size_t label_width, const Terminal& terminal) {
-  std::printf("\n%s\n", heading(node, finding).c_str());
+void print_continuous(const Network& network, tv_node_t* node) {
+  const Summary summary = summary_of(network, node);
+  std::printf("    mean %-14s standard deviation %s\n", significant(summary.mean).c_str(),
+              significant(summary.deviation).c_str());
+  std::printf("    5%% %-14s 50%% %-14s 95%% %s\n", significant(summary.points[0]).c_str(),
+              significant(summary.points[1]).c_str(), significant(summary.points[2]).c_str());
+}
+
+void print_states(tv_node_t* node, size_t label_width, const Terminal& terminal) {
   const std::vector<tv_number_t> beliefs = beliefs_of(node);
   const auto greatest =
       static_cast<size_t>(std::max_element(beliefs.begin(), beliefs.end()) - beliefs.begin());
@@ -130,7 +158,7 @@ void print_text(const Network& network, const BeliefsOptions& options, const Ans
   const Terminal terminal;
   size_t label_width = 0;
   for (const tv_node_t* node : answers.nodes)
-    for (const std::string& name : state_names(node))
+    for (const std::string& name : is_discrete(node) ? state_names(node) : std::vector<std::string>())
       label_width = std::max(label_width, display_width(name));
 
   std::printf("%s: %zu nodes, evidence on %zu", network.file().c_str(), network.nodes().size(),
@@ -138,10 +166,18 @@ void print_text(const Network& network, const BeliefsOptions& options, const Ans
   if (options.max) std::printf("; max: beliefs are relative to the most probable configuration");
   if (options.fast_retraction) std::printf("; fast retraction: a belief leaves out the node's own evidence");
   std::printf("\n");
-  for (tv_node_t* node : answers.nodes)
-    print_node(node, finding_on(options, tv_node_get_name(node)), label_width, terminal);
+  for (tv_node_t* node : answers.nodes) {
+    std::printf("\n%s\n", heading(node, finding_on(options, tv_node_get_name(node))).c_str());
+    if (is_continuous(node))
+      print_continuous(network, node);
+    else
+      print_states(node, label_width, terminal);
+  }
 
-  std::printf("\n%-34s %s\n", "Probability of the evidence", significant(answers.probability).c_str());
+  std::printf(
+      "\n%-34s %s\n",
+      has_observed_value(network, options) ? "Density of the evidence" : "Probability of the evidence",
+      significant(answers.probability).c_str());
   std::printf("%-34s %s\n", "Its natural logarithm", logarithm(answers.log_probability).c_str());
   if (options.max) {
     std::printf("%-34s %s\n", "Most probable configuration", significant(answers.max_probability).c_str());
@@ -174,12 +210,25 @@ void print_json(const Network& network, const BeliefsOptions& options, const Ans
     document["log_probability_of_most_probable_configuration"] = answers.max_log_probability;
   }
   for (const Finding& finding : options.findings) {
-    if (finding.likelihood.empty()) document["evidence"][finding.node] = finding.state;
+    if (is_continuous(network.find(finding.node)))
+      document["evidence"][finding.node] = observed_value(network, finding);
+    else if (finding.likelihood.empty())
+      document["evidence"][finding.node] = finding.state;
     for (tv_number_t value : finding.likelihood)
       document["likelihood"][finding.node].push_back(json_number(value));
   }
   document["nodes"] = Json::array();
   for (tv_node_t* node : answers.nodes) {
+    if (is_continuous(node)) {
+      const Summary summary = summary_of(network, node);
+      document["nodes"].push_back(
+          {{"name", tv_node_get_name(node)},
+           {"mean", summary.mean},
+           {"standard_deviation", summary.deviation},
+           {"quantiles",
+            {{"0.05", summary.points[0]}, {"0.5", summary.points[1]}, {"0.95", summary.points[2]}}}});
+      continue;
+    }
     Json beliefs = Json::array();
     for (tv_number_t belief : beliefs_of(node)) beliefs.push_back(json_number(belief));
     document["nodes"].push_back(
@@ -197,10 +246,20 @@ std::string quoted(const std::string& field) {
   return text + '"';
 }
 
-// One row a state; the figures of the whole network stand in rows without a node.
-void print_csv(const BeliefsOptions& options, const Answers& answers) {
+// One row a state, and one for each figure of a continuous node; the figures of the whole network stand in
+// rows without a node.
+void print_csv(const Network& network, const BeliefsOptions& options, const Answers& answers) {
   std::printf("node,state,belief\n");
   for (tv_node_t* node : answers.nodes) {
+    if (is_continuous(node)) {
+      const Summary summary = summary_of(network, node);
+      const char* name = tv_node_get_name(node);
+      std::printf("%s,mean,%s\n%s,standard_deviation,%s\n", name, shortest(summary.mean).c_str(), name,
+                  shortest(summary.deviation).c_str());
+      for (size_t i = 0; i < 3; ++i)
+        std::printf("%s,quantile_%g,%s\n", name, kPercentPoints[i], shortest(summary.points[i]).c_str());
+      continue;
+    }
     const std::vector<tv_number_t> beliefs = beliefs_of(node);
     for (size_t state = 0; state < beliefs.size(); ++state)
       std::printf("%s,%s,%s\n", tv_node_get_name(node), quoted(state_name(node, state)).c_str(),
@@ -226,7 +285,7 @@ void print(const Network& network, const BeliefsOptions& options, const Answers&
     case Format::kJson:
       return print_json(network, options, answers);
     case Format::kCsv:
-      return print_csv(options, answers);
+      return print_csv(network, options, answers);
   }
 }
 
