@@ -2009,8 +2009,10 @@ TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes
  * space and comments, is a keyword of the language followed by white space or a brace, and otherwise as the
  * name of a file. The result is yours: tv_domain_delete.
  *
- * Its nodes and attributes stand in file order. It is not compiled. Models
- * and chain potentials are not read in this version (tv_status_error), and classes are unknown (parse).
+ * Its nodes and attributes stand in file order. It is not compiled. Models are not read in this version
+ * (tv_status_error), and classes are unknown (parse).
+ *
+ * A file may also be written in the older node-specification language; docs/file-formats.md describes both.
  *
  * Fails, returning NULL: io - the file could not be opened, read or closed; parse - the text breaks the
  * rules of the language; locale - the "C" locale could not be selected; and the codes of the functions that
@@ -2023,6 +2025,130 @@ TV_API tv_domain_t* tv_net_parse(FILE* stream, tv_old_error_handler_t handler);
 
 /** Reads a domain from a text, never a file name. The position is the number of characters read. */
 TV_API tv_domain_t* tv_net_parse_from_string(const char* text, tv_old_error_handler_t handler);
+
+/**
+ * Adds the nodes of a file, and their potentials, to a domain that exists. Parents may be nodes of the domain;
+ * everything else that the file says is about its own nodes, and the attributes of its `net` blocks are let
+ * go. Returns the new nodes in file order, as a list that is yours: free it.
+ *
+ * Fails, returning NULL and leaving the domain as it was: usage - `domain` or `file_name` is null; and as
+ * tv_net_parse_domain.
+ */
+TV_API tv_node_t** tv_domain_parse_nodes(tv_domain_t* domain, const char* file_name, tv_error_handler_t handler,
+                                         void* handler_data);
+
+/** @} */
+
+/**
+ * @defgroup writing Writing networks
+ * The NET language again, in one fixed layout: reading what was written gives the same network, and writing
+ * that gives the same text, byte for byte. Table data are written with six significant digits, the values
+ * of states and the numbers of continuous nodes with eight; what lies beyond is lost.
+ * @{
+ */
+
+/**
+ * Writes the domain to an open stream. Nodes without a name get one (tv_node_get_name).
+ *
+ * Fails: usage - an argument is null; io - the stream took not everything; no_memory; locale - the "C"
+ * locale could not be selected.
+ */
+TV_API tv_status_t tv_domain_write_net(tv_domain_t* domain, FILE* stream);
+
+/** The same as a text, which is yours: free it. Fails, returning NULL, with the codes of tv_domain_write_net. */
+TV_API char* tv_domain_to_net_string(tv_domain_t* domain);
+
+/** @} */
+
+/**
+ * @defgroup cases Cases
+ * A case is one observation of the network: some nodes have a state or a value, the others are missing. A
+ * domain can hold any number of them, each with a count that says how often it was seen; nodes that have no
+ * cell set cost no memory. Files hold one case (the evidence that is entered) or many (the stored cases);
+ * docs/file-formats.md describes both forms.
+ * @{
+ */
+
+/**
+ * Makes the domain hold so many cases. New ones have every cell missing and the count 1; those beyond `count`
+ * are forgotten.
+ *
+ * Fails: usage - `domain` is null; no_memory.
+ */
+TV_API tv_status_t tv_domain_set_number_of_cases(tv_domain_t* domain, size_t count);
+
+/** Adds a case and returns its index. Fails, returning all ones: usage - `domain` is null; no_memory. */
+TV_API size_t tv_domain_new_case(tv_domain_t* domain);
+
+/** How many cases there are. Fails, returning all ones: usage - `domain` is null. */
+TV_API size_t tv_domain_get_number_of_cases(const tv_domain_t* domain);
+
+/** Sets how often a case was seen. Fails: usage - there is no such case, or `count` is negative or not finite. */
+TV_API tv_status_t tv_domain_set_case_count(tv_domain_t* domain, size_t case_index, tv_number_t count);
+
+/** How often a case was seen, 1 unless set. Fails, returning -1: usage - there is no such case. */
+TV_API tv_number_t tv_domain_get_case_count(const tv_domain_t* domain, size_t case_index);
+
+/**
+ * Notes a state of a discrete node in a case.
+ *
+ * Fails: usage - not discrete, or no such case or state; case_state_too_large - the state is 32768 or more;
+ * no_memory.
+ */
+TV_API tv_status_t tv_node_set_case_state(tv_node_t* node, size_t case_index, size_t state);
+
+/** Notes a value of a continuous node in a case. Fails: usage - not continuous, or no such case; no_memory. */
+TV_API tv_status_t tv_node_set_case_value(tv_node_t* node, size_t case_index, double value);
+
+/** Makes a cell missing. Fails: usage - neither discrete nor continuous, or no such case. */
+TV_API tv_status_t tv_node_unset_case(tv_node_t* node, size_t case_index);
+
+/** 1 if the cell is set, 0 if it is missing. Fails, returning -1: usage, as for tv_node_unset_case. */
+TV_API int tv_node_case_is_set(const tv_node_t* node, size_t case_index);
+
+/** The state in a case. Fails, returning all ones: usage - not discrete, or no such case; no_value - missing. */
+TV_API size_t tv_node_get_case_state(const tv_node_t* node, size_t case_index);
+
+/** The value in a case. Fails, returning -1.0: usage - not continuous, or no such case; no_value - missing. */
+TV_API double tv_node_get_case_value(const tv_node_t* node, size_t case_index);
+
+/** Makes a case the entered evidence: what it misses is retracted. Fails: usage - there is no such case. */
+TV_API tv_status_t tv_domain_enter_case(tv_domain_t* domain, size_t case_index);
+
+/**
+ * Writes the entered evidence to a file, one node a line.
+ *
+ * Fails: usage - an argument is null; io - the file could not be opened or written; no_memory; locale.
+ */
+TV_API tv_status_t tv_domain_save_case(tv_domain_t* domain, const char* file_name);
+
+/**
+ * Retracts all findings and enters those of a file. The handler, which may be null, is told every message
+ * with its line; after any error no finding is left.
+ *
+ * Fails: usage - `domain` or `file_name` is null; io - the file could not be opened, read or closed; parse -
+ * some finding is wrong; no_memory; locale.
+ */
+TV_API tv_status_t tv_domain_parse_case(tv_domain_t* domain, const char* file_name, tv_error_handler_t handler,
+                                        void* handler_data);
+
+/**
+ * Writes the stored cases to a file: a header with the names of the nodes that have any cell set (all nodes
+ * if none has), then one case a line.
+ *
+ * Fails: usage - an argument is null; io - the file could not be opened or written; no_memory; locale.
+ */
+TV_API tv_status_t tv_domain_save_cases(tv_domain_t* domain, const char* file_name);
+
+/**
+ * Replaces the stored cases by those of a file. The handler, which may be null, is told every message with its
+ * line; after an error the stored cases are those of before.
+ *
+ * Fails: usage - `domain` or `file_name` is null; io - the file could not be opened, read or closed; parse -
+ * the file breaks the rules; case_state_too_large; no_memory; locale.
+ */
+TV_API tv_status_t tv_domain_parse_cases(tv_domain_t* domain, const char* file_name, tv_error_handler_t handler,
+                                         void* handler_data);
 
 /** @} */
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "api/boundary.h"
+#include "net/file_access.h"
 #include "net/net.h"
 #include "net/parser.h"
 
@@ -16,18 +17,6 @@ constexpr std::array<std::string_view, 9> kKeywords = {
     "net", "node", "continuous", "discrete", "decision", "utility", "function", "potential", "class"};
 
 bool is_space(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
-struct CloseFile {
-  void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
-};
-
-// Every failure that the grammar has no words for.
-void report_failure(Lexer& lexer, tv_status_t status) noexcept {
-  char message[512];
-  std::snprintf(message, sizeof message, "API error: %s",
-                tv_error_description(static_cast<unsigned>(status)));
-  lexer.report_error(message);
-}
 
 // Null with the status stored when the text is not a domain.
 std::unique_ptr<Domain> parse_domain(Lexer& lexer) {
@@ -56,20 +45,25 @@ MessageHandler adapt(tv_old_error_handler_t& handler) noexcept {
 }
 
 Domain* parse_file(const char* name, MessageHandler handler) {
-  std::unique_ptr<std::FILE, CloseFile> file(_tv_open_file(name, "r"));
+  OpenFile file = open_file(name, "r");
   if (!file) return nullptr;
   std::string file_name = name;
   Lexer lexer(file.get(), handler);
   std::unique_ptr<Domain> domain = parse_domain(lexer);
   if (!domain) return nullptr;
   domain->file_name = std::move(file_name);
-  if (std::fclose(file.release()) == 0) return domain.release();
-  domain.reset();
-  store_status(tv_status_io);
-  return nullptr;
+  if (store_status(close_file(std::move(file)))) return nullptr;
+  return domain.release();
 }
 
 }  // namespace
+
+void report_failure(Lexer& lexer, tv_status_t status) noexcept {
+  char message[512];
+  std::snprintf(message, sizeof message, "API error: %s",
+                tv_error_description(static_cast<unsigned>(status)));
+  lexer.report_error(message);
+}
 
 int _tv_string_is_net_description(const char* source) noexcept {
   const char* p = source;

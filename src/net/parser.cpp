@@ -90,14 +90,34 @@ tv_status_t NetParser::parse_user_attribute(AttributeList& attributes, const std
 }
 
 tv_status_t NetParser::parse() {
+  if (tv_status_t status = parse_items()) return status;
+  domain_.nodes.reverse();
+  domain_.attributes.reverse();
+  return tv_status_none;
+}
+
+tv_status_t NetParser::parse_more_nodes() {
+  adds_nodes_ = true;
+  // What is there already has its states, and its links are nobody else's business.
+  old_nodes_ = domain_.node_count;
+  parsed_.assign(old_nodes_, ParsedNode{true, false, true, 0});
+  return parse_items();
+}
+
+tv_status_t NetParser::parse_items() {
   for (;;) {
     const Token token = lexer_.next();
-    if (token == Token::end) break;
+    if (token == Token::end) return complete_tables();
     if (token != Token::name) return fail("unexpected token");
     if (tv_status_t status = parse_item()) return status;
   }
-  domain_.nodes.reverse();
-  domain_.attributes.reverse();
+}
+
+// What was learned about a table is nothing without the table.
+tv_status_t NetParser::complete_tables() {
+  for (Node& node : domain_.nodes)
+    if (!node.table && (node.experience_table || node.fading_table) && !_tv_node_get_table(node))
+      return current_status();
   return tv_status_none;
 }
 
@@ -128,10 +148,12 @@ tv_status_t NetParser::parse_net() {
 tv_status_t NetParser::parse_net_attribute(const std::string& name) {
   if (tv_status_t status = check_new_key(net_keys_, name)) return status;
   if (name == "inputs" || name == "outputs") return parse_interface();
-  if (name != "node_size") return parse_user_attribute(domain_.attributes, name);
+  if (name != "node_size")
+    return parse_user_attribute(adds_nodes_ ? other_attributes_ : domain_.attributes, name);
   double width, height;
   if (tv_status_t status = parse_pair(width, height)) return status;
   if (width < 0 || height < 0) return fail("<number> must be nonnegative");
+  if (adds_nodes_) return tv_status_none;
   domain_.node_width = to_size(width);
   domain_.node_height = to_size(height);
   return tv_status_none;

@@ -28,11 +28,17 @@ class NetParser {
 
   tv_status_t parse();  // a whole description into an empty domain
 
+  // Nodes and potentials for a domain that has nodes already. After a failure the new nodes are the first of
+  // the domain's list, the newest in front, and whoever called takes them out.
+  tv_status_t parse_more_nodes();
+
  private:
   using Keys = std::unordered_set<std::string>;
 
   // Items of the description (parser.cpp).
+  tv_status_t parse_items();
   tv_status_t parse_item();
+  tv_status_t complete_tables();
   tv_status_t parse_net();
   tv_status_t parse_net_attribute(const std::string& name);
   tv_status_t parse_interface();
@@ -103,6 +109,9 @@ class NetParser {
   Domain& domain_;
   std::vector<ParsedNode> parsed_;  // by node number
   Keys net_keys_;                   // of all `net` blocks together
+  AttributeList other_attributes_;  // of `net` blocks that come with further nodes; nobody wants them
+  bool adds_nodes_ = false;         // to a domain that has nodes
+  size_t old_nodes_ = 0;            // how many it had
   size_t potential_count_ = 0;
 };
 

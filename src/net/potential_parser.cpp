@@ -168,6 +168,7 @@ tv_status_t NetParser::check_chain_nodes(const Potential& potential) {
 
 tv_status_t NetParser::add_chain_links(const Potential& potential) {
   for (Node* child : potential.children) {
+    if (child->number <= old_nodes_) return fail("potential specified twice for node `" + child->name + "'");
     if (parsed(*child).has_potential)
       for (const Node* parent : potential.parents)
         if (!is_parent(*parent, *child))

@@ -36,6 +36,7 @@ std::unique_ptr<Node> copy_own_properties(const Node& node, Domain& domain) {
   copy->state_labels = node.state_labels;
   copy->state_values = node.state_values;
   copy->entered = node.entered;
+  copy->cases = node.cases;
   copy->label = node.label;
   copy->x = node.x;
   copy->y = node.y;
@@ -56,6 +57,7 @@ void copy_tables(Node& copy, const Node& node, Map map) {
 void copy_settings(Domain& copy, const Domain& domain) {
   copy.node_count = domain.node_count;
   copy.counters = domain.counters;
+  copy.cases = domain.cases;
   copy.function_outlets = domain.function_outlets;
   copy.grain_size = domain.grain_size;
   copy.concurrency_level = domain.concurrency_level;

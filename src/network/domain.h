@@ -40,6 +40,8 @@ struct tv_domain_s {
   std::vector<tv::ChainPotential> chain_potentials;
   std::unique_ptr<tv::NameTable> name_table;  // an accelerator, absent until first needed
 
+  tv::CaseTable cases;
+
   std::FILE* log = nullptr;  // the host's stream
   size_t grain_size = 10000;
   size_t concurrency_level = 1;

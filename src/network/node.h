@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "network/attribute.h"
+#include "network/cases.h"
 #include "network/model.h"
 #include "network/node_list.h"
 #include "network/types.h"
@@ -52,6 +53,7 @@ struct tv_node_s {
   std::unique_ptr<tv::Model> model;  // states the table by expressions; null for most nodes
 
   tv::EnteredEvidence entered;
+  tv::CaseColumn cases;             // observations in the stored cases
   tv::Node* linked_node = nullptr;  // mirrors this node's evidence and answers for its results
   mutable int mark = 0;             // of graph searches; 0 between public calls
   size_t level = 0;                 // of cycle checks: no link leads to a lower one

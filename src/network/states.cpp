@@ -77,6 +77,7 @@ tv_status_t set_number_of_states(Node& node, size_t count) {
   changes.commit();
   model_changes.commit();
   node.number_of_states = count;
+  forget_case_states_from(node, count);
   node.state_labels.swap(labels);
   node.state_values.swap(values);
   node.entered.state = kNoEvidence;
@@ -101,6 +102,7 @@ tv_status_t reorder_states(Node& node, const size_t* order) {
   node.state_labels.swap(labels);
   node.state_values.swap(values);
   node.entered.finding.swap(finding);
+  reorder_case_states(node, order);
   if (node.entered.state >= 0) {
     const size_t* place = std::find(order, order + count, static_cast<size_t>(node.entered.state));
     node.entered.state = place - order;

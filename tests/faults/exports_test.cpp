@@ -26,6 +26,11 @@ const char kNet[] =
     "potential (y | a x) { data = (normal (1, 2) normal (3 * x, 0)); }\n"
     "potential (b | a) { data = ((0.5 0.25 0.25)(0.125 0.125 0.75)); }\n";
 
+const char kChainNet[] =
+    "node p { states = (\"0\" \"1\"); } node a { states = (\"0\" \"1\"); } node b { states = (\"0\" \"1\"); "
+    "}\n"
+    "potential (a b | p) { data = (1 2 3 4 5 6 7 8); } potential (p) { data = (0.25 0.75); }\n";
+
 // A small network and whatever a call returned. Results are looked at and released after the fault.
 struct World {
   explicit World(void (*prepare)(World&)) {
@@ -57,6 +62,7 @@ struct World {
       out += printed;
       std::free(printed);
     }
+    if (own_text) out += own_text.get();
     out += std::to_string(number) + "\n";
     made.reset();
     table.reset();
@@ -66,12 +72,13 @@ struct World {
     node = nullptr;
     borrowed_list = nullptr;
     text = nullptr;
+    own_text.reset();
     number = 0;
     return out;
   }
 
   struct Free {
-    void operator()(tv_node_t** block) const { std::free(block); }
+    void operator()(void* block) const { std::free(block); }
   };
   struct Close {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
@@ -90,6 +97,7 @@ struct World {
   };
   std::unique_ptr<tv_expression_t, DeleteExpression> expression;
   const char* text = nullptr;
+  std::unique_ptr<char, Free> own_text;
   double number = 0;
 };
 
@@ -183,6 +191,30 @@ void propagated_values(World& w) {
   with_evidence(w);
   tv_node_enter_value(w.x, 1);
   tv_domain_propagate(w.domain.get(), tv_equilibrium_sum, tv_evidence_normal);
+}
+
+void with_cases(World& w) {
+  tv_domain_set_number_of_cases(w.domain.get(), 40);
+  for (size_t i = 0; i < 40; ++i) tv_node_set_case_state(w.b, i, i % 3);
+}
+
+void described(World& w) {  // has all names and tables
+  with_regressions(w);
+  describe(w.domain.get());
+}
+
+// A file with some text, written before the fault.
+const std::string kFile = testing::TempDir() + "tarvo_faults";
+void with_case_file(World&) { std::ofstream(kFile) << "b: (1 0.5 1)\na: #1\nd: #0\n"; }
+void with_cases_file(World& w) {
+  with_cases(w);
+  std::ofstream(kFile) << "#count,b,d\n2,mid,#0\n1,#0,*\n";
+}
+void with_node_file(World& w) {
+  compiled(w);
+  std::ofstream(kFile)
+      << "node e { states = (\"\"); label = \"a label longer than a short string\"; } node f {}\n"
+         "potential (e | a f) { data = (1 1); } potential (f) { data = (1); }\n";
 }
 
 struct Case {
@@ -421,6 +453,41 @@ const Case kCases[] = {
        std::rewind(w.net_stream.get());
        w.made.reset(tv_net_parse(w.net_stream.get(), nullptr));
      }},
+    {"tv_net_parse_domain", plain,
+     [](World& w) {
+       w.made.reset(tv_net_parse_domain(kChainNet, nullptr, nullptr));
+       if (w.made) tv_domain_compile(w.made.get());
+     }},
+    {"tv_domain_write_net", with_values,
+     [](World& w) {
+       const auto stream = std::unique_ptr<std::FILE, World::Close>(std::fopen("/dev/null", "w"));
+       tv_domain_write_net(w.domain.get(), stream.get());
+     }},
+    {"tv_domain_to_net_string", described,
+     [](World& w) { w.own_text.reset(tv_domain_to_net_string(w.domain.get())); }},
+    {"tv_domain_save_case", with_evidence,
+     [](World& w) { tv_domain_save_case(w.domain.get(), "/dev/null"); }},
+    {"tv_domain_parse_case", with_case_file,
+     [](World& w) { tv_domain_parse_case(w.domain.get(), kFile.c_str(), nullptr, nullptr); }},
+    {"tv_domain_parse_nodes", with_node_file,
+     [](World& w) { w.list.reset(tv_domain_parse_nodes(w.domain.get(), kFile.c_str(), nullptr, nullptr)); }},
+    {"tv_domain_save_cases", with_cases, [](World& w) { tv_domain_save_cases(w.domain.get(), "/dev/null"); }},
+    {"tv_domain_parse_cases", with_cases_file,
+     [](World& w) {
+       if (tv_domain_parse_cases(w.domain.get(), kFile.c_str(), nullptr, nullptr)) return;
+       w.number = static_cast<double>(tv_domain_get_number_of_cases(w.domain.get()));
+     }},
+    {"tv_domain_set_number_of_cases", with_cases,
+     [](World& w) { tv_domain_set_number_of_cases(w.domain.get(), 100); }},
+    {"tv_domain_new_case", with_cases, [](World& w) { tv_domain_new_case(w.domain.get()); }},
+    {"tv_domain_set_case_count", with_cases,
+     [](World& w) { tv_domain_set_case_count(w.domain.get(), 1, 2.0f); }},
+    {"tv_node_set_case_state", with_cases, [](World& w) { tv_node_set_case_state(w.d, 1, 1); }},
+    {"tv_node_set_case_value", continuous,
+     [](World& w) {
+       tv_domain_set_number_of_cases(w.domain.get(), 1);
+       tv_node_set_case_value(w.x, 0, 1.5);
+     }},
 };
 
 // Functions that only read, set plain fields or release; they have nothing to allocate.
@@ -472,6 +539,8 @@ const char kWithoutAllocation[] = R"(
   tv_node_get_model tv_model_get_nodes tv_model_get_size tv_model_delete tv_model_get_expression
   tv_model_set_number_of_samples_per_interval tv_model_get_number_of_samples_per_interval
   tv_model_set_user_data tv_model_get_user_data
+  tv_domain_get_number_of_cases tv_domain_get_case_count tv_node_unset_case tv_node_case_is_set
+  tv_node_get_case_state tv_node_get_case_value tv_domain_enter_case
   tv_domain_seed_random tv_domain_get_uniform_deviate tv_domain_get_normal_deviate
 )";
 

@@ -1,0 +1,175 @@
+#include "net/table_writer.h"
+
+#include <cmath>
+#include <limits>
+#include <new>
+#include <vector>
+
+#include "network/node_operations.h"
+
+namespace tv {
+namespace {
+
+constexpr double kLargest = std::numeric_limits<double>::max();
+
+bool is_probability(const Table& table) noexcept {
+  return table.kind == TableKind::chain ||
+         (table.kind == TableKind::node && table.owner->category != tv_category_utility);
+}
+
+std::string value_text(double value) {
+  OutputSink sink;
+  write_state_value(sink, value);
+  char* text = sink.release();
+  if (!text) throw std::bad_alloc();
+  std::string result = text;
+  _tv_shrink(text, 0);
+  return result;
+}
+
+// A state as a comment names it.
+std::string comment_text(const Node& node, size_t state) {
+  const std::string_view label = state_label(node, state);
+  if (!label.empty() && label.find('\n') == label.npos) return std::string(label);
+  if (node.subtype == tv_subtype_boolean) return state == 0 ? "false" : "true";
+  if (node.subtype != tv_subtype_label && !node.state_values.empty()) {
+    if (node.subtype == tv_subtype_number) return value_text(node.state_values[state]);
+    return "interval(" + value_text(node.state_values[state]) + "," +
+           value_text(node.state_values[state + 1]) + ")";
+  }
+  return "<" + std::to_string(state) + ">";
+}
+
+class TableWriter {
+ public:
+  TableWriter(OutputSink& sink, const Table& table, std::string_view indent)
+      : sink_(sink), table_(table), indent_(indent), levels_(table.discrete_count), states_(levels_, 0) {
+    has_leaves_ = table.continuous_count > 0;
+    lists_entries_ = has_leaves_ || !is_probability(table);
+    const size_t identified = levels_ - (levels_ > 0 && !lists_entries_ ? 1 : 0);
+    comments_.resize(identified);
+    for (size_t i = 0; i < identified; ++i) {
+      Node& node = *table.nodes[i];
+      const std::string start = std::string("  ") + _tv_node_get_name(node) + "=";
+      for (size_t state = 0; state < node.number_of_states; ++state)
+        comments_[i].push_back(start + comment_text(node, state));
+    }
+  }
+
+  void write() {
+    open_levels(0);
+    for (size_t index = 0;;) {
+      write_entry(index);
+      if (++index == table_.size || sink_.status()) break;
+      const size_t level = next_level();
+      close_levels(level + 1);
+      if (level + 1 < levels_ || lists_entries_) break_line(level);
+      step_from(level);
+      open_levels(level + 1);
+    }
+    close_levels(0);
+    sink_.text(";");
+    write_comment();
+    sink_.text("\n");
+  }
+
+ private:
+  void open_levels(size_t first) noexcept {
+    for (size_t level = first; level < levels_; ++level) sink_.text("(");
+  }
+
+  void close_levels(size_t first) noexcept {
+    for (size_t level = levels_; level-- > first;) sink_.text(level + 1 == levels_ ? " )" : ")");
+  }
+
+  // The innermost level that has another state.
+  size_t next_level() const noexcept {
+    size_t level = levels_ - 1;
+    while (states_[level] + 1 == table_.nodes[level]->number_of_states) --level;
+    return level;
+  }
+
+  void step_from(size_t level) noexcept {
+    ++states_[level];
+    for (size_t deeper = level + 1; deeper < levels_; ++deeper) states_[deeper] = 0;
+  }
+
+  void break_line(size_t level) noexcept {
+    write_comment();
+    sink_.text("\n");
+    sink_.text(indent_);
+    sink_.blanks(level + 1);
+  }
+
+  // The configuration that was just written.
+  void write_comment() noexcept {
+    if (comments_.empty()) return;
+    sink_.text("\t%");
+    for (size_t i = 0; i < comments_.size(); ++i) sink_.text(comments_[i][states_[i]]);
+  }
+
+  void write_entry(size_t index) noexcept {
+    if (levels_ > 0) sink_.text(" ");
+    if (has_leaves_)
+      write_leaf(table_.cg_data.data() + index * table_.cg_size);
+    else
+      sink_.table_number(table_.data[index]);
+  }
+
+  // The regression of a continuous node on its continuous parents.
+  void write_leaf(const double* block) noexcept {
+    sink_.text("normal ( ");
+    bool empty = true;
+    if (const double constant = block[cg_mean_index(0)]; constant != 0) {
+      sink_.number(constant);
+      empty = false;
+    }
+    for (size_t i = 1; i < table_.continuous_count; ++i) {
+      const double coefficient = block[cg_covariance_index(i, 0)];
+      if (coefficient == 0) continue;
+      const bool negative = coefficient < 0;
+      sink_.text(empty ? (negative ? "-" : "") : (negative ? " - " : " + "));
+      if (std::fabs(coefficient) != 1) {
+        sink_.number(std::fabs(coefficient));
+        sink_.text(" * ");
+      }
+      sink_.text(table_.nodes[table_.discrete_count + i]->name);
+      empty = false;
+    }
+    if (empty) sink_.text("0");
+    sink_.text(", ");
+    sink_.number(block[cg_covariance_index(0, 0)]);
+    sink_.text(" )");
+  }
+
+  OutputSink& sink_;
+  const Table& table_;
+  std::string_view indent_;
+  size_t levels_;
+  std::vector<size_t> states_;
+  std::vector<std::vector<std::string>> comments_;  // of the nodes that comments name, by state
+  bool has_leaves_;                                 // of continuous nodes
+  bool lists_entries_;                              // each on a line of its own
+};
+
+}  // namespace
+
+bool data_fits_on_line(const Table& table) noexcept {
+  return table.nodes.empty() ||
+         (table.nodes.size() == 1 && table.continuous_count == 0 && is_probability(table));
+}
+
+void write_table(OutputSink& sink, const Table& table, std::string_view indent) {
+  TableWriter(sink, table, indent).write();
+}
+
+void write_state_value(OutputSink& sink, double value) noexcept {
+  if (value <= -kLargest)
+    sink.text("-infinity");
+  else if (value >= kLargest)
+    sink.text("infinity");
+  else
+    sink.number(value);
+}
+
+}  // namespace tv

@@ -1,0 +1,284 @@
+// The writer: its layout byte for byte, and that the parser reads back what it wrote.
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include "net_world.h"
+#include "support/builders.h"
+#include "support/describe.h"
+#include "text/number_text.h"
+
+namespace net_test {
+namespace {
+
+std::string written(tv_domain_t* domain) {
+  char* text = tv_domain_to_net_string(domain);
+  EXPECT_EQ(tv_status_none, tv_error_code());
+  const std::string result = text ? text : "";
+  free(text);
+  return result;
+}
+
+// What a text becomes when it is read and written.
+std::string rewritten(const std::string& text) {
+  const Parsed parsed = parse(text);
+  EXPECT_NE(nullptr, parsed.domain) << text << testing::PrintToString(parsed.messages);
+  return parsed.domain ? written(parsed.domain.get()) : "";
+}
+
+TEST(Write, LaysOutADomain) {
+  const std::string text =
+      "net\n{\n    node_size = (80 40);\n    author = \"A. \\\"B\\\"\";\n}\n"
+      "\nnode A\n{\n    label = \"first\\ttab\";\n    position = (10 -20);\n    states = (\"a1\" \"a2\");\n"
+      "    colour = \"red\";\n}\n"
+      "\nnode N\n{\n    states = (\"\" \"\" \"\");\n    subtype = number;\n"
+      "    state_values = (-1 0.5 1E+10);\n}\n"
+      "\nnode I\n{\n    states = (\"\" \"\");\n    subtype = interval;\n"
+      "    state_values = (-infinity 1.2345679 infinity);\n}\n"
+      "\nnode B\n{\n    states = (\"false\" \"true\");\n    subtype = boolean;\n}\n"
+      "\nnode L\n{\n    states = (\"\" \"two\\nlines\");\n}\n"
+      "\ndecision D\n{\n    states = (\"d\");\n}\n"
+      "\nutility U\n{\n}\n"
+      "\nutility V\n{\n}\n"
+      "\nfunction F\n{\n}\n"
+      "\ndiscrete function G\n{\n    states = (\"g\");\n}\n"
+      "\npotential (A)\n{\n    data = ( 0.5 0.5 );\n}\n"
+      "\npotential (N | A)\n{\n    data\n     = (( 0.1 0.2 0.7 )\t%  A=a1\n\t ( 1 0 0 ));\t%  A=a2\n"
+      "    experience\n     = ( 10\t%  A=a1\n\t  0.5 );\t%  A=a2\n"
+      "    fading\n     = ( 1\t%  A=a1\n\t  0.9 );\t%  A=a2\n}\n"
+      "\npotential (I | N)\n{\n    data\n     = (( 1 0 )\t%  N=-1\n\t ( 0.333333 0.666667 )\t%  N=0.5\n"
+      "\t ( 1E-05 0.99999 ));\t%  N=1E+10\n}\n"
+      "\npotential (B | A I)\n{\n    data\n     = ((( 0.5 0.5 )\t%  A=a1  I=interval(-infinity,1.2345679)\n"
+      "\t  ( 1 0 ))\t%  A=a1  I=interval(1.2345679,infinity)\n"
+      "\t (( 1 0 )\t%  A=a2  I=interval(-infinity,1.2345679)\n"
+      "\t  ( 1 0 )));\t%  A=a2  I=interval(1.2345679,infinity)\n}\n"
+      "\npotential (L) {}\n"
+      "\npotential (D)\n{\n    data = ( 1 );\n}\n"
+      "\npotential (U)\n{\n    data = -2.5;\n}\n"
+      "\npotential (V | B L)\n{\n    data\n     = (( 1\t%  B=false  L=<0>\n\t   -2 )\t%  B=false  L=<1>\n"
+      "\t ( 3\t%  B=true  L=<0>\n\t   4 ));\t%  B=true  L=<1>\n}\n"
+      "\npotential (F | A U) {}\n"
+      "\npotential (G) {}\n";
+  EXPECT_EQ(text, rewritten(text));
+}
+
+TEST(Write, LaysOutContinuousNodesAndChains) {
+  const std::string text =
+      "net\n{\n    node_size = (0 0);\n}\n"
+      "\nnode A\n{\n    states = (\"a1\" \"a2\");\n}\n"
+      "\nnode B\n{\n    states = (\"b\");\n}\n"
+      "\ncontinuous node X\n{\n}\n"
+      "\ncontinuous node Y\n{\n}\n"
+      "\ncontinuous node Z\n{\n}\n"
+      "\npotential (A) {}\n"
+      "\npotential (B) {}\n"
+      "\npotential (X)\n{\n    data\n     = normal ( 0, 1.2345679 );\n    experience = 3;\n}\n"
+      "\npotential (Y | X)\n{\n    data\n     = normal ( -X, 0 );\n}\n"
+      "\npotential (Z | A X Y)\n{\n    data\n     = ( normal ( 2 - 0.5 * X + Y, 0 )\t%  A=a1\n"
+      "\t  normal ( -1.5 - X, 1E-09 ) );\t%  A=a2\n}\n"
+      "\npotential (A B |)\n{\n    data = (( 1 )\t%  A=a1\n\t ( 2.5 ));\t%  A=a2\n}\n";
+  EXPECT_EQ(text, rewritten(text));
+}
+
+TEST(Write, EscapesEveryByte) {
+  std::string all;
+  for (int c = 1; c < 256; ++c) all += static_cast<char>(c);
+  all += std::string("\1") + "7\1x\\\"";
+  test::DomainOwner domain = test::new_domain();
+  tv_node_t* node = test::add_node(domain.get(), "A", 2);
+  tv_node_set_label(node, all.c_str());
+  tv_node_set_state_label(node, 1, all.c_str());
+  tv_node_set_attribute(node, "k", all.c_str());
+  const std::string text = written(domain.get());
+  EXPECT_NE(text.npos, text.find("\\0017\\1x"));
+  EXPECT_NE(text.npos, text.find("\\r"));
+  for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c <= '~')) << static_cast<int>(c);
+  const Parsed parsed = parse(text);
+  ASSERT_NE(nullptr, parsed.domain);
+  EXPECT_EQ(test::describe(domain.get()), test::describe(parsed.domain.get()));
+}
+
+TEST(Write, NumbersAreThoseOfTheCLibrary) {
+  test::Generator random(5);
+  const auto check = [](double number) {
+    char expected[64], found[64];
+    std::snprintf(expected, sizeof expected, "%G", number);
+    *tv::write_six_digits(found, number) = '\0';
+    ASSERT_STREQ(expected, found) << number;
+    std::snprintf(expected, sizeof expected, "%.8G", number);
+    *tv::write_digits(found, number, 8) = '\0';
+    ASSERT_STREQ(expected, found);
+  };
+  for (const double number :
+       {0.0, -0.0,      1.0,      0.1,      0.5,   1e-4,   9.99999e-5, 9.999995e-5, 999999.0, 999999.5,
+        1e6, 0.1234565, 123456.5, 123457.5, 1e300, 5e-324, 2.5,        99999.95,    HUGE_VAL, 3.4028235e38})
+    check(number);
+  for (int i = 0; i < 100000; ++i) {
+    const float number =
+        std::ldexp(static_cast<float>(random.uniform() - 0.5), static_cast<int>(random.below(60)) - 35);
+    check(static_cast<double>(number));
+    check(std::round(random.uniform() * 1e7) / 1e7);  // digits that end in a five, or nearly
+  }
+}
+
+// Whether a domain comes back from its text, and its text from that.
+void expect_round_trip(tv_domain_t* domain) {
+  const std::string text = written(domain);
+  const Parsed first = parse(text);
+  ASSERT_NE(nullptr, first.domain) << text << testing::PrintToString(first.messages);
+  for (const Message& message : first.messages)
+    ASSERT_EQ("warning: no potential data specified", message.text) << text;
+  const std::string again = written(first.domain.get());
+  ASSERT_EQ(text, again);
+  const Parsed second = parse(again);
+  ASSERT_EQ(test::describe(first.domain.get()), test::describe(second.domain.get()));
+}
+
+std::string random_text(test::Generator& random) {
+  std::string text;
+  for (size_t length = random.below(6); length > 0; --length)
+    text += random.chance(0.7) ? static_cast<char>('a' + random.below(26))
+                               : static_cast<char>(1 + random.below(255));
+  return text;
+}
+
+void decorate(test::Generator& random, tv_node_t* node) {
+  if (random.chance(0.4)) tv_node_set_label(node, random_text(random).c_str());
+  if (random.chance(0.4))
+    tv_node_set_position(node, static_cast<long>(random.below(500)) - 250,
+                         static_cast<long>(random.below(500)));
+  if (random.chance(0.3))
+    tv_node_set_attribute(node, random.chance(0.5) ? "colour" : "size", random_text(random).c_str());
+  if (tv_node_get_kind(node) != tv_kind_discrete) return;
+  const size_t states = tv_node_get_number_of_states(node);
+  switch (random.below(4)) {
+    case 0:
+      if (states == 2) tv_node_set_subtype(node, tv_subtype_boolean);
+      break;
+    case 1:
+      tv_node_set_subtype(node, tv_subtype_number);
+      for (size_t s = 0; s < states; ++s)
+        tv_node_set_state_value(node, s, static_cast<double>(s) + 0.3 * random.uniform());
+      break;
+    case 2:
+      tv_node_set_subtype(node, tv_subtype_interval);
+      for (size_t s = 0; s <= states && random.chance(0.9); ++s)
+        tv_node_set_state_value(node, s, 1e6 * (static_cast<double>(s) + 0.3 * random.uniform()));
+      break;
+    default:
+      break;
+  }
+  for (size_t s = 0; s < states; ++s)
+    if (random.chance(0.5)) tv_node_set_state_label(node, s, random_text(random).c_str());
+}
+
+void fill_tables(test::Generator& random, tv_node_t* node) {
+  const tv_node_category_t category = tv_node_get_category(node);
+  if (category == tv_category_function || random.chance(0.2)) return;
+  tv_table_t* table = tv_node_get_table(node);
+  const auto fill = [&](tv_table_t* numbers, double least) {
+    tv_number_t* data = tv_table_get_data(numbers);
+    for (size_t i = 0; i < tv_table_get_size(numbers); ++i)
+      data[i] = static_cast<tv_number_t>(
+          random.chance(0.2) ? std::round(random.uniform())
+                             : least + random.uniform() * std::pow(10, 6 - 12 * random.uniform()));
+  };
+  if (tv_node_get_kind(node) != tv_kind_continuous) {
+    fill(table, category == tv_category_utility ? -10 : 0);
+  } else {
+    for (size_t c = 0; c < tv_table_get_size(table); ++c) {
+      tv_node_set_intercept(node, c, random.chance(0.3) ? 0 : random.uniform() - 0.5);
+      tv_node_set_conditional_variance(node, c, random.chance(0.3) ? 0 : random.uniform());
+      for (tv_node_t** parent = tv_node_get_parents(node); *parent; ++parent)
+        if (tv_node_get_kind(*parent) == tv_kind_continuous && random.chance(0.8))
+          tv_node_set_coefficient(node, *parent, c, random.chance(0.3) ? -1 : 4 * random.uniform() - 2);
+    }
+  }
+  if (category == tv_category_chance && random.chance(0.2)) fill(tv_node_get_experience_table(node), 0);
+  if (category == tv_category_chance && tv_node_get_kind(node) == tv_kind_discrete && random.chance(0.2))
+    fill(tv_node_get_fading_table(node), 0);
+}
+
+// Nodes of all kinds (continuous ones, or decisions and utilities) with links wherever they are allowed.
+test::DomainOwner random_domain(test::Generator& random) {
+  test::DomainOwner domain = test::new_domain();
+  const bool is_gaussian = random.chance(0.4);
+  std::vector<tv_node_t*> nodes;
+  for (size_t i = 1 + random.below(8); i > 0; --i) {
+    tv_node_t* node = nullptr;
+    switch (random.below(6)) {
+      case 0:
+        node = is_gaussian ? tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_continuous)
+                           : tv_domain_new_node(domain.get(), tv_category_decision, tv_kind_discrete);
+        break;
+      case 1:
+        node = is_gaussian ? tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_continuous)
+                           : tv_domain_new_node(domain.get(), tv_category_utility, tv_kind_other);
+        break;
+      case 2:
+        node = tv_domain_new_node(domain.get(), tv_category_function,
+                                  random.chance(0.5) ? tv_kind_other : tv_kind_discrete);
+        break;
+      default:
+        node = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_discrete);
+    }
+    if (!node) continue;  // function nodes in the way of a decision
+    if (tv_node_get_kind(node) == tv_kind_discrete) tv_node_set_number_of_states(node, 1 + random.below(4));
+    for (tv_node_t* parent : nodes)
+      if (random.chance(0.35)) tv_node_add_parent(node, parent);
+    nodes.push_back(node);
+    decorate(random, node);
+    fill_tables(random, node);
+  }
+  tv_domain_set_node_size(domain.get(), random.below(200), random.below(200));
+  if (random.chance(0.5)) tv_domain_set_attribute(domain.get(), "author", random_text(random).c_str());
+  return domain;
+}
+
+TEST(Write, RandomDomainsOfAllKindsComeBack) {
+  test::Generator random(17);
+  for (int i = 0; i < 3000; ++i) {
+    const test::DomainOwner domain = random_domain(random);
+    expect_round_trip(domain.get());
+    if (HasFatalFailure()) FAIL() << "domain " << i;
+  }
+}
+
+TEST(Write, ExamplesComeBack) {
+  size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(TARVO_EXAMPLE_FOLDER)) {
+    if (entry.path().extension() != ".net") continue;
+    const Parsed parsed = parse(entry.path().string());
+    ASSERT_NE(nullptr, parsed.domain) << entry.path();
+    expect_round_trip(parsed.domain.get());
+    ++count;
+  }
+  EXPECT_GE(count, 8u);
+}
+
+TEST(Write, ToAStreamAndIntoFullOnes) {
+  const Parsed parsed = parse(TARVO_EXAMPLE_FOLDER "/chest.net");
+  const std::string text = written(parsed.domain.get());
+  std::vector<char> memory(text.size() + 1);
+  for (const size_t room : {text.size() + 1, text.size() / 2, size_t{1}}) {
+    FILE* stream = fmemopen(memory.data(), room, "w");
+    setvbuf(stream, nullptr, _IONBF, 0);
+    const bool fits = room > text.size();
+    EXPECT_EQ(fits ? tv_status_none : tv_status_io, tv_domain_write_net(parsed.domain.get(), stream));
+    fclose(stream);
+    if (fits) {
+      EXPECT_EQ(text, std::string(memory.data(), text.size()));
+    }
+  }
+  EXPECT_EQ(tv_status_usage, tv_domain_write_net(nullptr, stdout));
+  EXPECT_EQ(tv_status_usage, tv_domain_write_net(parsed.domain.get(), nullptr));
+  EXPECT_EQ(nullptr, tv_domain_to_net_string(nullptr));
+  EXPECT_EQ(tv_status_usage, tv_error_code());
+}
+
+}  // namespace
+}  // namespace net_test
