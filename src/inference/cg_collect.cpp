@@ -123,8 +123,10 @@ void find_possible(CgEngine& engine, const CgComponent& component) noexcept {
 
 void forget_regressions(CgEngine& engine, const CgNode& node) noexcept {
   const auto forget = [&](size_t clique) {
-    for (; clique != kNone; clique = engine.cliques[clique].parent)
+    for (; clique != kNone && !engine.cliques[clique].forgotten; clique = engine.cliques[clique].parent) {
       std::fill_n(engine.cliques[clique].collected, engine.cliques[clique].size, 0);
+      engine.cliques[clique].forgotten = true;
+    }
   };
   forget(node.assigned);
   for (const Node* child : node.node->children)
@@ -139,7 +141,11 @@ void collect_component(CgEngine& engine, size_t component) noexcept {
   CgComponent& part = engine.components[component];
   if (part.collected == engine.round) return;
   find_possible(engine, part);
-  for (size_t c = part.cliques.size(); c-- > 0;) Collector(engine, engine.cliques[part.cliques[c]]).run();
+  for (size_t c = part.cliques.size(); c-- > 0;) {
+    CgClique& clique = engine.cliques[part.cliques[c]];
+    Collector(engine, clique).run();
+    clique.forgotten = false;
+  }
   part.collected = engine.round;
 }
 

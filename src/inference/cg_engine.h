@@ -67,6 +67,7 @@ struct CgClique {
   double* factors = nullptr;           // a block of the shared members per configuration
   unsigned char* possible = nullptr;   // per configuration: it has positive probability
   unsigned char* collected = nullptr;  // per configuration: flags below
+  bool forgotten = false;              // nothing is collected here, nor in any clique towards the root
   size_t distributed = 0;              // the round in which the factors were made
 };
 

@@ -241,7 +241,7 @@ bool has_spread_everywhere(const CgOracle::Answer& answer, size_t node) {
 
 TEST(Answers, MixturesQuantilesDensitiesAndIntervals) {
   int mixtures = 0;
-  for (uint64_t seed = 1; seed <= 80 && !HasFailure(); ++seed) {
+  for (uint64_t seed = 1; seed <= 60 && !HasFailure(); ++seed) {
     SCOPED_TRACE(seed);
     MixedWorld world(seed);
     for (tv_node_t* node : world.nodes) {

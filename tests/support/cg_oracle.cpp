@@ -162,7 +162,7 @@ double CgOracle::Answer::variance(size_t node) const {
     const Quad deviation = component.mean[node] - mean;
     sum += component.weight * (component.covariance[node][node] + deviation * deviation);
   }
-  return static_cast<double>(sum);
+  return std::max(0.0, static_cast<double>(sum));
 }
 
 double CgOracle::Answer::cumulative(size_t node, double value) const {
@@ -202,10 +202,9 @@ std::string wrong_cg_answer(tv_domain_t* domain, const CgBounds& bounds) {
           return message;
       continue;
     }
-    double size = 0, spread = 0;  // of all components that matter
+    double size = 1;  // of all components that matter; coefficients are about one
     for (const CgOracle::Component& component : expected.components) {
       size = std::max(size, std::fabs(static_cast<double>(component.mean[i])));
-      spread = std::max(spread, static_cast<double>(component.covariance[i][i]));
     }
     const double variance = expected.variance(i);
     const double deviation = std::sqrt(std::max(variance, 0.0));
