@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "inference/cg_engine.h"
+#include "inference/factored.h"
 #include "inference/materialize.h"
 #include "inference/tape_cache.h"
 
@@ -52,6 +53,10 @@ struct Parts {
     indexes += count;
     return indexes - count;
   }
+  float* take_numbers(size_t count) noexcept {
+    numbers += count;
+    return numbers - count;
+  }
   unsigned char* take_flags(size_t count, unsigned char value) noexcept {
     std::fill_n(flags, count, value);
     flags += count;
@@ -64,8 +69,7 @@ void set_members(RestrictedTable& table, const NodeList& members, Parts& parts, 
   table.fixed = parts.take_flags(members.size(), 2);  // neither fixed nor free: the first plan is always made
   table.dimension_of = parts.take_indexes(members.size(), kNone);
   table.shape.counts = parts.take_indexes(members.size(), 0);
-  table.numbers = parts.numbers;
-  parts.numbers += size;
+  if (size) table.numbers = parts.take_numbers(size);
 }
 
 // Hands out the arrays of controls; with null arrays it only counts.
@@ -104,8 +108,12 @@ void add_potentials(CliqueWork& work, Parts& parts) noexcept {
     plan.strides = parts.take_indexes(members.size(), 0);
     return plan;
   };
-  for (Node* node : work.clique->potentials)
-    if (takes_potential(*node)) add_plan().node = node;
+  for (Node* node : work.clique->potentials) {
+    if (!takes_potential(*node)) continue;
+    PotentialPlan& plan = add_plan();
+    plan.node = node;
+    if (work.factored) plan.copy = parts.take_numbers(potential_entries(members, *node));
+  }
   for (const Table* table : work.clique->more_potentials) add_plan().free_table = table;
   work.potentials = {first, parts.potentials};
 }
@@ -122,6 +130,7 @@ void add_links(CliqueWork& work, Parts& parts) noexcept {
     plan.member_of = parts.take_indexes(members.size(), kNone);
     for (size_t s = 0; s < link.separator->members.size(); ++s)
       plan.member_of[members.position(link.separator->members[s])] = s;
+    if (work.factored) plan.received = parts.take_numbers(link.separator->size);
   }
 }
 
@@ -147,15 +156,18 @@ void join_links(TreeEngine& engine) {
       (separator == c ? in_child : in_parent)[separator] = l;
     }
   for (size_t c = 0; c < engine.cliques.size(); ++c)
-    for (LinkPlan& link : engine.cliques[c].links)
+    for (LinkPlan& link : engine.cliques[c].links) {
       link.back = static_cast<uint32_t>((link.separator == c ? in_parent : in_child)[link.separator]);
+      engine.separators[link.separator].received[link.separator == c] = link.received;
+    }
 }
 
 void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   Clique& clique = *engine.tree->cliques[position];
   CliqueWork& work = engine.cliques[position];
   work.clique = &clique;
-  set_members(work.table, clique.members(), parts, clique.table.size);
+  work.factored = prefers_factors(clique);
+  set_members(work.table, clique.members(), parts, work.factored ? 0 : clique.table.size);
   work.findings.members = parts.take_indexes(clique.members().size(), 0);
   add_potentials(work, parts);
   add_links(work, parts);
@@ -171,8 +183,7 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   set_members(between.old, separator->members, parts, separator->size);
   between.beliefs = add_beliefs(separator->members, parts,
                                 [&](const BeliefSource& source) { return source.separator == separator; });
-  between.ratio = parts.numbers;
-  parts.numbers += separator->size;
+  between.ratio = parts.take_numbers(separator->size);
 }
 
 void build_cliques(TreeEngine& engine) {
@@ -222,6 +233,7 @@ void make_room(TreeEngine& engine) {
   engine.order.reserve(engine.cliques.size());
   engine.reached_by.resize(engine.cliques.size());
   engine.silent.assign(engine.cliques.size(), 0);
+  engine.spoke.assign(engine.cliques.size(), 0);
 }
 
 // Kept tapes may take an eighth of what the tables take, or this many bytes.
@@ -231,10 +243,7 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   auto engine = std::make_unique<TreeEngine>();
   engine->tree = &tree;
   engine->domain = tree.domain;
-  size_t ratios = 0;
-  for (size_t c = 0; c < tree.clique_count(); ++c)
-    if (tree.cliques[c]->parent_separator) ratios = size_add(ratios, tree.cliques[c]->parent_separator->size);
-  engine->numbers.allocate_uninitialized(size_add(table_entries(tree), ratios));
+  engine->numbers.allocate_uninitialized(kept_entries(tree));
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
   build_cliques(*engine);
   join_links(*engine);
@@ -280,23 +289,40 @@ size_t table_entries(const JunctionTree& tree) noexcept {
   return entries;
 }
 
+size_t kept_entries(const JunctionTree& tree) noexcept {
+  size_t entries = 0;
+  for (size_t c = 0; c < tree.clique_count(); ++c) {
+    const Clique& clique = *tree.cliques[c];
+    entries = size_add(entries, prefers_factors(clique) ? factor_entries(clique) : clique.table.size);
+    if (clique.parent_separator) entries = size_add(entries, size_multiply(clique.parent_separator->size, 2));
+  }
+  return entries;
+}
+
 TapeRoom room_for_tape(const JunctionTree& tree) noexcept {
   const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
   size_t potentials = 0, further_passes = 0;
+  TapeRoom room;
   for (size_t c = 0; c < cliques; ++c) {
     potentials += std::max<size_t>(tree.cliques[c]->potential_count(), 1);
-    size_t around = 0;
+    size_t around = 0, passes = 1;
     for (const Link& link : tree.cliques[c]->links) around = size_add(around, link.separator->size);
-    if (around > kSharedTotals) further_passes += tree.cliques[c]->links.size();
+    if (around > kSharedTotals) further_passes += passes = tree.cliques[c]->links.size();
+    if (!prefers_factors(*tree.cliques[c])) continue;
+    // Every pass starts with all factors and findings, and there is one more for collecting.
+    const Clique& clique = *tree.cliques[c];
+    const size_t members = clique.members().size();
+    room.steps += (passes + 1) * (clique.potentials.size() + clique.links.size() + members + 1);
+    room.findings += (passes + 1) * members;
+    room.finding_dimensions += (passes + 1) * members * members;
   }
-  TapeRoom room;
   // Every clique collects, is run over and hears a message; separators and nodes have beliefs.
   room.items = 4 * cliques + nodes + further_passes;
   // Potentials once; when collecting, updates, mass and marginal; when distributing, update and messages;
   // then findings and beliefs.
-  room.steps = potentials + 5 * cliques + 2 * nodes;
+  room.steps += potentials + 5 * cliques + 2 * nodes;
   room.potential_steps = potentials;
-  room.findings = nodes;
+  room.findings += nodes;
   for (const Node* node : tree.nodes) room.finding_dimensions += compiled(*node).home->members().size();
   return room;
 }

@@ -39,6 +39,7 @@ struct PotentialPlan {
   size_t layout = kNone;              // of the table that `strides` were taken from; kNone: no table
   size_t* strides = nullptr;          // per clique member, 0 where the potential lacks it
   float uniform = 1.0f;               // every entry of a node without a table
+  float* copy = nullptr;              // for a factored clique: the entries that are possible
   Control control;
 
   const Table* table() const noexcept { return free_table ? free_table : node->table.get(); }
@@ -55,6 +56,7 @@ struct SeparatorWork {
   Separator* separator = nullptr;  // null for the root's place
   RestrictedTable old;             // the marginal that both sides agree on
   float* ratio = nullptr;          // the update that the receiver still has to multiply in
+  float* received[2] = {};         // what its ends keep of the messages, where they are factored cliques
   std::span<BeliefPlan> beliefs;   // nodes for which this is the smallest table
 };
 
@@ -64,6 +66,8 @@ struct LinkPlan {
   uint32_t back = 0;            // the link of that clique that leads here
   uint32_t separator = 0;       // position of the child's clique
   size_t* member_of = nullptr;  // per clique member: its position in the separator, or kNone
+  float* received = nullptr;    // for a factored clique: the product of all messages through this link
+  bool holds = false;           // there has been one
   Control control;
 };
 
@@ -81,7 +85,8 @@ struct MemberList {
 
 struct CliqueWork {
   Clique* clique = nullptr;
-  RestrictedTable table;
+  RestrictedTable table;     // without numbers where the clique is factored
+  bool factored = false;     // the table is formed from its factors in every pass
   bool initialized = false;  // the table holds at least the product of the potentials
   size_t version = 0;        // grows with every change, so that the host's copy can be told stale
   size_t materialized = 0;   // the version that the host's copy shows
@@ -90,6 +95,8 @@ struct CliqueWork {
   std::span<BeliefPlan> beliefs;  // nodes for which this is the smallest table
   Control scalar;                 // meets one and the same entry everywhere
   MemberList findings;            // members whose update findings wait to be multiplied in
+  float constant = 1.0f;          // the only factor of a factored clique that has no others
+  Block<float> stored;            // the table of a clique that was factored once
 };
 
 struct TreeEngine {
@@ -116,6 +123,7 @@ struct TreeEngine {
   std::vector<size_t> reached_by;     // by clique: its link towards the root; kNone for the root and
                                       // for cliques that take no part
   std::vector<unsigned char> silent;  // by clique: its message towards the root would be all ones
+  std::vector<unsigned char> spoke;   // by clique: it has sent one in this propagation
   std::vector<Item> items;            // the tape that was written last
   std::vector<Step> steps;
   std::vector<PotentialStep> potential_steps;
@@ -154,6 +162,9 @@ ParallelSettings parallel_settings(const Domain& domain) noexcept;
 
 // Entries of all clique and separator tables of a tree; kHugeSize when that does not fit.
 size_t table_entries(const JunctionTree& tree) noexcept;
+
+// The numbers that are kept for them: tables, factors and ratios.
+size_t kept_entries(const JunctionTree& tree) noexcept;
 
 // Marginals of several separators are formed in one pass where they fit into so many numbers together.
 inline constexpr size_t kSharedTotals = 16384;

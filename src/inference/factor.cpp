@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "inference/factored.h"
 #include "inference/findings_marginal.h"
 
 namespace tv {
@@ -37,6 +38,22 @@ size_t size_over(const std::vector<const Node*>& nodes) {
   size_t size = 1;
   for (const Node* node : nodes) size = size_multiply(size, node->number_of_states);
   return size;
+}
+
+// The members among `kept`, and the control that leads to the factor over them.
+std::vector<const Node*> keep_members(const RestrictedTable& table, const std::vector<const Node*>& kept,
+                                      OwnControl& control) {
+  std::vector<const Node*> nodes;
+  size_t stride = 1;
+  for (size_t m = table.members->size(); m-- > 0;) {
+    const Node* node = (*table.members)[m];
+    if (table.dimension_of[m] == kNone || !holds(kept, node)) continue;
+    control.steps[table.dimension_of[m]] = stride;
+    stride *= node->number_of_states;
+    nodes.insert(nodes.begin(), node);
+  }
+  finish_control(control, table.shape);
+  return nodes;
 }
 
 }  // namespace
@@ -79,21 +96,25 @@ Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& 
 
 Factor marginal_of_table(const RestrictedTable& table, const std::vector<const Node*>& kept,
                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
-  std::vector<const Node*> nodes;
-  std::vector<size_t> steps(table.shape.dimensions + 1, 0);
-  size_t stride = 1;
-  for (size_t m = table.members->size(); m-- > 0;) {
-    const Node* node = (*table.members)[m];
-    if (table.dimension_of[m] == kNone || !holds(kept, node)) continue;
-    steps[table.dimension_of[m]] = stride;
-    stride *= node->number_of_states;
-    nodes.insert(nodes.begin(), node);
-  }
-  Block<double> totals(stride);
+  OwnControl control(table.shape.dimensions);
+  std::vector<const Node*> nodes = keep_members(table, kept, control);
+  Block<double> totals(control.other_size);
   const bool weighs = mode == tv_evidence_fast_retraction;
   marginalize_with_findings(
-      table, [&](size_t member) { return !weighs || holds(kept, (*table.members)[member]); }, steps.data(),
+      table, [&](size_t member) { return !weighs || holds(kept, (*table.members)[member]); }, control.steps,
       equilibrium, totals.data());
+  return from_totals(std::move(nodes), totals);
+}
+
+Factor marginal_of_clique(const CliqueWork& work, const std::vector<const Node*>& kept,
+                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  if (!work.factored) return marginal_of_table(work.table, kept, equilibrium, mode);
+  OwnControl control(work.table.shape.dimensions);
+  std::vector<const Node*> nodes = keep_members(work.table, kept, control);
+  Block<double> totals(control.other_size);
+  const Operation operation = equilibrium == tv_equilibrium_max ? Operation::max : Operation::sum;
+  const Step sum = {operation, &control, nullptr, totals.data()};
+  run_over_factors(work, nullptr, &sum);
   return from_totals(std::move(nodes), totals);
 }
 

@@ -30,4 +30,8 @@ Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& 
 Factor marginal_of_table(const RestrictedTable& table, const std::vector<const Node*>& kept,
                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
 
+// The same for a clique's table, stored or not.
+Factor marginal_of_clique(const CliqueWork& work, const std::vector<const Node*>& kept,
+                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
+
 }  // namespace tv

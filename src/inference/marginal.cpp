@@ -30,8 +30,10 @@ class TreeMarginal {
 
   Factor compute() {
     refresh_plans(engine_);
-    if (const RestrictedTable* table = smallest_table_with_all())
-      return marginal_of_table(*table, wanted_, tree_.equilibrium, tree_.mode);
+    if (const SeparatorWork* separator = smallest_separator_with_all())
+      return marginal_of_table(separator->old, wanted_, tree_.equilibrium, tree_.mode);
+    if (const CliqueWork* clique = smallest_clique_with_all())
+      return marginal_of_clique(*clique, wanted_, tree_.equilibrium, tree_.mode);
     clear_marks(engine_);
     for (const Node* node : wanted_) compiled(*node).home->marked = true;
     const size_t root = _tv_identify_subtree(engine_, kNone);
@@ -51,14 +53,21 @@ class TreeMarginal {
                        [&](const Node* node) { return members.contains(node); });
   }
 
-  const RestrictedTable* smallest_table_with_all() const noexcept {
-    const RestrictedTable* best = nullptr;
-    const auto consider = [&](const RestrictedTable& table) {
-      if ((!best || table.shape.size < best->shape.size) && holds_all(*table.members)) best = &table;
-    };
-    for (const CliqueWork& work : engine_.cliques) consider(work.table);
+  // A separator that holds them is smaller than the smaller of its cliques.
+  const SeparatorWork* smallest_separator_with_all() const noexcept {
+    const SeparatorWork* best = nullptr;
     for (const SeparatorWork& work : engine_.separators)
-      if (work.separator) consider(work.old);
+      if (work.separator && (!best || work.old.shape.size < best->old.shape.size) &&
+          holds_all(*work.old.members))
+        best = &work;
+    return best;
+  }
+
+  const CliqueWork* smallest_clique_with_all() const noexcept {
+    const CliqueWork* best = nullptr;
+    for (const CliqueWork& work : engine_.cliques)
+      if ((!best || work.table.shape.size < best->table.shape.size) && holds_all(*work.table.members))
+        best = &work;
     return best;
   }
 
@@ -114,8 +123,8 @@ class TreeMarginal {
       for (const Node* node : *engine_.separators[work.links[via].separator].old.members)
         add_missing(survivors, node);
 
-    const Factor own = marginal_of_table(work.table, needed_members(work, survivors, messages),
-                                         tree_.equilibrium, tree_.mode);
+    const Factor own =
+        marginal_of_clique(work, needed_members(work, survivors, messages), tree_.equilibrium, tree_.mode);
     Nodes all = own.nodes;
     for (const LinkPlan& link : work.links)
       if (sends_here(link))

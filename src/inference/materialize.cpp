@@ -6,6 +6,7 @@
 
 #include "inference/cg_answers.h"
 #include "inference/engine.h"
+#include "inference/factored.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -32,10 +33,17 @@ struct FullNest {
   size_t count = 0, offset = 0;
 };
 
-void spread(const RestrictedTable& table, float* full, size_t size) noexcept {
+void spread(const RestrictedTable& table, const float* numbers, float* full, size_t size) noexcept {
   const FullNest nest(table);
   std::fill_n(full, size, 0.0f);
-  kernels().assign(nest.dimensions, nest.count, full + nest.offset, table.numbers);
+  kernels().assign(nest.dimensions, nest.count, full + nest.offset, numbers);
+}
+
+void spread_factors(const CliqueWork& work, float* full, size_t size) {
+  Block<float> numbers;
+  numbers.allocate_uninitialized(work.table.shape.size);
+  run_over_factors(work, numbers.data(), nullptr);
+  spread(work.table, numbers.data(), full, size);
 }
 
 // Clears the entries that contradict a known state.
@@ -71,7 +79,7 @@ tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
 
 void read_table(const Clique& clique, float* full) noexcept {
   refresh_plans(engine_of(*clique.tree));
-  spread(work_of(clique).table, full, clique.table.size);
+  spread(work_of(clique).table, work_of(clique).table.numbers, full, clique.table.size);
 }
 
 void write_table(const Clique& clique, const float* full) noexcept {
@@ -89,8 +97,10 @@ tv_status_t materialize_clique(Table& table) {
   if (has_data(table) && work.materialized == work.version) return tv_status_none;
   if (tv_status_t status = allocate_table_data(table)) return status;
   if (work.initialized && table.cg_size) cg_materialize(clique, table.cg_data.data());
-  if (work.initialized)
-    spread(work.table, table.data.data(), table.size);
+  if (work.initialized && work.factored)
+    spread_factors(work, table.data.data(), table.size);
+  else if (work.initialized)
+    spread(work.table, work.table.numbers, table.data.data(), table.size);
   else if (tv_status_t status = multiply_potentials(work, table))
     return status;
   work.materialized = work.version;

@@ -8,6 +8,7 @@
 
 #include "api/boundary.h"
 #include "inference/cg_engine.h"
+#include "inference/factored.h"
 #include "inference/tape_cache.h"
 
 namespace tv {
@@ -81,7 +82,8 @@ void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
   const size_t members = clique.members().size();
   const size_t potentials = clique.potential_count(), links = clique.links.size();
   const Beliefs beliefs = beliefs_of(clique);
-  add_restricted_table(bytes, clique.members(), clique.table.size);
+  add_restricted_table(bytes, clique.members(),
+                       prefers_factors(clique) ? factor_entries(clique) : clique.table.size);
   bytes.add<PotentialPlan>(potentials);
   bytes.add<LinkPlan>(links);
   bytes.add<BeliefPlan>(beliefs.count);
@@ -116,8 +118,8 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<Control>(room.findings);
   bytes.add<size_t>(room.finding_dimensions);
   bytes.add<Dimension>(room.finding_dimensions);
-  bytes.add<size_t>(2 * cliques);  // order, reached_by
-  bytes.add<unsigned char>(cliques);
+  bytes.add<size_t>(2 * cliques);               // order, reached_by
+  bytes.add<unsigned char>(2 * cliques);        // silent, spoke
   bytes.add<Node*>(3 * tree.nodes.size() + 2);  // pending, trail
   if (tree.has_continuous) bytes.add<unsigned char>(cg_memory_needed(tree));
   bytes.add<TapeCache>(1);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "inference/factored.h"
 #include "inference/messages.h"
 #include "inference/schedule.h"
 #include "inference/tape_cache.h"
@@ -29,6 +30,7 @@ class Planner {
     findings_room_ = 0;
     order_from(engine_, root);
     find_silent_cliques();
+    std::fill(engine_.spoke.begin(), engine_.spoke.end(), 0);
     for (size_t i = engine_.order.size(); i-- > 1;)
       if (!engine_.silent[engine_.order[i]]) plan_collect(engine_.order[i]);
     plan_root(root);
@@ -92,16 +94,53 @@ class Planner {
   void add_initial_product(CliqueWork& work) noexcept {
     Operation operation = Operation::assign;
     for (PotentialPlan& plan : work.potentials) {
-      if (refresh_potential(work, plan)) engine_.kept_tapes->clear();  // written for another layout
+      refresh(work, plan);
       if (plan.table()) {
-        engine_.potential_steps.push_back({engine_.steps.size(), &plan});
-        engine_.steps.push_back({operation, &plan.control});
+        engine_.potential_steps.push_back({plan.copy ? kNone : engine_.steps.size(), &plan});
+        engine_.steps.push_back({operation, &plan.control, plan.copy});
       } else {
         engine_.steps.push_back({operation, &work.scalar, &plan.uniform});
       }
       operation = Operation::multiply;
     }
     if (work.potentials.empty()) engine_.steps.push_back({Operation::assign, &work.scalar, &kOne});
+  }
+
+  void refresh(CliqueWork& work, PotentialPlan& plan) noexcept {
+    if (refresh_potential(work, plan)) engine_.kept_tapes->clear();  // written for another layout
+  }
+
+  // The control of a finding in this tape.
+  const Control& control_of_finding(const CliqueWork& work, size_t member) noexcept {
+    Control control;
+    control.steps = engine_.finding_steps.data() + findings_room_;
+    control.inner = engine_.finding_nests.data() + findings_room_;
+    findings_room_ += work.table.shape.dimensions;
+    plan_member(control, work.table, member);
+    engine_.finding_controls.push_back(control);
+    return engine_.finding_controls.back();
+  }
+
+  // The potentials of a factored clique that starts anew are copied before the tape runs.
+  void ask_for_copies(CliqueWork& work) noexcept {
+    for (PotentialPlan& plan : work.potentials) {
+      refresh(work, plan);
+      if (plan.node->table) engine_.potential_steps.push_back({kNone, &plan});
+    }
+  }
+
+  // All factors of a factored clique. While distributing, the message from the side of the root is the last
+  // one that came.
+  void add_factors(Item& item, CliqueWork& work, size_t towards_root, bool distributes) noexcept {
+    const auto holds = [&](const LinkPlan& link) {
+      if (link.holds) return true;
+      if (towards_root != kNone && &link == &work.links[towards_root]) return distributes;
+      return leads_away(link) && engine_.spoke[link.neighbor];
+    };
+    for_each_factor(
+        work, holds, [&](size_t member) -> const Control& { return control_of_finding(work, member); },
+        [&](const Step& step) { engine_.steps.push_back(step); });
+    item.formed = static_cast<uint32_t>(engine_.steps.size() - item.first_step);
   }
 
   // Findings that were entered on members since the last propagation.
@@ -114,25 +153,31 @@ class Planner {
         engine_.steps.push_back({Operation::multiply, &work.scalar, update + state});
         continue;
       }
-      Control control;
-      control.steps = engine_.finding_steps.data() + findings_room_;
-      control.inner = engine_.finding_nests.data() + findings_room_;
-      findings_room_ += work.table.shape.dimensions;
-      plan_member(control, work.table, member);
-      engine_.finding_controls.push_back(control);
-      engine_.steps.push_back({Operation::multiply, &engine_.finding_controls.back(), update});
+      engine_.steps.push_back({Operation::multiply, &control_of_finding(work, member), update});
     }
   }
 
-  // The steps that bring a clique's table up to date while collecting.
-  void add_updates(Item& item, CliqueWork& work, size_t towards_root) noexcept {
-    item.starts_anew = !work.initialized;
+  void add_all_factors(Item& item, CliqueWork& work, size_t towards_root) noexcept {
+    if (!work.initialized) ask_for_copies(work);
+    add_factors(item, work, towards_root, false);
+  }
+
+  void add_news(CliqueWork& work, size_t towards_root) noexcept {
     if (!work.initialized) add_initial_product(work);
     for (size_t l = 0; l < work.links.size(); ++l)
       if (l != towards_root && leads_away(work.links[l]) && !engine_.silent[work.links[l].neighbor])
         engine_.steps.push_back(
             {Operation::multiply, &work.links[l].control, engine_.separators[work.links[l].separator].ratio});
     add_findings(work);
+  }
+
+  // The steps that bring a clique's table up to date while collecting.
+  void add_updates(Item& item, CliqueWork& work, size_t towards_root) noexcept {
+    item.starts_anew = work.factored || !work.initialized;
+    if (work.factored)
+      add_all_factors(item, work, towards_root);
+    else
+      add_news(work, towards_root);
     item.updates = static_cast<uint32_t>(engine_.steps.size() - item.first_step);
     if (sweep_.equilibrium == tv_equilibrium_max)
       engine_.steps.push_back({Operation::sum, &work.scalar, nullptr, &engine_.table_sum});
@@ -141,6 +186,7 @@ class Planner {
   void plan_collect(size_t clique) noexcept {
     CliqueWork& here = work(clique);
     const size_t via = engine_.reached_by[clique];
+    engine_.spoke[clique] = 1;
     Item& item = add_item(ItemKind::collect, clique);
     item.link = static_cast<uint32_t>(via);
     item.has_past = !sweep_.first;
@@ -234,16 +280,29 @@ class Planner {
     add_belief_items(separator.old, separator.beliefs);
   }
 
+  void start_factored_pass(Item& item, CliqueWork& work, size_t via) noexcept {
+    if (engine_.silent[work.clique->position]) ask_for_copies(work);
+    item.link = static_cast<uint32_t>(via);
+    add_factors(item, work, via, true);
+  }
+
+  void start_pass(CliqueWork& work, size_t via) noexcept {
+    if (engine_.silent[work.clique->position]) add_initial_product(work);
+    if (via != kNone)
+      engine_.steps.push_back({Operation::multiply, &work.links[via].control,
+                               engine_.separators[work.links[via].separator].ratio});
+    else if (!sweep_.plain)
+      engine_.steps.push_back({Operation::multiply, &work.scalar, &engine_.inverse});
+  }
+
   void plan_distribute(size_t clique) noexcept {
     CliqueWork& here = work(clique);
     const size_t via = engine_.reached_by[clique];
     Item* item = &add_item(ItemKind::pass, clique);
-    if (engine_.silent[clique]) add_initial_product(here);
-    if (via != kNone)
-      engine_.steps.push_back({Operation::multiply, &here.links[via].control,
-                               engine_.separators[here.links[via].separator].ratio});
-    else if (!sweep_.plain)
-      engine_.steps.push_back({Operation::multiply, &here.scalar, &engine_.inverse});
+    if (here.factored)
+      start_factored_pass(*item, here, via);
+    else
+      start_pass(here, via);
     item->clear_beliefs = add_belief_steps(here.beliefs);
     size_t next = add_message_steps(here, 0, item->clear_totals);
     close_steps(*item);
@@ -252,6 +311,8 @@ class Planner {
     while (next < here.links.size()) {
       const size_t first = next;
       item = &add_item(ItemKind::pass, clique);
+      item->repeats = true;
+      if (here.factored) add_factors(*item, here, via, true);
       next = add_message_steps(here, first, item->clear_totals);
       close_steps(*item);
       add_message_items(clique, first, next);

@@ -10,6 +10,7 @@
 #include "inference/d_connection.h"
 #include "inference/enter_evidence.h"
 #include "inference/evidence.h"
+#include "inference/factored.h"
 #include "inference/messages.h"
 #include "inference/reset.h"
 #include "inference/schedule.h"
@@ -70,8 +71,9 @@ void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
   }
 }
 
-void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
+void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium) {
   TreeEngine& engine = engine_of(tree);
+  store_all_tables(engine);  // findings are applied to entries of tables
   collect_pending_nodes(engine);
   if (tree.equilibrium == equilibrium) {
     clear_marks(engine);

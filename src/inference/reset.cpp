@@ -11,6 +11,7 @@
 #include "inference/cg_engine.h"
 #include "inference/chain_divisor.h"
 #include "inference/evidence.h"
+#include "inference/factored.h"
 #include "inference/messages.h"
 #include "inference/schedule.h"
 #include "network/node_operations.h"
@@ -91,11 +92,24 @@ tv_status_t initialize_to_sum(JunctionTree& tree) {
   return tv_status_none;
 }
 
+// Calls visit(block) for the numbers of a tree and for each table that lies elsewhere.
+template <class Visit>
+void for_each_block(const TreeEngine& engine, Visit visit) {
+  visit(engine.numbers);
+  for (const CliqueWork& work : engine.cliques)
+    if (work.stored.size()) visit(work.stored);
+}
+
 void save_tables(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
+  store_all_tables(engine);  // factors come and go
+  size_t size = 0;
+  for_each_block(engine, [&](const Block<float>& block) { size += block.size(); });
   Block<float> copy;
-  copy.allocate_uninitialized(engine.numbers.size());
-  std::copy(engine.numbers.begin(), engine.numbers.end(), copy.begin());
+  copy.allocate_uninitialized(size);
+  float* place = copy.data();
+  for_each_block(engine,
+                 [&](const Block<float>& block) { place = std::copy(block.begin(), block.end(), place); });
   std::vector<float> beliefs;
   for (const Node* node : tree.nodes)
     beliefs.insert(beliefs.end(), compiled(*node).belief, compiled(*node).belief + node->number_of_states);
@@ -108,7 +122,11 @@ void load_tables(JunctionTree& tree) noexcept {
   forget_tables(engine);
   if (engine.cg) drop_values(*engine.cg);
   fix_propagated_states(tree);
-  std::copy(engine.copy.begin(), engine.copy.end(), engine.numbers.begin());
+  const float* place = engine.copy.data();
+  for_each_block(engine, [&](const Block<float>& block) {
+    std::copy_n(place, block.size(), block.begin());
+    place += block.size();
+  });
   for (CliqueWork& work : engine.cliques) work.initialized = true;
   const float* beliefs = engine.copied_beliefs.data();
   for (const Node* node : tree.nodes) {

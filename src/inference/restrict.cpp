@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "inference/cg_engine.h"
+#include "inference/factored.h"
 
 namespace tv {
 namespace {
@@ -18,7 +19,7 @@ bool pattern_changes(const RestrictedTable& table) noexcept {
 
 // Copies the entries that agree with the newly fixed states to the front. Kept dimensions stay in order,
 // so that an entry never moves behind one that is still to be read.
-void cut_down(const RestrictedTable& table) noexcept {
+void cut_down(const RestrictedTable& table, float* numbers) noexcept {
   Dimension nest[64];
   size_t offset = 0, stride = 1, kept = 1, count = 0;
   for (size_t m = table.members->size(); m-- > 0;) {
@@ -35,7 +36,7 @@ void cut_down(const RestrictedTable& table) noexcept {
     stride *= states;
   }
   std::reverse(nest, nest + count);
-  kernels().assign(nest, count, table.numbers, table.numbers + offset);
+  kernels().assign(nest, count, numbers, numbers + offset);
 }
 
 void set_shape(RestrictedTable& table) noexcept {
@@ -51,9 +52,17 @@ void set_shape(RestrictedTable& table) noexcept {
   measure_shape(table.shape);
 }
 
-void restrict_table(RestrictedTable& table, bool has_numbers) noexcept {
-  if (has_numbers) cut_down(table);
-  set_shape(table);
+void cut_clique(const CliqueWork& work) noexcept {
+  if (work.factored)
+    cut_potentials(work);
+  else
+    cut_down(work.table, work.table.numbers);
+}
+
+void cut_separator(const SeparatorWork& work) noexcept {
+  cut_down(work.old, work.old.numbers);
+  for (float* received : work.received)
+    if (received) cut_down(work.old, received);
 }
 
 void plan_beliefs(std::span<BeliefPlan> plans, const RestrictedTable& table) noexcept {
@@ -61,8 +70,13 @@ void plan_beliefs(std::span<BeliefPlan> plans, const RestrictedTable& table) noe
 }
 
 void plan_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
-  for (size_t m = 0; m < plan.members->size(); ++m)
-    if (const size_t d = work.table.dimension_of[m]; d != kNone) plan.control.steps[d] = plan.strides[m];
+  size_t stride = 1;  // in a copy, which has no gaps
+  for (size_t m = plan.members->size(); m-- > 0;) {
+    const size_t d = work.table.dimension_of[m];
+    if (d == kNone) continue;
+    plan.control.steps[d] = plan.copy && plan.strides[m] ? stride : plan.strides[m];
+    if (plan.strides[m]) stride *= work.table.shape.counts[d];
+  }
   finish_control(plan.control, work.table.shape);
 }
 
@@ -84,12 +98,14 @@ void plan_tables(TreeEngine& engine, bool cuts) noexcept {
   // Separators first: the plans of links need their new shapes.
   for (SeparatorWork& work : engine.separators) {
     if (!work.separator || !pattern_changes(work.old)) continue;
-    restrict_table(work.old, cuts && engine.cliques[work.separator->child->position].initialized);
+    if (cuts && engine.cliques[work.separator->child->position].initialized) cut_separator(work);
+    set_shape(work.old);
     plan_beliefs(work.beliefs, work.old);
   }
   for (CliqueWork& work : engine.cliques) {
     if (!pattern_changes(work.table)) continue;
-    restrict_table(work.table, cuts && work.initialized);
+    if (cuts && work.initialized) cut_clique(work);
+    set_shape(work.table);
     ++work.version;
     finish_control(work.scalar, work.table.shape);  // its steps are all zero
     for (PotentialPlan& plan : work.potentials) plan_potential(work, plan);
@@ -152,6 +168,8 @@ void refresh_plans(TreeEngine& engine) noexcept {
 void forget_tables(TreeEngine& engine) noexcept {
   for (CliqueWork& work : engine.cliques) {
     work.initialized = false;
+    work.constant = 1.0f;
+    for (LinkPlan& link : work.links) link.holds = false;
     work.findings.clear();
     ++work.version;
   }

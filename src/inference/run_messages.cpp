@@ -5,6 +5,7 @@
 #include <numbers>
 #include <numeric>
 
+#include "inference/factored.h"
 #include "inference/findings_marginal.h"
 #include "inference/messages.h"
 #include "network/progress.h"
@@ -64,7 +65,11 @@ class Runner {
   void find_potentials() const noexcept {
     for (size_t p = 0; p < tape_.potential_count; ++p) {
       const PotentialPlan& plan = *tape_.potentials[p].plan;
-      tape_.steps[tape_.potentials[p].step].operand = plan.table()->data.data() + fixed_offset(plan);
+      const size_t step = tape_.potentials[p].step;
+      if (step == kNone)
+        copy_potential(plan);
+      else
+        tape_.steps[step].operand = plan.table()->data.data() + fixed_offset(plan);
     }
   }
 
@@ -72,7 +77,7 @@ class Runner {
 
   void run_steps(const Item& item, const Step* steps, size_t count) {
     if (count == 0) return;
-    run_pass(item.shape, item.numbers, steps, count, settings_);
+    run_pass(item.shape, work(item).table.numbers, steps, count, settings_);
     work(item).initialized = true;
     if (!steps->target) ++work(item).version;
   }
@@ -80,7 +85,23 @@ class Runner {
   void run_table_pass(const Item& item) {
     std::fill_n(engine_.totals.data(), item.clear_totals, 0.0);
     std::fill_n(engine_.belief_totals.data(), item.clear_beliefs, 0.0);
-    run_steps(item, steps(item), item.step_count);
+    if (item.formed == 0 || work(item).factored) return run_steps(item, steps(item), item.step_count);
+    if (!item.repeats) bring_up_to_date(item);
+    run_steps(item, steps(item) + item.formed, item.step_count - item.formed);
+  }
+
+  // The tape was written for a factored clique, but its table is stored meanwhile: only the news are missing.
+  void bring_up_to_date(const Item& item) {
+    const Step normalize = {Operation::multiply, item.scalar, &engine_.inverse};
+    if (item.link == static_cast<uint32_t>(kNone)) {
+      if (!sweep_.plain) run_steps(item, &normalize, 1);
+      return;
+    }
+    const float* message = work(item).links[item.link].received;
+    const Step* factor = steps(item);
+    while (factor->operand != message) ++factor;
+    const Step update = {Operation::multiply, factor->control, message};
+    run_steps(item, &update, 1);
   }
 
   void run_separator_pass(const Item& item) {
@@ -150,12 +171,13 @@ class Runner {
       engine_.factor_exponent = exponent;
       engine_.table_sum = 0.0;
       status = tv_status_none;
-      if (item.updates <= together || sweep_.plain)
+      if (item.updates <= together || sweep_.plain || work(item).factored)
         run_steps(item, steps(item), item.step_count);
       else
         status = run_in_parts(item, together);
       if (!can_repeat || item.updates < 2 || std::accumulate(totals, totals + size, 0.0) >= kSuspiciousMass)
         break;
+      store_table(work(item));
     }
     work(item).findings.clear();
     if (status == tv_status_none && sweep_.equilibrium == tv_equilibrium_max && !sweep_.plain)
@@ -197,7 +219,7 @@ class Runner {
     SeparatorWork& separator = engine_.separators[link.separator];
     const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
         totals, separator.old.numbers, separator.ratio, item.size);
-    if (sweep_.plain) return tv_status_none;
+    if (sweep_.plain) return keep_message(item), tv_status_none;
     if (tv_status_t status = check_ratio(result, item.has_past)) return status;
     const double mass = sweep_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
     if (tv_status_t status = _tv_check_norm_factor(mass)) return status;
@@ -205,7 +227,14 @@ class Runner {
     pass_conflict_on(here, engine_.cliques[link.neighbor], mass);
     note_factor(engine_.cliques[link.neighbor], result.largest);
     kernels().scale(separator.ratio, item.size, 1.0 / result.largest);
+    keep_message(item);
     return tv_status_none;
+  }
+
+  void keep_message(const Item& item) const noexcept {
+    const LinkPlan& link = work(item).links[item.link];
+    CliqueWork& receiver = engine_.cliques[link.neighbor];
+    tv::keep_message(receiver, receiver.links[link.back], engine_.separators[link.separator], item.size);
   }
 
   // A clique's conflict is measured by the mass of its message, but the message itself is scaled by its
@@ -231,7 +260,21 @@ class Runner {
     engine_.factor_mantissa *= engine_.mass;
     set_constants();
     engine_.inverse = static_cast<float>(1.0 / engine_.mass);
+    if (here.factored) normalize_factors(item);
     return tv_status_none;
+  }
+
+  // Normalises a factored root through the smallest of its factors.
+  void normalize_factors(const Item& item) noexcept {
+    const Step* smallest = nullptr;
+    for (const Step* step = steps(item); step < steps(item) + item.formed; ++step) {
+      const bool is_kept =
+          (step->operand >= engine_.numbers.begin() && step->operand < engine_.numbers.end()) ||
+          step->operand == &work(item).constant;
+      if (is_kept && (!smallest || step->control->other_size < smallest->control->other_size))
+        smallest = step;
+    }
+    kernels().scale(const_cast<float*>(smallest->operand), smallest->control->other_size, 1.0 / engine_.mass);
   }
 
   // ---- Distributing ----
@@ -243,6 +286,7 @@ class Runner {
     if (weighs_findings_) marginalize_onto(work(item), link, totals);
     const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
         totals, separator.old.numbers, separator.ratio, item.size);
+    keep_message(item);
     return check_ratio(result, item.has_past);
   }
 

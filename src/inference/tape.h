@@ -27,9 +27,11 @@ struct Item {
   ItemKind kind;
   bool has_past = true;      // message: the separator has an old marginal to divide by
   bool starts_anew = false;  // collect, root: the first step forms the table, whatever it held before
+  bool repeats = false;      // pass: the table has its new numbers since an earlier pass
   uint32_t clique = 0;       // position of the clique that is run over or speaks
   uint32_t link = 0;         // collect, message: the link that is spoken through
   uint32_t updates = 0;      // collect, root: how many of the steps change the table
+  uint32_t formed = 0;       // how many of the steps form the table of a factored clique
   uint32_t step_count = 0;
   size_t first_step = 0;
   size_t size = 0;          // collect, message: entries of the separator
@@ -44,7 +46,7 @@ struct Item {
 };
 
 // A step whose operand is a potential: where in it the states that are fixed now begin is found out each
-// time.
+// time. Without a step, a potential that is copied.
 struct PotentialStep {
   size_t step;
   PotentialPlan* plan;

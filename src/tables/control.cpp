@@ -9,7 +9,7 @@
 namespace tv {
 namespace {
 
-constexpr size_t kStepsPerPass = 32;  // longer lists are run in several passes
+constexpr size_t kStepsPerPass = kMostFormingSteps;  // longer lists are run in several passes
 
 void run_block(const Kernels& kernels, const Step& step, float* table, size_t offset) noexcept {
   const Dimension* nest = step.control->inner;
@@ -127,6 +127,9 @@ size_t splittable_units(const Shape& shape, const Step* steps, size_t count) noe
 void run_pass(const Shape& shape, float* table, const Step* steps, size_t count, size_t units, size_t begin,
               size_t end) noexcept {
   const Kernels& kernels = tv::kernels();
+  alignas(64) float buffer[kBlockSize];
+  const bool stored = table != nullptr;
+  if (!stored) table = buffer;
   if (shape.outer == 0) {  // a single block: nothing to walk
     for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], table, 0);
     return;
@@ -137,8 +140,10 @@ void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
   for (; count > 0; count -= std::min(count, kStepsPerPass), steps += kStepsPerPass) {
     const size_t here = std::min(count, kStepsPerPass);
     BlockWalk walk(shape, steps, here, begin * blocks_per_unit);
-    float* block = table + begin * blocks_per_unit * block_size;
-    for (size_t b = begin * blocks_per_unit; b < end * blocks_per_unit; ++b, block += block_size) {
+    if (stored) table += begin * blocks_per_unit * block_size;
+    float* block = table;
+    for (size_t b = begin * blocks_per_unit; b < end * blocks_per_unit;
+         ++b, block += stored ? block_size : 0) {
       for (size_t s = 0; s < here; ++s) run_block(kernels, steps[s], block, walk.offset(s));
       walk.next();
     }
@@ -149,6 +154,7 @@ void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
               const ParallelSettings& settings) {
   if (settings.concurrency_level <= 1 || shape.size < settings.grain_size)
     return run_pass(shape, table, steps, count, 1, 0, 1);
+  if (!table) return run_split(shape, table, steps, count, settings);
   // Operations on the table itself go together; a target that would hold back the others goes alone.
   for (size_t s = 0; s < count;) {
     size_t together = 1;

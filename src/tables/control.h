@@ -62,6 +62,8 @@ struct OwnControl : Control {
   std::vector<Dimension> inner_array;
 };
 
+inline constexpr size_t kMostFormingSteps = 160;
+
 enum class Operation { assign, multiply, sum, max };
 
 struct Step {
@@ -75,7 +77,9 @@ struct Step {
 // units into which the pass can be split among threads, because each then writes its own entries.
 size_t splittable_units(const Shape& shape, const Step* steps, size_t count) noexcept;
 
-// Runs `steps` in order over the part of the table that belongs to units [begin, end) of `units`.
+// Runs `steps` in order over the part of the table that belongs to units [begin, end) of `units`. Without a
+// table every block is formed in a buffer, the first step assigning it, and forgotten: at most
+// kMostFormingSteps steps.
 void run_pass(const Shape& shape, float* table, const Step* steps, size_t count, size_t units, size_t begin,
               size_t end) noexcept;
 

@@ -12,51 +12,62 @@ inline __mmask8 low_lanes(size_t n) { return static_cast<__mmask8>(n >= 8 ? 0xff
 inline __mmask8 high_lanes(size_t n) { return static_cast<__mmask8>(n <= 8 ? 0 : (1u << (n - 8)) - 1); }
 
 // ---- Multiplying and assigning ----
+// Masked stores are slow, and a load that follows one into the same 64 bytes waits for it even where the
+// lanes are others. So the ends of rows are done in smaller vectors.
 
 struct MultiplyVector {
   __m512 operator()(__m512 x, __m512 y) const { return _mm512_mul_ps(x, y); }
+  __m256 operator()(__m256 x, __m256 y) const { return _mm256_mul_ps(x, y); }
+  __m128 operator()(__m128 x, __m128 y) const { return _mm_mul_ps(x, y); }
+  float operator()(float x, float y) const { return x * y; }
 };
 struct AssignVector {
-  __m512 operator()(__m512, __m512 y) const { return y; }
+  template <class Vector>
+  Vector operator()(Vector, Vector y) const {
+    return y;
+  }
 };
 
-template <class Vector>
-inline void change_row(const Vector& vector, float* x, const float* y, size_t n) {
-  size_t j = 0;
-  for (; j + kLanes <= n; j += kLanes)
-    _mm512_storeu_ps(x + j, vector(_mm512_loadu_ps(x + j), _mm512_loadu_ps(y + j)));
-  if (j == n) return;
-  const __mmask16 mask = first_lanes(n - j);
-  _mm512_mask_storeu_ps(x + j, mask,
-                        vector(_mm512_maskz_loadu_ps(mask, x + j), _mm512_maskz_loadu_ps(mask, y + j)));
+template <class Change>
+inline void change_row(const Change& change, float* x, const float* y, size_t n) {
+  for (; n >= kLanes; n -= kLanes, x += kLanes, y += kLanes)
+    _mm512_storeu_ps(x, change(_mm512_loadu_ps(x), _mm512_loadu_ps(y)));
+  if (n & 8) {
+    _mm256_storeu_ps(x, change(_mm256_loadu_ps(x), _mm256_loadu_ps(y)));
+    x += 8, y += 8;
+  }
+  if (n & 4) {
+    _mm_storeu_ps(x, change(_mm_loadu_ps(x), _mm_loadu_ps(y)));
+    x += 4, y += 4;
+  }
+  for (size_t j = 0; j < (n & 3); ++j) x[j] = change(x[j], y[j]);
 }
 
-template <class Vector>
-inline void change_rows(const Vector& vector, float* x, const float* y, size_t n, size_t rows, size_t stride,
-                        size_t stride2) {
-  if (stride2 != 0 || rows < 2) {
-    for (size_t i = 0; i < rows; ++i, x += stride, y += stride2) change_row(vector, x, y, n);
-    return;
+template <class Change>
+inline void spread_row(const Change& change, float* x, float entry, size_t n) {
+  const __m512 vector = _mm512_set1_ps(entry);
+  for (; n >= kLanes; n -= kLanes, x += kLanes) _mm512_storeu_ps(x, change(_mm512_loadu_ps(x), vector));
+  if (n & 8) {
+    _mm256_storeu_ps(x, change(_mm256_loadu_ps(x), _mm512_castps512_ps256(vector)));
+    x += 8;
   }
-  for (size_t j = 0; j < n; j += kLanes) {  // the other table's row stays in a register
-    const __mmask16 mask = n - j < kLanes ? first_lanes(n - j) : 0xffff;
-    const __m512 row = _mm512_maskz_loadu_ps(mask, y + j);
-    float* place = x + j;
-    for (size_t i = 0; i < rows; ++i, place += stride)
-      _mm512_mask_storeu_ps(place, mask, vector(_mm512_maskz_loadu_ps(mask, place), row));
+  if (n & 4) {
+    _mm_storeu_ps(x, change(_mm_loadu_ps(x), _mm512_castps512_ps128(vector)));
+    x += 4;
   }
+  for (size_t j = 0; j < (n & 3); ++j) x[j] = change(x[j], entry);
 }
 
-template <class Vector>
-inline void spread_rows(const Vector& vector, float* x, const float* y, size_t n, size_t rows, size_t stride,
+template <class Change>
+inline void change_rows(const Change& change, float* x, const float* y, size_t n, size_t rows, size_t stride,
                         size_t stride2) {
-  const size_t whole = n / kLanes * kLanes;
-  const __mmask16 mask = first_lanes(n - whole);
-  for (size_t i = 0; i < rows; ++i, x += stride, y += stride2) {
-    const __m512 entry = _mm512_set1_ps(*y);
-    for (size_t j = 0; j < whole; j += kLanes) _mm512_storeu_ps(x + j, vector(_mm512_loadu_ps(x + j), entry));
-    if (mask) _mm512_mask_storeu_ps(x + whole, mask, vector(_mm512_maskz_loadu_ps(mask, x + whole), entry));
-  }
+  for (size_t i = 0; i < rows; ++i, x += stride, y += stride2) change_row(change, x, y, n);
+}
+
+template <class Change>
+inline void spread_rows(const Change& change, float* x, const float* y, size_t n, size_t rows, size_t stride,
+                        size_t stride2) {
+  for (size_t i = 0; i < rows; ++i, x += stride, y += stride2) spread_row(change, x, *y, n);
 }
 
 inline void along(const Multiply&, float* x, const float* y, size_t n, size_t rows, size_t stride,
@@ -76,40 +87,73 @@ inline void spread(const Assign&, float* x, const float* y, size_t n, size_t row
   spread_rows(AssignVector{}, x, y, n, rows, stride, stride2);
 }
 
-// Lane l of a vector of packed rows of N entries belongs to row l / N and to entry l % N.
+// Sixteen rows of N entries one behind the other fill N vectors. In which row entry i of them is, and where
+// in it.
 template <size_t N>
-struct Packed {
-  static constexpr size_t kRows = kLanes / N;
+struct PackedRows {
+  alignas(64) int row[N * kLanes] = {};
+  alignas(64) int entry[N * kLanes] = {};
 
-  static __m512i lanes(bool row) {
-    alignas(64) int index[kLanes];
-    for (size_t l = 0; l < kLanes; ++l) index[l] = static_cast<int>(row ? l / N : l % N);
-    return _mm512_load_si512(index);
+  constexpr PackedRows() {
+    for (size_t i = 0; i < N * kLanes; ++i) {
+      row[i] = static_cast<int>(i / N);
+      entry[i] = static_cast<int>(i % N);
+    }
   }
 };
+template <size_t N>
+constexpr PackedRows<N> kPacked;
 
-// Rows one behind the other that meet one entry each, or all the same row.
-template <size_t N, class Vector>
-inline void change_packed(const Vector& vector, float* x, const float* y, size_t rows, bool row_for_all) {
-  constexpr size_t at_once = Packed<N>::kRows;
-  const __m512i lanes = Packed<N>::lanes(!row_for_all);
-  __m512 other = _mm512_setzero_ps();
-  if (row_for_all) other = _mm512_permutexvar_ps(lanes, _mm512_maskz_loadu_ps(first_lanes(N), y));
-  for (; rows > 0; rows -= rows < at_once ? rows : at_once, x += at_once * N, y += at_once) {
-    const size_t here = rows < at_once ? rows : at_once;
-    const __mmask16 mask = here * N == kLanes ? static_cast<__mmask16>(0xffff) : first_lanes(here * N);
-    if (!row_for_all) other = _mm512_permutexvar_ps(lanes, _mm512_maskz_loadu_ps(first_lanes(here), y));
-    _mm512_mask_storeu_ps(x, mask, vector(_mm512_maskz_loadu_ps(mask, x), other));
+// The first n lanes only.
+template <class Change>
+inline void change_part(const Change& change, float* x, __m512 other, size_t n) {
+  __m256 half = _mm512_castps512_ps256(other);
+  if (n & 8) {
+    _mm256_storeu_ps(x, change(_mm256_loadu_ps(x), half));
+    half = _mm512_extractf32x8_ps(other, 1);
+    x += 8;
+  }
+  __m128 quarter = _mm256_castps256_ps128(half);
+  if (n & 4) {
+    _mm_storeu_ps(x, change(_mm_loadu_ps(x), quarter));
+    quarter = _mm256_extractf128_ps(half, 1);
+    x += 4;
+  }
+  if ((n & 3) == 0) return;
+  float rest[4];
+  _mm_storeu_ps(rest, quarter);
+  for (size_t j = 0; j < (n & 3); ++j) x[j] = change(x[j], rest[j]);
+}
+
+// Rows one behind the other that meet one entry each (`one_row` false), or all of them the same row.
+template <size_t N, bool one_row, class Change>
+inline void change_packed(const Change& change, float* x, const float* y, size_t rows) {
+  const int* index = one_row ? kPacked<N>.entry : kPacked<N>.row;
+  while (rows > 0) {
+    const size_t here = rows < kLanes ? rows : kLanes;
+    const __m512 others = _mm512_maskz_loadu_ps(first_lanes(one_row ? N : here), y);
+    size_t left = here * N;
+    for (size_t v = 0; left > 0; ++v, x += kLanes) {
+      const __m512 other = _mm512_permutexvar_ps(_mm512_load_si512(index + v * kLanes), others);
+      if (left < kLanes) {
+        change_part(change, x, other, left);
+        x += left;
+        break;
+      }
+      _mm512_storeu_ps(x, change(_mm512_loadu_ps(x), other));
+      left -= kLanes;
+    }
+    rows -= here;
+    if (!one_row) y += here;
   }
 }
 
-template <size_t N, class Vector>
-inline void spread_short_rows(const Vector& vector, float* x, const float* y, size_t rows, size_t stride,
+template <size_t N, class Change>
+inline void spread_short_rows(const Change& change, float* x, const float* y, size_t rows, size_t stride,
                               size_t stride2) {
-  if (stride == N && stride2 == 1) return change_packed<N>(vector, x, y, rows, false);
-  const __mmask16 mask = first_lanes(N);
+  if (stride == N && stride2 == 1 && rows > 1) return change_packed<N, false>(change, x, y, rows);
   for (size_t i = 0; i < rows; ++i, x += stride, y += stride2)
-    _mm512_mask_storeu_ps(x, mask, vector(_mm512_maskz_loadu_ps(mask, x), _mm512_set1_ps(*y)));
+    for (size_t j = 0; j < N; ++j) x[j] = change(x[j], *y);
 }
 
 template <size_t N>
@@ -124,7 +168,7 @@ inline void short_spread(const Assign&, float* x, const float* y, size_t rows, s
 }
 template <size_t N>
 inline void repeat_row(const Multiply&, float* x, const float* y, size_t rows) {
-  change_packed<N>(MultiplyVector{}, x, y, rows, true);
+  change_packed<N, true>(MultiplyVector{}, x, y, rows);
 }
 
 // ---- Sums ----
@@ -184,9 +228,19 @@ inline void spread(const Sum&, const float* x, double* y, size_t n, size_t rows,
 
 inline void add_row(const float* x, double* y, size_t n) {
   for (; n >= 8; n -= 8, x += 8, y += 8) _mm512_storeu_pd(y, _mm512_add_pd(_mm512_loadu_pd(y), doubles(x)));
-  if (n == 0) return;
-  const __mmask8 mask = low_lanes(n);
-  _mm512_mask_storeu_pd(y, mask, _mm512_add_pd(_mm512_maskz_loadu_pd(mask, y), doubles(x, mask)));
+  if (n & 4) {
+    _mm256_storeu_pd(y, _mm256_add_pd(_mm256_loadu_pd(y), _mm256_cvtps_pd(_mm_loadu_ps(x))));
+    x += 4, y += 4;
+  }
+  for (size_t j = 0; j < (n & 3); ++j) y[j] += static_cast<double>(x[j]);
+}
+
+// y += the first n lanes.
+inline void add_lanes(double* y, __m512d lanes, size_t n) {
+  if (n >= 8) return _mm512_storeu_pd(y, _mm512_add_pd(_mm512_loadu_pd(y), lanes));
+  double each[8];
+  _mm512_storeu_pd(each, lanes);
+  for (size_t j = 0; j < n; ++j) y[j] += each[j];
 }
 
 inline void along(const Sum&, const float* x, double* y, size_t n, size_t rows, size_t stride,
@@ -203,18 +257,9 @@ inline void along(const Sum&, const float* x, double* y, size_t n, size_t rows, 
       low = _mm512_add_pd(low, doubles(row, low_mask));
       high = _mm512_add_pd(high, doubles(row + 8, high_mask));
     }
-    double* place = y + j;
-    _mm512_mask_storeu_pd(place, low_mask, _mm512_add_pd(_mm512_maskz_loadu_pd(low_mask, place), low));
-    _mm512_mask_storeu_pd(place + 8, high_mask,
-                          _mm512_add_pd(_mm512_maskz_loadu_pd(high_mask, place + 8), high));
+    add_lanes(y + j, low, n - j);
+    if (n - j > 8) add_lanes(y + j + 8, high, n - j - 8);
   }
-}
-
-template <size_t N>
-inline void short_along(const Sum&, const float* x, double* y, size_t rows, size_t stride, size_t stride2) {
-  const __mmask8 mask = low_lanes(N);
-  for (size_t i = 0; i < rows; ++i, x += stride, y += stride2)
-    _mm512_mask_storeu_pd(y, mask, _mm512_add_pd(_mm512_maskz_loadu_pd(mask, y), doubles(x, mask)));
 }
 
 template <size_t N>
@@ -234,39 +279,49 @@ inline void sum_columns(const float* x, double* y, size_t rows) {
   for (size_t j = 0; j < N; ++j) y[j] += sums[j];
 }
 
-// The sums of short rows one behind the other: entry j of many rows is gathered from two vectors.
+// The sums of short rows one behind the other: entry j of many rows is picked from two vectors.
+template <size_t N>
+inline __m512 column_of(__m512 front, __m512 back, size_t j) {
+  const __m512i first =
+      _mm512_mullo_epi32(_mm512_set_epi32(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0),
+                         _mm512_set1_epi32(static_cast<int>(N)));
+  return _mm512_permutex2var_ps(front, _mm512_add_epi32(first, _mm512_set1_epi32(static_cast<int>(j))), back);
+}
+
+inline void add_totals(double* y, __m512d totals, size_t stride2) {
+  if (stride2 == 1) return _mm512_storeu_pd(y, _mm512_add_pd(_mm512_loadu_pd(y), totals));
+  double each[8];
+  _mm512_storeu_pd(each, totals);
+  for (size_t r = 0; r < 8; ++r) y[r * stride2] += each[r];
+}
+
+inline void add_totals(double* y, __m256d totals, size_t stride2) {
+  if (stride2 == 1) return _mm256_storeu_pd(y, _mm256_add_pd(_mm256_loadu_pd(y), totals));
+  double each[4];
+  _mm256_storeu_pd(each, totals);
+  for (size_t r = 0; r < 4; ++r) y[r * stride2] += each[r];
+}
+
 template <size_t N>
 inline void short_spread(const Sum&, const float* x, double* y, size_t rows, size_t stride, size_t stride2) {
-  constexpr size_t at_once = 2 * kLanes / N < kLanes ? 2 * kLanes / N : kLanes;
-  const __m512i first = _mm512_mullo_epi32(
-      _mm512_set_epi32(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0), _mm512_set1_epi32(N));
+  constexpr size_t at_once = N <= 4 ? 8 : 4;  // they fit into two vectors, and their sums into one
+  constexpr __mmask16 rest = static_cast<__mmask16>((1u << (at_once * N - kLanes)) - 1);
   size_t i = 0;
   if (stride == N)
     for (; i + at_once <= rows; i += at_once, x += at_once * N, y += at_once * stride2) {
-      const __m512 front = _mm512_loadu_ps(x);
-      const __m512 back = _mm512_maskz_loadu_ps(first_lanes(at_once * N - kLanes), x + kLanes);
-      __m512d low = _mm512_setzero_pd(), high = low;
-      for (size_t j = 0; j < N; ++j) {
-        const __m512 column = _mm512_permutex2var_ps(
-            front, _mm512_add_epi32(first, _mm512_set1_epi32(static_cast<int>(j))), back);
-        const __m512d column_low = _mm512_cvtps_pd(_mm512_castps512_ps256(column));
-        low = j == 0 ? column_low : _mm512_add_pd(low, column_low);
-        if (at_once > 8) {
-          const __m512d column_high = _mm512_cvtps_pd(_mm512_extractf32x8_ps(column, 1));
-          high = j == 0 ? column_high : _mm512_add_pd(high, column_high);
-        }
-      }
-      if (stride2 == 1) {
-        const __mmask8 low_mask = low_lanes(at_once), high_mask = high_lanes(at_once);
-        _mm512_mask_storeu_pd(y, low_mask, _mm512_add_pd(_mm512_maskz_loadu_pd(low_mask, y), low));
-        if (at_once > 8)
-          _mm512_mask_storeu_pd(y + 8, high_mask,
-                                _mm512_add_pd(_mm512_maskz_loadu_pd(high_mask, y + 8), high));
+      const __m512 front = _mm512_loadu_ps(x), back = _mm512_maskz_loadu_ps(rest, x + kLanes);
+      if (N <= 4) {
+        __m512d totals = _mm512_cvtps_pd(_mm512_castps512_ps256(column_of<N>(front, back, 0)));
+        for (size_t j = 1; j < N; ++j)
+          totals =
+              _mm512_add_pd(totals, _mm512_cvtps_pd(_mm512_castps512_ps256(column_of<N>(front, back, j))));
+        add_totals(y, totals, stride2);
       } else {
-        double totals[kLanes];
-        _mm512_storeu_pd(totals, low);
-        if (at_once > 8) _mm512_storeu_pd(totals + 8, high);
-        for (size_t r = 0; r < at_once; ++r) y[r * stride2] += totals[r];
+        __m256d totals = _mm256_cvtps_pd(_mm512_castps512_ps128(column_of<N>(front, back, 0)));
+        for (size_t j = 1; j < N; ++j)
+          totals =
+              _mm256_add_pd(totals, _mm256_cvtps_pd(_mm512_castps512_ps128(column_of<N>(front, back, j))));
+        add_totals(y, totals, stride2);
       }
     }
   for (; i < rows; ++i, x += stride, y += stride2) {

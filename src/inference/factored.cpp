@@ -1,0 +1,134 @@
+#include "inference/factored.h"
+
+#include <algorithm>
+
+#include "api/boundary.h"
+
+namespace tv {
+namespace {
+
+constexpr size_t kMostFactors = 8;
+constexpr size_t kMostMembers = 64;  // a pass may need two steps for each
+
+// Calls visit(member, stride) for the members that a potential's copy has, the last one first.
+template <class Visit>
+void for_each_member(const PotentialPlan& plan, Visit visit) noexcept {
+  for (size_t m = plan.members->size(); m-- > 0;)
+    if (plan.strides[m] != 0 && (*plan.members)[m]->number_of_states > 1)
+      visit(*(*plan.members)[m], plan.strides[m]);
+}
+
+void take_table(CliqueWork& work, Block<float> table) noexcept {
+  work.stored = std::move(table);
+  work.table.numbers = work.stored.data();
+  work.factored = false;
+}
+
+}  // namespace
+
+size_t potential_entries(const NodeList& members, const Node& node) noexcept {
+  size_t size = 1;
+  for (const Node* member : members)
+    if (member == &node || node.parents.contains(member))
+      size = size_multiply(size, member->number_of_states);
+  return size;
+}
+
+size_t factor_entries(const Clique& clique) noexcept {
+  size_t entries = 0;
+  for (const Node* node : clique.potentials)
+    entries = size_add(entries, potential_entries(clique.members(), *node));
+  for (const Link& link : clique.links) entries = size_add(entries, link.separator->size);
+  return entries;
+}
+
+bool prefers_factors(const Clique& clique) noexcept {
+  if (clique.tree->has_continuous || !clique.more_potentials.empty() || clique.domain->counters.utility > 0)
+    return false;
+  return clique.table.size >= least_factored_size && clique.members().size() <= kMostMembers &&
+         clique.potentials.size() + clique.links.size() <= kMostFactors &&
+         factor_entries(clique) <= clique.table.size / 2;
+}
+
+void copy_potential(const PotentialPlan& plan) noexcept {
+  Dimension nest[64];
+  size_t count = 0, stride = 1;
+  for_each_member(plan, [&](const Node& node, size_t table_stride) {
+    if (compiled(node).fixed_state >= 0) return;
+    nest[count++] = {node.number_of_states, stride, table_stride};
+    stride *= node.number_of_states;
+  });
+  std::reverse(nest, nest + count);
+  kernels().assign(nest, count, plan.copy, plan.table()->data.data() + fixed_offset(plan));
+}
+
+void keep_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
+                  size_t size) noexcept {
+  if (!link.received) return;
+  if (link.holds && receiver.factored) {
+    const Dimension all = {size, 1, 1};
+    kernels().multiply(&all, 1, link.received, separator.ratio);
+  } else {
+    std::copy_n(separator.ratio, size, link.received);
+  }
+  link.holds = true;
+}
+
+void cut_potentials(const CliqueWork& work) noexcept {
+  for (const PotentialPlan& plan : work.potentials) {
+    if (plan.layout == kNone) continue;
+    Dimension nest[64];
+    size_t count = 0, offset = 0, stride = 1, kept = 1;
+    for_each_member(plan, [&](const Node& node, size_t) {
+      const CompiledNode& data = compiled(node);
+      if (data.fixed_state >= 0) return;
+      if (data.next_fixed_state >= 0) {
+        offset += static_cast<size_t>(data.next_fixed_state) * stride;
+      } else {
+        nest[count++] = {node.number_of_states, kept, stride};
+        kept *= node.number_of_states;
+      }
+      stride *= node.number_of_states;
+    });
+    std::reverse(nest, nest + count);
+    kernels().assign(nest, count, plan.copy, plan.copy + offset);
+  }
+}
+
+void store_table(CliqueWork& work) {
+  if (!work.factored) return;
+  Block<float> table;
+  table.allocate_uninitialized(work.clique->table.size);
+  take_table(work, std::move(table));
+}
+
+void store_all_tables(TreeEngine& engine) {
+  refresh_plans(engine);
+  for (CliqueWork& work : engine.cliques) {
+    if (!work.factored) continue;
+    Block<float> table;
+    table.allocate_uninitialized(work.clique->table.size);
+    if (work.initialized) run_over_factors(work, table.data(), nullptr);
+    take_table(work, std::move(table));
+  }
+}
+
+void run_over_factors(const CliqueWork& work, float* numbers, const Step* last) {
+  std::vector<std::unique_ptr<OwnControl>> controls;
+  controls.reserve(work.table.members->size());
+  for (size_t m = 0; m < work.table.members->size(); ++m)
+    controls.push_back(std::make_unique<OwnControl>(work.table.shape.dimensions));
+  std::vector<Step> steps;
+  steps.reserve(work.potentials.size() + work.links.size() + work.table.members->size() + 2);
+  for_each_factor(
+      work, [](const LinkPlan& link) { return link.holds; },
+      [&](size_t member) -> const Control& {
+        plan_member(*controls[member], work.table, member);
+        return *controls[member];
+      },
+      [&](const Step& step) { steps.push_back(step); });
+  if (last) steps.push_back(*last);
+  run_pass(work.table.shape, numbers, steps.data(), steps.size(), parallel_settings(*work.clique->domain));
+}
+
+}  // namespace tv
