@@ -29,7 +29,8 @@ void report_failure(Lexer& lexer, tv_status_t status) noexcept;
 
 // Grammars report what breaks them, the lexer what it runs into, but for a failure to read.
 inline bool is_reported(const Lexer& lexer, tv_status_t status) noexcept {
-  return status == tv_status_parse || (lexer.status() && lexer.status() != tv_status_io);
+  return status == tv_status_parse || status == tv_status_syntax || status == tv_status_invalid_expression ||
+         (lexer.status() && lexer.status() != tv_status_io);
 }
 
 // Opens the file, runs `write(sink)` and closes it.

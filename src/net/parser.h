@@ -75,6 +75,12 @@ class NetParser {
   tv_status_t parse_experience(Potential& potential);
   tv_status_t parse_fading(Potential& potential);
 
+  // Models (model_parser.cpp).
+  tv_status_t check_model_is_allowed(const Potential& potential);
+  tv_status_t parse_model_nodes(const Potential& potential);
+  tv_status_t parse_model_data(const Potential& potential);
+  tv_status_t parse_samples_per_interval(const Potential& potential);
+
   // Table data (table_parser.cpp).
   struct TableText;
   tv_status_t parse_table(const NodeList& nodes, TableKind kind, Node* owner,

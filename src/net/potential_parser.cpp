@@ -46,7 +46,11 @@ tv_status_t NetParser::parse_potential() {
 tv_status_t NetParser::parse_body(Potential& potential) {
   const auto parse_value = [&](const std::string& field) { return parse_field(field, potential); };
   if (tv_status_t status = parse_block(parse_value)) return status;
-  if (!potential.has_data) lexer_.report_warning("warning: no potential data specified");
+  Model* const model = potential.children.front()->model.get();
+  if (model && potential.has_data)
+    model->stale = false;  // the data are taken for what the model gives
+  else if (!model && !potential.has_data)
+    lexer_.report_warning("warning: no potential data specified");
   return tv_status_none;
 }
 
@@ -200,12 +204,9 @@ tv_status_t NetParser::parse_field(const std::string& field, Potential& potentia
   if (field == "data") return parse_data(potential);
   if (field == "experience") return parse_experience(potential);
   if (field == "fading") return parse_fading(potential);
-  if (field == "model_nodes" || field == "samples_per_interval") {
-    if (potential.is_chain()) return fail("models cannot be specified for chain graph potentials");
-    if (is_continuous(*potential.children.front())) return fail("models cannot be specified for CG nodes");
-    return refuse("models are not supported yet");
-  }
-  if (field == "model_data") return fail("`model_nodes' attribute has not been specified");
+  if (field == "model_nodes") return parse_model_nodes(potential);
+  if (field == "model_data") return parse_model_data(potential);
+  if (field == "samples_per_interval") return parse_samples_per_interval(potential);
   return fail("unknown field: `" + field + "'");
 }
 

@@ -5,6 +5,7 @@
 
 #include "api/boundary.h"
 #include "api/streams.h"
+#include "expr/expression.h"
 #include "net/table_writer.h"
 #include "network/domain.h"
 #include "network/node_operations.h"
@@ -14,7 +15,8 @@
 namespace tv {
 namespace {
 
-constexpr std::string_view kInner = "    ";     // in front of attributes and fields
+constexpr std::string_view kInner = "    ";  // in front of attributes and fields
+constexpr size_t kDefaultSamples = 25;
 constexpr std::string_view kDataIndent = "\t";  // in front of further lines of data
 
 const char* category_keyword(tv_node_category_t category) noexcept {
@@ -140,8 +142,10 @@ class NetWriter {
 
   // ---- Potentials ----
 
-  static bool has_model(const Node&) noexcept { return false; }
-  static bool has_current_table(const Node& node) noexcept { return node.table != nullptr; }
+  static bool has_model(const Node& node) noexcept { return node.model != nullptr; }
+  static bool has_current_table(const Node& node) noexcept {
+    return node.table && !(node.model && node.model->stale);
+  }
 
   tv_status_t write_potential(const Node& node) {
     put("\npotential (", node.name);
@@ -152,11 +156,31 @@ class NetWriter {
       return sink_.status();
     }
     put("\n{\n");
+    if (node.model) write_model(*node.model);
     if (has_current_table(node)) write_field("data", *node.table);
     if (node.experience_table) write_field("experience", *node.experience_table);
     if (node.fading_table) write_field("fading", *node.fading_table);
     put("}\n");
     return sink_.status();
+  }
+
+  // Expressions stand only for all configurations together.
+  void write_model(const Model& model) {
+    put(kInner, "model_nodes = (");
+    for (const Node* node : model.nodes) put(node == model.nodes.front() ? "" : " ", node->name);
+    put(");\n");
+    if (model.samples_per_interval != kDefaultSamples) {
+      put(kInner, "samples_per_interval = ");
+      write_size(model.samples_per_interval);
+      put(";\n");
+    }
+    const std::vector<Expression*>& expressions = model.expressions;
+    if (expressions.empty() ||
+        std::find(expressions.begin(), expressions.end(), nullptr) != expressions.end())
+      return;
+    put(kInner, "model_data", expressions.size() > 1 ? "\n\t   " : "", " = ( ");
+    for (size_t i = 0; i < expressions.size(); ++i) put(i ? ",\n\t\t" : "", expression_text(*expressions[i]));
+    put(" );\n");
   }
 
   // In the order in which the data name them, real-valued functions last.

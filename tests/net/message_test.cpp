@@ -12,9 +12,13 @@ namespace {
 
 struct Case {
   const char* text;  // the marker ^ stands where reading stopped; it is taken out
-  const char* message;
+  std::string message;
   tv_status_t status = tv_status_parse;
 };
+
+std::string api_error(tv_status_t status) {
+  return std::string("API error: ") + tv_error_description(static_cast<unsigned>(status));
+}
 
 // Nodes for the potentials below.
 const std::string kNodes =
@@ -37,10 +41,6 @@ void expect_message(const std::string& prefix, const Case& test) {
     const Message expected{from_file ? line : stop, test.message};
     EXPECT_EQ(std::vector<Message>{expected}, parsed.messages) << text;
   }
-}
-
-std::string api_error(tv_status_t status) {
-  return std::string("API error: ") + tv_error_description(static_cast<unsigned>(status));
 }
 
 TEST(Messages, OfItemsAndTheNetBlock) {
@@ -235,8 +235,27 @@ TEST(Messages, OfFields) {
       {"(A) { experience = 1; experience =^ 1; }", "`experience' attribute specified twice"},
       {"(A) { fading = 1; fading =^ 1; }", "`fading' attribute specified twice"},
       {"(A) { model_data =^ (1); }", "`model_nodes' attribute has not been specified"},
-      {"(A) { model_nodes =^ (); }", "models are not supported yet", tv_status_error},
-      {"(A) { samples_per_interval =^ 5; }", "models are not supported yet", tv_status_error},
+      {"(A) { samples_per_interval =^ 5; }", "`model_nodes' attribute has not been specified"},
+      {"(A) { model_nodes = (^", "`)' or a node name expected"},
+      {"(A) { model_nodes = Q^", "`(' expected"},
+      {"(A) { model_nodes = (); model_nodes =^ (); }", "`model_nodes' attribute specified twice"},
+      {"(A | B) { model_nodes = (Q^); }", "node `Q' not found"},
+      {"(A | B) { model_nodes = (B B^); }", "node `B' appears twice in `model_nodes' attribute"},
+      {"(A | B) { model_nodes = (A^); }", "node `A' is not a parent of node `A'"},
+      {"(U | B F) { model_nodes = (B F^); }", "the `model_nodes' attribute must contain discrete nodes only"},
+      {"(A) { model_nodes = (); samples_per_interval = x^; }", "number expected"},
+      {"(A) { model_nodes = (); samples_per_interval = 0^; }",
+       "`samples_per_interval' must be a positive integer"},
+      {"(A) { model_nodes = (); samples_per_interval = 1.5^; }",
+       "`samples_per_interval' must be a positive integer"},
+      {"(A) { model_nodes = (); model_data = (1); model_data =^ (1); }",
+       "`model_data' attribute specified twice"},
+      {"(A) { model_nodes = (); model_data = 1^; }", "`(' expected"},
+      {"(A) { model_nodes = (); model_data = (1,^ 2); }", "`)' expected"},
+      {"(A | B) { model_nodes = (B); model_data = (1, 2)^; }", "`,' expected"},
+      {"(A) { model_nodes = (); model_data = (1 + *^); }", "unexpected token", tv_status_syntax},
+      {"(A) { model_nodes = (); model_data = (Normal (0)^); }", api_error(tv_status_invalid_expression),
+       tv_status_invalid_expression},
   };
   for (const Case& test : cases) expect_message(kNodes + "potential ", test);
   const Case continuous[] = {

@@ -84,6 +84,30 @@ TEST(Write, LaysOutContinuousNodesAndChains) {
   EXPECT_EQ(text, rewritten(text));
 }
 
+TEST(Write, LaysOutModels) {
+  const std::string nodes =
+      "net\n{\n    node_size = (80 40);\n}\n"
+      "\nnode A\n{\n    states = (\"a1\" \"a2\");\n    subtype = label;\n}\n"
+      "\nnode B\n{\n    states = (\"b1\" \"b2\");\n}\n"
+      "\nfunction F\n{\n}\n";
+  const std::string text = nodes +
+                           "\npotential (A | B F)\n{\n    model_nodes = (B);\n    samples_per_interval = 7;\n"
+                           "    model_data\n\t    = ( Distribution (0.5, F),\n\t\tif (F < 2, Distribution "
+                           "(1, 1), Distribution (1, 3)) );\n}\n"
+                           "\npotential (B)\n{\n    data = ( 0.5 0.5 );\n}\n"
+                           "\npotential (F)\n{\n    model_nodes = ();\n    model_data = ( -2 ^ 2 );\n}\n";
+  EXPECT_EQ(text, rewritten(text));
+
+  // Data beside a model are its own.
+  const std::string both =
+      nodes +
+      "\npotential (A)\n{\n    model_nodes = ();\n    model_data = ( Distribution (1, 3) );\n"
+      "    data = ( 0.25 0.75 );\n}\n"
+      "\npotential (B)\n{\n    data = ( 0.5 0.5 );\n}\n"
+      "\npotential (F)\n{\n    model_nodes = ();\n}\n";
+  EXPECT_EQ(both, rewritten(both));
+}
+
 TEST(Write, EscapesEveryByte) {
   std::string all;
   for (int c = 1; c < 256; ++c) all += static_cast<char>(c);
@@ -203,6 +227,34 @@ void fill_tables(test::Generator& random, tv_node_t* node) {
     fill(tv_node_get_fading_table(node), 0);
 }
 
+// Any expression will do, whether or not a table could be made of it.
+void add_model(test::Generator& random, tv_node_t* node) {
+  std::vector<tv_node_t*> model_nodes;
+  for (tv_node_t** parent = tv_node_get_parents(node); *parent; ++parent)
+    if (tv_node_get_kind(*parent) == tv_kind_discrete && random.chance(0.4)) model_nodes.push_back(*parent);
+  std::vector<std::string> texts = {"1",
+                                    "-2.5",
+                                    "Normal (0, 1)",
+                                    "if (1 < 2, true, false)",
+                                    "\"label\"",
+                                    "(1 + 2) * 3 ^ 4",
+                                    "Distribution (1, 2, 3)",
+                                    "-(1 + 2) - (3 - 4)"};
+  for (tv_node_t** parent = tv_node_get_parents(node); *parent; ++parent)
+    if (tv_node_get_kind(*parent) == tv_kind_discrete)
+      texts.push_back("#" + std::string(tv_node_get_name(*parent)) + " + 1");
+  model_nodes.push_back(nullptr);
+  tv_model_t* model = tv_node_new_model(node, model_nodes.data());
+  ASSERT_NE(nullptr, model);
+  if (random.chance(0.3)) tv_model_set_number_of_samples_per_interval(model, 1 + random.below(50));
+  if (random.chance(0.2)) return;
+  for (size_t i = 0; i < tv_model_get_size(model); ++i) {
+    tv_expression_t* expression =
+        tv_string_to_expression(random.pick(texts).c_str(), tv_node_get_domain(node), nullptr, nullptr);
+    ASSERT_EQ(tv_status_none, tv_model_set_expression(model, i, expression));
+  }
+}
+
 // Nodes of all kinds (continuous ones, or decisions and utilities) with links wherever they are allowed.
 test::DomainOwner random_domain(test::Generator& random) {
   test::DomainOwner domain = test::new_domain();
@@ -233,6 +285,7 @@ test::DomainOwner random_domain(test::Generator& random) {
     nodes.push_back(node);
     decorate(random, node);
     fill_tables(random, node);
+    if (tv_node_get_kind(node) != tv_kind_continuous && random.chance(0.2)) add_model(random, node);
   }
   tv_domain_set_node_size(domain.get(), random.below(200), random.below(200));
   if (random.chance(0.5)) tv_domain_set_attribute(domain.get(), "author", random_text(random).c_str());
