@@ -119,6 +119,9 @@ struct CompiledNode {
   bool belief_wanted = false;          // to be updated by the current propagation
   ptrdiff_t fixed_state = -1;          // the one state to which the tables are restricted, or -1
   ptrdiff_t next_fixed_state = -1;     // the same for the propagation that is being prepared
+  double* expected_utility = nullptr;  // one per state; of a utility node the expectation and the variance;
+                                       // null in a tree without utilities
+  ptrdiff_t known_state = -1;          // the one state to which expected utilities are restricted, or -1
   tv_number_t* update = nullptr;       // finding on its way into the home clique, one per state
   unsigned char trail_marks = 0;       // of the d-connection search; 0 outside it
   size_t table_configuration = kNone;  // states of required instantiations in the node's table, as

@@ -128,26 +128,6 @@ tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result
 
 namespace {
 
-bool is_utility(const Node* node) noexcept { return node && node->category == tv_category_utility; }
-
-bool tree_lacks_marginals(const JunctionTree& tree) noexcept { return !holds_marginals(tree); }
-
-// Expected utilities are not computed yet: a domain that has utility nodes gets `error`.
-double no_utility_yet() noexcept {
-  store_status(tv_status_error);
-  return -1;
-}
-
-// The least or greatest entry of a utility node's table; a node without numbers counts as zero.
-template <class Better>
-tv_number_t extreme_utility(const Node* node, Better better) noexcept {
-  const Node* source = node_with_results(node, is_utility(node));
-  if (!source) return -1;
-  const Table* table = source->table.get();
-  if (!table || !has_data(*table)) return 0;
-  return *std::min_element(table->data.begin(), table->data.end(), better);
-}
-
 double mean_or_variance(const Node* node, double MeanAndVariance::*part) noexcept {
   const Node* source = node_with_results(node, is_continuous_node(node));
   if (!source) return -1;
@@ -190,34 +170,6 @@ double tv_node_get_mean(const tv_node_t* node) {
 
 double tv_node_get_variance(const tv_node_t* node) {
   return tv::mean_or_variance(node, &tv::MeanAndVariance::variance);
-}
-
-tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state) {
-  const bool is_valid = tv::is_state(node, state) || (tv::is_utility(node) && state == 0);
-  const tv::Node* source = tv::node_with_results(node, is_valid);
-  if (!source) return -1;
-  if (source->domain->counters.utility > 0) return static_cast<tv_number_t>(tv::no_utility_yet());
-  if (!tv::require(tv::holds_marginals(*tv::result_tree(*source)), tv_status_usage)) return -1;
-  return 0;
-}
-
-tv_number_t tv_node_get_min_utility(const tv_node_t* node) {
-  return tv::extreme_utility(node, [](tv_number_t a, tv_number_t b) { return a < b; });
-}
-
-tv_number_t tv_node_get_max_utility(const tv_node_t* node) {
-  return tv::extreme_utility(node, [](tv_number_t a, tv_number_t b) { return a > b; });
-}
-
-double tv_node_get_variance_of_utility(const tv_node_t* node) {
-  return tv::node_with_results(node, tv::is_utility(node)) ? tv::no_utility_yet() : -1;
-}
-
-double tv_domain_get_expected_utility(const tv_domain_t* domain) {
-  if (!tv::check_equilibrium(domain)) return -1;
-  if (domain->counters.utility > 0) return tv::no_utility_yet();
-  if (!tv::require(!tv::any_tree(*domain, tv::tree_lacks_marginals), tv_status_usage)) return -1;
-  return 0;
 }
 
 double tv_node_get_value(tv_node_t* node) {

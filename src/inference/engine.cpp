@@ -8,6 +8,7 @@
 #include "inference/factored.h"
 #include "inference/materialize.h"
 #include "inference/tape_cache.h"
+#include "inference/utility_engine.h"
 
 namespace tv {
 namespace {
@@ -259,6 +260,7 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   engine->kept_tapes = std::make_unique<TapeCache>();
   engine->kept_tapes->prepare(tree.nodes.size(), std::max(kLeastTapeBudget, engine->numbers.size() / 2));
   apply_fixed_states(*engine);
+  engine->utilities = new_utility_engine(tree);
   return engine;
 }
 
@@ -350,6 +352,7 @@ tv_status_t create_engines(Domain& domain) {
       next += 3 * node->number_of_states;
     }
     tree.engine = {engines[t++].release(), [](TreeEngine* engine) { delete engine; }};
+    if (UtilityEngine* utilities = utilities_of(tree)) attach_utilities(*utilities);
   }
   return tv_status_none;
 }
@@ -358,13 +361,17 @@ void destroy_engines(Domain& domain) noexcept {
   Forest& forest = *domain.forest;
   for (JunctionTree& tree : forest.trees) {
     tree.engine.reset();
+    detach_utilities(tree);
     for (size_t c = 0; c < tree.clique_count(); ++c) {
       tree.cliques[c]->table.materialize = nullptr;
       tree.cliques[c]->table.data.reset();
       tree.cliques[c]->table.cg_data.reset();
     }
   }
-  for (CompiledNode& data : forest.nodes) data.belief = data.propagated_finding = data.update = nullptr;
+  for (CompiledNode& data : forest.nodes) {
+    data.belief = data.propagated_finding = data.update = nullptr;
+    data.expected_utility = nullptr;
+  }
   forest.node_numbers.reset();
 }
 

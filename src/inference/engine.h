@@ -21,6 +21,7 @@ namespace tv {
 
 class TapeCache;
 struct CgEngine;  // inference/cg_engine.h
+struct UtilityEngine;  // inference/utility_engine.h
 
 // A clique's or a separator's table restricted to the states that are fixed.
 struct RestrictedTable {
@@ -152,6 +153,8 @@ struct TreeEngine {
   bool keep_copy = false;
   Block<float> copy;
   std::vector<float> copied_beliefs;
+
+  std::unique_ptr<UtilityEngine> utilities;  // null for a tree without utility nodes
 };
 
 inline TreeEngine& engine_of(const JunctionTree& tree) noexcept { return *tree.engine; }

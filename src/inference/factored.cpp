@@ -43,8 +43,9 @@ size_t factor_entries(const Clique& clique) noexcept {
 }
 
 bool prefers_factors(const Clique& clique) noexcept {
-  if (clique.tree->has_continuous || !clique.more_potentials.empty() || clique.domain->counters.utility > 0)
-    return false;
+  const NodeCounters& counters = clique.domain->counters;
+  const bool decides = counters.decision > 0 || counters.utility > 0;
+  if (clique.tree->has_continuous || !clique.more_potentials.empty() || decides) return false;
   return clique.table.size >= least_factored_size && clique.members().size() <= kMostMembers &&
          clique.potentials.size() + clique.links.size() <= kMostFactors &&
          factor_entries(clique) <= clique.table.size / 2;

@@ -10,6 +10,7 @@
 #include "inference/cg_engine.h"
 #include "inference/factored.h"
 #include "inference/tape_cache.h"
+#include "inference/utility_engine.h"
 
 namespace tv {
 namespace {
@@ -124,6 +125,7 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   if (tree.has_continuous) bytes.add<unsigned char>(cg_memory_needed(tree));
   bytes.add<TapeCache>(1);
   bytes.add<unsigned char>(tree.nodes.size() + 1);  // its pattern
+  bytes.add<char>(utility_engine_bytes(tree));
   for (const Node* node : tree.nodes) bytes.add<tv_number_t>(size_multiply(node->number_of_states, 3));
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "inference/evidence.h"
 #include "inference/factored.h"
 #include "inference/messages.h"
 #include "inference/schedule.h"
@@ -95,7 +96,9 @@ class Planner {
     Operation operation = Operation::assign;
     for (PotentialPlan& plan : work.potentials) {
       refresh(work, plan);
-      if (plan.table()) {
+      if (plan.node && decision_is_made(*plan.node)) {
+        engine_.steps.push_back({operation, &work.scalar, &kOne});
+      } else if (plan.table()) {
         engine_.potential_steps.push_back({plan.copy ? kNone : engine_.steps.size(), &plan});
         engine_.steps.push_back({operation, &plan.control, plan.copy});
       } else {

@@ -16,6 +16,7 @@
 #include "inference/schedule.h"
 #include "inference/tape_cache.h"
 #include "inference/tree_order.h"
+#include "inference/utility_engine.h"
 
 namespace tv {
 namespace {
@@ -244,6 +245,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   if (tv_status_t status = starts_anew ? propagate_anew(sweep) : propagate_on(sweep, root)) return status;
   if (tv_status_t status = propagate_values(tree, root)) return status;
   note_success(tree, equilibrium, mode);
+  update_expected_utilities(tree, engine.pending);
   recovery.dismiss();
   return tv_status_none;
 }

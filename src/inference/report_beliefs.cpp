@@ -5,26 +5,33 @@
 #include <cmath>
 
 #include "inference/beliefs.h"
+#include "inference/expected_utility.h"
 #include "network/node_operations.h"
 #include "text/state_text.h"
 
 namespace tv {
 namespace {
 
-// A group of nodes and the heading above it, written only when the group has members.
+// A group of nodes, with its name in the heading above it.
 struct Group {
-  const char* heading;
+  const char* name;
   bool (*contains)(const Node&);
 };
 
 constexpr Group kGroups[] = {
-    {"\n\nBeliefs for decision nodes:\n",
-     [](const Node& node) { return node.category == tv_category_decision; }},
-    {"\n\nBeliefs for chance nodes:\n", [](const Node& node) { return node.category == tv_category_chance; }},
-    {"\n\nBeliefs for discrete function nodes:\n",
+    {"decision nodes", [](const Node& node) { return node.category == tv_category_decision; }},
+    {"chance nodes", [](const Node& node) { return node.category == tv_category_chance; }},
+    {"discrete function nodes",
      [](const Node& node) { return node.category == tv_category_function && is_discrete(node); }},
-    {"\n\nValues for real-valued function nodes:\n", is_real_valued_function},
 };
+
+bool has_utilities(const Domain& domain) noexcept { return domain.counters.utility > 0; }
+
+// What ends the line of a state.
+std::string end_of_state(const Node& node, size_t state) {
+  if (!has_utilities(*node.domain)) return "\n";
+  return " (" + std::string(NumberText(_tv_node_get_expected_utility(node, state)).c_str()) + ")\n";
+}
 
 void report_states(const Node& node, const char* name, Trace& trace) {
   trace.print("\n    %s:\n", name);
@@ -32,9 +39,9 @@ void report_states(const Node& node, const char* name, Trace& trace) {
     const NumberText belief(_tv_node_get_belief(node, state));
     const char* label = state_label(node, state);
     if (*label)
-      trace.print("\t%-10s %s\n", label, belief.c_str());
+      trace.print("\t%-10s %s%s", label, belief.c_str(), end_of_state(node, state).c_str());
     else
-      trace.print("\tstate%zu   %s\n", state, belief.c_str());
+      trace.print("\tstate%zu   %s%s", state, belief.c_str(), end_of_state(node, state).c_str());
   }
 }
 
@@ -60,7 +67,9 @@ tv_status_t _tv_node_report_beliefs(Node& node, Trace& trace) {
   } else if (!is_discrete(node)) {
     trace.print("\n    %s: N/A\n", name);
   } else if (const ptrdiff_t state = get_inferred_state(node); state >= 0) {
-    trace.print("\n    %s --> %s\n", name, state_text(node, static_cast<size_t>(state)).c_str());
+    const size_t inferred = static_cast<size_t>(state);
+    trace.print("\n    %s --> %s%s", name, state_text(node, inferred).c_str(),
+                end_of_state(node, inferred).c_str());
   } else {
     report_states(node, name, trace);
   }
@@ -68,18 +77,51 @@ tv_status_t _tv_node_report_beliefs(Node& node, Trace& trace) {
   return trace.status();
 }
 
+namespace {
+
+// The nodes of a group under its heading, which comes with the first of them.
+template <class Contains, class Heading>
+tv_status_t report_group(Domain& domain, Trace& trace, Contains contains, Heading write_heading) {
+  bool heading_is_due = true;
+  for (Node& node : domain.nodes) {
+    if (!contains(node)) continue;
+    if (heading_is_due) write_heading();
+    heading_is_due = false;
+    if (tv_status_t status = _tv_node_report_beliefs(node, trace)) return status;
+  }
+  return tv_status_none;
+}
+
+tv_status_t report_utilities(Domain& domain, Trace& trace) {
+  if (!has_utilities(domain)) return tv_status_none;
+  trace.text("\n\nExpected utilities for utility nodes:\n");
+  for (Node& node : domain.nodes) {
+    if (node.category != tv_category_utility) continue;
+    const char* name = _tv_node_get_name(node);
+    if (!name) return tv_status_no_memory;
+    trace.print("\n    %s: %s\n", name, NumberText(_tv_node_get_expected_utility(node, 0)).c_str());
+    trace.flush();
+  }
+  trace.print("\nOverall expected utility: %s\n",
+              NumberText(_tv_domain_get_expected_utility(domain)).c_str());
+  return trace.status();
+}
+
+}  // namespace
+
 tv_status_t _tv_domain_report_beliefs(Domain& domain, Trace& trace) {
   if (!trace.enabled()) return tv_status_none;
+  const char* note = has_utilities(domain) ? " (and expected utilities)" : "";
   for (const Group& group : kGroups) {
-    bool heading_is_due = true;
-    for (Node& node : domain.nodes) {
-      if (!group.contains(node)) continue;
-      if (heading_is_due) trace.text(group.heading);
-      heading_is_due = false;
-      if (tv_status_t status = _tv_node_report_beliefs(node, trace)) return status;
-    }
+    const tv_status_t status = report_group(
+        domain, trace, group.contains, [&] { trace.print("\n\nBeliefs%s for %s:\n", note, group.name); });
+    if (status) return status;
   }
-  return trace.status();
+  if (tv_status_t status = report_utilities(domain, trace)) return status;
+  const tv_status_t status = report_group(domain, trace, is_real_valued_function, [&] {
+    trace.text("\n\nValues for real-valued function nodes:\n");
+  });
+  return status ? status : trace.status();
 }
 
 }  // namespace tv

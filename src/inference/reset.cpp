@@ -15,6 +15,7 @@
 #include "inference/messages.h"
 #include "inference/schedule.h"
 #include "network/node_operations.h"
+#include "inference/utility_engine.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -74,6 +75,12 @@ void remember_configurations(JunctionTree& tree) noexcept {
   const bool any = !tree.domain->required_instantiations.empty();
   for (const Node* node : tree.nodes)
     compiled(*node).table_configuration = any ? configuration_of_required(*node) : kNone;
+}
+
+// The initial tables are then others than those without evidence: the policy is not in them.
+bool has_made_decision(const JunctionTree& tree) noexcept {
+  return std::any_of(tree.nodes.begin(), tree.nodes.end(),
+                     [](const Node* node) { return decision_is_made(*node); });
 }
 
 void fix_propagated_states(JunctionTree& tree) noexcept {
@@ -153,12 +160,15 @@ void count_evidence_to_propagate(JunctionTree& tree) noexcept {
 
 void recover_tree(JunctionTree& tree) noexcept {
   const TreeEngine& engine = engine_of(tree);
-  const bool copy_holds =
-      engine.keep_copy && engine.copy.data() && !tree.tables_touched && !_tv_jt_has_new_tables(tree);
+  const bool copy_holds = engine.keep_copy && engine.copy.data() && !tree.tables_touched &&
+                          !has_made_decision(tree) && !_tv_jt_has_new_tables(tree);
   clear_state(tree);
   count_evidence_to_propagate(tree);
   forget_tables(engine_of(tree));
-  if (copy_holds) load_tables(tree);
+  forget_utilities(tree);
+  if (!copy_holds) return;
+  load_tables(tree);
+  update_expected_utilities(tree, {});
 }
 
 tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
@@ -171,9 +181,11 @@ tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
     if (tv_status_t status = compute_chain_divisors(tree)) return status;
   }
   tree.approximation_constant = 1.0;
-  if (form == ResetForm::fast_retraction || engine.keep_copy)
+  if (form == ResetForm::fast_retraction || engine.keep_copy) {
     if (tv_status_t status = initialize_to_sum(tree)) return status;
-  if (engine.keep_copy) save_tables(tree);
+    update_expected_utilities(tree, {});
+  }
+  if (engine.keep_copy && !has_made_decision(tree)) save_tables(tree);
   remember_configurations(tree);
   tree.tables_touched = false;
   return tv_status_none;

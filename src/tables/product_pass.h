@@ -1,0 +1,62 @@
+// Passes over a table that is a product of other tables and is never stored. Block by block the product of
+// the factors (a probability) and the sum of the terms (a utility) are formed in double precision and summed
+// into the targets, so that a large table costs time but no memory.
+#pragma once
+
+#include <vector>
+
+#include "tables/block.h"
+#include "tables/control.h"
+
+namespace tv {
+
+// A table that is multiplied into the probability or added to the utility: of floats or of doubles.
+struct PassOperand {
+  const Control* control;
+  const float* single = nullptr;
+  const double* real = nullptr;
+  size_t offset = 0;  // while a pass runs
+};
+
+// Where probability, and probability times utility, are summed; either may be absent.
+struct PassTarget {
+  const Control* control;
+  double* probability = nullptr;
+  double* utility = nullptr;
+  size_t offset = 0;
+};
+
+// Sums of (value - shift) and of its square, weighted with the probability.
+struct PassMoments {
+  const Control* control;
+  const float* values = nullptr;
+  double shift = 0.0;
+  double first = 0.0, second = 0.0;
+  size_t offset = 0;
+};
+
+class ProductPass {
+ public:
+  // Room for so many of each, so that a pass allocates nothing.
+  void reserve(size_t factors, size_t terms, size_t targets, size_t moments);
+  static size_t bytes(size_t factors, size_t terms, size_t targets, size_t moments) noexcept;
+
+  void clear() noexcept;
+  void run(const Shape& shape) noexcept;
+
+  std::vector<PassOperand> factors, terms;
+  std::vector<PassTarget> targets;
+  std::vector<PassMoments> moments;
+  double mass = 0.0;          // the sum of the probability
+  double utility_mass = 0.0;  // and of probability times utility
+
+ private:
+  void start(const Shape& shape) noexcept;
+  void run_block(size_t size) noexcept;
+  bool next_block(const Shape& shape) noexcept;
+
+  Block<double> probability_, utility_, product_;  // of one block
+  size_t position_[64] = {};
+};
+
+}  // namespace tv
