@@ -53,7 +53,7 @@
  *     other thread depend on, or change, the locale meanwhile. Numbers always use a decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
- * 13. Not there yet. Expected utilities, policies, models and the exact
+ * 13. Not there yet. Models and the exact
  *     total-weight triangulation are not available in this version. Where one of them matters, the function
  *     says "fails with tv_status_error in this version".
  *
@@ -1501,8 +1501,10 @@ TV_API tv_junction_tree_t* tv_clique_get_junction_tree(const tv_clique_t* clique
 TV_API tv_table_t* tv_clique_get_probability_table(const tv_clique_t* clique);
 
 /**
- * The table of expected utilities of a clique; NULL with status none in a domain without utility nodes. In
- * this version it has no meaningful data.
+ * The table of expected utilities of a clique, owned by it; NULL with status none in a domain without utility
+ * nodes. For each configuration of the members its data are the expected sum of all utilities of the tree,
+ * given the configuration and the evidence; 0 where that is impossible. After a reset, before the next
+ * propagation, they are the sum of the utilities that are assigned to the clique.
  */
 TV_API tv_table_t* tv_clique_get_utility_table(const tv_clique_t* clique);
 
@@ -1879,19 +1881,20 @@ TV_API tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node);
 TV_API tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state);
 
 /**
- * The expected utility of a state of a discrete node, or of a utility node (`state` 0); 0 in a domain without
- * utility nodes.
+ * The expected utility of a state of a discrete node: the expectation of the sum of all utilities of its
+ * tree, given the state, the evidence and the policies of the decisions that are not made; 0 for an
+ * impossible state. Of a utility node (`state` 0): its own expectation. It does not depend on the
+ * equilibrium. In fast-retraction mode a node's own evidence is left out for its states, but not for
+ * utility nodes. 0 in a domain without utility nodes.
  *
  * Fails, returning -1.0: usage - `state` is out of range, or the node is neither discrete nor a utility node;
  * not_compiled; no_equilibrium; usage - there are no utility nodes and the tree is not in sum equilibrium
- * with normal mode or without evidence. Domains with utility nodes: fails with tv_status_error in this
- * version.
+ * with normal mode or without evidence.
  */
 TV_API tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state);
 
 /**
- * The smallest number of a utility node's table; 0 for a node without a table. This version does not
- * restrict it to what the evidence leaves possible.
+ * The smallest number of a utility node's table, whatever the evidence; 0 for a node without a table.
  *
  * Fails, returning -1.0: usage - not a utility node; not_compiled; no_equilibrium.
  */
@@ -1901,10 +1904,9 @@ TV_API tv_number_t tv_node_get_min_utility(const tv_node_t* node);
 TV_API tv_number_t tv_node_get_max_utility(const tv_node_t* node);
 
 /**
- * The variance of a utility node given the evidence.
+ * The variance of a utility node given the evidence and the policies.
  *
- * Fails, returning -1.0: usage - not a utility node; not_compiled; no_equilibrium. Otherwise it fails with
- * tv_status_error in this version.
+ * Fails, returning -1.0: usage - not a utility node; not_compiled; no_equilibrium.
  */
 TV_API double tv_node_get_variance_of_utility(const tv_node_t* node);
 
@@ -1912,8 +1914,7 @@ TV_API double tv_node_get_variance_of_utility(const tv_node_t* node);
  * The expected utility of the whole domain, the sum over its utility nodes; 0 without any.
  *
  * Fails, returning -1.0: not_compiled; no_equilibrium; usage - there is no utility node and the trees are
- * not in sum equilibrium with normal mode or without evidence. Domains with utility nodes: fails with
- * tv_status_error in this version.
+ * not in sum equilibrium with normal mode or without evidence.
  */
 TV_API double tv_domain_get_expected_utility(const tv_domain_t* domain);
 
@@ -1993,6 +1994,52 @@ TV_API double tv_node_get_quantile(tv_node_t* node, double probability);
  * does not fit into a size_t; overflow - a mean or covariance is no finite number.
  */
 TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes);
+
+/** @} */
+
+/**
+ * @defgroup limid Policies of decisions
+ * A domain with decision and utility nodes is a limited-memory influence diagram: the parents of a decision
+ * are what is known when it is made. Its table is its *policy*, a distribution over its states for each
+ * configuration of the parents; without a table it is uniform. Utilities add up. A decision on which a state
+ * is entered is *made*: the state stands in the place of the policy, which then plays no part. What a decision
+ * that is not made can influence must not be observed (invalid_evidence).
+ * @{
+ */
+
+/**
+ * Improves the policies of all decisions that are not made and have more than one state, by single policy
+ * updating (Lauritzen & Nilsson 2001): one decision at a time gets, for each configuration of its parents, a
+ * policy that is best given the evidence and the policies of the others, until no policy changes.
+ *
+ * States count as equally good when their expected utilities differ by less than 6 millionths; among them a
+ * policy keeps its mixture. A policy that is optimal already, and one for a configuration that cannot occur,
+ * stays as it is. The result is a local optimum; where every decision knows all that was known and decided
+ * before it, and no policy excluded a state at the start, it is the best of all. Decisions are updated in the
+ * order in which they become extremal in the reduction of tv_node_get_requisite_parents, the last to be made
+ * first. The domain must be in sum equilibrium, in normal mode or without evidence, with nothing left to
+ * propagate; it is so again afterwards. A domain without utility nodes is left alone.
+ *
+ * Fails: not_compiled; usage - the state of the domain; functional_dependency - function nodes stand between
+ * other nodes; error - stopped by the progress handler (task "policies"); and the codes of tv_domain_propagate.
+ * A failure resets the tree on which it occurred; policies that were improved by then stay improved.
+ */
+TV_API tv_status_t tv_domain_update_policies(tv_domain_t* domain);
+
+/**
+ * The parents of a decision that can influence its optimal policy, found in the graph alone by the minimal
+ * reduction (Lauritzen & Nilsson 2001), in the order of its parents. Without the other parents, the best
+ * expected utility is the same. The list is owned by the library and valid until the structure changes.
+ *
+ * Fails, returning NULL: usage - not a decision; functional_dependency - as above.
+ */
+TV_API tv_node_t** tv_node_get_requisite_parents(tv_node_t* node);
+
+/**
+ * The ancestors of a decision that could influence its optimal policy if every decision observed all of its
+ * ancestors: what would be worth knowing. Otherwise like tv_node_get_requisite_parents.
+ */
+TV_API tv_node_t** tv_node_get_requisite_ancestors(tv_node_t* node);
 
 /** @} */
 

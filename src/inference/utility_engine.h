@@ -21,8 +21,8 @@ namespace tv {
 struct UtilityOperand {
   Node* node = nullptr;               // whose table it is, or null
   const Table* free_table = nullptr;  // one that no node owns
-  size_t layout = kNone;      // of the table that `strides` were taken from; kNone: none yet
-  size_t* strides = nullptr;  // per clique member, 0 where the table lacks it
+  size_t layout = kNone;              // of the table that `strides` were taken from; kNone: none yet
+  size_t* strides = nullptr;          // per clique member, 0 where the table lacks it
   Control control;
 
   const Table* table() const noexcept { return free_table ? free_table : node->table.get(); }

@@ -97,7 +97,7 @@ void store_moments(const UtilityEngine& engine, const UtilityClique& work) noexc
     if (!counts(operand)) continue;
     const PassMoments& moments = engine.pass.moments[next++];
     const double first = conditional(moments.first, engine.pass.mass);
-    result[0] = engine.pass.mass > 0.0 ? moments.shift + first : 0.0;
+    result[0] = conditional(moments.total, engine.pass.mass);
     result[1] = std::max(0.0, conditional(moments.second, engine.pass.mass) - first * first);
   }
 }
@@ -157,8 +157,7 @@ void prepare_pass(UtilityEngine& engine, size_t clique, const Omissions& omitted
     if ((omitted.table && operand.node == omitted.table) || !counts(operand)) continue;
     refresh_operand(work, operand);
     const float* numbers = operand.table()->data.data() + known_offset(work, operand);
-    (operand.is_utility() ? engine.pass.terms : engine.pass.factors)
-        .push_back({&operand.control, numbers});
+    (operand.is_utility() ? engine.pass.terms : engine.pass.factors).push_back({&operand.control, numbers});
   }
   for (const UtilityMember& home : work.homes)
     if (home.node != omitted.finding && has_finding(*home.node))

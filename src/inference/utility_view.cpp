@@ -46,8 +46,7 @@ void add_own_utilities(UtilityClique& work, Table& full) noexcept {
   for (UtilityOperand& operand : work.operands) {
     if (!operand.is_utility() || !counts(operand)) continue;
     refresh_operand(work, operand);
-    for (size_t i = 0; i < full.size; ++i)
-      full.data[i] += operand.table()->data[entry_of(work, operand, i)];
+    for (size_t i = 0; i < full.size; ++i) full.data[i] += operand.table()->data[entry_of(work, operand, i)];
   }
 }
 

@@ -8,7 +8,7 @@
 #include "network/name_table.h"
 #include "network/node_operations.h"
 
-tv_domain_s::tv_domain_s() : forest(nullptr, nullptr) {}
+tv_domain_s::tv_domain_s() : limid(nullptr, nullptr), forest(nullptr, nullptr) {}
 tv_domain_s::~tv_domain_s() = default;
 
 namespace tv {
@@ -44,6 +44,7 @@ size_t get_size(const tv_domain_t* domain, size_t Domain::*setting) noexcept {
 void structure_changed(Domain& domain) noexcept {
   _tv_uncompile_domain_safely(domain);
   domain.initial_triangulation.clear();
+  domain.limid.reset();
 }
 
 }  // namespace tv

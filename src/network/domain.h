@@ -15,6 +15,7 @@ namespace tv {
 
 struct Forest;    // compile/forest.h
 class NameTable;  // network/name_table.h
+struct LimidAnalysis;  // limid/minimize_limid.h
 
 // How many nodes there are of each category and of each kind.
 struct NodeCounters {
@@ -65,6 +66,9 @@ struct tv_domain_s {
   size_t max_separator_size = 0;        // 0: no limit
   tv::NodeList initial_triangulation;
   tv::NodeList required_instantiations;  // nodes that need a selected state before propagation
+
+  // What was found out about its decisions; null until asked for, and again when the structure changes.
+  std::unique_ptr<tv::LimidAnalysis, void (*)(tv::LimidAnalysis*)> limid;
 
   // Everything that compilation made; null while the domain is not triangulated. The deleter is
   // given with the forest, because this record does not know what a forest is.

@@ -194,8 +194,11 @@ void ProductPass::run_block(size_t size) noexcept {
       run_operation<Sum>(*target.control, w, target.utility + target.offset);
   }
   for (PassMoments& moment : moments) {
-    std::fill_n(u, size, -moment.shift);
+    std::fill_n(u, size, 0.0);
     run_operation<Add<float>>(*moment.control, u, moment.values + moment.offset);
+    for (size_t i = 0; i < size; ++i) w[i] = p[i] * u[i];
+    moment.total += sum_of(w, size);
+    for (size_t i = 0; i < size; ++i) u[i] -= moment.shift;
     for (size_t i = 0; i < size; ++i) w[i] = p[i] * u[i];
     moment.first += sum_of(w, size);
     for (size_t i = 0; i < size; ++i) w[i] *= u[i];

@@ -26,12 +26,12 @@ struct PassTarget {
   size_t offset = 0;
 };
 
-// Sums of (value - shift) and of its square, weighted with the probability.
+// Sums of the value, of (value - shift) and of its square, weighted with the probability.
 struct PassMoments {
   const Control* control;
   const float* values = nullptr;
   double shift = 0.0;
-  double first = 0.0, second = 0.0;
+  double total = 0.0, first = 0.0, second = 0.0;
   size_t offset = 0;
 };
 

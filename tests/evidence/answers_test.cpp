@@ -156,22 +156,20 @@ TEST(Answers, FunctionsMayTieTreesTogether) {
   EXPECT_EQ(tv_error_code(), tv_status_functional_dependency);
 }
 
-TEST(Answers, UtilitiesAreNotComputedYet) {
+TEST(Answers, UtilitiesOfANodeWithoutATableAreZero) {
   const test::DomainOwner domain = test::new_domain();
   tv_node_t* a = test::add_node(domain.get(), "A", 2);
   tv_node_t* utility = tv_domain_new_node(domain.get(), tv_category_utility, tv_kind_other);
   ASSERT_EQ(tv_node_add_parent(utility, a), tv_status_none);
   ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  for (tv_node_t* node : {a, utility}) EXPECT_EQ(tv_node_get_expected_utility(node, 0), 0);
   EXPECT_EQ(tv_node_get_min_utility(utility), 0);
-  tv_domain_uncompile(domain.get());
+  EXPECT_EQ(tv_node_get_variance_of_utility(utility), 0);
   test::set_table(utility, {-3, 8});
-  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
-  EXPECT_EQ(tv_node_get_min_utility(utility), -3);
-  EXPECT_EQ(tv_node_get_max_utility(utility), 8);
-  EXPECT_FAILURE(tv_node_get_expected_utility(utility, 0), error);
-  EXPECT_FAILURE(tv_node_get_expected_utility(a, 0), error);
-  EXPECT_FAILURE(tv_node_get_variance_of_utility(utility), error);
-  EXPECT_FAILURE(tv_domain_get_expected_utility(domain.get()), error);
+  EXPECT_EQ(tv_domain_get_expected_utility(domain.get()), 0) << "not propagated yet";
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  EXPECT_EQ(tv_domain_get_expected_utility(domain.get()), 2.5);
+  EXPECT_EQ(tv_node_get_expected_utility(a, 1), 8);
 }
 
 TEST(Answers, ConflictComparesTheFindingsWithTheirJointProbability) {

@@ -61,6 +61,33 @@ TEST(BeliefReport, HasAHeadingForDecisionsAndFunctions) {
             "\n\nValues for real-valued function nodes:\n\n    R: N/A\n");
 }
 
+TEST(BeliefReport, GivesExpectedUtilitiesWhereThereAreUtilities) {
+  const test::DomainOwner domain = test::new_domain();
+  tv_node_t* rain = test::add_node(domain.get(), "Rain", 2, {}, {0.75f, 0.25f});
+  tv_node_t* take = tv_domain_new_node(domain.get(), tv_category_decision, tv_kind_discrete);
+  tv_node_set_name(take, "Take");
+  tv_node_set_number_of_states(take, 2);
+  tv_node_set_state_label(take, 1, "yes");
+  const auto add_utility = [&](const char* name, tv_node_t* parent, const std::vector<float>& data) {
+    tv_node_t* utility = tv_domain_new_node(domain.get(), tv_category_utility, tv_kind_other);
+    tv_node_set_name(utility, name);
+    if (parent) tv_node_add_parent(utility, parent);
+    test::set_table(utility, data);
+  };
+  add_utility("Load", take, {0, -2});
+  add_utility("Comfort", rain, {8, 4});
+  tv_domain_new_node(domain.get(), tv_category_function, tv_kind_other);
+  tv_node_select_state(take, 1);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  EXPECT_EQ(report(domain),
+            "\n\nBeliefs (and expected utilities) for decision nodes:\n\n    Take --> \"yes\" (-2)\n"
+            "\n\nBeliefs (and expected utilities) for chance nodes:\n"
+            "\n    Rain:\n\tstate0   0.75 (8)\n\tstate1   0.25 (4)\n"
+            "\n\nExpected utilities for utility nodes:\n\n    Comfort: 7\n\n    Load: -2\n"
+            "\nOverall expected utility: 5\n"
+            "\n\nValues for real-valued function nodes:\n\n    F5: N/A\n");
+}
+
 TEST(BeliefReport, AFullDiskIsReported) {
   const test::DomainOwner domain = test::new_domain();
   test::add_node(domain.get(), "A", 2);

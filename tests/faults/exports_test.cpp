@@ -217,6 +217,27 @@ void with_node_file(World& w) {
          "potential (e | a f) { data = (1 1); } potential (f) { data = (1); }\n";
 }
 
+// A decision whose policy can be improved, and one that is made.
+void deciding(World& w) {
+  const auto add = [&](tv_node_category_t category, std::initializer_list<tv_node_t*> parents) {
+    tv_node_t* node = tv_domain_new_node(w.domain.get(), category, tv_kind_discrete);
+    if (category == tv_category_decision) tv_node_set_number_of_states(node, 2);
+    for (tv_node_t* parent : parents) tv_node_add_parent(node, parent);
+    return node;
+  };
+  tv_node_t* made = add(tv_category_decision, {});
+  tv_node_t* choice = add(tv_category_decision, {w.b, made});
+  set_table(add(tv_category_utility, {choice, w.a}), {1, 2, 3, 0});
+  tv_node_set_name(choice, "choice");
+  tv_node_select_state(made, 1);
+  compiled(w);
+}
+
+void deciding_later(World& w) {
+  deciding(w);
+  tv_domain_uncompile(w.domain.get());
+}
+
 struct Case {
   const char* function;
   void (*prepare)(World&);
@@ -444,6 +465,33 @@ const Case kCases[] = {
     {"tv_node_switch_parent", with_model, [](World& w) { tv_node_switch_parent(w.d, w.c, w.alone); }},
     {"tv_node_set_number_of_states", with_model, [](World& w) { tv_node_set_number_of_states(w.b, 4); }},
     {"tv_node_reorder_states", with_model, [](World& w) { tv_node_reorder_states(w.b, kOrder); }},
+    {"tv_domain_update_policies", deciding,
+     [](World& w) {
+       if (tv_domain_equilibrium_is(w.domain.get(), kSum) != 1)
+         tv_domain_propagate(w.domain.get(), kSum, kNormal);
+       tv_domain_update_policies(w.domain.get());
+     },
+     Case::may_reset},
+    {"tv_node_get_requisite_parents", deciding,
+     [](World& w) {
+       w.borrowed_list = tv_node_get_requisite_parents(tv_domain_get_node_by_name(w.domain.get(), "choice"));
+     }},
+    {"tv_node_get_requisite_ancestors", deciding,
+     [](World& w) {
+       w.borrowed_list =
+           tv_node_get_requisite_ancestors(tv_domain_get_node_by_name(w.domain.get(), "choice"));
+     }},
+    {"tv_domain_compile", deciding_later, [](World& w) { tv_domain_compile(w.domain.get()); }},
+    {"tv_domain_propagate", deciding,  // what is known of decisions is looked at first
+     [](World& w) { tv_domain_propagate(w.domain.get(), kSum, kNormal); }},
+    {"tv_table_get_data", deciding,
+     [](World& w) {
+       for (tv_clique_t* clique = clique_of(w); clique; clique = tv_clique_get_next(clique))
+         if (const tv_number_t* data = tv_table_get_data(tv_clique_get_utility_table(clique)))
+           w.number += data[0];
+         else
+           return;
+     }},
     {"tv_net_parse_domain", plain,
      [](World& w) { w.made.reset(tv_net_parse_domain(kNet, nullptr, nullptr)); }},
     {"tv_net_parse_from_string", plain,

@@ -44,6 +44,20 @@ DomainOwner dense(size_t count, size_t states) {
   return domain;
 }
 
+// Decisions in a row that see what came before, with a utility each.
+DomainOwner decisions(size_t count, size_t states) {
+  DomainOwner domain = new_domain();
+  std::vector<tv_node_t*> nodes;
+  for (size_t i = 0; i < count; ++i) {
+    nodes.push_back(add_node(domain.get(), nullptr, states));
+    tv_node_set_category(nodes[i], i % 2 ? tv_category_decision : tv_category_chance);
+    for (size_t p = 1; p <= std::min<size_t>(i, 4); ++p) tv_node_add_parent(nodes[i], nodes[i - p]);
+    tv_node_t* utility = tv_domain_new_node(domain.get(), tv_category_utility, tv_kind_other);
+    tv_node_add_parent(utility, nodes[i]);
+  }
+  return domain;
+}
+
 TEST(MemoryNeed, IsWhatCompilationAsksFor) {
   const struct {
     const char* name;
@@ -51,7 +65,7 @@ TEST(MemoryNeed, IsWhatCompilationAsksFor) {
   } networks[] = {
       {"chain", band(500, 1, 1, 3)},       {"band", band(300, 6, 3, 2)},   {"wide band", band(60, 9, 3, 4)},
       {"unconnected", band(400, 1, 0, 2)}, {"hub", hub(300, 4)},           {"dense", dense(9, 4)},
-      {"many states", hub(1, 200000)},     {"one node", band(1, 1, 0, 2)},
+      {"many states", hub(1, 200000)},     {"one node", band(1, 1, 0, 2)}, {"decisions", decisions(80, 3)},
   };
   for (const auto& [name, owner] : networks) {
     SCOPED_TRACE(name);

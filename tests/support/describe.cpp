@@ -90,7 +90,7 @@ void append_answers(std::string& out, tv_domain_t* domain) {
     if (tv_node_get_kind(node) != tv_kind_discrete) continue;
     append(out, "belief of %s:", tv_node_get_name(node));
     for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s)
-      append(out, " %a", tv_node_get_belief(node, s));
+      append(out, " %a (%a)", tv_node_get_belief(node, s), tv_node_get_expected_utility(node, s));
     out += "\n";
   }
 }

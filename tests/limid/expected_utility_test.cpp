@@ -1,0 +1,180 @@
+// Expected utilities after propagation, against the sum over all configurations.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "limid/limid_world.h"
+
+namespace test {
+namespace {
+
+bool is_of_tree(const tv_node_t* utility, const tv_junction_tree_t* tree) {
+  return tv_node_get_junction_tree(utility) == tree;
+}
+
+// Every result of the domain against the oracle's.
+void expect_right_utilities(tv_domain_t* domain, tv_evidence_mode_t mode) {
+  const LimidOracle oracle(domain);
+  const LimidOracle::Evidence evidence = oracle.entered();
+  const double tolerance = 1e-6 * oracle.magnitude(evidence) + 1e-30;
+  double total = 0;
+  for (tv_node_t* utility : oracle.utilities()) {
+    const auto is_it = [&](const tv_node_t* other) { return other == utility; };
+    const double expected = oracle.expectation(evidence, nullptr, {}, is_it);
+    total += expected;
+    EXPECT_NEAR(tv_node_get_expected_utility(utility, 0), expected, tolerance);
+    double mass = 0, squares = 0, largest = 0;
+    oracle.each(evidence, nullptr, [&](const LimidOracle::States& states, double weight) {
+      mass += weight;
+      squares += weight * std::pow(oracle.utility(utility, states) - expected, 2);
+    });
+    for (float number : numbers_of(utility))
+      largest = std::max(largest, std::abs(static_cast<double>(number)));
+    EXPECT_NEAR(tv_node_get_variance_of_utility(utility), squares / mass,
+                1e-6 * squares / mass + 1e-12 * largest * largest);
+  }
+  EXPECT_NEAR(tv_domain_get_expected_utility(domain), total, 1e-9 * oracle.magnitude(evidence));
+  for (tv_node_t* node : oracle.variables()) {
+    const tv_junction_tree_t* tree = tv_node_get_junction_tree(node);
+    const tv_node_t* without = mode == tv_evidence_fast_retraction ? node : nullptr;
+    for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s) {
+      const double expected = oracle.expectation(
+          evidence, without, {{node, s}}, [&](const tv_node_t* other) { return is_of_tree(other, tree); });
+      EXPECT_NEAR(tv_node_get_expected_utility(node, s), expected, 1e-6 * std::abs(expected) + tolerance)
+          << tv_node_get_name(node) << " state " << s;
+    }
+  }
+}
+
+// The utility table of each clique: the expectation given each of its configurations.
+void expect_right_clique_tables(tv_domain_t* domain) {
+  const LimidOracle oracle(domain);
+  const LimidOracle::Evidence evidence = oracle.entered();
+  for (tv_clique_t* clique = tv_domain_get_first_clique(domain); clique;
+       clique = tv_clique_get_next(clique)) {
+    tv_table_t* table = tv_clique_get_utility_table(clique);
+    const tv_number_t* data = tv_table_get_data(table);
+    std::vector<double> mass(tv_table_get_size(table)), sum(mass.size());
+    oracle.each(evidence, nullptr, [&](const LimidOracle::States& states, double weight) {
+      size_t index = 0;
+      for (tv_node_t** member = tv_table_get_nodes(table); *member; ++member)
+        index = index * tv_node_get_number_of_states(*member) + states.at(*member);
+      mass[index] += weight;
+      for (tv_node_t* utility : oracle.utilities())
+        if (is_of_tree(utility, tv_clique_get_junction_tree(clique)))
+          sum[index] += weight * oracle.utility(utility, states);
+    });
+    for (size_t i = 0; i < mass.size(); ++i) {
+      const double expected = mass[i] > 0 ? sum[i] / mass[i] : 0;
+      EXPECT_NEAR(data[i], expected, 1e-6 * std::abs(expected) + 1e-3 * (std::abs(expected) > 1e3) + 1e-4);
+    }
+  }
+}
+
+void change_evidence_anywhere(Generator& random, tv_domain_t* domain) {
+  tv_node_t* node = random.pick(LimidOracle(domain).variables());
+  if (!has_category(node, tv_category_decision))
+    return change_evidence(random, node, random.chance(0.5) ? Findings::hard : Findings::positive);
+  if (random.chance(0.3))
+    tv_node_retract_findings(node);
+  else
+    tv_node_select_state(node, random.below(tv_node_get_number_of_states(node)));
+}
+
+TEST(ExpectedUtility, IsTheSumOverAllConfigurations) {
+  size_t propagations = 0;
+  for (uint64_t seed = 0; seed < 150; ++seed) {
+    SCOPED_TRACE(seed);
+    Generator random(seed);
+    const DomainOwner domain = random_limid(random, {.nodes = 7, .max_joint = 120});
+    if (nodes_with(domain.get(), tv_category_utility).empty()) continue;
+    if (tv_domain_compile(domain.get()) != tv_status_none) continue;  // utility nodes alone
+    expect_right_utilities(domain.get(), tv_evidence_normal);
+    for (int step = 0; step < 6; ++step) {
+      change_evidence_anywhere(random, domain.get());
+      if (random.chance(0.1)) fill_table(random, random.pick(nodes_of(domain.get())), true);
+      const auto equilibrium = random.chance(0.2) ? tv_equilibrium_max : tv_equilibrium_sum;
+      const auto mode = random.chance(0.2) ? tv_evidence_fast_retraction : tv_evidence_normal;
+      if (tv_domain_propagate(domain.get(), equilibrium, mode) != tv_status_none) {
+        EXPECT_NE(tv_error_code(), tv_status_error);
+        tv_domain_retract_findings(domain.get());
+        ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, mode), tv_status_none);
+      }
+      // Fast retraction may not notice that the evidence is impossible.
+      if (LimidOracle(domain.get()).mass(LimidOracle(domain.get()).entered()) == 0) continue;
+      ++propagations;
+      expect_right_utilities(domain.get(), mode);
+      if (mode == tv_evidence_normal && step % 3 == 0) expect_right_clique_tables(domain.get());
+      if (HasFailure()) return;
+    }
+  }
+  EXPECT_GT(propagations, 400u);
+}
+
+// Umbrella: rain 0.3; a forecast; taking it or not.
+struct Umbrella {
+  DomainOwner domain = new_domain();
+  tv_node_t* rain = add_node(domain.get(), "rain", 2, {}, {0.7f, 0.3f});
+  tv_node_t* forecast = add_node(domain.get(), "forecast", 2, {rain}, {0.9f, 0.1f, 0.2f, 0.8f});
+  tv_node_t* take = add_decision(domain.get(), "take", 2, {forecast});
+  tv_node_t* comfort = add_utility(domain.get(), "comfort", {take, rain}, {100, 0, 60, 80});
+  Umbrella() { tv_domain_compile(domain.get()); }
+  void propagate() { tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal); }
+};
+
+TEST(ExpectedUtility, EvidenceOnADecisionStandsInThePlaceOfItsPolicy) {
+  Umbrella world;
+  set_table(world.take, {0, 1, 1, 0});
+  tv_node_select_state(world.take, 0);
+  world.propagate();
+  // What was decided says nothing about the forecast, however unlikely the policy makes it.
+  EXPECT_NEAR(tv_node_get_belief(world.rain, 1), 0.3, 1e-6);
+  EXPECT_NEAR(tv_domain_get_expected_utility(world.domain.get()), 70, 1e-4);
+  EXPECT_NEAR(tv_domain_get_normalization_constant(world.domain.get()), 1, 1e-6);
+  tv_node_retract_findings(world.take);
+  world.propagate();
+  EXPECT_NEAR(tv_node_get_expected_utility(world.take, 0),
+              100 * (0.3 * 0.2 * 0 + 0.7 * 0.1) / (0.7 * 0.1 + 0.3 * 0.8), 1e-4);
+  tv_domain_save_to_memory(world.domain.get());
+  for (size_t state : {0u, 1u}) {
+    tv_node_select_state(world.take, state);
+    for (auto mode : {tv_evidence_normal, tv_evidence_fast_retraction}) {
+      ASSERT_EQ(tv_domain_propagate(world.domain.get(), tv_equilibrium_sum, mode), tv_status_none);
+      EXPECT_NEAR(tv_domain_get_expected_utility(world.domain.get()), state ? 66 : 70, 1e-4);
+    }
+  }
+}
+
+TEST(ExpectedUtility, ExtremesAndTheTableBeforeAPropagationComeFromTheNodes) {
+  Umbrella world;
+  EXPECT_EQ(tv_node_get_min_utility(world.comfort), 0);
+  EXPECT_EQ(tv_node_get_max_utility(world.comfort), 100);
+  tv_domain_reset_inference_engine(world.domain.get());
+  EXPECT_EQ(tv_node_get_expected_utility(world.take, 0), -1);
+  EXPECT_EQ(tv_error_code(), tv_status_no_equilibrium);
+  tv_clique_t* clique = tv_domain_get_first_clique(world.domain.get());
+  double sum = 0;
+  for (; clique; clique = tv_clique_get_next(clique)) {
+    tv_table_t* table = tv_clique_get_utility_table(clique);
+    for (size_t i = 0; i < tv_table_get_size(table); ++i) sum += tv_table_get_data(table)[i];
+  }
+  EXPECT_FLOAT_EQ(static_cast<float>(sum), 2 * 240);  // for each state of the forecast
+  EXPECT_EQ(tv_node_get_expected_utility(world.comfort, 1), -1);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+}
+
+TEST(ExpectedUtility, InconsistentEvidenceLeavesNoResult) {
+  Umbrella world;
+  set_table(world.rain, {1, 0});
+  tv_node_select_state(world.rain, 1);
+  tv_node_select_state(world.take, 1);
+  EXPECT_EQ(tv_domain_propagate(world.domain.get(), tv_equilibrium_sum, tv_evidence_normal),
+            tv_status_inconsistency_or_underflow);
+  EXPECT_EQ(tv_domain_get_expected_utility(world.domain.get()), -1);
+  tv_node_retract_findings(world.rain);
+  world.propagate();
+  EXPECT_NEAR(tv_domain_get_expected_utility(world.domain.get()), 60, 1e-4);
+}
+
+}  // namespace
+}  // namespace test
