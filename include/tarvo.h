@@ -1736,7 +1736,9 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  * evidence, or a required selected state is missing. Then: invalid_probability_potential - a table that was
  * touched has a negative, infinite or NaN entry or a distribution whose sum is zero or infinite;
  * inconsistency_or_underflow - the evidence is impossible, or its probability is below 1.17549e-38 for one
- * message; overflow - a number grew beyond 3.40282e+38; fast_retraction - zeros in the distributions defeat
+ * message; low_density - the density of an observed value is no normal number; zero_variance - an observed
+ * value was certain already, given the other ones, in a configuration of positive probability, so that it has
+ * no density; overflow - a number grew beyond 3.40282e+38; fast_retraction - zeros in the distributions defeat
  * that mode; error - the progress handler asked to stop, or the domain needs what this version does not
  * have.
  */
@@ -1809,7 +1811,8 @@ TV_API int tv_jt_tables_to_propagate(const tv_junction_tree_t* jt);
  * After sum propagation in normal mode it is the probability of the evidence (with likelihoods: the
  * expectation of the product of the findings); 1 without evidence, up to rounding. After max propagation it
  * is the largest entry of that product. In fast-retraction mode it is the probability of the evidence on
- * nodes outside the root clique, and seldom of use. With several trees it is the product over them. It may
+ * nodes outside the root clique, and seldom of use. With several trees it is the product over them. With
+ * values of continuous nodes it is the density of these values times the probability of the rest. It may
  * be 0 by underflow for long evidence; the logarithm has no such limit.
  *
  * Fails, returning -1.0: not_compiled; no_equilibrium.

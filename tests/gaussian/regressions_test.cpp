@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "support/cg_builders.h"
@@ -113,6 +114,32 @@ TEST(Regressions, RefuseWhatIsNoDistribution) {
   EXPECT_EQ(tv_error_code(), tv_status_usage);
   EXPECT_EQ(tv_node_get_intercept(y, 1), 1.0);
   EXPECT_EQ(tv_error_code(), tv_status_none);
+}
+
+// What is written reads back as the same numbers to the eight digits that are written, and as the same text.
+TEST(Regressions, SurviveWritingAndReading) {
+  Generator random(21);
+  for (int round = 0; round < 60 && !HasFailure(); ++round) {
+    DomainOwner domain = random_cg_network(random, {8, 4, 3, 0.5, 0.2, 0.1, round % 3 * 8});
+    char* text = tv_domain_to_net_string(domain.get());
+    ASSERT_TRUE(text);
+    const DomainOwner copy(tv_net_parse_domain(text, nullptr, nullptr));
+    ASSERT_TRUE(copy) << text;
+    char* again = tv_domain_to_net_string(copy.get());
+    EXPECT_STREQ(text, again);
+    for (tv_node_t* node : nodes_of(domain.get())) {
+      if (tv_node_get_kind(node) != tv_kind_continuous) continue;
+      tv_node_t* twin = tv_domain_get_node_by_name(copy.get(), tv_node_get_name(node));
+      for (size_t i = 0; i < tv_table_get_size(tv_node_get_table(node)); ++i) {
+        const Numbers expected = regression(node, i), found = regression(twin, i);
+        ASSERT_EQ(found.size(), expected.size());
+        for (size_t k = 0; k < found.size(); ++k)
+          EXPECT_NEAR(found[k], expected[k], 1e-7 * std::fabs(expected[k])) << text;
+      }
+    }
+    std::free(text);
+    std::free(again);
+  }
 }
 
 // ---- Arc reversal ----

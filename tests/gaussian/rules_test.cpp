@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <limits>
 
 #include "support/cg_builders.h"
@@ -147,6 +149,28 @@ TEST(Rules, RegressionsChangeUnderACompiledDomain) {
   ASSERT_EQ(tv_domain_initialize(w.domain.get()), tv_status_none);
   ASSERT_EQ(propagate(w.domain), tv_status_none);
   EXPECT_EQ(wrong_cg_answer(w.domain.get(), kMixtureBounds), "");
+}
+
+TEST(Rules, TheReportAfterCompilationTellsMeansAndSpreads) {
+  DomainOwner domain = new_domain();
+  tv_node_t* x = add_continuous(domain.get(), "X", 1.25, 4);
+  add_continuous(domain.get(), "Y", 3, 0);
+  add_continuous(domain.get(), "Z", 0, 5, {{x, -1}});
+  char* text = nullptr;
+  size_t size = 0;
+  std::FILE* log = open_memstream(&text, &size);
+  tv_domain_set_log_file(domain.get(), log);
+  EXPECT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  std::fclose(log);
+  tv_domain_set_log_file(domain.get(), nullptr);
+  const std::string trace(text, size);
+  std::free(text);
+  const std::string report =
+      "\n\nBeliefs for chance nodes:\n"
+      "\n    Z:\n\tMean: -1.25   Variance: 9   SD: 3\n"
+      "\n    Y --> 3\n"
+      "\n    X:\n\tMean: 1.25   Variance: 4   SD: 2\n";
+  EXPECT_EQ(trace.substr(trace.size() - std::min(trace.size(), report.size())), report) << trace;
 }
 
 TEST(Rules, ThreadsChangeNoBit) {
