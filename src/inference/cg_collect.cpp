@@ -121,16 +121,20 @@ void find_possible(CgEngine& engine, const CgComponent& component) noexcept {
 
 }  // namespace
 
-void forget_regressions(CgEngine& engine, const CgNode& node) noexcept {
-  const auto forget = [&](size_t clique) {
-    for (; clique != kNone && !engine.cliques[clique].forgotten; clique = engine.cliques[clique].parent) {
-      std::fill_n(engine.cliques[clique].collected, engine.cliques[clique].size, 0);
-      engine.cliques[clique].forgotten = true;
-    }
-  };
-  forget(node.assigned);
+void mark_stale(CgEngine& engine, const CgNode& node) noexcept {
+  engine.cliques[node.assigned].stale = true;
   for (const Node* child : node.node->children)
-    if (is_continuous(*child)) forget(cg_node(engine, *child).assigned);
+    if (is_continuous(*child)) engine.cliques[cg_node(engine, *child).assigned].stale = true;
+}
+
+void forget_stale_regressions(CgEngine& engine) noexcept {
+  for (size_t c = engine.cliques.size(); c-- > 0;) {
+    CgClique& clique = engine.cliques[c];
+    if (!clique.stale) continue;
+    clique.stale = false;
+    std::fill_n(clique.collected, clique.size, 0);
+    if (clique.parent != kNone) engine.cliques[clique.parent].stale = true;
+  }
 }
 
 void forget_all_regressions(CgEngine& engine) noexcept {
@@ -141,11 +145,7 @@ void collect_component(CgEngine& engine, size_t component) noexcept {
   CgComponent& part = engine.components[component];
   if (part.collected == engine.round) return;
   find_possible(engine, part);
-  for (size_t c = part.cliques.size(); c-- > 0;) {
-    CgClique& clique = engine.cliques[part.cliques[c]];
-    Collector(engine, clique).run();
-    clique.forgotten = false;
-  }
+  for (size_t c = part.cliques.size(); c-- > 0;) Collector(engine, engine.cliques[part.cliques[c]]).run();
   part.collected = engine.round;
 }
 

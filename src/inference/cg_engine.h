@@ -67,8 +67,8 @@ struct CgClique {
   double* factors = nullptr;           // a block of the shared members per configuration
   unsigned char* possible = nullptr;   // per configuration: it has positive probability
   unsigned char* collected = nullptr;  // per configuration: flags below
-  bool forgotten = false;              // nothing is collected here, nor in any clique towards the root
   size_t distributed = 0;              // the round in which the factors were made
+  bool stale = false;                  // what its regressions rest on has changed
 };
 
 enum CgFlags : unsigned char { kCgCollected = 1, kCgVanishing = 2, kCgLow = 4 };
@@ -143,8 +143,11 @@ class CgWalk {
 
 // ---- The two passes ----
 
-// The evidence of `node` has become what is noted in its record: what depended on it is collected again.
-void forget_regressions(CgEngine& engine, const CgNode& node) noexcept;
+// The evidence of a node has become what is noted in its record: the cliques that read it are stale.
+void mark_stale(CgEngine& engine, const CgNode& node) noexcept;
+
+// Forgets the regressions of stale cliques and of all that have heard of them.
+void forget_stale_regressions(CgEngine& engine) noexcept;
 void forget_all_regressions(CgEngine& engine) noexcept;
 
 // Brings the regressions of a component up to date for every configuration that is possible now.

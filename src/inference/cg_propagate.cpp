@@ -16,7 +16,7 @@ void set_evidence(CgEngine& engine, CgNode& record, bool observed, double value)
   engine.observed -= record.observed;
   record.observed = observed;
   record.value = value;
-  forget_regressions(engine, record);
+  mark_stale(engine, record);
 }
 
 bool holds_evidence(const CgEngine& engine, const CgComponent& component) noexcept {
@@ -66,6 +66,7 @@ CgNode& cg_node(CgEngine& engine, const Node& node) noexcept {
 
 void drop_values(CgEngine& engine) noexcept {
   for (CgNode& record : engine.nodes) set_evidence(engine, record, false, 0.0);
+  forget_stale_regressions(engine);
 }
 
 void take_in_values(JunctionTree& tree) noexcept {
@@ -78,6 +79,7 @@ void take_in_values(JunctionTree& tree) noexcept {
     if (entered.value_flag) data.conflict_clique = data.home;
     set_evidence(engine, record, entered.value_flag, entered.value);
   }
+  forget_stale_regressions(engine);
 }
 
 tv_status_t incorporate_densities(CgEngine& engine, double& shift) noexcept {
