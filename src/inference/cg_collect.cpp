@@ -22,7 +22,7 @@ class Collector {
   }
 
   void run() noexcept {
-    for (CgWalk walk(engine_, clique_, tables_); !walk.done(); walk.next())
+    for (CgWalk walk(engine_, *clique_.clique, tables_); !walk.done(); walk.next())
       if (clique_.possible[walk.index()] && !clique_.collected[walk.index()]) collect(walk);
   }
 
@@ -114,7 +114,7 @@ void find_possible(CgEngine& engine, const CgComponent& component) noexcept {
     const CgClique& parent = engine.cliques[child.parent];
     std::fill_n(child.possible, child.size, 0);
     engine.walk_steps[0] = child.parent_steps;
-    for (CgWalk walk(engine, parent, 1); !walk.done(); walk.next())
+    for (CgWalk walk(engine, *parent.clique, 1); !walk.done(); walk.next())
       child.possible[walk.offset(0)] |= parent.possible[walk.index()];
   }
 }

@@ -20,7 +20,7 @@ class Distributor {
     std::fill_n(engine_.totals.data(), clique_.size, 0.0);
     read_table(*parent_.clique, engine_.weights.data());
     engine_.walk_steps[0] = clique_.parent_steps;
-    for (CgWalk walk(engine_, parent_, 1); !walk.done(); walk.next()) {
+    for (CgWalk walk(engine_, *parent_.clique, 1); !walk.done(); walk.next()) {
       const double weight = engine_.weights[walk.index()];
       if (!(weight > 0.0)) continue;
       complete_factors(engine_, parent_, walk.index(), parent_.count);

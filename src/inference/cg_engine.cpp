@@ -24,6 +24,23 @@ bool is_strongly_linked(const Clique& clique) noexcept {
          discrete_members(clique.parent_separator->members) == clique.table.discrete_count;
 }
 
+bool holds_discrete_members(const Clique& clique, const Clique& other) noexcept {
+  for (size_t d = 0; d < other.table.discrete_count; ++d)
+    if (!clique.members().contains(other.members()[d])) return false;
+  return true;
+}
+
+constexpr size_t kLargestPool = 4096;  // beyond it a table is better multiplied by the shared kernels
+
+// Where the densities of the component with this root are multiplied in.
+const Clique& pool_for(const Clique& root) noexcept {
+  const Clique* clique = &root;
+  while (clique->parent && clique->parent->table.size <= std::max(root.table.size, kLargestPool) &&
+         holds_discrete_members(*clique->parent, root))
+    clique = clique->parent;
+  return *clique;
+}
+
 bool takes_regression(const Node& node) noexcept { return is_continuous(node); }
 
 size_t continuous_parents(const Node& node) noexcept {
@@ -43,6 +60,7 @@ Extents extents_of(const JunctionTree& tree) noexcept {
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];
     extents.largest_size = std::max(extents.largest_size, clique.table.size);
+    extents.most_discrete = std::max(extents.most_discrete, clique.table.discrete_count);
     if (!clique.has_continuous()) continue;
     ++extents.cliques;
     size_t tables = clique.links.size();
@@ -59,6 +77,7 @@ Extents extents_of(const JunctionTree& tree) noexcept {
       extents.indexes += clique.parent_separator->members.size() + clique.parent->table.discrete_count;
     } else {
       ++extents.components;
+      extents.indexes += pool_for(clique).table.discrete_count;
     }
     extents.indexes += clique.table.continuous_count;
     extents.numbers = size_add(extents.numbers, size_multiply(clique.table.size, clique.table.cg_size));
@@ -66,7 +85,6 @@ Extents extents_of(const JunctionTree& tree) noexcept {
     extents.flags = size_add(extents.flags, size_multiply(clique.table.size, 2));
     extents.largest_block = std::max(extents.largest_block, clique.table.cg_size);
     extents.most_members = std::max(extents.most_members, clique.table.continuous_count);
-    extents.most_discrete = std::max(extents.most_discrete, clique.table.discrete_count);
     extents.most_tables = std::max(extents.most_tables, tables);
   }
   return extents;
@@ -126,6 +144,7 @@ class Builder {
       engine_.cliques[clique.parent].first_child = c;
     }
     list_components();
+    pool_components();
   }
 
  private:
@@ -222,6 +241,26 @@ class Builder {
       engine_.component_cliques[first[engine_.cliques[c].component]++] = c;
   }
 
+  void pool_components() {
+    std::vector<size_t> pool_at(tree_.clique_count(), kNone);
+    for (CgComponent& component : engine_.components) {
+      const Clique& root = *engine_.cliques[component.cliques.front()].clique;
+      const Clique& target = pool_for(root);
+      if (pool_at[target.position] == kNone) {
+        pool_at[target.position] = engine_.pools.size();
+        engine_.pools.push_back({tree_.cliques[target.position], {}});
+      }
+      component.pool = pool_at[target.position];
+      engine_.pools[component.pool].components.push_back(
+          static_cast<size_t>(&component - engine_.components.data()));
+      component.pool_steps = take(index_, target.table.discrete_count);
+      std::fill_n(component.pool_steps, target.table.discrete_count, 0);
+      size_t step = 1;
+      for (size_t d = root.table.discrete_count; d-- > 0; step *= root.members()[d]->number_of_states)
+        component.pool_steps[target.members().position(root.members()[d])] = step;
+    }
+  }
+
   CgEngine& engine_;
   const JunctionTree& tree_;
   Ranks ranks_;
@@ -258,7 +297,7 @@ size_t cg_memory_needed(const JunctionTree& tree) noexcept {
   const auto add = [&](size_t count, size_t size) { bytes = size_add(bytes, size_multiply(count, size)); };
   add(1, sizeof(CgEngine));
   add(extents.cliques, sizeof(CgClique) + 2 * sizeof(size_t));
-  add(extents.components, sizeof(CgComponent));
+  add(extents.components, sizeof(CgComponent) + sizeof(CgPool) + sizeof(size_t));
   add(extents.nodes, sizeof(CgNode));
   add(tree.clique_count(), sizeof(size_t));
   add(extents.potentials, sizeof(CgPotential));
@@ -316,20 +355,20 @@ size_t cg_position(const CgEngine&, const CgClique& clique, size_t node) noexcep
   return place == clique.nodes + clique.count ? kNone : static_cast<size_t>(place - clique.nodes);
 }
 
-CgWalk::CgWalk(CgEngine& engine, const CgClique& clique, size_t tables) noexcept
+CgWalk::CgWalk(CgEngine& engine, const Clique& clique, size_t tables) noexcept
     : clique_(clique),
       position_(engine.positions.data()),
       offsets_(engine.walk_offsets.data()),
       steps_(engine.walk_steps.data()),
       tables_(tables) {
-  std::fill_n(position_, clique.discrete, 0);
+  std::fill_n(position_, clique.table.discrete_count, 0);
   std::fill_n(offsets_, tables, 0);
 }
 
 void CgWalk::next() noexcept {
   ++index_;
-  for (size_t d = clique_.discrete; d-- > 0;) {
-    const size_t count = clique_.clique->members()[d]->number_of_states;
+  for (size_t d = clique_.table.discrete_count; d-- > 0;) {
+    const size_t count = clique_.members()[d]->number_of_states;
     const bool wraps = ++position_[d] == count;
     for (size_t t = 0; t < tables_; ++t)
       offsets_[t] += wraps ? steps_[t][d] - count * steps_[t][d] : steps_[t][d];

@@ -74,14 +74,25 @@ struct CgClique {
 enum CgFlags : unsigned char { kCgCollected = 1, kCgVanishing = 2, kCgLow = 4 };
 
 struct CgComponent {
-  std::span<size_t> cliques;  // its root first, every parent before its children
-  size_t collected = 0;       // the round in which it was last brought up to date
+  std::span<size_t> cliques;     // its root first, every parent before its children
+  size_t pool = 0;               // where its densities are multiplied in
+  size_t* pool_steps = nullptr;  // per discrete member of that clique: the step in the root's configurations
+  size_t collected = 0;          // the round in which it was last brought up to date
+};
+
+// A clique that takes the densities of one or more components: the one nearest to the tree's root that holds
+// their discrete members. Added up before they meet a table of single precision, they cannot be lost on the
+// way.
+struct CgPool {
+  Clique* clique = nullptr;
+  std::vector<size_t> components;
 };
 
 struct CgEngine {
   JunctionTree* tree = nullptr;
   std::vector<CgClique> cliques;  // in the order of the tree
   std::vector<CgComponent> components;
+  std::vector<CgPool> pools;
   std::vector<CgNode> nodes;      // in the order of the tree
   std::vector<size_t> clique_at;  // by position in the tree; kNone for discrete cliques
   std::vector<size_t> component_cliques;
@@ -125,15 +136,15 @@ CgNode& cg_node(CgEngine& engine, const Node& node) noexcept;
 // configuration there.
 class CgWalk {
  public:
-  // The steps of table t are `steps[t]`, one per discrete member.
-  CgWalk(CgEngine& engine, const CgClique& clique, size_t tables) noexcept;
+  // The steps of table t are `engine.walk_steps[t]`, one per discrete member.
+  CgWalk(CgEngine& engine, const Clique& clique, size_t tables) noexcept;
   size_t index() const noexcept { return index_; }
   size_t offset(size_t table) const noexcept { return offsets_[table]; }
-  bool done() const noexcept { return index_ == clique_.size; }
+  bool done() const noexcept { return index_ == clique_.table.size; }
   void next() noexcept;
 
  private:
-  const CgClique& clique_;
+  const Clique& clique_;
   size_t* position_;
   size_t* offsets_;
   const size_t* const* steps_;
@@ -168,8 +179,8 @@ void take_in_values(JunctionTree& tree) noexcept;
 // The components answer as if nothing had been observed.
 void drop_values(CgEngine& engine) noexcept;
 
-// Multiplies the densities of the evidence into the discrete tables of the components' roots and marks those
-// cliques; `shift` is the logarithm that was left out.
+// Multiplies the densities of the evidence into the discrete tables of the pools and marks those cliques;
+// `shift` is the logarithm that was left out.
 tv_status_t incorporate_densities(CgEngine& engine, double& shift) noexcept;
 
 }  // namespace tv

@@ -38,19 +38,38 @@ tv_status_t check_densities(const CgClique& root) noexcept {
   return any_representable ? tv_status_none : tv_status_low_density;
 }
 
+// Adds up what the components of a pool have to say about its configurations; whether any has evidence.
+tv_status_t add_densities(CgEngine& engine, const CgPool& pool, bool& any) noexcept {
+  any = false;
+  for (size_t c : pool.components) {
+    const CgComponent& component = engine.components[c];
+    if (!holds_evidence(engine, component)) continue;
+    collect_component(engine, c);
+    const CgClique& root = engine.cliques[component.cliques.front()];
+    if (tv_status_t status = check_densities(root)) return status;
+    if (!any) std::fill_n(engine.totals.data(), pool.clique->table.size, 0.0);
+    any = true;
+    engine.walk_steps[0] = component.pool_steps;
+    for (CgWalk walk(engine, *pool.clique, 1); !walk.done(); walk.next())
+      if (root.possible[walk.offset(0)]) engine.totals[walk.index()] += root.densities[walk.offset(0)];
+  }
+  return tv_status_none;
+}
+
 // The most probable configuration keeps the weight one, so that no scale is lost.
-tv_status_t weigh_root(CgEngine& engine, CgClique& root, double& shift) noexcept {
-  read_table(*root.clique, engine.weights.data());
+tv_status_t weigh(CgEngine& engine, const Clique& clique, double& shift) noexcept {
+  read_table(clique, engine.weights.data());
   double largest = -std::numeric_limits<double>::infinity();
-  for (size_t i = 0; i < root.size; ++i)
-    if (engine.weights[i] > 0.0f)
-      largest = std::max(largest, root.densities[i] + std::log(static_cast<double>(engine.weights[i])));
+  for (size_t i = 0; i < clique.table.size; ++i) {
+    if (!(engine.weights[i] > 0.0f)) continue;
+    engine.totals[i] += std::log(static_cast<double>(engine.weights[i]));
+    largest = std::max(largest, engine.totals[i]);
+  }
   if (!std::isfinite(largest)) return tv_status_low_density;
-  for (size_t i = 0; i < root.size; ++i)
+  for (size_t i = 0; i < clique.table.size; ++i)
     if (engine.weights[i] > 0.0f)
-      engine.weights[i] = static_cast<float>(
-          std::exp(root.densities[i] + std::log(static_cast<double>(engine.weights[i])) - largest));
-  write_table(*root.clique, engine.weights.data());
+      engine.weights[i] = static_cast<float>(std::exp(engine.totals[i] - largest));
+  write_table(clique, engine.weights.data());
   shift += largest;
   return tv_status_none;
 }
@@ -84,13 +103,12 @@ void take_in_values(JunctionTree& tree) noexcept {
 
 tv_status_t incorporate_densities(CgEngine& engine, double& shift) noexcept {
   shift = 0.0;
-  for (size_t c = 0; c < engine.components.size(); ++c) {
-    if (!holds_evidence(engine, engine.components[c])) continue;
-    collect_component(engine, c);
-    CgClique& root = engine.cliques[engine.components[c].cliques.front()];
-    if (tv_status_t status = check_densities(root)) return status;
-    if (tv_status_t status = weigh_root(engine, root, shift)) return status;
-    root.clique->marked = true;
+  for (const CgPool& pool : engine.pools) {
+    bool any = false;
+    if (tv_status_t status = add_densities(engine, pool, any)) return status;
+    if (!any) continue;
+    if (tv_status_t status = weigh(engine, *pool.clique, shift)) return status;
+    pool.clique->marked = true;
   }
   engine.incorporated = true;
   return tv_status_none;

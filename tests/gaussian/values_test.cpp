@@ -314,7 +314,7 @@ TEST(Distributions, OfSeveralNodesHoldTheirCovariances) {
   EXPECT_EQ(tv_table_get_variance(mixed.get(), 0, known), 0);
   tv_node_t* given[] = {y, kind, x, nullptr};
   const TableOwner split(tv_domain_get_marginal(domain.get(), given));
-  EXPECT_EQ(describe_names(tv_table_get_nodes(split.get())), "kind y x ");
+  EXPECT_EQ(describe_names(tv_table_get_nodes(split.get())), " kind y x\n");
   EXPECT_NEAR(tv_table_get_data(split.get())[1], 0.75, 1e-6);
   EXPECT_EQ(tv_table_get_mean(split.get(), 1, x), 4);
   EXPECT_EQ(tv_table_get_covariance(split.get(), 1, x, y), 0);
