@@ -103,12 +103,24 @@ class Collector {
   unsigned char flags_ = 0;
 };
 
-// From the root's table outwards: what is possible for a child is what some possible configuration of its
-// parent implies.
-void find_possible(CgEngine& engine, const CgComponent& component) noexcept {
+// While no densities have been multiplied in, an entry of zero is impossible. Later it may have underflowed,
+// and only states that are known rule anything out.
+void find_possible_in_root(CgEngine& engine, CgComponent& component) noexcept {
   CgClique& root = engine.cliques[component.cliques.front()];
-  read_table(*root.clique, engine.weights.data());
-  for (size_t i = 0; i < root.size; ++i) root.possible[i] = engine.weights[i] > 0.0f;
+  if (engine.incorporated)
+    read_allowed(*root.clique, engine.weights.data());
+  else
+    read_table(*root.clique, engine.weights.data());
+  const bool narrows = engine.incorporated && component.resets == engine.resets;
+  for (size_t i = 0; i < root.size; ++i)
+    root.possible[i] = engine.weights[i] > 0.0f && (!narrows || root.possible[i]);
+  component.resets = engine.resets;
+}
+
+// From the root outwards: what is possible for a child is what some possible configuration of its parent
+// implies.
+void find_possible(CgEngine& engine, CgComponent& component) noexcept {
+  find_possible_in_root(engine, component);
   for (size_t c : component.cliques.subspan(1)) {
     CgClique& child = engine.cliques[c];
     const CgClique& parent = engine.cliques[child.parent];
@@ -133,12 +145,16 @@ void forget_stale_regressions(CgEngine& engine) noexcept {
     if (!clique.stale) continue;
     clique.stale = false;
     std::fill_n(clique.collected, clique.size, 0);
-    if (clique.parent != kNone) engine.cliques[clique.parent].stale = true;
+    if (clique.parent != kNone)
+      engine.cliques[clique.parent].stale = true;
+    else
+      engine.components[clique.component].changed = true;
   }
 }
 
 void forget_all_regressions(CgEngine& engine) noexcept {
   std::fill(engine.flags.begin(), engine.flags.end(), 0);
+  for (CgComponent& component : engine.components) component.changed = true;
 }
 
 void collect_component(CgEngine& engine, size_t component) noexcept {

@@ -50,7 +50,7 @@ size_t continuous_parents(const Node& node) noexcept {
 // What the lists of a tree need together, and its largest clique in several respects.
 struct Extents {
   size_t cliques = 0, components = 0, nodes = 0, potentials = 0, terms = 0, indexes = 0;
-  size_t numbers = 0, flags = 0;
+  size_t numbers = 0, flags = 0, pooled = 0;
   size_t largest_size = 1, largest_block = 0, most_members = 0, most_discrete = 0, most_tables = 1;
 };
 
@@ -78,6 +78,7 @@ Extents extents_of(const JunctionTree& tree) noexcept {
     } else {
       ++extents.components;
       extents.indexes += pool_for(clique).table.discrete_count;
+      extents.pooled = size_add(extents.pooled, clique.table.size);
     }
     extents.indexes += clique.table.continuous_count;
     extents.numbers = size_add(extents.numbers, size_multiply(clique.table.size, clique.table.cg_size));
@@ -197,11 +198,7 @@ class Builder {
     clique.in_parent = take(index_, clique.shared);
     for (size_t s = 0; s < clique.shared; ++s)
       clique.in_parent[s] = cg_position(engine_, parent, clique.nodes[s]);
-    clique.parent_steps = take(index_, parent.discrete);
-    std::fill_n(clique.parent_steps, parent.discrete, 0);
-    size_t step = 1;
-    for (size_t d = clique.discrete; d-- > 0; step *= members[d]->number_of_states)
-      clique.parent_steps[parent.clique->members().position(members[d])] = step;
+    clique.parent_steps = steps_within(*parent.clique, *clique.clique);
   }
 
   // In topological order, so that a node comes after its parents.
@@ -243,22 +240,32 @@ class Builder {
 
   void pool_components() {
     std::vector<size_t> pool_at(tree_.clique_count(), kNone);
-    for (CgComponent& component : engine_.components) {
-      const Clique& root = *engine_.cliques[component.cliques.front()].clique;
+    size_t pooled = 0;
+    for (size_t c = 0; c < engine_.components.size(); ++c) {
+      const Clique& root = *engine_.cliques[engine_.components[c].cliques.front()].clique;
       const Clique& target = pool_for(root);
-      if (pool_at[target.position] == kNone) {
-        pool_at[target.position] = engine_.pools.size();
+      size_t& pool = pool_at[target.position];
+      if (pool == kNone) {
+        pool = engine_.pools.size();
         engine_.pools.push_back({tree_.cliques[target.position], {}});
+        pooled += target.table.size;
       }
-      component.pool = pool_at[target.position];
-      engine_.pools[component.pool].components.push_back(
-          static_cast<size_t>(&component - engine_.components.data()));
-      component.pool_steps = take(index_, target.table.discrete_count);
-      std::fill_n(component.pool_steps, target.table.discrete_count, 0);
-      size_t step = 1;
-      for (size_t d = root.table.discrete_count; d-- > 0; step *= root.members()[d]->number_of_states)
-        component.pool_steps[target.members().position(root.members()[d])] = step;
+      engine_.pools[pool].components.push_back(c);
+      engine_.components[c].pool_steps = steps_within(target, root);
     }
+    engine_.applied.allocate_uninitialized(pooled);
+    double* applied = engine_.applied.data();
+    for (CgPool& pool : engine_.pools) pool.applied = take(applied, pool.clique->table.size);
+  }
+
+  // For each discrete member of `outer`, the step in the configurations of `inner`, whose members it holds.
+  size_t* steps_within(const Clique& outer, const Clique& inner) {
+    size_t* steps = take(index_, outer.table.discrete_count);
+    std::fill_n(steps, outer.table.discrete_count, 0);
+    size_t step = 1;
+    for (size_t d = inner.table.discrete_count; d-- > 0; step *= inner.members()[d]->number_of_states)
+      steps[outer.members().position(inner.members()[d])] = step;
+    return steps;
   }
 
   CgEngine& engine_;
@@ -303,7 +310,7 @@ size_t cg_memory_needed(const JunctionTree& tree) noexcept {
   add(extents.potentials, sizeof(CgPotential));
   add(extents.terms, sizeof(CgPotential::Term));
   add(extents.indexes + extents.most_discrete + 2 * extents.most_tables, sizeof(size_t));
-  add(extents.numbers, sizeof(double));
+  add(size_add(extents.numbers, extents.pooled), sizeof(double));
   add(extents.flags, 1);
   add(extents.largest_size, sizeof(float) + sizeof(double));
   add(extents.largest_block + extents.most_members, sizeof(double));

@@ -75,9 +75,10 @@ enum CgFlags : unsigned char { kCgCollected = 1, kCgVanishing = 2, kCgLow = 4 };
 
 struct CgComponent {
   std::span<size_t> cliques;     // its root first, every parent before its children
-  size_t pool = 0;               // where its densities are multiplied in
-  size_t* pool_steps = nullptr;  // per discrete member of that clique: the step in the root's configurations
+  size_t* pool_steps = nullptr;  // per discrete member of its pool: the step in the root's configurations
   size_t collected = 0;          // the round in which it was last brought up to date
+  size_t resets = 0;             // the engine's count when its possible configurations were last found
+  bool changed = true;           // its densities are not those that the pool has taken
 };
 
 // A clique that takes the densities of one or more components: the one nearest to the tree's root that holds
@@ -86,6 +87,7 @@ struct CgComponent {
 struct CgPool {
   Clique* clique = nullptr;
   std::vector<size_t> components;
+  double* applied = nullptr;  // per configuration: the logarithm of the density that its table holds
 };
 
 struct CgEngine {
@@ -100,6 +102,7 @@ struct CgEngine {
   std::vector<CgPotential::Term> terms;
   std::vector<size_t> indexes;
   Block<double> numbers;
+  Block<double> applied;
   Block<unsigned char> flags;
 
   // Working memory, for the largest clique.
@@ -113,7 +116,10 @@ struct CgEngine {
   std::vector<size_t> walk_offsets;
 
   size_t round = 1;           // grows with every propagation
+  size_t resets = 1;          // how often the discrete tables have been forgotten
   bool incorporated = false;  // the discrete tables hold the densities of the evidence
+  double growth = 0.0;        // since they first did: the logarithm of the factor by which an entry that
+                              // underflowed then could have grown
   size_t observed = 0;        // how many nodes are observed
 };
 
@@ -179,8 +185,13 @@ void take_in_values(JunctionTree& tree) noexcept;
 // The components answer as if nothing had been observed.
 void drop_values(CgEngine& engine) noexcept;
 
-// Multiplies the densities of the evidence into the discrete tables of the pools and marks those cliques;
-// `shift` is the logarithm that was left out.
-tv_status_t incorporate_densities(CgEngine& engine, double& shift) noexcept;
+struct CgIncorporation {
+  bool any = false;     // some table has changed, and its clique is marked
+  double shift = 0.0;   // the logarithm of the factor that was left out of the tables
+  double growth = 0.0;  // of the factor by which an entry can have grown more than the most probable one
+};
+
+// Brings the densities of the evidence into the discrete tables of the pools.
+tv_status_t incorporate_densities(CgEngine& engine, CgIncorporation& result) noexcept;
 
 }  // namespace tv

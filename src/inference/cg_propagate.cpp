@@ -38,39 +38,54 @@ tv_status_t check_densities(const CgClique& root) noexcept {
   return any_representable ? tv_status_none : tv_status_low_density;
 }
 
-// Adds up what the components of a pool have to say about its configurations; whether any has evidence.
-tv_status_t add_densities(CgEngine& engine, const CgPool& pool, bool& any) noexcept {
-  any = false;
+constexpr double kImpossible = -std::numeric_limits<double>::infinity();
+
+bool has_changed(const CgEngine& engine, const CgPool& pool) noexcept {
+  return std::any_of(pool.components.begin(), pool.components.end(), [&](size_t c) {
+    return (!engine.incorporated || engine.components[c].changed) &&
+           holds_evidence(engine, engine.components[c]);
+  });
+}
+
+// Adds up what the components of a pool have to say about its configurations.
+tv_status_t add_densities(CgEngine& engine, const CgPool& pool) noexcept {
+  std::fill_n(engine.totals.data(), pool.clique->table.size, 0.0);
   for (size_t c : pool.components) {
-    const CgComponent& component = engine.components[c];
+    CgComponent& component = engine.components[c];
     if (!holds_evidence(engine, component)) continue;
     collect_component(engine, c);
+    component.changed = false;
     const CgClique& root = engine.cliques[component.cliques.front()];
     if (tv_status_t status = check_densities(root)) return status;
-    if (!any) std::fill_n(engine.totals.data(), pool.clique->table.size, 0.0);
-    any = true;
     engine.walk_steps[0] = component.pool_steps;
     for (CgWalk walk(engine, *pool.clique, 1); !walk.done(); walk.next())
-      if (root.possible[walk.offset(0)]) engine.totals[walk.index()] += root.densities[walk.offset(0)];
+      engine.totals[walk.index()] +=
+          root.possible[walk.offset(0)] ? root.densities[walk.offset(0)] : kImpossible;
   }
   return tv_status_none;
 }
 
-// The most probable configuration keeps the weight one, so that no scale is lost.
-tv_status_t weigh(CgEngine& engine, const Clique& clique, double& shift) noexcept {
-  read_table(clique, engine.weights.data());
-  double largest = -std::numeric_limits<double>::infinity();
-  for (size_t i = 0; i < clique.table.size; ++i) {
-    if (!(engine.weights[i] > 0.0f)) continue;
-    engine.totals[i] += std::log(static_cast<double>(engine.weights[i]));
+// Multiplies what has been added to the densities since they were last applied into the pool's table. The
+// most probable configuration gets the weight one, so that no scale is lost.
+tv_status_t apply_densities(CgEngine& engine, const CgPool& pool, CgIncorporation& result) noexcept {
+  const size_t size = pool.clique->table.size;
+  read_table(*pool.clique, engine.weights.data());
+  double largest = kImpossible, largest_change = kImpossible;
+  for (size_t i = 0; i < size; ++i) {
+    const double density = engine.totals[i];
+    if (density == kImpossible) continue;
+    const double change = density - pool.applied[i];
+    pool.applied[i] = density;
+    largest_change = std::max(largest_change, change);
+    engine.totals[i] = change + std::log(static_cast<double>(engine.weights[i]));
     largest = std::max(largest, engine.totals[i]);
   }
   if (!std::isfinite(largest)) return tv_status_low_density;
-  for (size_t i = 0; i < clique.table.size; ++i)
-    if (engine.weights[i] > 0.0f)
-      engine.weights[i] = static_cast<float>(std::exp(engine.totals[i] - largest));
-  write_table(clique, engine.weights.data());
-  shift += largest;
+  for (size_t i = 0; i < size; ++i)
+    engine.weights[i] = static_cast<float>(std::exp(engine.totals[i] - largest));
+  write_table(*pool.clique, engine.weights.data());
+  result.shift += largest;
+  result.growth += largest_change - largest;
   return tv_status_none;
 }
 
@@ -101,16 +116,16 @@ void take_in_values(JunctionTree& tree) noexcept {
   forget_stale_regressions(engine);
 }
 
-tv_status_t incorporate_densities(CgEngine& engine, double& shift) noexcept {
-  shift = 0.0;
+tv_status_t incorporate_densities(CgEngine& engine, CgIncorporation& result) noexcept {
+  if (!engine.incorporated) std::fill(engine.applied.begin(), engine.applied.end(), 0.0);
   for (const CgPool& pool : engine.pools) {
-    bool any = false;
-    if (tv_status_t status = add_densities(engine, pool, any)) return status;
-    if (!any) continue;
-    if (tv_status_t status = weigh(engine, *pool.clique, shift)) return status;
+    if (!has_changed(engine, pool)) continue;
+    if (tv_status_t status = add_densities(engine, pool)) return status;
+    if (tv_status_t status = apply_densities(engine, pool, result)) return status;
     pool.clique->marked = true;
+    result.any = true;
   }
-  engine.incorporated = true;
+  engine.incorporated = engine.observed > 0;
   return tv_status_none;
 }
 

@@ -71,6 +71,8 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
 
 bool must_be_retracted(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
+  if (is_continuous(node))
+    return data.value_propagated && !(node.entered.value_flag && node.entered.value == data.propagated_value);
   const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
   if (propagated == kNoEvidence) return false;
   if (propagated >= 0) return entered == kNoEvidence ? node.number_of_states > 1 : entered != propagated;

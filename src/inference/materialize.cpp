@@ -84,6 +84,15 @@ void read_table(const Clique& clique, float* full) noexcept {
   spread(work_of(clique).table, work_of(clique).table.numbers, full, clique.table.size);
 }
 
+void read_allowed(const Clique& clique, float* full) noexcept {
+  refresh_plans(engine_of(*clique.tree));
+  FullNest nest(work_of(clique).table);
+  for (size_t d = 0; d < nest.count; ++d) nest.dimensions[d].stride2 = 0;
+  const float one = 1.0f;
+  std::fill_n(full, clique.table.size, 0.0f);
+  kernels().assign(nest.dimensions, nest.count, full + nest.offset, &one);
+}
+
 void write_table(const Clique& clique, const float* full) noexcept {
   CliqueWork& work = work_of(clique);
   FullNest nest(work.table);

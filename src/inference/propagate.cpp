@@ -36,8 +36,6 @@ bool reset_is_needed(const JunctionTree& tree, tv_evidence_mode_t mode) {
              tree.evidence_propagated && evidence_must_be_retracted(tree)) {
     return true;
   }
-  // The densities of values have made numbers of the tables so small that some may have been lost.
-  if (tree.evidence_to_propagate > 0 && tree.cg_evidence_propagated) return true;
   return tree.evidence_to_propagate > 0 && decision_evidence_changes(tree);
 }
 
@@ -138,25 +136,46 @@ tv_status_t propagate_on(const Sweep& sweep, const Clique* root) {
 // The tree is in equilibrium but for the values of continuous nodes: their density is multiplied in.
 tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
   TreeEngine& engine = engine_of(tree);
-  if (!engine.cg) return tv_status_none;
+  const bool may_have_lost = engine.cg->incorporated;
+  if (may_have_lost) engine.cg->growth -= tree.step_log_constant;
   ++engine.cg->round;
   take_in_values(tree);
-  if (engine.cg->observed == 0 || engine.cg->incorporated) return tv_status_none;
   refresh_plans(engine);
   clear_marks(engine);
-  double shift = 0.0;
-  if (tv_status_t status = incorporate_densities(*engine.cg, shift)) return status;
+  CgIncorporation change;
+  if (tv_status_t status = incorporate_densities(*engine.cg, change)) return status;
+  if (!change.any) return tv_status_none;
   for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
   const double before = tree.step_constant, log_before = tree.step_log_constant;
   const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal};
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   if (tv_status_t status = _tv_jt_global_propagate(sweep, start)) return status;
-  tree.step_constant *= before * std::exp(shift);
-  tree.step_log_constant += log_before + shift;
-  tree.constant *= std::exp(shift);
-  tree.log_constant += shift;
+  if (may_have_lost) engine.cg->growth += change.growth - tree.step_log_constant;
+  tree.step_constant *= before * std::exp(change.shift);
+  tree.step_log_constant += log_before + change.shift;
+  tree.constant *= std::exp(change.shift);
+  tree.log_constant += change.shift;
   return tv_status_none;
 }
+
+// From the present tables, or from the potentials when there are none, to the entered evidence.
+tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equilibrium_t equilibrium,
+                               tv_evidence_mode_t mode) {
+  TreeEngine& engine = engine_of(tree);
+  start_step(tree);
+  if (mode == tv_evidence_normal)
+    enter_normal(tree, equilibrium);
+  else
+    enter_for_fast_retraction(tree, equilibrium);
+  const Sweep sweep = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
+  const bool starts_anew = sweep.first && !root;
+  if (tv_status_t status = starts_anew ? propagate_anew(sweep) : propagate_on(sweep, root)) return status;
+  return engine.cg ? propagate_values(tree, root) : tv_status_none;
+}
+
+// The densities of values may be so far apart that entries of the tables underflow. One that has grown by no
+// more than this since then is still far below single precision; beyond it the tables are made anew.
+constexpr double kHarmlessGrowth = 46.0;  // the logarithm of 1e20
 
 // Leaves the tree valid, however the work was left.
 class Recovery {
@@ -235,15 +254,13 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
     recovery.dismiss();
     return tv_status_none;
   }
-  start_step(tree);
-  if (mode == tv_evidence_normal)
-    enter_normal(tree, equilibrium);
-  else
-    enter_for_fast_retraction(tree, equilibrium);
-  const Sweep sweep = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
-  const bool starts_anew = sweep.first && !root;
-  if (tv_status_t status = starts_anew ? propagate_anew(sweep) : propagate_on(sweep, root)) return status;
-  if (tv_status_t status = propagate_values(tree, root)) return status;
+  const bool may_have_lost = engine.cg && engine.cg->incorporated;
+  tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);
+  if (may_have_lost && (status || engine.cg->growth > kHarmlessGrowth)) {
+    if (tv_status_t reset = _tv_jt_reset_inference_engine(tree, ResetForm::full)) return reset;
+    status = propagate_evidence(tree, root, equilibrium, mode);
+  }
+  if (status) return status;
   note_success(tree, equilibrium, mode);
   update_expected_utilities(tree, engine.pending);
   recovery.dismiss();

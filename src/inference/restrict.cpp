@@ -175,7 +175,9 @@ void forget_tables(TreeEngine& engine) noexcept {
   }
   if (!engine.cg) return;
   engine.cg->incorporated = false;
+  engine.cg->growth = 0.0;
   ++engine.cg->round;
+  ++engine.cg->resets;
 }
 
 }  // namespace tv
