@@ -416,4 +416,55 @@ TEST_F(Program, HostsInCAndInCppRun) {
             "P(rain | wet_lawn = no) = 0.1187\n");
 }
 
+TEST_F(Program, ConvertsBetweenFormats) {
+  const std::string once = path("once.net"), twice = path("twice.net");
+  EXPECT_EQ(0, tarvo("convert chest.net '" + once + "'").exit_code);
+  EXPECT_EQ(0, tarvo("convert '" + once + "' '" + twice + "'").exit_code);
+  EXPECT_EQ(read_file(once), read_file(twice));
+  EXPECT_EQ(0u, read_file(once).find("net\n{\n    node_size = (100 40);\n"));
+  for (const char* name : {"chest.bif", "chest.xml"}) {
+    const std::string other = path(name);
+    EXPECT_EQ(0, tarvo("convert chest.net '" + other + "'").exit_code);
+    const Outcome beliefs = tarvo("beliefs '" + other + "' -e dyspnoea=yes -n smoker --format csv");
+    EXPECT_EQ(tarvo("beliefs chest.net -e dyspnoea=yes -n smoker --format csv").output, beliefs.output);
+  }
+  const Outcome bif = tarvo("convert sprinkler.net - --to bif");
+  EXPECT_EQ(0, bif.exit_code);
+  EXPECT_NE(bif.output.npos, bif.output.find("probability ( rain | cloudy ) {\n  (yes) 0.8, 0.2;\n"));
+  EXPECT_NE(0, tarvo("convert cellar.net - --to bif").exit_code);
+  const std::string broken = write("broken.bif", "variable A {\n type discrete [ 2 ] { x };\n}\n");
+  const Outcome refused = tarvo("convert '" + broken + "' -");
+  EXPECT_EQ(1, refused.exit_code);
+  EXPECT_EQ("tarvo: " + broken + ":2: \"A\" has 1 states instead of 2\n", refused.errors);
+  EXPECT_EQ(1, tarvo("convert chest.net /nowhere/at/all.net").exit_code);
+}
+
+TEST_F(Program, PrintsTables) {
+  EXPECT_EQ(
+      "tuberculosis_or_cancer  bronchitis  yes   no\n"
+      "yes                     yes         0.9  0.1\n"
+      "yes                     no          0.7  0.3\n"
+      "no                      yes         0.8  0.2\n"
+      "no                      no          0.1  0.9\n",
+      tarvo("tables chest.net dyspnoea").output);
+  EXPECT_EQ("yes,no\n0.5,0.5\n", tarvo("tables chest.net smoker --format csv").output);
+  const std::string file =
+      write("mixed.net",
+            "node A { states = (\"a\" \"b\"); } continuous node X {} continuous node Y {}\n"
+            "potential (Y | A X) { data = (normal (1 - 0.5 * X, 2) normal (0, 1)); }\n");
+  EXPECT_EQ("A,intercept,* X,variance\na,1,-0.5,2\nb,0,0,1\n",
+            tarvo("tables '" + file + "' Y --format csv 2>/dev/null").output);
+  EXPECT_EQ(1, tarvo("tables chest.net smoke").exit_code);
+}
+
+TEST_F(Program, TakesEvidenceFromACaseFile) {
+  const std::string file = write("evidence.case", "dyspnoea: \"yes\"\nsmoker: (1 0)\n");
+  EXPECT_EQ(tarvo("beliefs chest.net -e dyspnoea=yes -l smoker=1,0 --format csv").output,
+            tarvo("beliefs chest.net --case '" + file + "' --format csv").output);
+  const std::string broken = write("broken.case", "\ndyspnoea: maybe\n");
+  const Outcome refused = tarvo("beliefs chest.net --case '" + broken + "'");
+  EXPECT_EQ(1, refused.exit_code);
+  EXPECT_EQ(0u, refused.errors.find(broken + ":2: illegal token\n"));
+}
+
 }  // namespace

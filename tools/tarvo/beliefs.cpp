@@ -42,6 +42,7 @@ void check_options(const Network& network, const BeliefsOptions& options) {
 // that propagation comes first, whatever kind of beliefs is asked for.
 Answers propagate(const Network& network, const BeliefsOptions& options) {
   tv_domain_t* domain = network.domain();
+  if (!options.case_file.empty()) enter_case_file(network, options.case_file);
   for (const Finding& finding : options.findings) enter(network, finding);
   expect(tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal), network.file());
   Answers answers;

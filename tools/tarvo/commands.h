@@ -29,7 +29,8 @@ struct BeliefsOptions {
   size_t threads = 1;
   std::optional<size_t> memory_limit;  // bytes; four fifths of the physical memory when not given
   Format format = Format::kText;
-  std::string trace;  // file for the trace of the compilation; none when empty
+  std::string case_file;  // with evidence; none when empty
+  std::string trace;      // file for the trace of the compilation; none when empty
 };
 
 // What a propagation of the evidence has shown.
@@ -47,5 +48,10 @@ void print(const Network& network, const BeliefsOptions& options, const Answers&
 
 ExitCode show_info(const std::string& file, const std::string& method);  // a method's name or "all"
 ExitCode check(const std::string& file);
+
+// Formats by name, empty for what the names of the files say; "-" stands for the standard output.
+ExitCode convert(const std::string& from, const std::string& to, const std::string& from_format,
+                 const std::string& to_format);
+ExitCode show_table(const std::string& file, const std::string& node, Format format);
 
 }  // namespace program

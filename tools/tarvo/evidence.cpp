@@ -101,4 +101,9 @@ void enter(const Network& network, const Finding& finding) {
     expect(tv_node_enter_finding(node, state, finding.likelihood[state]), subject);
 }
 
+void enter_case_file(const Network& network, const std::string& file) {
+  MessagePrinter printer{file};
+  expect(tv_domain_parse_case(network.domain(), file.c_str(), print_message, &printer), file);
+}
+
 }  // namespace program

@@ -22,6 +22,9 @@ void expect_distinct_nodes(const std::vector<Finding>& findings);
 
 void enter(const Network& network, const Finding& finding);
 
+// What a case file says; its messages go to the error stream.
+void enter_case_file(const Network& network, const std::string& file);
+
 // Of a finding on a continuous node. Fails for what is no number.
 double observed_value(const Network& network, const Finding& finding);
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "files.h"
 #include "memory.h"
 #include "suggest.h"
 
@@ -23,7 +24,9 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* description, 
                       std::string& file) {
   CLI::App* command = app.add_subcommand(name, description);
   command->footer(std::string("Examples:\n") + examples + "\n\n" + kExitCodes);
-  command->add_option("FILE", file, "network in the NET language")->required()->type_name("");
+  command->add_option("FILE", file, "network (NET; BIF or XMLBIF by the end of its name)")
+      ->required()
+      ->type_name("");
   return command;
 }
 
@@ -59,6 +62,8 @@ int run(int argc, char** argv) {
   add_repeated(beliefs, "-l,--likelihood", likelihoods, "NODE=v1,v2,...",
                "enter a likelihood, one value a state (repeatable)");
   add_repeated(beliefs, "-n,--node", options.nodes, "NODE", "print this node only (repeatable)");
+  beliefs->add_option("--case", options.case_file, "read evidence from a case file, before -e and -l")
+      ->type_name("FILE");
   beliefs->add_flag("--max", options.max, "beliefs of the most probable configurations instead of sums");
   beliefs->add_flag("--fast-retraction", options.fast_retraction,
                     "leave each node's own evidence out of its belief");
@@ -99,10 +104,38 @@ int run(int argc, char** argv) {
       add_command(app, "check", "Print every message of the parser and the report on potentials",
                   "  tarvo check examples/chest.net", check_file);
 
-  for (CLI::App* command : {beliefs, info, check_command})
+  std::string convert_from, convert_to, from_format, to_format;
+  CLI::App* convert_command =
+      add_command(app, "convert", "Rewrite a network in one fixed layout, or in another format",
+                  "  tarvo convert old.net new.net\n"
+                  "  tarvo convert alarm.bif alarm.net\n"
+                  "  tarvo convert examples/chest.net - --to xmlbif",
+                  convert_from);
+  convert_command->add_option("OUT", convert_to, "file to write, or - for the standard output")
+      ->required()
+      ->type_name("");
+  convert_command->add_option("--from", from_format, "format of FILE (default: by the end of its name)")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember(kFormats));
+  convert_command->add_option("--to", to_format, "format of OUT (default: by the end of its name)")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember(kFormats));
+
+  std::string tables_file, tables_node, tables_format = "text";
+  CLI::App* tables = add_command(app, "tables", "Print the table of a node",
+                                 "  tarvo tables examples/chest.net dyspnoea\n"
+                                 "  tarvo tables examples/chest.net dyspnoea --format csv",
+                                 tables_file);
+  tables->add_option("NODE", tables_node, "the node")->required()->type_name("");
+  tables->add_option("--format", tables_format, "form of the output")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember(std::vector<std::string>{"text", "csv"}))
+      ->capture_default_str();
+
+  for (CLI::App* command : {beliefs, info, check_command, convert_command, tables})
     command->set_version_flag("--version", std::string("tarvo ") + tv_get_version());
 
-  const std::vector<std::string> commands = {"beliefs", "info", "check"};
+  const std::vector<std::string> commands = {"beliefs", "info", "check", "convert", "tables"};
   if (argc > 1 && argv[1][0] != '-' && std::find(commands.begin(), commands.end(), argv[1]) == commands.end())
     throw Failure(kWrongUsage,
                   std::string("there is no command \"") + argv[1] + "\"" + did_you_mean(argv[1], commands));
@@ -113,6 +146,9 @@ int run(int argc, char** argv) {
   }
   if (*info) return show_info(info_file, info_method);
   if (*check_command) return check(check_file);
+  if (*convert_command) return convert(convert_from, convert_to, from_format, to_format);
+  if (*tables)
+    return show_table(tables_file, tables_node, tables_format == "csv" ? Format::kCsv : Format::kText);
   for (const std::string& text : observations) options.findings.push_back(parse_observation(text));
   for (const std::string& text : likelihoods) options.findings.push_back(parse_likelihood(text));
   expect_distinct_nodes(options.findings);

@@ -3,15 +3,10 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "files.h"
 #include "suggest.h"
 
 namespace program {
-namespace {
-
-struct MessagePrinter {
-  const std::string& file;
-  size_t count = 0;
-};
 
 void print_message(size_t line, const char* message, void* data) {
   auto& printer = *static_cast<MessagePrinter*>(data);
@@ -19,18 +14,20 @@ void print_message(size_t line, const char* message, void* data) {
   std::fprintf(stderr, "%s:%zu: %s\n", printer.file.c_str(), line, message);
 }
 
-}  // namespace
-
 void fail_with_status(const std::string& subject) {
   const unsigned code = static_cast<unsigned>(tv_error_code());
   throw Failure(kFailed, subject + ": " + tv_error_name(code) + ": " + tv_error_description(code));
 }
 
-Network::Network(const std::string& file) : file_(file) {
+Network::Network(const std::string& file, const std::string& format) : file_(file) {
   std::error_code unreadable;
   if (std::filesystem::is_directory(file, unreadable)) throw Failure(kFailed, file + ": is a folder");
   MessagePrinter printer{file_};
-  domain_.reset(tv_net_parse_domain(file.c_str(), print_message, &printer));
+  const std::string written_in = format.empty() ? format_of(file) : format;
+  if (written_in == "net")
+    domain_.reset(tv_net_parse_domain(file.c_str(), print_message, &printer));
+  else
+    domain_.reset(read_other_format(file, written_in));
   if (!domain_) fail_with_status(file);
   messages_ = printer.count;
   for (tv_node_t* node = tv_domain_get_first_node(domain()); node; node = tv_node_get_next(node))
@@ -54,6 +51,13 @@ std::vector<std::string> state_names(const tv_node_t* node) {
   for (size_t state = 0; state < tv_node_get_number_of_states(node); ++state)
     names.push_back(state_name(node, state));
   return names;
+}
+
+std::string csv_text(const std::string& field) {
+  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+  std::string text = "\"";
+  for (char c : field) text += c == '"' ? std::string("\"\"") : std::string(1, c);
+  return text + '"';
 }
 
 }  // namespace program

@@ -27,10 +27,18 @@ inline void expect(tv_status_t status, const std::string& subject) {
   if (status != tv_status_none) fail_with_status(subject);
 }
 
+// Prints the messages of a reader to the error stream as "FILE:LINE: message", and counts them.
+struct MessagePrinter {
+  const std::string& file;
+  size_t count = 0;
+};
+void print_message(size_t line, const char* message, void* printer);
+
 class Network {
  public:
-  // Reads `file`; every message of the parser goes to the error stream as "FILE:LINE: message".
-  explicit Network(const std::string& file);
+  // Reads `file`, in the format that its name tells unless one is given; every message goes to the error
+  // stream.
+  explicit Network(const std::string& file, const std::string& format = "");
 
   tv_domain_t* domain() const { return domain_.get(); }
   const std::string& file() const { return file_; }
@@ -76,5 +84,8 @@ inline bool is_continuous(const tv_node_t* node) { return tv_node_get_kind(node)
 // The label of a state, or "#index" for a state without one.
 std::string state_name(const tv_node_t* node, size_t state);
 std::vector<std::string> state_names(const tv_node_t* node);
+
+// A field of a CSV file, between quotes where it needs them.
+std::string csv_text(const std::string& field);
 
 }  // namespace program

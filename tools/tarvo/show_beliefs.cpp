@@ -239,13 +239,6 @@ void print_json(const Network& network, const BeliefsOptions& options, const Ans
 
 // ---- CSV ----
 
-std::string quoted(const std::string& field) {
-  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
-  std::string text = "\"";
-  for (char c : field) text += c == '"' ? std::string("\"\"") : std::string(1, c);
-  return text + '"';
-}
-
 // One row a state, and one for each figure of a continuous node; the figures of the whole network stand in
 // rows without a node.
 void print_csv(const Network& network, const BeliefsOptions& options, const Answers& answers) {
@@ -262,7 +255,7 @@ void print_csv(const Network& network, const BeliefsOptions& options, const Answ
     }
     const std::vector<tv_number_t> beliefs = beliefs_of(node);
     for (size_t state = 0; state < beliefs.size(); ++state)
-      std::printf("%s,%s,%s\n", tv_node_get_name(node), quoted(state_name(node, state)).c_str(),
+      std::printf("%s,%s,%s\n", tv_node_get_name(node), csv_text(state_name(node, state)).c_str(),
                   shortest(beliefs[state]).c_str());
   }
   std::printf(",probability_of_evidence,%s\n", shortest(answers.probability).c_str());
