@@ -10,12 +10,6 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-// Positions are whole numbers; what lies beyond their range is as far away as they get.
-long to_coordinate(double number) noexcept {
-  constexpr double limit = 9007199254740992.0;
-  return static_cast<long>(std::fmax(-limit, std::fmin(number, limit)));
-}
-
 bool is_numeric(const Node& node) noexcept {
   return node.subtype == tv_subtype_number || node.subtype == tv_subtype_interval;
 }

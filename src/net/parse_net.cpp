@@ -25,7 +25,8 @@ std::unique_ptr<Domain> parse_domain(Lexer& lexer) {
     const CLocale locale;
     if (!locale.selected()) return current_status();
     domain = std::make_unique<Domain>();
-    return NetParser(lexer, *domain).parse();
+    NetParser parser(lexer, *domain);
+    return uses_older_language(lexer.lookahead()) ? parser.parse_older() : parser.parse();
   });
   if (status) {
     domain.reset();

@@ -28,13 +28,15 @@ const Declaration* find_declaration(std::string_view keyword) {
   return nullptr;
 }
 
-// Sizes are whole numbers; what lies beyond their range is as large as they get.
-size_t to_size(double number) noexcept {
-  constexpr double limit = 9007199254740992.0;
-  return static_cast<size_t>(std::fmin(number, limit));
-}
+constexpr double kLargestWhole = 9007199254740992.0;
 
 }  // namespace
+
+size_t to_size(double number) noexcept { return static_cast<size_t>(std::fmin(number, kLargestWhole)); }
+
+long to_coordinate(double number) noexcept {
+  return static_cast<long>(std::fmax(-kLargestWhole, std::fmin(number, kLargestWhole)));
+}
 
 tv_status_t NetParser::fail(const std::string& message) {
   // The lexer has reported its own troubles, and knows their status.

@@ -20,6 +20,10 @@ struct ParsedNode {
   bool is_boolean = false;    // set as its subtype when the block is complete
   bool has_potential = false;
   size_t potential = 0;  // the last potential that names the node, counted from 1
+
+  // In the older language, the lines where the node was first used as a parent, defined, and given states; 0
+  // where that is still to come.
+  size_t used_line = 0, defined_line = 0, states_line = 0;
 };
 
 class NetParser {
@@ -27,6 +31,8 @@ class NetParser {
   NetParser(Lexer& lexer, Domain& domain) noexcept : lexer_(lexer), domain_(domain) {}
 
   tv_status_t parse();  // a whole description into an empty domain
+
+  tv_status_t parse_older();  // the same in the older language
 
   // Nodes and potentials for a domain that has nodes already. After a failure the new nodes are the first of
   // the domain's list, the newest in front, and whoever called takes them out.
@@ -97,6 +103,15 @@ class NetParser {
   tv_status_t parse_mean(const NodeList& continuous, std::vector<double>& block);
   tv_status_t parse_term(double sign, const NodeList& continuous, std::vector<double>& block);
 
+  // The older language (older_language.cpp).
+  tv_status_t parse_older_header();
+  tv_status_t parse_older_definition();
+  tv_status_t parse_older_parents(Node& node, NodeList& parents);
+  tv_status_t parse_older_display(Node& node);
+  tv_status_t check_older_count(Node& node, size_t count);
+  tv_status_t check_older_nodes();
+  tv_status_t find_older_node(Node*& node);
+
   // Pieces that all of them share (parser.cpp).
   template <class ParseValue>
   tv_status_t parse_block(ParseValue parse_value);
@@ -119,7 +134,17 @@ class NetParser {
   bool adds_nodes_ = false;         // to a domain that has nodes
   size_t old_nodes_ = 0;            // how many it had
   size_t potential_count_ = 0;
+  bool is_older_ = false;      // the text is in the older language
+  double position_scale_ = 1;  // of its positions
 };
+
+// Whether a text is in the older language: it starts with a number, or with a name that is no keyword, then
+// perhaps more names, and a parenthesis.
+bool uses_older_language(std::string_view text) noexcept;
+
+// Whole numbers from doubles; what lies beyond their range is as far away as they get.
+size_t to_size(double number) noexcept;
+long to_coordinate(double number) noexcept;
 
 // `{ (NAME = value ;)* }`, the values by `parse_value(name)`.
 template <class ParseValue>

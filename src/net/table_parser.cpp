@@ -75,7 +75,7 @@ tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node* 
   size_t size = 1;
   bool all_known = true;
   for (const Node* node : discrete) {
-    const bool known = parsed(*node).states_known;
+    const bool known = parsed(*node).states_known && !is_older_;
     state_counts.push_back(known ? node->number_of_states : 0);
     size = size_multiply(size, node->number_of_states);
     all_known &= known;
@@ -93,6 +93,8 @@ tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node* 
   for (size_t i = 0; i < discrete.size(); ++i) {
     Node& node = *discrete[i];
     const size_t count = text.state_counts[i] ? text.state_counts[i] : node.number_of_states;
+    if (is_older_)
+      if (tv_status_t status = check_older_count(node, count)) return status;
     if (count != node.number_of_states)
       if (tv_status_t status = set_number_of_states(node, count)) return status;
     parsed(node).states_known = true;
@@ -113,6 +115,7 @@ tv_status_t NetParser::parse_table_text(TableText& text, size_t size) {
   if (levels == 0 && !next_is('(')) return parse_numbers(text, 1);
   if (tv_status_t status = expect('(')) return status;
   if (levels > 1 && next_is('(')) return parse_nested(text);
+  if (levels > 1 && is_older_) return expect('(');
   // A single node whose states nobody has counted has as many as there are numbers.
   const bool is_open = levels == 1 && text.state_counts[0] == 0;
   if (tv_status_t status = is_open ? parse_open_list(text) : parse_numbers(text, size)) return status;

@@ -133,6 +133,11 @@ bool Lexer::refill() {
   return count > 0;
 }
 
+std::string_view Lexer::lookahead() {
+  if (cursor_ == end_) refill();
+  return {cursor_, static_cast<size_t>(end_ - cursor_)};
+}
+
 int Lexer::peek_character() {
   if (cursor_ == end_ && !refill()) return -1;
   return static_cast<unsigned char>(*cursor_);

@@ -77,6 +77,11 @@ class Lexer {
   double number() const noexcept { return number_; }
 
   size_t position() const noexcept;
+  size_t line() const noexcept { return line_; }
+
+  // What comes next as far as it is at hand: the text, or the first piece of the stream. For a look at the
+  // beginning, before the first token.
+  std::string_view lookahead();
   void report_error(const char* message) noexcept;
   void report_warning(const char* message) noexcept;  // the message begins with "warning: "
   size_t error_count() const noexcept { return error_count_; }
