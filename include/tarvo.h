@@ -1097,9 +1097,9 @@ TV_API void* tv_model_get_user_data(const tv_model_t* model);
  * probability distribution. Expressions are trees: a leaf is a number, a label, a truth value or a node, and
  * a composite has an operator and its operands.
  *
- * A composite holds its operands and a model holds its expressions: deleting what is held does nothing. An
- * expression that nobody holds is yours, to be released with tv_expression_delete. An expression must not
- * outlive its nodes; those that models hold are looked after.
+ * A composite holds its operands and a model holds its expressions: deleting what is held does nothing, and
+ * what its last holder gives up is gone. An expression that nobody holds is yours, to be released with
+ * tv_expression_delete. An expression must not outlive its nodes; those that models hold are looked after.
  *
  * Types: arithmetic and the parameters of distributions take numbers; `and`, `or`, `not` and conditions take
  * truth values; a comparison takes operands of one type. What a discrete node stands for hangs on its subtype
@@ -1252,6 +1252,25 @@ TV_API tv_status_t tv_model_set_number_of_samples_per_interval(tv_model_t* model
 
 /** The number of sample points per interval. */
 TV_API size_t tv_model_get_number_of_samples_per_interval(const tv_model_t* model);
+
+/**
+ * Generates a node's table from its model now, unless it agrees with the model already. Compiling and
+ * propagating do this by themselves. What is done, and what is wrong, is written to the domain's log.
+ *
+ * Fails, leaving the table as it was: usage - no model, or a real-valued function node; invalid_expression -
+ * an expression is missing or does not suit the node, or gives a value that is none of its states;
+ * invalid_state_values - of the node or a parent; insufficient_state_range - the states do not cover the
+ * distribution; inappropriate_arguments - of a function or a distribution; division_by_zero;
+ * computation_failed - no finite number; invalid_probability_potential; not_compiled, no_equilibrium - the
+ * table hangs on results that are not there; io - the log could not be written.
+ */
+TV_API tv_status_t tv_node_generate_table(tv_node_t* node);
+
+/**
+ * Generates the tables of all nodes with models that have changed, in the order of the domain's nodes, and
+ * stops at the first failure. Fails like tv_node_generate_table.
+ */
+TV_API tv_status_t tv_domain_generate_tables(tv_domain_t* domain);
 
 /** @} */
 
@@ -1922,10 +1941,15 @@ TV_API double tv_node_get_variance_of_utility(const tv_node_t* node);
 TV_API double tv_domain_get_expected_utility(const tv_domain_t* domain);
 
 /**
- * The value of a real-valued function node, computed from the results of its parents.
+ * The value of a real-valued function node, computed from the results of its parents: a numbered node stands
+ * for its mean, a node with intervals for the mean of their middles, a continuous node for its mean, a
+ * utility node for its expected utility, a function node for its value. Labels, truth values and the states
+ * of model nodes must follow from the evidence.
  *
- * Fails, returning -1.0: usage - any other node; not_compiled; no_equilibrium; no_value - always, in this
- * version, which has no expressions.
+ * Fails, returning -1.0: usage - any other node; not_compiled; no_equilibrium; no_value - the node has no
+ * model; invalid_expression - its expression is missing or does not suit it; computation_failed - a state
+ * does not follow from the evidence, or the result is no finite number; division_by_zero and
+ * inappropriate_arguments - in the expression; invalid_state_values - of a parent.
  */
 TV_API double tv_node_get_value(tv_node_t* node);
 

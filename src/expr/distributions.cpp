@@ -12,6 +12,7 @@ namespace tv {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kLargestExact = 9007199254740992.0;  // 2^53: from here on doubles skip whole numbers
 constexpr double kSmallestMass = std::numeric_limits<double>::min();
 
 // One distribution over one child: what all procedures share.
@@ -267,8 +268,9 @@ struct Counting {
   }
 
   double mass(double first_number, double last_number) noexcept {
-    if (!(first_number <= last_number)) return 0;
-    if (last_number - first_number >= 32) return mass_between(tails(first_number - 1), tails(last_number));
+    if (!(first_number <= last_number) || std::isinf(first_number)) return 0;
+    const bool are_few = last_number - first_number < 32 && last_number < kLargestExact;
+    if (!are_few) return mass_between(tails(first_number - 1), tails(last_number));
     double sum = 0;
     for (double k = first_number; k <= last_number; ++k) sum += mass_at(k);
     return sum;

@@ -38,11 +38,15 @@ tv_status_t new_model(Node& node, const NodeList& model_nodes) {
     model->size = size_multiply(model->size, parent->number_of_states);
   }
   node.model = std::move(model);
+  ++node.domain->model_count;
   mark_stale(*node.model);
   return tv_status_none;
 }
 
-void delete_model(Model& model) noexcept { model.node->model.reset(); }
+void delete_model(Model& model) noexcept {
+  --model.node->domain->model_count;
+  model.node->model.reset();
+}
 
 tv_status_t set_model_expression(Model& model, size_t index, Expression* expression) {
   if (expression) {

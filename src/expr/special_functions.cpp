@@ -20,6 +20,21 @@ double log_gamma(double x) noexcept {
   return ::lgamma_r(x, &sign);  // the plain function writes a global variable
 }
 
+// log Gamma(1 + a), also for an `a` that 1 + a would swallow.
+double log_gamma_of_one_plus(double a) noexcept {
+  if (a > 0.05) return log_gamma(1 + a);
+  constexpr double coefficients[] = {
+      0.0769325164113521915, 0.083353840546109004,
+      0.0909540171458290422, 0.100099457512781809,
+      0.11133426586956469,   0.125509669524743042,
+      0.144049896768846118,  0.16955717699740819,
+      0.207385551028673985,  0.270580808427784548,
+      0.400685634386531428,  0.822467033424113218};  // zeta(k) / k, from k = 13 down to 2
+  double sum = 0;
+  for (const double coefficient : coefficients) sum = coefficient - a * sum;
+  return a * (a * sum - std::numbers::egamma);
+}
+
 // log(n!) less Stirling's formula for it, n > 0.
 double stirling_error(double n) noexcept {
   if (n < 16) {
@@ -99,7 +114,7 @@ double upper_gamma_of_small_shape(double a, double x) noexcept {
     if (next == sum) break;
     sum = next;
   }
-  const double logarithm = a * std::log(x) - log_gamma(1 + a);
+  const double logarithm = a * std::log(x) - log_gamma_of_one_plus(a);
   return -std::expm1(logarithm) - std::exp(logarithm) * a * sum;
 }
 
@@ -135,7 +150,12 @@ bool lower_beta(double a, double b, double x, double y, double& p) noexcept {
 }  // namespace
 
 Tails normal_tails(double z) noexcept {
-  const double outer = 0.5 * std::erfc(std::fabs(z) / std::numbers::sqrt2);
+  // Far out the function is so steep that the rounding of its argument shows: it is put right.
+  constexpr double rest_of_root_two = -9.6672933134529135e-17;
+  const double x = std::fabs(z) / std::numbers::sqrt2;
+  const double excess = std::fma(x, std::numbers::sqrt2, -std::fabs(z)) + x * rest_of_root_two;
+  const double correction = 1 + std::numbers::sqrt2 * x * excess;
+  const double outer = 0.5 * std::erfc(x) * (std::isfinite(correction) ? correction : 1);
   return z < 0 ? Tails{outer, 1 - outer} : Tails{1 - outer, outer};
 }
 

@@ -172,8 +172,3 @@ double tv_node_get_variance(const tv_node_t* node) {
   return tv::mean_or_variance(node, &tv::MeanAndVariance::variance);
 }
 
-double tv_node_get_value(tv_node_t* node) {
-  const tv::Node* source = tv::node_with_results(node, node && tv::is_real_valued_function(*node));
-  if (source) tv::store_status(tv_status_no_value);
-  return -1;
-}

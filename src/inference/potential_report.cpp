@@ -89,7 +89,7 @@ class Inspection {
 };
 
 bool is_to_be_inspected(const Node& node) noexcept {
-  return is_discrete(node) && node.table && has_data(*node.table) && !node.table_checked;
+  return is_discrete(node) && !node.model && node.table && has_data(*node.table) && !node.table_checked;
 }
 
 }  // namespace

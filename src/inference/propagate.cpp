@@ -12,6 +12,7 @@
 #include "inference/evidence.h"
 #include "inference/factored.h"
 #include "inference/messages.h"
+#include "inference/model_tables.h"
 #include "inference/reset.h"
 #include "inference/schedule.h"
 #include "inference/tape_cache.h"
@@ -247,6 +248,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
                                    tv_evidence_mode_t mode) {
   TreeEngine& engine = engine_of(tree);
   Recovery recovery(tree);
+  if (tv_status_t status = refresh_model_tables(tree)) return status;
   if (reset_is_needed(tree, mode)) {
     const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction : ResetForm::full;
     if (tv_status_t status = _tv_jt_reset_inference_engine(tree, form)) return status;

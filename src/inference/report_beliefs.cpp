@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "expr/function_value.h"
 #include "inference/beliefs.h"
 #include "inference/expected_utility.h"
 #include "network/node_operations.h"
@@ -64,8 +65,12 @@ tv_status_t _tv_node_report_beliefs(Node& node, Trace& trace) {
   if (!name) return tv_status_no_memory;
   if (is_continuous(node)) {
     if (tv_status_t status = report_continuous(node, name, trace)) return status;
-  } else if (!is_discrete(node)) {
-    trace.print("\n    %s: N/A\n", name);
+  } else if (is_real_valued_function(node)) {
+    double value;
+    if (FunctionValues().number(node, value))
+      trace.print("\n    %s: N/A\n", name);
+    else
+      trace.print("\n    %s: %s\n", name, NumberText(value).c_str());
   } else if (const ptrdiff_t state = get_inferred_state(node); state >= 0) {
     const size_t inferred = static_cast<size_t>(state);
     trace.print("\n    %s --> %s%s", name, state_text(node, inferred).c_str(),

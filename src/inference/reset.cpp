@@ -13,6 +13,7 @@
 #include "inference/evidence.h"
 #include "inference/factored.h"
 #include "inference/messages.h"
+#include "inference/model_tables.h"
 #include "inference/schedule.h"
 #include "network/node_operations.h"
 #include "inference/utility_engine.h"
@@ -173,7 +174,9 @@ void recover_tree(JunctionTree& tree) noexcept {
 
 tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
   TreeEngine& engine = engine_of(tree);
+  const tv_status_t generated = refresh_own_model_tables(tree);
   recover_tree(tree);
+  if (generated) return generated;
   if (tree.equilibrium == tv_equilibrium_sum) return tv_status_none;  // from the copy
   if (tree.tables_touched) {
     if (engine.cg) forget_all_regressions(*engine.cg);

@@ -59,6 +59,7 @@ void copy_settings(Domain& copy, const Domain& domain) {
   copy.counters = domain.counters;
   copy.cases = domain.cases;
   copy.function_outlets = domain.function_outlets;
+  copy.model_count = domain.model_count;
   copy.grain_size = domain.grain_size;
   copy.concurrency_level = domain.concurrency_level;
   copy.em_concurrency_level = domain.em_concurrency_level;
@@ -130,6 +131,7 @@ Node* clone_node(Node& node) {
   for (Node* parent : node.parents) parent->children.reserve_one_more();
 
   register_tables(copy);
+  if (copy.model) ++domain.model_count;
   for (Node* parent : node.parents) {
     parent->children.push_back(&copy);
     if (parent->category == tv_category_function) ++domain.function_outlets;

@@ -58,6 +58,7 @@ struct tv_domain_s {
   size_t node_width = 80, node_height = 40;
   size_t table_count = 0;       // source of the serial numbers of registered tables
   size_t function_outlets = 0;  // links that leave function nodes
+  size_t model_count = 0;       // nodes with a model
   tv::RandomGenerator random;
 
   // Settings of compilation.

@@ -136,6 +136,7 @@ tv_status_t delete_node(Node& node) {
   }
   if (domain.name_table && node.has_name) domain.name_table->erase(node);
   count_node(node, kOneLess);
+  if (node.model) --domain.model_count;
   --domain.node_count;
   domain.nodes.remove(node);
   return tv_status_none;

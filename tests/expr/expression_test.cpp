@@ -157,9 +157,10 @@ TEST_F(Expressions, NodesGoBeforeTruthValuesAndSignsBelongToNumbers) {
 
 TEST_F(Expressions, CompositesHoldTheirOperands) {
   tv_expression_t* leaf = tv_number_make_expression(1);
-  const ExpressionHandle sum(composite(tv_operator_add, {leaf, leaf}));
-  const ExpressionHandle product(composite(tv_operator_multiply, {leaf, sum.get()}));
-  EXPECT_EQ(tv_expression_delete(leaf), tv_status_none);
+  tv_expression_t* sum = composite(tv_operator_add, {leaf, leaf});
+  const ExpressionHandle product(composite(tv_operator_multiply, {leaf, sum}));
+  EXPECT_EQ(tv_expression_delete(leaf), tv_status_none);  // does nothing
+  EXPECT_EQ(tv_expression_delete(sum), tv_status_none);
   EXPECT_EQ(print(product.get()), "1 * (1 + 1)");
   const ExpressionHandle copy(tv_expression_clone(product.get()));
   EXPECT_EQ(print(copy.get()), "1 * (1 + 1)");

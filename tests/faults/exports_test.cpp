@@ -120,7 +120,8 @@ void with_values(World& w) {
   enter_findings(w.b, {0.5f, 0.25f, 1});
   tv_node_select_state(w.d, 1);
 }
-const char kExpression[] = "if (c == \"a label of some length\", Distribution (1, 2), Distribution (#b, 3))";
+const char kExpression[] =
+    "if (c == \"a label of some length\", Distribution (1, 2), Distribution (#b + 1, 3))";
 void with_expression(World& w) {
   w.expression.reset(tv_domain_string_to_expression(w.domain.get(), kExpression, nullptr, nullptr));
 }
@@ -134,6 +135,19 @@ void with_model(World& w) {
     with_expression(w);
     tv_model_set_expression(tv_node_get_model(w.d), i, w.expression.release());
   }
+}
+// A real-valued function node over a numbered one.
+void with_function(World& w) {
+  tv_node_set_subtype(w.b, tv_subtype_number);
+  for (size_t s = 0; s < 3; ++s) tv_node_set_state_value(w.b, s, static_cast<double>(s));
+  tv_node_t* f = tv_domain_new_node(w.domain.get(), tv_category_function, tv_kind_other);
+  tv_node_set_name(f, "f");
+  tv_node_add_parent(f, w.b);
+  tv_node_t* const none = nullptr;
+  tv_model_t* model = tv_node_new_model(f, const_cast<tv_node_t**>(&none));
+  w.expression.reset(tv_string_to_expression("b + probability (b > 1)", w.domain.get(), nullptr, nullptr));
+  tv_model_set_expression(model, 0, w.expression.release());
+  tv_domain_compile(w.domain.get());
 }
 tv_expression_t* model_expression(World& w) { return tv_model_get_expression(tv_node_get_model(w.d), 0); }
 void triangulated(World& w) { tv_domain_triangulate(w.domain.get(), tv_method_clique_weight); }
@@ -458,6 +472,11 @@ const Case kCases[] = {
        if (!w.expression || tv_model_set_expression(tv_node_get_model(w.d), 1, w.expression.get())) return;
        w.expression.release();
      }},
+    {"tv_node_generate_table", with_model, [](World& w) { tv_node_generate_table(w.d); }},
+    {"tv_domain_generate_tables", with_model, [](World& w) { tv_domain_generate_tables(w.domain.get()); }},
+    {"tv_domain_compile", with_model, [](World& w) { tv_domain_compile(w.domain.get()); }},
+    {"tv_node_get_value", with_function,
+     [](World& w) { w.number = tv_node_get_value(tv_domain_get_node_by_name(w.domain.get(), "f")); }},
     {"tv_node_clone", with_model, [](World& w) { w.node = tv_node_clone(w.d); }},
     {"tv_domain_clone", with_model, [](World& w) { w.made.reset(tv_domain_clone(w.domain.get())); }},
     {"tv_node_delete", with_model, [](World& w) { tv_node_delete(w.b); }},
@@ -580,7 +599,7 @@ const char kWithoutAllocation[] = R"(
   tv_node_set_category tv_node_set_subtype tv_node_touch_table tv_domain_get_elimination_order
   tv_clique_get_probability_table
   tv_node_get_belief tv_node_get_expected_utility tv_node_get_min_utility tv_node_get_max_utility
-  tv_node_get_variance_of_utility tv_domain_get_expected_utility tv_node_get_value tv_node_get_entropy
+  tv_node_get_variance_of_utility tv_domain_get_expected_utility tv_node_get_entropy
   tv_node_get_mean tv_node_get_variance
   tv_expression_is_composite tv_expression_get_operator tv_expression_get_operands tv_expression_get_node
   tv_expression_get_number tv_expression_get_label tv_expression_get_boolean tv_expression_delete
