@@ -54,4 +54,12 @@ ExitCode convert(const std::string& from, const std::string& to, const std::stri
                  const std::string& to_format);
 ExitCode show_table(const std::string& file, const std::string& node, Format format);
 
+struct DecideOptions {
+  std::string file;
+  std::vector<Finding> findings;
+  Format format = Format::kText;
+};
+
+ExitCode decide(const DecideOptions& options);
+
 }  // namespace program

@@ -132,10 +132,25 @@ int run(int argc, char** argv) {
       ->check(CLI::IsMember(std::vector<std::string>{"text", "csv"}))
       ->capture_default_str();
 
-  for (CLI::App* command : {beliefs, info, check_command, convert_command, tables})
+  DecideOptions decide_options;
+  CLI::App* decide_command =
+      add_command(app, "decide", "Print the best policies of decisions, given evidence",
+                  "  tarvo decide examples/wildcatter.net\n"
+                  "  tarvo decide examples/wildcatter.net -e test=yes -e sounding=closed --format json",
+                  decide_options.file);
+  add_repeated(decide_command, "-e,--evidence", observations, "NODE=STATE",
+               "observe a state or make a decision, by label or as #INDEX (repeatable)");
+  add_repeated(decide_command, "-l,--likelihood", likelihoods, "NODE=v1,v2,...",
+               "enter a likelihood, one value a state (repeatable)");
+  decide_command->add_option("--format", format, "form of the output")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember(std::vector<std::string>{"text", "json"}))
+      ->capture_default_str();
+
+  for (CLI::App* command : {beliefs, info, check_command, convert_command, tables, decide_command})
     command->set_version_flag("--version", std::string("tarvo ") + tv_get_version());
 
-  const std::vector<std::string> commands = {"beliefs", "info", "check", "convert", "tables"};
+  const std::vector<std::string> commands = {"beliefs", "info", "check", "convert", "tables", "decide"};
   if (argc > 1 && argv[1][0] != '-' && std::find(commands.begin(), commands.end(), argv[1]) == commands.end())
     throw Failure(kWrongUsage,
                   std::string("there is no command \"") + argv[1] + "\"" + did_you_mean(argv[1], commands));
@@ -152,12 +167,18 @@ int run(int argc, char** argv) {
   for (const std::string& text : observations) options.findings.push_back(parse_observation(text));
   for (const std::string& text : likelihoods) options.findings.push_back(parse_likelihood(text));
   expect_distinct_nodes(options.findings);
+  const Format form = format == "json" ? Format::kJson : format == "csv" ? Format::kCsv : Format::kText;
+  if (*decide_command) {
+    decide_options.findings = options.findings;
+    decide_options.format = form;
+    return decide(decide_options);
+  }
   if (beliefs->count("--memory-limit")) {
     options.memory_limit = parse_memory_size(memory_limit);
     if (!options.memory_limit)
       throw Failure(kWrongUsage, "\"" + memory_limit + "\" is no size; expected 4G or the like");
   }
-  options.format = format == "json" ? Format::kJson : format == "csv" ? Format::kCsv : Format::kText;
+  options.format = form;
   return show_beliefs(options);
 }
 
