@@ -13,6 +13,7 @@
 #include <stdexcept>
 
 #include "continuous.h"
+#include "decisions.h"
 #include "memory.h"
 #include "workload.h"
 
@@ -26,6 +27,7 @@ struct Settings {
   size_t threads = 1;
   bool check = false;
   bool continuous = false;
+  bool decisions = false;
 };
 
 struct DomainDelete {
@@ -269,7 +271,9 @@ int main(int argc, char** argv) {
   app.add_option("--threads", settings.threads, "concurrency level")->check(CLI::PositiveNumber);
   app.add_flag("--check", settings.check, "compare with the reference answers instead of timing");
   app.add_flag("--continuous", settings.continuous, "time generated networks with continuous nodes instead");
+  app.add_flag("--decisions", settings.decisions, "time policy updating on generated networks instead");
   CLI11_PARSE(app, argc, argv);
+  if (settings.decisions) return bench::run_decisions(settings.repeats) ? 0 : 1;
   if (settings.continuous) return bench::run_continuous(settings.repeats, settings.threads) ? 0 : 1;
   return bench::run(settings);
 }
