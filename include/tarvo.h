@@ -53,9 +53,8 @@
  *     other thread depend on, or change, the locale meanwhile. Numbers always use a decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
- * 13. Not there yet. Models and the exact
- *     total-weight triangulation are not available in this version. Where one of them matters, the function
- *     says "fails with tv_status_error in this version".
+ * 13. Not there yet. Models and the exact total-weight triangulation are not available in this version. Where
+ *     one of them matters, the function says "fails with tv_status_error in this version".
  *
  * A complete program
  * ------------------

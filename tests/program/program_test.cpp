@@ -394,10 +394,10 @@ TEST_F(Program, DecideShowsPoliciesAndWhatTheAlternativesLeadTo) {
                                 "potential (d | b a) { data = (1 1 1 1 1 1 1 1 1 0.25 0.25 0.5); }\n"
                                 "potential (u | a d) { data = (1 1 0 2 3 3); }\n");
   EXPECT_NE(tarvo("decide " + tie)
-                .output.find("    b*  a  choice               probability\n"
-                             "    p   x  l or m               0.125\n"
-                             "    p   y  m or r               0.375\n"
-                             "    q   x  l or m               0.125\n"
+                .output.find("    b*  a  choice                        probability\n"
+                             "    p   x  l or m                        0.125\n"
+                             "    p   y  m or r                        0.375\n"
+                             "    q   x  l or m                        0.125\n"
                              "    q   y  m (0.333333) or r (0.666667)  0.375\n"),
             std::string::npos)
       << tarvo("decide " + tie).output;
