@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <numeric>
 
 #include "inference/factored.h"
 #include "inference/findings_marginal.h"
@@ -158,6 +157,12 @@ class Runner {
     return tv_status_none;
   }
 
+  static bool holds_mass(const double* totals, size_t size) noexcept {
+    double mass = 0.0;
+    for (size_t i = 0; i < size && mass < kSuspiciousMass; ++i) mass += totals[i];
+    return mass >= kSuspiciousMass;
+  }
+
   // Brings a clique up to date and forms the outgoing marginal. Where little mass is left of the potentials'
   // product, entries may have been lost on the way: it is then formed again step by step.
   tv_status_t update_and_marginalize(const Item& item, double* totals, size_t size) {
@@ -175,8 +180,7 @@ class Runner {
         run_steps(item, steps(item), item.step_count);
       else
         status = run_in_parts(item, together);
-      if (!can_repeat || item.updates < 2 || std::accumulate(totals, totals + size, 0.0) >= kSuspiciousMass)
-        break;
+      if (!can_repeat || item.updates < 2 || holds_mass(totals, size)) break;
       store_table(work(item));
     }
     work(item).findings.clear();

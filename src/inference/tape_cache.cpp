@@ -45,7 +45,7 @@ class Arena {
 
 const Control* copy_control(Arena& arena, const Control& control, const Shape& shape) noexcept {
   Control* copy = arena.copy(&control, 1);
-  size_t* steps = arena.copy(control.steps, shape.outer);
+  size_t* steps = arena.copy(control.steps, std::min(shape.outer + 1, shape.dimensions));
   Dimension* inner = arena.copy(control.inner, control.inner_count);
   if (copy) {
     copy->steps = steps;

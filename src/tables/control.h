@@ -20,9 +20,10 @@ struct Shape {
   size_t dimensions = 0;
   size_t size = 1;
   size_t outer = 0;  // dimensions outside a block; the rest, of at most kBlockSize entries, lies within
+  size_t part = 1;   // how many indices of the first dimension within go into one block
 };
 
-// Sets `size` and `outer` from the counts.
+// Sets all of it from the counts.
 void measure_shape(Shape& shape) noexcept;
 
 // A shape with counts of its own.

@@ -136,3 +136,18 @@ inline void short_spread(const Op& op, typename Op::TableEntry* x, typename Op::
   for (size_t i = 0; i < rows; ++i, x += stride, y += stride2)
     for (size_t j = 0; j < N; ++j) op.one(x[j], *y);
 }
+
+// Few rows added into one.
+template <size_t N>
+inline void short_along(const Sum&, const float* x, double* y, size_t rows, size_t stride, size_t stride2) {
+  if (stride2 != 0) {
+    for (size_t i = 0; i < rows; ++i, x += stride, y += stride2)
+      for (size_t j = 0; j < N; ++j) y[j] += static_cast<double>(x[j]);
+    return;
+  }
+  double totals[N];
+  for (size_t j = 0; j < N; ++j) totals[j] = 0.0;
+  for (size_t i = 0; i < rows; ++i, x += stride)
+    for (size_t j = 0; j < N; ++j) totals[j] += static_cast<double>(x[j]);
+  for (size_t j = 0; j < N; ++j) y[j] += totals[j];
+}

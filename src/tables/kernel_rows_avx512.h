@@ -170,6 +170,10 @@ template <size_t N>
 inline void repeat_row(const Multiply&, float* x, const float* y, size_t rows) {
   change_packed<N, true>(MultiplyVector{}, x, y, rows);
 }
+template <size_t N>
+inline void repeat_row(const Assign&, float* x, const float* y, size_t rows) {
+  change_packed<N, true>(AssignVector{}, x, y, rows);
+}
 
 // ---- Sums ----
 

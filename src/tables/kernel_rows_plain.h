@@ -28,8 +28,8 @@ inline void short_spread(const Sum&, const float* x, double* y, size_t rows, siz
 }
 
 // One row repeated over many.
-template <size_t N>
-inline void repeat_row(const Multiply& op, float* x, const float* y, size_t rows) {
+template <size_t N, class Op>
+inline void repeat_row(const Op& op, float* x, const float* y, size_t rows) {
   float pattern[N * kBlockRows];
   for (size_t r = 0; r < kBlockRows; ++r)
     for (size_t j = 0; j < N; ++j) pattern[r * N + j] = y[j];

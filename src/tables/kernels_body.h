@@ -7,8 +7,8 @@
 // template argument, so that whole blocks of them fill vectors.
 
 template <size_t N>
-bool repeats(const Dimension& middle) {
-  return middle.stride2 == 0 && middle.stride == N && middle.count >= kBlockRows;
+bool repeats(const Dimension& middle, size_t least) {
+  return middle.stride2 == 0 && middle.stride == N && middle.count >= least;
 }
 
 template <size_t N, class Op>
@@ -18,12 +18,17 @@ inline void along_block(const Op& op, typename Op::TableEntry* x, typename Op::O
 }
 template <size_t N>
 inline void along_block(const Sum& op, const float* x, double* y, const Dimension& middle) {
-  if (repeats<N>(middle)) return sum_columns<N>(x, y, middle.count);
+  if (repeats<N>(middle, kBlockRows)) return sum_columns<N>(x, y, middle.count);
   short_along<N>(op, x, y, middle.count, middle.stride, middle.stride2);
 }
 template <size_t N>
 inline void along_block(const Multiply& op, float* x, const float* y, const Dimension& middle) {
-  if (repeats<N>(middle)) return repeat_row<N>(op, x, y, middle.count);
+  if (repeats<N>(middle, 2)) return repeat_row<N>(op, x, y, middle.count);
+  short_along<N>(op, x, y, middle.count, middle.stride, middle.stride2);
+}
+template <size_t N>
+inline void along_block(const Assign& op, float* x, const float* y, const Dimension& middle) {
+  if (repeats<N>(middle, 2)) return repeat_row<N>(op, x, y, middle.count);
   short_along<N>(op, x, y, middle.count, middle.stride, middle.stride2);
 }
 
