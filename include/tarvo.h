@@ -1343,8 +1343,8 @@ TV_API tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progre
  * tables do not fit, or would exceed the memory limit; invalid_probability_potential - a table has a
  * negative, infinite or NaN entry, or a distribution whose sum is zero or infinite; invalid_evidence - the
  * entered evidence may not be propagated (see tv_domain_propagate); inconsistency_or_underflow - the entered
- * evidence is impossible; io - writing the log failed; error - the progress handler asked to stop. Domains
- * with continuous nodes: fails with tv_status_error in this version.
+ * evidence is impossible; low_density, zero_variance - the entered values have no density (see
+ * tv_domain_propagate); io - writing the log failed; error - the progress handler asked to stop.
  */
 TV_API tv_status_t tv_domain_compile(tv_domain_t* domain);
 

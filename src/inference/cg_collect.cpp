@@ -157,12 +157,17 @@ void forget_all_regressions(CgEngine& engine) noexcept {
   for (CgComponent& component : engine.components) component.changed = true;
 }
 
-void collect_component(CgEngine& engine, size_t component) noexcept {
+tv_status_t collect_component(CgEngine& engine, size_t component, ProgressMeter* progress) noexcept {
   CgComponent& part = engine.components[component];
-  if (part.collected == engine.round) return;
+  if (part.collected == engine.round) return tv_status_none;
   find_possible(engine, part);
-  for (size_t c = part.cliques.size(); c-- > 0;) Collector(engine, engine.cliques[part.cliques[c]]).run();
+  for (size_t c = part.cliques.size(); c-- > 0;) {
+    if (progress)
+      if (tv_status_t status = progress->advance()) return status;
+    Collector(engine, engine.cliques[part.cliques[c]]).run();
+  }
   part.collected = engine.round;
+  return tv_status_none;
 }
 
 }  // namespace tv

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "inference/engine.h"
+#include "network/progress.h"
 #include "tables/cg_block.h"
 
 namespace tv {
@@ -168,7 +169,8 @@ void forget_stale_regressions(CgEngine& engine) noexcept;
 void forget_all_regressions(CgEngine& engine) noexcept;
 
 // Brings the regressions of a component up to date for every configuration that is possible now.
-void collect_component(CgEngine& engine, size_t component) noexcept;
+// Stops, with `error`, only where the host asks for it through `progress`.
+tv_status_t collect_component(CgEngine& engine, size_t component, ProgressMeter* progress = nullptr) noexcept;
 
 // Completes `engine.block` by the factors of configuration `index`, up to the first `count` members. The
 // factors of the shared members have been made.

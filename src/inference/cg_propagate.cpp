@@ -48,12 +48,12 @@ bool has_changed(const CgEngine& engine, const CgPool& pool) noexcept {
 }
 
 // Adds up what the components of a pool have to say about its configurations.
-tv_status_t add_densities(CgEngine& engine, const CgPool& pool) noexcept {
+tv_status_t add_densities(CgEngine& engine, const CgPool& pool, ProgressMeter& progress) noexcept {
   std::fill_n(engine.totals.data(), pool.clique->table.size, 0.0);
   for (size_t c : pool.components) {
     CgComponent& component = engine.components[c];
     if (!holds_evidence(engine, component)) continue;
-    collect_component(engine, c);
+    if (tv_status_t status = collect_component(engine, c, &progress)) return status;
     component.changed = false;
     const CgClique& root = engine.cliques[component.cliques.front()];
     if (tv_status_t status = check_densities(root)) return status;
@@ -118,9 +118,10 @@ void take_in_values(JunctionTree& tree) noexcept {
 
 tv_status_t incorporate_densities(CgEngine& engine, CgIncorporation& result) noexcept {
   if (!engine.incorporated) std::fill(engine.applied.begin(), engine.applied.end(), 0.0);
+  ProgressMeter progress(*engine.tree->domain, "propagation", engine.cliques.size());
   for (const CgPool& pool : engine.pools) {
     if (!has_changed(engine, pool)) continue;
-    if (tv_status_t status = add_densities(engine, pool)) return status;
+    if (tv_status_t status = add_densities(engine, pool, progress)) return status;
     if (tv_status_t status = apply_densities(engine, pool, result)) return status;
     pool.clique->marked = true;
     result.any = true;

@@ -146,7 +146,7 @@ tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
   CgIncorporation change;
   if (tv_status_t status = incorporate_densities(*engine.cg, change)) return status;
   if (!change.any) return tv_status_none;
-  for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
+  for (const Node* node : tree.nodes) compiled(*node).belief_wanted = is_discrete(*node);
   const double before = tree.step_constant, log_before = tree.step_log_constant;
   const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal};
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
@@ -258,7 +258,8 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   }
   const bool may_have_lost = engine.cg && engine.cg->incorporated;
   tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);
-  if (may_have_lost && (status || engine.cg->growth > kHarmlessGrowth)) {
+  const bool stopped = status == tv_status_error;
+  if (may_have_lost && !stopped && (status || engine.cg->growth > kHarmlessGrowth)) {
     if (tv_status_t reset = _tv_jt_reset_inference_engine(tree, ResetForm::full)) return reset;
     status = propagate_evidence(tree, root, equilibrium, mode);
   }

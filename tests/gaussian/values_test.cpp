@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <string>
 
@@ -96,26 +95,6 @@ TEST(Values, MeetTheCopyOfInitialTables) {
   EXPECT_EQ(tv_domain_equilibrium_is(world.domain.get(), tv_equilibrium_sum), 1);
   EXPECT_EQ(tv_node_get_mean(world.reading), mean);
   EXPECT_EQ(tv_domain_cg_evidence_is_propagated(world.domain.get()), 0);
-}
-
-TEST(Values, FollowChangedRegressions) {
-  const Classifier world;
-  tv_node_enter_value(world.reading, 8);
-  ASSERT_EQ(propagate(world.domain), tv_status_none);
-  tv_node_set_coefficient(world.reading, world.feature, 0, -1);
-  ASSERT_EQ(tv_domain_tables_to_propagate(world.domain.get()), 1);
-  ASSERT_EQ(propagate(world.domain), tv_status_none);
-  EXPECT_EQ(wrong_cg_answer(world.domain.get(), kMixtureBounds), "");
-}
-
-TEST(Values, AreNotForMaxOrFastRetraction) {
-  const Classifier world;
-  tv_junction_tree_t* tree = tv_node_get_junction_tree(world.feature);
-  EXPECT_EQ(tv_domain_propagate(world.domain.get(), tv_equilibrium_max, tv_evidence_normal), tv_status_usage);
-  EXPECT_EQ(tv_domain_propagate(world.domain.get(), tv_equilibrium_sum, tv_evidence_fast_retraction),
-            tv_status_usage);
-  EXPECT_EQ(tv_jt_propagate(tree, tv_equilibrium_max, tv_evidence_normal), tv_status_usage);
-  EXPECT_EQ(tv_jt_propagate(tree, tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
 }
 
 // ---- Evidence that is refused ----
@@ -343,24 +322,6 @@ TEST(Distributions, AreTheSameInEveryClique) {
       }
     }
   }
-}
-
-TEST(BeliefReport, GivesMeansOfContinuousNodes) {
-  DomainOwner domain = new_domain();
-  tv_node_t* x = add_continuous(domain.get(), "x", 1.5, 4);
-  add_continuous(domain.get(), "y", 0, 0, {{x, 2}});
-  tv_node_t* z = add_continuous(domain.get(), "z", -3, 0);
-  tv_node_touch_table(z);
-  char text[4096] = {};
-  std::FILE* log = fmemopen(text, sizeof text - 1, "w");
-  tv_domain_set_log_file(domain.get(), log);
-  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
-  tv_domain_set_log_file(domain.get(), nullptr);
-  std::fclose(log);
-  const std::string report = text;
-  EXPECT_NE(report.find("\n    x:\n\tMean: 1.5   Variance: 4   SD: 2\n"), std::string::npos) << report;
-  EXPECT_NE(report.find("\n    y:\n\tMean: 3   Variance: 16   SD: 4\n"), std::string::npos);
-  EXPECT_NE(report.find("\n    z --> -3\n"), std::string::npos);
 }
 
 TEST(Values, RefuseTablesThatAreNoDistributions) {
