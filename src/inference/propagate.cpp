@@ -249,10 +249,12 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   TreeEngine& engine = engine_of(tree);
   Recovery recovery(tree);
   if (tv_status_t status = refresh_model_tables(tree)) return status;
-  if (reset_is_needed(tree, mode)) {
+  const bool is_reset = reset_is_needed(tree, mode);
+  if (is_reset) {
     const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction : ResetForm::full;
     if (tv_status_t status = _tv_jt_reset_inference_engine(tree, form)) return status;
-  } else if (has_nothing_to_do(tree, equilibrium, mode)) {
+  }
+  if ((engine.cg || !is_reset) && has_nothing_to_do(tree, equilibrium, mode)) {
     recovery.dismiss();
     return tv_status_none;
   }

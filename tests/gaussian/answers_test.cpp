@@ -16,6 +16,25 @@ tv_status_t propagate(tv_domain_t* domain) {
   return tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal);
 }
 
+// The same by one of the other ways: tree by tree, or one tree with a clique of it as the root first.
+tv_status_t propagate_somehow(Generator& random, tv_domain_t* domain) {
+  const double way = random.uniform();
+  if (way < 0.15) {
+    for (tv_junction_tree_t* tree = tv_domain_get_first_junction_tree(domain); tree;
+         tree = tv_jt_get_next(tree))
+      if (tv_status_t status = tv_jt_propagate(tree, tv_equilibrium_sum, tv_evidence_normal)) return status;
+    return tv_status_none;
+  }
+  if (way < 0.3) {
+    tv_clique_t* clique = tv_domain_get_first_clique(domain);
+    for (size_t skip = random.below(tv_domain_get_number_of_cliques(domain)); skip > 0; --skip)
+      clique = tv_clique_get_next(clique);
+    if (tv_status_t status = tv_clique_propagate(clique, tv_equilibrium_sum, tv_evidence_normal))
+      return status;
+  }
+  return propagate(domain);
+}
+
 // Changes the evidence of one node. Values and states come from a case that the network may produce, so that
 // they go together; likelihoods are arbitrary.
 void change_one(Generator& random, tv_domain_t* domain, const std::vector<double>& drawn) {
@@ -40,10 +59,10 @@ struct Counts {
 };
 
 // Propagates what is entered and compares. Below e^-60 the library may give up.
-void expect_right_answers(tv_domain_t* domain, Counts& counts) {
+void expect_right_answers(Generator& random, tv_domain_t* domain, Counts& counts) {
   const CgOracle oracle(domain);
   const CgOracle::Answer expected = oracle.answer();
-  const tv_status_t status = propagate(domain);
+  const tv_status_t status = propagate_somehow(random, domain);
   if (!expected.status && expected.log_constant < -60) {
     ++counts.faint;
     EXPECT_TRUE(status == tv_status_none || status == tv_status_low_density ||
@@ -83,10 +102,11 @@ void walk(uint64_t seed, const CgShape& shape, int rounds, Counts& counts) {
     DomainOwner domain = random_cg_network(random, shape);
     const std::vector<double> drawn = draw_case(random, domain.get());
     ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none) << "seed " << seed << " + " << round;
+    if (random.chance(0.15)) tv_domain_save_to_memory(domain.get());
     for (int step = 0; step < 7 && !testing::Test::HasFailure(); ++step) {
       SCOPED_TRACE(testing::Message() << "seed " << seed << " + " << round << ", step " << step
                                       << ", evidence" << evidence_text(domain.get()));
-      expect_right_answers(domain.get(), counts);
+      expect_right_answers(random, domain.get(), counts);
       for (size_t change = 1 + random.below(3); change > 0; --change) change_one(random, domain.get(), drawn);
       if (random.chance(0.1)) tv_domain_reset_inference_engine(domain.get());
       if (random.chance(0.05)) tv_domain_initialize(domain.get());

@@ -151,6 +151,31 @@ TEST(Rules, RegressionsChangeUnderACompiledDomain) {
   EXPECT_EQ(wrong_cg_answer(w.domain.get(), kMixtureBounds), "");
 }
 
+TEST(Rules, AResetAnswersWithoutEvidence) {
+  World w;
+  tv_node_t* b = add_node(w.domain.get(), "B", 2, {w.a}, {0.5f, 0.5f, 0.25f, 0.75f});
+  ASSERT_EQ(tv_domain_compile(w.domain.get()), tv_status_none);
+  for (const bool saved : {false, true}) {
+    if (saved) tv_domain_save_to_memory(w.domain.get());
+    for (const bool touched : {false, true}) {
+      tv_node_enter_value(w.z, 2.0);
+      ASSERT_EQ(propagate(w.domain), tv_status_none);
+      if (touched) tv_node_set_intercept(w.x, 0, saved ? 5 : 3);
+      ASSERT_EQ(tv_domain_initialize(w.domain.get()), tv_status_none);
+      EXPECT_EQ(tv_domain_equilibrium_is(w.domain.get(), tv_equilibrium_sum), 1);
+      EXPECT_EQ(wrong_cg_answer(w.domain.get(), kMixtureBounds), "");
+    }
+  }
+  // The conflict of findings on discrete nodes, before and after a reset: P(a) P(b) / P(a, b).
+  tv_node_select_state(w.a, 0);
+  tv_node_select_state(b, 0);
+  ASSERT_EQ(propagate(w.domain), tv_status_none);
+  EXPECT_NEAR(tv_domain_get_conflict(w.domain.get()), 0.3125 / 0.5, 1e-6);
+  tv_node_select_state(w.a, 1);
+  ASSERT_EQ(propagate(w.domain), tv_status_none);
+  EXPECT_NEAR(tv_domain_get_conflict(w.domain.get()), 0.3125 / 0.25, 1e-6);
+}
+
 TEST(Rules, TheReportAfterCompilationTellsMeansAndSpreads) {
   DomainOwner domain = new_domain();
   tv_node_t* x = add_continuous(domain.get(), "X", 1.25, 4);

@@ -148,6 +148,35 @@ TEST(Stability, AFamilyThatIsNearlyCollinear) {
   }
 }
 
+// A classifier by fifty features. Most features speak for one class, the others so strongly for another one
+// that no single feature may rule a class out before all have spoken.
+TEST(Stability, FeaturesThatContradictEachOther) {
+  for (const double sharpness : {1.0, 0.03, 0.01}) {
+    SCOPED_TRACE(sharpness);
+    Generator random(4);
+    DomainOwner domain = new_domain();
+    tv_node_t* kind = add_node(domain.get(), "kind", 20);
+    std::vector<tv_node_t*> features;
+    for (int i = 0; i < 50; ++i) {
+      features.push_back(add_continuous(domain.get(), nullptr, 0, sharpness, {}, {kind}));
+      for (size_t k = 0; k < 20; ++k) tv_node_set_intercept(features.back(), k, normal_deviate(random));
+    }
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    for (size_t i = 0; i < features.size(); ++i) {
+      const double middle =
+          (tv_node_get_intercept(features[i], 3) + tv_node_get_intercept(features[i], 11)) / 2;
+      const double towards =
+          i % 2 ? tv_node_get_intercept(features[i], 3) : tv_node_get_intercept(features[i], 11);
+      tv_node_enter_value(features[i], middle + 0.4 * (towards - middle));
+    }
+    ASSERT_EQ(propagate(domain.get()), tv_status_none);
+    EXPECT_EQ(wrong_cg_answer(domain.get(), kMixtureBounds), "");
+    for (size_t i = 0; i < features.size(); i += 5) tv_node_retract_findings(features[i]);
+    ASSERT_EQ(propagate(domain.get()), tv_status_none);
+    EXPECT_EQ(wrong_cg_answer(domain.get(), kMixtureBounds), "");
+  }
+}
+
 TEST(Stability, RandomNetworksWithVariancesOfAllSizes) {
   int compared = 0;
   for (uint64_t seed = 1; seed <= 120 && !HasFailure(); ++seed) {
