@@ -29,6 +29,24 @@ struct Outcome {
   bool operator==(const Outcome&) const = default;
 };
 
+inline std::string written(tv_domain_t* domain) {
+  char* text = tv_domain_to_net_string(domain);
+  require(text != nullptr, "every domain can be written");
+  std::string result = text;
+  std::free(text);
+  return result;
+}
+
+// What is written is read, and written again the same. Numbers beyond the range of a table have no text.
+inline void require_round_trip(tv_domain_t* domain) {
+  const std::string text = written(domain);
+  if (text.find("INF") != text.npos || text.find("NAN") != text.npos) return;
+  tv_domain_t* const again = tv_net_parse_from_string(text.c_str(), nullptr);
+  require(again != nullptr, "what was written can be read");
+  require(written(again) == text, "a second writing gives the same text");
+  tv_domain_delete(again);
+}
+
 inline Outcome judge(tv_domain_t* domain) {
   const Outcome outcome{tv_error_code(), std::move(messages)};
   messages.clear();
@@ -45,6 +63,7 @@ inline Outcome judge(tv_domain_t* domain) {
               tv_node_has_experience_table(node) == 1 ? tv_node_get_experience_table(node) : nullptr)
         require(tv_table_get_data(table) != nullptr, "an experience table has data");
     }
+    require_round_trip(domain);
     tv_domain_delete(domain);
   }
   return outcome;

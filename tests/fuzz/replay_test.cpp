@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/net_input.h"
+#include "fuzz/case_input.h"
 
 namespace {
 
@@ -25,12 +25,14 @@ std::vector<std::string> read_seeds(const std::string& folder) {
   return seeds;
 }
 
-void replay(const std::string& text) {
-  fuzz::parse_bytes(reinterpret_cast<const uint8_t*>(text.data()), text.size());
-}
+using Target = void (*)(const uint8_t*, size_t);
 
-TEST(Replay, NetSeedsWholeCutAndSpoilt) {
-  const std::vector<std::string> seeds = read_seeds(TARVO_TEST_FOLDER "/fuzz/corpus/net");
+// Whole, cut and spoilt.
+void replay_seeds(const std::string& folder, Target target) {
+  const auto replay = [target](const std::string& text) {
+    target(reinterpret_cast<const uint8_t*>(text.data()), text.size());
+  };
+  const std::vector<std::string> seeds = read_seeds(std::string(TARVO_TEST_FOLDER "/fuzz/corpus/") + folder);
   ASSERT_FALSE(seeds.empty());
   const std::string spoilers("()[]{}|=;%\"\\.-+e0\n\0\xFF", 20);
   std::mt19937 random(11);
@@ -50,5 +52,8 @@ TEST(Replay, NetSeedsWholeCutAndSpoilt) {
     }
   }
 }
+
+TEST(Replay, NetSeeds) { replay_seeds("net", fuzz::parse_bytes); }
+TEST(Replay, CaseSeeds) { replay_seeds("case", fuzz::parse_case_bytes); }
 
 }  // namespace

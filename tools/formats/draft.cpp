@@ -160,6 +160,8 @@ Draft describe(tv_domain_t* domain) {
     const bool is_utility = variable.category == tv_category_utility;
     if (!is_utility && (!is_discrete || variable.category == tv_category_function))
       throw Error(0, "node \"" + variable.name + "\" is neither discrete nor a utility");
+    if (tv_node_get_model(node) && tv_node_generate_table(node))
+      throw Error(0, "node \"" + variable.name + "\": no table can be made of its model");
     if (is_discrete) variable.states = state_names(node);
     variable.label = tv_node_get_label(node);
     tv_node_get_position(node, &variable.x, &variable.y);

@@ -51,10 +51,22 @@ Row header_of(tv_node_t* node, const std::vector<tv_node_t*>& parents) {
   return header;
 }
 
+// What the library has to say of a model that no table can be made of goes to the error stream.
+void generate(const Network& network, tv_node_t* node, const std::string& subject) {
+  expect(tv_domain_set_log_file(network.domain(), stderr), subject);
+  const tv_status_t status = tv_node_generate_table(node);
+  tv_domain_set_log_file(network.domain(), nullptr);
+  if (status == tv_status_none) return;
+  const unsigned code = static_cast<unsigned>(status);
+  throw Failure(kFailed, subject + ": " + tv_error_name(code) + ": " + tv_error_description(code));
+}
+
 Sheet lay_out(const Network& network, tv_node_t* node) {
+  const std::string subject = network.file() + ": node \"" + tv_node_get_name(node) + "\"";
+  if (tv_node_get_model(node)) generate(network, node, subject);
   tv_table_t* table = tv_node_get_table(node);
   const tv_number_t* data = table ? tv_table_get_data(table) : nullptr;
-  if (!data) fail_with_status(network.file() + ": node \"" + tv_node_get_name(node) + "\"");
+  if (!data) fail_with_status(subject);
   std::vector<tv_node_t*> parents;
   for (tv_node_t* member : each(tv_table_get_nodes(table)))
     if (member != node && is_discrete(member)) parents.push_back(member);
