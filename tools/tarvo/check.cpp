@@ -1,36 +1,12 @@
 // tarvo check: what the parser says of a file, and what the library says of its potentials.
 #include <cstdio>
-#include <cstdlib>
 
 #include "commands.h"
 #include "memory.h"
+#include "trace_text.h"
 
 namespace program {
 namespace {
-
-// The trace of a compilation, kept in memory.
-class TraceText {
- public:
-  TraceText() : stream_(open_memstream(&text_, &size_)) {
-    if (!stream_) throw Failure(kFailed, "no memory for the report");
-  }
-  ~TraceText() {
-    std::fclose(stream_);
-    std::free(text_);
-  }
-  TraceText(const TraceText&) = delete;
-  TraceText& operator=(const TraceText&) = delete;
-  std::FILE* stream() const { return stream_; }
-  std::string text() const {
-    std::fflush(stream_);
-    return {text_, size_};
-  }
-
- private:
-  char* text_ = nullptr;
-  size_t size_ = 0;
-  std::FILE* stream_;
-};
 
 // The section of the trace that begins with `heading`, up to the heading `next` or the end; empty when there
 // is none.

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "trace_text.h"
 
 namespace program {
 namespace {
@@ -53,10 +54,12 @@ Row header_of(tv_node_t* node, const std::vector<tv_node_t*>& parents) {
 
 // What the library has to say of a model that no table can be made of goes to the error stream.
 void generate(const Network& network, tv_node_t* node, const std::string& subject) {
-  expect(tv_domain_set_log_file(network.domain(), stderr), subject);
+  const TraceText trace;
+  expect(tv_domain_set_log_file(network.domain(), trace.stream()), subject);
   const tv_status_t status = tv_node_generate_table(node);
   tv_domain_set_log_file(network.domain(), nullptr);
   if (status == tv_status_none) return;
+  std::fputs(trace.text().c_str(), stderr);
   const unsigned code = static_cast<unsigned>(status);
   throw Failure(kFailed, subject + ": " + tv_error_name(code) + ": " + tv_error_description(code));
 }
