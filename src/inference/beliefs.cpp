@@ -171,4 +171,3 @@ double tv_node_get_mean(const tv_node_t* node) {
 double tv_node_get_variance(const tv_node_t* node) {
   return tv::mean_or_variance(node, &tv::MeanAndVariance::variance);
 }
-

@@ -20,7 +20,7 @@
 namespace tv {
 
 class TapeCache;
-struct CgEngine;  // inference/cg_engine.h
+struct CgEngine;       // inference/cg_engine.h
 struct UtilityEngine;  // inference/utility_engine.h
 
 // A clique's or a separator's table restricted to the states that are fixed.

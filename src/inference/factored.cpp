@@ -63,15 +63,19 @@ void copy_potential(const PotentialPlan& plan) noexcept {
   kernels().assign(nest, count, plan.copy, plan.table()->data.data() + fixed_offset(plan));
 }
 
+float* place_of_message(const CliqueWork& receiver, const LinkPlan& link,
+                        const SeparatorWork& separator) noexcept {
+  return receiver.factored && !link.holds ? link.received : separator.ratio;
+}
+
 void keep_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
                   size_t size) noexcept {
   if (!link.received) return;
-  if (link.holds && receiver.factored) {
-    const Dimension all = {size, 1, 1};
+  const Dimension all = {size, 1, 1};
+  if (!receiver.factored)  // its tape may have been written while it was
+    kernels().assign(&all, 1, link.received, separator.ratio);
+  else if (link.holds)
     kernels().multiply(&all, 1, link.received, separator.ratio);
-  } else {
-    std::copy_n(separator.ratio, size, link.received);
-  }
   link.holds = true;
 }
 

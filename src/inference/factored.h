@@ -30,7 +30,12 @@ void for_each_factor(const CliqueWork& work, Holds holds, ControlOf control_of, 
 // Copies the entries of the potential that agree with the states that are fixed now.
 void copy_potential(const PotentialPlan& plan) noexcept;
 
-// A message becomes a factor of its receiver, or of the factor that came through the same link before.
+// Where a message is to be formed: with the receiver where that needs nothing else, or in the separator.
+float* place_of_message(const CliqueWork& receiver, const LinkPlan& link,
+                        const SeparatorWork& separator) noexcept;
+
+// The message that was formed there becomes a factor of its receiver, or of the factor that came through the
+// same link before.
 void keep_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
                   size_t size) noexcept;
 

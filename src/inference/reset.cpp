@@ -15,8 +15,8 @@
 #include "inference/messages.h"
 #include "inference/model_tables.h"
 #include "inference/schedule.h"
-#include "network/node_operations.h"
 #include "inference/utility_engine.h"
+#include "network/node_operations.h"
 #include "tables/table_operations.h"
 
 namespace tv {

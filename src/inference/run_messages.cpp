@@ -221,8 +221,9 @@ class Runner {
     if (tv_status_t status = update_and_marginalize(item, totals, item.size)) return status;
     if (weighs_findings_) marginalize_onto(here, link, totals);
     SeparatorWork& separator = engine_.separators[link.separator];
+    float* message = place_of_message(item);
     const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
-        totals, separator.old.numbers, separator.ratio, item.size);
+        totals, separator.old.numbers, message, item.size);
     if (sweep_.plain) return keep_message(item), tv_status_none;
     if (tv_status_t status = check_ratio(result, item.has_past)) return status;
     const double mass = sweep_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
@@ -230,9 +231,15 @@ class Runner {
     if (tv_status_t status = _tv_check_norm_factor(result.largest)) return status;
     pass_conflict_on(here, engine_.cliques[link.neighbor], mass);
     note_factor(engine_.cliques[link.neighbor], result.largest);
-    kernels().scale(separator.ratio, item.size, 1.0 / result.largest);
+    kernels().scale(message, item.size, 1.0 / result.largest);
     keep_message(item);
     return tv_status_none;
+  }
+
+  float* place_of_message(const Item& item) const noexcept {
+    const LinkPlan& link = work(item).links[item.link];
+    const CliqueWork& receiver = engine_.cliques[link.neighbor];
+    return tv::place_of_message(receiver, receiver.links[link.back], engine_.separators[link.separator]);
   }
 
   void keep_message(const Item& item) const noexcept {
@@ -289,7 +296,7 @@ class Runner {
     double* totals = engine_.totals.data() + item.totals;
     if (weighs_findings_) marginalize_onto(work(item), link, totals);
     const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
-        totals, separator.old.numbers, separator.ratio, item.size);
+        totals, separator.old.numbers, place_of_message(item), item.size);
     keep_message(item);
     return check_ratio(result, item.has_past);
   }
