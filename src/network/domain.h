@@ -13,8 +13,8 @@
 
 namespace tv {
 
-struct Forest;    // compile/forest.h
-class NameTable;  // network/name_table.h
+struct Forest;         // compile/forest.h
+class NameTable;       // network/name_table.h
 struct LimidAnalysis;  // limid/minimize_limid.h
 
 // How many nodes there are of each category and of each kind.
