@@ -178,22 +178,7 @@ tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equili
 // more than this since then is still far below single precision; beyond it the tables are made anew.
 constexpr double kHarmlessGrowth = 46.0;  // the logarithm of 1e20
 
-// Leaves the tree valid, however the work was left.
-class Recovery {
- public:
-  explicit Recovery(JunctionTree& tree) noexcept : tree_(&tree) {}
-  ~Recovery() {
-    if (tree_) recover_tree(*tree_);
-  }
-  Recovery(const Recovery&) = delete;
-  Recovery& operator=(const Recovery&) = delete;
-  void dismiss() noexcept { tree_ = nullptr; }
-
- private:
-  JunctionTree* tree_;
-};
-
-// The same for all trees of a domain, and for the marks that walking them leaves.
+// Leaves all trees of a domain valid, however the work was left.
 class DomainRecovery {
  public:
   explicit DomainRecovery(Domain& domain) noexcept : domain_(&domain) {}
@@ -247,7 +232,7 @@ tv_status_t reset_all_trees(Domain& domain) {
 tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
                                    tv_evidence_mode_t mode) {
   TreeEngine& engine = engine_of(tree);
-  Recovery recovery(tree);
+  TreeRecovery recovery(tree);
   if (tv_status_t status = refresh_model_tables(tree)) return status;
   const bool is_reset = reset_is_needed(tree, mode);
   if (is_reset) {

@@ -16,6 +16,21 @@ tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form);
 // initial tables that still holds is loaded.
 void recover_tree(JunctionTree& tree) noexcept;
 
+// Leaves the tree valid, however the work on it was left, unless that is finished.
+class TreeRecovery {
+ public:
+  explicit TreeRecovery(JunctionTree& tree) noexcept : tree_(&tree) {}
+  ~TreeRecovery() {
+    if (tree_) recover_tree(*tree_);
+  }
+  TreeRecovery(const TreeRecovery&) = delete;
+  TreeRecovery& operator=(const TreeRecovery&) = delete;
+  void dismiss() noexcept { tree_ = nullptr; }
+
+ private:
+  JunctionTree* tree_;
+};
+
 // Whether the selected states of required instantiations differ from those that the tables were built for.
 bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept;
 

@@ -144,21 +144,6 @@ class PolicyUpdate {
   bool any_change_ = false;
 };
 
-// Takes a tree back to its potentials unless the work on it is finished.
-class TreeRecovery {
- public:
-  explicit TreeRecovery(JunctionTree& tree) noexcept : tree_(&tree) {}
-  ~TreeRecovery() {
-    if (tree_) recover_tree(*tree_);
-  }
-  TreeRecovery(const TreeRecovery&) = delete;
-  TreeRecovery& operator=(const TreeRecovery&) = delete;
-  void dismiss() noexcept { tree_ = nullptr; }
-
- private:
-  JunctionTree* tree_;
-};
-
 bool is_ready(const JunctionTree& tree) noexcept { return holds_marginals(tree) && !tree.tables_touched; }
 
 tv_status_t update_policies(Domain& domain) {

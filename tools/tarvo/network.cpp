@@ -1,5 +1,6 @@
 #include "network.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -58,6 +59,16 @@ std::string csv_text(const std::string& field) {
   std::string text = "\"";
   for (char c : field) text += c == '"' ? std::string("\"\"") : std::string(1, c);
   return text + '"';
+}
+
+size_t display_width(const std::string& text) {
+  return static_cast<size_t>(std::count_if(
+      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+std::string padded(const std::string& text, size_t width) {
+  const size_t used = display_width(text);
+  return text + std::string(used < width ? width - used : 0, ' ');
 }
 
 }  // namespace program

@@ -85,6 +85,10 @@ inline bool is_continuous(const tv_node_t* node) { return tv_node_get_kind(node)
 std::string state_name(const tv_node_t* node, size_t state);
 std::vector<std::string> state_names(const tv_node_t* node);
 
+// Characters on the screen, not bytes; and a text filled up with blanks to so many.
+size_t display_width(const std::string& text);
+std::string padded(const std::string& text, size_t width);
+
 // A field of a CSV file, between quotes where it needs them.
 std::string csv_text(const std::string& field);
 

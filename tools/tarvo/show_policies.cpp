@@ -15,17 +15,6 @@ std::string significant(double number) {
   return text;
 }
 
-// Characters on the screen, not bytes.
-size_t display_width(const std::string& text) {
-  return static_cast<size_t>(std::count_if(
-      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
-}
-
-std::string padded(const std::string& text, size_t width) {
-  const size_t used = display_width(text);
-  return text + std::string(used < width ? width - used : 0, ' ');
-}
-
 std::string heading(tv_node_t* node) {
   const std::string name = tv_node_get_name(node), label = tv_node_get_label(node);
   return label.empty() || label == name ? name : name + "  (" + label + ")";
