@@ -28,7 +28,7 @@ void set_shape(UtilityClique& work) noexcept {
     if (spans) work.shape.counts[dimensions++] = members[m]->number_of_states;
   }
   work.shape.dimensions = dimensions;
-  measure_shape(work.shape);
+  measure_whole_blocks(work.shape);
 }
 
 void plan_link(const UtilityClique& work, UtilityLink& link) noexcept {

@@ -111,6 +111,44 @@ TEST(ExpectedUtility, IsTheSumOverAllConfigurations) {
   EXPECT_GT(propagations, 400u);
 }
 
+TEST(ExpectedUtility, LargeCliquesAreSummedInBlocks) {
+  for (const std::vector<size_t>& states :
+       {std::vector<size_t>(14, 2), {3, 5, 2, 7, 11, 4}, {5000, 3}, {2, 4096, 2}, {2, 3, 1500, 2}}) {
+    Generator random(states.size());
+    const DomainOwner domain = new_domain();
+    std::vector<tv_node_t*> nodes;
+    for (size_t count : states) {
+      const size_t known = std::min<size_t>(nodes.size(), 2);
+      nodes.push_back(add_special(domain.get(), tv_category_chance, nullptr, count,
+                                  {nodes.end() - static_cast<std::ptrdiff_t>(known), nodes.end()}));
+      fill_table(random, nodes.back(), false);
+    }
+    // All nodes together, and each for itself.
+    tv_node_t* choice = add_decision(domain.get(), nullptr, 2, nodes);
+    fill_table(random, choice, false);
+    for (tv_node_t* node : nodes)
+      fill_table(random, add_utility(domain.get(), nullptr, {node, choice}), false);
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    const LimidOracle oracle(domain.get());
+    const double expected = oracle.expected_utility({});
+    EXPECT_NEAR(tv_domain_get_expected_utility(domain.get()), expected, 1e-6 * oracle.magnitude({}));
+    const auto all = [](const tv_node_t*) { return true; };
+    EXPECT_NEAR(tv_node_get_expected_utility(nodes[1], 1),
+                oracle.expectation({}, nullptr, {{nodes[1], 1}}, all), 1e-6 * oracle.magnitude({}));
+    expect_right_clique_tables(domain.get());
+
+    tv_node_select_state(choice, 1);
+    tv_node_select_state(nodes[0], tv_node_get_belief(nodes[0], 1) > 0);
+    ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+    EXPECT_NEAR(tv_domain_get_expected_utility(domain.get()), oracle.expected_utility(oracle.entered()),
+                1e-5 * oracle.magnitude(oracle.entered()));
+    tv_node_retract_findings(choice);
+    ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+    ASSERT_EQ(tv_domain_update_policies(domain.get()), tv_status_none);
+    EXPECT_GE(tv_domain_get_expected_utility(domain.get()), oracle.expected_utility(oracle.entered()));
+  }
+}
+
 // Umbrella: rain 0.3; a forecast; taking it or not.
 struct Umbrella {
   DomainOwner domain = new_domain();
