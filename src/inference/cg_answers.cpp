@@ -151,6 +151,34 @@ class JointMarginal {
   std::vector<size_t> states_, root_states_;
 };
 
+// Of one member in configuration `index`: its regression is followed back to the members shared with the
+// parent, whose factors have been made, and from there to their innovations.
+MeanAndVariance member_moments(CgEngine& engine, const CgClique& clique, size_t index,
+                               size_t position) noexcept {
+  MeanAndVariance result = {0.0, 0.0};
+  double* form = engine.coefficients.data();
+  std::fill_n(form, position + 1, 0.0);
+  form[position] = 1.0;
+  const double* regressions = clique.regressions + index * cg_size_for(clique.count);
+  size_t node = position + 1;
+  while (node > clique.shared) {
+    const double own = form[--node];
+    if (own == 0.0) continue;
+    const double* run = cg_run(regressions, node);
+    result.mean += own * run[0];
+    result.variance += own * own * run[1 + node];
+    for (size_t k = 0; k < node; ++k) form[k] += own * run[1 + k];
+  }
+  const double* factors = clique.factors + index * cg_size_for(clique.shared);
+  for (size_t innovation = 0; innovation < node; ++innovation) {
+    double loading = form[innovation];
+    result.mean += loading * factors[cg_mean_index(innovation)];
+    for (size_t k = innovation + 1; k < node; ++k) loading += form[k] * cg_run(factors, k)[1 + innovation];
+    result.variance += loading * loading * factors[cg_covariance_index(innovation, innovation)];
+  }
+  return result;
+}
+
 }  // namespace
 
 tv_status_t cg_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept {
@@ -167,9 +195,8 @@ tv_status_t cg_mean_and_variance(const Node& node, MeanAndVariance& result) noex
   MixtureMoments moments;
   for (size_t i = 0; i < clique.size; ++i) {
     if (!(engine.weights[i] > 0.0f)) continue;
-    complete_factors(engine, clique, i, position + 1);
-    moments.add(engine.weights[i], engine.block[cg_mean_index(position)],
-                factor_covariance(engine.block.data(), position, position));
+    const MeanAndVariance component = member_moments(engine, clique, i, position);
+    moments.add(engine.weights[i], component.mean, component.variance);
   }
   if (!std::isfinite(moments.mean()) || !std::isfinite(moments.variance())) return tv_status_overflow;
   result = {moments.mean(), moments.variance()};
