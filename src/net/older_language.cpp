@@ -12,9 +12,6 @@
 namespace tv {
 namespace {
 
-constexpr std::string_view kKeywords[] = {"net",     "node",     "continuous", "discrete", "decision",
-                                          "utility", "function", "potential",  "class"};
-
 bool is_letter(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
 bool is_digit(char c) noexcept { return c >= '0' && c <= '9'; }
 bool is_space(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
@@ -44,8 +41,7 @@ bool uses_older_language(std::string_view text) noexcept {
   if (is_digit(text[0])) return true;
   for (bool first = true; !text.empty() && is_letter(text[0]); first = false) {
     const std::string_view name = take_name(text);
-    if (first && std::find(std::begin(kKeywords), std::end(kKeywords), name) != std::end(kKeywords))
-      return false;
+    if (first && is_keyword(name)) return false;
     skip_space(text);
     if (!text.empty() && text[0] == '(') return true;
   }

@@ -66,6 +66,10 @@ void report_failure(Lexer& lexer, tv_status_t status) noexcept {
   lexer.report_error(message);
 }
 
+bool is_keyword(std::string_view word) noexcept {
+  return std::find(kKeywords.begin(), kKeywords.end(), word) != kKeywords.end();
+}
+
 int _tv_string_is_net_description(const char* source) noexcept {
   const char* p = source;
   while (is_space(*p) || *p == '%') {
@@ -76,9 +80,7 @@ int _tv_string_is_net_description(const char* source) noexcept {
   }
   const char* end = p;
   while (*end >= 'a' && *end <= 'z') ++end;
-  const std::string_view word(p, static_cast<size_t>(end - p));
-  const bool is_keyword = std::find(kKeywords.begin(), kKeywords.end(), word) != kKeywords.end();
-  return is_keyword && (is_space(*end) || *end == '{');
+  return is_keyword({p, static_cast<size_t>(end - p)}) && (is_space(*end) || *end == '{');
 }
 
 }  // namespace tv

@@ -138,6 +138,9 @@ class NetParser {
   double position_scale_ = 1;  // of its positions
 };
 
+// Whether an item of a description can begin with the word.
+bool is_keyword(std::string_view word) noexcept;
+
 // Whether a text is in the older language: it starts with a number, or with a name that is no keyword, then
 // perhaps more names, and a parenthesis.
 bool uses_older_language(std::string_view text) noexcept;

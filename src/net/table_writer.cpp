@@ -2,14 +2,15 @@
 
 #include <cmath>
 #include <limits>
-#include <new>
 #include <vector>
 
 #include "network/node_operations.h"
+#include "text/number_text.h"
 
 namespace tv {
 namespace {
 
+constexpr int kValueDigits = 8;
 constexpr double kLargest = std::numeric_limits<double>::max();
 
 bool is_probability(const Table& table) noexcept {
@@ -17,14 +18,14 @@ bool is_probability(const Table& table) noexcept {
          (table.kind == TableKind::node && table.owner->category != tv_category_utility);
 }
 
+std::string number_text(double number) {
+  char text[kNumberRoom];
+  return {text, write_digits(text, number, kValueDigits)};
+}
+
 std::string value_text(double value) {
-  OutputSink sink;
-  write_state_value(sink, value);
-  char* text = sink.release();
-  if (!text) throw std::bad_alloc();
-  std::string result = text;
-  _tv_shrink(text, 0);
-  return result;
+  if (value <= -kLargest) return "-infinity";
+  return value >= kLargest ? "infinity" : number_text(value);
 }
 
 // A state as a comment names it.
@@ -108,7 +109,7 @@ class TableWriter {
     for (size_t i = 0; i < comments_.size(); ++i) sink_.text(comments_[i][states_[i]]);
   }
 
-  void write_entry(size_t index) noexcept {
+  void write_entry(size_t index) {
     if (levels_ > 0) sink_.text(" ");
     if (has_leaves_)
       write_leaf(table_.cg_data.data() + index * table_.cg_size);
@@ -117,7 +118,7 @@ class TableWriter {
   }
 
   // The regression of a continuous node on its continuous parents.
-  void write_leaf(const double* block) noexcept {
+  void write_leaf(const double* block) {
     sink_.text("normal ( ");
     bool empty = true;
     if (const double constant = block[cg_mean_index(0)]; constant != 0) {
@@ -129,8 +130,8 @@ class TableWriter {
       if (coefficient == 0) continue;
       const bool negative = coefficient < 0;
       sink_.text(empty ? (negative ? "-" : "") : (negative ? " - " : " + "));
-      if (std::fabs(coefficient) != 1) {
-        sink_.number(std::fabs(coefficient));
+      if (const std::string factor = number_text(std::fabs(coefficient)); factor != "1") {
+        sink_.text(factor);
         sink_.text(" * ");
       }
       sink_.text(table_.nodes[table_.discrete_count + i]->name);
@@ -163,13 +164,6 @@ void write_table(OutputSink& sink, const Table& table, std::string_view indent) 
   TableWriter(sink, table, indent).write();
 }
 
-void write_state_value(OutputSink& sink, double value) noexcept {
-  if (value <= -kLargest)
-    sink.text("-infinity");
-  else if (value >= kLargest)
-    sink.text("infinity");
-  else
-    sink.number(value);
-}
+void write_state_value(OutputSink& sink, double value) { sink.text(value_text(value)); }
 
 }  // namespace tv

@@ -16,6 +16,6 @@ bool data_fits_on_line(const Table& table) noexcept;
 void write_table(OutputSink& sink, const Table& table, std::string_view indent);
 
 // A value of a state or the bound of an interval.
-void write_state_value(OutputSink& sink, double value) noexcept;
+void write_state_value(OutputSink& sink, double value);
 
 }  // namespace tv

@@ -84,6 +84,19 @@ TEST(Write, LaysOutContinuousNodesAndChains) {
   EXPECT_EQ(text, rewritten(text));
 }
 
+// What is rounded to one is written like one, so that it stays when it is read.
+TEST(Write, RoundsCoefficients) {
+  const std::string text = rewritten(
+      "continuous node X {} continuous node Y {} potential (Y | X) { data = normal (0, 1); }"
+      "potential (X) { data = normal (-1e-30 + 0.9999999999, 1); }");
+  EXPECT_NE(text.npos, text.find("= normal ( 1, 1 );"));
+  const std::string other = rewritten(
+      "continuous node X {} continuous node Y {} potential (Y | X) { data = normal (-0.9999999999 * X, 1); "
+      "}");
+  EXPECT_NE(other.npos, other.find("= normal ( -X, 1 );"));
+  EXPECT_EQ(other, rewritten(other));
+}
+
 TEST(Write, LaysOutModels) {
   const std::string nodes =
       "net\n{\n    node_size = (80 40);\n}\n"
