@@ -195,8 +195,9 @@ void measure(const std::string& name, Model model, size_t repeats, size_t thread
 
 bool run_continuous(size_t repeats, size_t threads) {
   std::printf(
-      "Compile and case in milliseconds; a case retracts, enters evidence, propagates and reads all "
-      "answers.\n"
+      "Compile and case in milliseconds of processor time; a case retracts, enters evidence, propagates and "
+      "reads\n"
+      "all answers.\n"
       "block: continuous nodes of the largest clique. Configurations and numbers (means and covariances) "
       "are\n"
       "those of all cliques; the last two columns divide the case by them, in nanoseconds.\n\n"

@@ -68,7 +68,7 @@ struct CgBounds {
   double scale = 1e-13;
   double log_constant = 1e-6;
 };
-inline constexpr CgBounds kMixtureBounds{1e-5, 1e-5, 1e-6, 1e-5};  // weights in single precision
+inline constexpr CgBounds kMixtureBounds{1e-5, 1e-5, 1e-6, 1e-6};  // weights in single precision
 
 // The first answer of a propagated domain that differs from the oracle's, in words; empty if none does.
 std::string wrong_cg_answer(tv_domain_t* domain, const CgBounds& bounds);
