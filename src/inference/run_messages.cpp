@@ -4,11 +4,13 @@
 #include <cmath>
 #include <numbers>
 
+#include "api/memory.h"
 #include "inference/factored.h"
 #include "inference/findings_marginal.h"
 #include "inference/messages.h"
 #include "network/progress.h"
 #include "tables/number_bounds.h"
+#include "tables/parallel.h"
 
 namespace tv {
 namespace {
@@ -16,6 +18,7 @@ namespace {
 constexpr double kLargestRatioSum = 8.988465674311579e+307;  // 2 to the power 1023
 constexpr double kSuspiciousMass = 5.421010862427522e-20;    // 2 to the power -64
 constexpr size_t kUpdatesTogether = 8;
+constexpr size_t kGrainsForThreads = 100;
 
 class Runner {
  public:
@@ -28,6 +31,7 @@ class Runner {
         weighs_findings_(sweep.mode == tv_evidence_fast_retraction) {}
 
   tv_status_t run() {
+    use_threads_where_they_pay();
     ProgressMeter progress(*engine_.domain, "propagation", tape_.item_count);
     find_potentials();
     engine_.factor_mantissa = 1.0;
@@ -40,6 +44,18 @@ class Runner {
   }
 
  private:
+  // Starting them takes as long as some passes over a large table.
+  void use_threads_where_they_pay() noexcept {
+    if (settings_.concurrency_level == 1) return;
+    size_t work = 0;
+    for (size_t i = 0; i < tape_.item_count; ++i)
+      work = size_add(work, size_multiply(tape_.items[i].shape.size, tape_.items[i].step_count));
+    if (work / kGrainsForThreads < settings_.grain_size)
+      settings_.concurrency_level = 1;
+    else
+      settings_.workers = &workers_;
+  }
+
   tv_status_t run_item(const Item& item) {
     switch (item.kind) {
       case ItemKind::collect:
@@ -329,6 +345,7 @@ class Runner {
   TreeEngine& engine_;
   JunctionTree& tree_;
   ParallelSettings settings_;
+  Workers workers_{settings_.concurrency_level};
   bool weighs_findings_;
 };
 

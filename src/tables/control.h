@@ -74,21 +74,16 @@ struct Step {
   double* target = nullptr;        // of the sums and maxima, which are accumulated into it
 };
 
-// The largest number of leading dimensions that all targets of `steps` have, and their product: the
-// units into which the pass can be split among threads, because each then writes its own entries.
-size_t splittable_units(const Shape& shape, const Step* steps, size_t count) noexcept;
+class Workers;  // tables/parallel.h
 
-// Runs `steps` in order over the part of the table that belongs to units [begin, end) of `units`. Without a
-// table every block is formed in a buffer, the first step assigning it, and forgotten: at most
-// kMostFormingSteps steps.
-void run_pass(const Shape& shape, float* table, const Step* steps, size_t count, size_t units, size_t begin,
-              size_t end) noexcept;
-
-// The same for the whole table, on several threads where that is worth while.
 struct ParallelSettings {
   size_t grain_size = 10000;
   size_t concurrency_level = 1;
+  Workers* workers = nullptr;  // threads that wait for work; without them they are started for each pass
 };
+
+// Runs `steps` in order over a table, on several threads where that is worth while. Without a table every
+// block is formed in a buffer, the first step assigning it, and forgotten: at most kMostFormingSteps steps.
 void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
               const ParallelSettings& settings);
 

@@ -2,8 +2,6 @@
 
 #include "tables/parallel.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 
 #include "api/memory.h"
@@ -11,18 +9,15 @@
 namespace tv {
 namespace {
 
-struct Task {
-  void (*function)(void*, size_t, size_t);
-  void* context;
-  UnitRange range;
-  pthread_t thread;
-  bool started;
-};
+constexpr size_t kLooks = 4000;  // at a value that will change soon, before going to sleep
 
-void* run_task(void* argument) {
-  const Task& task = *static_cast<Task*>(argument);
-  task.function(task.context, task.range.begin, task.range.end);
-  return nullptr;
+// Until the value is another one.
+void await_change(const std::atomic<uint32_t>& value, uint32_t old) noexcept {
+  for (size_t look = 0; look < kLooks; ++look) {
+    if (value.load(std::memory_order_acquire) != old) return;
+    __builtin_ia32_pause();
+  }
+  while (value.load(std::memory_order_acquire) == old) value.wait(old, std::memory_order_acquire);
 }
 
 }  // namespace
@@ -39,18 +34,55 @@ UnitRange units_of_thread(size_t units, size_t threads, size_t t) noexcept {
   return {begin, begin + share + (t < extra)};
 }
 
-void run_on_threads(size_t units, size_t threads, void (*task)(void*, size_t, size_t), void* context) {
-  if (threads <= 1) return task(context, 0, units);
-  std::vector<Task> tasks(threads);
-  for (size_t t = 0; t < threads; ++t)
-    tasks[t] = {task, context, units_of_thread(units, threads, t), {}, false};
-  for (size_t t = 1; t < threads; ++t)
-    tasks[t].started = pthread_create(&tasks[t].thread, nullptr, run_task, &tasks[t]) == 0;
-  run_task(&tasks[0]);
-  for (size_t t = 1; t < threads; ++t) {
-    if (tasks[t].started) pthread_join(tasks[t].thread, nullptr);
-    if (!tasks[t].started) run_task(&tasks[t]);
+Workers::~Workers() {
+  ends_ = true;
+  round_.fetch_add(1, std::memory_order_release);
+  round_.notify_all();
+  for (const Worker& worker : list_) pthread_join(worker.thread, nullptr);
+}
+
+void* Workers::serve(void* worker) {
+  const Worker& self = *static_cast<Worker*>(worker);
+  Workers& workers = *self.workers;
+  for (uint32_t seen = 0;;) {
+    await_change(workers.round_, seen);
+    ++seen;
+    if (workers.ends_) return nullptr;
+    if (self.index < workers.threads_) workers.do_share(self.index);
+    if (workers.working_.fetch_sub(1, std::memory_order_acq_rel) == 1) workers.working_.notify_one();
   }
+}
+
+// Before the first operation, so that every worker sees every round. Those that cannot be started are missing
+// at the end of the list.
+void Workers::start() {
+  list_.reserve(most_ - 1);
+  for (size_t t = 1; t < most_; ++t) {
+    list_.push_back({this, t, {}});
+    if (pthread_create(&list_.back().thread, nullptr, serve, &list_.back()) == 0) continue;
+    list_.pop_back();
+    return;
+  }
+}
+
+void Workers::run(size_t units, size_t threads, ThreadTask task, void* context) {
+  if (round_.load(std::memory_order_relaxed) == 0) start();
+  task_ = task;
+  context_ = context;
+  units_ = units;
+  threads_ = threads;
+  working_.store(static_cast<uint32_t>(list_.size()), std::memory_order_relaxed);
+  round_.fetch_add(1, std::memory_order_release);
+  if (!list_.empty()) round_.notify_all();
+  do_share(0);
+  for (size_t t = list_.size() + 1; t < threads; ++t) do_share(t);
+  for (uint32_t left; (left = working_.load(std::memory_order_acquire)) != 0;) await_change(working_, left);
+}
+
+void run_on_threads(size_t units, size_t threads, ThreadTask task, void* context, Workers* workers) {
+  if (threads <= 1) return task(context, 0, units);
+  if (workers) return workers->run(units, threads, task, context);
+  Workers(threads).run(units, threads, task, context);
 }
 
 }  // namespace tv

@@ -1,0 +1,229 @@
+// Passes: the walk over the blocks of a table, and splitting it over threads.
+//
+// A pass is split along one dimension, so that each thread writes its own entries of every target that has
+// this dimension. Targets without it are small or keep the pass on one thread: each index of the dimension
+// sums into an array of its own, and these are added in order. That is done however many threads there are,
+// so that their number never changes a bit.
+
+#include <algorithm>
+
+#include "tables/control.h"
+#include "tables/parallel.h"
+
+namespace tv {
+namespace {
+
+void run_nest(const Kernels& kernels, const Step& step, const Dimension* nest, size_t count, float* table,
+              size_t offset) noexcept {
+  switch (step.operation) {
+    case Operation::assign:
+      return kernels.assign(nest, count, table, step.operand + offset);
+    case Operation::multiply:
+      return kernels.multiply(nest, count, table, step.operand + offset);
+    case Operation::sum:
+      return kernels.sum(nest, count, table, step.target + offset);
+    case Operation::max:
+      return kernels.max(nest, count, table, step.target + offset);
+  }
+}
+
+void run_block(const Kernels& kernels, const Step& step, float* table, size_t offset) noexcept {
+  run_nest(kernels, step, step.control->inner, step.control->inner_count, table, offset);
+}
+
+// The last block along a dimension that is cut into parts has `rest` indices of it instead of `part`.
+void run_rest(const Kernels& kernels, const Step& step, size_t part, size_t rest, float* table,
+              size_t offset) noexcept {
+  Dimension nest[64];
+  std::copy_n(step.control->inner, step.control->inner_count, nest);
+  nest[0].count = nest[0].count / part * rest;
+  run_nest(kernels, step, nest, step.control->inner_count, table, offset);
+}
+
+size_t parts_of(const Shape& shape) noexcept {
+  return shape.outer < shape.dimensions ? (shape.counts[shape.outer] + shape.part - 1) / shape.part : 1;
+}
+
+// How many indices a walk has to offer along a dimension; the one that is cut into parts offers these.
+size_t count_along(const Shape& shape, size_t dimension) noexcept {
+  return dimension == shape.outer ? parts_of(shape) : shape.counts[dimension];
+}
+
+// Walks the blocks of a table in order, or those with one index along a dimension, keeping the place in the
+// table and every step's offset into its other table.
+class BlockWalk {
+ public:
+  BlockWalk(const Shape& shape, const Step* steps, size_t count) noexcept
+      : shape_(shape), steps_(steps), count_(count), levels_(shape.outer + (parts_of(shape) > 1)) {
+    size_t stride = 1;
+    for (size_t d = shape.dimensions; d-- > shape.outer + 1;) stride *= shape.counts[d];
+    for (size_t d = std::min(shape.outer + 1, shape.dimensions); d-- > 0; stride *= shape.counts[d]) {
+      strides_[d] = stride;
+      position_[d] = 0;
+    }
+    std::fill_n(offsets_, count, 0);
+  }
+
+  void pin(size_t dimension, size_t index) noexcept {
+    pinned_ = dimension;
+    position_[dimension] = index;
+    advance(dimension, static_cast<ptrdiff_t>(index));
+  }
+
+  size_t place() const noexcept { return place_; }
+  size_t offset(size_t step) const noexcept { return offsets_[step]; }
+  size_t part() const noexcept {
+    if (levels_ == shape_.outer) return shape_.part;
+    return std::min(shape_.part, shape_.counts[shape_.outer] - position_[shape_.outer] * shape_.part);
+  }
+
+  bool next() noexcept {
+    for (size_t d = levels_; d-- > 0;) {
+      if (d == pinned_) continue;
+      if (++position_[d] < count_along(shape_, d)) {
+        advance(d, 1);
+        return true;
+      }
+      advance(d, 1 - static_cast<ptrdiff_t>(position_[d]));
+      position_[d] = 0;
+    }
+    return false;
+  }
+
+ private:
+  void advance(size_t dimension, ptrdiff_t by) noexcept {
+    const size_t times = static_cast<size_t>(by) * (dimension == shape_.outer ? shape_.part : 1);
+    place_ += times * strides_[dimension];
+    for (size_t s = 0; s < count_; ++s) offsets_[s] += times * steps_[s].control->steps[dimension];
+  }
+
+  const Shape& shape_;
+  const Step* steps_;
+  size_t count_;
+  size_t levels_;  // dimensions that are walked
+  size_t pinned_ = static_cast<size_t>(-1);
+  size_t place_ = 0;
+  size_t offsets_[kMostFormingSteps];
+  size_t strides_[64], position_[64];
+};
+
+// Runs the steps over the blocks of a walk. Without a table every block is formed in a buffer.
+void run_blocks(const Shape& shape, float* table, const Step* steps, size_t count, BlockWalk& walk) noexcept {
+  const Kernels& kernels = tv::kernels();
+  alignas(64) float buffer[kBlockSize];
+  do {
+    float* block = table ? table + walk.place() : buffer;
+    const size_t part = walk.part();
+    if (part == shape.part)
+      for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], block, walk.offset(s));
+    else
+      for (size_t s = 0; s < count; ++s) run_rest(kernels, steps[s], shape.part, part, block, walk.offset(s));
+  } while (walk.next());
+}
+
+void run_whole(const Shape& shape, float* table, const Step* steps, size_t count) noexcept {
+  if (shape.outer == 0 && parts_of(shape) == 1) {  // a single block: nothing to walk
+    alignas(64) float buffer[kBlockSize];
+    for (size_t s = 0; s < count; ++s) run_block(kernels(), steps[s], table ? table : buffer, 0);
+    return;
+  }
+  for (; count > 0; count -= std::min(count, kMostFormingSteps), steps += kMostFormingSteps) {
+    BlockWalk walk(shape, steps, std::min(count, kMostFormingSteps));
+    run_blocks(shape, table, steps, std::min(count, kMostFormingSteps), walk);
+  }
+}
+
+// ---- Splitting ----
+
+constexpr size_t kOwnTotals = 4096;  // of all indices together, in the targets that lack the dimension
+constexpr size_t kOwnShare = 16;  // entries of the table for each of them, so that they cost next to nothing
+
+struct Split {
+  size_t dimension = 0;
+  size_t units = 1;  // indices along it; 1 where the pass stays whole
+  size_t own = 0;    // totals that each of them has of its own
+};
+
+// Depends on the table and the steps alone.
+Split split_along(const Shape& shape, const Step* steps, size_t count, size_t dimension) noexcept {
+  Split split = {dimension, count_along(shape, dimension), 0};
+  for (size_t s = 0; s < count; ++s)
+    if (steps[s].target && steps[s].control->steps[dimension] == 0) split.own += steps[s].control->other_size;
+  const bool fits = split.own <= std::min(kOwnTotals, shape.size / kOwnShare) / split.units;
+  return fits ? split : Split{};
+}
+
+// The dimension with the most indices, and among those that no target lacks before any other.
+Split choose_split(const Shape& shape, const Step* steps, size_t count) noexcept {
+  Split best;
+  if (count > kMostFormingSteps) return best;
+  for (size_t d = 0; d < shape.outer + (parts_of(shape) > 1); ++d) {
+    const Split split = split_along(shape, steps, count, d);
+    if (split.units < 2) continue;
+    const bool better = best.units < 2 || (split.own == 0) > (best.own == 0) ||
+                        ((split.own == 0) == (best.own == 0) && split.units > best.units);
+    if (better) best = split;
+  }
+  return best;
+}
+
+struct PassTask {
+  const Shape& shape;
+  float* table;
+  const Step* steps;
+  size_t count;
+  const Split& split;
+  double* own;
+
+  static void run(void* context, size_t begin, size_t end) {
+    const PassTask& task = *static_cast<PassTask*>(context);
+    for (size_t unit = begin; unit < end; ++unit) task.run_unit(unit);
+  }
+
+  void run_unit(size_t unit) const noexcept {
+    Step redirected[kMostFormingSteps];
+    std::copy_n(steps, count, redirected);
+    double* next = own + unit * split.own;
+    for (size_t s = 0; s < count; ++s) {
+      if (!steps[s].target || steps[s].control->steps[split.dimension] != 0) continue;
+      redirected[s].target = next;
+      next += steps[s].control->other_size;
+    }
+    BlockWalk walk(shape, redirected, count);
+    walk.pin(split.dimension, unit);
+    run_blocks(shape, table, redirected, count, walk);
+  }
+};
+
+// Adds what the units have summed (or the largest of what they have found) to the targets.
+void gather(const Step* steps, size_t count, const Split& split, const double* own) noexcept {
+  for (size_t s = 0; s < count; ++s) {
+    if (!steps[s].target || steps[s].control->steps[split.dimension] != 0) continue;
+    const size_t size = steps[s].control->other_size;
+    for (size_t unit = 0; unit < split.units; ++unit)
+      for (size_t i = 0; i < size; ++i) {
+        const double part = own[unit * split.own + i];
+        double& target = steps[s].target[i];
+        target = steps[s].operation == Operation::max ? std::max(target, part) : target + part;
+      }
+    own += size;
+  }
+}
+
+}  // namespace
+
+void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
+              const ParallelSettings& settings) {
+  const bool may_split = settings.concurrency_level > 1 && shape.size >= settings.grain_size;
+  if (shape.outer == 0 && parts_of(shape) == 1) return run_whole(shape, table, steps, count);
+  const Split split = choose_split(shape, steps, count);
+  if (split.units < 2 || (!may_split && split.own == 0)) return run_whole(shape, table, steps, count);
+  double own[kOwnTotals];
+  std::fill_n(own, split.units * split.own, 0.0);
+  PassTask task = {shape, table, steps, count, split, own};
+  const size_t threads = number_of_threads(split.units, shape.size / split.units * count, settings);
+  run_on_threads(split.units, threads, PassTask::run, &task, settings.workers);
+  gather(steps, count, split, own);
+}
+
+}  // namespace tv
