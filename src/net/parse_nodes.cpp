@@ -15,6 +15,7 @@ void strip(Node& node) noexcept {
   node.table.reset();
   node.experience_table.reset();
   node.fading_table.reset();
+  node.model.reset();
 }
 
 class Addition {

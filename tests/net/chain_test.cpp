@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "inference/factored.h"
 #include "net_world.h"
 #include "support/builders.h"
 #include "support/describe.h"
@@ -171,7 +172,9 @@ void expect_answers(const ChainGraph& graph, const Parsed& parsed, Generator& ra
 
 TEST(ChainPotentials, GiveTheBeliefsOfTheChainGraph) {
   Generator random(71);
+  const size_t usual = tv::least_factored_size;
   for (int i = 0; i < 60; ++i) {
+    tv::least_factored_size = i % 2 ? usual : 1;  // with and without tables
     const double scale = i % 3 == 0 ? 1e-30 : i % 3 == 1 ? 1 : 1e25;  // neither matters
     const ChainGraph graph = random_chain_graph(random, scale);
     const Parsed parsed = parse(graph.text());
@@ -180,6 +183,7 @@ TEST(ChainPotentials, GiveTheBeliefsOfTheChainGraph) {
     for (int j = 0; j < 3; ++j) expect_answers(graph, parsed, random);
     if (HasFailure()) FAIL() << graph.text();
   }
+  tv::least_factored_size = usual;
 }
 
 const char kPair[] =
