@@ -108,7 +108,7 @@ void measure(const char* name, size_t repeats, size_t steps, size_t hidden, size
   demand(tv_domain_set_progress_handler(domain, count_policies, &looked_at) == tv_status_none);
   std::vector<double> updates, propagations;
   double before = 0;
-  for (size_t i = 0; i < repeats || updates.size() < 3; ++i) {
+  for (size_t i = 0; i < repeats || updates.size() < 5; ++i) {
     forget_policies(model);
     auto start = std::chrono::steady_clock::now();
     propagate(model);

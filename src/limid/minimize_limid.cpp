@@ -5,6 +5,7 @@
 #include "limid/minimize_limid.h"
 
 #include <algorithm>
+#include <map>
 
 #include "api/boundary.h"
 #include "limid/limid_graph.h"
@@ -41,7 +42,7 @@ class Reduction {
       for (Vertex decision : remaining_) removed |= remove_nonrequisite_parents(decision);
       if (!removed) break;
     }
-    while (!remaining_.empty()) order.push_back(take_last_decision());
+    append_others(order);
     return order;
   }
 
@@ -63,34 +64,40 @@ class Reduction {
     return graph_._tv_limid_nodes_are_separated(utilities, without(std::move(others), family), family);
   }
 
-  bool is_nonrequisite(Vertex parent, Vertex decision) const {
-    const Vertices utilities = graph_.utility_descendants(decision);
+  bool is_nonrequisite(Vertex parent, Vertex decision, const Vertices& utilities) const {
     return utilities.empty() || graph_._tv_limid_nodes_are_separated(
                                     utilities, {parent}, without(graph_.family(decision), {parent}));
   }
 
   bool remove_nonrequisite_parents(Vertex decision) {
     bool removed = false;
+    const Vertices utilities = graph_.utility_descendants(decision);  // links from above do not change them
     for (Vertex parent : Vertices(graph_.parents(decision)))
-      if (is_nonrequisite(parent, decision)) {
+      if (is_nonrequisite(parent, decision, utilities)) {
         graph_.remove_link(parent, decision);
         removed = true;
       }
     return removed;
   }
 
-  // Of the decisions that are never extremal: the first that is above no other.
-  Vertex take_last_decision() {
-    const auto is_last = [this](Vertex decision) {
-      return std::none_of(remaining_.begin(), remaining_.end(), [&](Vertex other) {
-        const Vertices above = graph_.ancestors(other);
-        return std::find(above.begin(), above.end(), decision) != above.end();
-      });
-    };
-    const auto last = std::find_if(remaining_.begin(), remaining_.end(), is_last);
-    const Vertex decision = *last;
-    remaining_.erase(last);
-    return decision;
+  // Appends the decisions that are never extremal: again and again the first one that is above no other.
+  void append_others(Vertices& order) {
+    std::map<Vertex, size_t> below;  // for each decision, how many of the others it is above
+    for (Vertex decision : remaining_) below[decision] = 0;
+    std::map<Vertex, Vertices> above;
+    for (Vertex decision : remaining_)
+      for (Vertex v : graph_.ancestors(decision))
+        if (below.count(v)) {
+          above[decision].push_back(v);
+          ++below[v];
+        }
+    while (!below.empty()) {
+      const auto last =
+          std::find_if(below.begin(), below.end(), [](const auto& entry) { return entry.second == 0; });
+      for (Vertex v : above[last->first]) --below[v];
+      order.push_back(last->first);
+      below.erase(last);
+    }
   }
 
   LimidGraph& graph_;
