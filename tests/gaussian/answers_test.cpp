@@ -201,7 +201,34 @@ Moments moments(const MixedWorld& world, const std::vector<size_t>& discrete,
   return result;
 }
 
-TEST(Answers, JointDistributionsOfAnyNodes) {
+// The table says what the oracle says of its nodes.
+void expect_joint_distribution(const MixedWorld& world, tv_table_t* table) {
+  std::vector<size_t> discrete, continuous;
+  for (tv_node_t** member = tv_table_get_nodes(table); *member; ++member)
+    (is_continuous(*member) ? continuous : discrete).push_back(world.index(*member));
+  std::vector<size_t> states(discrete.size() + 1);
+  for (size_t c = 0; c < tv_table_get_size(table); ++c) {
+    tv_table_get_configuration_from_index(table, states.data(), c);
+    const Moments expected = moments(world, discrete, states, continuous);
+    ASSERT_NEAR(tv_table_get_data(table)[c], expected.weight, 1e-5);
+    if (expected.weight < 1e-4) continue;
+    for (size_t i = 0; i < continuous.size(); ++i) {
+      tv_node_t* node = world.nodes[continuous[i]];
+      const double deviation = std::sqrt(std::max(0.0, expected.covariance[i][i]));
+      const double size = 1e-5 * (deviation + 0.1 * std::fabs(expected.mean[i]));
+      ASSERT_NEAR(tv_table_get_mean(table, c, node), expected.mean[i], size);
+      ASSERT_GE(tv_table_get_variance(table, c, node), 0.0);
+      for (size_t j = 0; j <= i; ++j) {
+        const double other = std::sqrt(std::max(0.0, expected.covariance[j][j]));
+        ASSERT_NEAR(tv_table_get_covariance(table, c, node, world.nodes[continuous[j]]),
+                    expected.covariance[i][j], 1e-4 * deviation * other + 1e-9)
+            << tv_node_get_name(node) << " " << tv_node_get_name(world.nodes[continuous[j]]);
+      }
+    }
+  }
+}
+
+TEST(Answers, JointDistributionsOfAnyNodesAndOfCliques) {
   for (uint64_t seed = 1; seed <= 60 && !HasFailure(); ++seed) {
     SCOPED_TRACE(seed);
     MixedWorld world(seed);
@@ -213,32 +240,12 @@ TEST(Answers, JointDistributionsOfAnyNodes) {
       asked.push_back(nullptr);
       TableOwner table(tv_domain_get_marginal(world.domain.get(), asked.data()));
       ASSERT_TRUE(table) << tv_error_name(static_cast<unsigned>(tv_error_code()));
-      std::vector<size_t> discrete, continuous;
-      tv_node_t** members = tv_table_get_nodes(table.get());
-      EXPECT_EQ(count_nodes(members), asked.size() - 1);
-      for (tv_node_t** member = members; *member; ++member)
-        (is_continuous(*member) ? continuous : discrete).push_back(world.index(*member));
-      std::vector<size_t> states(discrete.size() + 1);
-      for (size_t c = 0; c < tv_table_get_size(table.get()); ++c) {
-        tv_table_get_configuration_from_index(table.get(), states.data(), c);
-        const Moments expected = moments(world, discrete, states, continuous);
-        ASSERT_NEAR(tv_table_get_data(table.get())[c], expected.weight, 1e-5);
-        if (expected.weight < 1e-4) continue;
-        for (size_t i = 0; i < continuous.size(); ++i) {
-          tv_node_t* node = world.nodes[continuous[i]];
-          const double deviation = std::sqrt(std::max(0.0, expected.covariance[i][i]));
-          const double size = 1e-5 * (deviation + 0.1 * std::fabs(expected.mean[i]));
-          ASSERT_NEAR(tv_table_get_mean(table.get(), c, node), expected.mean[i], size);
-          ASSERT_GE(tv_table_get_variance(table.get(), c, node), 0.0);
-          for (size_t j = 0; j <= i; ++j) {
-            const double other = std::sqrt(std::max(0.0, expected.covariance[j][j]));
-            ASSERT_NEAR(tv_table_get_covariance(table.get(), c, node, world.nodes[continuous[j]]),
-                        expected.covariance[i][j], 1e-4 * deviation * other + 1e-9)
-                << tv_node_get_name(node) << " " << tv_node_get_name(world.nodes[continuous[j]]);
-          }
-        }
-      }
+      EXPECT_EQ(count_nodes(tv_table_get_nodes(table.get())), asked.size() - 1);
+      expect_joint_distribution(world, table.get());
     }
+    for (tv_clique_t* clique = tv_domain_get_first_clique(world.domain.get()); clique;
+         clique = tv_clique_get_next(clique))
+      expect_joint_distribution(world, tv_clique_get_probability_table(clique));
   }
 }
 
