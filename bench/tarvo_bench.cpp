@@ -14,6 +14,7 @@
 
 #include "continuous.h"
 #include "decisions.h"
+#include "limit.h"
 #include "memory.h"
 #include "workload.h"
 
@@ -26,6 +27,7 @@ struct Settings {
   size_t repeats = 5;
   size_t threads = 1;
   bool check = false;
+  bool limit = false;
   bool continuous = false;
   bool decisions = false;
 };
@@ -234,7 +236,9 @@ int run(const Settings& settings) {
   }
   for (Workload& workload : generated_networks()) workloads.push_back(std::move(workload));
 
-  if (settings.check)
+  if (settings.limit)
+    print_limit_titles();
+  else if (settings.check)
     std::printf("%-18s %5s %12s %12s %12s\n", "network", "cases", "absolute", "relative", "ln P(e)");
   else
     print_titles();
@@ -244,7 +248,9 @@ int run(const Settings& settings) {
     if (!settings.only.empty() && std::none_of(settings.only.begin(), settings.only.end(), wanted)) continue;
     if (settings.check && workload.cases.empty()) continue;
     try {
-      if (settings.check)
+      if (settings.limit)
+        print_limit(workload, load(workload).get(), settings.repeats);
+      else if (settings.check)
         sound &= check(workload, settings);
       else
         print_row(workload.name, measure(workload, settings), yardsticks[workload.name]);
@@ -270,6 +276,7 @@ int main(int argc, char** argv) {
   app.add_option("--repeats", settings.repeats, "repeats of each step, at least")->check(CLI::PositiveNumber);
   app.add_option("--threads", settings.threads, "concurrency level")->check(CLI::PositiveNumber);
   app.add_flag("--check", settings.check, "compare with the reference answers instead of timing");
+  app.add_flag("--limit", settings.limit, "compare with the bandwidth of memory, and one thread with two");
   app.add_flag("--continuous", settings.continuous, "time generated networks with continuous nodes instead");
   app.add_flag("--decisions", settings.decisions, "time policy updating on generated networks instead");
   CLI11_PARSE(app, argc, argv);
