@@ -16,6 +16,7 @@
 #include "decisions.h"
 #include "limit.h"
 #include "memory.h"
+#include "models.h"
 #include "workload.h"
 
 namespace bench {
@@ -30,6 +31,7 @@ struct Settings {
   bool limit = false;
   bool continuous = false;
   bool decisions = false;
+  bool models = false;
 };
 
 struct DomainDelete {
@@ -279,8 +281,10 @@ int main(int argc, char** argv) {
   app.add_flag("--limit", settings.limit, "compare with the bandwidth of memory, and one thread with two");
   app.add_flag("--continuous", settings.continuous, "time generated networks with continuous nodes instead");
   app.add_flag("--decisions", settings.decisions, "time policy updating on generated networks instead");
+  app.add_flag("--models", settings.models, "time the generation of tables from models instead");
   CLI11_PARSE(app, argc, argv);
   if (settings.decisions) return bench::run_decisions(settings.repeats) ? 0 : 1;
   if (settings.continuous) return bench::run_continuous(settings.repeats, settings.threads) ? 0 : 1;
+  if (settings.models) return bench::run_models(settings.repeats) ? 0 : 1;
   return bench::run(settings);
 }
