@@ -53,8 +53,8 @@
  *     other thread depend on, or change, the locale meanwhile. Numbers always use a decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
- * 13. Not there yet. Models and the exact total-weight triangulation are not available in this version. Where
- *     one of them matters, the function says "fails with tv_status_error in this version".
+ * 13. Not there yet. The exact total-weight triangulation is not available in this version. Where it matters,
+ *     the function says "fails with tv_status_error in this version".
  *
  * A complete program
  * ------------------
@@ -548,8 +548,8 @@ TV_API tv_status_t tv_node_delete(tv_node_t* node);
 /**
  * Creates a copy of a node in the same domain and uncompiles the domain.
  *
- * Copied are category, kind, subtype, states with labels and values, parents with the tables, attributes,
- * label and position, and entered evidence. The copy has no children, no name until one is set or asked for,
+ * Copied are category, kind, subtype, states with labels and values, parents with the tables, the model,
+ * attributes, label and position, and entered evidence. The copy has no children, no name until one is set or asked for,
  * and no user data.
  */
 TV_API tv_node_t* tv_node_clone(tv_node_t* node);
@@ -561,8 +561,8 @@ TV_API tv_node_category_t tv_node_get_category(const tv_node_t* node);
  * Makes a chance node a decision node or the other way round, and uncompiles the domain if that is a change.
  * A node that becomes a decision loses its experience and fading tables.
  *
- * Fails: usage - the node is not discrete or is a function node, or `category` is neither chance nor
- * decision; cg_limids_not_supported - decision, in a domain with continuous nodes;
+ * Fails: usage - the node is not discrete, is a function node or has a model, or `category` is neither chance
+ * nor decision; cg_limids_not_supported - decision, in a domain with continuous nodes;
  * cyclic_functional_dependency - the first decision in a domain whose function nodes break the rules of
  * decision models.
  */
@@ -840,7 +840,7 @@ TV_API tv_status_t tv_node_switch_parent(tv_node_t* child, tv_node_t* old_parent
  *
  * Each of the two also takes the other's parents, and both get new tables, so a reversal may add links.
  *
- * Fails: usage - the nodes are not both chance nodes of the same kind, or no link joins them;
+ * Fails: usage - the nodes are not both chance nodes of the same kind, one has a model, or no link joins them;
  * cyclic_network - another directed path leads from the parent to the child; invalid_probability_potential
  * - a table has a negative or infinite number or a distribution whose sum is zero, or the reversed
  * distribution is not defined because some configuration of its parents has probability zero; overflow - a
@@ -1204,6 +1204,9 @@ TV_API char* tv_expression_to_string(const tv_expression_t* expression);
  * distribution over its states, or a value, which is the state of probability one; a utility node and a
  * real-valued function node take a number. A parent that stands for a number is read as the value of its
  * state; for a parent with intervals the results are averaged over sample points in each interval.
+ *
+ * Models follow the network: a parent that goes takes the expressions that mention it along, a model node leaves
+ * those of its first state, new states of a model node have no expression yet.
  *
  * A real-valued function node has no table: its value is computed when asked for (tv_node_get_value) from the
  * results of its parents. A discrete function node has a table over its own states, computed likewise.

@@ -15,7 +15,8 @@
 namespace tv {
 namespace {
 
-constexpr size_t kMaxSpans = 20000;
+constexpr size_t kMaxSpans = 4000;
+constexpr double kMaxCopies = 100000;
 
 struct Span {
   double low, high, probability;
@@ -114,7 +115,9 @@ class Receiver {
   double low_ = std::numeric_limits<double>::infinity(), high_ = -low_;  // of everything taken
 };
 
-bool is_count(double value) noexcept { return value >= 0 && value <= 1e6 && value == std::floor(value); }
+bool is_count(double value) noexcept {
+  return value >= 0 && value <= kMaxCopies && value == std::floor(value);
+}
 
 tv_status_t refuse(const char* kind, Node& node, Trace& trace) {
   if (trace.enabled())

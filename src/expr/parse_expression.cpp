@@ -85,27 +85,31 @@ class ExpressionParser {
       else if (tv_status_t status = combine(tv_operator_negate, result, nullptr))
         return status;
     }
-    for (;;) {
-      const Token token = next();
-      if (token != punctuation('+') && token != punctuation('-')) break;
-      ExpressionOwner right;
-      if (tv_status_t status = parse_term(right)) return status;
-      const tv_operator_t op = token == punctuation('+') ? tv_operator_add : tv_operator_subtract;
-      if (tv_status_t status = combine(op, result, std::move(right))) return status;
-    }
-    lexer_.push_back();
-    return tv_status_none;
+    return parse_chain(result, {'+', tv_operator_add}, {'-', tv_operator_subtract},
+                       &ExpressionParser::parse_term);
   }
 
   tv_status_t parse_term(ExpressionOwner& result) {
     if (tv_status_t status = parse_power(result)) return status;
+    return parse_chain(result, {'*', tv_operator_multiply}, {'/', tv_operator_divide},
+                       &ExpressionParser::parse_power);
+  }
+
+  struct Symbol {
+    char character;
+    tv_operator_t op;
+  };
+
+  // More operands behind the first, joined by either of two operators, from left to right.
+  tv_status_t parse_chain(ExpressionOwner& result, Symbol one, Symbol other,
+                          tv_status_t (ExpressionParser::*parse_operand)(ExpressionOwner&)) {
     for (;;) {
       const Token token = next();
-      if (token != punctuation('*') && token != punctuation('/')) break;
+      const bool is_one = token == punctuation(one.character);
+      if (!is_one && token != punctuation(other.character)) break;
       ExpressionOwner right;
-      if (tv_status_t status = parse_power(right)) return status;
-      const tv_operator_t op = token == punctuation('*') ? tv_operator_multiply : tv_operator_divide;
-      if (tv_status_t status = combine(op, result, std::move(right))) return status;
+      if (tv_status_t status = (this->*parse_operand)(right)) return status;
+      if (tv_status_t status = combine(is_one ? one.op : other.op, result, std::move(right))) return status;
     }
     lexer_.push_back();
     return tv_status_none;

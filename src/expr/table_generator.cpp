@@ -15,6 +15,7 @@
 #include "expr/state_values.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"
+#include "network/progress.h"
 #include "tables/number_bounds.h"
 #include "tables/table_operations.h"
 
@@ -213,7 +214,9 @@ class TableGenerator {
       if (tv_status_t status = known_model_index(model_, index)) return status;
     }
     programs_.resize(model_.expressions.size());
+    ProgressMeter progress(*node_.domain, "tables", columns_);
     for (size_t column = 0; column < columns_; ++column) {
+      if (tv_status_t status = progress.advance()) return status;
       if (!is_function(node_)) index = model_index();
       if (tv_status_t status = fill_column(index, column)) return status;
       advance();
