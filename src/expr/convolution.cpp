@@ -142,6 +142,10 @@ tv_status_t check_nodes(Node& number, Node& summand, Node& child, Trace& trace) 
 }  // namespace
 
 tv_status_t aggregate_masses(const DistributionValue& aggregate, Node& child, Trace& trace, double* masses) {
+  if (aggregate.truncated) {
+    trace.text("Truncation is not supported for the aggregate distribution\n");
+    return tv_status_invalid_expression;
+  }
   Node& number = *aggregate.number;
   if (tv_status_t status = check_nodes(number, *aggregate.summand, child, trace)) return status;
   std::vector<double> counts, beliefs;

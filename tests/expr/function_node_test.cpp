@@ -337,6 +337,8 @@ TEST_F(FunctionNodes, AggregatesSayWhatIsWrongWithThem) {
   EXPECT_EQ(refusal("aggregate (count, count)", sum),
             "invalid_expression: Aggregate distribution: `count' must be an interval node.\n");
   EXPECT_EQ(refusal("aggregate (half, x)", sum), "invalid_state_values: ");
+  EXPECT_EQ(refusal("truncate (aggregate (count, x), 2)", sum),
+            "invalid_expression: Truncation is not supported for the aggregate distribution\n");
   EXPECT_EQ(
       refusal("aggregate (count, x)", sum),
       "insufficient_state_range: Node sum: State range must include [0, 3] for aggregate distribution\n");
