@@ -85,7 +85,7 @@ class CaseParser {
       return tv_status_none;
     }
     if (token == Token::name && is_discrete(node) && node.subtype == tv_subtype_boolean)
-      return select(node, state_of_word(node, lexer_.view(), state), state);
+      return select(node, state_of_word(lexer_.view(), state), state);
     return fail(token == Token::end ? "unexpected end-of-file" : "illegal token");
   }
 

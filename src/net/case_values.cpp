@@ -85,7 +85,7 @@ std::string state_of_value(Node& node, double value, size_t& state) {
   return "no state of `" + node.name + "' corresponds to the value " + short_text(value);
 }
 
-std::string state_of_word(const Node&, std::string_view word, size_t& state) {
+std::string state_of_word(std::string_view word, size_t& state) {
   if (word != "false" && word != "true") return "state of boolean node should be `false' or `true'";
   state = word == "true";
   return {};

@@ -17,7 +17,7 @@ std::string finding_text(const Node& node, size_t state);
 std::string state_of_index(const Node& node, double index, size_t& state);
 std::string state_of_label(const Node& node, const std::string& label, size_t& state);
 std::string state_of_value(Node& node, double value, size_t& state);
-std::string state_of_word(const Node& node, std::string_view word, size_t& state);  // of a boolean node
+std::string state_of_word(std::string_view word, size_t& state);  // of a boolean node
 
 bool can_have_findings(const Node& node) noexcept;
 

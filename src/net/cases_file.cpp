@@ -190,7 +190,7 @@ class CasesParser {
       return state_of_index(node, number, state);
     }
     if (cell.quoted || node.subtype == tv_subtype_label) return state_of_label(node, cell.text, state);
-    if (node.subtype == tv_subtype_boolean) return state_of_word(node, cell.text, state);
+    if (node.subtype == tv_subtype_boolean) return state_of_word(cell.text, state);
     return read_number(cell.text, number) ? state_of_value(node, number, state) : "syntax error";
   }
 

@@ -5,7 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
+#include "fuzz/bif_input.h"
 #include "support/builders.h"
 #include "support/describe.h"
 
@@ -197,6 +201,19 @@ TEST(Formats, RefuseWhatTheyCannotSay) {
   tv_node_t* function = tv_domain_new_node(domain.get(), tv_category_function, tv_kind_other);
   tv_node_set_name(function, "F");
   EXPECT_THROW(formats::write_xmlbif(domain.get()), Error);
+}
+
+// The seeds of the fuzz target, whole and cut.
+TEST(Formats, SurviveCutTexts) {
+  size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(TARVO_TEST_FOLDER "/fuzz/corpus/bif")) {
+    std::ifstream stream(entry.path(), std::ios::binary);
+    const std::string seed{std::istreambuf_iterator<char>(stream), {}};
+    for (size_t length = 0; length <= seed.size(); ++length)
+      fuzz::parse_bif_bytes(reinterpret_cast<const uint8_t*>(seed.data()), length);
+    ++count;
+  }
+  EXPECT_GE(count, 3u);
 }
 
 }  // namespace

@@ -170,15 +170,24 @@ void expect_answers(const ChainGraph& graph, const Parsed& parsed, Generator& ra
       EXPECT_NEAR(beliefs[i][s] / mass, tv_node_get_belief(nodes[i], s), 1e-5) << name_of(i);
 }
 
+std::string net_text(tv_domain_t* domain) {
+  char* text = tv_domain_to_net_string(domain);
+  const std::string result = text;
+  free(text);
+  return result;
+}
+
 TEST(ChainPotentials, GiveTheBeliefsOfTheChainGraph) {
   Generator random(71);
   const size_t usual = tv::least_factored_size;
   for (int i = 0; i < 60; ++i) {
-    tv::least_factored_size = i % 2 ? usual : 1;  // with and without tables
+    tv::least_factored_size = i % 2 ? usual : 1;                      // with and without tables
     const double scale = i % 3 == 0 ? 1e-30 : i % 3 == 1 ? 1 : 1e25;  // neither matters
     const ChainGraph graph = random_chain_graph(random, scale);
     const Parsed parsed = parse(graph.text());
     ASSERT_EQ(tv_status_none, parsed.status) << graph.text() << testing::PrintToString(parsed.messages);
+    const std::string text = net_text(parsed.domain.get());
+    ASSERT_EQ(text, net_text(parse(text).domain.get()));
     ASSERT_EQ(tv_status_none, tv_domain_compile(parsed.domain.get())) << graph.text();
     for (int j = 0; j < 3; ++j) expect_answers(graph, parsed, random);
     if (HasFailure()) FAIL() << graph.text();
