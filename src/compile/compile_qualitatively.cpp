@@ -34,7 +34,6 @@ tv_status_t QualitativeCompilation::finish(const Triangulation& triangulation) {
   create_cliques(*forest_, triangulation);
   report_cliques(*forest_, trace_);
   build_junction_forest(*forest_, trace_);
-  forest_->decision_order = _tv_domain_create_decision_order(domain_);
   create_node_data_structures(*forest_);
   if (tv_status_t status = assign_potentials(*forest_, trace_)) return status;
   trace_.flush();

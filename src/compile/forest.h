@@ -153,7 +153,6 @@ struct Forest {
   std::vector<ChainComponent> components;
   size_t participants = 0;     // how many nodes take part
   NodeList elimination_order;  // cached for the host, highest rank first
-  NodeList decision_order;     // decisions, an ancestor before its descendants
 
   Block<tv_number_t> node_numbers;  // the beliefs and propagated findings of all nodes
 };

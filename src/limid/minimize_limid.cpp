@@ -5,9 +5,9 @@
 #include "limid/minimize_limid.h"
 
 #include <algorithm>
-#include <map>
 
 #include "api/boundary.h"
+#include "compile/junction_forest.h"
 #include "limid/limid_graph.h"
 #include "network/links.h"
 
@@ -28,7 +28,7 @@ class Reduction {
   explicit Reduction(LimidGraph& graph, Vertices decisions)
       : graph_(graph), remaining_(std::move(decisions)) {}
 
-  // The decisions in the order in which they became extremal, then those that never did.
+  // The decisions in the order in which they became extremal; some may never do.
   Vertices minimize_limid() {
     Vertices order;
     for (;;) {
@@ -42,7 +42,6 @@ class Reduction {
       for (Vertex decision : remaining_) removed |= remove_nonrequisite_parents(decision);
       if (!removed) break;
     }
-    append_others(order);
     return order;
   }
 
@@ -78,26 +77,6 @@ class Reduction {
         removed = true;
       }
     return removed;
-  }
-
-  // Appends the decisions that are never extremal: again and again the first one that is above no other.
-  void append_others(Vertices& order) {
-    std::map<Vertex, size_t> below;  // for each decision, how many of the others it is above
-    for (Vertex decision : remaining_) below[decision] = 0;
-    std::map<Vertex, Vertices> above;
-    for (Vertex decision : remaining_)
-      for (Vertex v : graph_.ancestors(decision))
-        if (below.count(v)) {
-          above[decision].push_back(v);
-          ++below[v];
-        }
-    while (!below.empty()) {
-      const auto last =
-          std::find_if(below.begin(), below.end(), [](const auto& entry) { return entry.second == 0; });
-      for (Vertex v : above[last->first]) --below[v];
-      order.push_back(last->first);
-      below.erase(last);
-    }
   }
 
   LimidGraph& graph_;
@@ -143,6 +122,9 @@ void compute_minimal_reduction1(Domain& domain, LimidAnalysis& analysis) {
   LimidGraph graph(domain);
   NodeList order;
   for (Vertex decision : Reduction(graph, decisions).minimize_limid()) order.push_back(nodes[decision]);
+  const NodeList others = _tv_domain_create_decision_order(domain);
+  for (size_t i = others.size(); i-- > 0;)
+    if (!order.contains(others[i])) order.push_back(others[i]);
   analysis.requisite_parents = remaining_parents(graph, decisions, nodes);
   analysis.update_order = std::move(order);
   analysis.parents_are_known = true;

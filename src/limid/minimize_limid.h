@@ -13,7 +13,8 @@ struct LimidAnalysis {
   std::vector<NodeList> requisite_parents;    // by node number - 1
   std::vector<NodeList> requisite_ancestors;  // likewise: what would be requisite, were every ancestor
                                               // observed
-  NodeList update_order;                      // all decisions, the last to be made first
+  NodeList update_order;                      // all decisions: as they become extremal, then the others,
+                                              // the last to be made first
 };
 
 // The parts of the analysis that are asked for, computed when they are not there yet.
