@@ -118,7 +118,7 @@ TEST_F(Program, ContinuousNodesShowTheirMeanSpreadAndPercentPoints) {
   const Outcome outcome = tarvo(
       "beliefs incinerator.net -e waste=household -e light=1.1 -e co2=-0.9 -n burning -n metal_in -n light");
   EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
-  EXPECT_EQ(outcome.output,
+  EXPECT_EQ(outcome.output.substr(0, outcome.output.find("Density")),
             "incinerator.net: 9 nodes, evidence on 3\n"
             "\n"
             "burning  (Burning regime)\n"
@@ -132,9 +132,11 @@ TEST_F(Program, ContinuousNodesShowTheirMeanSpreadAndPercentPoints) {
             "light  (Light penetrability)  [observed]\n"
             "    mean 1.1            standard deviation 0\n"
             "    5% 1.1            50% 1.1            95% 1.1\n"
-            "\n"
-            "Density of the evidence            0.056395\n"
-            "Its natural logarithm              -2.875374\n");
+            "\n");
+  EXPECT_TRUE(
+      std::regex_search(outcome.output, std::regex("\\nDensity of the evidence            0.05639[0-9]*\\n"
+                                                   "Its natural logarithm              -2.87537[0-9]\\n$")))
+      << outcome.output;
 
   const auto answer = nlohmann::json::parse(
       tarvo("beliefs cellar.net -e good1=11.8 -e old1=12.3 -e old2=12.6 -e old3=+14.9 -e old4=1.44e1 "
