@@ -30,12 +30,11 @@ bool holds_discrete_members(const Clique& clique, const Clique& other) noexcept 
   return true;
 }
 
-constexpr size_t kLargestPool = 4096;  // beyond it a table is better multiplied by the shared kernels
-
-// Where the densities of the component with this root are multiplied in.
+// Where the densities of the component with this root are multiplied in: cliques over the same discrete
+// nodes, such as those of the features of one class, do so together.
 const Clique& pool_for(const Clique& root) noexcept {
   const Clique* clique = &root;
-  while (clique->parent && clique->parent->table.size <= std::max(root.table.size, kLargestPool) &&
+  while (clique->parent && clique->parent->table.size == root.table.size &&
          holds_discrete_members(*clique->parent, root))
     clique = clique->parent;
   return *clique;

@@ -82,9 +82,8 @@ struct CgComponent {
   bool changed = true;           // its densities are not those that the pool has taken
 };
 
-// A clique that takes the densities of one or more components: the one nearest to the tree's root that holds
-// their discrete members. Added up before they meet a table of single precision, they cannot be lost on the
-// way.
+// A clique that takes the densities of one or more components over the same discrete nodes. Added up before
+// they meet a table of single precision, they cannot be lost on the way.
 struct CgPool {
   Clique* clique = nullptr;
   std::vector<size_t> components;

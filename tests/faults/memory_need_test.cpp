@@ -58,14 +58,36 @@ DomainOwner decisions(size_t count, size_t states) {
   return domain;
 }
 
+// Continuous nodes on the states of a chain; where `linked`, with up to three of them in a row.
+DomainOwner mixed(size_t length, size_t states, bool linked) {
+  DomainOwner domain = new_domain();
+  tv_node_t *state = add_node(domain.get(), nullptr, states), *value = nullptr;
+  for (size_t i = 0; i < length; ++i) {
+    if (!linked || i % 4 == 0) state = add_node(domain.get(), nullptr, states, {state});
+    tv_node_t* next = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_continuous);
+    EXPECT_EQ(tv_node_add_parent(next, state), tv_status_none);
+    if (linked && i % 4 != 0) EXPECT_EQ(tv_node_add_parent(next, value), tv_status_none);
+    value = next;
+  }
+  return domain;
+}
+
 TEST(MemoryNeed, IsWhatCompilationAsksFor) {
   const struct {
     const char* name;
     DomainOwner domain;
   } networks[] = {
-      {"chain", band(500, 1, 1, 3)},       {"band", band(300, 6, 3, 2)},   {"wide band", band(60, 9, 3, 4)},
-      {"unconnected", band(400, 1, 0, 2)}, {"hub", hub(300, 4)},           {"dense", dense(9, 4)},
-      {"many states", hub(1, 200000)},     {"one node", band(1, 1, 0, 2)}, {"decisions", decisions(80, 3)},
+      {"chain", band(500, 1, 1, 3)},
+      {"band", band(300, 6, 3, 2)},
+      {"wide band", band(60, 9, 3, 4)},
+      {"unconnected", band(400, 1, 0, 2)},
+      {"hub", hub(300, 4)},
+      {"dense", dense(9, 4)},
+      {"many states", hub(1, 200000)},
+      {"one node", band(1, 1, 0, 2)},
+      {"decisions", decisions(80, 3)},
+      {"values", mixed(300, 3, false)},
+      {"rows of values", mixed(300, 40, true)},
   };
   for (const auto& [name, owner] : networks) {
     SCOPED_TRACE(name);
