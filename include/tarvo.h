@@ -1748,8 +1748,9 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  *
  * When one of the checks listed first fails, nothing changes. On any later failure the trees are reset: no
  * evidence is propagated, results cannot be read (no_equilibrium) until a propagation succeeds, and the
- * entered evidence is still there to be corrected. Trees whose initial tables are kept in memory
- * (tv_domain_save_to_memory) go back to those instead and answer without evidence.
+ * entered evidence is still there to be corrected. Trees with continuous nodes, unless the progress handler
+ * asked to stop, and trees whose initial tables are kept in memory (tv_domain_save_to_memory) answer without
+ * evidence instead.
  *
  * Fails, checked in this order: usage - `equilibrium` is neither sum nor max, or `mode` is none of the two;
  * not_compiled; usage - anything but sum and normal in a domain with continuous nodes; invalid_evidence - a

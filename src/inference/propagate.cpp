@@ -3,6 +3,7 @@
 
 #include "inference/propagate.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "api/boundary.h"
@@ -38,6 +39,12 @@ bool reset_is_needed(const JunctionTree& tree, tv_evidence_mode_t mode) {
     return true;
   }
   return tree.evidence_to_propagate > 0 && decision_evidence_changes(tree);
+}
+
+// Once values are propagated no conflict is measured, which is what an equilibrium without evidence is for.
+bool holds_entered_values(const JunctionTree& tree) noexcept {
+  return std::any_of(tree.nodes.begin(), tree.nodes.end(),
+                     [](const Node* node) { return node->entered.value_flag; });
 }
 
 bool has_nothing_to_do(const JunctionTree& tree, tv_equilibrium_t equilibrium,
@@ -215,6 +222,13 @@ tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t eq
   return _tv_jt_make_consistent(tree, root, equilibrium, mode);
 }
 
+// Trees with continuous nodes answer without evidence afterwards, where nothing prevents that.
+void reset_after_failure(Domain& domain) {
+  for (JunctionTree& tree : domain.forest->trees) recover_tree(tree);
+  for (JunctionTree& tree : domain.forest->trees)
+    if (tree.has_continuous && _tv_jt_reset_inference_engine(tree, ResetForm::full)) recover_tree(tree);
+}
+
 // Every tree is reset, whatever becomes of the others; the first failure is told.
 tv_status_t reset_all_trees(Domain& domain) {
   tv_status_t first = tv_status_none;
@@ -236,7 +250,9 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   if (tv_status_t status = refresh_model_tables(tree)) return status;
   const bool is_reset = reset_is_needed(tree, mode);
   if (is_reset) {
-    const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction : ResetForm::full;
+    const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction
+                           : holds_entered_values(tree)        ? ResetForm::bare
+                                                               : ResetForm::full;
     if (tv_status_t status = _tv_jt_reset_inference_engine(tree, form)) return status;
   }
   if ((engine.cg || !is_reset) && has_nothing_to_do(tree, equilibrium, mode)) {
@@ -247,7 +263,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);
   const bool stopped = status == tv_status_error;
   if (may_have_lost && !stopped && (status || engine.cg->growth > kHarmlessGrowth)) {
-    if (tv_status_t reset = _tv_jt_reset_inference_engine(tree, ResetForm::full)) return reset;
+    if (tv_status_t reset = _tv_jt_reset_inference_engine(tree, ResetForm::bare)) return reset;
     status = propagate_evidence(tree, root, equilibrium, mode);
   }
   if (status) return status;
@@ -264,9 +280,10 @@ tv_status_t _tv_domain_propagate(Domain& domain, tv_equilibrium_t equilibrium, t
   const auto propagate = [&](JunctionTree& tree) {
     return _tv_jt_make_consistent(tree, nullptr, equilibrium, mode);
   };
-  if (tv_status_t status = for_each_tree_in_order(domain, propagate)) return status;
+  const tv_status_t status = for_each_tree_in_order(domain, propagate);
+  if (status && status != tv_status_error) reset_after_failure(domain);
   recovery.dismiss();
-  return tv_status_none;
+  return status;
 }
 
 }  // namespace tv

@@ -184,7 +184,8 @@ tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
     if (tv_status_t status = compute_chain_divisors(tree)) return status;
   }
   tree.approximation_constant = 1.0;
-  if (form == ResetForm::fast_retraction || engine.keep_copy || engine.cg) {
+  const bool initializes = form == ResetForm::fast_retraction || (form == ResetForm::full && engine.cg);
+  if (initializes || engine.keep_copy) {
     if (engine.cg) drop_values(*engine.cg);
     if (tv_status_t status = initialize_to_sum(tree)) return status;
     update_expected_utilities(tree, {});

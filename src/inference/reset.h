@@ -6,8 +6,10 @@
 namespace tv {
 
 enum class ResetForm {
-  full,            // the next propagation starts from the potentials
-  fast_retraction  // as `full`, and the tree is brought to sum equilibrium at once
+  full,  // the next propagation starts from the potentials; a tree with continuous nodes is brought
+         // to sum equilibrium at once
+  fast_retraction,  // every tree is
+  bare              // none is
 };
 
 tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form);

@@ -66,7 +66,9 @@ DomainOwner mixed(size_t length, size_t states, bool linked) {
     if (!linked || i % 4 == 0) state = add_node(domain.get(), nullptr, states, {state});
     tv_node_t* next = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_continuous);
     EXPECT_EQ(tv_node_add_parent(next, state), tv_status_none);
-    if (linked && i % 4 != 0) EXPECT_EQ(tv_node_add_parent(next, value), tv_status_none);
+    if (linked && i % 4 != 0) {
+      EXPECT_EQ(tv_node_add_parent(next, value), tv_status_none);
+    }
     value = next;
   }
   return domain;
