@@ -3,7 +3,7 @@
 #pragma once
 
 #include "formats.h"
-#include "fuzz/net_input.h"
+#include "net_input.h"
 
 namespace fuzz {
 

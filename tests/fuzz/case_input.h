@@ -5,7 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "fuzz/net_input.h"
+#include "net_input.h"
 
 namespace fuzz {
 
