@@ -62,16 +62,20 @@ Answers propagate(const Network& network, const BeliefsOptions& options) {
   return answers;
 }
 
+bool has_answer(const tv_node_t* node) {
+  return is_discrete(node) || is_continuous(node) || is_real_valued_function(node);
+}
+
 std::vector<tv_node_t*> nodes_to_show(const Network& network, const std::vector<std::string>& names) {
   std::vector<tv_node_t*> nodes;
   for (const std::string& name : names) {
     nodes.push_back(network.find(name));
-    if (!is_discrete(nodes.back()) && !is_continuous(nodes.back()))
+    if (!has_answer(nodes.back()))
       throw Failure(kFailed, network.file() + ": node \"" + name + "\" has no states");
   }
   if (names.empty())
     for (tv_node_t* node : network.nodes())
-      if (is_discrete(node) || is_continuous(node)) nodes.push_back(node);
+      if (has_answer(node)) nodes.push_back(node);
   return nodes;
 }
 

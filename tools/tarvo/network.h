@@ -80,6 +80,9 @@ NullTerminated<T> each(T** list) {
 
 inline bool is_discrete(const tv_node_t* node) { return tv_node_get_kind(node) == tv_kind_discrete; }
 inline bool is_continuous(const tv_node_t* node) { return tv_node_get_kind(node) == tv_kind_continuous; }
+inline bool is_real_valued_function(const tv_node_t* node) {
+  return tv_node_get_category(node) == tv_category_function && !is_discrete(node);
+}
 
 // The label of a state, or "#index" for a state without one.
 std::string state_name(const tv_node_t* node, size_t state);

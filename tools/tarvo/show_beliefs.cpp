@@ -63,6 +63,12 @@ Summary summary_of(const Network& network, tv_node_t* node) {
   return summary;
 }
 
+// The value of a function node, where the beliefs determine it.
+std::optional<double> value_of(tv_node_t* node) {
+  const double value = tv_node_get_value(node);
+  return tv_error_code() == tv_status_none ? std::optional(value) : std::nullopt;
+}
+
 bool has_observed_value(const Network& network, const BeliefsOptions& options) {
   return std::any_of(options.findings.begin(), options.findings.end(),
                      [&](const Finding& finding) { return is_continuous(network.find(finding.node)); });
@@ -127,6 +133,13 @@ void print_continuous(const Network& network, tv_node_t* node) {
               significant(summary.points[1]).c_str(), significant(summary.points[2]).c_str());
 }
 
+void print_value(tv_node_t* node) {
+  if (const std::optional<double> value = value_of(node))
+    std::printf("    value %s\n", significant(*value).c_str());
+  else
+    std::printf("    no value: %s\n", tv_error_description(static_cast<unsigned>(tv_error_code())));
+}
+
 void print_states(tv_node_t* node, size_t label_width, const Terminal& terminal) {
   const std::vector<tv_number_t> beliefs = beliefs_of(node);
   const auto greatest =
@@ -159,6 +172,8 @@ void print_text(const Network& network, const BeliefsOptions& options, const Ans
     std::printf("\n%s\n", heading(node, finding_on(options, tv_node_get_name(node))).c_str());
     if (is_continuous(node))
       print_continuous(network, node);
+    else if (is_real_valued_function(node))
+      print_value(node);
     else
       print_states(node, label_width, terminal);
   }
@@ -218,6 +233,12 @@ void print_json(const Network& network, const BeliefsOptions& options, const Ans
             {{"0.05", summary.points[0]}, {"0.5", summary.points[1]}, {"0.95", summary.points[2]}}}});
       continue;
     }
+    if (is_real_valued_function(node)) {
+      const std::optional<double> value = value_of(node);
+      document["nodes"].push_back(
+          {{"name", tv_node_get_name(node)}, {"value", value ? Json(*value) : Json()}});
+      continue;
+    }
     Json beliefs = Json::array();
     for (tv_number_t belief : beliefs_of(node)) beliefs.push_back(json_number(belief));
     document["nodes"].push_back(
@@ -240,6 +261,11 @@ void print_csv(const Network& network, const BeliefsOptions& options, const Answ
                   shortest(summary.deviation).c_str());
       for (size_t i = 0; i < 3; ++i)
         std::printf("%s,quantile_%g,%s\n", name, kPercentPoints[i], shortest(summary.points[i]).c_str());
+      continue;
+    }
+    if (is_real_valued_function(node)) {
+      const std::optional<double> value = value_of(node);
+      std::printf("%s,value,%s\n", tv_node_get_name(node), value ? shortest(*value).c_str() : "");
       continue;
     }
     const std::vector<tv_number_t> beliefs = beliefs_of(node);
