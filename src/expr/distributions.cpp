@@ -218,9 +218,11 @@ tv_status_t continuous_masses(const Task& task) {
   if (!function.failed && !(whole >= kSmallestMass)) return refuse_truncation(task);
   for (size_t state = 0; state < states; ++state) {
     const Tails to = function.tails(std::clamp(task.value(state + 1), low, high));
-    task.masses[state] = mass_between(from, to) / whole;
+    task.masses[state] = mass_between(from, to);
     from = to;
   }
+  if (whole != 1)
+    for (size_t state = 0; state < states; ++state) task.masses[state] /= whole;
   return function.failed ? report_no_convergence(task) : tv_status_none;
 }
 

@@ -150,12 +150,14 @@ bool lower_beta(double a, double b, double x, double y, double& p) noexcept {
 }  // namespace
 
 Tails normal_tails(double z) noexcept {
-  // Far out the function is so steep that the rounding of its argument shows: it is put right.
-  constexpr double rest_of_root_two = -9.6672933134529135e-17;
   const double x = std::fabs(z) / std::numbers::sqrt2;
-  const double excess = std::fma(x, std::numbers::sqrt2, -std::fabs(z)) + x * rest_of_root_two;
-  const double correction = 1 + std::numbers::sqrt2 * x * excess;
-  const double outer = 0.5 * std::erfc(x) * (std::isfinite(correction) ? correction : 1);
+  double outer = 0.5 * std::erfc(x);
+  if (x > 2 && x < 40) {
+    // Far out the function is so steep that the rounding of its argument shows: it is put right.
+    constexpr double rest_of_root_two = -9.6672933134529135e-17;
+    const double excess = std::fma(x, std::numbers::sqrt2, -std::fabs(z)) + x * rest_of_root_two;
+    outer *= 1 + std::numbers::sqrt2 * x * excess;
+  }
   return z < 0 ? Tails{outer, 1 - outer} : Tails{1 - outer, outer};
 }
 
