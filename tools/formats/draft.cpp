@@ -189,6 +189,7 @@ void read_property(std::string_view text, Variable& variable) {
     while (!piece.empty() && static_cast<unsigned char>(piece.back()) <= ' ') piece.remove_suffix(1);
     return piece;
   };
+  text = text.substr(0, text.find('\0'));  // as far as a label goes
   const size_t equals = text.find('=');
   if (equals == text.npos) return;
   const std::string_view key = trim(text.substr(0, equals)), value = trim(text.substr(equals + 1));
