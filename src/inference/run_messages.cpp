@@ -18,7 +18,7 @@ namespace {
 constexpr double kLargestRatioSum = 8.988465674311579e+307;  // 2 to the power 1023
 constexpr double kSuspiciousMass = 5.421010862427522e-20;    // 2 to the power -64
 constexpr size_t kUpdatesTogether = 8;
-constexpr size_t kGrainsForThreads = 100;
+constexpr size_t kGrainsForThreads = 1000;
 
 class Runner {
  public:
