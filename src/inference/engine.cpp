@@ -237,7 +237,7 @@ void make_room(TreeEngine& engine) {
   engine.spoke.assign(engine.cliques.size(), 0);
 }
 
-// Kept tapes may take an eighth of what the tables take, or this many bytes.
+// Kept tapes may take an eighth of what full tables would take, or this many bytes in all trees together.
 constexpr size_t kLeastTapeBudget = 1 << 20;
 
 std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
@@ -258,7 +258,8 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   engine->pending.reserve(tree.nodes.size());
   engine->trail.reserve(2 * tree.nodes.size() + 2);
   engine->kept_tapes = std::make_unique<TapeCache>();
-  engine->kept_tapes->prepare(tree.nodes.size(), std::max(kLeastTapeBudget, engine->numbers.size() / 2));
+  engine->kept_tapes->prepare(tree.nodes.size(), std::max(kLeastTapeBudget / tree.domain->forest->tree_count,
+                                                          table_entries(tree) * sizeof(float) / 8));
   apply_fixed_states(*engine);
   engine->utilities = new_utility_engine(tree);
   return engine;
