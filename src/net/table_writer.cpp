@@ -46,6 +46,7 @@ class TableWriter {
   TableWriter(OutputSink& sink, const Table& table, std::string_view indent)
       : sink_(sink), table_(table), indent_(indent), levels_(table.discrete_count), states_(levels_, 0) {
     has_leaves_ = table.continuous_count > 0;
+    if (has_leaves_) own_place_ = table.nodes.position(table.owner) - table.discrete_count;
     lists_entries_ = has_leaves_ || !is_probability(table);
     const size_t identified = levels_ - (levels_ > 0 && !lists_entries_ ? 1 : 0);
     comments_.resize(identified);
@@ -121,13 +122,13 @@ class TableWriter {
   void write_leaf(const double* block) {
     sink_.text("normal ( ");
     bool empty = true;
-    if (const double constant = block[cg_mean_index(0)]; constant != 0) {
+    if (const double constant = block[cg_mean_index(own_place_)]; constant != 0) {
       sink_.number(constant);
       empty = false;
     }
-    for (size_t i = 1; i < table_.continuous_count; ++i) {
-      const double coefficient = block[cg_covariance_index(i, 0)];
-      if (coefficient == 0) continue;
+    for (size_t i = 0; i < table_.continuous_count; ++i) {
+      const double coefficient = block[cg_covariance_index(i, own_place_)];
+      if (i == own_place_ || coefficient == 0) continue;
       const bool negative = coefficient < 0;
       sink_.text(empty ? (negative ? "-" : "") : (negative ? " - " : " + "));
       if (const std::string factor = number_text(std::fabs(coefficient)); factor != "1") {
@@ -139,7 +140,7 @@ class TableWriter {
     }
     if (empty) sink_.text("0");
     sink_.text(", ");
-    sink_.number(block[cg_covariance_index(0, 0)]);
+    sink_.number(block[cg_covariance_index(own_place_, own_place_)]);
     sink_.text(" )");
   }
 
@@ -150,6 +151,7 @@ class TableWriter {
   std::vector<size_t> states_;
   std::vector<std::vector<std::string>> comments_;  // of the nodes that comments name, by state
   bool has_leaves_;                                 // of continuous nodes
+  size_t own_place_ = 0;                            // of the node among them, where the host has put it
   bool lists_entries_;                              // each on a line of its own
 };
 

@@ -78,6 +78,11 @@ TEST(Regressions, StayReadableInAnotherTableOrder) {
   EXPECT_EQ(regression(y, 0), (Numbers{2, 3, 4}));
   set_regression(y, 0, 5, 6, {7});
   EXPECT_EQ(CgOracle(domain.get()).answer().variance(1), 6 + 49);
+  char* text = tv_domain_to_net_string(domain.get());
+  const DomainOwner copy(tv_net_parse_domain(text, nullptr, nullptr));
+  ASSERT_TRUE(copy) << text;
+  EXPECT_EQ(regression(tv_domain_get_node_by_name(copy.get(), "Y"), 0), (Numbers{5, 6, 7})) << text;
+  std::free(text);
   ASSERT_EQ(tv_node_reverse_edge(x, y), tv_status_none);
   EXPECT_EQ(regression(y, 0), (Numbers{5, 55}));
 }
