@@ -528,7 +528,8 @@ TV_API const char* tv_domain_get_file_name(const tv_domain_t* domain);
  * utility with any kind (the node gets kind other). A discrete node starts with one state and subtype
  * label. Nodes are numbered 1, 2, 3 ... by order of creation; the new node becomes the first of the
  * domain's list. It has no name until one is set or asked for, and no table until one is asked for (no
- * table counts as the uniform distribution, for a utility node as zero).
+ * table counts as the uniform distribution, for a continuous node as intercept 0, coefficients 0 and variance
+ * 1, for a utility node as zero).
  *
  * Fails, returning NULL: usage - any other combination; cg_limids_not_supported - a continuous decision, a
  * continuous chance node in a domain with decision or utility nodes, or a decision or utility node in a
@@ -809,7 +810,8 @@ TV_API tv_status_t tv_node_add_parent(tv_node_t* child, tv_node_t* parent);
 
 /**
  * Removes the link from `parent` to `child` and uncompiles the domain. The child's table becomes the
- * average over the parent's states; the experience and fading tables likewise.
+ * average over the parent's states; the experience and fading tables likewise. Of a continuous parent the
+ * coefficients are dropped.
  *
  * Fails: usage - there is no such link.
  */
@@ -909,6 +911,10 @@ TV_API const char* tv_node_get_label(const tv_node_t* node);
  * parents in the order of tv_node_get_parents and then, if it is discrete, the node itself. Write through
  * tv_table_get_data, then call tv_node_touch_table. Distributions need not sum to one: each is divided by its
  * sum when it is first used, and the table shows the result.
+ *
+ * The table of a continuous node has its discrete parents, then the node and its continuous parents, on which
+ * it is conditional; its data are ones. Its distribution is set and read by tv_node_set_intercept and those
+ * that follow it.
  *
  * Fails, returning NULL: usage - a real-valued function node, which has no table.
  */

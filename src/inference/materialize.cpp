@@ -107,7 +107,10 @@ tv_status_t materialize_clique(Table& table) {
   CliqueWork& work = work_of(clique);
   if (has_data(table) && work.materialized == work.version) return tv_status_none;
   if (tv_status_t status = allocate_table_data(table)) return status;
-  if (work.initialized && table.cg_size) cg_materialize(clique, table.cg_data.data());
+  if (work.initialized && table.cg_size)
+    cg_materialize(clique, table.cg_data.data());
+  else
+    std::fill(table.cg_data.begin(), table.cg_data.end(), 0.0);
   if (work.initialized && work.factored)
     spread_factors(work, table.data.data(), table.size);
   else if (work.initialized)

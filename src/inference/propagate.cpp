@@ -213,20 +213,27 @@ bool is_plain_request(tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noe
   return equilibrium == tv_equilibrium_sum && mode == tv_evidence_normal;
 }
 
+// Trees with continuous nodes answer without evidence after a failure, where nothing prevents that.
+void reset_continuous(JunctionTree& tree) {
+  if (tree.has_continuous && _tv_jt_reset_inference_engine(tree, ResetForm::full)) recover_tree(tree);
+}
+
 tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
                            tv_evidence_mode_t mode) {
   if (!is_compiled(*tree.domain)) return tv_status_not_compiled;
   if (tree.has_continuous && !is_plain_request(equilibrium, mode)) return tv_status_usage;
   if (!_tv_jt_evidence_is_valid(tree) || !_tv_domain_ijt_nodes_are_instantiated(*tree.domain))
     return tv_status_invalid_evidence;
-  return _tv_jt_make_consistent(tree, root, equilibrium, mode);
+  TreeRecovery recovery(tree);
+  const tv_status_t status = _tv_jt_make_consistent(tree, root, equilibrium, mode);
+  if (status && status != tv_status_error) reset_continuous(tree);
+  recovery.dismiss();
+  return status;
 }
 
-// Trees with continuous nodes answer without evidence afterwards, where nothing prevents that.
 void reset_after_failure(Domain& domain) {
   for (JunctionTree& tree : domain.forest->trees) recover_tree(tree);
-  for (JunctionTree& tree : domain.forest->trees)
-    if (tree.has_continuous && _tv_jt_reset_inference_engine(tree, ResetForm::full)) recover_tree(tree);
+  for (JunctionTree& tree : domain.forest->trees) reset_continuous(tree);
 }
 
 // Every tree is reset, whatever becomes of the others; the first failure is told.

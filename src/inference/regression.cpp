@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "api/boundary.h"
+#include "inference/cg_engine.h"
 #include "inference/reset.h"
 #include "network/node_operations.h"
 
@@ -37,12 +38,23 @@ Table* regression_table(Node* node, const Node* parent, size_t configuration) {
   return store_status(allocate_table_data(*table)) ? nullptr : table;
 }
 
+// Some of what has been propagated is computed when it is asked for. It must not come from numbers that are
+// to be propagated next.
+void secure_present_answers(const Node& node) noexcept {
+  if (!is_compiled(*node.domain)) return;
+  const JunctionTree& tree = *compiled(node).tree;
+  if (tree.equilibrium == tv_equilibrium_none) return;
+  CgEngine& engine = *engine_of(tree).cg;
+  collect_component(engine, engine.cliques[cg_node(engine, node).assigned].component);
+}
+
 template <class Entry>
 tv_status_t set_entry(Node* node, const Node* parent, size_t configuration, double value, Entry entry) {
   return guarded([&]() -> tv_status_t {
     if (!check(std::isfinite(value))) return tv_status_usage;
     Table* table = regression_table(node, parent, configuration);
     if (!table) return current_status();
+    secure_present_answers(*node);
     table->cg_data[configuration * table->cg_size + entry(*table)] = value;
     _tv_node_touch_table(*node);
     return tv_status_none;

@@ -136,6 +136,50 @@ TEST(Rules, AValueBeyondEveryDensityIsTooLow) {
   expect_failure_and_recovery(w, tv_status_low_density, w.x);
 }
 
+// One tree by itself: it answers without evidence, as the whole domain would.
+TEST(Rules, AFailureInOneTreeIsThatTreesAlone) {
+  World w;
+  tv_node_t* lone = add_continuous(w.domain.get(), "L", 0, 1);
+  ASSERT_EQ(tv_domain_compile(w.domain.get()), tv_status_none);
+  const double mean = tv_node_get_mean(w.z);
+  tv_node_enter_value(lone, 2);
+  ASSERT_EQ(propagate(w.domain), tv_status_none);
+  tv_node_enter_value(w.x, 1.5);
+  tv_node_enter_value(w.y, 3.0);
+  tv_junction_tree_t* tree = tv_node_get_junction_tree(w.x);
+  for (const bool by_clique : {false, true}) {
+    tv_clique_t* root = tv_jt_get_root(tree);
+    EXPECT_CODE(tv_status_zero_variance,
+                by_clique ? tv_clique_propagate(root, tv_equilibrium_sum, tv_evidence_normal)
+                          : tv_jt_propagate(tree, tv_equilibrium_sum, tv_evidence_normal));
+    EXPECT_EQ(tv_jt_equilibrium_is(tree, tv_equilibrium_sum), 1);
+    EXPECT_EQ(tv_jt_evidence_is_propagated(tree), 0);
+    EXPECT_EQ(tv_node_get_mean(w.z), mean);
+    EXPECT_EQ(tv_node_get_mean(lone), 2);
+    EXPECT_EQ(tv_node_get_entered_value(w.y), 3.0);
+  }
+}
+
+// Answers are those of the last propagation, also the ones that nobody has asked for yet.
+TEST(Rules, NewRegressionsCountFromTheNextPropagationOn) {
+  const World plain;
+  World w;
+  tv_node_enter_value(w.z, 2);
+  tv_node_enter_value(plain.z, 2);
+  ASSERT_EQ(propagate(w.domain), tv_status_none);
+  ASSERT_EQ(propagate(plain.domain), tv_status_none);
+  ASSERT_EQ(tv_node_set_intercept(w.x, 0, 7), tv_status_none);
+  ASSERT_EQ(tv_node_set_coefficient(w.y, w.x, 0, -1), tv_status_none);
+  EXPECT_EQ(tv_node_get_mean(w.x), tv_node_get_mean(plain.x));
+  EXPECT_EQ(tv_node_get_variance(w.y), tv_node_get_variance(plain.y));
+  EXPECT_EQ(tv_node_get_quantile(w.x, 0.25), tv_node_get_quantile(plain.x, 0.25));
+  ASSERT_EQ(tv_domain_initialize(w.domain.get()), tv_status_none);
+  ASSERT_EQ(tv_node_set_intercept(w.x, 0, 0), tv_status_none);
+  EXPECT_NEAR(tv_node_get_mean(w.x), 0.25 * 7 + 0.75 * 1, 1e-6);
+  ASSERT_EQ(propagate(w.domain), tv_status_none);
+  EXPECT_EQ(wrong_cg_answer(w.domain.get(), kMixtureBounds), "");
+}
+
 TEST(Rules, RegressionsChangeUnderACompiledDomain) {
   World w;
   tv_node_enter_value(w.z, 2.0);
