@@ -43,7 +43,7 @@ std::unique_ptr<Table> checked_copy(Node& node, tv_status_t& status) {
 // The tables of X given `x_parents` (which hold Y) and of Y given `y_parents`, by way of their joint.
 tv_status_t reverse_tables(TableChanges& changes, Node& x, Node& y, const NodeList& x_parents,
                            const NodeList& y_parents) {
-  if (!x.table && !y.table) return tv_status_none;  // both uniform, and so they remain
+  if (!x.table && !y.table) return tv_status_none;  // each independent of the other, and so they remain
   tv_status_t status = tv_status_none;
   const std::unique_ptr<Table> x_table = checked_copy(x, status);
   if (status) return status;
