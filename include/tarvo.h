@@ -1914,13 +1914,13 @@ TV_API tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state);
 /**
  * The expected utility of a state of a discrete node: the expectation of the sum of all utilities of its
  * tree, given the state, the evidence and the policies of the decisions that are not made; 0 for an
- * impossible state. Of a utility node (`state` 0): its own expectation. It does not depend on the
- * equilibrium. In fast-retraction mode a node's own evidence is left out for its states, but not for
- * utility nodes. 0 in a domain without utility nodes.
+ * impossible state. Of a utility node (`state` 0): its own expectation. For chance, decision and utility
+ * nodes it does not depend on the equilibrium. In fast-retraction mode a node's own evidence is left out for
+ * its states, but not for utility nodes. 0 in a domain without utility nodes.
  *
  * Fails, returning -1.0: usage - `state` is out of range, or the node is neither discrete nor a utility node;
- * not_compiled; no_equilibrium; usage - there are no utility nodes and the tree is not in sum equilibrium
- * with normal mode or without evidence.
+ * not_compiled; no_equilibrium; usage - the node is a function node, or there are no utility nodes, and the
+ * tree is not in sum equilibrium with normal mode or without evidence.
  */
 TV_API tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state);
 
@@ -2048,13 +2048,14 @@ TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes
  * updating (Lauritzen & Nilsson 2001): one decision at a time gets, for each configuration of its parents, a
  * policy that is best given the evidence and the policies of the others, until no policy changes.
  *
- * States count as equally good when their expected utilities differ by less than 6 millionths; among them a
- * policy keeps its mixture. A policy that is optimal already, and one for a configuration that cannot occur,
- * stays as it is. The result is a local optimum; where every decision knows all that was known and decided
- * before it, and no policy excluded a state at the start, it is the best of all. Decisions are updated in the
- * order in which they become extremal in the reduction of tv_node_get_requisite_parents, the last to be made
- * first. The domain must be in sum equilibrium, in normal mode or without evidence, with nothing left to
- * propagate; it is so again afterwards. A domain without utility nodes is left alone.
+ * States count as equally good when their expected utilities differ from the best by less than 6 millionths
+ * of it, or by what rounding can explain; among them a policy keeps its mixture. A policy that is optimal
+ * already, and one for a configuration that cannot occur, stays as it is. The result is a local optimum; where
+ * every decision knows all that was known and decided before it, and no policy excluded a state at the start,
+ * it is the best of all. Decisions are updated in the order in which they become extremal in the reduction of
+ * tv_node_get_requisite_parents, the last to be made first. The domain must be in sum equilibrium, in normal
+ * mode or without evidence, with nothing left to propagate; it is so again afterwards, and tables that are
+ * computed from results follow the new policies. A domain without utility nodes is left alone.
  *
  * Fails: not_compiled; usage - the state of the domain; functional_dependency - function nodes stand between
  * other nodes; error - stopped by the progress handler (task "policies"); and the codes of tv_domain_propagate.

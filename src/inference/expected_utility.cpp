@@ -11,6 +11,12 @@ namespace {
 
 bool is_utility(const Node* node) noexcept { return node && node->category == tv_category_utility; }
 
+// Propagation leaves expected utilities, whatever its equilibrium, with these nodes of decision models; all
+// others are read like beliefs.
+bool has_own_results(const Node& node) noexcept {
+  return node.domain->counters.utility > 0 && node.category != tv_category_function;
+}
+
 bool tree_lacks_marginals(const JunctionTree& tree) noexcept { return !holds_marginals(tree); }
 
 // The least or greatest entry of a utility node's table; a node without numbers counts as zero.
@@ -43,7 +49,7 @@ tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state) {
   const bool is_valid = tv::is_state(node, state) || (tv::is_utility(node) && state == 0);
   const tv::Node* source = tv::node_with_results(node, is_valid);
   if (!source) return -1;
-  if (source->domain->counters.utility == 0 &&
+  if (!tv::has_own_results(*source) &&
       !tv::require(tv::holds_marginals(*tv::result_tree(*source)), tv_status_usage))
     return -1;
   return static_cast<tv_number_t>(tv::_tv_node_get_expected_utility(*source, state));

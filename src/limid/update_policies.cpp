@@ -80,6 +80,8 @@ class PolicyUpdate {
  public:
   explicit PolicyUpdate(JunctionTree& tree) noexcept : tree_(tree) {}
 
+  bool any_change() const noexcept { return any_change_; }
+
   tv_status_t jt_update_policies() {
     if (!utilities_of(tree_)) return tv_status_none;  // all states of its decisions are as good
     if (tv_status_t status = collect_decisions()) return status;
@@ -152,12 +154,18 @@ tv_status_t update_policies(Domain& domain) {
     return tv_status_usage;
   if (domain.counters.utility == 0) return tv_status_none;
   if (!_tv_function_nodes_satisfy_limid_constraints(domain)) return tv_status_functional_dependency;
+  bool any_change = false;
   for (JunctionTree& tree : domain.forest->trees) {
     TreeRecovery recovery(tree);
-    if (tv_status_t status = PolicyUpdate(tree).jt_update_policies()) return status;
+    PolicyUpdate update(tree);
+    if (tv_status_t status = update.jt_update_policies()) return status;
+    any_change |= update.any_change();
     recovery.dismiss();
   }
-  return tv_status_none;
+  // Tables that are computed from results follow the new policies.
+  return any_change && domain.model_count > 0
+             ? _tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal)
+             : tv_status_none;
 }
 
 }  // namespace

@@ -12,7 +12,9 @@
 // With decisions or utilities there is a stricter rule, because policies are optimised in a joint
 // distribution that must not move with their own choice: no function node may stand on a directed path
 // between two nodes that are not function nodes. (Functions of constants may be parents of anything,
-// and functions of anything may be evaluated as results.)
+// and functions of anything may be evaluated as results.) Functional links that break it are refused. A plain
+// link, out of a discrete function node, can still be added to a function of results: such a network
+// propagates, tree by tree, but policies are not updated in it.
 #include "network/functional_trails.h"
 
 #include "network/links.h"
@@ -108,7 +110,7 @@ SideOfLink explore(Node& start, NodeList Node::*links, DirectedLink absent) {
 }
 
 bool carries_functional_dependency(Node& parent, Node& child, DirectedLink absent) {
-  if (!is_function(parent) && !is_function(child)) return false;
+  if (!is_functional_link(parent, child)) return false;
   const SideOfLink below = explore(child, &Node::children, absent);
   if (!below.has_other_node) return false;
   const SideOfLink above = explore(parent, &Node::parents, absent);

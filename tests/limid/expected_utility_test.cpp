@@ -201,6 +201,37 @@ TEST(ExpectedUtility, ExtremesAndTheTableBeforeAPropagationComeFromTheNodes) {
   EXPECT_EQ(tv_error_code(), tv_status_usage);
 }
 
+TEST(ExpectedUtility, DecisionModelsHaveTwoTablesACliqueButNoConflict) {
+  Umbrella world;
+  tv_junction_tree_t* tree = tv_domain_get_first_junction_tree(world.domain.get());
+  EXPECT_EQ(tv_jt_get_total_size(tree), 2 * 8u);
+  EXPECT_EQ(tv_domain_get_conflict(world.domain.get()), -1);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+  EXPECT_EQ(tv_jt_get_conflict(tree), -1);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+  tv_node_delete(world.comfort);
+  ASSERT_EQ(tv_domain_compile(world.domain.get()), tv_status_none);
+  EXPECT_EQ(tv_clique_get_utility_table(tv_domain_get_first_clique(world.domain.get())), nullptr);
+  EXPECT_EQ(tv_error_code(), tv_status_none);
+  EXPECT_EQ(tv_domain_get_expected_utility(world.domain.get()), 0);
+  tv_domain_propagate(world.domain.get(), tv_equilibrium_max, tv_evidence_normal);
+  EXPECT_EQ(tv_domain_get_expected_utility(world.domain.get()), -1);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+}
+
+TEST(ExpectedUtility, OfFunctionNodesIsReadAfterSums) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* constant = add_special(domain.get(), tv_category_function, "constant", 2, {}, {0.25f, 0.75f});
+  tv_node_t* seen = add_node(domain.get(), "seen", 2, {constant}, {1, 0, 0.5f, 0.5f});
+  add_utility(domain.get(), "gain", {seen}, {0, 8});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_node_get_expected_utility(constant, 1), 4);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_max, tv_evidence_normal), tv_status_none);
+  EXPECT_EQ(tv_node_get_expected_utility(seen, 1), 8);
+  EXPECT_EQ(tv_node_get_expected_utility(constant, 1), -1);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+}
+
 TEST(ExpectedUtility, InconsistentEvidenceLeavesNoResult) {
   Umbrella world;
   set_table(world.rain, {1, 0});

@@ -178,6 +178,7 @@ TEST(Requisites, FollowTheStructure) {
   tv_node_t* seismic = add_node(domain.get(), "seismic", 3, {oil});
   tv_node_t* price = add_node(domain.get(), "price", 2);
   tv_node_t* drill = add_decision(domain.get(), "drill", 2, {seismic, price});
+  ASSERT_NE(tv_node_get_requisite_parents(drill), nullptr);
   EXPECT_TRUE(set_of(tv_node_get_requisite_parents(drill)).empty()) << "nothing to gain";
   tv_node_t* gain = add_utility(domain.get(), "gain", {oil, drill});
   EXPECT_EQ(set_of(tv_node_get_requisite_parents(drill)), (Set{seismic}));

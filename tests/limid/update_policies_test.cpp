@@ -174,11 +174,11 @@ TEST(UpdatePolicies, StatesThatAreAlmostAsGoodStay) {
   const struct {
     float utilities[2];
     bool first_stays;
-  } cases[] = {{{1e6f, 1e6f - 5}, true},
-               {{1e6f - 5, 1e6f}, true},
-               {{1e6f - 7, 1e6f}, false},
-               {{-1e6f, -1e6f + 5}, true},
-               {{-1e6f, -1e6f + 7}, false},
+  } cases[] = {{{1e6f, 1e6f - 5.9375f}, true},
+               {{1e6f - 5.9375f, 1e6f}, true},
+               {{1e6f - 6, 1e6f}, false},
+               {{-1e6f - 5.9375f, -1e6f}, true},
+               {{-1e6f - 6, -1e6f}, false},
                {{0, 0}, true},
                {{-1, 0}, false}};
   for (const auto& test : cases) {
@@ -261,6 +261,47 @@ TEST(UpdatePolicies, NeedsASettledDomain) {
   EXPECT_EQ(tv_domain_update_policies(domain.get()), tv_status_none);
   // Only what can occur was decided.
   EXPECT_EQ(numbers_of(choice), (std::vector<float>{0, 1, 0.5f, 0.5f}));
+}
+
+tv_node_t* add_function(const DomainOwner& domain, const char* name, const std::vector<tv_node_t*>& parents) {
+  return add_special(domain.get(), tv_category_function, name, 2, parents);
+}
+
+TEST(UpdatePolicies, RefusesNetworksWithAFunctionBetweenOtherNodes) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* source = add_node(domain.get(), "source", 2, {}, {0.25f, 0.75f});
+  tv_node_t* function = add_function(domain, "function", {source});
+  tv_node_t* market = add_node(domain.get(), "market", 2);
+  tv_node_t* choice = add_decision(domain.get(), "choice", 2, {});
+  add_utility(domain.get(), "gain", {choice, market}, {0, 1, 1, 5});
+  ASSERT_EQ(tv_node_add_parent(market, function), tv_status_none);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_get_expected_utility(domain.get()), 1.75);
+  EXPECT_EQ(tv_domain_update_policies(domain.get()), tv_status_functional_dependency);
+  EXPECT_EQ(numbers_of(choice), (std::vector<float>{0.5f, 0.5f}));
+  EXPECT_EQ(tv_node_get_requisite_parents(choice), nullptr);
+  EXPECT_EQ(tv_error_code(), tv_status_functional_dependency);
+  EXPECT_EQ(tv_node_get_requisite_ancestors(choice), nullptr);
+  EXPECT_EQ(tv_error_code(), tv_status_functional_dependency);
+  tv_node_remove_parent(function, source);
+  tv_domain_compile(domain.get());
+  EXPECT_EQ(tv_domain_update_policies(domain.get()), tv_status_none);
+  EXPECT_EQ(numbers_of(choice), (std::vector<float>{0, 1}));
+}
+
+TEST(UpdatePolicies, FunctionsOfResultsFollowTheNewPolicies) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* choice = add_decision(domain.get(), "choice", 2, {});
+  tv_node_t* gain = add_utility(domain.get(), "gain", {choice}, {0, 1});
+  tv_node_t* rich = add_function(domain, "rich", {gain});
+  tv_node_set_subtype(rich, tv_subtype_boolean);
+  tv_node_t* no_nodes[] = {nullptr};
+  tv_model_set_expression(tv_node_new_model(rich, no_nodes), 0,
+                          tv_string_to_expression("gain > 0.75", domain.get(), nullptr, nullptr));
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_node_get_belief(rich, 1), 0);
+  ASSERT_EQ(tv_domain_update_policies(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_node_get_belief(rich, 1), 1);
 }
 
 TEST(UpdatePolicies, TheHostCanStopIt) {

@@ -80,6 +80,20 @@ TEST(FunctionalTrails, DecisionModelsRefuseComputedDependencies) {
   }
 }
 
+TEST(FunctionalTrails, DecisionModelsTakePlainLinksOutOfDiscreteFunctions) {
+  World world;
+  tv_node_t* x = world.chance();
+  tv_node_t* y = world.chance();
+  tv_node_t* d = world.discrete_function();
+  world.decision();
+  EXPECT_EQ(tv_node_add_parent(y, d), tv_status_none);
+  EXPECT_EQ(tv_node_add_parent(d, x), tv_status_functional_dependency);
+  EXPECT_EQ(tv_node_remove_parent(y, d), tv_status_none);
+  EXPECT_EQ(tv_node_add_parent(d, x), tv_status_none);
+  EXPECT_EQ(tv_node_add_parent(y, d), tv_status_none);
+  EXPECT_FALSE(tv::_tv_function_nodes_satisfy_limid_constraints(*world.domain));
+}
+
 TEST(FunctionalTrails, TheFirstDecisionChecksTheWholeDomain) {
   World world;
   tv_node_t* x = world.chance();
