@@ -45,7 +45,7 @@ tv_status_t NetParser::parse_model_nodes(const Potential& potential) {
 
 // `( expression [ , expression ]* )`, the first model node varying slowest.
 tv_status_t NetParser::parse_model_data(const Potential& potential) {
-  Model* const model = potential.children.front()->model.get();
+  Model* const model = potential.model();
   if (!model) return fail("`model_nodes' attribute has not been specified");
   if (!model->expressions.empty()) return fail("`model_data' attribute specified twice");
   if (model->size == kHugeSize) return tv_status_size_too_large;
@@ -64,7 +64,7 @@ tv_status_t NetParser::parse_model_data(const Potential& potential) {
 
 tv_status_t NetParser::parse_samples_per_interval(const Potential& potential) {
   if (tv_status_t status = check_model_is_allowed(potential)) return status;
-  Model* const model = potential.children.front()->model.get();
+  Model* const model = potential.model();
   if (!model) return fail("`model_nodes' attribute has not been specified");
   double count;
   if (!lexer_.read_number(count)) return fail("number expected");

@@ -64,6 +64,8 @@ class NetParser {
     bool has_data = false, has_experience = false, has_fading = false;
     std::unique_ptr<Table> chain_table;  // the data of a chain potential
     bool is_chain() const noexcept { return children.size() > 1; }
+    // What the body may speak of: a chain potential has no model, although its nodes may.
+    Model* model() const noexcept { return is_chain() ? nullptr : children.front()->model.get(); }
   };
   tv_status_t parse_potential();
   tv_status_t parse_potential_header(Potential& potential);

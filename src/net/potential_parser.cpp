@@ -46,7 +46,7 @@ tv_status_t NetParser::parse_potential() {
 tv_status_t NetParser::parse_body(Potential& potential) {
   const auto parse_value = [&](const std::string& field) { return parse_field(field, potential); };
   if (tv_status_t status = parse_block(parse_value)) return status;
-  Model* const model = potential.children.front()->model.get();
+  Model* const model = potential.model();
   if (model && potential.has_data)
     model->stale = false;  // the data are taken for what the model gives
   else if (!model && !potential.has_data)

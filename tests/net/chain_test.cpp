@@ -201,6 +201,16 @@ const char kPair[] =
     "node C { states = (\"0\" \"1\"); }\n"
     "potential (P) { data = (0.25 0.75); } potential (C | A) { data = ((0.1 0.9)(0.4 0.6)); }\n";
 
+// Data of a chain potential are not those of its first node, whose own model still gives its table.
+TEST(ChainPotentials, LeaveTheModelsOfTheirNodesAlone) {
+  const Parsed parsed = parse(std::string(kPair) +
+                              "potential (A) { model_nodes = (); model_data = (Distribution (1, 3)); }\n"
+                              "potential (A B) { data = (1 1 1 1); }");
+  ASSERT_NE(nullptr, parsed.domain) << testing::PrintToString(parsed.messages);
+  ASSERT_EQ(tv_status_none, tv_domain_compile(parsed.domain.get()));
+  EXPECT_NEAR(0.25, tv_node_get_belief(node(parsed, "A"), 0), 1e-6);
+}
+
 TEST(ChainPotentials, RefuseParentsThatLeaveNothingPossible) {
   const Parsed parsed =
       parse(std::string(kPair) + "potential (A B | P) { data = (((0 0)(0 0))((1 2)(3 4))); }");

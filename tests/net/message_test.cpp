@@ -186,6 +186,8 @@ TEST(Messages, OfChainPotentials) {
       {"potential (A C) { data = (1 2); } potential (E | A) { data = (1 2); } potential (C | E)^ {}",
        "adding the link E --> C creates a directed cycle"},
       {"potential (A B) { model_nodes =^ (); }", "models cannot be specified for chain graph potentials"},
+      {"potential (A) { model_nodes = (); } potential (A B) { model_data =^ (1); }",
+       "`model_nodes' attribute has not been specified"},
       {"potential (A B) { experience =^ 1; }",
        "experience data cannot be specified for chain graph potentials"},
       {"potential (A B) { fading =^ 1; }", "fading data cannot be specified for chain graph potentials"},
