@@ -187,7 +187,7 @@ enum {
   tv_status_not_compiled = 17,
   /** A table has an invalid number or a zero distribution. */
   tv_status_invalid_probability_potential = 18,
-  /** Zero probability in the parents of a chain graph. Reserved. */
+  /** Zero probability in the parents of a chain graph. */
   tv_status_chain_graph = 19,
   /** The elimination order is invalid. */
   tv_status_enumeration = 20,
@@ -211,7 +211,7 @@ enum {
   tv_status_table_too_large = 29,
   /** Evidence that breaks the rules of decisions, or a required selected state is missing. */
   tv_status_invalid_evidence = 30,
-  /** The index of a state in a case is above 32767. Reserved. */
+  /** The index of a state in a case is above 32767. */
   tv_status_case_state_too_large = 31,
   /** No value has been entered or propagated. */
   tv_status_no_value = 32,
@@ -2181,7 +2181,7 @@ TV_API tv_number_t tv_domain_get_case_count(const tv_domain_t* domain, size_t ca
  */
 TV_API tv_status_t tv_node_set_case_state(tv_node_t* node, size_t case_index, size_t state);
 
-/** Notes a value of a continuous node in a case. Fails: usage - not continuous, or no such case; no_memory. */
+/** Notes a value of a continuous node in a case. Fails: usage - not continuous, not finite, no such case; no_memory. */
 TV_API tv_status_t tv_node_set_case_value(tv_node_t* node, size_t case_index, double value);
 
 /** Makes a cell missing. Fails: usage - neither discrete nor continuous, or no such case. */

@@ -29,7 +29,9 @@ void write_finding(OutputSink& sink, const Node& node) {
 tv_status_t write_case(OutputSink& sink, Domain& domain) {
   for (Node& node : domain.nodes) {
     if (!is_discrete_or_continuous(node) || !_tv_node_evidence_is_entered(node)) continue;
-    sink.text(_tv_node_get_name(node));
+    const char* const name = _tv_node_get_name(node);
+    if (!name) return current_status();  // an automatic name could not be made
+    sink.text(name);
     sink.text(": ");
     write_finding(sink, node);
     if (!node.label.empty()) {
@@ -89,7 +91,6 @@ class CaseParser {
     return fail(token == Token::end ? "unexpected end-of-file" : "illegal token");
   }
 
-  // `state` is what making the message has found.
   // `state` is what was found while the message was made.
   tv_status_t select(Node& node, const std::string& message, const size_t& state) {
     if (!message.empty()) return fail(message);
@@ -124,7 +125,8 @@ class CaseParser {
 
   tv_status_t enter_likelihood(Node& node, const std::vector<tv_number_t>& findings) {
     for (const tv_number_t finding : findings)
-      if (!(finding < std::numeric_limits<tv_number_t>::max())) return tv_status_usage;
+      if (!(finding < std::numeric_limits<tv_number_t>::max()))
+        return fail(std::string("API error: ") + tv_error_description(tv_status_usage));
     _tv_node_enter_findings(node, findings.data());
     return tv_status_none;
   }

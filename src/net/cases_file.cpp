@@ -30,13 +30,17 @@ bool is_plain(std::string_view label) noexcept {
   return true;
 }
 
+// With as many digits as bring the same number back.
+template <class Number>
+void write_exactly(OutputSink& sink, Number number) {
+  char text[kNumberRoom];
+  const char* const end = std::to_chars(text, text + sizeof text, number).ptr;
+  sink.text({text, static_cast<size_t>(end - text)});
+}
+
 void write_cell(OutputSink& sink, const Node& node, size_t index) {
   if (!case_is_set(node, index)) return sink.text("*");
-  if (is_continuous(node)) {
-    char text[kNumberRoom];
-    const char* const end = std::to_chars(text, text + sizeof text, node.cases.values[index]).ptr;
-    return sink.text({text, static_cast<size_t>(end - text)});
-  }
+  if (is_continuous(node)) return write_exactly(sink, node.cases.values[index]);
   const size_t state = static_cast<size_t>(node.cases.states[index]);
   const std::string finding = finding_text(node, state);
   const std::string_view label = state_label(node, state);
@@ -59,11 +63,13 @@ tv_status_t write_cases(OutputSink& sink, Domain& domain) {
   if (has_counts) sink.text(kCountColumn);
   for (Node* node : columns) {
     if (has_counts || node != columns.front()) sink.text(",");
-    sink.text(_tv_node_get_name(*node));
+    const char* const name = _tv_node_get_name(*node);
+    if (!name) return current_status();  // an automatic name could not be made
+    sink.text(name);
   }
   sink.text("\n");
   for (size_t index = 0; index < domain.cases.count && !sink.status(); ++index) {
-    if (has_counts) sink.table_number(case_count(domain, index));
+    if (has_counts) write_exactly(sink, case_count(domain, index));
     for (const Node* node : columns) {
       if (has_counts || node != columns.front()) sink.text(",");
       write_cell(sink, *node, index);

@@ -3,6 +3,7 @@
 #include "network/cases.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <new>
 #include <utility>
@@ -173,7 +174,8 @@ tv_status_t tv_node_set_case_state(tv_node_t* node, size_t case_index, size_t st
 
 tv_status_t tv_node_set_case_value(tv_node_t* node, size_t case_index, double value) {
   return tv::guarded([&]() -> tv_status_t {
-    if (!tv::check(node && tv::is_continuous(*node) && tv::is_case(*node, case_index)))
+    if (!tv::check(node && tv::is_continuous(*node) && tv::is_case(*node, case_index) &&
+                   std::isfinite(value)))
       return tv_status_usage;
     tv::set_case_value(*node, case_index, value);
     return tv_status_none;

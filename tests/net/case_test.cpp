@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <fstream>
 #include <sstream>
 
@@ -161,7 +162,7 @@ TEST_F(Cases, MessagesOfOne) {
   EXPECT_EQ((std::vector<Message>{{2, "findings specified twice for `L'"}}), messages);
   EXPECT_EQ(tv_status_parse, load("L: #0\nL: #1\nQ: 1\n"));
   EXPECT_EQ(2u, messages.size());
-  EXPECT_EQ(tv_status_usage, load("L: (1 1e39 0)"));
+  EXPECT_EQ(tv_status_parse, load("L: (1 1e39 0)"));
   EXPECT_EQ((std::vector<Message>{{1, std::string("API error: ") + tv_error_description(tv_status_usage)}}),
             messages);
 
@@ -194,6 +195,11 @@ TEST_F(Cases, ManyAreWrittenAsTheyAreRead) {
   EXPECT_EQ(4u, tv_domain_get_number_of_cases(domain));
   EXPECT_EQ("#count,L,X\n3.5,yes,2\n1,*,*\n0,yes,*\n2,yes,7\n", all_saved());
   EXPECT_EQ(3.5f, tv_domain_get_case_count(domain, 0));
+  tv_domain_set_case_count(domain, 1, 1234567.0f);
+  tv_domain_set_case_count(domain, 2, 0.1f);
+  ASSERT_EQ(tv_status_none, load_all(all_saved()));
+  EXPECT_EQ(1234567.0f, tv_domain_get_case_count(domain, 1));
+  EXPECT_EQ(0.1f, tv_domain_get_case_count(domain, 2));
 
   ASSERT_EQ(tv_status_none, load_all("L\n"));
   EXPECT_EQ((std::vector<Message>{{1, "warning: file contains no cases"}}), messages);
@@ -256,6 +262,7 @@ TEST_F(Cases, AreStoredAndEntered) {
   EXPECT_EQ(tv_status_usage, tv_node_set_case_state(l, 300, 0));
   EXPECT_EQ(tv_status_usage, tv_node_set_case_state(l, 0, 3));
   EXPECT_EQ(tv_status_usage, tv_node_set_case_value(l, 0, 1.0));
+  EXPECT_EQ(tv_status_usage, tv_node_set_case_value(x, 0, HUGE_VAL));
   EXPECT_EQ(tv_status_usage, tv_domain_set_case_count(domain, 0, -1.0f));
   EXPECT_EQ(static_cast<size_t>(-1), tv_node_get_case_state(l, 5));
   EXPECT_EQ(tv_status_no_value, tv_error_code());
