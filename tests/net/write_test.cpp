@@ -8,6 +8,8 @@
 #include <fstream>
 
 #include "net_world.h"
+#include "network/domain.h"
+#include "network/links.h"
 #include "support/builders.h"
 #include "support/describe.h"
 #include "text/number_text.h"
@@ -305,13 +307,24 @@ test::DomainOwner random_domain(test::Generator& random) {
   return domain;
 }
 
+// Decision models take some function nodes between other nodes only when their links come in a certain order,
+// which the text does not keep.
+bool hangs_on_the_order_of_links(const tv_domain_t& domain) {
+  return domain.counters.decision + domain.counters.utility > 0 &&
+         !tv::_tv_function_nodes_satisfy_limid_constraints(domain);
+}
+
 TEST(Write, RandomDomainsOfAllKindsComeBack) {
   test::Generator random(17);
+  size_t count = 0;
   for (int i = 0; i < 3000; ++i) {
     const test::DomainOwner domain = random_domain(random);
+    if (hangs_on_the_order_of_links(*domain)) continue;
+    ++count;
     expect_round_trip(domain.get());
     if (HasFatalFailure()) FAIL() << "domain " << i;
   }
+  EXPECT_GT(count, 2000u);
 }
 
 TEST(Write, ExamplesComeBack) {
