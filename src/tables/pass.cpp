@@ -123,8 +123,9 @@ void run_blocks(const Shape& shape, float* table, const Step* steps, size_t coun
 
 void run_whole(const Shape& shape, float* table, const Step* steps, size_t count) noexcept {
   if (shape.outer == 0 && parts_of(shape) == 1) {  // a single block: nothing to walk
+    const Kernels& kernels = tv::kernels();
     alignas(64) float buffer[kBlockSize];
-    for (size_t s = 0; s < count; ++s) run_block(kernels(), steps[s], table ? table : buffer, 0);
+    for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], table ? table : buffer, 0);
     return;
   }
   for (; count > 0; count -= std::min(count, kMostFormingSteps), steps += kMostFormingSteps) {
