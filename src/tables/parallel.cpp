@@ -35,30 +35,40 @@ UnitRange units_of_thread(size_t units, size_t threads, size_t t) noexcept {
 }
 
 Workers::~Workers() {
-  ends_ = true;
+  ends_.store(true, std::memory_order_relaxed);
   round_.fetch_add(1, std::memory_order_release);
   round_.notify_all();
   for (const Worker& worker : list_) pthread_join(worker.thread, nullptr);
 }
 
 void* Workers::serve(void* worker) {
-  const Worker& self = *static_cast<Worker*>(worker);
-  Workers& workers = *self.workers;
+  Workers& workers = *static_cast<Worker*>(worker)->workers;
   for (uint32_t seen = 0;;) {
     await_change(workers.round_, seen);
-    ++seen;
-    if (workers.ends_) return nullptr;
-    if (self.index < workers.threads_) workers.do_share(self.index);
-    if (workers.working_.fetch_sub(1, std::memory_order_acq_rel) == 1) workers.working_.notify_one();
+    seen = workers.round_.load(std::memory_order_acquire);
+    if (workers.ends_.load(std::memory_order_relaxed)) return nullptr;
+    workers.take_shares(seen);
   }
 }
 
-// Before the first operation, so that every worker sees every round. Those that cannot be started are missing
-// at the end of the list.
+// Does shares until none is left, or until another round has begun, which comes after the end of this one.
+void Workers::take_shares(uint32_t round) {
+  uint64_t left = left_.load(std::memory_order_acquire);
+  while (left >> 32 == round && (left & 0xffffffff) != 0) {
+    if (!left_.compare_exchange_weak(left, left - 1, std::memory_order_acq_rel, std::memory_order_acquire))
+      continue;
+    const size_t threads = threads_;
+    const UnitRange share = units_of_thread(units_, threads, threads - (left & 0xffffffff));
+    task_(context_, share.begin, share.end);
+    if (done_.fetch_add(1, std::memory_order_acq_rel) + 1 == threads) done_.notify_one();
+    left = left_.load(std::memory_order_acquire);
+  }
+}
+
 void Workers::start() {
   list_.reserve(most_ - 1);
   for (size_t t = 1; t < most_; ++t) {
-    list_.push_back({this, t, {}});
+    list_.push_back({this, {}});
     if (pthread_create(&list_.back().thread, nullptr, serve, &list_.back()) == 0) continue;
     list_.pop_back();
     return;
@@ -66,17 +76,18 @@ void Workers::start() {
 }
 
 void Workers::run(size_t units, size_t threads, ThreadTask task, void* context) {
-  if (round_.load(std::memory_order_relaxed) == 0) start();
+  const uint32_t round = round_.load(std::memory_order_relaxed) + 1;
+  if (round == 1) start();
   task_ = task;
   context_ = context;
   units_ = units;
   threads_ = threads;
-  working_.store(static_cast<uint32_t>(list_.size()), std::memory_order_relaxed);
-  round_.fetch_add(1, std::memory_order_release);
+  done_.store(0, std::memory_order_relaxed);
+  left_.store(static_cast<uint64_t>(round) << 32 | threads, std::memory_order_release);
+  round_.store(round, std::memory_order_release);
   if (!list_.empty()) round_.notify_all();
-  do_share(0);
-  for (size_t t = list_.size() + 1; t < threads; ++t) do_share(t);
-  for (uint32_t left; (left = working_.load(std::memory_order_acquire)) != 0;) await_change(working_, left);
+  take_shares(round);
+  for (uint32_t done; (done = done_.load(std::memory_order_acquire)) != threads;) await_change(done_, done);
 }
 
 void run_on_threads(size_t units, size_t threads, ThreadTask task, void* context, Workers* workers) {

@@ -33,33 +33,34 @@ class Workers {
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
-  // Like run_on_threads.
+  // Like run_on_threads. A share belongs to who comes for it first, so that the caller never waits for a
+  // thread that the system does not run.
   void run(size_t units, size_t threads, ThreadTask task, void* context);
 
  private:
   struct Worker {
     Workers* workers;
-    size_t index;  // from 1; the caller of run() is thread 0
     pthread_t thread;
   };
 
   static void* serve(void* worker);
   void start();
-  void do_share(size_t t) const { task_(context_, shares(t).begin, shares(t).end); }
-  UnitRange shares(size_t t) const noexcept { return units_of_thread(units_, threads_, t); }
+  void take_shares(uint32_t round);
 
   size_t most_;
   std::vector<Worker> list_;
-  std::atomic<uint32_t> round_ = 0;    // grows with every operation
-  std::atomic<uint32_t> working_ = 0;  // workers that have not finished it
-  bool ends_ = false;
+  std::atomic<uint32_t> round_ = 0;  // grows with every operation
+  std::atomic<uint64_t> left_ = 0;   // the round, and below it how many shares nobody has taken yet
+  std::atomic<uint32_t> done_ = 0;   // shares of this round that are done
+  std::atomic<bool> ends_ = false;
+  // Of this round; read by those who have taken a share, for whose end the caller waits.
   ThreadTask task_ = nullptr;
   void* context_ = nullptr;
   size_t units_ = 0, threads_ = 0;
 };
 
-// Calls task(context, begin, end) for the ranges of all threads and waits for them. The calling thread
-// does the first range itself, and any for which no thread could be started.
+// Calls task(context, begin, end) for the ranges of all threads and waits for them. The calling thread takes
+// part, and does what no thread has begun.
 void run_on_threads(size_t units, size_t threads, ThreadTask task, void* context, Workers* workers = nullptr);
 
 }  // namespace tv
