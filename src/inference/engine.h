@@ -5,7 +5,8 @@
 // are still possible. Fixing a further node cuts the tables down in place; a reset forgets them, and the
 // next propagation builds them anew under its own evidence. The host sees full tables, made on request.
 //
-// Everything is allocated when the domain is compiled; a propagation allocates nothing.
+// Everything is allocated when the domain is compiled. A propagation allocates nothing but kept tapes,
+// threads, and once the table of a clique that can no longer do without one (factored.h).
 #pragma once
 
 #include <cstdint>

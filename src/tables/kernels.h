@@ -1,7 +1,7 @@
 // The arithmetic between a table and a smaller one, as loop nests over merged dimensions.
-// One source of plain loops is compiled for several instruction sets; the fastest that runs here is
-// chosen once. All of them give the same bits: sums run over a fixed number of lanes that are added
-// in a fixed order, whatever the width of a vector.
+// One source of loops is compiled for several instruction sets, some of which bring rows of their own; the
+// fastest that runs here is chosen once. All of them give the same bits: sums run over a fixed number of
+// lanes that are added in a fixed order, whatever the width of a vector.
 #pragma once
 
 #include <cstddef>
