@@ -2,6 +2,8 @@
 
 #include "tables/kernels.h"
 
+#include "tables/forming.h"
+
 #if !defined(__clang__)  // the vectors that its header leaves undefined on purpose
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
@@ -27,6 +29,7 @@ namespace tv {
 namespace baseline {
 #include "tables/kernel_rows.h"
 #include "tables/kernel_rows_plain.h"
+#include "tables/kernel_runs_plain.h"
 #include "tables/kernels_body.h"
 }  // namespace baseline
 
@@ -34,6 +37,7 @@ TV_BEGIN_TARGET("avx2")
 namespace avx2 {
 #include "tables/kernel_rows.h"
 #include "tables/kernel_rows_plain.h"
+#include "tables/kernel_runs_plain.h"
 #include "tables/kernels_body.h"
 }  // namespace avx2
 TV_END_TARGET
@@ -42,6 +46,7 @@ TV_BEGIN_TARGET("avx512f,avx512dq,avx512vl,avx512bw")
 namespace avx512 {
 #include "tables/kernel_rows.h"
 #include "tables/kernel_rows_avx512.h"
+#include "tables/kernel_runs_avx512.h"
 #include "tables/kernels_body.h"
 }  // namespace avx512
 TV_END_TARGET
@@ -50,12 +55,15 @@ namespace {
 
 constexpr Kernels kBaseline = {
     "baseline",    baseline::assign,       baseline::multiply, baseline::sum,  baseline::weighted_sum,
-    baseline::max, baseline::weighted_max, baseline::divide,   baseline::take, baseline::scale};
+    baseline::max, baseline::weighted_max, baseline::divide,   baseline::take, baseline::scale,
+    baseline::form};
 constexpr Kernels kAvx2 = {"avx2",    avx2::assign,       avx2::multiply, avx2::sum,  avx2::weighted_sum,
-                           avx2::max, avx2::weighted_max, avx2::divide,   avx2::take, avx2::scale};
+                           avx2::max, avx2::weighted_max, avx2::divide,   avx2::take, avx2::scale,
+                           avx2::form};
 constexpr Kernels kAvx512 = {
     "avx512",    avx512::assign,       avx512::multiply, avx512::sum,  avx512::weighted_sum,
-    avx512::max, avx512::weighted_max, avx512::divide,   avx512::take, avx512::scale};
+    avx512::max, avx512::weighted_max, avx512::divide,   avx512::take, avx512::scale,
+    avx512::form};
 
 struct Available {
   const Kernels* list[4] = {&kBaseline, nullptr, nullptr, nullptr};

@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "tables/control.h"
+#include "tables/forming.h"
 #include "tables/parallel.h"
 
 namespace tv {
@@ -107,17 +108,79 @@ class BlockWalk {
   size_t strides_[64], position_[64];
 };
 
+// The first steps of a pass, as far as they assign or multiply, so many at a time.
+struct Formings {
+  static constexpr size_t kMost = 3;
+  size_t count = 0;
+  size_t steps = 0;  // so many of them
+  Forming list[kMost];
+
+  // For blocks with so many indices of the first dimension within.
+  void plan(const Shape& shape, size_t part, const Step* of_pass, size_t of_steps) noexcept {
+    const size_t size = part * entries_of_part(shape);
+    count = steps = 0;
+    if (size < kLeastFormed) return;
+    while (count < kMost && steps < of_steps && !of_pass[steps].target) {
+      FormedNest nests[kMostTogether];
+      const bool assigns = of_pass[steps].operation == Operation::assign;
+      size_t n = 0;
+      for (; n < kMostTogether && steps + n < of_steps && !of_pass[steps + n].target; ++n) {
+        if (n > 0 && of_pass[steps + n].operation == Operation::assign) break;
+        const Control& control = *of_pass[steps + n].control;
+        nests[n] = {control.inner, control.inner_count, control.inner[0].count / shape.part * part};
+      }
+      plan_forming(list[count++], nests, n, assigns);
+      steps += n;
+    }
+  }
+
+  // Forms a block; `operand` tells where step s begins.
+  template <class Operand>
+  void run(const Kernels& kernels, float* block, Operand operand) const noexcept {
+    size_t first = 0;
+    for (size_t i = 0; i < count; ++i) {
+      const float* others[kMostTogether];
+      for (size_t f = 0; f < list[i].count; ++f) others[f] = operand(first + list[i].order[f]);
+      kernels.form(list[i], block, others);
+      first += list[i].count;
+    }
+  }
+
+ private:
+  static size_t entries_of_part(const Shape& shape) noexcept {
+    size_t size = 1;
+    for (size_t d = shape.outer + 1; d < shape.dimensions; ++d) size *= shape.counts[d];
+    return size;
+  }
+};
+
+// What is found out once for all blocks of a pass: how the steps form whole blocks and the last one along a
+// dimension that is cut into parts.
+struct BlockPlan {
+  Formings whole, rest;
+
+  BlockPlan(const Shape& shape, const Step* steps, size_t count) noexcept {
+    whole.plan(shape, shape.part, steps, count);
+    const size_t left = shape.outer < shape.dimensions ? shape.counts[shape.outer] % shape.part : 0;
+    if (left) rest.plan(shape, left, steps, count);
+  }
+};
+
 // Runs the steps over the blocks of a walk. Without a table every block is formed in a buffer.
-void run_blocks(const Shape& shape, float* table, const Step* steps, size_t count, BlockWalk& walk) noexcept {
+void run_blocks(const Shape& shape, float* table, const Step* steps, size_t count, const BlockPlan& plan,
+                BlockWalk& walk) noexcept {
   const Kernels& kernels = tv::kernels();
   alignas(64) float buffer[kBlockSize];
   do {
     float* block = table ? table + walk.place() : buffer;
     const size_t part = walk.part();
+    const Formings& formings = part == shape.part ? plan.whole : plan.rest;
+    formings.run(kernels, block, [&](size_t s) { return steps[s].operand + walk.offset(s); });
     if (part == shape.part)
-      for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], block, walk.offset(s));
+      for (size_t s = formings.steps; s < count; ++s) run_block(kernels, steps[s], block, walk.offset(s));
     else
-      for (size_t s = 0; s < count; ++s) run_rest(kernels, steps[s], shape.part, part, block, walk.offset(s));
+      for (size_t s = formings.steps; s < count; ++s)
+        run_rest(kernels, steps[s], shape.part, part, block, walk.offset(s));
   } while (walk.next());
 }
 
@@ -125,12 +188,22 @@ void run_whole(const Shape& shape, float* table, const Step* steps, size_t count
   if (shape.outer == 0 && parts_of(shape) == 1) {  // a single block: nothing to walk
     const Kernels& kernels = tv::kernels();
     alignas(64) float buffer[kBlockSize];
-    for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], table ? table : buffer, 0);
+    float* block = table ? table : buffer;
+    size_t done = 0;
+    if (shape.size >= kLeastFormed) {
+      Formings formings;
+      formings.plan(shape, shape.part, steps, count);
+      formings.run(kernels, block, [&](size_t s) { return steps[s].operand; });
+      done = formings.steps;
+    }
+    for (size_t s = done; s < count; ++s) run_block(kernels, steps[s], block, 0);
     return;
   }
   for (; count > 0; count -= std::min(count, kMostFormingSteps), steps += kMostFormingSteps) {
-    BlockWalk walk(shape, steps, std::min(count, kMostFormingSteps));
-    run_blocks(shape, table, steps, std::min(count, kMostFormingSteps), walk);
+    const size_t together = std::min(count, kMostFormingSteps);
+    const BlockPlan plan(shape, steps, together);
+    BlockWalk walk(shape, steps, together);
+    run_blocks(shape, table, steps, together, plan, walk);
   }
 }
 
@@ -174,6 +247,7 @@ struct PassTask {
   const Step* steps;
   size_t count;
   const Split& split;
+  const BlockPlan& plan;
   double* own;
 
   static void run(void* context, size_t begin, size_t end) {
@@ -192,7 +266,7 @@ struct PassTask {
     }
     BlockWalk walk(shape, redirected, count);
     walk.pin(split.dimension, unit);
-    run_blocks(shape, table, redirected, count, walk);
+    run_blocks(shape, table, redirected, count, plan, walk);
   }
 };
 
@@ -221,7 +295,8 @@ void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
   if (split.units < 2 || (!may_split && split.own == 0)) return run_whole(shape, table, steps, count);
   double own[kOwnTotals];
   std::fill_n(own, split.units * split.own, 0.0);
-  PassTask task = {shape, table, steps, count, split, own};
+  const BlockPlan plan(shape, steps, count);
+  PassTask task = {shape, table, steps, count, split, plan, own};
   const size_t threads = number_of_threads(split.units, shape.size / split.units * count, settings);
   run_on_threads(split.units, threads, PassTask::run, &task, settings.workers);
   gather(steps, count, split, own);

@@ -8,6 +8,9 @@
 #include <random>
 #include <vector>
 
+#include "tables/control.h"
+#include "tables/forming.h"
+
 namespace {
 
 struct Case {
@@ -84,6 +87,58 @@ TEST(KernelsTest, EveryInstructionSetDoesTheSameAsAPlainWalk) {
       ASSERT_EQ(std::memcmp(y.data(), first_sums.data(), y.size() * sizeof(double)), 0);
     }
   }
+}
+
+// Up to three factors over a block of random sizes, each with some of its dimensions.
+TEST(KernelsTest, FactorsTogetherMultiplyLikeOneAfterTheOther) {
+  std::mt19937 random(3);
+  size_t with_runs = 0, rows_along = 0;
+  for (size_t round = 0; round < 2000; ++round) {
+    std::vector<size_t> counts;
+    const size_t states = round % 3 == 0 ? 1 : 1 + random() % 12;
+    for (size_t size = 1, next; (next = 2 + random() % states, size * next <= 4000); size *= next)
+      counts.push_back(next);
+    const tv::OwnShape shape(counts);
+    tv::OwnControl controls[] = {tv::OwnControl(counts.size()), tv::OwnControl(counts.size()),
+                                 tv::OwnControl(counts.size())};
+    const size_t factors = 1 + random() % 3;
+    std::vector<float> others[3];
+    tv::FormedNest nests[3];
+    for (size_t f = 0; f < factors; ++f) {
+      size_t step = 1;
+      const size_t has = random() % 5;
+      for (size_t d = counts.size(); d-- > 0;) {
+        const bool here = random() % 4 < has;
+        controls[f].steps[d] = here ? step : 0;
+        if (here) step *= counts[d];
+      }
+      tv::finish_control(controls[f], shape);
+      others[f] = random_numbers(random, step);
+      nests[f] = {controls[f].inner, controls[f].inner_count, controls[f].inner[0].count};
+    }
+    const bool assigns = random() % 2;
+    tv::Forming forming;
+    tv::plan_forming(forming, nests, factors, assigns);
+    with_runs += forming.length >= 16;
+    rows_along += forming.along > 0;
+    std::vector<float> before = random_numbers(random, shape.size + 40);  // some of them behind the block
+    std::vector<float> expected = before;
+    const float* in_order[3];
+    for (size_t f = 0; f < factors; ++f) {
+      in_order[f] = others[forming.order[f]].data();
+      const tv::Kernels& plain = **tv::available_kernels();
+      (f == 0 && assigns ? plain.assign : plain.multiply)(
+          nests[forming.order[f]].nest, nests[forming.order[f]].count, expected.data(), in_order[f]);
+    }
+    for (const tv::Kernels* const* kernels = tv::available_kernels(); *kernels; ++kernels) {
+      SCOPED_TRACE((*kernels)->name);
+      std::vector<float> x = before;
+      (*kernels)->form(forming, x.data(), in_order);
+      ASSERT_EQ(x, expected) << "round " << round;
+    }
+  }
+  EXPECT_GE(with_runs, 1000u);
+  EXPECT_GE(rows_along, 100u);
 }
 
 }  // namespace

@@ -1,0 +1,137 @@
+// Several factors at once, in 512-bit vectors. What a run meets of a factor stays in two registers, from
+// which each vector of the run picks its own entries; factors that run along with the table are loaded vector
+// by vector. The last vector of a run reaches into the next one and leaves it as it was; the first vector
+// there is loaded before, so that no load waits for a store.
+
+template <bool assigns, size_t along, size_t looked_up>
+struct RunProduct {
+  const Forming& forming;
+  const float* others[kMostTogether];
+  __m512 front[looked_up + 1], back[looked_up + 1];
+  __mmask16 front_lanes[looked_up + 1], back_lanes[looked_up + 1];
+
+  RunProduct(const Forming& given, const float* const* tables) : forming(given) {
+    for (size_t f = 0; f < along + looked_up; ++f) others[f] = tables[f];
+    for (size_t k = 0; k < looked_up; ++k) {
+      const size_t window = forming.window[along + k];
+      front_lanes[k] = first_lanes(window < kLanes ? window : kLanes);
+      back_lanes[k] = first_lanes(window < kLanes ? 0 : window - kLanes);
+    }
+  }
+
+  void start_run() {
+    for (size_t k = 0; k < looked_up; ++k) {
+      front[k] = _mm512_maskz_loadu_ps(front_lanes[k], others[along + k]);
+      back[k] = _mm512_maskz_loadu_ps(back_lanes[k], others[along + k] + kLanes);
+    }
+  }
+
+  __m512 found(size_t k, size_t at) const {
+    return _mm512_permutex2var_ps(front[k], _mm512_load_si512(forming.index[along + k] + at), back[k]);
+  }
+
+  // What becomes of sixteen entries.
+  __m512 entries(__m512 x, size_t at) const {
+    size_t f = 0;
+    if (assigns) {
+      x = along > 0 ? _mm512_loadu_ps(others[0] + at) : found(0, at);
+      f = 1;
+    }
+    for (; f < along; ++f) x = _mm512_mul_ps(x, _mm512_loadu_ps(others[f] + at));
+    for (; f < along + looked_up; ++f) x = _mm512_mul_ps(x, found(f - along, at));
+    return x;
+  }
+
+  // Of the first of them; the others stay as they are.
+  __m512 entries(__m512 x, size_t at, __mmask16 mask) const {
+    size_t f = 0;
+    if (assigns) {
+      x = along > 0 ? _mm512_mask_loadu_ps(x, mask, others[0] + at)
+                    : _mm512_mask_mov_ps(x, mask, found(0, at));
+      f = 1;
+    }
+    for (; f < along; ++f) x = _mm512_mask_mul_ps(x, mask, x, _mm512_maskz_loadu_ps(mask, others[f] + at));
+    for (; f < along + looked_up; ++f) x = _mm512_mask_mul_ps(x, mask, x, found(f - along, at));
+    return x;
+  }
+
+  void move(size_t level, size_t times) {
+    for (size_t f = 0; f < along + looked_up; ++f) others[f] += times * forming.steps[f][level];
+  }
+
+  void run(float* x) {
+    const size_t length = forming.length, whole = length / kLanes * kLanes;
+    const __mmask16 mask = first_lanes(length - whole);
+    size_t position[kFormedLevels];
+    for (size_t d = 0; d < forming.levels; ++d) position[d] = 0;
+    __m512 first = assigns ? _mm512_setzero_ps() : _mm512_loadu_ps(x);
+    for (size_t left = forming.runs; left > 0; --left, x += length) {
+      start_run();
+      _mm512_storeu_ps(x, entries(first, 0));
+      for (size_t at = kLanes; at < whole; at += kLanes)
+        _mm512_storeu_ps(x + at, entries(assigns ? first : _mm512_loadu_ps(x + at), at));
+      if (left == 1) break;
+      if (!assigns) first = _mm512_loadu_ps(x + length);
+      if (mask)
+        _mm512_storeu_ps(x + whole, entries(assigns ? first : _mm512_loadu_ps(x + whole), whole, mask));
+      for (size_t d = forming.levels; d-- > 0;) {
+        move(d, 1);
+        if (++position[d] < forming.outer[d]) break;
+        move(d, static_cast<size_t>(0) - forming.outer[d]);
+        position[d] = 0;
+      }
+    }
+    if (mask) store_part(x + whole, whole, mask, length - whole);
+  }
+
+  // Behind the last run others may be at work.
+  void store_part(float* x, size_t at, __mmask16 mask, size_t n) {
+    float part[kLanes];
+    for (size_t j = 0; j < n; ++j) part[j] = assigns ? 0.0f : x[j];
+    _mm512_storeu_ps(part, entries(_mm512_maskz_loadu_ps(mask, part), at, mask));
+    for (size_t j = 0; j < n; ++j) x[j] = part[j];
+  }
+};
+
+template <bool assigns, size_t along>
+void form_runs(const Forming& forming, float* table, const float* const* others) {
+  switch (forming.count - along) {
+    case 0:
+      if constexpr (along > 0) RunProduct<assigns, along, 0>(forming, others).run(table);
+      return;
+    case 1:
+      if constexpr (along < 3) RunProduct<assigns, along, 1>(forming, others).run(table);
+      return;
+    case 2:
+      if constexpr (along < 2) RunProduct<assigns, along, 2>(forming, others).run(table);
+      return;
+    case 3:
+      if constexpr (along == 0) RunProduct<assigns, 0, 3>(forming, others).run(table);
+  }
+}
+
+template <bool assigns>
+void form_runs(const Forming& forming, float* table, const float* const* others) {
+  switch (forming.along) {
+    case 0:
+      return form_runs<assigns, 0>(forming, table, others);
+    case 1:
+      return form_runs<assigns, 1>(forming, table, others);
+    case 2:
+      return form_runs<assigns, 2>(forming, table, others);
+    case 3:
+      return form_runs<assigns, 3>(forming, table, others);
+  }
+}
+
+void form(const Forming& forming, float* table, const float* const* others) {
+  if (forming.length >= kLanes)
+    return forming.assigns ? form_runs<true>(forming, table, others)
+                           : form_runs<false>(forming, table, others);
+  for (size_t f = 0; f < forming.count; ++f) {
+    if (f == 0 && forming.assigns)
+      assign(forming.nests[f], forming.nest_counts[f], table, others[f]);
+    else
+      multiply(forming.nests[f], forming.nest_counts[f], table, others[f]);
+  }
+}
