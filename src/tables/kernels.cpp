@@ -29,16 +29,16 @@ namespace tv {
 namespace baseline {
 #include "tables/kernel_rows.h"
 #include "tables/kernel_rows_plain.h"
-#include "tables/kernel_runs_plain.h"
 #include "tables/kernels_body.h"
+#include "tables/kernels_runs_plain.h"
 }  // namespace baseline
 
 TV_BEGIN_TARGET("avx2")
 namespace avx2 {
 #include "tables/kernel_rows.h"
 #include "tables/kernel_rows_plain.h"
-#include "tables/kernel_runs_plain.h"
 #include "tables/kernels_body.h"
+#include "tables/kernels_runs_plain.h"
 }  // namespace avx2
 TV_END_TARGET
 
@@ -46,8 +46,8 @@ TV_BEGIN_TARGET("avx512f,avx512dq,avx512vl,avx512bw")
 namespace avx512 {
 #include "tables/kernel_rows.h"
 #include "tables/kernel_rows_avx512.h"
-#include "tables/kernel_runs_avx512.h"
 #include "tables/kernels_body.h"
+#include "tables/kernels_runs_avx512.h"
 }  // namespace avx512
 TV_END_TARGET
 
