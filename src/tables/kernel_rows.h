@@ -2,18 +2,26 @@
 // once for each instruction set; an instruction set may bring faster rows of its own, with the same bits.
 
 constexpr size_t kLanes = 16;     // accumulators of a long sum
-constexpr size_t kBlockRows = 8;  // rows of short inner dimensions summed side by side
+constexpr size_t kFewLanes = 8;   // and of one over at most four times as many entries
+constexpr size_t kBlockRows = 8;  // rows of short inner dimensions assigned or multiplied side by side
 
-// Entry j belongs to lane j modulo kLanes; the lanes are added in pairs, each time half as many.
-inline double sum_of(const float* x, size_t n) {
-  double lane[kLanes];
-  for (size_t l = 0; l < kLanes; ++l) lane[l] = 0.0;
-  for (; n >= kLanes; n -= kLanes, x += kLanes)
-    for (size_t l = 0; l < kLanes; ++l) lane[l] += static_cast<double>(x[l]);
+// How many rows of n entries are summed side by side: those that fill two vectors of eight.
+constexpr size_t rows_side_by_side(size_t n) { return n <= 2 ? 8 : n <= 4 ? 4 : 2; }
+
+// Entry j belongs to lane j modulo their number; the lanes are added in pairs, each time half as many.
+template <size_t Lanes>
+inline double sum_in_lanes(const float* x, size_t n) {
+  double lane[Lanes];
+  for (size_t l = 0; l < Lanes; ++l) lane[l] = 0.0;
+  for (; n >= Lanes; n -= Lanes, x += Lanes)
+    for (size_t l = 0; l < Lanes; ++l) lane[l] += static_cast<double>(x[l]);
   for (size_t l = 0; l < n; ++l) lane[l] += static_cast<double>(x[l]);
-  for (size_t width = kLanes / 2; width > 0; width /= 2)
+  for (size_t width = Lanes / 2; width > 0; width /= 2)
     for (size_t l = 0; l < width; ++l) lane[l] += lane[l + width];
   return lane[0];
+}
+inline double sum_of(const float* x, size_t n) {
+  return n <= 4 * kFewLanes ? sum_in_lanes<kFewLanes>(x, n) : sum_in_lanes<kLanes>(x, n);
 }
 
 inline float larger(float a, float b) { return a < b ? b : a; }
@@ -70,6 +78,21 @@ struct Sum {
     for (size_t j = 0; j < n; ++j) y[j] += static_cast<double>(x[j]);
   }
   void scalar(const float* x, double& y, size_t n) const { y += sum_of(x, n); }
+};
+
+// Of sums that are formed already, in part.
+struct SumAgain {
+  using TableEntry = const double;
+  using OtherEntry = double;
+  void one(const double& x, double& y) const { y += x; }
+  void vector(const double* x, double* y, size_t n) const {
+    for (size_t j = 0; j < n; ++j) y[j] += x[j];
+  }
+  void scalar(const double* x, double& y, size_t n) const {
+    double total = x[0];
+    for (size_t j = 1; j < n; ++j) total += x[j];
+    y += total;
+  }
 };
 
 struct WeightedSum {
@@ -135,19 +158,4 @@ inline void short_spread(const Op& op, typename Op::TableEntry* x, typename Op::
                          size_t stride, size_t stride2) {
   for (size_t i = 0; i < rows; ++i, x += stride, y += stride2)
     for (size_t j = 0; j < N; ++j) op.one(x[j], *y);
-}
-
-// Few rows added into one.
-template <size_t N>
-inline void short_along(const Sum&, const float* x, double* y, size_t rows, size_t stride, size_t stride2) {
-  if (stride2 != 0) {
-    for (size_t i = 0; i < rows; ++i, x += stride, y += stride2)
-      for (size_t j = 0; j < N; ++j) y[j] += static_cast<double>(x[j]);
-    return;
-  }
-  double totals[N];
-  for (size_t j = 0; j < N; ++j) totals[j] = 0.0;
-  for (size_t i = 0; i < rows; ++i, x += stride)
-    for (size_t j = 0; j < N; ++j) totals[j] += static_cast<double>(x[j]);
-  for (size_t j = 0; j < N; ++j) y[j] += totals[j];
 }

@@ -8,6 +8,7 @@ inline __m512d doubles(const float* x) { return _mm512_cvtps_pd(_mm256_loadu_ps(
 inline __m512d doubles(const float* x, __mmask8 mask) {
   return _mm512_cvtps_pd(_mm256_maskz_loadu_ps(mask, x));
 }
+inline __m512d doubles(const double* x, __mmask8 mask) { return _mm512_maskz_loadu_pd(mask, x); }
 inline __mmask8 low_lanes(size_t n) { return static_cast<__mmask8>(n >= 8 ? 0xff : (1u << n) - 1); }
 inline __mmask8 high_lanes(size_t n) { return static_cast<__mmask8>(n <= 8 ? 0 : (1u << (n - 8)) - 1); }
 
@@ -213,21 +214,46 @@ inline __m256d totals_of(__m512d a, __m512d b, __m512d c, __m512d d) {
   return _mm256_permute4x64_pd(sums, 0xd8);
 }
 
+// The eight lanes of a row that fills so many vectors, the last one as far as the mask goes.
+template <size_t vectors>
+inline __m512d few_lanes_of(const float* x, __mmask8 last) {
+  __m512d lanes = doubles(x);
+  for (size_t v = 1; v + 1 < vectors; ++v) lanes = _mm512_add_pd(lanes, doubles(x + 8 * v));
+  return _mm512_add_pd(lanes, doubles(x + 8 * (vectors - 1), last));
+}
+
+inline void add_four(double* y, __m256d totals, size_t stride2) {
+  if (stride2 == 1) return _mm256_storeu_pd(y, _mm256_add_pd(_mm256_loadu_pd(y), totals));
+  double each[4];
+  _mm256_storeu_pd(each, totals);
+  for (size_t r = 0; r < 4; ++r) y[r * stride2] += each[r];
+}
+
+template <class Lanes>
+inline void spread_in_lanes(const float* x, double* y, size_t rows, size_t stride, size_t stride2,
+                            Lanes lanes) {
+  size_t i = 0;
+  for (; i + 4 <= rows; i += 4, x += 4 * stride, y += 4 * stride2)
+    add_four(y, totals_of(lanes(x), lanes(x + stride), lanes(x + 2 * stride), lanes(x + 3 * stride)),
+             stride2);
+  for (; i < rows; ++i, x += stride, y += stride2) *y += total_of(lanes(x));
+}
+
 inline void spread(const Sum&, const float* x, double* y, size_t n, size_t rows, size_t stride,
                    size_t stride2) {
-  size_t i = 0;
-  for (; i + 4 <= rows; i += 4, x += 4 * stride, y += 4 * stride2) {
-    const __m256d totals = totals_of(lanes_of(x, n), lanes_of(x + stride, n), lanes_of(x + 2 * stride, n),
-                                     lanes_of(x + 3 * stride, n));
-    if (stride2 == 1) {
-      _mm256_storeu_pd(y, _mm256_add_pd(_mm256_loadu_pd(y), totals));
-    } else {
-      double each[4];
-      _mm256_storeu_pd(each, totals);
-      for (size_t r = 0; r < 4; ++r) y[r * stride2] += each[r];
-    }
+  const __mmask8 last = low_lanes(n % 8 ? n % 8 : 8);
+  switch ((n + 7) / 8) {
+    case 2:
+      return spread_in_lanes(x, y, rows, stride, stride2,
+                             [last](const float* row) { return few_lanes_of<2>(row, last); });
+    case 3:
+      return spread_in_lanes(x, y, rows, stride, stride2,
+                             [last](const float* row) { return few_lanes_of<3>(row, last); });
+    case 4:
+      return spread_in_lanes(x, y, rows, stride, stride2,
+                             [last](const float* row) { return few_lanes_of<4>(row, last); });
   }
-  for (; i < rows; ++i, x += stride, y += stride2) *y += total_of(lanes_of(x, n));
+  spread_in_lanes(x, y, rows, stride, stride2, [n](const float* row) { return lanes_of(row, n); });
 }
 
 inline void add_row(const float* x, double* y, size_t n) {
@@ -266,21 +292,44 @@ inline void along(const Sum&, const float* x, double* y, size_t n, size_t rows, 
   }
 }
 
+// y += the first N lanes.
 template <size_t N>
-inline void sum_columns(const float* x, double* y, size_t rows) {
-  __m512d lane[N];
-  for (size_t v = 0; v < N; ++v) lane[v] = _mm512_setzero_pd();
-  for (; rows >= kBlockRows; rows -= kBlockRows, x += N * kBlockRows)
-    for (size_t v = 0; v < N; ++v) lane[v] = _mm512_add_pd(lane[v], doubles(x + 8 * v));
-  for (size_t v = 0; v < N; ++v) {
-    const size_t rest = rows * N > 8 * v ? rows * N - 8 * v : 0;
-    lane[v] = _mm512_add_pd(lane[v], doubles(x + 8 * v, low_lanes(rest)));
+inline void add_first(double* y, __m512d lanes) {
+  if (N == 8) return _mm512_storeu_pd(y, _mm512_add_pd(_mm512_loadu_pd(y), lanes));
+  const __m256d upper = _mm512_extractf64x4_pd(lanes, 1), lower = _mm512_castpd512_pd256(lanes);
+  if (N & 4) {
+    _mm256_storeu_pd(y, _mm256_add_pd(_mm256_loadu_pd(y), lower));
+    y += 4;
   }
-  double sums[N * kBlockRows];
-  for (size_t v = 0; v < N; ++v) _mm512_storeu_pd(sums + 8 * v, lane[v]);
-  for (size_t width = kBlockRows / 2; width > 0; width /= 2)
-    for (size_t l = 0; l < N * width; ++l) sums[l] += sums[l + N * width];
-  for (size_t j = 0; j < N; ++j) y[j] += sums[j];
+  const __m256d rest = N & 4 ? upper : lower;
+  const __m128d pair = _mm256_castpd256_pd128(rest);
+  if (N & 2) {
+    _mm_storeu_pd(y, _mm_add_pd(_mm_loadu_pd(y), pair));
+    y += 2;
+  }
+  if (N & 1) *y += _mm_cvtsd_f64(N & 2 ? _mm256_extractf128_pd(rest, 1) : pair);
+}
+
+template <size_t N, class Entry>
+inline void sum_columns(const Entry* x, double* y, size_t rows) {
+  constexpr size_t half = N * (rows_side_by_side(N) / 2);  // entries in one of the two vectors
+  constexpr __mmask8 all = static_cast<__mmask8>((1u << half) - 1);
+  __m512d low = _mm512_setzero_pd(), high = low;
+  size_t left = rows * N;
+  for (; left >= 2 * half; left -= 2 * half, x += 2 * half) {
+    low = _mm512_add_pd(low, doubles(x, all));
+    high = _mm512_add_pd(high, doubles(x + half, all));
+  }
+  if (left > 0) {
+    low = _mm512_add_pd(low, doubles(x, low_lanes(left < half ? left : half)));
+    if (left > half) high = _mm512_add_pd(high, doubles(x + half, low_lanes(left - half)));
+  }
+  __m512d sums = _mm512_add_pd(low, high);
+  const auto fold_at = [&](__m512i from) { sums = _mm512_add_pd(sums, _mm512_castsi512_pd(from)); };
+  if (N == 2) fold_at(_mm512_alignr_epi64(_mm512_castpd_si512(sums), _mm512_castpd_si512(sums), 4));
+  if (N <= 4)
+    fold_at(_mm512_alignr_epi64(_mm512_castpd_si512(sums), _mm512_castpd_si512(sums), N <= 4 ? N : 0));
+  add_first<N>(y, sums);
 }
 
 // The sums of short rows one behind the other: entry j of many rows is picked from two vectors.
@@ -297,13 +346,6 @@ inline void add_totals(double* y, __m512d totals, size_t stride2) {
   double each[8];
   _mm512_storeu_pd(each, totals);
   for (size_t r = 0; r < 8; ++r) y[r * stride2] += each[r];
-}
-
-inline void add_totals(double* y, __m256d totals, size_t stride2) {
-  if (stride2 == 1) return _mm256_storeu_pd(y, _mm256_add_pd(_mm256_loadu_pd(y), totals));
-  double each[4];
-  _mm256_storeu_pd(each, totals);
-  for (size_t r = 0; r < 4; ++r) y[r * stride2] += each[r];
 }
 
 template <size_t N>
@@ -325,7 +367,7 @@ inline void short_spread(const Sum&, const float* x, double* y, size_t rows, siz
         for (size_t j = 1; j < N; ++j)
           totals =
               _mm256_add_pd(totals, _mm256_cvtps_pd(_mm512_castps512_ps128(column_of<N>(front, back, j))));
-        add_totals(y, totals, stride2);
+        add_four(y, totals, stride2);
       }
     }
   for (; i < rows; ++i, x += stride, y += stride2) {
@@ -334,3 +376,59 @@ inline void short_spread(const Sum&, const float* x, double* y, size_t rows, siz
     *y += total;
   }
 }
+
+// ---- Ratios ----
+
+// Like the lanes of the plain rows.
+struct RatioLanes {
+  __m512d low, high;
+  __m512 largest;
+  __mmask16 lost;
+
+  RatioLanes() : low(_mm512_setzero_pd()), high(low), largest(_mm512_setzero_ps()), lost(0) {}
+
+  static __m512 as_floats(const double* fresh, size_t n) {
+    const __m256 front = _mm512_cvtpd_ps(_mm512_maskz_loadu_pd(low_lanes(n), fresh));
+    const __m256 back = _mm512_cvtpd_ps(_mm512_maskz_loadu_pd(high_lanes(n), fresh + 8));
+    return _mm512_insertf32x8(_mm512_castps256_ps512(front), back, 1);
+  }
+
+  static void store(float* to, __m512 values, size_t n) {
+    if (n == kLanes) return _mm512_storeu_ps(to, values);
+    float each[kLanes];
+    _mm512_storeu_ps(each, values);
+    for (size_t l = 0; l < n; ++l) to[l] = each[l];
+  }
+
+  void divide(const double* fresh, float* old, float* ratio, size_t n) {
+    const __m512 after = as_floats(fresh, n), none = _mm512_setzero_ps();
+    const __m512 before = n == kLanes ? _mm512_loadu_ps(old) : _mm512_maskz_loadu_ps(first_lanes(n), old);
+    const __mmask16 possible = _mm512_cmp_ps_mask(before, none, _CMP_GT_OQ);
+    lost = static_cast<__mmask16>(lost | (possible & _mm512_cmp_ps_mask(after, none, _CMP_NGT_UQ)));
+    const __m512 quotients = _mm512_maskz_div_ps(possible, after, before);
+    store(ratio, quotients, n);
+    store(old, after, n);
+    add(quotients);
+  }
+
+  void take(const double* fresh, float* old, float* ratio, size_t n) {
+    const __m512 values = as_floats(fresh, n);
+    store(ratio, values, n);
+    store(old, values, n);
+    add(values);
+  }
+
+  void add(__m512 ratio) {
+    low = _mm512_add_pd(low, _mm512_cvtps_pd(_mm512_castps512_ps256(ratio)));
+    high = _mm512_add_pd(high, _mm512_cvtps_pd(_mm512_extractf32x8_ps(ratio, 1)));
+    largest = _mm512_max_ps(ratio, largest);
+  }
+
+  RatioResult result() {
+    float found[kLanes];
+    _mm512_storeu_ps(found, largest);
+    for (size_t width = kLanes / 2; width > 0; width /= 2)
+      for (size_t l = 0; l < width; ++l) found[l] = larger(found[l], found[l + width]);
+    return {total_of(_mm512_add_pd(low, high)), static_cast<double>(found[0]), lost != 0};
+  }
+};

@@ -6,6 +6,7 @@
 
 #if !defined(__clang__)  // the vectors that its header leaves undefined on purpose
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
 #include <immintrin.h>
 

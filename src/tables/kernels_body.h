@@ -18,7 +18,12 @@ inline void along_block(const Op& op, typename Op::TableEntry* x, typename Op::O
 }
 template <size_t N>
 inline void along_block(const Sum& op, const float* x, double* y, const Dimension& middle) {
-  if (repeats<N>(middle, kBlockRows)) return sum_columns<N>(x, y, middle.count);
+  if (repeats<N>(middle, 2)) return sum_columns<N>(x, y, middle.count);
+  short_along<N>(op, x, y, middle.count, middle.stride, middle.stride2);
+}
+template <size_t N>
+inline void along_block(const SumAgain& op, const double* x, double* y, const Dimension& middle) {
+  if (repeats<N>(middle, 2)) return sum_columns<N>(x, y, middle.count);
   short_along<N>(op, x, y, middle.count, middle.stride, middle.stride2);
 }
 template <size_t N>
@@ -139,7 +144,42 @@ void assign(const Dimension* nest, size_t count, float* table, const float* othe
 void multiply(const Dimension* nest, size_t count, float* table, const float* other) {
   run(Multiply{}, nest, count, table, other);
 }
+// Where the inner rows are short and a dimension far outside is summed out, that is done first, over long
+// rows: what is left is smaller.
+constexpr size_t kLeastLongRow = 16;
+constexpr size_t kMostAfterwards = 2048;
+
+// The outermost such dimension, or `count`.
+inline size_t dimension_to_sum_first(const Dimension* nest, size_t count) {
+  if (count < 3 || nest[count - 1].stride2 == 0 || nest[count - 1].count > 7) return count;
+  size_t stride = 1, found = count;
+  for (size_t d = count; d-- > 0; stride *= nest[d].count) {
+    if (nest[d].stride != stride) return count;
+    if (d + 2 < count && nest[d].stride2 == 0 && stride >= kLeastLongRow) found = d;
+  }
+  return found < count && stride / nest[found].count <= kMostAfterwards ? found : count;
+}
+
+inline void sum_in_two_stages(const Dimension* nest, size_t count, size_t first, const float* table,
+                              double* other) {
+  const size_t times = nest[first].count, row = nest[first].stride;
+  double sums[kMostAfterwards];
+  Dimension rest[kMaxOdometer];
+  size_t rows = 1;
+  for (size_t d = 0; d + 1 < count; ++d) {
+    rest[d] = nest[d < first ? d : d + 1];
+    if (d >= first) continue;
+    rest[d].stride /= times;
+    rows *= rest[d].count;
+  }
+  for (size_t i = 0; i < rows * row; ++i) sums[i] = 0.0;
+  for (size_t i = 0; i < rows; ++i) along(Sum{}, table + i * times * row, sums + i * row, row, times, row, 0);
+  run(SumAgain{}, rest, count - 1, sums, other);
+}
+
 void sum(const Dimension* nest, size_t count, const float* table, double* other) {
+  const size_t first = dimension_to_sum_first(nest, count);
+  if (first < count) return sum_in_two_stages(nest, count, first, table, other);
   run(Sum{}, nest, count, table, other);
 }
 void weighted_sum(const Dimension* nest, size_t count, const float* table, double* other, double weight) {
@@ -152,53 +192,7 @@ void weighted_max(const Dimension* nest, size_t count, const float* table, doubl
   run(WeightedMax{weight}, nest, count, table, other);
 }
 
-// Sum and largest of the ratios, taken along while they are formed; `lost` is positive where an old positive
-// entry met a new one that is not.
-struct RatioSummary {
-  double sum[kLanes];
-  float largest[kLanes];
-  float lost[kLanes];
-
-  RatioSummary() {
-    for (size_t l = 0; l < kLanes; ++l) sum[l] = 0.0, largest[l] = 0.0f, lost[l] = 0.0f;
-  }
-  void add(const float* ratio, size_t n) {
-    for (size_t l = 0; l < n; ++l) sum[l] += static_cast<double>(ratio[l]);
-    for (size_t l = 0; l < n; ++l) largest[l] = larger(largest[l], ratio[l]);
-  }
-  RatioResult result() {
-    for (size_t width = kLanes / 2; width > 0; width /= 2)
-      for (size_t l = 0; l < width; ++l) {
-        sum[l] += sum[l + width];
-        largest[l] = larger(largest[l], largest[l + width]);
-        lost[l] = larger(lost[l], lost[l + width]);
-      }
-    return {sum[0], static_cast<double>(largest[0]), lost[0] > 0.0f};
-  }
-};
-
-inline void divide_some(const double* __restrict fresh, float* __restrict old, float* __restrict ratio,
-                        size_t n, RatioSummary& summary) {
-  float after[kLanes];
-  for (size_t l = 0; l < n; ++l) after[l] = static_cast<float>(fresh[l]);
-  for (size_t l = 0; l < n; ++l) {
-    const float before = old[l];
-    const float quotient = after[l] / (before > 0.0f ? before : 1.0f);
-    ratio[l] = before > 0.0f ? quotient : 0.0f;
-    summary.lost[l] = larger(summary.lost[l], after[l] > 0.0f ? 0.0f : before);
-    old[l] = after[l];
-  }
-  summary.add(ratio, n);
-}
-
-inline void take_some(const double* __restrict fresh, float* __restrict old, float* __restrict ratio,
-                      size_t n, RatioSummary& summary) {
-  for (size_t l = 0; l < n; ++l) ratio[l] = static_cast<float>(fresh[l]);
-  for (size_t l = 0; l < n; ++l) old[l] = ratio[l];
-  summary.add(ratio, n);
-}
-
-// The same for a few entries, one after the other.
+// Ratios of a few entries, one after the other; more are taken in lanes.
 RatioResult divide_few(const double* fresh, float* old, float* ratio, size_t size) {
   double total = 0.0;
   float largest = 0.0f;
@@ -226,24 +220,22 @@ RatioResult take_few(const double* fresh, float* old, float* ratio, size_t size)
   return {total, static_cast<double>(largest), false};
 }
 
-RatioResult divide(const double* __restrict fresh, float* __restrict old, float* __restrict ratio,
-                   size_t size) {
+RatioResult divide(const double* fresh, float* old, float* ratio, size_t size) {
   if (size < kLanes) return divide_few(fresh, old, ratio, size);
-  RatioSummary summary;
+  RatioLanes lanes;
   size_t i = 0;
-  for (; i + kLanes <= size; i += kLanes) divide_some(fresh + i, old + i, ratio + i, kLanes, summary);
-  divide_some(fresh + i, old + i, ratio + i, size - i, summary);
-  return summary.result();
+  for (; i + kLanes <= size; i += kLanes) lanes.divide(fresh + i, old + i, ratio + i, kLanes);
+  if (i < size) lanes.divide(fresh + i, old + i, ratio + i, size - i);
+  return lanes.result();
 }
 
-RatioResult take(const double* __restrict fresh, float* __restrict old, float* __restrict ratio,
-                 size_t size) {
+RatioResult take(const double* fresh, float* old, float* ratio, size_t size) {
   if (size < kLanes) return take_few(fresh, old, ratio, size);
-  RatioSummary summary;
+  RatioLanes lanes;
   size_t i = 0;
-  for (; i + kLanes <= size; i += kLanes) take_some(fresh + i, old + i, ratio + i, kLanes, summary);
-  take_some(fresh + i, old + i, ratio + i, size - i, summary);
-  return summary.result();
+  for (; i + kLanes <= size; i += kLanes) lanes.take(fresh + i, old + i, ratio + i, kLanes);
+  if (i < size) lanes.take(fresh + i, old + i, ratio + i, size - i);
+  return lanes.result();
 }
 
 void scale(float* values, size_t size, double factor) {

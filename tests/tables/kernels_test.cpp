@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -139,6 +141,36 @@ TEST(KernelsTest, FactorsTogetherMultiplyLikeOneAfterTheOther) {
   }
   EXPECT_GE(with_runs, 1000u);
   EXPECT_GE(rows_along, 100u);
+}
+
+TEST(KernelsTest, RatiosAreTheSameForEveryInstructionSet) {
+  std::mt19937 random(5);
+  for (size_t size : {1, 15, 16, 17, 40, 64, 333}) {
+    const std::vector<float> before = random_numbers(random, size), after = random_numbers(random, size);
+    const std::vector<double> fresh(after.begin(), after.end());
+    bool loses = false;
+    std::vector<float> quotients(size);
+    for (size_t i = 0; i < size; ++i) {
+      quotients[i] = before[i] > 0 ? after[i] / before[i] : 0.0f;
+      loses |= before[i] > 0 && after[i] == 0;
+    }
+    std::vector<double> sums;
+    for (const tv::Kernels* const* kernels = tv::available_kernels(); *kernels; ++kernels) {
+      SCOPED_TRACE((*kernels)->name);
+      for (bool divides : {true, false}) {
+        std::vector<float> old = before, ratio(size);
+        const tv::RatioResult result =
+            (divides ? (*kernels)->divide : (*kernels)->take)(fresh.data(), old.data(), ratio.data(), size);
+        EXPECT_EQ(old, after);
+        EXPECT_EQ(ratio, divides ? quotients : after);
+        EXPECT_EQ(result.largest, *std::max_element(ratio.begin(), ratio.end()));
+        EXPECT_EQ(result.lost_entry, divides && loses);
+        EXPECT_NEAR(result.sum, std::accumulate(ratio.begin(), ratio.end(), 0.0), 1e-9 * result.sum);
+        sums.push_back(result.sum);
+        EXPECT_EQ(result.sum, sums[!divides]);
+      }
+    }
+  }
 }
 
 }  // namespace
