@@ -24,6 +24,18 @@ tv_status_t run_messages(const Sweep& sweep, const Tape& tape);
 // Both of them.
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root);
 
+// So many factors of about one at most are multiplied before a table is rescaled.
+inline constexpr size_t kUpdatesTogether = 8;
+
+inline constexpr double kLargestRatioSum = 8.988465674311579e+307;  // 2 to the power 1023
+inline constexpr double kSuspiciousMass = 5.421010862427522e-20;    // 2 to the power -64
+
+// Whether so much mass is left in a marginal that no product can have underflowed on the way.
+bool holds_mass(const double* totals, size_t size) noexcept;
+
+// Takes a factor out of the tables into the constants of the propagation.
+void take_out_factor(TreeEngine& engine, double factor) noexcept;
+
 // `overflow` or `inconsistency_or_underflow` when a normalising factor leaves the range of normal floats.
 tv_status_t _tv_check_norm_factor(double factor) noexcept;
 

@@ -125,7 +125,7 @@ tv_status_t propagate_anew(const Sweep& sweep) {
   want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
   const Tape tape = plan_messages(sweep, _tv_identify_subtree(engine, kNone));
   if (tv_status_t status = run_messages(sweep, tape)) return status;
-  engine.kept_tapes->keep(tape);
+  engine.kept_tapes->keep(engine, tape, sweep.equilibrium);
   return tv_status_none;
 }
 

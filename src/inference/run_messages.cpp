@@ -8,6 +8,7 @@
 #include "inference/factored.h"
 #include "inference/findings_marginal.h"
 #include "inference/messages.h"
+#include "inference/short_tape.h"
 #include "network/progress.h"
 #include "tables/number_bounds.h"
 #include "tables/parallel.h"
@@ -15,9 +16,6 @@
 namespace tv {
 namespace {
 
-constexpr double kLargestRatioSum = 8.988465674311579e+307;  // 2 to the power 1023
-constexpr double kSuspiciousMass = 5.421010862427522e-20;    // 2 to the power -64
-constexpr size_t kUpdatesTogether = 8;
 constexpr size_t kGrainsForThreads = 1000;
 
 class Runner {
@@ -32,10 +30,11 @@ class Runner {
 
   tv_status_t run() {
     use_threads_where_they_pay();
-    ProgressMeter progress(*engine_.domain, "propagation", tape_.item_count);
     find_potentials();
     engine_.factor_mantissa = 1.0;
     engine_.factor_exponent = sweep_.first ? tree_.potential_exponent : 0;
+    if (tape_.brief) return run_brief(*tape_.brief);
+    ProgressMeter progress(*engine_.domain, "propagation", tape_.item_count);
     for (size_t i = 0; i < tape_.item_count; ++i) {
       if (tv_status_t status = progress.advance()) return status;
       if (tv_status_t status = run_item(tape_.items[i])) return status;
@@ -44,6 +43,36 @@ class Runner {
   }
 
  private:
+  // A kept tape: short items, and others in between.
+  tv_status_t run_brief(const ShortTape& brief) {
+    find_short_potentials(brief);
+    ProgressMeter progress(*engine_.domain, "propagation", brief.item_count);
+    const bool tells = engine_.domain->progress_handler;
+    for (size_t next = 0; next < brief.item_count;) {
+      if (tv_status_t status = progress.advance()) return status;
+      const ShortItem& item = brief.items[next];
+      tv_status_t status = tv_status_none;
+      if (item.kind == ShortKind::item)
+        status = run_item(tape_.items[brief.items[next++].first]);
+      else if (item.kind == ShortKind::root)
+        status = collect_short_root(brief, brief.items[next++]);
+      else
+        status = run_short_items(engine_, brief, next, tells);
+      if (status) return status;
+    }
+    for (CliqueWork& each : engine_.cliques) {
+      each.initialized = true;
+      each.findings.clear();
+      ++each.version;
+    }
+    return tv_status_none;
+  }
+
+  tv_status_t collect_short_root(const ShortTape& brief, const ShortItem& item) noexcept {
+    if (tv_status_t status = tv::collect_short_root(engine_, brief, item)) return status;
+    return normalize_root();
+  }
+
   // Starting them takes as long as some passes over a large table.
   void use_threads_where_they_pay() noexcept {
     if (settings_.concurrency_level == 1) return;
@@ -128,12 +157,7 @@ class Runner {
 
   // A factor taken out of a clique's table goes into the constants instead.
   void note_factor(CliqueWork& work, double factor) noexcept {
-    engine_.factor_mantissa *= factor;
-    if (!(engine_.factor_mantissa > 1e-200 && engine_.factor_mantissa < 1e200)) {
-      int exponent = 0;
-      engine_.factor_mantissa = std::frexp(engine_.factor_mantissa, &exponent);
-      engine_.factor_exponent += exponent;
-    }
+    take_out_factor(engine_, factor);
     if (tree_.equilibrium != tv_equilibrium_none) work.clique->conflict /= factor;
   }
 
@@ -171,12 +195,6 @@ class Runner {
     }
     run_steps(item, steps(item) + item.updates, item.step_count - item.updates);
     return tv_status_none;
-  }
-
-  static bool holds_mass(const double* totals, size_t size) noexcept {
-    double mass = 0.0;
-    for (size_t i = 0; i < size && mass < kSuspiciousMass; ++i) mass += totals[i];
-    return mass >= kSuspiciousMass;
   }
 
   // Brings a clique up to date and forms the outgoing marginal. Where little mass is left of the potentials'
@@ -278,16 +296,21 @@ class Runner {
     CliqueWork& here = work(item);
     if (tv_status_t status = update_and_marginalize(item, &engine_.mass, 1)) return status;
     if (sweep_.plain) return tv_status_none;
-    if (tv_status_t status = _tv_check_norm_factor(engine_.mass)) return status;
+    if (tv_status_t status = normalize_root()) return status;
     if (tree_.equilibrium != tv_equilibrium_none) {
       here.clique->conflict /= engine_.mass;
       if (weighs_findings_) here.clique->conflict *= evidence_of_departing_members(here, nullptr);
       tree_.conflict = here.clique->conflict;
     }
+    if (here.factored) normalize_factors(item);
+    return tv_status_none;
+  }
+
+  tv_status_t normalize_root() noexcept {
+    if (tv_status_t status = _tv_check_norm_factor(engine_.mass)) return status;
     engine_.factor_mantissa *= engine_.mass;
     set_constants();
     engine_.inverse = static_cast<float>(1.0 / engine_.mass);
-    if (here.factored) normalize_factors(item);
     return tv_status_none;
   }
 
@@ -369,6 +392,20 @@ double probability_of_evidence(const Node& node, ptrdiff_t state, const tv_numbe
     total = equilibrium == tv_equilibrium_sum ? total + term : std::max(total, term);
   }
   return total;
+}
+
+bool holds_mass(const double* totals, size_t size) noexcept {
+  double mass = 0.0;
+  for (size_t i = 0; i < size && mass < kSuspiciousMass; ++i) mass += totals[i];
+  return mass >= kSuspiciousMass;
+}
+
+void take_out_factor(TreeEngine& engine, double factor) noexcept {
+  engine.factor_mantissa *= factor;
+  if (engine.factor_mantissa > 1e-200 && engine.factor_mantissa < 1e200) return;
+  int exponent = 0;
+  engine.factor_mantissa = std::frexp(engine.factor_mantissa, &exponent);
+  engine.factor_exponent += exponent;
 }
 
 tv_status_t run_messages(const Sweep& sweep, const Tape& tape) { return Runner(sweep, tape).run(); }

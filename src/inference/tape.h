@@ -52,12 +52,15 @@ struct PotentialStep {
   PotentialPlan* plan;
 };
 
+struct ShortTape;  // inference/short_tape.h
+
 struct Tape {
   Item* items = nullptr;
   size_t item_count = 0;
   Step* steps = nullptr;
   PotentialStep* potentials = nullptr;
   size_t potential_count = 0;
+  const ShortTape* brief = nullptr;  // of a kept tape: what is done, with `items` in between
 };
 
 }  // namespace tv

@@ -1,4 +1,4 @@
-// Copies of tapes, each in one block of memory, with the controls and shapes that its steps point to.
+// The list of kept tapes, and how they are found again.
 
 #include "inference/tape_cache.h"
 
@@ -6,77 +6,21 @@
 #include <cstring>
 #include <new>
 
+#include "inference/copy_tape.h"
+
 namespace tv {
 
-// `bytes` of memory hold the pattern and everything that `tape` points to.
+// One block of memory holds the pattern, another what the tape points to.
 struct KeptTape {
-  explicit KeptTape(std::unique_ptr<unsigned char[]> block, size_t size) noexcept
-      : memory(std::move(block)), bytes(size) {}
+  explicit KeptTape(CopiedTape&& copied) noexcept : copy(std::move(copied)) { copy.tape.brief = &copy.brief; }
 
-  std::unique_ptr<unsigned char[]> memory;
-  size_t bytes;
-  Tape tape;
-  const unsigned char* pattern = nullptr;
+  CopiedTape copy;
+  std::unique_ptr<unsigned char[]> pattern;
   uint64_t hash = 0;
   uint64_t used = 0;  // when it was last found
 };
 
 namespace {
-
-// Hands out parts of a block; without a block it only counts.
-class Arena {
- public:
-  explicit Arena(unsigned char* memory) noexcept : memory_(memory) {}
-
-  template <class T>
-  T* copy(const T* source, size_t count) noexcept {
-    used_ = (used_ + alignof(T) - 1) / alignof(T) * alignof(T);
-    T* place = memory_ ? reinterpret_cast<T*>(memory_ + used_) : nullptr;
-    if (place && count) std::memcpy(static_cast<void*>(place), source, count * sizeof(T));
-    used_ += count * sizeof(T);
-    return place;
-  }
-  size_t used() const noexcept { return used_; }
-
- private:
-  unsigned char* memory_;
-  size_t used_ = 0;
-};
-
-const Control* copy_control(Arena& arena, const Control& control, const Shape& shape) noexcept {
-  Control* copy = arena.copy(&control, 1);
-  size_t* steps = arena.copy(control.steps, std::min(shape.outer + 1, shape.dimensions));
-  Dimension* inner = arena.copy(control.inner, control.inner_count);
-  if (copy) {
-    copy->steps = steps;
-    copy->inner = inner;
-  }
-  return copy;
-}
-
-// Copies the tape into the arena, or counts what that takes.
-Tape copy_tape(Arena& arena, const Tape& tape) noexcept {
-  size_t step_count = 0;
-  for (size_t i = 0; i < tape.item_count; ++i) step_count += tape.items[i].step_count;
-  Tape copy = tape;
-  copy.items = arena.copy(tape.items, tape.item_count);
-  copy.steps = arena.copy(tape.steps, step_count);
-  copy.potentials = arena.copy(tape.potentials, tape.potential_count);
-  for (size_t i = 0; i < tape.item_count; ++i) {
-    const Item& item = tape.items[i];
-    size_t* counts = arena.copy(item.shape.counts, item.shape.dimensions);
-    const Control* scalar = item.scalar ? copy_control(arena, *item.scalar, item.shape) : nullptr;
-    if (copy.items) {
-      copy.items[i].shape.counts = counts;
-      copy.items[i].scalar = scalar;
-    }
-    for (size_t s = item.first_step; s < item.first_step + item.step_count; ++s) {
-      const Control* control = copy_control(arena, *tape.steps[s].control, item.shape);
-      if (copy.steps) copy.steps[s].control = control;
-    }
-  }
-  return copy;
-}
 
 bool plans_hold(const CliqueWork& work) noexcept {
   return std::all_of(work.potentials.begin(), work.potentials.end(), [](const PotentialPlan& plan) {
@@ -109,14 +53,14 @@ const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibri
   add(equilibrium == tv_equilibrium_max);
   hash_ = hash;
   for (std::unique_ptr<KeptTape>& kept : tapes_) {
-    if (!kept || kept->hash != hash || std::memcmp(kept->pattern, pattern_.data(), pattern_.size()) != 0)
+    if (!kept || kept->hash != hash || std::memcmp(kept->pattern.get(), pattern_.data(), pattern_.size()) != 0)
       continue;
     if (!std::all_of(engine.cliques.begin(), engine.cliques.end(), plans_hold)) {
       clear();
       return nullptr;
     }
     kept->used = ++clock_;
-    return &kept->tape;
+    return &kept->copy.tape;
   }
   return nullptr;
 }
@@ -128,19 +72,15 @@ bool TapeCache::was_seen(uint64_t hash) noexcept {
   return false;
 }
 
-void TapeCache::keep(const Tape& tape) noexcept {
+void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
   if (!was_seen(hash_)) return;
-  Arena count(nullptr);
-  copy_tape(count, tape);
-  count.copy(pattern_.data(), pattern_.size());
-  if (count.used() > budget_ / kTapes) return;
-  std::unique_ptr<unsigned char[]> memory(new (std::nothrow) unsigned char[count.used()]);
-  if (!memory) return;
-  Arena arena(memory.get());
-  auto* kept = new (std::nothrow) KeptTape(std::move(memory), count.used());
+  CopiedTape copy = copy_tape(engine, tape, equilibrium, budget_ / kTapes);
+  std::unique_ptr<unsigned char[]> pattern(new (std::nothrow) unsigned char[pattern_.size()]);
+  if (!copy.memory || !pattern) return;
+  auto* kept = new (std::nothrow) KeptTape(std::move(copy));
   if (!kept) return;
-  kept->tape = copy_tape(arena, tape);
-  kept->pattern = arena.copy(pattern_.data(), pattern_.size());
+  std::copy(pattern_.begin(), pattern_.end(), pattern.get());
+  kept->pattern = std::move(pattern);
   kept->hash = hash_;
   kept->used = ++clock_;
   const auto last_used = [](const std::unique_ptr<KeptTape>& one) { return one ? one->used : 0; };

@@ -27,7 +27,7 @@ class TapeCache {
 
   // Keeps a copy of the tape for the pattern that `find` has just looked for, if that was seen before not
   // long ago. Does nothing when memory runs out.
-  void keep(const Tape& tape) noexcept;
+  void keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept;
 
   // Forgets all tapes: some potential has got a table, or one of another layout, since they were written.
   void clear() noexcept;

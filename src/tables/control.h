@@ -40,6 +40,9 @@ struct OwnShape : Shape {
 
 inline constexpr size_t kBlockSize = 4096;
 
+// Tables of so few entries are summed entry by entry in their order.
+inline constexpr size_t kShortTable = 64;
+
 // Steps and merged inner nest lie in arrays that outlive the control.
 struct Control {
   size_t* steps = nullptr;     // step in the other table for each dimension of the shape

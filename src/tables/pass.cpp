@@ -184,7 +184,40 @@ void run_blocks(const Shape& shape, float* table, const Step* steps, size_t coun
   } while (walk.next());
 }
 
+// Sums the entries of a short table one after the other. The nest's middle dimensions are walked like digits.
+void sum_in_order(const Control& control, const float* table, double* target) noexcept {
+  constexpr Dimension single = {1, 1, 0};
+  const size_t count = control.inner_count;
+  const Dimension inner = count > 0 ? control.inner[count - 1] : single;
+  const size_t digits = count > 0 ? count - 1 : 0;
+  size_t position[kShortTable];
+  std::fill_n(position, digits, 0);
+  for (;;) {
+    for (size_t i = 0; i < inner.count; ++i) target[i * inner.stride2] += static_cast<double>(*table++);
+    for (size_t d = digits;;) {
+      if (d == 0) return;
+      const Dimension& dimension = control.inner[--d];
+      target += dimension.stride2;
+      if (++position[d] < dimension.count) break;
+      target -= dimension.count * dimension.stride2;
+      position[d] = 0;
+    }
+  }
+}
+
+void run_short(float* table, const Step* steps, size_t count) noexcept {
+  const Kernels& kernels = tv::kernels();
+  alignas(64) float buffer[kShortTable];
+  for (size_t s = 0; s < count; ++s) {
+    if (steps[s].operation == Operation::sum)
+      sum_in_order(*steps[s].control, table ? table : buffer, steps[s].target);
+    else
+      run_block(kernels, steps[s], table ? table : buffer, 0);
+  }
+}
+
 void run_whole(const Shape& shape, float* table, const Step* steps, size_t count) noexcept {
+  if (shape.size <= kShortTable) return run_short(table, steps, count);
   if (shape.outer == 0 && parts_of(shape) == 1) {  // a single block: nothing to walk
     const Kernels& kernels = tv::kernels();
     alignas(64) float buffer[kBlockSize];
