@@ -108,13 +108,9 @@ constexpr bool codes_are_in_order() {
 }
 static_assert(codes_are_in_order(), "record i holds code i");
 
-thread_local tv_status_t last_status [[gnu::tls_model("initial-exec")]] = tv_status_none;
-
 }  // namespace
 
-tv_status_t current_status() noexcept { return last_status; }
-
-tv_status_t store_status(tv_status_t code) noexcept { return last_status = code; }
+constinit thread_local tv_status_t last_status [[gnu::tls_model("initial-exec")]] = tv_status_none;
 
 }  // namespace tv
 

@@ -10,8 +10,11 @@ namespace tv {
 inline constexpr unsigned kNumberOfCodes = 48;
 inline constexpr size_t kNone = static_cast<size_t>(-1);  // "no such index", "no size"
 
-tv_status_t current_status() noexcept;
-tv_status_t store_status(tv_status_t code) noexcept;  // returns `code`
+// Kept here, so that to store it takes no call.
+extern constinit thread_local tv_status_t last_status [[gnu::tls_model("initial-exec")]];
+
+inline tv_status_t current_status() noexcept { return last_status; }
+inline tv_status_t store_status(tv_status_t code) noexcept { return last_status = code; }
 
 // The argument check of an exported function: stores `usage` or `none`.
 inline bool check(bool arguments_are_valid) noexcept {

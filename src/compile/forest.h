@@ -2,6 +2,7 @@
 // one, uncompiling destroys it, and nothing outside it points into it.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -47,7 +48,6 @@ struct tv_clique_s {
   std::vector<const tv::Table*> more_potentials;  // assigned here and owned by no node (chain graphs)
 
   double conflict = 1.0;
-  bool marked = false;  // takes part in the current propagation
   void* user_data = nullptr;
   void* back_pointer = nullptr;
   tv_clique_s* next = nullptr;  // in the domain's list, newest first
@@ -81,6 +81,7 @@ struct tv_junction_tree_s {
   double conflict = 1.0;
   double approximation_constant = 1.0;
   bool has_chain_components = false;
+  bool has_required = false;    // some table holds a required instantiation, see table_configuration
   long potential_exponent = 0;  // the product of the potentials is to be multiplied by 2 to this power
   bool done = false;            // while a domain walks its trees
 
@@ -101,8 +102,11 @@ struct BeliefSource {
 
 // What compilation and propagation keep for one node.
 struct CompiledNode {
-  bool participates = false;  // a vertex of the moral graph
-  size_t component = kNone;   // in the forest's chain components
+  bool participates = false;      // a vertex of the moral graph
+  bool evidence_listed = false;   // the node stands in its engine's list of evidence,
+  bool evidence_changed = false;  // and in that of evidence that has changed
+  uint32_t position = 0;          // in tree->nodes
+  size_t component = kNone;       // in the forest's chain components
   NodeList moral_neighbors;
   size_t elimination_rank = 0;  // 1 to N; the highest is eliminated first
   JunctionTree* tree = nullptr;

@@ -6,6 +6,7 @@
 
 #include "inference/cg_engine.h"
 #include "inference/materialize.h"
+#include "inference/schedule.h"
 
 namespace tv {
 namespace {
@@ -105,6 +106,7 @@ void drop_values(CgEngine& engine) noexcept {
 
 void take_in_values(JunctionTree& tree) noexcept {
   CgEngine& engine = *engine_of(tree).cg;
+  engine_of(tree).all_in_conflict = true;
   for (CgNode& record : engine.nodes) {
     const EnteredEvidence& entered = record.node->entered;
     CompiledNode& data = compiled(*record.node);
@@ -123,7 +125,7 @@ tv_status_t incorporate_densities(CgEngine& engine, CgIncorporation& result) noe
     if (!has_changed(engine, pool)) continue;
     if (tv_status_t status = add_densities(engine, pool, progress)) return status;
     if (tv_status_t status = apply_densities(engine, pool, result)) return status;
-    pool.clique->marked = true;
+    mark_clique(engine_of(*engine.tree), pool.clique->position);
     result.any = true;
   }
   engine.incorporated = engine.observed > 0;

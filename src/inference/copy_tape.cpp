@@ -321,8 +321,12 @@ CopiedTape copy_tape(const TreeEngine& engine, const Tape& tape, tv_equilibrium_
   Writer(engine, tape, sums, lists).write();
   copied.tape = {lists.items.data, lists.items.count, lists.steps.data, lists.potentials.data,
                  lists.potentials.count};
-  copied.brief = {lists.brief.data,           lists.brief.count,      lists.factors.data, lists.short_potentials.data,
-                  lists.short_potentials.count, lists.known.data};
+  copied.brief = {lists.brief.data,
+                  lists.brief.count,
+                  lists.factors.data,
+                  lists.short_potentials.data,
+                  lists.short_potentials.count,
+                  lists.known.data};
   return copied;
 }
 

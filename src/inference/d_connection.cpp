@@ -5,6 +5,8 @@
 
 #include "inference/d_connection.h"
 
+#include "inference/schedule.h"
+
 namespace tv {
 namespace {
 
@@ -23,7 +25,7 @@ class TrailSearch {
       engine_.trail.pop_back();
       leave(node);
     }
-    for (const Node* node : engine_.tree->nodes) compiled(*node).trail_marks = 0;
+    for (const Node* node : engine_.wanted) compiled(*node).trail_marks = 0;
   }
 
  private:
@@ -31,7 +33,7 @@ class TrailSearch {
     CompiledNode& data = compiled(node);
     if (data.tree != engine_.tree || !is_discrete_or_continuous(node)) return;
     if (data.trail_marks & (from | from << 3)) return;
-    data.belief_wanted = true;
+    want_belief(engine_, node);
     data.trail_marks |= from;
     engine_.trail.push_back(&node);
   }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "inference/cg_engine.h"
+#include "inference/evidence.h"
 #include "inference/factored.h"
 #include "inference/materialize.h"
 #include "inference/tape_cache.h"
@@ -168,6 +169,7 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   CliqueWork& work = engine.cliques[position];
   work.clique = &clique;
   work.factored = prefers_factors(clique);
+  engine.has_factored |= work.factored;
   set_members(work.table, clique.members(), parts, work.factored ? 0 : clique.table.size);
   work.findings.members = parts.take_indexes(clique.members().size(), 0);
   add_potentials(work, parts);
@@ -199,6 +201,8 @@ void build_cliques(TreeEngine& engine) {
   Parts parts = {engine.potential_plans.data(), engine.link_plans.data(), engine.belief_plans.data(),
                  engine.indexes.data(),         engine.flags.data(),      engine.numbers.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
+  // Utilities are no potentials here.
+  engine.potential_plans.resize(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
 }
 
 void reserve_tape(TreeEngine& engine) {
@@ -232,7 +236,9 @@ void make_room(TreeEngine& engine) {
   engine.belief_totals.allocate(belief_states);
   reserve_tape(engine);
   engine.order.reserve(engine.cliques.size());
-  engine.reached_by.resize(engine.cliques.size());
+  engine.reached_by.assign(engine.cliques.size(), kNone);
+  engine.marked.reserve(engine.cliques.size());
+  engine.measured.reserve(engine.cliques.size());
   engine.silent.assign(engine.cliques.size(), 0);
   engine.spoke.assign(engine.cliques.size(), 0);
 }
@@ -256,6 +262,9 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   give_controls(*engine, room);
   make_room(*engine);
   engine->pending.reserve(tree.nodes.size());
+  engine->evidence.reserve(tree.nodes.size());
+  engine->changed.reserve(tree.nodes.size());
+  engine->wanted.reserve(tree.nodes.size());
   engine->trail.reserve(2 * tree.nodes.size() + 2);
   engine->kept_tapes = std::make_unique<TapeCache>();
   engine->kept_tapes->prepare(tree.nodes.size(), std::max(kLeastTapeBudget / tree.domain->forest->tree_count,
@@ -345,14 +354,19 @@ tv_status_t create_engines(Domain& domain) {
   tv_number_t* next = forest.node_numbers.data();
   size_t t = 0;
   for (JunctionTree& tree : forest.trees) {
+    uint32_t position = 0;
     for (Node* node : tree.nodes) {
       CompiledNode& data = compiled(*node);
       data.belief = next;
       data.propagated_finding = next + node->number_of_states;
       data.update = next + 2 * node->number_of_states;
       next += 3 * node->number_of_states;
+      data.position = position++;
+      data.evidence_listed = data.evidence_changed = false;
     }
     tree.engine = {engines[t++].release(), [](TreeEngine* engine) { delete engine; }};
+    for (Node* node : tree.nodes)
+      if (_tv_node_evidence_is_entered(*node)) list_evidence(compiled(*node));
     if (UtilityEngine* utilities = utilities_of(tree)) attach_utilities(*utilities);
   }
   return tv_status_none;

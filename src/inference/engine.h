@@ -87,6 +87,8 @@ struct MemberList {
 
 struct CliqueWork {
   Clique* clique = nullptr;
+  bool marked = false;       // takes part in the current propagation
+  bool measured = false;     // its conflict may differ from one
   RestrictedTable table;     // without numbers where the clique is factored
   bool factored = false;     // the table is formed from its factors in every pass
   bool initialized = false;  // the table holds at least the product of the potentials
@@ -119,6 +121,19 @@ struct TreeEngine {
   std::vector<unsigned char> flags;
   std::vector<size_t> control_steps;  // the arrays of all controls
   std::vector<Dimension> control_nests;
+
+  // What there is little of is listed, so that a change of one finding need not walk over the tree.
+  std::vector<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated
+                                   // evidence or a fixed state, and of some others
+  std::vector<uint32_t>
+      changed;  // positions of those whose entered evidence changed since it was last taken in
+  std::vector<uint32_t> marked;     // cliques
+  std::vector<uint32_t> measured;   // cliques
+  std::vector<const Node*> wanted;  // nodes with `belief_wanted`
+  bool all_in_conflict = false;     // more nodes than the pending ones may have a `conflict_clique`
+  size_t evidence_count = 0;        // nodes with propagated evidence, and with propagated likelihoods
+  size_t likelihood_count = 0;
+  bool has_factored = false;  // some clique was built without a table
 
   // The schedule of one propagation: marked cliques from the root outwards.
   std::vector<size_t> order;
@@ -186,11 +201,19 @@ tv_status_t create_engines(Domain& domain);
 void destroy_engines(Domain& domain) noexcept;
 
 // Restricts the tables to the nodes' `next_fixed_state`: makes plans for cliques whose fixed members
-// changed, and cuts initialised tables down (these can only gain fixed members).
-void apply_fixed_states(TreeEngine& engine) noexcept;
+// changed, and cuts initialised tables down (these can only gain fixed members). Without `everywhere` only
+// cliques with such members are looked at.
+void apply_fixed_states(TreeEngine& engine, bool everywhere = true) noexcept;
 
 // Makes shapes and controls those of the states that are fixed now, where a kept tape has left them behind.
 void refresh_plans(TreeEngine& engine) noexcept;
+
+// Calls visit(node) for each node that has evidence, entered or propagated.
+// Some that are met have none any more.
+template <class Visit>
+void for_each_with_evidence(const TreeEngine& engine, Visit visit) {
+  for (const uint32_t position : engine.evidence) visit(*engine.tree->nodes[position]);
+}
 
 // Forgets all numbers; the next propagation starts from the potentials.
 void forget_tables(TreeEngine& engine) noexcept;

@@ -32,7 +32,7 @@ void incorporate(TreeEngine& engine, const Node& node, ptrdiff_t state, const tv
   if (engine.tree->equilibrium != tv_equilibrium_none)
     home.conflict *= probability_of_evidence(node, state, finding, equilibrium);
   data.conflict_clique = &home;
-  home.marked = true;
+  mark_clique(engine, home.position);
 }
 
 void multiply_update_later(TreeEngine& engine, const Node& node) noexcept {
@@ -69,6 +69,19 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
   data.propagated_state = entered;
 }
 
+// They are sorted already where the host enters evidence in the order of its nodes.
+void sort_positions(std::vector<uint32_t>& list) noexcept {
+  if (!std::is_sorted(list.begin(), list.end())) std::sort(list.begin(), list.end());
+}
+
+// Neither entered nor propagated, nor anything left of it.
+bool is_without_evidence(const Node& node) noexcept {
+  const CompiledNode& data = compiled(node);
+  return node.entered.state == kNoEvidence && !node.entered.value_flag &&
+         data.propagated_state == kNoEvidence && !data.value_propagated && data.fixed_state < 0 &&
+         data.next_fixed_state < 0 && !data.conflict_clique;
+}
+
 bool must_be_retracted(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
   if (is_continuous(node))
@@ -90,9 +103,33 @@ bool must_be_retracted(const Node& node) noexcept {
 
 void collect_pending_nodes(TreeEngine& engine) noexcept {
   engine.pending.clear();
-  if (engine.tree->evidence_to_propagate == 0) return;
-  for (Node* node : engine.tree->nodes)
-    if (is_discrete(*node) && _tv_node_evidence_to_propagate(*node)) engine.pending.push_back(node);
+  sort_positions(engine.changed);
+  for (const uint32_t position : engine.changed) {
+    Node* node = engine.tree->nodes[position];
+    compiled(*node).evidence_changed = false;
+    if (!is_discrete(*node) || !_tv_node_evidence_to_propagate(*node)) continue;
+    engine.pending.push_back(node);
+    engine.evidence_count -= _tv_node_evidence_is_propagated(*node);
+    engine.likelihood_count -= _tv_node_likelihood_is_propagated(*node);
+  }
+  engine.changed.clear();
+}
+
+void count_pending_as_propagated(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.pending) {
+    engine.evidence_count += _tv_node_evidence_is_propagated(*node);
+    engine.likelihood_count += _tv_node_likelihood_is_propagated(*node);
+  }
+}
+
+void tidy_evidence(TreeEngine& engine) noexcept {
+  sort_positions(engine.evidence);
+  std::erase_if(engine.evidence, [&](uint32_t position) {
+    const Node& node = *engine.tree->nodes[position];
+    if (compiled(node).evidence_changed || !is_without_evidence(node)) return false;
+    compiled(node).evidence_listed = false;
+    return true;
+  });
 }
 
 void copy_pending_evidence(TreeEngine& engine) noexcept {
@@ -106,41 +143,54 @@ void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) no
   for (const Node* node : engine.pending) enter_one(engine, *node, equilibrium);
 }
 
+void mark_homes_of_pending(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.pending) mark_clique(engine, compiled(*node).home->position);
+}
+
 void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
-  for (const Node* node : engine.pending) compiled(*node).home->marked = true;
-  for (const Node* node : engine.tree->nodes) {
-    CompiledNode& data = compiled(*node);
-    if (data.propagated_state == kNoEvidence) continue;
-    incorporate(engine, *node, data.propagated_state, data.propagated_finding, equilibrium);
-    if (data.propagated_state != kFindingVector) continue;
-    std::copy(data.propagated_finding, data.propagated_finding + node->number_of_states, data.update);
-    multiply_update_later(engine, *node);
-  }
+  mark_homes_of_pending(engine);
+  engine.all_in_conflict = true;
+  for_each_with_evidence(engine, [&](const Node& node) {
+    CompiledNode& data = compiled(node);
+    if (data.propagated_state == kNoEvidence) return;
+    incorporate(engine, node, data.propagated_state, data.propagated_finding, equilibrium);
+    if (data.propagated_state != kFindingVector) return;
+    std::copy(data.propagated_finding, data.propagated_finding + node.number_of_states, data.update);
+    multiply_update_later(engine, node);
+  });
 }
 
 void fix_states(TreeEngine& engine) noexcept {
+  const bool anew = engine.tree->equilibrium == tv_equilibrium_none;
   bool changes = engine.plans_are_stale;
-  for (const Node* node : engine.tree->nodes) {
-    CompiledNode& data = compiled(*node);
+  const auto fix = [&](const Node& node) {
+    CompiledNode& data = compiled(node);
     data.next_fixed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
-    changes |= data.next_fixed_state != data.fixed_state;
-  }
-  if (!changes) return;
-  mark_cliques_with_member(engine, [](const CompiledNode& data) {
-    return data.next_fixed_state >= 0 && data.next_fixed_state != data.fixed_state;
-  });
-  apply_fixed_states(engine);
+    if (data.next_fixed_state == data.fixed_state) return;
+    changes = true;
+    if (anew) return;  // all cliques are marked
+    order_cliques_with(engine, node);
+    for (const size_t clique : engine.order) mark_clique(engine, clique);
+  };
+  if (anew || engine.tree->mode == tv_evidence_fast_retraction)  // which fixes nothing
+    for_each_with_evidence(engine, fix);
+  else
+    for (const Node* node : engine.pending) fix(*node);
+  if (changes) apply_fixed_states(engine, anew);
 }
 
 void fix_states_without_plans(TreeEngine& engine) noexcept {
-  for (const Node* node : engine.tree->nodes)
-    compiled(*node).fixed_state = std::max<ptrdiff_t>(compiled(*node).propagated_state, -1);
+  for_each_with_evidence(engine, [](const Node& node) {
+    CompiledNode& data = compiled(node);
+    data.fixed_state = data.next_fixed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
+  });
   engine.plans_are_stale = true;
 }
 
 bool evidence_must_be_retracted(const JunctionTree& tree) noexcept {
-  return std::any_of(tree.nodes.begin(), tree.nodes.end(),
-                     [](const Node* node) { return must_be_retracted(*node); });
+  const std::vector<uint32_t>& list = engine_of(tree).changed;
+  return std::any_of(list.begin(), list.end(),
+                     [&](uint32_t position) { return must_be_retracted(*tree.nodes[position]); });
 }
 
 }  // namespace tv

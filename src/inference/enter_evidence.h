@@ -5,11 +5,19 @@
 
 namespace tv {
 
-// Lists the discrete nodes of the tree with evidence to propagate in `engine.pending`.
+// Lists the discrete nodes of the tree with evidence to propagate in `engine.pending`, in the tree's order.
 void collect_pending_nodes(TreeEngine& engine) noexcept;
+
+// When they have been taken in.
+void count_pending_as_propagated(TreeEngine& engine) noexcept;
+
+// Brings the list of evidence into the tree's order and drops nodes that have none any more.
+void tidy_evidence(TreeEngine& engine) noexcept;
 
 // Makes the propagated evidence of the pending nodes equal to the entered one, without touching tables.
 void copy_pending_evidence(TreeEngine& engine) noexcept;
+
+void mark_homes_of_pending(TreeEngine& engine) noexcept;
 
 // Normal mode: turns the pending evidence into propagated states and update findings, and marks their homes.
 void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "api/boundary.h"
+#include "inference/engine.h"
 #include "inference/queries.h"
 #include "inference/reset.h"
 #include "network/graph_search.h"
@@ -21,17 +22,34 @@ bool is_likelihood(const tv_number_t* finding, size_t count) noexcept {
   return !std::all_of(finding, finding + count, is_zero_or_one);
 }
 
+bool is_to_propagate(const Node& node, const CompiledNode& record) noexcept {
+  const EnteredEvidence& entered = node.entered;
+  if (is_continuous(node)) {
+    return entered.value_flag != record.value_propagated ||
+           (entered.value_flag && entered.value != record.propagated_value);
+  }
+  if (entered.state != record.propagated_state) {
+    // To know the state of a node that has only one is to know nothing.
+    return node.number_of_states > 1 || entered.state == kFindingVector ||
+           record.propagated_state == kFindingVector;
+  }
+  return entered.state == kFindingVector &&
+         !std::equal(entered.finding.begin(), entered.finding.end(), record.propagated_finding);
+}
+
 // Changes the entered evidence of one node and keeps the count of its tree.
 template <class Change>
 void change_evidence(Node& node, Change change) noexcept {
-  JunctionTree* tree = is_compiled(*node.domain) ? compiled(node).tree : nullptr;
+  CompiledNode* record = is_compiled(*node.domain) ? &compiled(node) : nullptr;
+  JunctionTree* tree = record ? record->tree : nullptr;
   if (!tree) {
     change();
     return;
   }
-  if (_tv_node_evidence_to_propagate(node)) --tree->evidence_to_propagate;
+  if (is_to_propagate(node, *record)) --tree->evidence_to_propagate;
   change();
-  if (_tv_node_evidence_to_propagate(node)) ++tree->evidence_to_propagate;
+  if (is_to_propagate(node, *record)) ++tree->evidence_to_propagate;
+  list_evidence(*record);
 }
 
 // Finding vectors for a node and all that mirror it. What a fresh one holds does not matter yet.
@@ -59,6 +77,14 @@ void rebuild_findings(EnteredEvidence& entered) noexcept {
 }
 
 }  // namespace
+
+void list_evidence(CompiledNode& record) noexcept {
+  TreeEngine& engine = engine_of(*record.tree);
+  if (!record.evidence_changed) engine.changed.push_back(record.position);
+  record.evidence_changed = true;
+  if (!record.evidence_listed) engine.evidence.push_back(record.position);
+  record.evidence_listed = true;
+}
 
 ptrdiff_t convert_entered_findings_to_state_index(const Node& node) noexcept {
   const std::vector<tv_number_t>& finding = node.entered.finding;
@@ -116,6 +142,14 @@ void _tv_node_retract_findings(Node& node) noexcept {
 }
 
 void _tv_domain_retract_findings(Domain& domain) noexcept {
+  const bool all_listed = is_compiled(domain) && domain.forest->participants ==
+                                                     domain.counters.discrete + domain.counters.continuous;
+  if (all_listed) {
+    for (JunctionTree& tree : domain.forest->trees)
+      for (const uint32_t position : engine_of(tree).evidence)
+        _tv_node_retract_findings(*tree.nodes[position]);
+    return;
+  }
   for (Node& node : domain.nodes)
     if (is_discrete_or_continuous(node)) _tv_node_retract_findings(node);
 }
@@ -171,19 +205,7 @@ tv_number_t _tv_node_get_propagated_finding(const Node& node, size_t state) noex
 }
 
 bool _tv_node_evidence_to_propagate(const Node& node) noexcept {
-  const EnteredEvidence& entered = node.entered;
-  const CompiledNode& record = compiled(node);
-  if (is_continuous(node)) {
-    return entered.value_flag != record.value_propagated ||
-           (entered.value_flag && entered.value != record.propagated_value);
-  }
-  if (entered.state != record.propagated_state) {
-    // To know the state of a node that has only one is to know nothing.
-    return node.number_of_states > 1 || entered.state == kFindingVector ||
-           record.propagated_state == kFindingVector;
-  }
-  return entered.state == kFindingVector &&
-         !std::equal(entered.finding.begin(), entered.finding.end(), record.propagated_finding);
+  return is_to_propagate(node, compiled(node));
 }
 
 bool _tv_jt_evidence_to_propagate(const JunctionTree& tree) {
@@ -227,6 +249,7 @@ bool _tv_jt_evidence_is_valid(const JunctionTree& tree) {
 }
 
 bool _tv_domain_evidence_is_valid(const Domain& domain) {
+  if (domain.counters.decision == 0) return true;
   return !any_tree(domain, [](const JunctionTree& tree) { return !_tv_jt_evidence_is_valid(tree); });
 }
 

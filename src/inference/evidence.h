@@ -25,6 +25,9 @@ void _tv_node_copy_evidence(Node& node, const Node* source);
 // The index that says the same as the vector: a state, kNoEvidence (all ones) or kFindingVector.
 ptrdiff_t convert_entered_findings_to_state_index(const Node& node) noexcept;
 
+// Puts a node of a compiled tree into the engine's lists of evidence and of what has changed of it.
+void list_evidence(CompiledNode& record) noexcept;
+
 // ---- Entered evidence ----
 
 bool _tv_node_evidence_is_entered(const Node& node) noexcept;

@@ -35,7 +35,7 @@ class TreeMarginal {
     if (const CliqueWork* clique = smallest_clique_with_all())
       return marginal_of_clique(*clique, wanted_, tree_.equilibrium, tree_.mode);
     clear_marks(engine_);
-    for (const Node* node : wanted_) compiled(*node).home->marked = true;
+    for (const Node* node : wanted_) mark_clique(engine_, compiled(*node).home->position);
     const size_t root = _tv_identify_subtree(engine_, kNone);
     order_from(engine_, root);
     std::map<size_t, Factor> messages;  // by sending clique

@@ -121,10 +121,12 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<Dimension>(room.finding_dimensions);
   bytes.add<size_t>(2 * cliques);               // order, reached_by
   bytes.add<unsigned char>(2 * cliques);        // silent, spoke
-  bytes.add<Node*>(3 * tree.nodes.size() + 2);  // pending, trail
+  bytes.add<uint32_t>(2 * cliques);             // marked, measured
+  bytes.add<uint32_t>(2 * tree.nodes.size());   // evidence, changed
+  bytes.add<Node*>(4 * tree.nodes.size() + 2);  // pending, wanted, trail
   if (tree.has_continuous) bytes.add<unsigned char>(cg_memory_needed(tree));
   bytes.add<TapeCache>(1);
-  bytes.add<unsigned char>(tree.nodes.size() + 1);  // its pattern
+  bytes.add<uint32_t>(tree.nodes.size() + 1);  // its pattern
   bytes.add<char>(utility_engine_bytes(tree));
   for (const Node* node : tree.nodes) bytes.add<tv_number_t>(size_multiply(node->number_of_states, 3));
 }

@@ -31,12 +31,12 @@ class Planner {
     findings_room_ = 0;
     order_from(engine_, root);
     find_silent_cliques();
-    std::fill(engine_.spoke.begin(), engine_.spoke.end(), 0);
     for (size_t i = engine_.order.size(); i-- > 1;)
       if (!engine_.silent[engine_.order[i]]) plan_collect(engine_.order[i]);
     plan_root(root);
     widen_to_wanted_beliefs(root);
     for (size_t clique : engine_.order) plan_distribute(clique);
+    for (size_t clique : engine_.order) engine_.silent[clique] = engine_.spoke[clique] = 0;
     return {engine_.items.data(), engine_.items.size(), engine_.steps.data(), engine_.potential_steps.data(),
             engine_.potential_steps.size()};
   }
@@ -68,7 +68,6 @@ class Planner {
 
   // With a past, or when maxima are sought, nobody is silent.
   void find_silent_cliques() noexcept {
-    std::fill(engine_.silent.begin(), engine_.silent.end(), 0);
     if (!sweep_.first || sweep_.equilibrium != tv_equilibrium_sum) return;
     for (size_t i = engine_.order.size(); i-- > 1;) {
       const size_t clique = engine_.order[i];
@@ -210,8 +209,7 @@ class Planner {
   // Cliques beyond those that collected take part in distributing where their nodes' beliefs change.
   void widen_to_wanted_beliefs(size_t root) noexcept {
     if (engine_.order.size() == engine_.cliques.size()) return;
-    mark_cliques_with_member(engine_, [](const CompiledNode& node) { return node.belief_wanted; });
-    _tv_identify_subtree(engine_, root);
+    widen_to_wanted(engine_);
     order_from(engine_, root);
   }
 

@@ -24,6 +24,7 @@ namespace tv {
 namespace {
 
 bool decision_evidence_changes(const JunctionTree& tree) noexcept {
+  if (tree.domain->counters.decision == 0) return false;
   for (const Node* node : tree.nodes)
     if (node->category == tv_category_decision && _tv_node_evidence_to_propagate(*node)) return true;
   return false;
@@ -43,8 +44,8 @@ bool reset_is_needed(const JunctionTree& tree, tv_evidence_mode_t mode) {
 
 // Once values are propagated no conflict is measured, which is what an equilibrium without evidence is for.
 bool holds_entered_values(const JunctionTree& tree) noexcept {
-  return std::any_of(tree.nodes.begin(), tree.nodes.end(),
-                     [](const Node* node) { return node->entered.value_flag; });
+  return tree.has_continuous && std::any_of(tree.nodes.begin(), tree.nodes.end(),
+                                            [](const Node* node) { return node->entered.value_flag; });
 }
 
 bool has_nothing_to_do(const JunctionTree& tree, tv_equilibrium_t equilibrium,
@@ -54,11 +55,8 @@ bool has_nothing_to_do(const JunctionTree& tree, tv_equilibrium_t equilibrium,
 }
 
 void start_step(JunctionTree& tree) noexcept {
-  for (size_t c = 0; c < tree.clique_count(); ++c) tree.cliques[c]->conflict = 1.0;
-  for (const Node* node : tree.nodes) {
-    compiled(*node).conflict_clique = nullptr;
-    compiled(*node).belief_wanted = false;
-  }
+  forget_conflicts(engine_of(tree));
+  want_no_beliefs(engine_of(tree));
   tree.conflict = tree.step_constant = 1.0;
   tree.step_log_constant = 0.0;
 }
@@ -66,12 +64,15 @@ void start_step(JunctionTree& tree) noexcept {
 void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
   TreeEngine& engine = engine_of(tree);
   collect_pending_nodes(engine);
-  if (tree.equilibrium == equilibrium)
+  if (tree.equilibrium == equilibrium) {
     clear_marks(engine);
-  else
+  } else {
     mark_all_cliques(engine);
+    tidy_evidence(engine);
+  }
   if (tree.mode == tv_evidence_fast_retraction) {
     copy_pending_evidence(engine);
+    tidy_evidence(engine);
     enter_all_evidence(engine, equilibrium);
   } else {
     enter_pending_evidence(engine, equilibrium);
@@ -84,7 +85,7 @@ void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium)
   collect_pending_nodes(engine);
   if (tree.equilibrium == equilibrium) {
     clear_marks(engine);
-    for (const Node* node : engine.pending) compiled(*node).home->marked = true;
+    mark_homes_of_pending(engine);
   } else {
     mark_all_cliques(engine);
   }
@@ -99,19 +100,18 @@ void want_beliefs(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_
       (tree.mode == tv_evidence_normal || !tree.evidence_propagated) && tree.approximation_constant == 1.0 &&
       !tree.has_chain_components;  // the search knows directed links alone
   if (prunes) return want_d_connected_beliefs(engine_of(tree));
-  for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
+  want_all_beliefs(engine_of(tree));
 }
 
 void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
   tree.equilibrium = equilibrium;
   tree.mode = mode;
   tree.evidence_to_propagate = 0;
-  tree.evidence_propagated = tree.likelihood_propagated = tree.cg_evidence_propagated = false;
-  for (const Node* node : tree.nodes) {
-    tree.evidence_propagated |= _tv_node_evidence_is_propagated(*node);
-    tree.likelihood_propagated |= _tv_node_likelihood_is_propagated(*node);
-    tree.cg_evidence_propagated |= is_continuous(*node) && compiled(*node).value_propagated;
-  }
+  TreeEngine& engine = engine_of(tree);
+  count_pending_as_propagated(engine);
+  tree.cg_evidence_propagated = engine.cg && engine.cg->observed > 0;
+  tree.evidence_propagated = engine.evidence_count > 0 || tree.cg_evidence_propagated;
+  tree.likelihood_propagated = engine.likelihood_count > 0;
 }
 
 // From the potentials, all cliques taking part: what is to be done depends only on which nodes are observed.
@@ -153,7 +153,7 @@ tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
   CgIncorporation change;
   if (tv_status_t status = incorporate_densities(*engine.cg, change)) return status;
   if (!change.any) return tv_status_none;
-  for (const Node* node : tree.nodes) compiled(*node).belief_wanted = is_discrete(*node);
+  want_all_beliefs(engine);
   const double before = tree.step_constant, log_before = tree.step_log_constant;
   const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal};
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);

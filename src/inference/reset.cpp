@@ -28,21 +28,23 @@ void clear_state(JunctionTree& tree) noexcept {
   tree.step_constant = tree.constant = tree.conflict = 1.0;
   tree.step_log_constant = tree.log_constant = 0.0;
   tree.evidence_propagated = tree.likelihood_propagated = tree.cg_evidence_propagated = false;
-  for (size_t c = 0; c < tree.clique_count(); ++c) {
-    tree.cliques[c]->conflict = 1.0;
-    tree.cliques[c]->marked = false;
-  }
-  for (const Node* node : tree.nodes) {
-    CompiledNode& data = compiled(*node);
-    data.conflict_clique = nullptr;
+  TreeEngine& engine = engine_of(tree);
+  for (const uint32_t clique : engine.marked) tree.cliques[clique]->conflict = 1.0;
+  forget_conflicts(engine);
+  clear_marks(engine);
+  want_no_beliefs(engine);
+  for_each_with_evidence(engine, [](const Node& node) {
+    CompiledNode& data = compiled(node);
     data.propagated_state = kNoEvidence;
     data.value_propagated = false;
-    data.belief_wanted = false;
-  }
+  });
+  engine.evidence_count = engine.likelihood_count = 0;
   // The evidence of required instantiations becomes part of the initial tables.
   for (const Node* node : tree.domain->required_instantiations)
-    if (compiled(*node).tree == &tree && node->entered.state >= 0)
+    if (compiled(*node).tree == &tree && node->entered.state >= 0) {
       compiled(*node).propagated_state = node->entered.state;
+      ++engine.evidence_count;
+    }
 }
 
 tv_status_t jt_check_user_potentials(JunctionTree& tree) {
@@ -74,18 +76,23 @@ size_t configuration_of_required(const Node& node) noexcept {
 
 void remember_configurations(JunctionTree& tree) noexcept {
   const bool any = !tree.domain->required_instantiations.empty();
+  if (!any && !tree.has_required) return;
+  tree.has_required = any;
   for (const Node* node : tree.nodes)
     compiled(*node).table_configuration = any ? configuration_of_required(*node) : kNone;
 }
 
 // The initial tables are then others than those without evidence: the policy is not in them.
 bool has_made_decision(const JunctionTree& tree) noexcept {
+  if (tree.domain->counters.decision == 0) return false;
   return std::any_of(tree.nodes.begin(), tree.nodes.end(),
                      [](const Node* node) { return decision_is_made(*node); });
 }
 
 void fix_propagated_states(JunctionTree& tree) noexcept {
-  for (const Node* node : tree.nodes) compiled(*node).next_fixed_state = compiled(*node).propagated_state;
+  for_each_with_evidence(engine_of(tree), [](const Node& node) {
+    compiled(node).next_fixed_state = compiled(node).propagated_state;
+  });
   apply_fixed_states(engine_of(tree));
 }
 
@@ -93,7 +100,7 @@ tv_status_t initialize_to_sum(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
   fix_propagated_states(tree);
   mark_all_cliques(engine);
-  for (const Node* node : tree.nodes) compiled(*node).belief_wanted = true;
+  want_all_beliefs(engine);
   const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal, true, true};
   if (tv_status_t status = _tv_jt_global_propagate(sweep, 0)) return status;
   tree.equilibrium = tv_equilibrium_sum;
@@ -149,6 +156,7 @@ void load_tables(JunctionTree& tree) noexcept {
 bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept {
   // The list itself may have changed since, too.
   const bool any = !tree.domain->required_instantiations.empty();
+  if (!any && !tree.has_required) return false;
   return std::any_of(tree.nodes.begin(), tree.nodes.end(), [any](const Node* node) {
     return compiled(*node).table_configuration != (any ? configuration_of_required(*node) : kNone);
   });
@@ -156,7 +164,23 @@ bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept {
 
 void count_evidence_to_propagate(JunctionTree& tree) noexcept {
   tree.evidence_to_propagate = 0;
-  for (const Node* node : tree.nodes) tree.evidence_to_propagate += _tv_node_evidence_to_propagate(*node);
+  for_each_with_evidence(engine_of(tree), [&](const Node& node) {
+    tree.evidence_to_propagate += _tv_node_evidence_to_propagate(node);
+    list_evidence(compiled(node));
+  });
+}
+
+void forget_conflicts(TreeEngine& engine) noexcept {
+  for (const uint32_t clique : engine.measured) {
+    engine.cliques[clique].measured = false;
+    engine.cliques[clique].clique->conflict = 1.0;
+  }
+  engine.measured.clear();
+  if (engine.all_in_conflict)
+    for_each_with_evidence(engine, [](const Node& node) { compiled(node).conflict_clique = nullptr; });
+  else
+    for (const Node* node : engine.pending) compiled(*node).conflict_clique = nullptr;
+  engine.all_in_conflict = false;
 }
 
 void recover_tree(JunctionTree& tree) noexcept {

@@ -36,6 +36,9 @@ class TreeRecovery {
 // Whether the selected states of required instantiations differ from those that the tables were built for.
 bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept;
 
+// Takes back what the last propagation found out about conflicts.
+void forget_conflicts(TreeEngine& engine) noexcept;
+
 // Counts the nodes whose entered evidence differs from the propagated one.
 void count_evidence_to_propagate(JunctionTree& tree) noexcept;
 

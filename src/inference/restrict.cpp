@@ -5,6 +5,7 @@
 
 #include "inference/cg_engine.h"
 #include "inference/factored.h"
+#include "inference/schedule.h"
 
 namespace tv {
 namespace {
@@ -93,25 +94,41 @@ void plan_link(CliqueWork& work, LinkPlan& link, const SeparatorWork& separator)
   finish_control(link.control, work.table.shape);
 }
 
+void plan_separator(TreeEngine& engine, size_t child, bool cuts) noexcept {
+  SeparatorWork& work = engine.separators[child];
+  if (!work.separator || !pattern_changes(work.old)) return;
+  if (cuts && engine.cliques[child].initialized) cut_separator(work);
+  set_shape(work.old);
+  plan_beliefs(work.beliefs, work.old);
+}
+
+void plan_clique(TreeEngine& engine, size_t clique, bool cuts) noexcept {
+  CliqueWork& work = engine.cliques[clique];
+  if (!pattern_changes(work.table)) return;
+  if (cuts && work.initialized) cut_clique(work);
+  set_shape(work.table);
+  ++work.version;
+  finish_control(work.scalar, work.table.shape);  // its steps are all zero
+  for (PotentialPlan& plan : work.potentials) plan_potential(work, plan);
+  for (LinkPlan& link : work.links) plan_link(work, link, engine.separators[link.separator]);
+  plan_beliefs(work.beliefs, work.table);
+}
+
 // Makes plans for the tables whose fixed members change; initialised ones are cut down where `cuts` says so.
+// Separators first: the plans of links need their new shapes.
 void plan_tables(TreeEngine& engine, bool cuts) noexcept {
-  // Separators first: the plans of links need their new shapes.
-  for (SeparatorWork& work : engine.separators) {
-    if (!work.separator || !pattern_changes(work.old)) continue;
-    if (cuts && engine.cliques[work.separator->child->position].initialized) cut_separator(work);
-    set_shape(work.old);
-    plan_beliefs(work.beliefs, work.old);
-  }
-  for (CliqueWork& work : engine.cliques) {
-    if (!pattern_changes(work.table)) continue;
-    if (cuts && work.initialized) cut_clique(work);
-    set_shape(work.table);
-    ++work.version;
-    finish_control(work.scalar, work.table.shape);  // its steps are all zero
-    for (PotentialPlan& plan : work.potentials) plan_potential(work, plan);
-    for (LinkPlan& link : work.links) plan_link(work, link, engine.separators[link.separator]);
-    plan_beliefs(work.beliefs, work.table);
-  }
+  for (size_t c = 0; c < engine.cliques.size(); ++c) plan_separator(engine, c, cuts);
+  for (size_t c = 0; c < engine.cliques.size(); ++c) plan_clique(engine, c, cuts);
+}
+
+// The same; only tables that hold a node whose fixed state changes are looked at.
+void plan_changed_tables(TreeEngine& engine) noexcept {
+  for (const auto plan : {plan_separator, plan_clique})
+    for_each_with_evidence(engine, [&](const Node& node) {
+      if (compiled(node).next_fixed_state == compiled(node).fixed_state) return;
+      order_cliques_with(engine, node);
+      for (const size_t clique : engine.order) plan(engine, clique, true);
+    });
 }
 
 }  // namespace
@@ -148,31 +165,37 @@ size_t fixed_offset(const PotentialPlan& plan) noexcept {
   return offset;
 }
 
-void apply_fixed_states(TreeEngine& engine) noexcept {
+void apply_fixed_states(TreeEngine& engine, bool everywhere) noexcept {
   refresh_plans(engine);
-  plan_tables(engine, true);
-  for (const Node* node : engine.tree->nodes) compiled(*node).fixed_state = compiled(*node).next_fixed_state;
+  if (everywhere)
+    plan_tables(engine, true);
+  else
+    plan_changed_tables(engine);
+  for_each_with_evidence(
+      engine, [](const Node& node) { compiled(node).fixed_state = compiled(node).next_fixed_state; });
 }
 
 void refresh_plans(TreeEngine& engine) noexcept {
   if (!engine.plans_are_stale) return;
   engine.plans_are_stale = false;
   // The numbers have these shapes already. What comes next must not be lost meanwhile.
-  for (const Node* node : engine.tree->nodes)
-    std::swap(compiled(*node).next_fixed_state, compiled(*node).fixed_state);
+  const auto exchange = [](const Node& node) {
+    std::swap(compiled(node).next_fixed_state, compiled(node).fixed_state);
+  };
+  for_each_with_evidence(engine, exchange);
   plan_tables(engine, false);
-  for (const Node* node : engine.tree->nodes)
-    std::swap(compiled(*node).next_fixed_state, compiled(*node).fixed_state);
+  for_each_with_evidence(engine, exchange);
 }
 
 void forget_tables(TreeEngine& engine) noexcept {
   for (CliqueWork& work : engine.cliques) {
     work.initialized = false;
     work.constant = 1.0f;
-    for (LinkPlan& link : work.links) link.holds = false;
     work.findings.clear();
     ++work.version;
   }
+  if (engine.has_factored)
+    for (LinkPlan& link : engine.link_plans) link.holds = false;
   if (!engine.cg) return;
   engine.cg->incorporated = false;
   engine.cg->growth = 0.0;

@@ -411,6 +411,12 @@ void take_out_factor(TreeEngine& engine, double factor) noexcept {
 tv_status_t run_messages(const Sweep& sweep, const Tape& tape) { return Runner(sweep, tape).run(); }
 
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root) {
+  TreeEngine& engine = sweep.engine;
+  for (const uint32_t clique : engine.marked) {
+    if (engine.cliques[clique].measured) continue;
+    engine.cliques[clique].measured = true;
+    engine.measured.push_back(clique);
+  }
   return run_messages(sweep, plan_messages(sweep, root));
 }
 

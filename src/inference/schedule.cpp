@@ -2,61 +2,122 @@
 
 #include "inference/schedule.h"
 
+#include <algorithm>
+
 namespace tv {
 namespace {
 
-// The walk over all cliques that `admits` accepts, breadth first, neighbours in the order of their links.
+void forget_order(TreeEngine& engine) noexcept {
+  for (const size_t clique : engine.order) engine.reached_by[clique] = kNone;
+  engine.order.clear();
+}
+
+// The walk over all cliques that lie behind links that `admits` accepts, breadth first, neighbours in the
+// order of their links.
 template <class Admits>
 void walk(TreeEngine& engine, size_t start, Admits admits) noexcept {
-  engine.order.clear();
-  std::fill(engine.reached_by.begin(), engine.reached_by.end(), kNone);
+  forget_order(engine);
   engine.order.push_back(start);
   for (size_t i = 0; i < engine.order.size(); ++i) {
     const size_t here = engine.order[i];
     for (size_t l = 0; l < engine.cliques[here].links.size(); ++l) {
       const LinkPlan& link = engine.cliques[here].links[l];
-      if (l == engine.reached_by[here] || !admits(link.neighbor)) continue;
+      if (l == engine.reached_by[here] || !admits(link)) continue;
       engine.reached_by[link.neighbor] = link.back;
       engine.order.push_back(link.neighbor);
     }
   }
 }
 
-bool& mark(TreeEngine& engine, size_t clique) noexcept { return engine.cliques[clique].clique->marked; }
+// Every clique has a higher position than its parent: the highest of those that are not yet connected is
+// never on the way between the others.
+void connect_marked(TreeEngine& engine) noexcept {
+  forget_order(engine);
+  std::vector<size_t>& open = engine.order;
+  open.assign(engine.marked.begin(), engine.marked.end());
+  std::make_heap(open.begin(), open.end());
+  while (open.size() > 1) {
+    std::pop_heap(open.begin(), open.end());
+    const size_t parent = engine.cliques[open.back()].clique->parent->position;
+    open.pop_back();
+    if (engine.cliques[parent].marked) continue;
+    mark_clique(engine, parent);
+    open.push_back(parent);
+    std::push_heap(open.begin(), open.end());
+  }
+  open.clear();
+}
+
+bool holds_wanted(const NodeList& members) noexcept {
+  return std::any_of(members.begin(), members.end(),
+                     [](const Node* node) { return compiled(*node).belief_wanted; });
+}
 
 }  // namespace
 
+void mark_clique(TreeEngine& engine, size_t clique) noexcept {
+  if (engine.cliques[clique].marked) return;
+  engine.cliques[clique].marked = true;
+  engine.marked.push_back(static_cast<uint32_t>(clique));
+}
+
 void mark_all_cliques(TreeEngine& engine) noexcept {
-  for (CliqueWork& work : engine.cliques) work.clique->marked = true;
+  for (size_t c = 0; c < engine.cliques.size(); ++c) mark_clique(engine, c);
 }
 
 void clear_marks(TreeEngine& engine) noexcept {
-  for (CliqueWork& work : engine.cliques) work.clique->marked = false;
+  for (const uint32_t clique : engine.marked) engine.cliques[clique].marked = false;
+  engine.marked.clear();
 }
 
 size_t _tv_identify_subtree(TreeEngine& engine, size_t root) noexcept {
-  if (root != kNone) mark(engine, root) = true;
-  size_t start = root;
-  for (size_t c = 0; start == kNone && c < engine.cliques.size(); ++c)
-    if (mark(engine, c)) start = c;
-  if (start == kNone) mark(engine, start = 0) = true;
-
-  walk(engine, start, [](size_t) { return true; });
-  for (size_t i = engine.order.size(); i-- > 1;) {
-    const size_t here = engine.order[i];
-    if (mark(engine, here)) mark(engine, engine.cliques[here].links[engine.reached_by[here]].neighbor) = true;
-  }
+  if (root != kNone) mark_clique(engine, root);
+  if (engine.marked.empty()) mark_clique(engine, 0);
+  const size_t start = *std::min_element(engine.marked.begin(), engine.marked.end());
+  if (engine.marked.size() < engine.cliques.size()) connect_marked(engine);
   if (root != kNone) return root;
+  order_from(engine, start);
   size_t best = start;
-  for (size_t clique : engine.order)
-    if (mark(engine, clique) &&
-        engine.cliques[clique].clique->table.size < engine.cliques[best].clique->table.size)
-      best = clique;
+  for (const size_t clique : engine.order)
+    if (engine.cliques[clique].clique->table.size < engine.cliques[best].clique->table.size) best = clique;
   return best;
 }
 
+void widen_to_wanted(TreeEngine& engine) noexcept {
+  if (engine.wanted.size() == engine.tree->nodes.size()) return mark_all_cliques(engine);
+  for (size_t i = 0; i < engine.order.size(); ++i)
+    for (const LinkPlan& link : engine.cliques[engine.order[i]].links) {
+      if (engine.cliques[link.neighbor].marked) continue;
+      if (!holds_wanted(*engine.separators[link.separator].old.members)) continue;
+      mark_clique(engine, link.neighbor);
+      engine.order.push_back(link.neighbor);
+    }
+}
+
 void order_from(TreeEngine& engine, size_t root) noexcept {
-  walk(engine, root, [&](size_t clique) { return mark(engine, clique); });
+  walk(engine, root, [&](const LinkPlan& link) { return engine.cliques[link.neighbor].marked; });
+}
+
+void order_cliques_with(TreeEngine& engine, const Node& node) noexcept {
+  walk(engine, compiled(node).home->position,
+       [&](const LinkPlan& link) { return engine.separators[link.separator].old.members->contains(&node); });
+}
+
+void want_belief(TreeEngine& engine, const Node& node) noexcept {
+  CompiledNode& data = compiled(node);
+  if (data.belief_wanted) return;
+  data.belief_wanted = true;
+  engine.wanted.push_back(&node);
+}
+
+void want_all_beliefs(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.tree->nodes)
+    if (is_discrete(*node)) want_belief(engine, *node);
+}
+
+void want_no_beliefs(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.wanted) compiled(*node).belief_wanted = false;
+  engine.wanted.clear();
 }
 
 }  // namespace tv

@@ -1,6 +1,6 @@
-// Kept tapes for tables of a few entries. There the controls, the kernels and what surrounds them cost more than
-// the arithmetic, so that a kept tape lists for every entry where its partner stands, and a short plain loop
-// follows the list. Larger tables keep their items; both kinds follow each other in one list.
+// Kept tapes for tables of a few entries. There the controls, the kernels and what surrounds them cost more
+// than the arithmetic, so that a kept tape lists for every entry where its partner stands, and a short plain
+// loop follows the list. Larger tables keep their items; both kinds follow each other in one list.
 //
 // The numbers are those of the items, bit for bit: products are formed in the order of the steps, and short
 // tables are summed entry by entry there, too.

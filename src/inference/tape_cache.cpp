@@ -3,7 +3,6 @@
 #include "inference/tape_cache.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 
 #include "inference/copy_tape.h"
@@ -15,18 +14,17 @@ struct KeptTape {
   explicit KeptTape(CopiedTape&& copied) noexcept : copy(std::move(copied)) { copy.tape.brief = &copy.brief; }
 
   CopiedTape copy;
-  std::unique_ptr<unsigned char[]> pattern;
+  std::unique_ptr<uint32_t[]> pattern;
+  size_t pattern_size = 0;
   uint64_t hash = 0;
   uint64_t used = 0;  // when it was last found
 };
 
 namespace {
 
-bool plans_hold(const CliqueWork& work) noexcept {
-  return std::all_of(work.potentials.begin(), work.potentials.end(), [](const PotentialPlan& plan) {
-    const Table* table = plan.table();
-    return plan.layout == (table ? table->layout : kNone);
-  });
+bool plan_holds(const PotentialPlan& plan) noexcept {
+  const Table* table = plan.table();
+  return plan.layout == (table ? table->layout : kNone);
 }
 
 }  // namespace
@@ -35,30 +33,35 @@ TapeCache::TapeCache() noexcept = default;
 TapeCache::~TapeCache() = default;
 
 void TapeCache::prepare(size_t nodes, size_t budget) {
-  pattern_.assign(nodes + 1, 0);
+  pattern_.reserve(nodes + 1);
   budget_ = budget;
 }
 
+// Layouts are compared only where some table of the domain has got another one since they last were.
+bool TapeCache::plans_hold(const TreeEngine& engine) noexcept {
+  if (layouts_ == engine.domain->table_layouts) return true;
+  layouts_ = engine.domain->table_layouts;
+  return std::all_of(engine.potential_plans.begin(), engine.potential_plans.end(), plan_holds);
+}
+
 const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
+  if (!plans_hold(engine)) clear();
   uint64_t hash = 14695981039346656037u;  // Fowler, Noll and Vo's hash
-  size_t next = 0;
-  const auto add = [&](unsigned char mark) {
-    pattern_[next++] = mark;
+  pattern_.clear();
+  const auto add = [&](uint32_t mark) {
+    pattern_.push_back(mark);
     hash = (hash ^ mark) * 1099511628211u;
   };
-  for (const Node* node : engine.tree->nodes) {
-    const ptrdiff_t state = compiled(*node).propagated_state;
-    add(state >= 0 ? 2 : state == kFindingVector ? 1 : 0);
-  }
   add(equilibrium == tv_equilibrium_max);
+  for_each_with_evidence(engine, [&](const Node& node) {
+    const CompiledNode& data = compiled(node);
+    if (data.propagated_state != kNoEvidence) add(data.position * 2 + (data.propagated_state >= 0));
+  });
   hash_ = hash;
   for (std::unique_ptr<KeptTape>& kept : tapes_) {
-    if (!kept || kept->hash != hash || std::memcmp(kept->pattern.get(), pattern_.data(), pattern_.size()) != 0)
+    if (!kept || kept->hash != hash || kept->pattern_size != pattern_.size() ||
+        !std::equal(pattern_.begin(), pattern_.end(), kept->pattern.get()))
       continue;
-    if (!std::all_of(engine.cliques.begin(), engine.cliques.end(), plans_hold)) {
-      clear();
-      return nullptr;
-    }
     kept->used = ++clock_;
     return &kept->copy.tape;
   }
@@ -75,12 +78,13 @@ bool TapeCache::was_seen(uint64_t hash) noexcept {
 void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
   if (!was_seen(hash_)) return;
   CopiedTape copy = copy_tape(engine, tape, equilibrium, budget_ / kTapes);
-  std::unique_ptr<unsigned char[]> pattern(new (std::nothrow) unsigned char[pattern_.size()]);
+  std::unique_ptr<uint32_t[]> pattern(new (std::nothrow) uint32_t[pattern_.size()]);
   if (!copy.memory || !pattern) return;
   auto* kept = new (std::nothrow) KeptTape(std::move(copy));
   if (!kept) return;
   std::copy(pattern_.begin(), pattern_.end(), pattern.get());
   kept->pattern = std::move(pattern);
+  kept->pattern_size = pattern_.size();
   kept->hash = hash_;
   kept->used = ++clock_;
   const auto last_used = [](const std::unique_ptr<KeptTape>& one) { return one ? one->used : 0; };

@@ -22,7 +22,7 @@ class TapeCache {
   // Room for patterns of `nodes` nodes; `budget` bounds the bytes of all tapes together.
   void prepare(size_t nodes, size_t budget);
 
-  // The tape for the evidence that the tree has taken in, or null.
+  // The tape for the evidence that the tree has taken in and listed in order, or null.
   const Tape* find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
   // Keeps a copy of the tape for the pattern that `find` has just looked for, if that was seen before not
@@ -37,13 +37,15 @@ class TapeCache {
   static constexpr size_t kSeen = 32;
 
   bool was_seen(uint64_t hash) noexcept;
+  bool plans_hold(const TreeEngine& engine) noexcept;
 
-  std::vector<unsigned char> pattern_;  // by node of the tree, then the equilibrium
+  std::vector<uint32_t> pattern_;  // the equilibrium, then the nodes with evidence and whether it is hard
   uint64_t hash_ = 0;
   uint64_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
   size_t next_seen_ = 0;
   std::unique_ptr<KeptTape> tapes_[kTapes];
   uint64_t clock_ = 0;
+  size_t layouts_ = kNone;  // the domain's count of layouts when plans were last compared with tables
   size_t budget_ = 0;
 };
 

@@ -57,6 +57,7 @@ struct tv_domain_s {
   bool is_class = false;  // the record serves as a class: stricter rules for names
   size_t node_width = 80, node_height = 40;
   size_t table_count = 0;       // source of the serial numbers of registered tables
+  size_t table_layouts = 0;     // how often some table has got nodes, or others, or in another order
   size_t function_outlets = 0;  // links that leave function nodes
   size_t model_count = 0;       // nodes with a model
   tv::RandomGenerator random;

@@ -177,7 +177,7 @@ tv_status_t reorder_states_in_tables(TableChanges& changes, Node& node, const si
 void replace_parent_in_tables(Node& child, const Node& old_parent, Node& new_parent) noexcept {
   for_each_table(child, [&](Table& table) {
     table.nodes.replace(&old_parent, &new_parent);
-    ++table.layout;
+    note_new_layout(table);
   });
 }
 

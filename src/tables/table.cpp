@@ -58,7 +58,12 @@ void update_table_sizes(Table& table) noexcept {
   }
   table.continuous_count = table.nodes.size() - table.discrete_count;
   table.cg_size = cg_size_for(table.continuous_count);
+  note_new_layout(table);
+}
+
+void note_new_layout(Table& table) noexcept {
   ++table.layout;
+  if (table.domain) ++table.domain->table_layouts;
 }
 
 tv_status_t allocate_table_data(Table& table) {

@@ -72,6 +72,9 @@ void append_table_node(Table& table, Node* node, bool tail = false);
 // Recomputes discrete_count, continuous_count, size and cg_size after `nodes` or states changed.
 void update_table_sizes(Table& table) noexcept;
 
+// To be called when they are no longer what they were, or in another order.
+void note_new_layout(Table& table) noexcept;
+
 // Allocates `data` and `cg_data` when absent, zero-filled. `no_memory` for a size that does not fit or
 // that the allocator refuses (as std::bad_alloc from the latter).
 tv_status_t allocate_table_data(Table& table);
