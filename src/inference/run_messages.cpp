@@ -1,10 +1,12 @@
 // Running what was written down: the passes, and between them what becomes of the marginals they formed.
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <numbers>
 
 #include "api/memory.h"
+#include "inference/branches.h"
 #include "inference/factored.h"
 #include "inference/findings_marginal.h"
 #include "inference/messages.h"
@@ -17,6 +19,7 @@ namespace tv {
 namespace {
 
 constexpr size_t kGrainsForThreads = 1000;
+constexpr tv_status_t kNeedsToAllocate = -1;  // never leaves this file
 
 class Runner {
  public:
@@ -34,26 +37,57 @@ class Runner {
     engine_.factor_mantissa = 1.0;
     engine_.factor_exponent = sweep_.first ? tree_.potential_exponent : 0;
     if (tape_.brief) return run_brief(*tape_.brief);
+    if (can_run_branches()) {
+      const Branches branches = find_branches(engine_, tape_, settings_);
+      if (!branches.empty()) return run_branches(branches);
+    }
     ProgressMeter progress(*engine_.domain, "propagation", tape_.item_count);
+    const Lane lane = main_lane(settings_);
     for (size_t i = 0; i < tape_.item_count; ++i) {
       if (tv_status_t status = progress.advance()) return status;
-      if (tv_status_t status = run_item(tape_.items[i])) return status;
+      if (tv_status_t status = run_alone(lane, tape_.items[i])) return status;
     }
     return tv_status_none;
   }
 
  private:
+  // Where a thread sums, and how it runs passes.
+  struct Lane {
+    double* totals;
+    double* belief_totals;
+    ParallelSettings settings;
+    bool may_allocate;  // a thread of our own may not: nobody would catch its exception
+  };
+
+  // What a collecting clique has found out beside its message.
+  struct CollectOutcome {
+    double mass = 1.0, largest = 1.0;
+    int exponent = 0;  // powers of two that were taken out of its table
+  };
+
+  Lane main_lane(const ParallelSettings& settings) const noexcept {
+    return {engine_.totals.data(), engine_.belief_totals.data(), settings, true};
+  }
+
+  tv_status_t run_alone(const Lane& lane, const Item& item) {
+    CollectOutcome outcome;
+    if (tv_status_t status = run_item(lane, item, outcome)) return status;
+    account_for(item, outcome);
+    return tv_status_none;
+  }
+
   // A kept tape: short items, and others in between.
   tv_status_t run_brief(const ShortTape& brief) {
     find_short_potentials(brief);
     ProgressMeter progress(*engine_.domain, "propagation", brief.item_count);
     const bool tells = engine_.domain->progress_handler;
+    const Lane lane = main_lane(settings_);
     for (size_t next = 0; next < brief.item_count;) {
       if (tv_status_t status = progress.advance()) return status;
       const ShortItem& item = brief.items[next];
       tv_status_t status = tv_status_none;
       if (item.kind == ShortKind::item)
-        status = run_item(tape_.items[brief.items[next++].first]);
+        status = run_alone(lane, tape_.items[brief.items[next++].first]);
       else if (item.kind == ShortKind::root)
         status = collect_short_root(brief, brief.items[next++]);
       else
@@ -85,20 +119,116 @@ class Runner {
       settings_.workers = &workers_;
   }
 
-  tv_status_t run_item(const Item& item) {
+  // ---- Branches ----
+
+  bool can_run_branches() const noexcept {
+    if (!settings_.workers || weighs_findings_ || sweep_.plain || engine_.domain->progress_handler ||
+        sweep_.equilibrium != tv_equilibrium_sum)
+      return false;
+    for (size_t i = 0; i < tape_.item_count; ++i)
+      if (tape_.items[i].step_count > kMostFormingSteps) return false;
+    return true;
+  }
+
+  // Items behind the first failure are left out, as if all were run one after the other.
+  struct Failure {
+    size_t item = kNone;
+    tv_status_t status = tv_status_none;
+
+    void note(size_t at, tv_status_t found) noexcept {
+      if (at >= item) return;
+      item = at;
+      status = found;
+    }
+  };
+
+  struct BranchRun {
+    Runner& runner;
+    const Branches& branches;
+    const std::vector<Branches::Part>& parts;
+    std::vector<CollectOutcome>& outcomes;
+    std::vector<size_t>& reached;  // how many items of each part are done
+    std::vector<Failure>& failures;
+    const std::vector<Lane>& lanes;
+    size_t limit;  // items from here on are left out
+    std::atomic<size_t> next = 0;
+
+    static void run(void* context, size_t begin, size_t) {
+      BranchRun& run = *static_cast<BranchRun*>(context);
+      for (size_t part; (part = run.next.fetch_add(1, std::memory_order_relaxed)) < run.parts.size();)
+        run.run_part(part, run.lanes[begin]);
+    }
+
+    // Stops before an item that needs to allocate, and at one that fails.
+    void run_part(size_t part, const Lane& lane) {
+      const uint32_t* const items = branches.items.data() + parts[part].first;
+      for (size_t& at = reached[part]; at < parts[part].count && items[at] < limit; ++at) {
+        const tv_status_t status = runner.run_item(lane, runner.tape_.items[items[at]], outcomes[items[at]]);
+        if (status == kNeedsToAllocate) return;
+        if (status) return failures[part].note(items[at], status);
+      }
+    }
+  };
+
+  void run_parts(const Branches& branches, const std::vector<Branches::Part>& parts,
+                 const std::vector<Lane>& lanes, std::vector<CollectOutcome>& outcomes, Failure& failure) {
+    std::vector<size_t> reached(parts.size(), 0);
+    std::vector<Failure> failures(parts.size());
+    BranchRun run = {*this, branches, parts, outcomes, reached, failures, lanes, failure.item};
+    run_on_threads(lanes.size(), lanes.size(), BranchRun::run, &run, settings_.workers);
+    for (size_t part = 0; part < parts.size(); ++part) {
+      if (failures[part].item == kNone) run.run_part(part, main_lane(settings_));
+      failure.note(failures[part].item, failures[part].status);
+    }
+  }
+
+  tv_status_t run_branches(const Branches& branches) {
+    std::vector<Block<double>> totals(settings_.concurrency_level - 1);
+    ParallelSettings alone = settings_;
+    alone.concurrency_level = 1;
+    std::vector<Lane> lanes = {main_lane(alone)};
+    lanes[0].may_allocate = false;
+    for (Block<double>& block : totals) {
+      block.allocate_uninitialized(branches.totals + branches.belief_totals);
+      lanes.push_back({block.data(), block.data() + branches.totals, alone, false});
+    }
+    std::vector<CollectOutcome> outcomes(tape_.item_count);
+    Failure failure;
+    run_parts(branches, branches.collect, lanes, outcomes, failure);
+    size_t accounted = 0;
+    const Lane lane = main_lane(settings_);
+    for (size_t i = 0; i < branches.trunk.count; ++i) {
+      const size_t at = branches.items[branches.trunk.first + i];
+      if (at > failure.item) return failure.status;  // only while collecting
+      const Item& item = tape_.items[at];
+      if (item.kind == ItemKind::root)
+        for (; accounted < at; ++accounted) account_for(tape_.items[accounted], outcomes[accounted]);
+      if (tv_status_t status = run_item(lane, item, outcomes[at])) {
+        if (item.kind == ItemKind::collect || item.kind == ItemKind::root) return status;
+        failure.note(at, status);
+        break;
+      }
+    }
+    run_parts(branches, branches.distribute, lanes, outcomes, failure);
+    return failure.status;
+  }
+
+  // ---- Items ----
+
+  tv_status_t run_item(const Lane& lane, const Item& item, CollectOutcome& outcome) {
     switch (item.kind) {
       case ItemKind::collect:
-        return collect(item);
+        return collect(lane, item, outcome);
       case ItemKind::root:
-        return collect_root(item);
+        return collect_root(lane, item, outcome);
       case ItemKind::pass:
-        return run_table_pass(item), tv_status_none;
+        return run_table_pass(lane, item), tv_status_none;
       case ItemKind::separator_pass:
-        return run_separator_pass(item), tv_status_none;
+        return run_separator_pass(lane, item), tv_status_none;
       case ItemKind::message:
-        return send(item);
+        return send(lane, item);
       case ItemKind::belief:
-        return store_belief(item);
+        return store_belief(lane, item);
     }
     return tv_status_error;
   }
@@ -106,51 +236,72 @@ class Runner {
   CliqueWork& work(const Item& item) const noexcept { return engine_.cliques[item.clique]; }
   Step* steps(const Item& item) const noexcept { return tape_.steps + item.first_step; }
 
-  void find_potentials() const noexcept {
-    for (size_t p = 0; p < tape_.potential_count; ++p) {
-      const PotentialPlan& plan = *tape_.potentials[p].plan;
-      const size_t step = tape_.potentials[p].step;
+  void find_potentials() {
+    const size_t threads = std::min(settings_.concurrency_level, tape_.potential_count);
+    run_on_threads(tape_.potential_count, threads, find_some_potentials, this, settings_.workers);
+  }
+
+  static void find_some_potentials(void* context, size_t begin, size_t end) {
+    const Tape& tape = static_cast<const Runner*>(context)->tape_;
+    for (size_t p = begin; p < end; ++p) {
+      const PotentialPlan& plan = *tape.potentials[p].plan;
+      const size_t step = tape.potentials[p].step;
       if (step == kNone)
         copy_potential(plan);
       else
-        tape_.steps[step].operand = plan.table()->data.data() + fixed_offset(plan);
+        tape.steps[step].operand = plan.table()->data.data() + fixed_offset(plan);
     }
   }
 
   // ---- Passes over a clique's table ----
 
-  void run_steps(const Item& item, const Step* steps, size_t count) {
+  // Tapes are written for the totals of the engine.
+  void run_pass_in(const Lane& lane, const Shape& shape, float* numbers, const Step* steps, size_t count) {
+    if (lane.totals == engine_.totals.data()) return run_pass(shape, numbers, steps, count, lane.settings);
+    Step moved[kMostFormingSteps];
+    for (size_t s = 0; s < count; ++s) {
+      moved[s] = steps[s];
+      double*& target = moved[s].target;
+      if (target >= engine_.totals.begin() && target < engine_.totals.end())
+        target = lane.totals + (target - engine_.totals.begin());
+      else if (target >= engine_.belief_totals.begin() && target < engine_.belief_totals.end())
+        target = lane.belief_totals + (target - engine_.belief_totals.begin());
+    }
+    run_pass(shape, numbers, moved, count, lane.settings);
+  }
+
+  void run_steps(const Lane& lane, const Item& item, const Step* steps, size_t count) {
     if (count == 0) return;
-    run_pass(item.shape, work(item).table.numbers, steps, count, settings_);
+    run_pass_in(lane, item.shape, work(item).table.numbers, steps, count);
     work(item).initialized = true;
     if (!steps->target) ++work(item).version;
   }
 
-  void run_table_pass(const Item& item) {
-    std::fill_n(engine_.totals.data(), item.clear_totals, 0.0);
-    std::fill_n(engine_.belief_totals.data(), item.clear_beliefs, 0.0);
-    if (item.formed == 0 || work(item).factored) return run_steps(item, steps(item), item.step_count);
-    if (!item.repeats) bring_up_to_date(item);
-    run_steps(item, steps(item) + item.formed, item.step_count - item.formed);
+  void run_table_pass(const Lane& lane, const Item& item) {
+    std::fill_n(lane.totals, item.clear_totals, 0.0);
+    std::fill_n(lane.belief_totals, item.clear_beliefs, 0.0);
+    if (item.formed == 0 || work(item).factored) return run_steps(lane, item, steps(item), item.step_count);
+    if (!item.repeats) bring_up_to_date(lane, item);
+    run_steps(lane, item, steps(item) + item.formed, item.step_count - item.formed);
   }
 
   // The tape was written for a factored clique, but its table is stored meanwhile: only the news are missing.
-  void bring_up_to_date(const Item& item) {
+  void bring_up_to_date(const Lane& lane, const Item& item) {
     const Step normalize = {Operation::multiply, item.scalar, &engine_.inverse};
     if (item.link == static_cast<uint32_t>(kNone)) {
-      if (!sweep_.plain) run_steps(item, &normalize, 1);
+      if (!sweep_.plain) run_steps(lane, item, &normalize, 1);
       return;
     }
     const float* message = work(item).links[item.link].received;
     const Step* factor = steps(item);
     while (factor->operand != message) ++factor;
     const Step update = {Operation::multiply, factor->control, message};
-    run_steps(item, &update, 1);
+    run_steps(lane, item, &update, 1);
   }
 
-  void run_separator_pass(const Item& item) {
-    std::fill_n(engine_.belief_totals.data(), item.clear_beliefs, 0.0);
-    if (item.step_count) run_pass(item.shape, item.numbers, steps(item), item.step_count, settings_);
+  void run_separator_pass(const Lane& lane, const Item& item) {
+    std::fill_n(lane.belief_totals, item.clear_beliefs, 0.0);
+    if (item.step_count) run_pass_in(lane, item.shape, item.numbers, steps(item), item.step_count);
   }
 
   // ---- Factors ----
@@ -159,6 +310,12 @@ class Runner {
   void note_factor(CliqueWork& work, double factor) noexcept {
     take_out_factor(engine_, factor);
     if (tree_.equilibrium != tv_equilibrium_none) work.clique->conflict /= factor;
+  }
+
+  void note_power(CliqueWork& work, int exponent) noexcept {
+    engine_.factor_exponent += exponent;
+    if (tree_.equilibrium != tv_equilibrium_none)
+      work.clique->conflict = std::ldexp(work.clique->conflict, -exponent);
   }
 
   void set_constants() noexcept {
@@ -171,50 +328,48 @@ class Runner {
   }
 
   // Scales the table so that its largest entry lies between one and two: the power of two costs no precision.
-  tv_status_t rescale_table(const Item& item) {
-    CliqueWork& here = work(item);
+  tv_status_t rescale_table(const Lane& lane, const Item& item, CollectOutcome& outcome) {
     double largest = 0.0;
     const Step find_largest = {Operation::max, item.scalar, nullptr, &largest};
-    run_steps(item, &find_largest, 1);
+    run_steps(lane, item, &find_largest, 1);
     if (tv_status_t status = _tv_check_norm_factor(largest)) return status;
     const int exponent = std::clamp(std::ilogb(largest), -126, 126);
     const float inverse = std::ldexp(1.0f, -exponent);
-    note_factor(here, std::ldexp(1.0, exponent));
+    outcome.exponent += exponent;
     const Step rescale = {Operation::multiply, item.scalar, &inverse};
-    run_steps(item, &rescale, 1);
+    run_steps(lane, item, &rescale, 1);
     return tv_status_none;
   }
 
   // Runs the updates of a collecting clique a few at a time. Messages and potentials have entries of at most
   // about one; a product of very many of them could underflow, so the table is rescaled in between.
-  tv_status_t run_in_parts(const Item& item, size_t together) {
+  tv_status_t run_in_parts(const Lane& lane, const Item& item, size_t together, CollectOutcome& outcome) {
     for (size_t first = 0; first < item.updates; first += together) {
       if (first > 0)
-        if (tv_status_t status = rescale_table(item)) return status;
-      run_steps(item, steps(item) + first, std::min<size_t>(together, item.updates - first));
+        if (tv_status_t status = rescale_table(lane, item, outcome)) return status;
+      run_steps(lane, item, steps(item) + first, std::min<size_t>(together, item.updates - first));
     }
-    run_steps(item, steps(item) + item.updates, item.step_count - item.updates);
+    run_steps(lane, item, steps(item) + item.updates, item.step_count - item.updates);
     return tv_status_none;
   }
 
   // Brings a clique up to date and forms the outgoing marginal. Where little mass is left of the potentials'
   // product, entries may have been lost on the way: it is then formed again step by step.
-  tv_status_t update_and_marginalize(const Item& item, double* totals, size_t size) {
+  tv_status_t update_and_marginalize(const Lane& lane, const Item& item, double* totals, size_t size,
+                                     CollectOutcome& outcome) {
     const bool can_repeat = item.starts_anew && !sweep_.plain;
-    const double mantissa = engine_.factor_mantissa;
-    const long exponent = engine_.factor_exponent;
     tv_status_t status = tv_status_none;
     for (size_t together : {kUpdatesTogether, size_t{1}}) {
       std::fill_n(totals, size, 0.0);
-      engine_.factor_mantissa = mantissa;
-      engine_.factor_exponent = exponent;
+      outcome.exponent = 0;
       engine_.table_sum = 0.0;
       status = tv_status_none;
       if (item.updates <= together || sweep_.plain || work(item).factored)
-        run_steps(item, steps(item), item.step_count);
+        run_steps(lane, item, steps(item), item.step_count);
       else
-        status = run_in_parts(item, together);
+        status = run_in_parts(lane, item, together, outcome);
       if (!can_repeat || item.updates < 2 || holds_mass(totals, size)) break;
+      if (work(item).factored && !lane.may_allocate) return kNeedsToAllocate;
       store_table(work(item));
     }
     work(item).findings.clear();
@@ -248,26 +403,35 @@ class Runner {
   }
 
   // The marginal becomes the rescaled update for the clique nearer to the root.
-  tv_status_t collect(const Item& item) {
+  tv_status_t collect(const Lane& lane, const Item& item, CollectOutcome& outcome) {
     CliqueWork& here = work(item);
     const LinkPlan& link = here.links[item.link];
-    double* totals = engine_.totals.data();
-    if (tv_status_t status = update_and_marginalize(item, totals, item.size)) return status;
-    if (weighs_findings_) marginalize_onto(here, link, totals);
+    if (tv_status_t status = update_and_marginalize(lane, item, lane.totals, item.size, outcome))
+      return status;
+    if (weighs_findings_) marginalize_onto(here, link, lane.totals);
     SeparatorWork& separator = engine_.separators[link.separator];
     float* message = place_of_message(item);
     const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
-        totals, separator.old.numbers, message, item.size);
+        lane.totals, separator.old.numbers, message, item.size);
     if (sweep_.plain) return keep_message(item), tv_status_none;
     if (tv_status_t status = check_ratio(result, item.has_past)) return status;
-    const double mass = sweep_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
-    if (tv_status_t status = _tv_check_norm_factor(mass)) return status;
-    if (tv_status_t status = _tv_check_norm_factor(result.largest)) return status;
-    pass_conflict_on(here, engine_.cliques[link.neighbor], mass);
-    note_factor(engine_.cliques[link.neighbor], result.largest);
-    kernels().scale(message, item.size, 1.0 / result.largest);
+    outcome.mass = sweep_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
+    outcome.largest = result.largest;
+    if (tv_status_t status = _tv_check_norm_factor(outcome.mass)) return status;
+    if (tv_status_t status = _tv_check_norm_factor(outcome.largest)) return status;
+    kernels().scale(message, item.size, 1.0 / outcome.largest);
     keep_message(item);
     return tv_status_none;
+  }
+
+  // The constants and the conflict, in the order of the tape.
+  void account_for(const Item& item, const CollectOutcome& outcome) noexcept {
+    if (item.kind != ItemKind::collect || sweep_.plain) return;
+    CliqueWork& here = work(item);
+    CliqueWork& receiver = engine_.cliques[here.links[item.link].neighbor];
+    note_power(here, outcome.exponent);
+    pass_conflict_on(here, receiver, outcome.mass);
+    note_factor(receiver, outcome.largest);
   }
 
   float* place_of_message(const Item& item) const noexcept {
@@ -292,10 +456,11 @@ class Runner {
   }
 
   // Brings the root up to date and finds the constant by which it will be normalised.
-  tv_status_t collect_root(const Item& item) {
+  tv_status_t collect_root(const Lane& lane, const Item& item, CollectOutcome& outcome) {
     CliqueWork& here = work(item);
-    if (tv_status_t status = update_and_marginalize(item, &engine_.mass, 1)) return status;
+    if (tv_status_t status = update_and_marginalize(lane, item, &engine_.mass, 1, outcome)) return status;
     if (sweep_.plain) return tv_status_none;
+    note_power(here, outcome.exponent);
     if (tv_status_t status = normalize_root()) return status;
     if (tree_.equilibrium != tv_equilibrium_none) {
       here.clique->conflict /= engine_.mass;
@@ -329,10 +494,10 @@ class Runner {
 
   // ---- Distributing ----
 
-  tv_status_t send(const Item& item) {
+  tv_status_t send(const Lane& lane, const Item& item) {
     const LinkPlan& link = work(item).links[item.link];
     SeparatorWork& separator = engine_.separators[link.separator];
-    double* totals = engine_.totals.data() + item.totals;
+    double* totals = lane.totals + item.totals;
     if (weighs_findings_) marginalize_onto(work(item), link, totals);
     const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
         totals, separator.old.numbers, place_of_message(item), item.size);
@@ -341,7 +506,7 @@ class Runner {
   }
 
   // Stores a belief so that it sums to one (or its largest entry is one, under max).
-  tv_status_t store_belief(const Item& item) noexcept {
+  tv_status_t store_belief(const Lane& lane, const Item& item) noexcept {
     const BeliefPlan& plan = *item.belief;
     const CompiledNode& data = compiled(*plan.node);
     const size_t states = plan.node->number_of_states;
@@ -350,7 +515,7 @@ class Runner {
       data.belief[data.fixed_state] = 1.0f;
       return tv_status_none;
     }
-    double* totals = engine_.belief_totals.data() + item.totals;
+    double* totals = lane.belief_totals + item.totals;
     if (weighs_findings_)
       marginalize_with_findings(
           *item.table, [&](size_t member) { return member == plan.member; }, plan.control.steps,

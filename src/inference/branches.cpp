@@ -1,0 +1,182 @@
+#include "inference/branches.h"
+
+#include <algorithm>
+
+namespace tv {
+namespace {
+
+constexpr double kItemWork = 500.0;   // of an item beside its entries, in entries
+constexpr double kMessageWork = 4.0;  // of an entry of a message
+constexpr size_t kMostInTrunk = 500;  // cliques
+constexpr double kNotShared = 0.15;   // of a pass that several threads share
+constexpr size_t kSharedFrom = 4;     // grains
+
+class BranchFinder {
+ public:
+  BranchFinder(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings)
+      : engine_(engine),
+        tape_(tape),
+        settings_(settings),
+        cliques_(engine.cliques.size()),
+        speaker_(tape.item_count) {
+    read_tape();
+    link_children();
+  }
+
+  Branches find() {
+    Branches found;
+    if (choose_trunk() && name_branches() > 1) list_items(found);
+    return found;
+  }
+
+ private:
+  struct CliqueData {
+    size_t parent = kNone, child = kNone, sibling = kNone;
+    double own = 0.0;    // work
+    double whole = 0.0;  // with everything beyond it
+    bool seen = false, trunk = false;
+    size_t branch = kNone;
+  };
+
+  void meet(size_t clique) {
+    if (cliques_[clique].seen) return;
+    cliques_[clique].seen = true;
+    order_.push_back(clique);
+  }
+
+  static double work_of(const Item& item) noexcept {
+    const double entries = static_cast<double>(item.shape.size) * item.step_count;
+    return kItemWork + entries + kMessageWork * static_cast<double>(item.size);
+  }
+
+  // Whose item each is, what the cliques cost, and their order from the root outwards.
+  void read_tape() {
+    size_t root = 0;
+    while (tape_.items[root].kind != ItemKind::root) ++root;
+    meet(tape_.items[root].clique);
+    for (size_t i = root; i-- > 0;) meet(tape_.items[i].clique);
+    uint32_t speaker = 0;
+    for (size_t i = 0; i < tape_.item_count; ++i) {
+      const Item& item = tape_.items[i];
+      if (item.kind != ItemKind::belief) speaker = item.clique;
+      if (item.kind == ItemKind::pass) meet(speaker);
+      speaker_[i] = speaker;
+      cliques_[speaker].own += work_of(item);
+      if (item.kind == ItemKind::collect)
+        cliques_[speaker].parent = engine_.cliques[speaker].links[item.link].neighbor;
+      else if (item.kind == ItemKind::message)
+        cliques_[engine_.cliques[speaker].links[item.link].neighbor].parent = speaker;
+    }
+    root_ = root;
+  }
+
+  void link_children() noexcept {
+    for (size_t i = order_.size(); i-- > 0;) {
+      CliqueData& data = cliques_[order_[i]];
+      data.whole += data.own;
+      if (i == 0) continue;
+      CliqueData& parent = cliques_[data.parent];
+      parent.whole += data.whole;
+      data.sibling = parent.child;
+      parent.child = order_[i];
+    }
+  }
+
+  // The time of a clique in the trunk, where several threads share its passes.
+  double trunk_time(size_t clique) const noexcept {
+    const bool shared = engine_.cliques[clique].table.shape.size >= kSharedFrom * settings_.grain_size;
+    const double threads = static_cast<double>(settings_.concurrency_level);
+    return cliques_[clique].own * (shared ? kNotShared + (1.0 - kNotShared) / threads : 1.0);
+  }
+
+  // Takes the clique with the most work beyond it into the trunk, again and again, and keeps to the best.
+  bool choose_trunk() {
+    const auto lighter = [&](size_t a, size_t b) { return cliques_[a].whole < cliques_[b].whole; };
+    std::vector<size_t> heap = {order_[0]}, taken;
+    const double threads = static_cast<double>(settings_.concurrency_level);
+    const double whole = cliques_[order_[0]].whole;
+    double trunk = 0.0, branches = whole, best_time = whole;
+    size_t best = 0;
+    while (!heap.empty() && taken.size() < kMostInTrunk) {
+      std::pop_heap(heap.begin(), heap.end(), lighter);
+      const size_t next = heap.back();
+      heap.pop_back();
+      taken.push_back(next);
+      trunk += trunk_time(next);
+      branches -= cliques_[next].own;
+      for (size_t c = cliques_[next].child; c != kNone; c = cliques_[c].sibling) {
+        heap.push_back(c);
+        std::push_heap(heap.begin(), heap.end(), lighter);
+      }
+      const double longest = heap.empty() ? 0.0 : cliques_[heap[0]].whole;
+      const double time = trunk + std::max(longest, branches / threads);
+      if (time >= best_time) continue;
+      best_time = time;
+      best = taken.size();
+    }
+    for (size_t i = 0; i < best; ++i) cliques_[taken[i]].trunk = true;
+    return best > 0;
+  }
+
+  // Numbers the branches, those with the most work first; how many there are.
+  size_t name_branches() {
+    for (size_t i = 1; i < order_.size(); ++i) {
+      const CliqueData& data = cliques_[order_[i]];
+      if (!data.trunk && cliques_[data.parent].trunk) roots_.push_back(order_[i]);
+    }
+    std::stable_sort(roots_.begin(), roots_.end(),
+                     [&](size_t a, size_t b) { return cliques_[a].whole > cliques_[b].whole; });
+    for (size_t b = 0; b < roots_.size(); ++b) cliques_[roots_[b]].branch = b;
+    for (size_t i = 1; i < order_.size(); ++i) {
+      CliqueData& data = cliques_[order_[i]];
+      if (!data.trunk && data.branch == kNone) data.branch = cliques_[data.parent].branch;
+    }
+    return roots_.size();
+  }
+
+  void list_items(Branches& found) const {
+    const size_t branches = roots_.size();
+    found.collect.assign(branches, {0, 0});
+    found.distribute.assign(branches, {0, 0});
+    found.items.resize(tape_.item_count);
+    const auto part_of = [&](size_t i) -> Branches::Part& {
+      const CliqueData& data = cliques_[speaker_[i]];
+      if (data.trunk) return found.trunk;
+      return (i < root_ ? found.collect : found.distribute)[data.branch];
+    };
+    for (size_t i = 0; i < tape_.item_count; ++i) ++part_of(i).count;
+    size_t first = 0;
+    const auto place = [&](Branches::Part& part) {
+      part.first = first;
+      first += part.count;
+      part.count = 0;
+    };
+    place(found.trunk);
+    for (size_t b = 0; b < branches; ++b) place(found.collect[b]), place(found.distribute[b]);
+    for (size_t i = 0; i < tape_.item_count; ++i) {
+      Branches::Part& part = part_of(i);
+      found.items[part.first + part.count++] = static_cast<uint32_t>(i);
+      if (&part == &found.trunk) continue;
+      const Item& item = tape_.items[i];
+      found.totals = std::max({found.totals, item.clear_totals, i < root_ ? item.size : 0});
+      found.belief_totals = std::max(found.belief_totals, item.clear_beliefs);
+    }
+  }
+
+  const TreeEngine& engine_;
+  const Tape& tape_;
+  const ParallelSettings& settings_;
+  std::vector<CliqueData> cliques_;
+  std::vector<uint32_t> speaker_;  // of each item
+  std::vector<size_t> order_;      // cliques from the root outwards
+  std::vector<size_t> roots_;      // of the branches
+  size_t root_ = 0;                // the root's place in the tape
+};
+
+}  // namespace
+
+Branches find_branches(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings) {
+  return BranchFinder(engine, tape, settings).find();
+}
+
+}  // namespace tv
