@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -62,6 +63,60 @@ TEST(Reproducible, ThreadsAndInstructionSets) {
   }
   EXPECT_GE(compared, 40u);
   EXPECT_GE(large, 5u) << "most tables were too small for more than one thread";
+}
+
+// A tree with many branches: each node hangs on one or two of those a little before it.
+DomainOwner branching_network(uint64_t seed) {
+  Generator random(seed);
+  DomainOwner domain = new_domain();
+  std::vector<tv_node_t*> nodes;
+  for (size_t i = 0; i < 150; ++i) {
+    tv_node_t* const node = add_node(domain.get(), ("n" + std::to_string(i)).c_str(), 2 + random.below(4));
+    if (i > 0) {
+      tv_node_t* const parent = nodes[i - 1 - random.below(std::min<size_t>(i, 12))];
+      EXPECT_EQ(tv_node_add_parent(node, parent), tv_status_none);
+      tv_node_t** const above = tv_node_get_parents(parent);
+      if (*above && random.chance(0.7)) {
+        EXPECT_EQ(tv_node_add_parent(node, *above), tv_status_none);
+      }
+    }
+    nodes.push_back(node);
+  }
+  for (tv_node_t* node : nodes) set_random_table(random, node, seed % 2 ? Values::zeros : Values::positive);
+  return domain;
+}
+
+// What follows from some evidence, or the status of a failure.
+std::vector<uint64_t> answers_of(tv_domain_t* domain, uint64_t seed, size_t level) {
+  Generator random(seed);
+  tv_domain_set_grain_size(domain, 1);
+  tv_domain_set_concurrency_level(domain, level);
+  std::vector<uint64_t> bits;
+  for (size_t round = 0; round < 3; ++round) {
+    EXPECT_EQ(tv_domain_retract_findings(domain), tv_status_none);
+    for (tv_node_t* node : nodes_of(domain))
+      if (round > 0 && random.chance(0.15)) change_evidence(random, node, Findings::any);
+    bits.push_back(
+        static_cast<uint64_t>(tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal)));
+    const auto add = [&bits](double value) { bits.push_back(std::bit_cast<uint64_t>(value)); };
+    add(tv_domain_get_log_normalization_constant(domain));
+    add(tv_domain_get_conflict(domain));
+    for (tv_node_t* node : nodes_of(domain))
+      for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s) add(tv_node_get_belief(node, s));
+  }
+  return bits;
+}
+
+TEST(Reproducible, BranchesThatArePropagatedAtTheSameTime) {
+  for (uint64_t seed = 0; seed < 12; ++seed) {
+    SCOPED_TRACE(seed);
+    const DomainOwner domain = branching_network(seed);
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    const std::vector<uint64_t> expected = answers_of(domain.get(), seed, 1);
+    for (size_t level : {2, 3}) {
+      EXPECT_EQ(answers_of(domain.get(), seed, level), expected) << level << " threads";
+    }
+  }
 }
 
 TEST(ReproducibleDeathTest, TheEnvironmentForcesAnInstructionSet) {
