@@ -2,9 +2,12 @@
 
 #include <algorithm>
 
+#include "api/memory.h"
+
 namespace tv {
 namespace {
 
+constexpr size_t kGrainsForThreads = 1000;
 constexpr double kItemWork = 500.0;   // of an item beside its entries, in entries
 constexpr double kMessageWork = 4.0;  // of an entry of a message
 constexpr size_t kMostInTrunk = 500;  // cliques
@@ -174,6 +177,14 @@ class BranchFinder {
 };
 
 }  // namespace
+
+bool deserves_threads(const Domain& domain, const Tape& tape) noexcept {
+  if (domain.concurrency_level == 1) return false;
+  size_t work = 0;
+  for (size_t i = 0; i < tape.item_count; ++i)
+    work = size_add(work, size_multiply(tape.items[i].shape.size, tape.items[i].step_count));
+  return work / kGrainsForThreads >= domain.grain_size;
+}
 
 Branches find_branches(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings) {
   return BranchFinder(engine, tape, settings).find();

@@ -81,11 +81,12 @@ size_t last_place(const Control& control) noexcept {
 
 class Writer {
  public:
-  Writer(const TreeEngine& engine, const Tape& tape, bool sums, Lists& lists) noexcept
-      : engine_(engine), tape_(tape), sums_(sums), lists_(lists) {}
+  Writer(const TreeEngine& engine, const Tape& tape, bool sums, bool as_it_is, Lists& lists) noexcept
+      : engine_(engine), tape_(tape), sums_(sums), as_it_is_(as_it_is), lists_(lists) {}
 
   void write() noexcept {
-    for (item_ = 0; item_ < tape_.item_count; ++item_) add(tape_.items[item_]);
+    for (item_ = 0; item_ < tape_.item_count; ++item_)
+      as_it_is_ ? copy_item(tape_.items[item_]) : add(tape_.items[item_]);
     copy_potentials_without_step();
   }
 
@@ -280,7 +281,7 @@ class Writer {
   void copy_item(const Item& item) noexcept {
     ShortItem brief;
     brief.first = static_cast<uint32_t>(lists_.items.count);
-    lists_.brief.add(brief);
+    if (!as_it_is_) lists_.brief.add(brief);
     Item copy = item;
     copy.first_step = lists_.steps.count;
     copy.shape.counts = lists_.numbers.copy(item.shape.counts, item.shape.dimensions);
@@ -292,6 +293,7 @@ class Writer {
   const TreeEngine& engine_;
   const Tape& tape_;
   const bool sums_;
+  const bool as_it_is_;
   Lists& lists_;
   size_t item_ = 0;
   size_t potential_ = 0;
@@ -301,11 +303,11 @@ class Writer {
 
 }  // namespace
 
-CopiedTape copy_tape(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium,
+CopiedTape copy_tape(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium, bool as_it_is,
                      size_t most_bytes) noexcept {
   const bool sums = equilibrium == tv_equilibrium_sum;
   Lists lists;
-  Writer(engine, tape, sums, lists).write();
+  Writer(engine, tape, sums, as_it_is, lists).write();
   size_t bytes = 0;
   lists.for_each([&](auto& list) { bytes += list.count * sizeof(*list.data); });
   CopiedTape copied;
@@ -318,7 +320,7 @@ CopiedTape copy_tape(const TreeEngine& engine, const Tape& tape, tv_equilibrium_
     next += list.count * sizeof(T);
     list.count = 0;
   });
-  Writer(engine, tape, sums, lists).write();
+  Writer(engine, tape, sums, as_it_is, lists).write();
   copied.tape = {lists.items.data, lists.items.count, lists.steps.data, lists.potentials.data,
                  lists.potentials.count};
   copied.brief = {lists.brief.data,

@@ -14,8 +14,9 @@ struct CopiedTape {
   ShortTape brief;
 };
 
-// A copy that takes at most `most_bytes`. Its owner has to let `tape.brief` point to `brief`.
-CopiedTape copy_tape(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium,
+// A copy that takes at most `most_bytes`. Its owner has to let `tape.brief` point to `brief`, unless all
+// items were to be copied as they are.
+CopiedTape copy_tape(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium, bool as_it_is,
                      size_t most_bytes) noexcept;
 
 }  // namespace tv

@@ -18,7 +18,6 @@
 namespace tv {
 namespace {
 
-constexpr size_t kGrainsForThreads = 1000;
 constexpr tv_status_t kNeedsToAllocate = -1;  // never leaves this file
 
 class Runner {
@@ -109,14 +108,10 @@ class Runner {
 
   // Starting them takes as long as some passes over a large table.
   void use_threads_where_they_pay() noexcept {
-    if (settings_.concurrency_level == 1) return;
-    size_t work = 0;
-    for (size_t i = 0; i < tape_.item_count; ++i)
-      work = size_add(work, size_multiply(tape_.items[i].shape.size, tape_.items[i].step_count));
-    if (work / kGrainsForThreads < settings_.grain_size)
-      settings_.concurrency_level = 1;
-    else
+    if (deserves_threads(*engine_.domain, tape_))
       settings_.workers = &workers_;
+    else
+      settings_.concurrency_level = 1;
   }
 
   // ---- Branches ----

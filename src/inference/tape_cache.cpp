@@ -5,13 +5,16 @@
 #include <algorithm>
 #include <new>
 
+#include "inference/branches.h"
 #include "inference/copy_tape.h"
 
 namespace tv {
 
 // One block of memory holds the pattern, another what the tape points to.
 struct KeptTape {
-  explicit KeptTape(CopiedTape&& copied) noexcept : copy(std::move(copied)) { copy.tape.brief = &copy.brief; }
+  KeptTape(CopiedTape&& copied, bool as_it_is) noexcept : copy(std::move(copied)) {
+    if (!as_it_is) copy.tape.brief = &copy.brief;
+  }
 
   CopiedTape copy;
   std::unique_ptr<uint32_t[]> pattern;
@@ -52,7 +55,7 @@ const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibri
     pattern_.push_back(mark);
     hash = (hash ^ mark) * 1099511628211u;
   };
-  add(equilibrium == tv_equilibrium_max);
+  add((equilibrium == tv_equilibrium_max) + 2 * (engine.domain->concurrency_level > 1));
   for_each_with_evidence(engine, [&](const Node& node) {
     const CompiledNode& data = compiled(node);
     if (data.propagated_state != kNoEvidence) add(data.position * 2 + (data.propagated_state >= 0));
@@ -77,10 +80,11 @@ bool TapeCache::was_seen(uint64_t hash) noexcept {
 
 void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
   if (!was_seen(hash_)) return;
-  CopiedTape copy = copy_tape(engine, tape, equilibrium, budget_ / kTapes);
+  const bool as_it_is = deserves_threads(*engine.domain, tape);
+  CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, budget_ / kTapes);
   std::unique_ptr<uint32_t[]> pattern(new (std::nothrow) uint32_t[pattern_.size()]);
   if (!copy.memory || !pattern) return;
-  auto* kept = new (std::nothrow) KeptTape(std::move(copy));
+  auto* kept = new (std::nothrow) KeptTape(std::move(copy), as_it_is);
   if (!kept) return;
   std::copy(pattern_.begin(), pattern_.end(), pattern.get());
   kept->pattern = std::move(pattern);

@@ -39,7 +39,7 @@ class TapeCache {
   bool was_seen(uint64_t hash) noexcept;
   bool plans_hold(const TreeEngine& engine) noexcept;
 
-  std::vector<uint32_t> pattern_;  // the equilibrium, then the nodes with evidence and whether it is hard
+  std::vector<uint32_t> pattern_;  // equilibrium and threads, then the nodes with hard or other evidence
   uint64_t hash_ = 0;
   uint64_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
   size_t next_seen_ = 0;
