@@ -216,9 +216,10 @@ void reserve_tape(TreeEngine& engine) {
 }
 
 void make_room(TreeEngine& engine) {
-  size_t separator_size = 1, separator_sum = 1, belief_states = 1;
+  size_t separator_size = 1, separator_sum = 1, belief_states = 1, largest = 1;
   for (const CliqueWork& work : engine.cliques) {
     size_t sum = 0, states = 0;
+    largest = std::max(largest, work.clique->table.size);
     for (const Link& link : work.clique->links) {
       separator_size = std::max(separator_size, link.separator->size);
       sum = size_add(sum, link.separator->size);
@@ -234,6 +235,7 @@ void make_room(TreeEngine& engine) {
   }
   engine.totals.allocate(std::max(separator_size, std::min(separator_sum, kSharedTotals)));
   engine.belief_totals.allocate(belief_states);
+  engine.pass_totals.allocate_uninitialized(own_totals_for(largest));
   reserve_tape(engine);
   engine.order.reserve(engine.cliques.size());
   engine.reached_by.assign(engine.cliques.size(), kNone);

@@ -114,6 +114,7 @@ struct TreeEngine {
   Block<float> numbers;                   // all tables and ratios
   Block<double> totals;                   // marginals on their way into separators
   Block<double> belief_totals;
+  Block<double> pass_totals;                   // of the parts of a pass over a large table
   std::vector<PotentialPlan> potential_plans;  // of all cliques, and so on: small networks are made of small
   std::vector<LinkPlan> link_plans;            // lists, which cost more to allocate than to fill
   std::vector<BeliefPlan> belief_plans;

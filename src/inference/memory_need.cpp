@@ -61,6 +61,7 @@ struct Extents {
   size_t separator_size = 1;  // of the largest separator
   size_t separators_sum = 1;  // of all separators around one clique
   size_t belief_states = 1;   // of all beliefs that one table gives
+  size_t clique_size = 1;     // of the largest clique
   size_t controls = 0;        // dimensions of all controls
 };
 
@@ -97,6 +98,7 @@ void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
     extents.separator_size = std::max(extents.separator_size, link.separator->size);
   }
   extents.separators_sum = std::max(extents.separators_sum, around);
+  extents.clique_size = std::max(extents.clique_size, clique.table.size);
   extents.belief_states = std::max(extents.belief_states, beliefs.states);
   extents.controls += (potentials + links + beliefs.count + 1) * members;
 }
@@ -112,6 +114,7 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<Dimension>(extents.controls);
   bytes.add<double>(std::max(extents.separator_size, std::min(extents.separators_sum, kSharedTotals)));
   bytes.add<double>(extents.belief_states);
+  bytes.add<double>(own_totals_for(extents.clique_size));
   const TapeRoom room = room_for_tape(tree);
   bytes.add<Item>(room.items);
   bytes.add<Step>(room.steps);

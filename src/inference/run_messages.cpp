@@ -28,7 +28,10 @@ class Runner {
         engine_(sweep.engine),
         tree_(*sweep.engine.tree),
         settings_(parallel_settings(*sweep.engine.domain)),
-        weighs_findings_(sweep.mode == tv_evidence_fast_retraction) {}
+        weighs_findings_(sweep.mode == tv_evidence_fast_retraction) {
+    settings_.scratch = engine_.pass_totals.data();
+    settings_.scratch_size = engine_.pass_totals.size();
+  }
 
   tv_status_t run() {
     use_threads_where_they_pay();
@@ -184,7 +187,8 @@ class Runner {
     std::vector<Lane> lanes = {main_lane(alone)};
     lanes[0].may_allocate = false;
     for (Block<double>& block : totals) {
-      block.allocate_uninitialized(branches.totals + branches.belief_totals);
+      block.allocate_uninitialized(branches.totals + branches.belief_totals + alone.scratch_size);
+      alone.scratch = block.data() + branches.totals + branches.belief_totals;
       lanes.push_back({block.data(), block.data() + branches.totals, alone, false});
     }
     std::vector<CollectOutcome> outcomes(tape_.item_count);

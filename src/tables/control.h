@@ -83,7 +83,16 @@ struct ParallelSettings {
   size_t grain_size = 10000;
   size_t concurrency_level = 1;
   Workers* workers = nullptr;  // threads that wait for work; without them they are started for each pass
+  double* scratch = nullptr;   // of the running thread, for totals of the parts of a pass
+  size_t scratch_size = 0;
 };
+
+// How much of it a pass over a table of so many entries asks for.
+constexpr size_t own_totals_for(size_t table_size) noexcept {
+  constexpr size_t least = 4096, most = 131072;  // fewer have room elsewhere
+  const size_t wanted = table_size / 8 < most ? table_size / 8 : most;
+  return wanted <= least ? 0 : wanted;
+}
 
 // Runs `steps` in order over a table, on several threads where that is worth while. Without a table every
 // block is formed in a buffer, the first step assigning it, and forgotten: at most kMostFormingSteps steps.

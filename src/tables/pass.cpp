@@ -1,9 +1,9 @@
 // Passes: the walk over the blocks of a table, and splitting it over threads.
 //
-// A pass is split along one dimension, so that each thread writes its own entries of every target that has
-// this dimension. Targets without it are small or keep the pass on one thread: each index of the dimension
-// sums into an array of its own, and these are added in order. That is done however many threads there are,
-// so that their number never changes a bit.
+// A pass is split along dimensions that every target has, so that each thread writes its own entries. Where
+// there is none, it is split along one that few totals lack: each part of it sums into an array of its own,
+// and these are added in order. That is done however many threads there are, so that their number never
+// changes a bit.
 
 #include <algorithm>
 
@@ -50,8 +50,8 @@ size_t count_along(const Shape& shape, size_t dimension) noexcept {
   return dimension == shape.outer ? parts_of(shape) : shape.counts[dimension];
 }
 
-// Walks the blocks of a table in order, or those with one index along a dimension, keeping the place in the
-// table and every step's offset into its other table.
+// Walks the blocks of a table in order, or those with some indices of its dimensions, keeping the place in
+// the table and every step's offset into its other table.
 class BlockWalk {
  public:
   BlockWalk(const Shape& shape, const Step* steps, size_t count) noexcept
@@ -60,15 +60,17 @@ class BlockWalk {
     for (size_t d = shape.dimensions; d-- > shape.outer + 1;) stride *= shape.counts[d];
     for (size_t d = std::min(shape.outer + 1, shape.dimensions); d-- > 0; stride *= shape.counts[d]) {
       strides_[d] = stride;
-      position_[d] = 0;
+      position_[d] = first_[d] = 0;
+      end_[d] = d < levels_ ? count_along(shape, d) : 1;
     }
     std::fill_n(offsets_, count, 0);
   }
 
-  void pin(size_t dimension, size_t index) noexcept {
-    pinned_ = dimension;
-    position_[dimension] = index;
-    advance(dimension, static_cast<ptrdiff_t>(index));
+  // Before the walk: only these indices of a dimension.
+  void confine(size_t dimension, size_t begin, size_t end) noexcept {
+    position_[dimension] = first_[dimension] = begin;
+    end_[dimension] = end;
+    advance(dimension, static_cast<ptrdiff_t>(begin));
   }
 
   size_t place() const noexcept { return place_; }
@@ -80,13 +82,12 @@ class BlockWalk {
 
   bool next() noexcept {
     for (size_t d = levels_; d-- > 0;) {
-      if (d == pinned_) continue;
-      if (++position_[d] < count_along(shape_, d)) {
+      if (++position_[d] < end_[d]) {
         advance(d, 1);
         return true;
       }
-      advance(d, 1 - static_cast<ptrdiff_t>(position_[d]));
-      position_[d] = 0;
+      advance(d, 1 + static_cast<ptrdiff_t>(first_[d]) - static_cast<ptrdiff_t>(position_[d]));
+      position_[d] = first_[d];
     }
     return false;
   }
@@ -102,10 +103,9 @@ class BlockWalk {
   const Step* steps_;
   size_t count_;
   size_t levels_;  // dimensions that are walked
-  size_t pinned_ = static_cast<size_t>(-1);
   size_t place_ = 0;
   size_t offsets_[kMostFormingSteps];
-  size_t strides_[64], position_[64];
+  size_t strides_[64], position_[64], first_[64], end_[64];
 };
 
 // The first steps of a pass, as far as they assign or multiply, so many at a time.
@@ -242,36 +242,52 @@ void run_whole(const Shape& shape, float* table, const Step* steps, size_t count
 
 // ---- Splitting ----
 
-constexpr size_t kOwnTotals = 4096;  // of all indices together, in the targets that lack the dimension
-constexpr size_t kOwnShare = 16;  // entries of the table for each of them, so that they cost next to nothing
+constexpr size_t kEnoughUnits = 16;
+constexpr size_t kMostSplit = 4;  // dimensions
+constexpr size_t kOwnUnits = 4;   // parts of a dimension that some targets lack
+constexpr size_t kOwnShare = 8;   // entries of the table for each of their totals, so that these cost little
+constexpr size_t kLocalTotals = 4096;
 
 struct Split {
-  size_t dimension = 0;
-  size_t units = 1;  // indices along it; 1 where the pass stays whole
+  size_t dimensions[kMostSplit];
+  size_t count = 0;  // of the dimensions
+  size_t units = 1;  // that they make together; 1 where the pass stays whole
   size_t own = 0;    // totals that each of them has of its own
 };
 
-// Depends on the table and the steps alone.
-Split split_along(const Shape& shape, const Step* steps, size_t count, size_t dimension) noexcept {
-  Split split = {dimension, count_along(shape, dimension), 0};
+// Totals of the targets that lack a dimension.
+size_t lacking_totals(const Step* steps, size_t count, size_t dimension) noexcept {
+  size_t totals = 0;
   for (size_t s = 0; s < count; ++s)
-    if (steps[s].target && steps[s].control->steps[dimension] == 0) split.own += steps[s].control->other_size;
-  const bool fits = split.own <= std::min(kOwnTotals, shape.size / kOwnShare) / split.units;
-  return fits ? split : Split{};
+    if (steps[s].target && steps[s].control->steps[dimension] == 0) totals += steps[s].control->other_size;
+  return totals;
 }
 
-// The dimension with the most indices, and among those that no target lacks before any other.
-Split choose_split(const Shape& shape, const Step* steps, size_t count) noexcept {
+// What splitting along dimensions that some targets lack costs and leaves to one of four threads.
+double cost_of(const Split& split, const Shape& shape) noexcept {
+  const double extra = static_cast<double>(split.units * split.own) / static_cast<double>(shape.size);
+  return static_cast<double>((split.units + 3) / 4) / static_cast<double>(split.units) + extra;
+}
+
+// Depends on the table, the steps and the room for totals, not on the number of threads.
+Split choose_split(const Shape& shape, const Step* steps, size_t count, size_t room) noexcept {
+  Split free;
+  if (count > kMostFormingSteps) return free;
   Split best;
-  if (count > kMostFormingSteps) return best;
+  const size_t most_own = std::min(room, shape.size / kOwnShare);
   for (size_t d = 0; d < shape.outer + (parts_of(shape) > 1); ++d) {
-    const Split split = split_along(shape, steps, count, d);
-    if (split.units < 2) continue;
-    const bool better = best.units < 2 || (split.own == 0) > (best.own == 0) ||
-                        ((split.own == 0) == (best.own == 0) && split.units > best.units);
-    if (better) best = split;
+    const size_t own = lacking_totals(steps, count, d), indices = count_along(shape, d);
+    if (own == 0) {
+      if (free.units >= kEnoughUnits || free.count == kMostSplit) continue;
+      free.dimensions[free.count++] = d;
+      free.units *= indices;
+      continue;
+    }
+    const Split split = {{d}, 1, std::min(indices, kOwnUnits), own};
+    if (own > most_own / split.units) continue;
+    if (best.units < 2 || cost_of(split, shape) < cost_of(best, shape)) best = split;
   }
-  return best;
+  return free.units > 1 ? free : best;
 }
 
 struct PassTask {
@@ -292,28 +308,44 @@ struct PassTask {
     Step redirected[kMostFormingSteps];
     std::copy_n(steps, count, redirected);
     double* next = own + unit * split.own;
-    for (size_t s = 0; s < count; ++s) {
-      if (!steps[s].target || steps[s].control->steps[split.dimension] != 0) continue;
+    if (split.own) std::fill_n(next, split.own, 0.0);
+    for (size_t s = 0; split.own && s < count; ++s) {
+      if (!steps[s].target || steps[s].control->steps[split.dimensions[0]] != 0) continue;
       redirected[s].target = next;
       next += steps[s].control->other_size;
     }
     BlockWalk walk(shape, redirected, count);
-    walk.pin(split.dimension, unit);
+    confine(walk, unit);
     run_blocks(shape, table, redirected, count, plan, walk);
+  }
+
+  void confine(BlockWalk& walk, size_t unit) const noexcept {
+    if (split.own) {
+      const size_t d = split.dimensions[0];
+      const UnitRange range = units_of_thread(count_along(shape, d), split.units, unit);
+      return walk.confine(d, range.begin, range.end);
+    }
+    for (size_t i = split.count; i-- > 0;) {
+      const size_t d = split.dimensions[i], indices = count_along(shape, d);
+      walk.confine(d, unit % indices, unit % indices + 1);
+      unit /= indices;
+    }
   }
 };
 
 // Adds what the units have summed (or the largest of what they have found) to the targets.
 void gather(const Step* steps, size_t count, const Split& split, const double* own) noexcept {
   for (size_t s = 0; s < count; ++s) {
-    if (!steps[s].target || steps[s].control->steps[split.dimension] != 0) continue;
+    if (!steps[s].target || steps[s].control->steps[split.dimensions[0]] != 0) continue;
     const size_t size = steps[s].control->other_size;
-    for (size_t unit = 0; unit < split.units; ++unit)
-      for (size_t i = 0; i < size; ++i) {
-        const double part = own[unit * split.own + i];
-        double& target = steps[s].target[i];
-        target = steps[s].operation == Operation::max ? std::max(target, part) : target + part;
-      }
+    double* const target = steps[s].target;
+    for (size_t unit = 0; unit < split.units; ++unit) {
+      const double* const part = own + unit * split.own;
+      if (steps[s].operation == Operation::max)
+        for (size_t i = 0; i < size; ++i) target[i] = std::max(target[i], part[i]);
+      else
+        for (size_t i = 0; i < size; ++i) target[i] += part[i];
+    }
     own += size;
   }
 }
@@ -324,15 +356,16 @@ void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
               const ParallelSettings& settings) {
   const bool may_split = settings.concurrency_level > 1 && shape.size >= settings.grain_size;
   if (shape.outer == 0 && parts_of(shape) == 1) return run_whole(shape, table, steps, count);
-  const Split split = choose_split(shape, steps, count);
+  double local[kLocalTotals];
+  const size_t room = std::max(settings.scratch_size, kLocalTotals);
+  const Split split = choose_split(shape, steps, count, room);
   if (split.units < 2 || (!may_split && split.own == 0)) return run_whole(shape, table, steps, count);
-  double own[kOwnTotals];
-  std::fill_n(own, split.units * split.own, 0.0);
   const BlockPlan plan(shape, steps, count);
+  double* const own = split.units * split.own > kLocalTotals ? settings.scratch : local;
   PassTask task = {shape, table, steps, count, split, plan, own};
   const size_t threads = number_of_threads(split.units, shape.size / split.units * count, settings);
   run_on_threads(split.units, threads, PassTask::run, &task, settings.workers);
-  gather(steps, count, split, own);
+  if (split.own) gather(steps, count, split, own);
 }
 
 }  // namespace tv
