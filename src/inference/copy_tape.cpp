@@ -311,6 +311,7 @@ CopiedTape copy_tape(const TreeEngine& engine, const Tape& tape, tv_equilibrium_
   size_t bytes = 0;
   lists.for_each([&](auto& list) { bytes += list.count * sizeof(*list.data); });
   CopiedTape copied;
+  copied.bytes = bytes;
   if (bytes > most_bytes) return copied;
   copied.memory.reset(new (std::nothrow) unsigned char[bytes]);
   if (!copied.memory) return copied;

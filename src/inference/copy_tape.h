@@ -10,6 +10,7 @@ namespace tv {
 
 struct CopiedTape {
   std::unique_ptr<unsigned char[]> memory;  // null where there was none, or not enough was allowed
+  size_t bytes = 0;                         // of it, or that would have been needed
   Tape tape;
   ShortTape brief;
 };

@@ -79,9 +79,10 @@ bool TapeCache::was_seen(uint64_t hash) noexcept {
 }
 
 void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
-  if (!was_seen(hash_)) return;
+  if (!was_seen(hash_) || hash_ == refused_) return;
   const bool as_it_is = deserves_threads(*engine.domain, tape);
-  CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, budget_ / kTapes);
+  CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, budget_ / 2);
+  if (copy.bytes > budget_ / 2) refused_ = hash_;
   std::unique_ptr<uint32_t[]> pattern(new (std::nothrow) uint32_t[pattern_.size()]);
   if (!copy.memory || !pattern) return;
   auto* kept = new (std::nothrow) KeptTape(std::move(copy), as_it_is);
@@ -91,10 +92,25 @@ void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_
   kept->pattern_size = pattern_.size();
   kept->hash = hash_;
   kept->used = ++clock_;
-  const auto last_used = [](const std::unique_ptr<KeptTape>& one) { return one ? one->used : 0; };
-  *std::min_element(tapes_, tapes_ + kTapes, [&](const auto& a, const auto& b) {
-    return last_used(a) < last_used(b);
-  }) = std::unique_ptr<KeptTape>(kept);
+  make_room(kept->copy.bytes);
+  *std::find(tapes_, tapes_ + kTapes, nullptr) = std::unique_ptr<KeptTape>(kept);
+}
+
+// Forgets those that were used longest ago until there is a place, and so many bytes are left.
+void TapeCache::make_room(size_t bytes) noexcept {
+  for (;;) {
+    size_t in_use = bytes;
+    std::unique_ptr<KeptTape>* oldest = nullptr;
+    bool has_place = false;
+    for (std::unique_ptr<KeptTape>& kept : tapes_) {
+      has_place |= !kept;
+      if (!kept) continue;
+      in_use += kept->copy.bytes;
+      if (!oldest || kept->used < (*oldest)->used) oldest = &kept;
+    }
+    if (!oldest || (has_place && in_use <= budget_)) return;
+    oldest->reset();
+  }
 }
 
 void TapeCache::clear() noexcept {

@@ -37,6 +37,7 @@ class TapeCache {
   static constexpr size_t kSeen = 32;
 
   bool was_seen(uint64_t hash) noexcept;
+  void make_room(size_t bytes) noexcept;
   bool plans_hold(const TreeEngine& engine) noexcept;
 
   std::vector<uint32_t> pattern_;  // equilibrium and threads, then the nodes with hard or other evidence
@@ -47,6 +48,7 @@ class TapeCache {
   uint64_t clock_ = 0;
   size_t layouts_ = kNone;  // the domain's count of layouts when plans were last compared with tables
   size_t budget_ = 0;
+  uint64_t refused_ = 0;  // the pattern whose tape was too large
 };
 
 }  // namespace tv
