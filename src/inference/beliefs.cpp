@@ -17,9 +17,13 @@ namespace tv {
 namespace {
 
 // In fast retraction a belief leaves out the node's own evidence, so its state is not known from it.
-bool state_is_known(const Node& node) noexcept {
-  const JunctionTree* tree = result_tree(node);
-  return tree && tree->mode == tv_evidence_normal && compiled(node).propagated_state >= 0;
+bool state_is_known(const CompiledNode& record, const JunctionTree* tree) noexcept {
+  return tree && tree->mode == tv_evidence_normal && record.propagated_state >= 0;
+}
+
+tv_number_t belief_in(const CompiledNode& record, const JunctionTree* tree, size_t state) noexcept {
+  if (state_is_known(record, tree)) return static_cast<size_t>(record.propagated_state) == state ? 1 : 0;
+  return record.belief[state];
 }
 
 // What `value` stands for in one state: a number, or a span over which it is spread evenly.
@@ -76,9 +80,7 @@ double mutual_information(const Node& a, const Node& b) {
 }  // namespace
 
 tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept {
-  const CompiledNode& record = compiled(node);
-  if (state_is_known(node)) return static_cast<size_t>(record.propagated_state) == state ? 1 : 0;
-  return record.belief[state];
+  return belief_in(compiled(node), result_tree(node), state);
 }
 
 ptrdiff_t get_inferred_state(const Node& node) noexcept {
@@ -140,9 +142,14 @@ double mean_or_variance(const Node* node, double MeanAndVariance::*part) noexcep
 }  // namespace tv
 
 tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state) {
-  const tv::Node* source = tv::node_with_results(node, tv::is_state(node, state));
-  if (!source || !tv::require(tv::compiled(*source).belief, tv_status_usage)) return -1;
-  return tv::_tv_node_get_belief(*source, state);
+  if (!tv::check(tv::is_state(node, state))) return -1;
+  const tv::Node& answering = tv::answering_node(*node);
+  if (!tv::require_compiled(*answering.domain)) return -1;
+  const tv::CompiledNode& record = tv::compiled(answering);  // hosts ask for one number at a time
+  const tv::JunctionTree* tree = tv::result_tree(record);
+  if (tree && !tv::require(tree->equilibrium != tv_equilibrium_none, tv_status_no_equilibrium)) return -1;
+  if (!tv::require(record.belief, tv_status_usage)) return -1;
+  return tv::belief_in(record, tree, state);
 }
 
 double tv_node_get_entropy(const tv_node_t* node) {

@@ -14,11 +14,11 @@ inline const Node& answering_node(const Node& node) noexcept {
 
 // The tree that holds the node or, for a node that is only assigned to a clique, the clique's tree.
 // Null where there is none. The domain is compiled.
-inline JunctionTree* result_tree(const Node& node) noexcept {
-  const CompiledNode& record = compiled(node);
+inline JunctionTree* result_tree(const CompiledNode& record) noexcept {
   if (record.tree) return record.tree;
   return record.assigned ? record.assigned->tree : nullptr;
 }
+inline JunctionTree* result_tree(const Node& node) noexcept { return result_tree(compiled(node)); }
 
 inline bool require_compiled(const Domain& domain) noexcept {
   return require(is_compiled(domain), tv_status_not_compiled);
