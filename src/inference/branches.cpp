@@ -186,6 +186,20 @@ bool deserves_threads(const Domain& domain, const Tape& tape) noexcept {
   return work / kGrainsForThreads >= domain.grain_size;
 }
 
+bool may_deserve_threads(const TreeEngine& engine) noexcept {
+  if (engine.domain->concurrency_level == 1) return false;
+  size_t work = 0;
+  const auto add = [&](const CliqueWork& each) {
+    const size_t steps = each.potentials.size() + each.beliefs.size() + 2 * each.links.size();
+    work = size_add(work, size_multiply(each.table.shape.size, steps));
+  };
+  if (engine.wanted.size() < engine.tree->nodes.size() / 8)
+    for (const uint32_t clique : engine.marked) add(engine.cliques[clique]);
+  else
+    std::for_each(engine.cliques.begin(), engine.cliques.end(), add);
+  return work / kGrainsForThreads >= engine.domain->grain_size;
+}
+
 Branches find_branches(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings) {
   return BranchFinder(engine, tape, settings).find();
 }

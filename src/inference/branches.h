@@ -27,6 +27,9 @@ struct Branches {
 // Whether a tape holds so much work that threads are started for it. Such tapes are kept item by item.
 bool deserves_threads(const Domain& domain, const Tape& tape) noexcept;
 
+// The same guessed before a tape is written, from the marked cliques and the wanted beliefs.
+bool may_deserve_threads(const TreeEngine& engine) noexcept;
+
 // Chooses the trunk so that `threads` threads are busy most of the time; without branches where that does
 // not pay. Nothing that is computed depends on the choice.
 Branches find_branches(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings);

@@ -205,14 +205,9 @@ void build_cliques(TreeEngine& engine) {
   engine.potential_plans.resize(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
 }
 
-void reserve_tape(TreeEngine& engine) {
-  const TapeRoom room = room_for_tape(*engine.tree);
-  engine.items.reserve(room.items);
-  engine.steps.reserve(room.steps);
-  engine.potential_steps.reserve(room.potential_steps);
-  engine.finding_controls.reserve(room.findings);
-  engine.finding_steps.resize(room.finding_dimensions);
-  engine.finding_nests.resize(room.finding_dimensions);
+void reserve_portion(TreeEngine& engine) {
+  const TapeRoom room = room_for_portion(*engine.tree);
+  engine.portion.set_room(std::unique_ptr<unsigned char[]>(new unsigned char[room.bytes()]), room);
 }
 
 void make_room(TreeEngine& engine) {
@@ -236,7 +231,7 @@ void make_room(TreeEngine& engine) {
   engine.totals.allocate(std::max(separator_size, std::min(separator_sum, kSharedTotals)));
   engine.belief_totals.allocate(belief_states);
   engine.pass_totals.allocate_uninitialized(own_totals_for(largest));
-  reserve_tape(engine);
+  reserve_portion(engine);
   engine.order.reserve(engine.cliques.size());
   engine.reached_by.assign(engine.cliques.size(), kNone);
   engine.marked.reserve(engine.cliques.size());
@@ -311,34 +306,6 @@ size_t kept_entries(const JunctionTree& tree) noexcept {
     if (clique.parent_separator) entries = size_add(entries, size_multiply(clique.parent_separator->size, 2));
   }
   return entries;
-}
-
-TapeRoom room_for_tape(const JunctionTree& tree) noexcept {
-  const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
-  size_t potentials = 0, further_passes = 0;
-  TapeRoom room;
-  for (size_t c = 0; c < cliques; ++c) {
-    potentials += std::max<size_t>(tree.cliques[c]->potential_count(), 1);
-    size_t around = 0, passes = 1;
-    for (const Link& link : tree.cliques[c]->links) around = size_add(around, link.separator->size);
-    if (around > kSharedTotals) further_passes += passes = tree.cliques[c]->links.size();
-    if (!prefers_factors(*tree.cliques[c])) continue;
-    // Every pass starts with all factors and findings, and there is one more for collecting.
-    const Clique& clique = *tree.cliques[c];
-    const size_t members = clique.members().size();
-    room.steps += (passes + 1) * (clique.potentials.size() + clique.links.size() + members + 1);
-    room.findings += (passes + 1) * members;
-    room.finding_dimensions += (passes + 1) * members * members;
-  }
-  // Every clique collects, is run over and hears a message; separators and nodes have beliefs.
-  room.items = 4 * cliques + nodes + further_passes;
-  // Potentials once; when collecting, updates, mass and marginal; when distributing, update and messages;
-  // then findings and beliefs.
-  room.steps += potentials + 5 * cliques + 2 * nodes;
-  room.potential_steps = potentials;
-  room.findings += nodes;
-  for (const Node* node : tree.nodes) room.finding_dimensions += compiled(*node).home->members().size();
-  return room;
 }
 
 tv_status_t create_engines(Domain& domain) {

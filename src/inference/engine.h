@@ -142,12 +142,7 @@ struct TreeEngine {
                                       // for cliques that take no part
   std::vector<unsigned char> silent;  // by clique: its message towards the root would be all ones
   std::vector<unsigned char> spoke;   // by clique: it has sent one in this propagation
-  std::vector<Item> items;            // the tape that was written last
-  std::vector<Step> steps;
-  std::vector<PotentialStep> potential_steps;
-  std::vector<Control> finding_controls;  // of the findings in it
-  std::vector<size_t> finding_steps;
-  std::vector<Dimension> finding_nests;
+  TapeLists portion;                  // what one clique does, written just before it is done
 
   // While a tape runs: the product of the factors is mantissa times 2 to the power exponent; the sum of a
   // table (for max), the mass of the root and its inverse.
@@ -190,12 +185,12 @@ size_t kept_entries(const JunctionTree& tree) noexcept;
 inline constexpr size_t kSharedTotals = 16384;
 
 // Room for the longest tape: every clique collects and distributes, every belief is read, every node has a
-// finding.
-struct TapeRoom {
-  size_t items = 0, steps = 0, potential_steps = 0, findings = 0;
-  size_t finding_dimensions = 0;  // of the controls of all findings
-};
+// finding; and for the longest portion of one, in which one clique does one of these.
 TapeRoom room_for_tape(const JunctionTree& tree) noexcept;
+TapeRoom room_for_portion(const JunctionTree& tree) noexcept;
+
+// Allocates room for the longest tape; false when there is no memory for it.
+bool make_room_for_tape(const JunctionTree& tree, TapeLists& lists) noexcept;
 
 // Allocates the numbers and plans of every tree and the belief arrays of the nodes.
 tv_status_t create_engines(Domain& domain);

@@ -115,13 +115,7 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<double>(std::max(extents.separator_size, std::min(extents.separators_sum, kSharedTotals)));
   bytes.add<double>(extents.belief_states);
   bytes.add<double>(own_totals_for(extents.clique_size));
-  const TapeRoom room = room_for_tape(tree);
-  bytes.add<Item>(room.items);
-  bytes.add<Step>(room.steps);
-  bytes.add<PotentialStep>(room.potential_steps);
-  bytes.add<Control>(room.findings);
-  bytes.add<size_t>(room.finding_dimensions);
-  bytes.add<Dimension>(room.finding_dimensions);
+  bytes.add<unsigned char>(room_for_portion(tree).bytes());
   bytes.add<size_t>(2 * cliques);               // order, reached_by
   bytes.add<unsigned char>(2 * cliques);        // silent, spoke
   bytes.add<uint32_t>(2 * cliques);             // marked, measured

@@ -15,13 +15,18 @@ struct Sweep {
 };
 
 // Collect to `root` over the marked cliques, then normalise the root; distribute over the cliques marked by
-// then. Nodes with `belief_wanted` get new beliefs. The tape lies in the engine's working lists.
-Tape plan_messages(const Sweep& sweep, size_t root) noexcept;
+// then. Nodes with `belief_wanted` get new beliefs. The lists have room for the whole tape.
+Tape plan_messages(const Sweep& sweep, size_t root, TapeLists& lists) noexcept;
+
+// The same in portions of what one clique does. Each is run before the next is written, so that they need little
+// room.
+using RunPortion = tv_status_t (*)(void* runner, const Tape& portion);
+tv_status_t plan_portions(const Sweep& sweep, size_t root, RunPortion run, void* runner);
 
 // Does what the tape says. Clique tables and separators have the shapes for which it was written.
 tv_status_t run_messages(const Sweep& sweep, const Tape& tape);
 
-// Both of them.
+// Plans and runs a propagation.
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root);
 
 // So many factors of about one at most are multiplied before a table is rescaled.

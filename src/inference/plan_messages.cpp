@@ -17,31 +17,44 @@ constexpr float kOne = 1.0f;
 
 class Planner {
  public:
-  explicit Planner(const Sweep& sweep) noexcept
+  Planner(const Sweep& sweep, size_t root, TapeLists& lists) noexcept
       : sweep_(sweep),
         engine_(sweep.engine),
+        lists_(lists),
+        root_(root),
         weighs_findings_(sweep.mode == tv_evidence_fast_retraction),
-        marginal_(sweep.equilibrium == tv_equilibrium_max ? Operation::max : Operation::sum) {}
-
-  Tape plan(size_t root) noexcept {
-    engine_.items.clear();
-    engine_.steps.clear();
-    engine_.potential_steps.clear();
-    engine_.finding_controls.clear();
-    findings_room_ = 0;
+        marginal_(sweep.equilibrium == tv_equilibrium_max ? Operation::max : Operation::sum) {
     order_from(engine_, root);
     find_silent_cliques();
-    for (size_t i = engine_.order.size(); i-- > 1;)
-      if (!engine_.silent[engine_.order[i]]) plan_collect(engine_.order[i]);
-    plan_root(root);
-    widen_to_wanted_beliefs(root);
-    for (size_t clique : engine_.order) plan_distribute(clique);
+    left_ = engine_.order.size();
+  }
+  ~Planner() {
     for (size_t clique : engine_.order) engine_.silent[clique] = engine_.spoke[clique] = 0;
-    return {engine_.items.data(), engine_.items.size(), engine_.steps.data(), engine_.potential_steps.data(),
-            engine_.potential_steps.size()};
+  }
+  Planner(const Planner&) = delete;
+  Planner& operator=(const Planner&) = delete;
+
+  // Writes what the next clique does behind what has been written; false at the end.
+  bool write() noexcept {
+    if (distributes_) return write_distribution();
+    while (left_ > 1) {
+      const size_t clique = engine_.order[--left_];
+      if (!engine_.silent[clique]) return plan_collect(clique), true;
+    }
+    plan_root(root_);
+    widen_to_wanted_beliefs(root_);
+    distributes_ = true;
+    left_ = engine_.order.size();
+    return true;
   }
 
  private:
+  bool write_distribution() noexcept {
+    if (left_ == 0) return false;
+    plan_distribute(engine_.order[engine_.order.size() - left_--]);
+    return true;
+  }
+
   CliqueWork& work(size_t clique) const noexcept { return engine_.cliques[clique]; }
 
   // Whether the clique at the other end lies beyond this one, seen from the root.
@@ -79,16 +92,15 @@ class Planner {
     Item item;
     item.kind = kind;
     item.clique = static_cast<uint32_t>(clique);
-    item.first_step = engine_.steps.size();
+    item.first_step = lists_.steps.count;
     item.shape = work(clique).table.shape;
     item.numbers = work(clique).table.numbers;
     item.scalar = &work(clique).scalar;
-    engine_.items.push_back(item);
-    return engine_.items.back();
+    return lists_.items.push_back(item);
   }
 
   void close_steps(Item& item) noexcept {
-    item.step_count = static_cast<uint32_t>(engine_.steps.size() - item.first_step);
+    item.step_count = static_cast<uint32_t>(lists_.steps.count - item.first_step);
   }
 
   void add_initial_product(CliqueWork& work) noexcept {
@@ -96,16 +108,16 @@ class Planner {
     for (PotentialPlan& plan : work.potentials) {
       refresh(work, plan);
       if (plan.node && decision_is_made(*plan.node)) {
-        engine_.steps.push_back({operation, &work.scalar, &kOne});
+        lists_.steps.push_back({operation, &work.scalar, &kOne});
       } else if (plan.table()) {
-        engine_.potential_steps.push_back({plan.copy ? kNone : engine_.steps.size(), &plan});
-        engine_.steps.push_back({operation, &plan.control, plan.copy});
+        lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.count, &plan});
+        lists_.steps.push_back({operation, &plan.control, plan.copy});
       } else {
-        engine_.steps.push_back({operation, &work.scalar, &plan.uniform});
+        lists_.steps.push_back({operation, &work.scalar, &plan.uniform});
       }
       operation = Operation::multiply;
     }
-    if (work.potentials.empty()) engine_.steps.push_back({Operation::assign, &work.scalar, &kOne});
+    if (work.potentials.empty()) lists_.steps.push_back({Operation::assign, &work.scalar, &kOne});
   }
 
   void refresh(CliqueWork& work, PotentialPlan& plan) noexcept {
@@ -115,19 +127,19 @@ class Planner {
   // The control of a finding in this tape.
   const Control& control_of_finding(const CliqueWork& work, size_t member) noexcept {
     Control control;
-    control.steps = engine_.finding_steps.data() + findings_room_;
-    control.inner = engine_.finding_nests.data() + findings_room_;
-    findings_room_ += work.table.shape.dimensions;
+    control.steps = lists_.finding_steps.data + lists_.finding_steps.count;
+    control.inner = lists_.finding_nests.data + lists_.finding_nests.count;
+    lists_.finding_steps.count += work.table.shape.dimensions;
+    lists_.finding_nests.count += work.table.shape.dimensions;
     plan_member(control, work.table, member);
-    engine_.finding_controls.push_back(control);
-    return engine_.finding_controls.back();
+    return lists_.finding_controls.push_back(control);
   }
 
   // The potentials of a factored clique that starts anew are copied before the tape runs.
   void ask_for_copies(CliqueWork& work) noexcept {
     for (PotentialPlan& plan : work.potentials) {
       refresh(work, plan);
-      if (plan.node->table) engine_.potential_steps.push_back({kNone, &plan});
+      if (plan.node->table) lists_.potential_steps.push_back({kNone, &plan});
     }
   }
 
@@ -141,8 +153,8 @@ class Planner {
     };
     for_each_factor(
         work, holds, [&](size_t member) -> const Control& { return control_of_finding(work, member); },
-        [&](const Step& step) { engine_.steps.push_back(step); });
-    item.formed = static_cast<uint32_t>(engine_.steps.size() - item.first_step);
+        [&](const Step& step) { lists_.steps.push_back(step); });
+    item.formed = static_cast<uint32_t>(lists_.steps.count - item.first_step);
   }
 
   // Findings that were entered on members since the last propagation.
@@ -152,10 +164,10 @@ class Planner {
       const float* update = data.update;
       if (work.table.dimension_of[member] == kNone) {
         const size_t state = work.table.fixed[member] ? static_cast<size_t>(data.fixed_state) : 0;
-        engine_.steps.push_back({Operation::multiply, &work.scalar, update + state});
+        lists_.steps.push_back({Operation::multiply, &work.scalar, update + state});
         continue;
       }
-      engine_.steps.push_back({Operation::multiply, &control_of_finding(work, member), update});
+      lists_.steps.push_back({Operation::multiply, &control_of_finding(work, member), update});
     }
   }
 
@@ -168,7 +180,7 @@ class Planner {
     if (!work.initialized) add_initial_product(work);
     for (size_t l = 0; l < work.links.size(); ++l)
       if (l != towards_root && leads_away(work.links[l]) && !engine_.silent[work.links[l].neighbor])
-        engine_.steps.push_back(
+        lists_.steps.push_back(
             {Operation::multiply, &work.links[l].control, engine_.separators[work.links[l].separator].ratio});
     add_findings(work);
   }
@@ -180,9 +192,9 @@ class Planner {
       add_all_factors(item, work, towards_root);
     else
       add_news(work, towards_root);
-    item.updates = static_cast<uint32_t>(engine_.steps.size() - item.first_step);
+    item.updates = static_cast<uint32_t>(lists_.steps.count - item.first_step);
     if (sweep_.equilibrium == tv_equilibrium_max)
-      engine_.steps.push_back({Operation::sum, &work.scalar, nullptr, &engine_.table_sum});
+      lists_.steps.push_back({Operation::sum, &work.scalar, nullptr, &engine_.table_sum});
   }
 
   void plan_collect(size_t clique) noexcept {
@@ -195,14 +207,14 @@ class Planner {
     item.size = engine_.separators[here.links[via].separator].old.shape.size;
     add_updates(item, here, via);
     if (!weighs_findings_)
-      engine_.steps.push_back({marginal_, &here.links[via].control, nullptr, engine_.totals.data()});
+      lists_.steps.push_back({marginal_, &here.links[via].control, nullptr, engine_.totals.data()});
     close_steps(item);
   }
 
   void plan_root(size_t root) noexcept {
     Item& item = add_item(ItemKind::root, root);
     add_updates(item, work(root), kNone);
-    engine_.steps.push_back({marginal_, &work(root).scalar, nullptr, &engine_.mass});
+    lists_.steps.push_back({marginal_, &work(root).scalar, nullptr, &engine_.mass});
     close_steps(item);
   }
 
@@ -220,7 +232,7 @@ class Planner {
       const CompiledNode& data = compiled(*plan.node);
       if (!data.belief_wanted || data.fixed_state >= 0) continue;
       if (!weighs_findings_)
-        engine_.steps.push_back({marginal_, &plan.control, nullptr, engine_.belief_totals.data() + used});
+        lists_.steps.push_back({marginal_, &plan.control, nullptr, engine_.belief_totals.data() + used});
       used += plan.node->number_of_states;
     }
     return used;
@@ -236,7 +248,7 @@ class Planner {
       item.totals = used;
       item.table = &table;
       item.belief = &plan;
-      engine_.items.push_back(item);
+      lists_.items.push_back(item);
       if (data.fixed_state < 0) used += plan.node->number_of_states;
     }
   }
@@ -250,7 +262,7 @@ class Planner {
       const size_t size = engine_.separators[link.separator].old.shape.size;
       if (used > 0 && used + size > engine_.totals.size()) break;
       if (!weighs_findings_)
-        engine_.steps.push_back({marginal_, &link.control, nullptr, engine_.totals.data() + used});
+        lists_.steps.push_back({marginal_, &link.control, nullptr, engine_.totals.data() + used});
       used += size;
     }
     return l;
@@ -290,10 +302,10 @@ class Planner {
   void start_pass(CliqueWork& work, size_t via) noexcept {
     if (engine_.silent[work.clique->position]) add_initial_product(work);
     if (via != kNone)
-      engine_.steps.push_back({Operation::multiply, &work.links[via].control,
+      lists_.steps.push_back({Operation::multiply, &work.links[via].control,
                                engine_.separators[work.links[via].separator].ratio});
     else if (!sweep_.plain)
-      engine_.steps.push_back({Operation::multiply, &work.scalar, &engine_.inverse});
+      lists_.steps.push_back({Operation::multiply, &work.scalar, &engine_.inverse});
   }
 
   void plan_distribute(size_t clique) noexcept {
@@ -322,13 +334,30 @@ class Planner {
 
   const Sweep& sweep_;
   TreeEngine& engine_;
+  TapeLists& lists_;
+  size_t root_;
   bool weighs_findings_;
   Operation marginal_;
-  size_t findings_room_ = 0;
+  bool distributes_ = false;
+  size_t left_ = 0;  // cliques in the order that have not been written
 };
 
 }  // namespace
 
-Tape plan_messages(const Sweep& sweep, size_t root) noexcept { return Planner(sweep).plan(root); }
+Tape plan_messages(const Sweep& sweep, size_t root, TapeLists& lists) noexcept {
+  lists.clear();
+  Planner planner(sweep, root, lists);
+  while (planner.write()) {
+  }
+  return lists.tape();
+}
+
+tv_status_t plan_portions(const Sweep& sweep, size_t root, RunPortion run, void* runner) {
+  TapeLists& lists = sweep.engine.portion;
+  Planner planner(sweep, root, lists);
+  for (lists.clear(); planner.write(); lists.clear())
+    if (tv_status_t status = run(runner, lists.tape())) return status;
+  return tv_status_none;
+}
 
 }  // namespace tv

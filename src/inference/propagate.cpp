@@ -123,7 +123,11 @@ tv_status_t propagate_anew(const Sweep& sweep) {
   }
   fix_states(engine);
   want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
-  const Tape tape = plan_messages(sweep, _tv_identify_subtree(engine, kNone));
+  const size_t start = _tv_identify_subtree(engine, kNone);
+  TapeLists lists;
+  if (!engine.kept_tapes->wants_tape() || !make_room_for_tape(*engine.tree, lists))
+    return _tv_jt_global_propagate(sweep, start);
+  const Tape tape = plan_messages(sweep, start, lists);
   if (tv_status_t status = run_messages(sweep, tape)) return status;
   engine.kept_tapes->keep(engine, tape, sweep.equilibrium);
   return tv_status_none;

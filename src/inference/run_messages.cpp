@@ -22,34 +22,39 @@ constexpr tv_status_t kNeedsToAllocate = -1;  // never leaves this file
 
 class Runner {
  public:
-  Runner(const Sweep& sweep, const Tape& tape) noexcept
+  // `steps` is how often progress will be told, about.
+  Runner(const Sweep& sweep, size_t steps) noexcept
       : sweep_(sweep),
-        tape_(tape),
         engine_(sweep.engine),
         tree_(*sweep.engine.tree),
         settings_(parallel_settings(*sweep.engine.domain)),
+        progress_(*sweep.engine.domain, "propagation", steps),
         weighs_findings_(sweep.mode == tv_evidence_fast_retraction) {
+    engine_.factor_mantissa = 1.0;
+    engine_.factor_exponent = sweep_.first ? tree_.potential_exponent : 0;
     settings_.scratch = engine_.pass_totals.data();
     settings_.scratch_size = engine_.pass_totals.size();
   }
 
-  tv_status_t run() {
+  tv_status_t run(const Tape& tape) {
+    tape_ = tape;
     use_threads_where_they_pay();
     find_potentials();
-    engine_.factor_mantissa = 1.0;
-    engine_.factor_exponent = sweep_.first ? tree_.potential_exponent : 0;
     if (tape_.brief) return run_brief(*tape_.brief);
     if (can_run_branches()) {
       const Branches branches = find_branches(engine_, tape_, settings_);
       if (!branches.empty()) return run_branches(branches);
     }
-    ProgressMeter progress(*engine_.domain, "propagation", tape_.item_count);
-    const Lane lane = main_lane(settings_);
-    for (size_t i = 0; i < tape_.item_count; ++i) {
-      if (tv_status_t status = progress.advance()) return status;
-      if (tv_status_t status = run_alone(lane, tape_.items[i])) return status;
-    }
-    return tv_status_none;
+    return run_items();
+  }
+
+  // A part of a tape for which no threads are started.
+  static tv_status_t run_portion(void* runner, const Tape& portion) {
+    Runner& self = *static_cast<Runner*>(runner);
+    self.tape_ = portion;
+    self.settings_.concurrency_level = 1;
+    self.find_potentials();
+    return self.run_items();
   }
 
  private:
@@ -71,6 +76,15 @@ class Runner {
     return {engine_.totals.data(), engine_.belief_totals.data(), settings, true};
   }
 
+  tv_status_t run_items() {
+    const Lane lane = main_lane(settings_);
+    for (size_t i = 0; i < tape_.item_count; ++i) {
+      if (tv_status_t status = progress_.advance()) return status;
+      if (tv_status_t status = run_alone(lane, tape_.items[i])) return status;
+    }
+    return tv_status_none;
+  }
+
   tv_status_t run_alone(const Lane& lane, const Item& item) {
     CollectOutcome outcome;
     if (tv_status_t status = run_item(lane, item, outcome)) return status;
@@ -81,11 +95,10 @@ class Runner {
   // A kept tape: short items, and others in between.
   tv_status_t run_brief(const ShortTape& brief) {
     find_short_potentials(brief);
-    ProgressMeter progress(*engine_.domain, "propagation", brief.item_count);
     const bool tells = engine_.domain->progress_handler;
     const Lane lane = main_lane(settings_);
     for (size_t next = 0; next < brief.item_count;) {
-      if (tv_status_t status = progress.advance()) return status;
+      if (tv_status_t status = progress_.advance()) return status;
       const ShortItem& item = brief.items[next];
       tv_status_t status = tv_status_none;
       if (item.kind == ShortKind::item)
@@ -528,11 +541,12 @@ class Runner {
   }
 
   const Sweep& sweep_;
-  const Tape& tape_;
+  Tape tape_;
   TreeEngine& engine_;
   JunctionTree& tree_;
   ParallelSettings settings_;
   Workers workers_{settings_.concurrency_level};
+  ProgressMeter progress_;
   bool weighs_findings_;
 };
 
@@ -572,7 +586,9 @@ void take_out_factor(TreeEngine& engine, double factor) noexcept {
   engine.factor_exponent += exponent;
 }
 
-tv_status_t run_messages(const Sweep& sweep, const Tape& tape) { return Runner(sweep, tape).run(); }
+tv_status_t run_messages(const Sweep& sweep, const Tape& tape) {
+  return Runner(sweep, tape.brief ? tape.brief->item_count : tape.item_count).run(tape);
+}
 
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root) {
   TreeEngine& engine = sweep.engine;
@@ -581,7 +597,11 @@ tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root) {
     engine.cliques[clique].measured = true;
     engine.measured.push_back(clique);
   }
-  return run_messages(sweep, plan_messages(sweep, root));
+  TapeLists lists;  // threads need to see the whole tape
+  if (may_deserve_threads(engine) && make_room_for_tape(*engine.tree, lists))
+    return run_messages(sweep, plan_messages(sweep, root, lists));
+  Runner runner(sweep, 4 * (engine.marked.size() + engine.cliques.size()));
+  return plan_portions(sweep, root, Runner::run_portion, &runner);
 }
 
 }  // namespace tv

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "network/types.h"
 #include "tables/control.h"
@@ -61,6 +62,40 @@ struct Tape {
   PotentialStep* potentials = nullptr;
   size_t potential_count = 0;
   const ShortTape* brief = nullptr;  // of a kept tape: what is done, with `items` in between
+};
+
+// How much of each list a tape needs.
+struct TapeRoom {
+  size_t items = 0, steps = 0, potential_steps = 0, findings = 0;
+  size_t finding_dimensions = 0;  // of the controls of all findings
+
+  size_t bytes() const noexcept;
+};
+
+// A list in room that was given to it.
+template <class T>
+struct FixedList {
+  T* data = nullptr;
+  size_t count = 0;
+
+  T& push_back(const T& entry) noexcept { return data[count++] = entry; }
+  T& back() noexcept { return data[count - 1]; }
+};
+
+// Where a tape, or a part of one, is written.
+struct TapeLists {
+  std::unique_ptr<unsigned char[]> memory;
+  FixedList<Item> items;
+  FixedList<Step> steps;
+  FixedList<PotentialStep> potential_steps;
+  FixedList<Control> finding_controls;  // of the findings in it
+  FixedList<size_t> finding_steps;
+  FixedList<Dimension> finding_nests;
+
+  // Takes over a block of `room.bytes()`.
+  void set_room(std::unique_ptr<unsigned char[]> block, const TapeRoom& room) noexcept;
+  void clear() noexcept;
+  Tape tape() const noexcept;
 };
 
 }  // namespace tv

@@ -71,15 +71,14 @@ const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibri
   return nullptr;
 }
 
-bool TapeCache::was_seen(uint64_t hash) noexcept {
-  if (std::find(seen_, seen_ + kSeen, hash) != seen_ + kSeen) return true;
-  seen_[next_seen_] = hash;
+bool TapeCache::wants_tape() noexcept {
+  if (std::find(seen_, seen_ + kSeen, hash_) != seen_ + kSeen) return hash_ != refused_;
+  seen_[next_seen_] = hash_;
   next_seen_ = (next_seen_ + 1) % kSeen;
   return false;
 }
 
 void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
-  if (!was_seen(hash_) || hash_ == refused_) return;
   const bool as_it_is = deserves_threads(*engine.domain, tape);
   CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, budget_ / 2);
   if (copy.bytes > budget_ / 2) refused_ = hash_;

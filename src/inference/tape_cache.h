@@ -25,8 +25,10 @@ class TapeCache {
   // The tape for the evidence that the tree has taken in and listed in order, or null.
   const Tape* find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
-  // Keeps a copy of the tape for the pattern that `find` has just looked for, if that was seen before not
-  // long ago. Does nothing when memory runs out.
+  // Whether the pattern that `find` has just looked for was looked for before, not long ago.
+  bool wants_tape() noexcept;
+
+  // Keeps a copy of the tape for that pattern. Does nothing when memory runs out.
   void keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept;
 
   // Forgets all tapes: some potential has got a table, or one of another layout, since they were written.
@@ -36,7 +38,6 @@ class TapeCache {
   static constexpr size_t kTapes = 8;
   static constexpr size_t kSeen = 32;
 
-  bool was_seen(uint64_t hash) noexcept;
   void make_room(size_t bytes) noexcept;
   bool plans_hold(const TreeEngine& engine) noexcept;
 
