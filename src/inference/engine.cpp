@@ -16,7 +16,7 @@ namespace {
 
 // How much of each list the cliques and separators of a tree need together.
 struct ListSizes {
-  size_t potentials = 0, links = 0, beliefs = 0, indexes = 0, flags = 0;
+  size_t potentials = 0, links = 0, beliefs = 0, sizes = 0, indexes = 0, flags = 0;
 };
 
 bool takes_potential(const Node& node) noexcept {
@@ -30,11 +30,12 @@ ListSizes list_sizes(const JunctionTree& tree) noexcept {
     const size_t members = clique.members().size(), potentials = clique.potential_count();
     sizes.potentials += potentials;
     sizes.links += clique.links.size();
-    // Counts, dimensions and findings; the strides of each potential, the positions for each link.
-    sizes.indexes += (3 + potentials + clique.links.size()) * members;
+    sizes.sizes += (1 + potentials) * members;             // counts; strides of each potential
+    sizes.indexes += (2 + clique.links.size()) * members;  // dimensions and findings; positions for each link
     sizes.flags += members;
     if (!clique.parent_separator) continue;
-    sizes.indexes += 2 * clique.parent_separator->members.size();
+    sizes.sizes += clique.parent_separator->members.size();
+    sizes.indexes += clique.parent_separator->members.size();
     sizes.flags += clique.parent_separator->members.size();
   }
   sizes.beliefs = tree.nodes.size();
@@ -46,12 +47,17 @@ struct Parts {
   PotentialPlan* potentials;
   LinkPlan* links;
   BeliefPlan* beliefs;
-  size_t* indexes;
+  size_t* sizes;
+  uint32_t* indexes;
   unsigned char* flags;
   float* numbers;
 
-  size_t* take_indexes(size_t count, size_t value) noexcept {
-    std::fill_n(indexes, count, value);
+  size_t* take_sizes(size_t count) noexcept {
+    sizes += count;
+    return sizes - count;
+  }
+  uint32_t* take_indexes(size_t count) noexcept {
+    std::fill_n(indexes, count, kNoIndex);
     indexes += count;
     return indexes - count;
   }
@@ -69,36 +75,9 @@ struct Parts {
 void set_members(RestrictedTable& table, const NodeList& members, Parts& parts, size_t size) noexcept {
   table.members = &members;
   table.fixed = parts.take_flags(members.size(), 2);  // neither fixed nor free: the first plan is always made
-  table.dimension_of = parts.take_indexes(members.size(), kNone);
-  table.shape.counts = parts.take_indexes(members.size(), 0);
+  table.dimension_of = parts.take_indexes(members.size());
+  table.shape.counts = parts.take_sizes(members.size());
   if (size) table.numbers = parts.take_numbers(size);
-}
-
-// Hands out the arrays of controls; with null arrays it only counts.
-struct ControlRoom {
-  size_t* steps = nullptr;
-  Dimension* nests = nullptr;
-  size_t used = 0;
-
-  void give(Control& control, size_t dimensions) noexcept {
-    if (steps) {
-      control.steps = steps + used;
-      control.inner = nests + used;
-    }
-    used += dimensions;
-  }
-};
-
-void give_controls(TreeEngine& engine, ControlRoom& room) noexcept {
-  for (CliqueWork& work : engine.cliques) {
-    const size_t members = work.table.members->size();
-    room.give(work.scalar, members);
-    for (PotentialPlan& plan : work.potentials) room.give(plan.control, members);
-    for (LinkPlan& link : work.links) room.give(link.control, members);
-    for (BeliefPlan& plan : work.beliefs) room.give(plan.control, members);
-  }
-  for (SeparatorWork& work : engine.separators)
-    for (BeliefPlan& plan : work.beliefs) room.give(plan.control, work.old.members->size());
 }
 
 void add_potentials(CliqueWork& work, Parts& parts) noexcept {
@@ -107,16 +86,21 @@ void add_potentials(CliqueWork& work, Parts& parts) noexcept {
   const auto add_plan = [&]() -> PotentialPlan& {
     PotentialPlan& plan = *parts.potentials++;
     plan.members = &members;
-    plan.strides = parts.take_indexes(members.size(), 0);
+    plan.strides = parts.take_sizes(members.size());
     return plan;
   };
   for (Node* node : work.clique->potentials) {
     if (!takes_potential(*node)) continue;
     PotentialPlan& plan = add_plan();
     plan.node = node;
+    refresh_potential(plan);
     if (work.factored) plan.copy = parts.take_numbers(potential_entries(members, *node));
   }
-  for (const Table* table : work.clique->more_potentials) add_plan().free_table = table;
+  for (const Table* table : work.clique->more_potentials) {
+    PotentialPlan& plan = add_plan();
+    plan.free_table = table;
+    refresh_potential(plan);
+  }
   work.potentials = {first, parts.potentials};
 }
 
@@ -129,9 +113,9 @@ void add_links(CliqueWork& work, Parts& parts) noexcept {
     LinkPlan& plan = work.links[l];
     plan.neighbor = static_cast<uint32_t>(link.neighbor->position);
     plan.separator = static_cast<uint32_t>(link.separator->child->position);
-    plan.member_of = parts.take_indexes(members.size(), kNone);
+    plan.member_of = parts.take_indexes(members.size());
     for (size_t s = 0; s < link.separator->members.size(); ++s)
-      plan.member_of[members.position(link.separator->members[s])] = s;
+      plan.member_of[members.position(link.separator->members[s])] = static_cast<uint32_t>(s);
     if (work.factored) plan.received = parts.take_numbers(link.separator->size);
   }
 }
@@ -171,7 +155,7 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   work.factored = prefers_factors(clique);
   engine.has_factored |= work.factored;
   set_members(work.table, clique.members(), parts, work.factored ? 0 : clique.table.size);
-  work.findings.members = parts.take_indexes(clique.members().size(), 0);
+  work.findings.members = parts.take_indexes(clique.members().size());
   add_potentials(work, parts);
   add_links(work, parts);
   work.beliefs = add_beliefs(clique.members(), parts, [&](const BeliefSource& source) {
@@ -196,10 +180,11 @@ void build_cliques(TreeEngine& engine) {
   engine.potential_plans.resize(sizes.potentials);
   engine.link_plans.resize(sizes.links);
   engine.belief_plans.resize(sizes.beliefs);
+  engine.sizes.resize(sizes.sizes);
   engine.indexes.resize(sizes.indexes);
   engine.flags.resize(sizes.flags);
   Parts parts = {engine.potential_plans.data(), engine.link_plans.data(), engine.belief_plans.data(),
-                 engine.indexes.data(),         engine.flags.data(),      engine.numbers.data()};
+                 engine.sizes.data(),           engine.indexes.data(),         engine.flags.data(),      engine.numbers.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
   // Utilities are no potentials here.
   engine.potential_plans.resize(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
@@ -251,12 +236,6 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
   build_cliques(*engine);
   join_links(*engine);
-  ControlRoom count;
-  give_controls(*engine, count);
-  engine->control_steps.resize(count.used);
-  engine->control_nests.resize(count.used);
-  ControlRoom room = {engine->control_steps.data(), engine->control_nests.data(), 0};
-  give_controls(*engine, room);
   make_room(*engine);
   engine->pending.reserve(tree.nodes.size());
   engine->evidence.reserve(tree.nodes.size());

@@ -24,13 +24,15 @@ class TapeCache;
 struct CgEngine;       // inference/cg_engine.h
 struct UtilityEngine;  // inference/utility_engine.h
 
+inline constexpr uint32_t kNoIndex = UINT32_MAX;
+
 // A clique's or a separator's table restricted to the states that are fixed.
 struct RestrictedTable {
   const NodeList* members = nullptr;
   float* numbers = nullptr;  // shape.size of them; room for the full table
   Shape shape;
-  unsigned char* fixed = nullptr;  // per member: it has no dimension because its state is fixed
-  size_t* dimension_of = nullptr;  // per member: its dimension in `shape`, or kNone
+  unsigned char* fixed = nullptr;    // per member: it has no dimension because its state is fixed
+  uint32_t* dimension_of = nullptr;  // per member: its dimension in `shape`, or kNoIndex
 };
 
 // A potential that is multiplied into a clique.
@@ -42,7 +44,6 @@ struct PotentialPlan {
   size_t* strides = nullptr;          // per clique member, 0 where the potential lacks it
   float uniform = 1.0f;               // every entry of a node without a table
   float* copy = nullptr;              // for a factored clique: the entries that are possible
-  Control control;
 
   const Table* table() const noexcept { return free_table ? free_table : node->table.get(); }
 };
@@ -51,7 +52,6 @@ struct PotentialPlan {
 struct BeliefPlan {
   Node* node = nullptr;
   size_t member = 0;  // its position among the members
-  Control control;
 };
 
 struct SeparatorWork {
@@ -67,22 +67,21 @@ struct LinkPlan {
   uint32_t neighbor = 0;        // position of the other clique
   uint32_t back = 0;            // the link of that clique that leads here
   uint32_t separator = 0;       // position of the child's clique
-  size_t* member_of = nullptr;  // per clique member: its position in the separator, or kNone
-  float* received = nullptr;    // for a factored clique: the product of all messages through this link
-  bool holds = false;           // there has been one
-  Control control;
+  bool holds = false;             // there has been a message through this link
+  uint32_t* member_of = nullptr;  // per clique member: its position in the separator, or kNoIndex
+  float* received = nullptr;      // for a factored clique: the product of all these messages
 };
 
 // Members of a clique, each at most once, in room that was given to it.
 struct MemberList {
-  size_t* members = nullptr;
+  uint32_t* members = nullptr;
   size_t count = 0;
 
-  void push_back(size_t member) noexcept { members[count++] = member; }
+  void push_back(size_t member) noexcept { members[count++] = static_cast<uint32_t>(member); }
   void clear() noexcept { count = 0; }
   bool empty() const noexcept { return count == 0; }
-  const size_t* begin() const noexcept { return members; }
-  const size_t* end() const noexcept { return members + count; }
+  const uint32_t* begin() const noexcept { return members; }
+  const uint32_t* end() const noexcept { return members + count; }
 };
 
 struct CliqueWork {
@@ -97,7 +96,6 @@ struct CliqueWork {
   std::span<PotentialPlan> potentials;
   std::span<LinkPlan> links;      // in the order of clique->links
   std::span<BeliefPlan> beliefs;  // nodes for which this is the smallest table
-  Control scalar;                 // meets one and the same entry everywhere
   MemberList findings;            // members whose update findings wait to be multiplied in
   float constant = 1.0f;          // the only factor of a factored clique that has no others
   Block<float> stored;            // the table of a clique that was factored once
@@ -118,10 +116,9 @@ struct TreeEngine {
   std::vector<PotentialPlan> potential_plans;  // of all cliques, and so on: small networks are made of small
   std::vector<LinkPlan> link_plans;            // lists, which cost more to allocate than to fill
   std::vector<BeliefPlan> belief_plans;
-  std::vector<size_t> indexes;  // counts of shapes, strides, positions
+  std::vector<size_t> sizes;      // counts of shapes, strides
+  std::vector<uint32_t> indexes;  // of members and dimensions
   std::vector<unsigned char> flags;
-  std::vector<size_t> control_steps;  // the arrays of all controls
-  std::vector<Dimension> control_nests;
 
   // What there is little of is listed, so that a change of one finding need not walk over the tree.
   std::vector<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated
@@ -214,13 +211,17 @@ void for_each_with_evidence(const TreeEngine& engine, Visit visit) {
 // Forgets all numbers; the next propagation starts from the potentials.
 void forget_tables(TreeEngine& engine) noexcept;
 
-// The control of a single member of a restricted table.
-void plan_member(Control& control, const RestrictedTable& table, size_t member) noexcept;
+// The steps that a potential, the separator of a link, and a single member take along each dimension of a
+// restricted table.
+void step_in_potential(const RestrictedTable& table, const PotentialPlan& plan, size_t* steps) noexcept;
+void step_in_separator(const RestrictedTable& table, const LinkPlan& link, const RestrictedTable& separator,
+                       size_t* steps) noexcept;
+void step_in_member(const RestrictedTable& table, size_t member, size_t* steps) noexcept;
 
 // Offset of the states that are fixed now within a potential.
 size_t fixed_offset(const PotentialPlan& plan) noexcept;
 
 // Takes the strides of a potential from its node's present table; whether they were not those in the plan.
-bool refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept;
+bool refresh_potential(PotentialPlan& plan) noexcept;
 
 }  // namespace tv

@@ -24,6 +24,35 @@ void take_table(CliqueWork& work, Block<float> table) noexcept {
   work.factored = false;
 }
 
+// Controls of their own for the factors of a clique.
+struct OwnControls {
+  const CliqueWork& work;
+  std::vector<std::unique_ptr<OwnControl>>& list;
+
+  template <class Fill>
+  const Control& make(Fill fill) const {
+    list.push_back(std::make_unique<OwnControl>(work.table.shape.dimensions));
+    fill(list.back()->steps);
+    finish_control(*list.back(), work.table.shape);
+    return *list.back();
+  }
+  const Control& of_potential(const PotentialPlan& plan) const {
+    return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
+  }
+  const Control& of_link(const LinkPlan& link) const {
+    const TreeEngine& engine = engine_of(*work.clique->tree);
+    return make([&](size_t* steps) {
+      step_in_separator(work.table, link, engine.separators[link.separator].old, steps);
+    });
+  }
+  const Control& of_member(size_t member) const {
+    return make([&](size_t* steps) { step_in_member(work.table, member, steps); });
+  }
+  const Control& scalar() const {
+    return make([&](size_t* steps) { std::fill_n(steps, work.table.shape.dimensions, 0); });
+  }
+};
+
 }  // namespace
 
 size_t potential_entries(const NodeList& members, const Node& node) noexcept {
@@ -119,18 +148,11 @@ void store_all_tables(TreeEngine& engine) {
 }
 
 void run_over_factors(const CliqueWork& work, float* numbers, const Step* last) {
-  std::vector<std::unique_ptr<OwnControl>> controls;
-  controls.reserve(work.table.members->size());
-  for (size_t m = 0; m < work.table.members->size(); ++m)
-    controls.push_back(std::make_unique<OwnControl>(work.table.shape.dimensions));
   std::vector<Step> steps;
   steps.reserve(work.potentials.size() + work.links.size() + work.table.members->size() + 2);
+  std::vector<std::unique_ptr<OwnControl>> controls;
   for_each_factor(
-      work, [](const LinkPlan& link) { return link.holds; },
-      [&](size_t member) -> const Control& {
-        plan_member(*controls[member], work.table, member);
-        return *controls[member];
-      },
+      work, [](const LinkPlan& link) { return link.holds; }, OwnControls{work, controls},
       [&](const Step& step) { steps.push_back(step); });
   if (last) steps.push_back(*last);
   run_pass(work.table.shape, numbers, steps.data(), steps.size(), parallel_settings(*work.clique->domain));

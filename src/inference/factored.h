@@ -23,9 +23,10 @@ size_t potential_entries(const NodeList& members, const Node& node) noexcept;
 size_t factor_entries(const Clique& clique) noexcept;
 
 // Calls visit(step) for every factor of the clique, those for which `holds(link)` is true among the messages.
-// The first one is assigned, the others multiply. A finding's control is made by `control_of(member)`.
-template <class Holds, class ControlOf, class Visit>
-void for_each_factor(const CliqueWork& work, Holds holds, ControlOf control_of, Visit visit) noexcept;
+// The first one is assigned, the others multiply. Their controls are made by `controls`, an object with the
+// functions of_potential(plan), of_link(link), of_member(member) and scalar().
+template <class Holds, class Controls, class Visit>
+void for_each_factor(const CliqueWork& work, Holds holds, Controls controls, Visit visit);
 
 // Copies the entries of the potential that agree with the states that are fixed now.
 void copy_potential(const PotentialPlan& plan) noexcept;
@@ -52,8 +53,8 @@ void store_all_tables(TreeEngine& engine);
 // carries `last` out on it where given. The plans are those of the states that are fixed now.
 void run_over_factors(const CliqueWork& work, float* numbers, const Step* last);
 
-template <class Holds, class ControlOf, class Visit>
-void for_each_factor(const CliqueWork& work, Holds holds, ControlOf control_of, Visit visit) noexcept {
+template <class Holds, class Controls, class Visit>
+void for_each_factor(const CliqueWork& work, Holds holds, Controls controls, Visit visit) {
   Operation operation = Operation::assign;
   bool has_array = false;
   const auto add = [&](const Control& control, const float* operand) {
@@ -62,19 +63,19 @@ void for_each_factor(const CliqueWork& work, Holds holds, ControlOf control_of, 
   };
   for (const PotentialPlan& plan : work.potentials) {
     const bool has_table = plan.layout != kNone;
-    add(has_table ? plan.control : work.scalar, has_table ? plan.copy : &plan.uniform);
+    add(has_table ? controls.of_potential(plan) : controls.scalar(), has_table ? plan.copy : &plan.uniform);
     has_array |= has_table;
   }
   for (const LinkPlan& link : work.links) {
     if (!holds(link)) continue;
-    add(link.control, link.received);
+    add(controls.of_link(link), link.received);
     has_array = true;
   }
-  if (!has_array) add(work.scalar, &work.constant);
+  if (!has_array) add(controls.scalar(), &work.constant);
   for (size_t m = 0; m < work.table.members->size(); ++m) {
     const CompiledNode& data = compiled(*(*work.table.members)[m]);
     if (data.home != work.clique || data.propagated_state != kFindingVector) continue;
-    add(work.table.dimension_of[m] == kNone ? work.scalar : control_of(m), data.propagated_finding);
+    add(controls.of_member(m), data.propagated_finding);
   }
 }
 

@@ -13,9 +13,9 @@ FindingsNest::FindingsNest(const RestrictedTable& table, const size_t* steps) no
 
 void FindingsNest::apply_finding(const RestrictedTable& table, size_t member) noexcept {
   const CompiledNode& data = compiled(*(*table.members)[member]);
-  const size_t d = table.dimension_of[member];
+  const uint32_t d = table.dimension_of[member];
   if (table.fixed[member] || data.propagated_state == kNoEvidence) return;
-  if (d == kNone) {  // a single state: its finding is a factor
+  if (d == kNoIndex) {  // a single state: its finding is a factor
     if (data.propagated_state == kFindingVector) weight_ *= static_cast<double>(data.propagated_finding[0]);
     return;
   }

@@ -106,7 +106,7 @@ class TreeMarginal {
                                   const ParallelSettings& settings) {
     Factor inverse;
     for (size_t m = 0; m < separator.members->size(); ++m)
-      if (separator.dimension_of[m] != kNone) inverse.nodes.push_back((*separator.members)[m]);
+      if (separator.dimension_of[m] != kNoIndex) inverse.nodes.push_back((*separator.members)[m]);
     inverse = ones_over(std::move(inverse.nodes));
     for (size_t i = 0; i < inverse.size; ++i)
       inverse.numbers[i] = separator.numbers[i] >= kSmallestNormalFloat ? 1.0f / separator.numbers[i] : 0.0f;

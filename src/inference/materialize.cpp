@@ -21,7 +21,7 @@ struct FullNest {
       const Node& node = *(*table.members)[m];
       if (!is_discrete(node)) continue;
       if (table.fixed[m]) offset += static_cast<size_t>(compiled(node).fixed_state) * stride;
-      if (table.dimension_of[m] != kNone) {
+      if (table.dimension_of[m] != kNoIndex) {
         dimensions[count++] = {node.number_of_states, stride, restricted_stride};
         restricted_stride *= node.number_of_states;
       }

@@ -62,13 +62,13 @@ struct Extents {
   size_t separators_sum = 1;  // of all separators around one clique
   size_t belief_states = 1;   // of all beliefs that one table gives
   size_t clique_size = 1;     // of the largest clique
-  size_t controls = 0;        // dimensions of all controls
 };
 
 void add_restricted_table(Bytes& bytes, const NodeList& members, size_t size) noexcept {
   bytes.add<float>(size);
   bytes.add<unsigned char>(members.size());  // fixed
-  bytes.add<size_t>(2 * members.size());     // the dimensions and their counts
+  bytes.add<size_t>(members.size());         // counts
+  bytes.add<uint32_t>(members.size());       // dimensions
 }
 
 void add_separator(Bytes& bytes, Extents& extents, const Separator& separator) noexcept {
@@ -77,7 +77,6 @@ void add_separator(Bytes& bytes, Extents& extents, const Separator& separator) n
   const Beliefs beliefs = beliefs_of(separator);
   bytes.add<BeliefPlan>(beliefs.count);
   extents.belief_states = std::max(extents.belief_states, beliefs.states);
-  extents.controls += beliefs.count * separator.members.size();
 }
 
 void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
@@ -89,7 +88,8 @@ void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
   bytes.add<PotentialPlan>(potentials);
   bytes.add<LinkPlan>(links);
   bytes.add<BeliefPlan>(beliefs.count);
-  bytes.add<size_t>((potentials + links + 1) * members);  // strides, members of separators, findings
+  bytes.add<size_t>(potentials * members);      // strides
+  bytes.add<uint32_t>((links + 1) * members);  // members of separators, findings
   if (clique.parent_separator) add_separator(bytes, extents, *clique.parent_separator);
 
   size_t around = 0;
@@ -100,7 +100,6 @@ void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
   extents.separators_sum = std::max(extents.separators_sum, around);
   extents.clique_size = std::max(extents.clique_size, clique.table.size);
   extents.belief_states = std::max(extents.belief_states, beliefs.states);
-  extents.controls += (potentials + links + beliefs.count + 1) * members;
 }
 
 void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
@@ -110,8 +109,6 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<TreeEngine>(1);
   bytes.add<CliqueWork>(cliques);
   bytes.add<SeparatorWork>(cliques);
-  bytes.add<size_t>(extents.controls);
-  bytes.add<Dimension>(extents.controls);
   bytes.add<double>(std::max(extents.separator_size, std::min(extents.separators_sum, kSharedTotals)));
   bytes.add<double>(extents.belief_states);
   bytes.add<double>(own_totals_for(extents.clique_size));

@@ -36,6 +36,7 @@ class Planner {
 
   // Writes what the next clique does behind what has been written; false at the end.
   bool write() noexcept {
+    scalar_of_ = nullptr;
     if (distributes_) return write_distribution();
     while (left_ > 1) {
       const size_t clique = engine_.order[--left_];
@@ -71,7 +72,7 @@ class Planner {
     size_t own = 0;
     for (size_t m = 0; m < work.table.members->size(); ++m) {
       const Node& node = *(*work.table.members)[m];
-      if (towards_root.member_of[m] != kNone || !is_discrete(node)) continue;
+      if (towards_root.member_of[m] != kNoIndex || !is_discrete(node)) continue;
       const CompiledNode& data = compiled(node);
       if (data.assigned != work.clique || data.propagated_state != kNoEvidence) return false;
       ++own;
@@ -95,7 +96,7 @@ class Planner {
     item.first_step = lists_.steps.count;
     item.shape = work(clique).table.shape;
     item.numbers = work(clique).table.numbers;
-    item.scalar = &work(clique).scalar;
+    item.scalar = &scalar_of(work(clique));
     return lists_.items.push_back(item);
   }
 
@@ -106,39 +107,67 @@ class Planner {
   void add_initial_product(CliqueWork& work) noexcept {
     Operation operation = Operation::assign;
     for (PotentialPlan& plan : work.potentials) {
-      refresh(work, plan);
+      refresh(plan);
       if (plan.node && decision_is_made(*plan.node)) {
-        lists_.steps.push_back({operation, &work.scalar, &kOne});
+        lists_.steps.push_back({operation, &scalar_of(work), &kOne});
       } else if (plan.table()) {
         lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.count, &plan});
-        lists_.steps.push_back({operation, &plan.control, plan.copy});
+        lists_.steps.push_back({operation, &controls(work).of_potential(plan), plan.copy});
       } else {
-        lists_.steps.push_back({operation, &work.scalar, &plan.uniform});
+        lists_.steps.push_back({operation, &scalar_of(work), &plan.uniform});
       }
       operation = Operation::multiply;
     }
-    if (work.potentials.empty()) lists_.steps.push_back({Operation::assign, &work.scalar, &kOne});
+    if (work.potentials.empty()) lists_.steps.push_back({Operation::assign, &scalar_of(work), &kOne});
   }
 
-  void refresh(CliqueWork& work, PotentialPlan& plan) noexcept {
-    if (refresh_potential(work, plan)) engine_.kept_tapes->clear();  // written for another layout
+  void refresh(PotentialPlan& plan) noexcept {
+    if (refresh_potential(plan)) engine_.kept_tapes->clear();  // written for another layout
   }
 
-  // The control of a finding in this tape.
-  const Control& control_of_finding(const CliqueWork& work, size_t member) noexcept {
-    Control control;
-    control.steps = lists_.finding_steps.data + lists_.finding_steps.count;
-    control.inner = lists_.finding_nests.data + lists_.finding_nests.count;
-    lists_.finding_steps.count += work.table.shape.dimensions;
-    lists_.finding_nests.count += work.table.shape.dimensions;
-    plan_member(control, work.table, member);
-    return lists_.finding_controls.push_back(control);
+  // ---- Controls ----
+
+  struct Controls {
+    Planner& planner;
+    const CliqueWork& work;
+
+    const Control& of_potential(const PotentialPlan& plan) const noexcept {
+      return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
+    }
+    const Control& of_link(const LinkPlan& link) const noexcept {
+      const SeparatorWork& separator = planner.engine_.separators[link.separator];
+      return make([&](size_t* steps) { step_in_separator(work.table, link, separator.old, steps); });
+    }
+    const Control& of_member(size_t member) const noexcept {
+      if (work.table.dimension_of[member] == kNoIndex) return scalar();
+      return make([&](size_t* steps) { step_in_member(work.table, member, steps); });
+    }
+    const Control& scalar() const noexcept { return planner.scalar_of(work); }
+
+   private:
+    template <class Fill>
+    const Control& make(Fill fill) const noexcept {
+      return planner.lists_.make_control(work.table.shape, fill);
+    }
+  };
+
+  Controls controls(const CliqueWork& work) noexcept { return {*this, work}; }
+
+  // Meets one and the same entry everywhere in a clique's table. A portion needs one.
+  const Control& scalar_of(const CliqueWork& work) noexcept {
+    if (scalar_of_ != &work) {
+      const Shape& shape = work.table.shape;
+      scalar_ =
+          &lists_.make_control(shape, [&](size_t* steps) { std::fill_n(steps, shape.dimensions, 0); });
+      scalar_of_ = &work;
+    }
+    return *scalar_;
   }
 
   // The potentials of a factored clique that starts anew are copied before the tape runs.
   void ask_for_copies(CliqueWork& work) noexcept {
     for (PotentialPlan& plan : work.potentials) {
-      refresh(work, plan);
+      refresh(plan);
       if (plan.node->table) lists_.potential_steps.push_back({kNone, &plan});
     }
   }
@@ -152,7 +181,7 @@ class Planner {
       return leads_away(link) && engine_.spoke[link.neighbor];
     };
     for_each_factor(
-        work, holds, [&](size_t member) -> const Control& { return control_of_finding(work, member); },
+        work, holds, controls(work),
         [&](const Step& step) { lists_.steps.push_back(step); });
     item.formed = static_cast<uint32_t>(lists_.steps.count - item.first_step);
   }
@@ -162,12 +191,12 @@ class Planner {
     for (size_t member : work.findings) {
       const CompiledNode& data = compiled(*(*work.table.members)[member]);
       const float* update = data.update;
-      if (work.table.dimension_of[member] == kNone) {
+      if (work.table.dimension_of[member] == kNoIndex) {
         const size_t state = work.table.fixed[member] ? static_cast<size_t>(data.fixed_state) : 0;
-        lists_.steps.push_back({Operation::multiply, &work.scalar, update + state});
+        lists_.steps.push_back({Operation::multiply, &scalar_of(work), update + state});
         continue;
       }
-      lists_.steps.push_back({Operation::multiply, &control_of_finding(work, member), update});
+      lists_.steps.push_back({Operation::multiply, &controls(work).of_member(member), update});
     }
   }
 
@@ -176,12 +205,16 @@ class Planner {
     add_factors(item, work, towards_root, false);
   }
 
+  const float* ratio_of(const LinkPlan& link) const noexcept {
+    return engine_.separators[link.separator].ratio;
+  }
+
   void add_news(CliqueWork& work, size_t towards_root) noexcept {
     if (!work.initialized) add_initial_product(work);
     for (size_t l = 0; l < work.links.size(); ++l)
       if (l != towards_root && leads_away(work.links[l]) && !engine_.silent[work.links[l].neighbor])
         lists_.steps.push_back(
-            {Operation::multiply, &work.links[l].control, engine_.separators[work.links[l].separator].ratio});
+            {Operation::multiply, &controls(work).of_link(work.links[l]), ratio_of(work.links[l])});
     add_findings(work);
   }
 
@@ -194,7 +227,7 @@ class Planner {
       add_news(work, towards_root);
     item.updates = static_cast<uint32_t>(lists_.steps.count - item.first_step);
     if (sweep_.equilibrium == tv_equilibrium_max)
-      lists_.steps.push_back({Operation::sum, &work.scalar, nullptr, &engine_.table_sum});
+      lists_.steps.push_back({Operation::sum, &scalar_of(work), nullptr, &engine_.table_sum});
   }
 
   void plan_collect(size_t clique) noexcept {
@@ -207,14 +240,14 @@ class Planner {
     item.size = engine_.separators[here.links[via].separator].old.shape.size;
     add_updates(item, here, via);
     if (!weighs_findings_)
-      lists_.steps.push_back({marginal_, &here.links[via].control, nullptr, engine_.totals.data()});
+      lists_.steps.push_back({marginal_, &controls(here).of_link(here.links[via]), nullptr, engine_.totals.data()});
     close_steps(item);
   }
 
   void plan_root(size_t root) noexcept {
     Item& item = add_item(ItemKind::root, root);
     add_updates(item, work(root), kNone);
-    lists_.steps.push_back({marginal_, &work(root).scalar, nullptr, &engine_.mass});
+    lists_.steps.push_back({marginal_, &scalar_of(work(root)), nullptr, &engine_.mass});
     close_steps(item);
   }
 
@@ -225,14 +258,19 @@ class Planner {
     order_from(engine_, root);
   }
 
+  const Control& control_of_belief(const RestrictedTable& table, const BeliefPlan& plan) noexcept {
+    return lists_.make_control(table.shape,
+                               [&](size_t* steps) { step_in_member(table, plan.member, steps); });
+  }
+
   // The steps for the wanted beliefs of a table; how many totals they need.
-  size_t add_belief_steps(std::span<const BeliefPlan> plans) noexcept {
+  size_t add_belief_steps(const RestrictedTable& table, std::span<const BeliefPlan> plans) noexcept {
     size_t used = 0;
     for (const BeliefPlan& plan : plans) {
       const CompiledNode& data = compiled(*plan.node);
       if (!data.belief_wanted || data.fixed_state >= 0) continue;
       if (!weighs_findings_)
-        lists_.steps.push_back({marginal_, &plan.control, nullptr, engine_.belief_totals.data() + used});
+        lists_.steps.push_back({marginal_, &control_of_belief(table, plan), nullptr, engine_.belief_totals.data() + used});
       used += plan.node->number_of_states;
     }
     return used;
@@ -262,7 +300,7 @@ class Planner {
       const size_t size = engine_.separators[link.separator].old.shape.size;
       if (used > 0 && used + size > engine_.totals.size()) break;
       if (!weighs_findings_)
-        lists_.steps.push_back({marginal_, &link.control, nullptr, engine_.totals.data() + used});
+        lists_.steps.push_back({marginal_, &controls(work).of_link(link), nullptr, engine_.totals.data() + used});
       used += size;
     }
     return l;
@@ -288,7 +326,7 @@ class Planner {
     Item& item = add_item(ItemKind::separator_pass, clique);
     item.shape = separator.old.shape;
     item.numbers = separator.old.numbers;
-    item.clear_beliefs = add_belief_steps(separator.beliefs);
+    item.clear_beliefs = add_belief_steps(separator.old, separator.beliefs);
     close_steps(item);
     add_belief_items(separator.old, separator.beliefs);
   }
@@ -302,10 +340,10 @@ class Planner {
   void start_pass(CliqueWork& work, size_t via) noexcept {
     if (engine_.silent[work.clique->position]) add_initial_product(work);
     if (via != kNone)
-      lists_.steps.push_back({Operation::multiply, &work.links[via].control,
-                               engine_.separators[work.links[via].separator].ratio});
+      lists_.steps.push_back(
+          {Operation::multiply, &controls(work).of_link(work.links[via]), ratio_of(work.links[via])});
     else if (!sweep_.plain)
-      lists_.steps.push_back({Operation::multiply, &work.scalar, &engine_.inverse});
+      lists_.steps.push_back({Operation::multiply, &scalar_of(work), &engine_.inverse});
   }
 
   void plan_distribute(size_t clique) noexcept {
@@ -316,7 +354,7 @@ class Planner {
       start_factored_pass(*item, here, via);
     else
       start_pass(here, via);
-    item->clear_beliefs = add_belief_steps(here.beliefs);
+    item->clear_beliefs = add_belief_steps(here.table, here.beliefs);
     size_t next = add_message_steps(here, 0, item->clear_totals);
     close_steps(*item);
     add_belief_items(here.table, here.beliefs);
@@ -338,6 +376,8 @@ class Planner {
   size_t root_;
   bool weighs_findings_;
   Operation marginal_;
+  const CliqueWork* scalar_of_ = nullptr;  // the clique of the control below
+  const Control* scalar_ = nullptr;
   bool distributes_ = false;
   size_t left_ = 0;  // cliques in the order that have not been written
 };

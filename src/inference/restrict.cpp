@@ -1,4 +1,4 @@
-// Restricting tables to fixed states: which dimensions remain, the plans over them, and cutting
+// Restricting tables to fixed states: which dimensions remain, how others meet them, and cutting
 // initialised tables down in place.
 
 #include <algorithm>
@@ -25,7 +25,7 @@ void cut_down(const RestrictedTable& table, float* numbers) noexcept {
   size_t offset = 0, stride = 1, kept = 1, count = 0;
   for (size_t m = table.members->size(); m-- > 0;) {
     const size_t d = table.dimension_of[m];
-    if (d == kNone) continue;
+    if (d == kNoIndex) continue;
     const size_t states = table.shape.counts[d];
     const Node* node = (*table.members)[m];
     if (becomes_fixed(node)) {
@@ -46,7 +46,7 @@ void set_shape(RestrictedTable& table) noexcept {
     const Node* node = (*table.members)[m];
     table.fixed[m] = becomes_fixed(node);
     const bool spans = !table.fixed[m] && node->number_of_states > 1;
-    table.dimension_of[m] = spans ? dimensions : kNone;
+    table.dimension_of[m] = spans ? static_cast<uint32_t>(dimensions) : kNoIndex;
     if (spans) table.shape.counts[dimensions++] = node->number_of_states;
   }
   table.shape.dimensions = dimensions;
@@ -66,40 +66,11 @@ void cut_separator(const SeparatorWork& work) noexcept {
     if (received) cut_down(work.old, received);
 }
 
-void plan_beliefs(std::span<BeliefPlan> plans, const RestrictedTable& table) noexcept {
-  for (BeliefPlan& plan : plans) plan_member(plan.control, table, plan.member);
-}
-
-void plan_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
-  size_t stride = 1;  // in a copy, which has no gaps
-  for (size_t m = plan.members->size(); m-- > 0;) {
-    const size_t d = work.table.dimension_of[m];
-    if (d == kNone) continue;
-    plan.control.steps[d] = plan.copy && plan.strides[m] ? stride : plan.strides[m];
-    if (plan.strides[m]) stride *= work.table.shape.counts[d];
-  }
-  finish_control(plan.control, work.table.shape);
-}
-
-void plan_link(CliqueWork& work, LinkPlan& link, const SeparatorWork& separator) noexcept {
-  const RestrictedTable& other = separator.old;
-  size_t strides[64], stride = 1;
-  for (size_t d = other.shape.dimensions; d-- > 0; stride *= other.shape.counts[d]) strides[d] = stride;
-  for (size_t m = 0; m < work.table.members->size(); ++m) {
-    const size_t d = work.table.dimension_of[m];
-    if (d == kNone) continue;
-    const size_t there = link.member_of[m];
-    link.control.steps[d] = there == kNone ? 0 : strides[other.dimension_of[there]];
-  }
-  finish_control(link.control, work.table.shape);
-}
-
 void plan_separator(TreeEngine& engine, size_t child, bool cuts) noexcept {
   SeparatorWork& work = engine.separators[child];
   if (!work.separator || !pattern_changes(work.old)) return;
   if (cuts && engine.cliques[child].initialized) cut_separator(work);
   set_shape(work.old);
-  plan_beliefs(work.beliefs, work.old);
 }
 
 void plan_clique(TreeEngine& engine, size_t clique, bool cuts) noexcept {
@@ -108,10 +79,6 @@ void plan_clique(TreeEngine& engine, size_t clique, bool cuts) noexcept {
   if (cuts && work.initialized) cut_clique(work);
   set_shape(work.table);
   ++work.version;
-  finish_control(work.scalar, work.table.shape);  // its steps are all zero
-  for (PotentialPlan& plan : work.potentials) plan_potential(work, plan);
-  for (LinkPlan& link : work.links) plan_link(work, link, engine.separators[link.separator]);
-  plan_beliefs(work.beliefs, work.table);
 }
 
 // Makes plans for the tables whose fixed members change; initialised ones are cut down where `cuts` says so.
@@ -133,13 +100,35 @@ void plan_changed_tables(TreeEngine& engine) noexcept {
 
 }  // namespace
 
-void plan_member(Control& control, const RestrictedTable& table, size_t member) noexcept {
-  std::fill(control.steps, control.steps + table.shape.dimensions, 0);
-  if (table.dimension_of[member] != kNone) control.steps[table.dimension_of[member]] = 1;
-  finish_control(control, table.shape);
+void step_in_potential(const RestrictedTable& table, const PotentialPlan& plan, size_t* steps) noexcept {
+  size_t stride = 1;  // in a copy, which has no gaps
+  for (size_t m = plan.members->size(); m-- > 0;) {
+    const size_t d = table.dimension_of[m];
+    if (d == kNoIndex) continue;
+    steps[d] = plan.copy && plan.strides[m] ? stride : plan.strides[m];
+    if (plan.strides[m]) stride *= table.shape.counts[d];
+  }
 }
 
-bool refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
+void step_in_separator(const RestrictedTable& table, const LinkPlan& link, const RestrictedTable& separator,
+                       size_t* steps) noexcept {
+  size_t strides[64], stride = 1;
+  for (size_t d = separator.shape.dimensions; d-- > 0; stride *= separator.shape.counts[d])
+    strides[d] = stride;
+  for (size_t m = 0; m < table.members->size(); ++m) {
+    const size_t d = table.dimension_of[m];
+    if (d == kNoIndex) continue;
+    const uint32_t there = link.member_of[m];
+    steps[d] = there == kNoIndex ? 0 : strides[separator.dimension_of[there]];
+  }
+}
+
+void step_in_member(const RestrictedTable& table, size_t member, size_t* steps) noexcept {
+  std::fill_n(steps, table.shape.dimensions, 0);
+  if (table.dimension_of[member] != kNoIndex) steps[table.dimension_of[member]] = 1;
+}
+
+bool refresh_potential(PotentialPlan& plan) noexcept {
   const Table* table = plan.table();
   const size_t layout = table ? table->layout : kNone;
   if (!table) plan.uniform = 1.0f / static_cast<float>(plan.node->number_of_states);
@@ -149,9 +138,8 @@ bool refresh_potential(CliqueWork& work, PotentialPlan& plan) noexcept {
   if (table) {
     size_t stride = 1;
     for (size_t i = table->discrete_count; i-- > 0; stride *= table->nodes[i]->number_of_states)
-      plan.strides[work.table.members->position(table->nodes[i])] = stride;
+      plan.strides[plan.members->position(table->nodes[i])] = stride;
   }
-  plan_potential(work, plan);
   return true;
 }
 

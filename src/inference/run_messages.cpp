@@ -409,8 +409,10 @@ class Runner {
   }
 
   void marginalize_onto(const CliqueWork& work, const LinkPlan& link, double* totals) const noexcept {
+    size_t steps[64];
+    step_in_separator(work.table, link, engine_.separators[link.separator].old, steps);
     marginalize_with_findings(
-        work.table, [&](size_t member) { return link.member_of[member] != kNone; }, link.control.steps,
+        work.table, [&](size_t member) { return link.member_of[member] != kNoIndex; }, steps,
         sweep_.equilibrium, totals);
   }
 
@@ -528,10 +530,13 @@ class Runner {
       return tv_status_none;
     }
     double* totals = lane.belief_totals + item.totals;
-    if (weighs_findings_)
+    if (weighs_findings_) {
+      size_t steps[64];
+      step_in_member(*item.table, plan.member, steps);
       marginalize_with_findings(
-          *item.table, [&](size_t member) { return member == plan.member; }, plan.control.steps,
-          sweep_.equilibrium, totals);
+          *item.table, [&](size_t member) { return member == plan.member; }, steps, sweep_.equilibrium,
+          totals);
+    }
     double whole = 0.0;
     for (size_t i = 0; i < states; ++i)
       whole = sweep_.equilibrium == tv_equilibrium_sum ? whole + totals[i] : std::max(whole, totals[i]);

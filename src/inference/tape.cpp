@@ -20,8 +20,8 @@ TapeRoom room_for_collecting(const Clique& clique) noexcept {
   room.potential_steps = std::max<size_t>(clique.potential_count(), 1);
   // Potentials, updates and findings; mass and marginal.
   room.steps = room.potential_steps + links + members + 3;
-  room.findings = members;
-  room.finding_dimensions = members * members;
+  room.controls = room.potential_steps + links + members + 1;  // and one for single numbers
+  room.dimensions = room.controls * members;
   return room;
 }
 
@@ -34,12 +34,18 @@ TapeRoom room_for_distributing(const Clique& clique, size_t beliefs) noexcept {
   room.items = passes + beliefs + 2 * links;  // messages and the passes over their separators
   room.potential_steps = std::max<size_t>(clique.potential_count(), 1);
   room.steps = room.potential_steps + 2 + beliefs + links;
-  if (!prefers_factors(clique)) return room;
-  // Every pass starts with all factors and findings.
-  room.steps += passes * (room.potential_steps + links + members + 1);
-  room.findings = passes * members;
-  room.finding_dimensions = room.findings * members;
+  // Every pass over a factored clique starts with all factors and findings.
+  if (prefers_factors(clique)) room.steps += passes * (room.potential_steps + links + members + 1);
+  room.controls = room.steps + 1;
+  room.dimensions = room.controls * members;
   return room;
+}
+
+// Those that are read from the clique or the separator towards its parent.
+size_t beliefs_of(const Clique& clique) noexcept {
+  return static_cast<size_t>(
+      std::count_if(clique.members().begin(), clique.members().end(),
+                    [&](const Node* node) { return compiled(*node).belief_source.clique == &clique; }));
 }
 
 size_t beliefs_around(const Clique& clique) noexcept {
@@ -52,16 +58,16 @@ void add(TapeRoom& sum, const TapeRoom& room) noexcept {
   sum.items += room.items;
   sum.steps += room.steps;
   sum.potential_steps += room.potential_steps;
-  sum.findings += room.findings;
-  sum.finding_dimensions += room.finding_dimensions;
+  sum.controls += room.controls;
+  sum.dimensions += room.dimensions;
 }
 
 void enlarge(TapeRoom& largest, const TapeRoom& room) noexcept {
   largest.items = std::max(largest.items, room.items);
   largest.steps = std::max(largest.steps, room.steps);
   largest.potential_steps = std::max(largest.potential_steps, room.potential_steps);
-  largest.findings = std::max(largest.findings, room.findings);
-  largest.finding_dimensions = std::max(largest.finding_dimensions, room.finding_dimensions);
+  largest.controls = std::max(largest.controls, room.controls);
+  largest.dimensions = std::max(largest.dimensions, room.dimensions);
 }
 
 // Hands out a part of the block and goes on behind it.
@@ -75,7 +81,7 @@ void take(FixedList<T>& list, unsigned char*& next, size_t count) noexcept {
 
 size_t TapeRoom::bytes() const noexcept {
   return items * sizeof(Item) + steps * sizeof(Step) + potential_steps * sizeof(PotentialStep) +
-         findings * sizeof(Control) + finding_dimensions * (sizeof(size_t) + sizeof(Dimension));
+         controls * sizeof(Control) + dimensions * (sizeof(size_t) + sizeof(Dimension));
 }
 
 void TapeLists::set_room(std::unique_ptr<unsigned char[]> block, const TapeRoom& room) noexcept {
@@ -84,14 +90,14 @@ void TapeLists::set_room(std::unique_ptr<unsigned char[]> block, const TapeRoom&
   take(items, next, room.items);
   take(steps, next, room.steps);
   take(potential_steps, next, room.potential_steps);
-  take(finding_controls, next, room.findings);
-  take(finding_steps, next, room.finding_dimensions);
-  take(finding_nests, next, room.finding_dimensions);
+  take(controls, next, room.controls);
+  take(control_steps, next, room.dimensions);
+  take(control_nests, next, room.dimensions);
 }
 
 void TapeLists::clear() noexcept {
   items.count = steps.count = potential_steps.count = 0;
-  finding_controls.count = finding_steps.count = finding_nests.count = 0;
+  controls.count = control_steps.count = control_nests.count = 0;
 }
 
 Tape TapeLists::tape() const noexcept {
@@ -100,11 +106,10 @@ Tape TapeLists::tape() const noexcept {
 
 TapeRoom room_for_tape(const JunctionTree& tree) noexcept {
   TapeRoom room;
-  size_t beliefs = tree.nodes.size();  // each of them is read once
   for (size_t c = 0; c < tree.clique_count(); ++c) {
-    add(room, room_for_collecting(*tree.cliques[c]));
-    add(room, room_for_distributing(*tree.cliques[c], beliefs));
-    beliefs = 0;
+    const Clique& clique = *tree.cliques[c];
+    add(room, room_for_collecting(clique));
+    add(room, room_for_distributing(clique, beliefs_of(clique)));
   }
   return room;
 }

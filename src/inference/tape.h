@@ -66,8 +66,8 @@ struct Tape {
 
 // How much of each list a tape needs.
 struct TapeRoom {
-  size_t items = 0, steps = 0, potential_steps = 0, findings = 0;
-  size_t finding_dimensions = 0;  // of the controls of all findings
+  size_t items = 0, steps = 0, potential_steps = 0, controls = 0;
+  size_t dimensions = 0;  // of all controls
 
   size_t bytes() const noexcept;
 };
@@ -88,13 +88,26 @@ struct TapeLists {
   FixedList<Item> items;
   FixedList<Step> steps;
   FixedList<PotentialStep> potential_steps;
-  FixedList<Control> finding_controls;  // of the findings in it
-  FixedList<size_t> finding_steps;
-  FixedList<Dimension> finding_nests;
+  FixedList<Control> controls;
+  FixedList<size_t> control_steps;
+  FixedList<Dimension> control_nests;
 
   // Takes over a block of `room.bytes()`.
   void set_room(std::unique_ptr<unsigned char[]> block, const TapeRoom& room) noexcept;
   void clear() noexcept;
+
+  // A control whose steps `fill(steps)` sets.
+  template <class Fill>
+  const Control& make_control(const Shape& shape, Fill fill) noexcept {
+    Control control;
+    control.steps = control_steps.data + control_steps.count;
+    control.inner = control_nests.data + control_nests.count;
+    fill(control.steps);
+    finish_control(control, shape);
+    control_steps.count += shape.dimensions;
+    control_nests.count += control.inner_count;
+    return controls.push_back(control);
+  }
   Tape tape() const noexcept;
 };
 
