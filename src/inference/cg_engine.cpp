@@ -131,6 +131,7 @@ class Builder {
         term_(engine.terms.data()) {
     engine_.clique_at.assign(tree_.clique_count(), kNone);
     engine_.cliques.reserve(extents.cliques);
+    engine_.pools.reserve(extents.components);
   }
 
   void build() {
