@@ -184,7 +184,8 @@ void build_cliques(TreeEngine& engine) {
   engine.indexes.resize(sizes.indexes);
   engine.flags.resize(sizes.flags);
   Parts parts = {engine.potential_plans.data(), engine.link_plans.data(), engine.belief_plans.data(),
-                 engine.sizes.data(),           engine.indexes.data(),         engine.flags.data(),      engine.numbers.data()};
+                 engine.sizes.data(),           engine.indexes.data(),    engine.flags.data(),
+                 engine.numbers.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
   // Utilities are no potentials here.
   engine.potential_plans.resize(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));

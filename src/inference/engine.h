@@ -64,9 +64,9 @@ struct SeparatorWork {
 
 // One end of a separator as seen from a clique.
 struct LinkPlan {
-  uint32_t neighbor = 0;        // position of the other clique
-  uint32_t back = 0;            // the link of that clique that leads here
-  uint32_t separator = 0;       // position of the child's clique
+  uint32_t neighbor = 0;          // position of the other clique
+  uint32_t back = 0;              // the link of that clique that leads here
+  uint32_t separator = 0;         // position of the child's clique
   bool holds = false;             // there has been a message through this link
   uint32_t* member_of = nullptr;  // per clique member: its position in the separator, or kNoIndex
   float* received = nullptr;      // for a factored clique: the product of all these messages

@@ -88,7 +88,7 @@ void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
   bytes.add<PotentialPlan>(potentials);
   bytes.add<LinkPlan>(links);
   bytes.add<BeliefPlan>(beliefs.count);
-  bytes.add<size_t>(potentials * members);      // strides
+  bytes.add<size_t>(potentials * members);     // strides
   bytes.add<uint32_t>((links + 1) * members);  // members of separators, findings
   if (clique.parent_separator) add_separator(bytes, extents, *clique.parent_separator);
 

@@ -18,8 +18,8 @@ struct Sweep {
 // then. Nodes with `belief_wanted` get new beliefs. The lists have room for the whole tape.
 Tape plan_messages(const Sweep& sweep, size_t root, TapeLists& lists) noexcept;
 
-// The same in portions of what one clique does. Each is run before the next is written, so that they need little
-// room.
+// The same in portions of what one clique does. Each is run before the next is written, so that they need
+// little room.
 using RunPortion = tv_status_t (*)(void* runner, const Tape& portion);
 tv_status_t plan_portions(const Sweep& sweep, size_t root, RunPortion run, void* runner);
 

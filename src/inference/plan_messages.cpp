@@ -157,8 +157,7 @@ class Planner {
   const Control& scalar_of(const CliqueWork& work) noexcept {
     if (scalar_of_ != &work) {
       const Shape& shape = work.table.shape;
-      scalar_ =
-          &lists_.make_control(shape, [&](size_t* steps) { std::fill_n(steps, shape.dimensions, 0); });
+      scalar_ = &lists_.make_control(shape, [&](size_t* steps) { std::fill_n(steps, shape.dimensions, 0); });
       scalar_of_ = &work;
     }
     return *scalar_;
@@ -180,9 +179,7 @@ class Planner {
       if (towards_root != kNone && &link == &work.links[towards_root]) return distributes;
       return leads_away(link) && engine_.spoke[link.neighbor];
     };
-    for_each_factor(
-        work, holds, controls(work),
-        [&](const Step& step) { lists_.steps.push_back(step); });
+    for_each_factor(work, holds, controls(work), [&](const Step& step) { lists_.steps.push_back(step); });
     item.formed = static_cast<uint32_t>(lists_.steps.count - item.first_step);
   }
 
@@ -240,7 +237,8 @@ class Planner {
     item.size = engine_.separators[here.links[via].separator].old.shape.size;
     add_updates(item, here, via);
     if (!weighs_findings_)
-      lists_.steps.push_back({marginal_, &controls(here).of_link(here.links[via]), nullptr, engine_.totals.data()});
+      lists_.steps.push_back(
+          {marginal_, &controls(here).of_link(here.links[via]), nullptr, engine_.totals.data()});
     close_steps(item);
   }
 
@@ -270,7 +268,8 @@ class Planner {
       const CompiledNode& data = compiled(*plan.node);
       if (!data.belief_wanted || data.fixed_state >= 0) continue;
       if (!weighs_findings_)
-        lists_.steps.push_back({marginal_, &control_of_belief(table, plan), nullptr, engine_.belief_totals.data() + used});
+        lists_.steps.push_back(
+            {marginal_, &control_of_belief(table, plan), nullptr, engine_.belief_totals.data() + used});
       used += plan.node->number_of_states;
     }
     return used;
@@ -300,7 +299,8 @@ class Planner {
       const size_t size = engine_.separators[link.separator].old.shape.size;
       if (used > 0 && used + size > engine_.totals.size()) break;
       if (!weighs_findings_)
-        lists_.steps.push_back({marginal_, &controls(work).of_link(link), nullptr, engine_.totals.data() + used});
+        lists_.steps.push_back(
+            {marginal_, &controls(work).of_link(link), nullptr, engine_.totals.data() + used});
       used += size;
     }
     return l;
