@@ -214,7 +214,7 @@ void make_room(TreeEngine& engine) {
     for (const BeliefPlan& plan : work.beliefs) states += plan.node->number_of_states;
     belief_states = std::max(belief_states, states);
   }
-  engine.totals.allocate(std::max(separator_size, std::min(separator_sum, kSharedTotals)));
+  engine.totals.allocate_uninitialized(std::max(separator_size, std::min(separator_sum, kSharedTotals)));
   engine.belief_totals.allocate(belief_states);
   engine.pass_totals.allocate_uninitialized(own_totals_for(largest));
   reserve_portion(engine);
