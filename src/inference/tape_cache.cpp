@@ -80,8 +80,8 @@ bool TapeCache::wants_tape() noexcept {
 
 void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
   const bool as_it_is = deserves_threads(*engine.domain, tape);
-  CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, budget_ / 2);
-  if (copy.bytes > budget_ / 2) refused_ = hash_;
+  CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, budget_ / 4 * 3);
+  if (copy.bytes > budget_ / 4 * 3) refused_ = hash_;
   std::unique_ptr<uint32_t[]> pattern(new (std::nothrow) uint32_t[pattern_.size()]);
   if (!copy.memory || !pattern) return;
   auto* kept = new (std::nothrow) KeptTape(std::move(copy), as_it_is);
