@@ -285,7 +285,6 @@ class Writer {
     Item copy = item;
     copy.first_step = lists_.steps.count;
     copy.shape.counts = lists_.numbers.copy(item.shape.counts, item.shape.dimensions);
-    if (item.scalar) copy.scalar = copy_control(*item.scalar, item.shape);
     for (size_t s = item.first_step; s < item.first_step + item.step_count; ++s) copy_step(s, item.shape);
     lists_.items.add(copy);
   }

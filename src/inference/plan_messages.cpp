@@ -90,14 +90,13 @@ class Planner {
   }
 
   Item& add_item(ItemKind kind, size_t clique) noexcept {
-    Item item;
+    Item& item = lists_.items.push_back({});
     item.kind = kind;
     item.clique = static_cast<uint32_t>(clique);
     item.first_step = lists_.steps.count;
     item.shape = work(clique).table.shape;
     item.numbers = work(clique).table.numbers;
-    item.scalar = &scalar_of(work(clique));
-    return lists_.items.push_back(item);
+    return item;
   }
 
   void close_steps(Item& item) noexcept {
@@ -280,12 +279,11 @@ class Planner {
     for (const BeliefPlan& plan : plans) {
       const CompiledNode& data = compiled(*plan.node);
       if (!data.belief_wanted) continue;
-      Item item;
+      Item& item = lists_.items.push_back({});
       item.kind = ItemKind::belief;
       item.totals = used;
       item.table = &table;
       item.belief = &plan;
-      lists_.items.push_back(item);
       if (data.fixed_state < 0) used += plan.node->number_of_states;
     }
   }

@@ -20,6 +20,20 @@ namespace {
 
 constexpr tv_status_t kNeedsToAllocate = -1;  // never leaves this file
 
+// Meets one and the same number everywhere in a table.
+struct ScalarControl : Control {
+  explicit ScalarControl(const Shape& shape) noexcept {
+    steps = no_steps;
+    inner = nest;
+    finish_control(*this, shape);
+  }
+  ScalarControl(const ScalarControl&) = delete;
+  ScalarControl& operator=(const ScalarControl&) = delete;
+
+  size_t no_steps[64] = {};
+  Dimension nest[64];
+};
+
 class Runner {
  public:
   // `steps` is how often progress will be told, about.
@@ -299,8 +313,9 @@ class Runner {
 
   // The tape was written for a factored clique, but its table is stored meanwhile: only the news are missing.
   void bring_up_to_date(const Lane& lane, const Item& item) {
-    const Step normalize = {Operation::multiply, item.scalar, &engine_.inverse};
     if (item.link == static_cast<uint32_t>(kNone)) {
+      const ScalarControl control(item.shape);
+      const Step normalize = {Operation::multiply, &control, &engine_.inverse};
       if (!sweep_.plain) run_steps(lane, item, &normalize, 1);
       return;
     }
@@ -341,14 +356,15 @@ class Runner {
 
   // Scales the table so that its largest entry lies between one and two: the power of two costs no precision.
   tv_status_t rescale_table(const Lane& lane, const Item& item, CollectOutcome& outcome) {
+    const ScalarControl control(item.shape);
     double largest = 0.0;
-    const Step find_largest = {Operation::max, item.scalar, nullptr, &largest};
+    const Step find_largest = {Operation::max, &control, nullptr, &largest};
     run_steps(lane, item, &find_largest, 1);
     if (tv_status_t status = _tv_check_norm_factor(largest)) return status;
     const int exponent = std::clamp(std::ilogb(largest), -126, 126);
     const float inverse = std::ldexp(1.0f, -exponent);
     outcome.exponent += exponent;
-    const Step rescale = {Operation::multiply, item.scalar, &inverse};
+    const Step rescale = {Operation::multiply, &control, &inverse};
     run_steps(lane, item, &rescale, 1);
     return tv_status_none;
   }

@@ -41,7 +41,6 @@ struct Item {
   size_t clear_beliefs = 0;
   Shape shape;  // of the table that is run over
   float* numbers = nullptr;
-  const Control* scalar = nullptr;         // meets one entry from everywhere in the table
   const RestrictedTable* table = nullptr;  // of a belief
   const BeliefPlan* belief = nullptr;
 };

@@ -21,25 +21,29 @@ void measure_shape(Shape& shape) noexcept {
   shape.part = (states + parts - 1) / parts;
 }
 
+constexpr size_t kNothing = static_cast<size_t>(-1);
+
 void finish_control(Control& control, const Shape& shape) noexcept {
-  size_t count = 0, stride = 1;
-  control.other_size = 1;
+  Dimension* const inner = control.inner;
+  size_t count = 0, stride = 1, other_size = 1;
+  size_t following = kNothing;  // the step with which the next dimension goes on where the last one ends
   // From the innermost dimension outwards; the nest is put into order at the end.
   for (size_t d = shape.dimensions; d-- > 0;) {
-    const size_t step = control.steps[d];
-    if (step) control.other_size *= shape.counts[d];
+    const size_t step = control.steps[d], states = shape.counts[d];
+    if (step) other_size *= states;
     if (d >= shape.outer) {
-      const size_t within = d == shape.outer ? shape.part : shape.counts[d];
-      Dimension* last = count ? &control.inner[count - 1] : nullptr;
-      if (last && step == last->stride2 * last->count && (step == 0) == (last->stride2 == 0))
-        last->count *= within;
+      const size_t within = d == shape.outer ? shape.part : states;
+      if (step == following)
+        inner[count - 1].count *= within;
       else
-        control.inner[count++] = {within, stride, step};
+        inner[count++] = {within, stride, step};
+      following = step * within;  // 0 after a dimension that the other table lacks
     }
-    stride *= shape.counts[d];
+    stride *= states;
   }
-  std::reverse(control.inner, control.inner + count);
+  if (count > 1) std::reverse(inner, inner + count);
   control.inner_count = count;
+  control.other_size = other_size;
 }
 
 }  // namespace tv
