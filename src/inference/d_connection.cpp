@@ -21,11 +21,11 @@ class TrailSearch {
     for (const Node* node : engine_.pending) compiled(*node).trail_marks |= kSource;
     for (const Node* node : engine_.pending) visit(*node, kFromChild);
     while (!engine_.trail.empty()) {
-      const Node& node = *engine_.trail.back();
+      const Node& node = *engine_.tree->nodes[engine_.trail.back()];
       engine_.trail.pop_back();
       leave(node);
     }
-    for (const Node* node : engine_.wanted) compiled(*node).trail_marks = 0;
+    for (const uint32_t position : engine_.wanted) compiled(*engine_.tree->nodes[position]).trail_marks = 0;
   }
 
  private:
@@ -35,7 +35,7 @@ class TrailSearch {
     if (data.trail_marks & (from | from << 3)) return;
     want_belief(engine_, node);
     data.trail_marks |= from;
-    engine_.trail.push_back(&node);
+    engine_.trail.push_back(data.position);
   }
 
   // Goes on from every side from which the node was reached since it was last left.

@@ -173,22 +173,59 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   between.ratio = parts.take_numbers(separator->size);
 }
 
+// Calls visit(list, room) for every list of an engine, those of larger alignment first.
+template <class Visit>
+void for_each_list(TreeEngine& engine, const JunctionTree& tree, Visit visit) {
+  const ListSizes sizes = list_sizes(tree);
+  const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
+  visit(engine.cliques, cliques);
+  visit(engine.separators, cliques);
+  visit(engine.potential_plans, sizes.potentials);
+  visit(engine.link_plans, sizes.links);
+  visit(engine.belief_plans, sizes.beliefs);
+  visit(engine.sizes, sizes.sizes);
+  visit(engine.order, cliques);
+  visit(engine.reached_by, cliques);
+  visit(engine.pending, nodes);
+  visit(engine.indexes, sizes.indexes);
+  visit(engine.evidence, nodes);
+  visit(engine.changed, nodes);
+  visit(engine.wanted, nodes);
+  visit(engine.trail, 2 * nodes);
+  visit(engine.marked, cliques);
+  visit(engine.measured, cliques);
+  visit(engine.flags, sizes.flags);
+  visit(engine.silent, cliques);
+  visit(engine.spoke, cliques);
+}
+
+void make_lists(TreeEngine& engine) {
+  engine.memory.reset(new unsigned char[list_bytes(*engine.tree)]);
+  unsigned char* next = engine.memory.get();
+  for_each_list(engine, *engine.tree, [&](auto& list, size_t room) {
+    list.start(next);
+    next += room * sizeof(*list.data());
+  });
+  const size_t cliques = engine.tree->clique_count();
+  engine.cliques.fill(cliques);
+  engine.separators.fill(cliques);
+  engine.reached_by.fill(cliques, kNone);
+  engine.silent.fill(cliques);
+  engine.spoke.fill(cliques);
+}
+
 void build_cliques(TreeEngine& engine) {
   const ListSizes sizes = list_sizes(*engine.tree);
-  engine.cliques.resize(engine.tree->clique_count());
-  engine.separators.resize(engine.tree->clique_count());
-  engine.potential_plans.resize(sizes.potentials);
-  engine.link_plans.resize(sizes.links);
-  engine.belief_plans.resize(sizes.beliefs);
-  engine.sizes.resize(sizes.sizes);
-  engine.indexes.resize(sizes.indexes);
-  engine.flags.resize(sizes.flags);
+  engine.potential_plans.fill(sizes.potentials);
+  engine.link_plans.fill(sizes.links);
+  engine.belief_plans.fill(sizes.beliefs);
+  engine.sizes.fill(sizes.sizes);
   Parts parts = {engine.potential_plans.data(), engine.link_plans.data(), engine.belief_plans.data(),
                  engine.sizes.data(),           engine.indexes.data(),    engine.flags.data(),
                  engine.numbers.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
   // Utilities are no potentials here.
-  engine.potential_plans.resize(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
+  engine.potential_plans.shrink(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
 }
 
 void reserve_portion(TreeEngine& engine) {
@@ -218,12 +255,6 @@ void make_room(TreeEngine& engine) {
   engine.belief_totals.allocate(belief_states);
   engine.pass_totals.allocate_uninitialized(own_totals_for(largest));
   reserve_portion(engine);
-  engine.order.reserve(engine.cliques.size());
-  engine.reached_by.assign(engine.cliques.size(), kNone);
-  engine.marked.reserve(engine.cliques.size());
-  engine.measured.reserve(engine.cliques.size());
-  engine.silent.assign(engine.cliques.size(), 0);
-  engine.spoke.assign(engine.cliques.size(), 0);
 }
 
 // Kept tapes may take an eighth of what full tables would take, or this many bytes in all trees together.
@@ -235,14 +266,10 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   engine->domain = tree.domain;
   engine->numbers.allocate_uninitialized(kept_entries(tree));
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
+  make_lists(*engine);
   build_cliques(*engine);
   join_links(*engine);
   make_room(*engine);
-  engine->pending.reserve(tree.nodes.size());
-  engine->evidence.reserve(tree.nodes.size());
-  engine->changed.reserve(tree.nodes.size());
-  engine->wanted.reserve(tree.nodes.size());
-  engine->trail.reserve(2 * tree.nodes.size() + 2);
   engine->kept_tapes = std::make_unique<TapeCache>();
   engine->kept_tapes->prepare(tree.nodes.size(), std::max(kLeastTapeBudget / tree.domain->forest->tree_count,
                                                           table_entries(tree) * sizeof(float) / 8));
@@ -286,6 +313,13 @@ size_t kept_entries(const JunctionTree& tree) noexcept {
     if (clique.parent_separator) entries = size_add(entries, size_multiply(clique.parent_separator->size, 2));
   }
   return entries;
+}
+
+size_t list_bytes(const JunctionTree& tree) noexcept {
+  TreeEngine none;
+  size_t bytes = 0;
+  for_each_list(none, tree, [&](auto& list, size_t room) { bytes += room * sizeof(*list.data()); });
+  return bytes;
 }
 
 tv_status_t create_engines(Domain& domain) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "compile/forest.h"
+#include "inference/fixed_list.h"
 #include "inference/tape.h"
 #include "tables/control.h"
 
@@ -98,7 +99,6 @@ struct CliqueWork {
   std::span<BeliefPlan> beliefs;  // nodes for which this is the smallest table
   MemberList findings;            // members whose update findings wait to be multiplied in
   float constant = 1.0f;          // the only factor of a factored clique that has no others
-  Block<float> stored;            // the table of a clique that was factored once
 };
 
 struct TreeEngine {
@@ -107,39 +107,42 @@ struct TreeEngine {
 
   JunctionTree* tree = nullptr;
   Domain* domain = nullptr;
-  std::vector<CliqueWork> cliques;        // by position in the tree
-  std::vector<SeparatorWork> separators;  // by position of the child clique
-  Block<float> numbers;                   // all tables and ratios
-  Block<double> totals;                   // marginals on their way into separators
+  // The lists lie in one block: small networks are made of small lists, which cost more to allocate than to
+  // fill.
+  std::unique_ptr<unsigned char[]> memory;
+  FixedList<CliqueWork> cliques;        // by position in the tree
+  FixedList<SeparatorWork> separators;  // by position of the child clique
+  Block<float> numbers;                 // all tables and ratios
+  Block<double> totals;                 // marginals on their way into separators
   Block<double> belief_totals;
-  Block<double> pass_totals;                   // of the parts of a pass over a large table
-  std::vector<PotentialPlan> potential_plans;  // of all cliques, and so on: small networks are made of small
-  std::vector<LinkPlan> link_plans;            // lists, which cost more to allocate than to fill
-  std::vector<BeliefPlan> belief_plans;
-  std::vector<size_t> sizes;      // counts of shapes, strides
-  std::vector<uint32_t> indexes;  // of members and dimensions
-  std::vector<unsigned char> flags;
+  Block<double> pass_totals;         // of the parts of a pass over a large table
+  std::vector<Block<float>> stored;  // tables of cliques that were factored once
+  FixedList<PotentialPlan> potential_plans;
+  FixedList<LinkPlan> link_plans;
+  FixedList<BeliefPlan> belief_plans;
+  FixedList<size_t> sizes;      // counts of shapes, strides
+  FixedList<uint32_t> indexes;  // of members and dimensions
+  FixedList<unsigned char> flags;
 
   // What there is little of is listed, so that a change of one finding need not walk over the tree.
-  std::vector<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated
-                                   // evidence or a fixed state, and of some others
-  std::vector<uint32_t>
-      changed;  // positions of those whose entered evidence changed since it was last taken in
-  std::vector<uint32_t> marked;     // cliques
-  std::vector<uint32_t> measured;   // cliques
-  std::vector<const Node*> wanted;  // nodes with `belief_wanted`
-  bool all_in_conflict = false;     // more nodes than the pending ones may have a `conflict_clique`
-  size_t evidence_count = 0;        // nodes with propagated evidence, and with propagated likelihoods
+  FixedList<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated
+                                 // evidence or a fixed state, and of some others
+  FixedList<uint32_t> changed;   // of those whose entered evidence changed since it was last taken in
+  FixedList<uint32_t> marked;    // cliques
+  FixedList<uint32_t> measured;  // cliques
+  FixedList<uint32_t> wanted;    // positions in tree->nodes of nodes with `belief_wanted`
+  bool all_in_conflict = false;  // more nodes than the pending ones may have a `conflict_clique`
+  size_t evidence_count = 0;     // nodes with propagated evidence, and with propagated likelihoods
   size_t likelihood_count = 0;
   bool has_factored = false;  // some clique was built without a table
 
   // The schedule of one propagation: marked cliques from the root outwards.
-  std::vector<size_t> order;
-  std::vector<size_t> reached_by;     // by clique: its link towards the root; kNone for the root and
-                                      // for cliques that take no part
-  std::vector<unsigned char> silent;  // by clique: its message towards the root would be all ones
-  std::vector<unsigned char> spoke;   // by clique: it has sent one in this propagation
-  TapeLists portion;                  // what one clique does, written just before it is done
+  FixedList<size_t> order;
+  FixedList<size_t> reached_by;     // by clique: its link towards the root; kNone for the root and
+                                    // for cliques that take no part
+  FixedList<unsigned char> silent;  // by clique: its message towards the root would be all ones
+  FixedList<unsigned char> spoke;   // by clique: it has sent one in this propagation
+  TapeLists portion;                // what one clique does, written just before it is done
 
   // While a tape runs: the product of the factors is mantissa times 2 to the power exponent; the sum of a
   // table (for max), the mass of the root and its inverse.
@@ -155,8 +158,8 @@ struct TreeEngine {
   bool plans_are_stale = false;  // a kept tape was run: shapes and controls are those of an earlier
                                  // propagation
 
-  std::vector<Node*> pending;      // nodes whose evidence the current propagation takes in
-  std::vector<const Node*> trail;  // nodes that the d-connection search still has to visit
+  FixedList<Node*> pending;   // nodes whose evidence the current propagation takes in
+  FixedList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit
 
   // The copy of the initial tables that the domain keeps when asked to.
   bool keep_copy = false;
@@ -188,6 +191,9 @@ TapeRoom room_for_portion(const JunctionTree& tree) noexcept;
 
 // Allocates room for the longest tape; false when there is no memory for it.
 bool make_room_for_tape(const JunctionTree& tree, TapeLists& lists) noexcept;
+
+// Bytes of the block with the lists of an engine.
+size_t list_bytes(const JunctionTree& tree) noexcept;
 
 // Allocates the numbers and plans of every tree and the belief arrays of the nodes.
 tv_status_t create_engines(Domain& domain);

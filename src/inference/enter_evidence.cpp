@@ -70,7 +70,7 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
 }
 
 // They are sorted already where the host enters evidence in the order of its nodes.
-void sort_positions(std::vector<uint32_t>& list) noexcept {
+void sort_positions(const FixedList<uint32_t>& list) noexcept {
   if (!std::is_sorted(list.begin(), list.end())) std::sort(list.begin(), list.end());
 }
 
@@ -124,12 +124,14 @@ void count_pending_as_propagated(TreeEngine& engine) noexcept {
 
 void tidy_evidence(TreeEngine& engine) noexcept {
   sort_positions(engine.evidence);
-  std::erase_if(engine.evidence, [&](uint32_t position) {
+  const auto is_over = [&](uint32_t position) {
     const Node& node = *engine.tree->nodes[position];
     if (compiled(node).evidence_changed || !is_without_evidence(node)) return false;
     compiled(node).evidence_listed = false;
     return true;
-  });
+  };
+  const uint32_t* end = std::remove_if(engine.evidence.begin(), engine.evidence.end(), is_over);
+  engine.evidence.shrink(static_cast<size_t>(end - engine.evidence.begin()));
 }
 
 void copy_pending_evidence(TreeEngine& engine) noexcept {
@@ -188,7 +190,7 @@ void fix_states_without_plans(TreeEngine& engine) noexcept {
 }
 
 bool evidence_must_be_retracted(const JunctionTree& tree) noexcept {
-  const std::vector<uint32_t>& list = engine_of(tree).changed;
+  const FixedList<uint32_t>& list = engine_of(tree).changed;
   return std::any_of(list.begin(), list.end(),
                      [&](uint32_t position) { return must_be_retracted(*tree.nodes[position]); });
 }

@@ -18,9 +18,10 @@ void for_each_member(const PotentialPlan& plan, Visit visit) noexcept {
       visit(*(*plan.members)[m], plan.strides[m]);
 }
 
-void take_table(CliqueWork& work, Block<float> table) noexcept {
-  work.stored = std::move(table);
-  work.table.numbers = work.stored.data();
+void take_table(CliqueWork& work, Block<float> table) {
+  std::vector<Block<float>>& stored = engine_of(*work.clique->tree).stored;
+  stored.push_back(std::move(table));
+  work.table.numbers = stored.back().data();
   work.factored = false;
 }
 

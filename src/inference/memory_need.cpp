@@ -1,6 +1,6 @@
-// Adding up, array by array, what the engines of a domain will hold: it follows engine.cpp, and a test holds
-// it against the bytes that are really asked for. Large tables need little but their numbers; in networks of
-// many small cliques most of it is plans.
+// Adding up what the engines of a domain will hold: it follows engine.cpp, and a test holds it against the
+// bytes that are really asked for. Large tables need little but their numbers; in networks of many small
+// cliques most of it is plans.
 
 #include "inference/memory_need.h"
 
@@ -28,32 +28,24 @@ class Bytes {
   size_t total_ = 0;
 };
 
-// The members whose belief is read from a table, and the states that they have together.
-struct Beliefs {
-  size_t count = 0;
-  size_t states = 0;
-};
-
+// States that the members whose belief is read from a table have together.
 template <class Reads>
-Beliefs beliefs_of(const NodeList& members, Reads reads) noexcept {
-  Beliefs beliefs;
-  for (const Node* node : members) {
-    if (!reads(compiled(*node).belief_source)) continue;
-    ++beliefs.count;
-    beliefs.states = size_add(beliefs.states, node->number_of_states);
-  }
-  return beliefs;
+size_t states_of_beliefs(const NodeList& members, Reads reads) noexcept {
+  size_t states = 0;
+  for (const Node* node : members)
+    if (reads(compiled(*node).belief_source)) states = size_add(states, node->number_of_states);
+  return states;
 }
 
-Beliefs beliefs_of(const Clique& clique) noexcept {
-  return beliefs_of(clique.members(), [&](const BeliefSource& source) {
+size_t states_of_beliefs(const Clique& clique) noexcept {
+  return states_of_beliefs(clique.members(), [&](const BeliefSource& source) {
     return !source.separator && source.clique == &clique;
   });
 }
 
-Beliefs beliefs_of(const Separator& separator) noexcept {
-  return beliefs_of(separator.members,
-                    [&](const BeliefSource& source) { return source.separator == &separator; });
+size_t states_of_beliefs(const Separator& separator) noexcept {
+  return states_of_beliefs(separator.members,
+                           [&](const BeliefSource& source) { return source.separator == &separator; });
 }
 
 // What the working memory of a tree is measured by: the largest of its cliques in several respects.
@@ -64,34 +56,7 @@ struct Extents {
   size_t clique_size = 1;     // of the largest clique
 };
 
-void add_restricted_table(Bytes& bytes, const NodeList& members, size_t size) noexcept {
-  bytes.add<float>(size);
-  bytes.add<unsigned char>(members.size());  // fixed
-  bytes.add<size_t>(members.size());         // counts
-  bytes.add<uint32_t>(members.size());       // dimensions
-}
-
-void add_separator(Bytes& bytes, Extents& extents, const Separator& separator) noexcept {
-  add_restricted_table(bytes, separator.members, separator.size);
-  bytes.add<float>(separator.size);  // the ratio
-  const Beliefs beliefs = beliefs_of(separator);
-  bytes.add<BeliefPlan>(beliefs.count);
-  extents.belief_states = std::max(extents.belief_states, beliefs.states);
-}
-
-void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
-  const size_t members = clique.members().size();
-  const size_t potentials = clique.potential_count(), links = clique.links.size();
-  const Beliefs beliefs = beliefs_of(clique);
-  add_restricted_table(bytes, clique.members(),
-                       prefers_factors(clique) ? factor_entries(clique) : clique.table.size);
-  bytes.add<PotentialPlan>(potentials);
-  bytes.add<LinkPlan>(links);
-  bytes.add<BeliefPlan>(beliefs.count);
-  bytes.add<size_t>(potentials * members);     // strides
-  bytes.add<uint32_t>((links + 1) * members);  // members of separators, findings
-  if (clique.parent_separator) add_separator(bytes, extents, *clique.parent_separator);
-
+void measure(Extents& extents, const Clique& clique) noexcept {
   size_t around = 0;
   for (const Link& link : clique.links) {
     around = size_add(around, link.separator->size);
@@ -99,26 +64,22 @@ void add_clique(Bytes& bytes, Extents& extents, const Clique& clique) noexcept {
   }
   extents.separators_sum = std::max(extents.separators_sum, around);
   extents.clique_size = std::max(extents.clique_size, clique.table.size);
-  extents.belief_states = std::max(extents.belief_states, beliefs.states);
+  extents.belief_states = std::max(extents.belief_states, states_of_beliefs(clique));
+  if (clique.parent_separator)
+    extents.belief_states = std::max(extents.belief_states, states_of_beliefs(*clique.parent_separator));
 }
 
 void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
-  const size_t cliques = tree.clique_count();
   Extents extents;
-  for (size_t c = 0; c < cliques; ++c) add_clique(bytes, extents, *tree.cliques[c]);
+  for (size_t c = 0; c < tree.clique_count(); ++c) measure(extents, *tree.cliques[c]);
   bytes.add<TreeEngine>(1);
-  bytes.add<CliqueWork>(cliques);
-  bytes.add<SeparatorWork>(cliques);
+  bytes.add<char>(list_bytes(tree));
+  bytes.add<float>(kept_entries(tree));
   bytes.add<double>(std::max(extents.separator_size, std::min(extents.separators_sum, kSharedTotals)));
   bytes.add<double>(extents.belief_states);
   bytes.add<double>(own_totals_for(extents.clique_size));
-  bytes.add<unsigned char>(room_for_portion(tree).bytes());
-  bytes.add<size_t>(2 * cliques);               // order, reached_by
-  bytes.add<unsigned char>(2 * cliques);        // silent, spoke
-  bytes.add<uint32_t>(2 * cliques);             // marked, measured
-  bytes.add<uint32_t>(2 * tree.nodes.size());   // evidence, changed
-  bytes.add<Node*>(4 * tree.nodes.size() + 2);  // pending, wanted, trail
-  if (tree.has_continuous) bytes.add<unsigned char>(cg_memory_needed(tree));
+  bytes.add<char>(room_for_portion(tree).bytes());
+  if (tree.has_continuous) bytes.add<char>(cg_memory_needed(tree));
   bytes.add<TapeCache>(1);
   bytes.add<uint32_t>(tree.nodes.size() + 1);  // its pattern
   bytes.add<char>(utility_engine_bytes(tree));

@@ -93,14 +93,14 @@ class Planner {
     Item& item = lists_.items.push_back({});
     item.kind = kind;
     item.clique = static_cast<uint32_t>(clique);
-    item.first_step = lists_.steps.count;
+    item.first_step = lists_.steps.size();
     item.shape = work(clique).table.shape;
     item.numbers = work(clique).table.numbers;
     return item;
   }
 
   void close_steps(Item& item) noexcept {
-    item.step_count = static_cast<uint32_t>(lists_.steps.count - item.first_step);
+    item.step_count = static_cast<uint32_t>(lists_.steps.size() - item.first_step);
   }
 
   void add_initial_product(CliqueWork& work) noexcept {
@@ -110,7 +110,7 @@ class Planner {
       if (plan.node && decision_is_made(*plan.node)) {
         lists_.steps.push_back({operation, &scalar_of(work), &kOne});
       } else if (plan.table()) {
-        lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.count, &plan});
+        lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.size(), &plan});
         lists_.steps.push_back({operation, &controls(work).of_potential(plan), plan.copy});
       } else {
         lists_.steps.push_back({operation, &scalar_of(work), &plan.uniform});
@@ -179,7 +179,7 @@ class Planner {
       return leads_away(link) && engine_.spoke[link.neighbor];
     };
     for_each_factor(work, holds, controls(work), [&](const Step& step) { lists_.steps.push_back(step); });
-    item.formed = static_cast<uint32_t>(lists_.steps.count - item.first_step);
+    item.formed = static_cast<uint32_t>(lists_.steps.size() - item.first_step);
   }
 
   // Findings that were entered on members since the last propagation.
@@ -221,7 +221,7 @@ class Planner {
       add_all_factors(item, work, towards_root);
     else
       add_news(work, towards_root);
-    item.updates = static_cast<uint32_t>(lists_.steps.count - item.first_step);
+    item.updates = static_cast<uint32_t>(lists_.steps.size() - item.first_step);
     if (sweep_.equilibrium == tv_equilibrium_max)
       lists_.steps.push_back({Operation::sum, &scalar_of(work), nullptr, &engine_.table_sum});
   }

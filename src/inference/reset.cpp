@@ -111,8 +111,7 @@ tv_status_t initialize_to_sum(JunctionTree& tree) {
 template <class Visit>
 void for_each_block(const TreeEngine& engine, Visit visit) {
   visit(engine.numbers);
-  for (const CliqueWork& work : engine.cliques)
-    if (work.stored.size()) visit(work.stored);
+  for (const Block<float>& block : engine.stored) visit(block);
 }
 
 void save_tables(JunctionTree& tree) {

@@ -33,8 +33,8 @@ void walk(TreeEngine& engine, size_t start, Admits admits) noexcept {
 // never on the way between the others.
 void connect_marked(TreeEngine& engine) noexcept {
   forget_order(engine);
-  std::vector<size_t>& open = engine.order;
-  open.assign(engine.marked.begin(), engine.marked.end());
+  FixedList<size_t>& open = engine.order;
+  for (const uint32_t clique : engine.marked) open.push_back(clique);
   std::make_heap(open.begin(), open.end());
   while (open.size() > 1) {
     std::pop_heap(open.begin(), open.end());
@@ -107,7 +107,7 @@ void want_belief(TreeEngine& engine, const Node& node) noexcept {
   CompiledNode& data = compiled(node);
   if (data.belief_wanted) return;
   data.belief_wanted = true;
-  engine.wanted.push_back(&node);
+  engine.wanted.push_back(data.position);
 }
 
 void want_all_beliefs(TreeEngine& engine) noexcept {
@@ -116,7 +116,7 @@ void want_all_beliefs(TreeEngine& engine) noexcept {
 }
 
 void want_no_beliefs(TreeEngine& engine) noexcept {
-  for (const Node* node : engine.wanted) compiled(*node).belief_wanted = false;
+  for (const uint32_t position : engine.wanted) compiled(*engine.tree->nodes[position]).belief_wanted = false;
   engine.wanted.clear();
 }
 

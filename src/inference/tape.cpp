@@ -73,7 +73,7 @@ void enlarge(TapeRoom& largest, const TapeRoom& room) noexcept {
 // Hands out a part of the block and goes on behind it.
 template <class T>
 void take(FixedList<T>& list, unsigned char*& next, size_t count) noexcept {
-  list = {reinterpret_cast<T*>(next), 0};
+  list.start(next);
   next += count * sizeof(T);
 }
 
@@ -96,12 +96,16 @@ void TapeLists::set_room(std::unique_ptr<unsigned char[]> block, const TapeRoom&
 }
 
 void TapeLists::clear() noexcept {
-  items.count = steps.count = potential_steps.count = 0;
-  controls.count = control_steps.count = control_nests.count = 0;
+  items.clear();
+  steps.clear();
+  potential_steps.clear();
+  controls.clear();
+  control_steps.clear();
+  control_nests.clear();
 }
 
 Tape TapeLists::tape() const noexcept {
-  return {items.data, items.count, steps.data, potential_steps.data, potential_steps.count};
+  return {items.data(), items.size(), steps.data(), potential_steps.data(), potential_steps.size()};
 }
 
 TapeRoom room_for_tape(const JunctionTree& tree) noexcept {

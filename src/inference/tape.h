@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "inference/fixed_list.h"
 #include "network/types.h"
 #include "tables/control.h"
 
@@ -71,16 +72,6 @@ struct TapeRoom {
   size_t bytes() const noexcept;
 };
 
-// A list in room that was given to it.
-template <class T>
-struct FixedList {
-  T* data = nullptr;
-  size_t count = 0;
-
-  T& push_back(const T& entry) noexcept { return data[count++] = entry; }
-  T& back() noexcept { return data[count - 1]; }
-};
-
 // Where a tape, or a part of one, is written.
 struct TapeLists {
   std::unique_ptr<unsigned char[]> memory;
@@ -99,12 +90,11 @@ struct TapeLists {
   template <class Fill>
   const Control& make_control(const Shape& shape, Fill fill) noexcept {
     Control control;
-    control.steps = control_steps.data + control_steps.count;
-    control.inner = control_nests.data + control_nests.count;
+    control.steps = control_steps.take(shape.dimensions);
+    control.inner = control_nests.end();
     fill(control.steps);
     finish_control(control, shape);
-    control_steps.count += shape.dimensions;
-    control_nests.count += control.inner_count;
+    control_nests.take(control.inner_count);
     return controls.push_back(control);
   }
   Tape tape() const noexcept;
