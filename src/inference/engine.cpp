@@ -257,7 +257,7 @@ void make_room(TreeEngine& engine) {
   reserve_portion(engine);
 }
 
-// Kept tapes may take an eighth of what full tables would take, or this many bytes in all trees together.
+// Kept tapes may take a quarter of what full tables would take, or this many bytes in all trees together.
 constexpr size_t kLeastTapeBudget = 1 << 20;
 
 std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
@@ -271,8 +271,8 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   join_links(*engine);
   make_room(*engine);
   engine->kept_tapes = std::make_unique<TapeCache>();
-  engine->kept_tapes->prepare(tree.nodes.size(), std::max(kLeastTapeBudget / tree.domain->forest->tree_count,
-                                                          table_entries(tree) * sizeof(float) / 8));
+  const size_t share = kLeastTapeBudget / tree.domain->forest->nodes.size() * tree.nodes.size();
+  engine->kept_tapes->prepare(tree.nodes.size(), std::max(share, table_entries(tree) * sizeof(float) / 4));
   apply_fixed_states(*engine);
   engine->utilities = new_utility_engine(tree);
   return engine;

@@ -61,18 +61,22 @@ const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibri
     if (data.propagated_state != kNoEvidence) add(data.position * 2 + (data.propagated_state >= 0));
   });
   hash_ = hash;
+  ++clock_;
   for (std::unique_ptr<KeptTape>& kept : tapes_) {
     if (!kept || kept->hash != hash || kept->pattern_size != pattern_.size() ||
         !std::equal(pattern_.begin(), pattern_.end(), kept->pattern.get()))
       continue;
-    kept->used = ++clock_;
+    kept->used = clock_;
     return &kept->copy.tape;
   }
   return nullptr;
 }
 
 bool TapeCache::wants_tape() noexcept {
-  if (std::find(seen_, seen_ + kSeen, hash_) != seen_ + kSeen) return hash_ != refused_;
+  if (std::find(seen_, seen_ + kSeen, hash_) != seen_ + kSeen)
+    return std::none_of(refused_, refused_ + kTapes, [&](const Refusal& refusal) {
+      return refusal.hash == hash_ && clock_ - refusal.when < kAskAgain;
+    });
   seen_[next_seen_] = hash_;
   next_seen_ = (next_seen_ + 1) % kSeen;
   return false;
@@ -80,8 +84,12 @@ bool TapeCache::wants_tape() noexcept {
 
 void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
   const bool as_it_is = deserves_threads(*engine.domain, tape);
-  CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, budget_ / 4 * 3);
-  if (copy.bytes > budget_ / 4 * 3) refused_ = hash_;
+  const size_t room = room_for_one();
+  CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, room);
+  if (copy.bytes > room) {
+    refused_[next_refused_] = {hash_, clock_};
+    next_refused_ = (next_refused_ + 1) % kTapes;
+  }
   std::unique_ptr<uint32_t[]> pattern(new (std::nothrow) uint32_t[pattern_.size()]);
   if (!copy.memory || !pattern) return;
   auto* kept = new (std::nothrow) KeptTape(std::move(copy), as_it_is);
@@ -90,9 +98,20 @@ void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_
   kept->pattern = std::move(pattern);
   kept->pattern_size = pattern_.size();
   kept->hash = hash_;
-  kept->used = ++clock_;
+  kept->used = clock_;
   make_room(kept->copy.bytes);
   *std::find(tapes_, tapes_ + kTapes, nullptr) = std::unique_ptr<KeptTape>(kept);
+}
+
+// Tapes that are used again and again stay: were they given up for each other, all would be copied in vain.
+size_t TapeCache::room_for_one() const noexcept {
+  size_t in_use = 0, tapes = 0;
+  for (const std::unique_ptr<KeptTape>& kept : tapes_) {
+    if (!kept || clock_ - kept->used > kSeen) continue;
+    in_use += kept->copy.bytes;
+    ++tapes;
+  }
+  return in_use < budget_ && tapes < kTapes ? budget_ - in_use : 0;
 }
 
 // Forgets those that were used longest ago until there is a place, and so many bytes are left.

@@ -37,7 +37,14 @@ class TapeCache {
  private:
   static constexpr size_t kTapes = 8;
   static constexpr size_t kSeen = 32;
+  static constexpr uint64_t kAskAgain = 100;
 
+  struct Refusal {
+    uint64_t hash = 0;
+    uint64_t when = 0;
+  };
+
+  size_t room_for_one() const noexcept;
   void make_room(size_t bytes) noexcept;
   bool plans_hold(const TreeEngine& engine) noexcept;
 
@@ -46,10 +53,11 @@ class TapeCache {
   uint64_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
   size_t next_seen_ = 0;
   std::unique_ptr<KeptTape> tapes_[kTapes];
-  uint64_t clock_ = 0;
+  uint64_t clock_ = 0;      // counts what was looked for
   size_t layouts_ = kNone;  // the domain's count of layouts when plans were last compared with tables
   size_t budget_ = 0;
-  uint64_t refused_ = 0;  // the pattern whose tape was too large
+  Refusal refused_[kTapes];  // patterns whose tapes were too large
+  size_t next_refused_ = 0;
 };
 
 }  // namespace tv
