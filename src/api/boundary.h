@@ -1,5 +1,5 @@
 // The boundary between the host and the library: every exported function that can fail does its
-// work inside `guarded`, the only place where an exception is caught. `std::bad_alloc` becomes
+// work inside `guarded`, and exceptions are caught nowhere but in this file. `std::bad_alloc` becomes
 // `no_memory`; nothing else is ever thrown on purpose.
 #pragma once
 
@@ -26,6 +26,17 @@ template <class Work>
 tv_status_t guarded(Work work) noexcept {
   guarded(0, [&] { return store_status(work()); });
   return current_status();
+}
+
+// Runs work that may also be left undone; whether there was enough memory for it. Stores nothing.
+template <class Work>
+bool succeeds_with_memory(Work work) noexcept {
+  try {
+    work();
+    return true;
+  } catch (...) {
+    return false;
+  }
 }
 
 }  // namespace tv

@@ -257,8 +257,16 @@ void make_room(TreeEngine& engine) {
   reserve_portion(engine);
 }
 
-// Kept tapes may take a quarter of what full tables would take, or this many bytes in all trees together.
+// Kept tapes and plans may take a quarter of what full tables would take, or this many bytes in all trees
+// together.
 constexpr size_t kLeastTapeBudget = 1 << 20;
+
+size_t tape_budget(const JunctionTree& tree) noexcept {
+  const double share =
+      static_cast<double>(tree.nodes.size()) / static_cast<double>(tree.domain->forest->participants);
+  const auto least = static_cast<size_t>(share * static_cast<double>(kLeastTapeBudget));
+  return std::max(least, table_entries(tree) * sizeof(float) / 4);
+}
 
 std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   auto engine = std::make_unique<TreeEngine>();
@@ -271,8 +279,7 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   join_links(*engine);
   make_room(*engine);
   engine->kept_tapes = std::make_unique<TapeCache>();
-  const size_t share = kLeastTapeBudget / tree.domain->forest->nodes.size() * tree.nodes.size();
-  engine->kept_tapes->prepare(tree.nodes.size(), std::max(share, table_entries(tree) * sizeof(float) / 4));
+  engine->kept_tapes->prepare(tree.nodes.size(), tape_budget(tree));
   apply_fixed_states(*engine);
   engine->utilities = new_utility_engine(tree);
   return engine;

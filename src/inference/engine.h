@@ -158,6 +158,8 @@ struct TreeEngine {
   bool plans_are_stale = false;  // a kept tape was run: shapes and controls are those of an earlier
                                  // propagation
 
+  bool has_beliefs_only = false;  // the equilibrium came from an elimination plan: there are no tables yet
+
   FixedList<Node*> pending;   // nodes whose evidence the current propagation takes in
   FixedList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit
 

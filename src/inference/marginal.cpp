@@ -10,6 +10,7 @@
 #include "api/boundary.h"
 #include "inference/cg_answers.h"
 #include "inference/factor.h"
+#include "inference/form_tables.h"
 #include "inference/schedule.h"
 #include "tables/number_bounds.h"
 #include "tables/table_operations.h"
@@ -204,7 +205,12 @@ std::unique_ptr<Table> _tv_domain_marginal(Domain& domain, const NodeList& nodes
       largest_entry |= tree.equilibrium == tv_equilibrium_max;
       if (compiled(*node).fixed_state < 0 && node->number_of_states > 1) wanted.push_back(node);
     }
-    if (!wanted.empty()) factors.push_back(TreeMarginal(tree, wanted).compute());
+    if (wanted.empty()) continue;
+    if (tv_status_t status = form_tables(tree)) {
+      store_status(status);
+      return nullptr;
+    }
+    factors.push_back(TreeMarginal(tree, wanted).compute());
   }
   std::unique_ptr<Table> table = spread(domain, nodes, factors);
   if (!table) return nullptr;

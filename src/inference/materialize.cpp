@@ -8,6 +8,7 @@
 #include "inference/engine.h"
 #include "inference/evidence.h"
 #include "inference/factored.h"
+#include "inference/form_tables.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -103,6 +104,7 @@ void write_table(const Clique& clique, const float* full) noexcept {
 
 tv_status_t materialize_clique(Table& table) {
   const Clique& clique = *static_cast<const Clique*>(table.materialize_source);
+  if (tv_status_t status = form_tables(*clique.tree)) return status;
   refresh_plans(engine_of(*clique.tree));
   CliqueWork& work = work_of(clique);
   if (has_data(table) && work.materialized == work.version) return tv_status_none;

@@ -9,9 +9,11 @@
 #include "api/boundary.h"
 #include "inference/cg_engine.h"
 #include "inference/d_connection.h"
+#include "inference/elimination_plan.h"
 #include "inference/enter_evidence.h"
 #include "inference/evidence.h"
 #include "inference/factored.h"
+#include "inference/form_tables.h"
 #include "inference/messages.h"
 #include "inference/model_tables.h"
 #include "inference/reset.h"
@@ -114,18 +116,38 @@ void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_
   tree.likelihood_propagated = engine.likelihood_count > 0;
 }
 
+// Beliefs without tables. `no_value` where that is not worth while, memory is short, or a product of factors
+// becomes too small.
+tv_status_t propagate_by_elimination(const Sweep& sweep, EliminationPlan* kept) {
+  TreeEngine& engine = sweep.engine;
+  TapeCache& cache = *engine.kept_tapes;
+  if (!may_eliminate(sweep)) return tv_status_no_value;
+  std::unique_ptr<EliminationPlan> fresh;
+  if (!kept && !succeeds_with_memory([&] { fresh = plan_elimination(engine); })) return tv_status_no_value;
+  EliminationPlan* plan = kept ? kept : fresh.get();
+  if (!plan) return tv_status_no_value;
+  if (tv_status_t status = run_elimination(engine, *plan)) return status;
+  fix_states_without_plans(engine);
+  engine.has_beliefs_only = true;
+  if (fresh) cache.keep(std::move(fresh));
+  return tv_status_none;
+}
+
 // From the potentials, all cliques taking part: what is to be done depends only on which nodes are observed.
 tv_status_t propagate_anew(const Sweep& sweep) {
   TreeEngine& engine = sweep.engine;
-  if (const Tape* kept = engine.kept_tapes->find(engine, sweep.equilibrium)) {
+  const TapeCache::Found kept = engine.kept_tapes->find(engine, sweep.equilibrium);
+  if (kept.tape) {
     fix_states_without_plans(engine);
-    return run_messages(sweep, *kept);
+    return run_messages(sweep, *kept.tape);
   }
+  if (tv_status_t status = propagate_by_elimination(sweep, kept.plan); status != tv_status_no_value)
+    return status;
   fix_states(engine);
   want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
   const size_t start = _tv_identify_subtree(engine, kNone);
   TapeLists lists;
-  if (!engine.kept_tapes->wants_tape() || !make_room_for_tape(*engine.tree, lists))
+  if (!engine.kept_tapes->wants_to_keep() || !make_room_for_tape(*engine.tree, lists))
     return _tv_jt_global_propagate(sweep, start);
   const Tape tape = plan_messages(sweep, start, lists);
   if (tv_status_t status = run_messages(sweep, tape)) return status;
@@ -270,6 +292,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
     recovery.dismiss();
     return tv_status_none;
   }
+  if (tv_status_t status = form_tables(tree)) return status;
   const bool may_have_lost = engine.cg && engine.cg->incorporated;
   tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);
   const bool stopped = status == tv_status_error;

@@ -12,6 +12,7 @@
 #include "inference/chain_divisor.h"
 #include "inference/evidence.h"
 #include "inference/factored.h"
+#include "inference/form_tables.h"
 #include "inference/messages.h"
 #include "inference/model_tables.h"
 #include "inference/schedule.h"
@@ -237,10 +238,12 @@ bool holds_initial_tables(const JunctionTree& tree) noexcept {
 
 tv_status_t save_domain_to_memory(Domain& domain) {
   for (JunctionTree& tree : domain.forest->trees) {
-    if (holds_initial_tables(tree))
+    if (holds_initial_tables(tree)) {
+      if (tv_status_t status = form_tables(tree)) return status;
       save_tables(tree);
-    else if (!engine_of(tree).keep_copy)
+    } else if (!engine_of(tree).keep_copy) {
       engine_of(tree).copy.reset();  // of an attempt that ran out of memory
+    }
   }
   for (JunctionTree& tree : domain.forest->trees) engine_of(tree).keep_copy = true;
   return tv_status_none;

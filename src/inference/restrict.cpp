@@ -176,6 +176,7 @@ void refresh_plans(TreeEngine& engine) noexcept {
 }
 
 void forget_tables(TreeEngine& engine) noexcept {
+  engine.has_beliefs_only = false;
   for (CliqueWork& work : engine.cliques) {
     work.initialized = false;
     work.constant = 1.0f;

@@ -1,4 +1,4 @@
-// The list of kept tapes, and how they are found again.
+// The list of kept tapes and plans, and how they are found again.
 
 #include "inference/tape_cache.h"
 
@@ -7,18 +7,18 @@
 
 #include "inference/branches.h"
 #include "inference/copy_tape.h"
+#include "inference/elimination_plan.h"
 
 namespace tv {
 
-// One block of memory holds the pattern, another what the tape points to.
+// A plan, or a tape; one block of memory holds the pattern, another what the tape points to.
 struct KeptTape {
-  KeptTape(CopiedTape&& copied, bool as_it_is) noexcept : copy(std::move(copied)) {
-    if (!as_it_is) copy.tape.brief = &copy.brief;
-  }
-
   CopiedTape copy;
+  bool for_threads = false;  // the tape was written for several
+  std::unique_ptr<EliminationPlan> plan;
   std::unique_ptr<uint32_t[]> pattern;
   size_t pattern_size = 0;
+  size_t bytes = 0;
   uint64_t hash = 0;
   uint64_t used = 0;  // when it was last found
 };
@@ -44,10 +44,14 @@ void TapeCache::prepare(size_t nodes, size_t budget) {
 bool TapeCache::plans_hold(const TreeEngine& engine) noexcept {
   if (layouts_ == engine.domain->table_layouts) return true;
   layouts_ = engine.domain->table_layouts;
-  return std::all_of(engine.potential_plans.begin(), engine.potential_plans.end(), plan_holds);
+  const bool tapes_hold =
+      std::all_of(engine.potential_plans.begin(), engine.potential_plans.end(), plan_holds);
+  return std::all_of(tapes_, tapes_ + kTapes, [tapes_hold](const std::unique_ptr<KeptTape>& kept) {
+    return !kept || (kept->plan ? kept->plan->holds() : tapes_hold);
+  });
 }
 
-const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
+TapeCache::Found TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
   if (!plans_hold(engine)) clear();
   uint64_t hash = 14695981039346656037u;  // Fowler, Noll and Vo's hash
   pattern_.clear();
@@ -55,52 +59,89 @@ const Tape* TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equilibri
     pattern_.push_back(mark);
     hash = (hash ^ mark) * 1099511628211u;
   };
-  add((equilibrium == tv_equilibrium_max) + 2 * (engine.domain->concurrency_level > 1));
+  add(equilibrium == tv_equilibrium_max);
   for_each_with_evidence(engine, [&](const Node& node) {
     const CompiledNode& data = compiled(node);
     if (data.propagated_state != kNoEvidence) add(data.position * 2 + (data.propagated_state >= 0));
   });
   hash_ = hash;
   ++clock_;
+  was_seen_ = false;
+  const bool has_threads = engine.domain->concurrency_level > 1;
   for (std::unique_ptr<KeptTape>& kept : tapes_) {
     if (!kept || kept->hash != hash || kept->pattern_size != pattern_.size() ||
-        !std::equal(pattern_.begin(), pattern_.end(), kept->pattern.get()))
+        !std::equal(pattern_.begin(), pattern_.end(), kept->pattern.get()) ||
+        (!kept->plan && kept->for_threads != has_threads))
       continue;
     kept->used = clock_;
-    return &kept->copy.tape;
+    if (kept->plan) return {nullptr, kept->plan.get()};
+    return {&kept->copy.tape, nullptr};
   }
-  return nullptr;
+  was_seen_ = note_pattern();
+  return {};
 }
 
-bool TapeCache::wants_tape() noexcept {
-  if (std::find(seen_, seen_ + kSeen, hash_) != seen_ + kSeen)
-    return std::none_of(refused_, refused_ + kTapes, [&](const Refusal& refusal) {
-      return refusal.hash == hash_ && clock_ - refusal.when < kAskAgain;
-    });
+bool TapeCache::note_pattern() noexcept {
+  if (std::find(seen_, seen_ + kSeen, hash_) != seen_ + kSeen) return true;
   seen_[next_seen_] = hash_;
   next_seen_ = (next_seen_ + 1) % kSeen;
   return false;
+}
+
+bool TapeCache::wants_to_keep() const noexcept {
+  return was_seen_ && std::none_of(refused_, refused_ + kTapes, [&](const Refusal& refusal) {
+           return refusal.hash == hash_ && clock_ - refusal.when < kAskAgain;
+         });
+}
+
+void TapeCache::refuse() noexcept {
+  refused_[next_refused_] = {hash_, clock_};
+  next_refused_ = (next_refused_ + 1) % kTapes;
+}
+
+bool TapeCache::wants_tables() const noexcept {
+  return std::find(table_wanting_, table_wanting_ + kSeen, hash_) != table_wanting_ + kSeen;
+}
+
+void TapeCache::want_tables() noexcept {
+  table_wanting_[next_table_wanting_] = hash_;
+  next_table_wanting_ = (next_table_wanting_ + 1) % kSeen;
+  for (std::unique_ptr<KeptTape>& kept : tapes_)
+    if (kept && kept->plan && kept->hash == hash_) kept.reset();
 }
 
 void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
   const bool as_it_is = deserves_threads(*engine.domain, tape);
   const size_t room = room_for_one();
   CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, room);
-  if (copy.bytes > room) {
-    refused_[next_refused_] = {hash_, clock_};
-    next_refused_ = (next_refused_ + 1) % kTapes;
-  }
-  std::unique_ptr<uint32_t[]> pattern(new (std::nothrow) uint32_t[pattern_.size()]);
-  if (!copy.memory || !pattern) return;
-  auto* kept = new (std::nothrow) KeptTape(std::move(copy), as_it_is);
+  if (copy.bytes > room) refuse();
+  std::unique_ptr<KeptTape> kept(new (std::nothrow) KeptTape);
+  if (!copy.memory || !kept) return;
+  kept->copy = std::move(copy);
+  if (!as_it_is) kept->copy.tape.brief = &kept->copy.brief;
+  kept->for_threads = engine.domain->concurrency_level > 1;
+  kept->bytes = kept->copy.bytes;
+  add(std::move(kept));
+}
+
+void TapeCache::keep(std::unique_ptr<EliminationPlan> plan) noexcept {
+  if (plan->bytes() > room_for_one()) return refuse();
+  std::unique_ptr<KeptTape> kept(new (std::nothrow) KeptTape);
   if (!kept) return;
-  std::copy(pattern_.begin(), pattern_.end(), pattern.get());
-  kept->pattern = std::move(pattern);
+  kept->bytes = plan->bytes();
+  kept->plan = std::move(plan);
+  add(std::move(kept));
+}
+
+void TapeCache::add(std::unique_ptr<KeptTape> kept) noexcept {
+  kept->pattern.reset(new (std::nothrow) uint32_t[pattern_.size()]);
+  if (!kept->pattern) return;
+  std::copy(pattern_.begin(), pattern_.end(), kept->pattern.get());
   kept->pattern_size = pattern_.size();
   kept->hash = hash_;
   kept->used = clock_;
-  make_room(kept->copy.bytes);
-  *std::find(tapes_, tapes_ + kTapes, nullptr) = std::unique_ptr<KeptTape>(kept);
+  make_room(kept->bytes);
+  *std::find(tapes_, tapes_ + kTapes, nullptr) = std::move(kept);
 }
 
 // Tapes that are used again and again stay: were they given up for each other, all would be copied in vain.
@@ -108,7 +149,7 @@ size_t TapeCache::room_for_one() const noexcept {
   size_t in_use = 0, tapes = 0;
   for (const std::unique_ptr<KeptTape>& kept : tapes_) {
     if (!kept || clock_ - kept->used > kSeen) continue;
-    in_use += kept->copy.bytes;
+    in_use += kept->bytes;
     ++tapes;
   }
   return in_use < budget_ && tapes < kTapes ? budget_ - in_use : 0;
@@ -123,7 +164,7 @@ void TapeCache::make_room(size_t bytes) noexcept {
     for (std::unique_ptr<KeptTape>& kept : tapes_) {
       has_place |= !kept;
       if (!kept) continue;
-      in_use += kept->copy.bytes;
+      in_use += kept->bytes;
       if (!oldest || kept->used < (*oldest)->used) oldest = &kept;
     }
     if (!oldest || (has_place && in_use <= budget_)) return;

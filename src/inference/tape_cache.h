@@ -1,5 +1,5 @@
-// Tapes of propagations from the potentials, kept for the sets of observed nodes that were seen last:
-// programs ask the same question again and again with other answers. A kept tape saves all planning.
+// Tapes and elimination plans of propagations from the potentials, kept for the sets of observed nodes that
+// were seen last: programs ask the same question again and again with other answers. That saves all planning.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +10,7 @@
 
 namespace tv {
 
+struct EliminationPlan;
 struct KeptTape;
 
 class TapeCache {
@@ -22,14 +23,26 @@ class TapeCache {
   // Room for patterns of `nodes` nodes; `budget` bounds the bytes of all tapes together.
   void prepare(size_t nodes, size_t budget);
 
-  // The tape for the evidence that the tree has taken in and listed in order, or null.
-  const Tape* find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
+  // What serves the evidence that the tree has taken in and listed in order: a tape, a plan, or nothing.
+  struct Found {
+    const Tape* tape = nullptr;
+    EliminationPlan* plan = nullptr;
+  };
+  Found find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
-  // Whether the pattern that `find` has just looked for was looked for before, not long ago.
-  bool wants_tape() noexcept;
+  // Whether the pattern that `find` did not find was looked for before, not long ago, and whether what would
+  // be kept for it is not known to be too large.
+  bool wants_to_keep() const noexcept;
 
-  // Keeps a copy of the tape for that pattern. Does nothing when memory runs out.
+  // After the pattern that `find` looked for last, tables were asked for that its plan had not formed: the
+  // next time it has no plan, and gets none.
+  void want_tables() noexcept;
+  bool wants_tables() const noexcept;
+
+  // Keeps a copy of the tape for that pattern, or a plan, which needs no copy. Does nothing when memory runs
+  // out.
   void keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept;
+  void keep(std::unique_ptr<EliminationPlan> plan) noexcept;
 
   // Forgets all tapes: some potential has got a table, or one of another layout, since they were written.
   void clear() noexcept;
@@ -44,14 +57,20 @@ class TapeCache {
     uint64_t when = 0;
   };
 
+  bool note_pattern() noexcept;
+  void refuse() noexcept;
+  void add(std::unique_ptr<KeptTape> kept) noexcept;
   size_t room_for_one() const noexcept;
   void make_room(size_t bytes) noexcept;
   bool plans_hold(const TreeEngine& engine) noexcept;
 
-  std::vector<uint32_t> pattern_;  // equilibrium and threads, then the nodes with hard or other evidence
+  std::vector<uint32_t> pattern_;  // equilibrium, then the nodes with hard or other evidence
   uint64_t hash_ = 0;
+  bool was_seen_ = false;
   uint64_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
   size_t next_seen_ = 0;
+  uint64_t table_wanting_[kSeen] = {};  // hashes of patterns whose propagations had better form tables
+  size_t next_table_wanting_ = 0;
   std::unique_ptr<KeptTape> tapes_[kTapes];
   uint64_t clock_ = 0;      // counts what was looked for
   size_t layouts_ = kNone;  // the domain's count of layouts when plans were last compared with tables

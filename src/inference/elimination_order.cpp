@@ -1,0 +1,229 @@
+#include "inference/elimination_order.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+
+namespace tv {
+namespace {
+
+constexpr uint32_t kNoVertex = static_cast<uint32_t>(-1);
+constexpr size_t kMostInCore = 2048;
+
+// Neighbour lists from which eliminated vertices are taken out.
+class ShrinkingGraph {
+ public:
+  explicit ShrinkingGraph(const OpenGraph& graph)
+      : starts_(graph.starts),
+        neighbors_(graph.neighbors),
+        degrees_(graph.size()),
+        gone_(graph.size(), false) {
+    for (size_t v = 0; v < graph.size(); ++v) degrees_[v] = starts_[v + 1] - starts_[v];
+  }
+
+  bool is_gone(uint32_t v) const noexcept { return gone_[v]; }
+  const uint32_t* begin(uint32_t v) const noexcept { return neighbors_.data() + starts_[v]; }
+  const uint32_t* end(uint32_t v) const noexcept { return begin(v) + degrees_[v]; }
+
+  // All neighbours are adjacent to each other.
+  bool is_simplicial(uint32_t v) const noexcept {
+    for (const uint32_t* a = begin(v); a != end(v); ++a)
+      for (const uint32_t* b = a + 1; b != end(v); ++b)
+        if (!are_adjacent(*a, *b)) return false;
+    return true;
+  }
+
+  void remove(uint32_t v) noexcept {
+    gone_[v] = true;
+    for (const uint32_t* u = begin(v); u != end(v); ++u) {
+      uint32_t* list = neighbors_.data() + starts_[*u];
+      *std::find(list, list + degrees_[*u], v) = list[degrees_[*u] - 1];
+      --degrees_[*u];
+    }
+  }
+
+ private:
+  bool are_adjacent(uint32_t a, uint32_t b) const noexcept {
+    if (degrees_[a] > degrees_[b]) std::swap(a, b);
+    return std::find(begin(a), end(a), b) != end(a);
+  }
+
+  const std::vector<uint32_t>& starts_;
+  std::vector<uint32_t> neighbors_;
+  std::vector<uint32_t> degrees_;
+  std::vector<bool> gone_;
+};
+
+// Takes out vertices that add no link until there is none left.
+void eliminate_simplicial(ShrinkingGraph& graph, size_t size, std::vector<uint32_t>& order) {
+  std::vector<uint32_t> candidates;
+  std::vector<bool> waits(size, true);
+  for (uint32_t v = static_cast<uint32_t>(size); v-- > 0;) candidates.push_back(v);
+  while (!candidates.empty()) {
+    const uint32_t v = candidates.back();
+    candidates.pop_back();
+    waits[v] = false;
+    if (graph.is_gone(v) || !graph.is_simplicial(v)) continue;
+    order.push_back(v);
+    graph.remove(v);
+    for (const uint32_t* u = graph.begin(v); u != graph.end(v); ++u)
+      if (!waits[*u]) {
+        waits[*u] = true;
+        candidates.push_back(*u);
+      }
+  }
+}
+
+// What is left, as a matrix of bits. A vertex that is gone has an infinite score.
+class Core {
+ public:
+  Core(const OpenGraph& graph, const ShrinkingGraph& rest, std::vector<uint32_t> vertices)
+      : vertices_(std::move(vertices)),
+        words_((vertices_.size() + 63) / 64),
+        rows_(vertices_.size() * words_, 0),
+        weights_(vertices_.size()),
+        scores_(vertices_.size()),
+        clique_weights_(vertices_.size()),
+        changed_(words_, 0) {
+    std::vector<uint32_t> index(graph.size(), kNoVertex);
+    for (uint32_t i = 0; i < vertices_.size(); ++i) index[vertices_[i]] = i;
+    for (uint32_t i = 0; i < vertices_.size(); ++i) {
+      weights_[i] = graph.weight(vertices_[i]);
+      for (const uint32_t* u = rest.begin(vertices_[i]); u != rest.end(vertices_[i]); ++u)
+        set(row(i), index[*u]);
+    }
+    for (uint32_t i = 0; i < vertices_.size(); ++i) rate(i);
+  }
+
+  void eliminate_all(std::vector<uint32_t>& order) {
+    for (size_t left = vertices_.size(); left > 0; --left) {
+      const uint32_t v = best();
+      order.push_back(vertices_[v]);
+      eliminate(v);
+    }
+  }
+
+ private:
+  uint64_t* row(uint32_t v) noexcept { return rows_.data() + v * words_; }
+  static void set(uint64_t* bits, uint32_t v) noexcept { bits[v / 64] |= uint64_t{1} << (v % 64); }
+  static void clear(uint64_t* bits, uint32_t v) noexcept { bits[v / 64] &= ~(uint64_t{1} << (v % 64)); }
+
+  template <class Visit>
+  static void for_each_bit(uint64_t word, size_t index, Visit visit) {
+    for (; word; word &= word - 1)
+      visit(static_cast<uint32_t>(index * 64 + static_cast<size_t>(std::countr_zero(word))));
+  }
+  template <class Visit>
+  void for_each(const uint64_t* bits, Visit visit) const {
+    for (size_t w = 0; w < words_; ++w) for_each_bit(bits[w], w, visit);
+  }
+
+  // One that adds no link, if such have turned up, or the one with the least score.
+  uint32_t best() {
+    while (!simplicial_.empty()) {
+      const uint32_t v = simplicial_.back();
+      simplicial_.pop_back();
+      if (scores_[v] == 0.0) return v;
+    }
+    size_t least = 0;
+    for (size_t v = 1; v < scores_.size(); ++v) {
+      if (scores_[v] > scores_[least]) continue;
+      if (scores_[v] < scores_[least] || clique_weights_[v] < clique_weights_[least]) least = v;
+    }
+    return static_cast<uint32_t>(least);
+  }
+
+  void rate(uint32_t v) {
+    const uint64_t* near = row(v);
+    double score = 0.0, clique = weights_[v];
+    for_each(near, [&](uint32_t u) {
+      clique *= weights_[u];
+      const uint64_t* linked = row(u);
+      for (size_t w = u / 64; w < words_; ++w) {
+        uint64_t missing = near[w] & ~linked[w];
+        if (w == u / 64) missing &= ~((uint64_t{2} << (u % 64)) - 1);  // pairs are counted once
+        for_each_bit(missing, w, [&](uint32_t other) { score += weights_[u] * weights_[other]; });
+      }
+    });
+    scores_[v] = score;
+    clique_weights_[v] = clique;
+    if (score == 0.0) simplicial_.push_back(v);
+  }
+
+  void eliminate(uint32_t v) {
+    const uint64_t* near = row(v);
+    std::copy_n(near, words_, changed_.begin());
+    const bool fills = scores_[v] > 0.0;
+    for_each(near, [&](uint32_t u) {
+      if (fills) link(u, near);
+      clear(row(u), v);
+    });
+    clear(changed_.data(), v);
+    scores_[v] = std::numeric_limits<double>::infinity();
+    for_each(changed_.data(), [&](uint32_t u) { rate(u); });
+  }
+
+  // Makes u adjacent to all of `near`; common neighbours of the ends of a new link lack one link less.
+  void link(uint32_t u, const uint64_t* near) noexcept {
+    uint64_t* linked = row(u);
+    for (size_t w = 0; w < words_; ++w) {
+      uint64_t missing = near[w] & ~linked[w];
+      if (w == u / 64) missing &= ~(uint64_t{1} << (u % 64));
+      for_each_bit(missing, w, [&](uint32_t other) {
+        for (size_t i = 0; i < words_; ++i) changed_[i] |= linked[i] & row(other)[i];
+        set(linked, other);
+        set(row(other), u);
+      });
+    }
+  }
+
+  std::vector<uint32_t> vertices_;
+  size_t words_;
+  std::vector<uint64_t> rows_;
+  std::vector<double> weights_, scores_, clique_weights_;
+  std::vector<uint64_t> changed_;
+  std::vector<uint32_t> simplicial_;
+};
+
+}  // namespace
+
+OpenGraph graph_of_open_nodes(const JunctionTree& tree) {
+  OpenGraph graph;
+  std::vector<uint32_t> vertex_of(tree.domain->forest->nodes.size() + 1, kNoVertex);
+  for (Node* node : tree.nodes) {
+    if (!is_open(*node)) continue;
+    vertex_of[node->number] = static_cast<uint32_t>(graph.nodes.size());
+    graph.nodes.push_back(node);
+  }
+  graph.starts.reserve(graph.size() + 1);
+  graph.starts.push_back(0);
+  for (const Node* node : graph.nodes) {
+    for (const Node* other : compiled(*node).moral_neighbors)
+      if (const uint32_t u = vertex_of[other->number]; u != kNoVertex) graph.neighbors.push_back(u);
+    graph.starts.push_back(static_cast<uint32_t>(graph.neighbors.size()));
+  }
+  return graph;
+}
+
+std::vector<uint32_t> least_fill_order(const OpenGraph& graph) {
+  std::vector<uint32_t> order, rest;
+  order.reserve(graph.size());
+  ShrinkingGraph shrinking(graph);
+  eliminate_simplicial(shrinking, graph.size(), order);
+  for (uint32_t v = 0; v < graph.size(); ++v)
+    if (!shrinking.is_gone(v)) rest.push_back(v);
+  if (rest.size() > kMostInCore) return {};
+  if (!rest.empty()) Core(graph, shrinking, std::move(rest)).eliminate_all(order);
+  return order;
+}
+
+std::vector<uint32_t> compiled_order(const OpenGraph& graph) {
+  std::vector<uint32_t> order(graph.size());
+  for (uint32_t v = 0; v < graph.size(); ++v) order[v] = v;
+  std::sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+    return compiled(*graph.nodes[a]).elimination_rank > compiled(*graph.nodes[b]).elimination_rank;
+  });
+  return order;
+}
+
+}  // namespace tv

@@ -1,0 +1,154 @@
+// A propagation from the potentials that needs no clique tables: over the graph of the open nodes,
+// triangulated anew for the pattern of evidence, messages are collected by bucket elimination (Dechter 1999)
+// and distributed to the cliques, whose products of factors are formed block by block and forgotten.
+//
+// A factor that only distributes a node which nobody else mentions sums to one and is left out while
+// collecting, so that nodes without evidence below them cost one pass. Plans depend on which nodes are
+// observed, not on their states, and are kept (tape_cache.h). They use the memory of the tables, which have
+// no numbers then.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <span>
+
+#include "inference/elimination_tree.h"
+#include "inference/messages.h"
+
+namespace tv {
+
+// A plan is made where the tables that agree with the evidence have so many entries for each node: below,
+// making it takes longer than it saves. Where they are not many more, only for a pattern that comes again.
+// Tests set 0, which asks for a plan wherever there can be one.
+inline std::atomic<size_t> least_entries_for_plan = 64;
+
+// Hands out memory that lives as long as it does.
+class PlanMemory {
+ public:
+  template <class T>
+  T* take(size_t count) {
+    const size_t bytes = (count * sizeof(T) + 7) / 8 * 8;
+    if (bytes > left_) add_chunk(bytes);
+    left_ -= bytes;
+    return reinterpret_cast<T*>(end_ - left_ - bytes);
+  }
+  template <class T>
+  std::span<T> keep(const std::vector<T>& list) {
+    T* place = take<T>(list.size());
+    std::copy(list.begin(), list.end(), place);
+    return {place, list.size()};
+  }
+  size_t bytes() const noexcept { return bytes_; }
+
+ private:
+  void add_chunk(size_t least);
+
+  std::vector<std::unique_ptr<unsigned char[]>> chunks_;
+  unsigned char* end_ = nullptr;  // of the last chunk
+  size_t left_ = 0;
+  size_t bytes_ = 0;
+};
+
+struct EliminationPlan {
+  // A node's table, as far as evidence allows.
+  struct Potential {
+    const Node* node = nullptr;
+    size_t layout = kNone;  // of its table when the plan was made; kNone: no table
+    struct Fixed {
+      const CompiledNode* node;
+      size_t stride;
+    };
+    std::span<Fixed> fixed;    // what evidence picks
+    bool is_constant = false;  // nothing is left open
+    float* copy =
+        nullptr;  // where the possible entries are copied to, if they are; without a table, its value
+    std::span<Dimension> nest;  // of the copy
+  };
+
+  // A step whose operand is a potential that is not copied.
+  struct Use {
+    Step* step;
+    uint32_t potential;
+  };
+
+  struct Pass {
+    Shape shape;
+    Step* steps = nullptr;
+    size_t step_count = 0;
+  };
+
+  // The product of factors that are small beside the cliques that they are multiplied into.
+  struct Product {
+    Pass pass;
+    float* numbers = nullptr;
+  };
+
+  // A clique tells what it knows: a message over what is left when its nodes are summed out, or a mass.
+  struct Collect {
+    Pass pass;
+    uint32_t clique = 0;
+    uint32_t first_product = 0, product_count = 0;  // formed before
+    float* message = nullptr;                       // null: a mass
+    size_t size = 1;
+    const Pass* turn = nullptr;  // of the message into the order of its receiver, if that is another
+  };
+
+  // What a clique tells one that lies further out, about what they share.
+  struct Reply {
+    size_t totals = 0;  // where the marginal stands
+    size_t size = 0;
+    float* ratio = nullptr;             // the marginal without what the receiver knows already
+    const Pass* turn = nullptr;         // of the ratio into the order of the receiver, if that is another
+    const float* heard = nullptr;       // the receiver's message, if it has sent one
+    const Control* heard_at = nullptr;  // where in the marginal it belongs, unless it has the same entries
+    const double* inverse = nullptr;    // of the mass that the speaker has told
+    const Pass* sums = nullptr;         // of beliefs that are read from the marginal
+    uint32_t first_belief = 0, belief_count = 0;
+  };
+
+  // A clique is run over with all that is known.
+  struct Distribute {
+    Pass pass;
+    uint32_t first_product = 0, product_count = 0;
+    uint32_t first_reply = 0, reply_count = 0;
+    uint32_t first_belief = 0, belief_count = 0;
+    size_t clear_totals = 0;
+  };
+
+  struct Belief {
+    const Node* node = nullptr;
+    double* totals = nullptr;
+  };
+
+  std::vector<Potential> potentials;
+  std::vector<Use> uses;
+  std::vector<Product> products;
+  std::vector<Collect> collects;        // senders first
+  std::vector<Distribute> distributes;  // receivers last
+  std::vector<Reply> replies;
+  std::vector<Belief> beliefs;
+  Block<double> inverses;    // by clique
+  Block<double> totals;      // of messages and replies
+  Block<double> sums;        // of beliefs
+  float* scratch = nullptr;  // the marginal of the present message or reply
+  float* turned = nullptr;   // and its ratio, before it is turned
+  size_t work = 0;           // entries times steps, of all passes
+  PlanMemory memory;
+
+  size_t bytes() const noexcept;
+
+  // Whether all potentials have the layout for which the plan was made.
+  bool holds() const noexcept;
+};
+
+// Whether propagations of this kind can do without clique tables.
+bool may_eliminate(const Sweep& sweep) noexcept;
+
+// The plan for the evidence that the tree has taken in; null where the tape is as good.
+std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine);
+
+// Stores the beliefs and the constants; `no_value` where some product of factors is too small for single
+// precision or the evidence is impossible: nothing is known then.
+tv_status_t run_elimination(TreeEngine& engine, EliminationPlan& plan);
+
+}  // namespace tv

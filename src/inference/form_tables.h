@@ -1,0 +1,12 @@
+// Clique tables for those who need them after a propagation that did without.
+#pragma once
+
+#include "inference/engine.h"
+
+namespace tv {
+
+// Forms the tables of the equilibrium that the tree is in, where an elimination plan has left only beliefs.
+// What a host can see stays as it is. On failure nothing has changed.
+tv_status_t form_tables(JunctionTree& tree);
+
+}  // namespace tv

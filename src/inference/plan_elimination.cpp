@@ -1,0 +1,632 @@
+// Deciding what an elimination plan does: who tells what to whom, in which order, and from which tables
+// beliefs are read.
+
+#include <bit>
+
+#include "inference/elimination_passes.h"
+#include "inference/tape_cache.h"
+#include "inference/utility_engine.h"
+
+namespace tv {
+namespace {
+
+constexpr uint32_t kNothing = EliminationTree::kNoClique;
+constexpr size_t kSmallMarginal = 32;  // a pass of its own costs as much as summing so many entries
+constexpr size_t kLargeClique = 1024;  // from here on it is worth while to look for fewer steps
+constexpr size_t kSmallShare = 8;      // what is so many times smaller than a clique costs next to nothing
+
+class Planner {
+ public:
+  Planner(TreeEngine& engine, const EliminationTree& graph)
+      : engine_(engine),
+        graph_(graph),
+        plan_(std::make_unique<EliminationPlan>()),
+        factors_(engine, graph, *plan_),
+        pass_(graph, factors_, *plan_),
+        first_child_(graph.cliques.size(), kNothing),
+        next_sibling_(graph.cliques.size(), kNothing),
+        heard_(graph.cliques.size(), kNothing),
+        told_mass_(graph.cliques.size(), false),
+        ratios_(graph.cliques.size(), nullptr),
+        shapes_(graph.cliques.size()),
+        mentions_(graph.nodes.size(), 0),
+        marks_(graph.nodes.size(), 0),
+        ordered_(graph.members.size(), 0) {}
+
+  // Null where the tables' memory does not suffice, or a pass would need too many steps.
+  std::unique_ptr<EliminationPlan> plan() {
+    link_children();
+    make_room();
+    for (const Node* node : engine_.tree->nodes) {
+      factors_.add_potential(*node);
+      factors_.add_finding(*node);
+    }
+    for (uint32_t c = 0; c < graph_.cliques.size(); ++c) find_message(c);
+    for (uint32_t c = 0; c < graph_.cliques.size(); ++c) choose_order(c);
+    for (uint32_t c = 0; c < graph_.cliques.size() && fits(); ++c) plan_collect(c);
+    for (uint32_t c = static_cast<uint32_t>(graph_.cliques.size()); c-- > 0 && fits();) plan_distribute(c);
+    return fits() ? std::move(plan_) : nullptr;
+  }
+
+ private:
+  using Clique = EliminationTree::Clique;
+  using Ranks = std::span<const uint32_t>;
+
+  bool fits() const noexcept { return fits_ && factors_.fits() && pass_.fits(); }
+
+  Ranks separator_of(uint32_t clique) const noexcept {
+    const Clique& record = graph_.cliques[clique];
+    return {graph_.separator(record), record.member_count - record.eliminated};
+  }
+  size_t states(uint32_t rank) const noexcept { return graph_.nodes[rank]->number_of_states; }
+  size_t size_of(Ranks ranks) const noexcept {
+    size_t size = 1;
+    for (const uint32_t rank : ranks) size *= states(rank);
+    return size;
+  }
+
+  template <class T>
+  static uint32_t count_of(const std::vector<T>& list) noexcept {
+    return static_cast<uint32_t>(list.size());
+  }
+
+  // ---- Preparation ----
+
+  void link_children() noexcept {
+    for (uint32_t c = static_cast<uint32_t>(graph_.cliques.size()); c-- > 0;) {
+      const uint32_t parent = graph_.cliques[c].parent;
+      if (parent == kNothing) continue;
+      next_sibling_[c] = first_child_[parent];
+      first_child_[parent] = c;
+    }
+  }
+
+  void make_room() {
+    const size_t cliques = graph_.cliques.size();
+    size_t most_totals = 1, most_sums = 1, largest = 1, messages = 0;
+    for (uint32_t c = 0; c < cliques; ++c) {
+      size_t sums = 0, around = 0;
+      for (uint32_t m = 0; m < graph_.cliques[c].eliminated; ++m)
+        sums += states(graph_.begin(graph_.cliques[c])[m]);
+      for (uint32_t child = first_child_[c]; child != kNothing; child = next_sibling_[child]) {
+        const size_t size = size_of(separator_of(child));
+        largest = std::max(largest, size);
+        around += size;
+        messages = size_add(messages, 2 * size);  // the message and the ratio
+      }
+      most_sums = std::max(most_sums, sums);
+      most_totals = std::max(most_totals, std::min(around, kSharedTotals));
+    }
+    plan_->totals.allocate(std::max(most_totals, largest));
+    plan_->sums.allocate(most_sums);
+    plan_->inverses.allocate(std::max<size_t>(cliques, 1));
+    plan_->scratch = factors_.take_numbers(largest);
+    plan_->turned = factors_.take_numbers(largest);
+    factors_.reserve_numbers(messages);
+    plan_->potentials.reserve(engine_.tree->nodes.size());
+    plan_->collects.reserve(cliques);
+    plan_->distributes.reserve(cliques + 1);
+    plan_->replies.reserve(cliques);
+    plan_->beliefs.reserve(graph_.nodes.size());
+  }
+
+  // ---- Passes over a clique ----
+
+  // The order of a clique's dimensions, outermost first. The layout of factors and marginals follows it where
+  // they are made for this clique, so that it decides how long the loops over them are.
+  void choose_order(uint32_t c) {
+    const Clique& clique = graph_.cliques[c];
+    const std::span<uint32_t> order = order_of(c);
+    std::copy(graph_.begin(clique), graph_.end(clique), order.begin());
+    if (clique.size < kLargeClique) return;
+    if (!follow_large_potential(clique, c, order)) join_alike(c, order);
+  }
+
+  std::span<uint32_t> order_of(uint32_t c) noexcept {
+    const Clique& clique = graph_.cliques[c];
+    return {ordered_.data() + clique.first_member, clique.member_count};
+  }
+
+  // Where one potential makes up most of the clique, the order of its table, so that it is read in one go.
+  bool follow_large_potential(const Clique& clique, uint32_t c, std::span<uint32_t> order) {
+    for (uint32_t f = factors_.first_of(c); f != kNothing; f = factors_[f].next) {
+      const EliminationFactor& factor = factors_[f];
+      if (factor.potential == kNothing || factor.size <= clique.size / kCopyShare) continue;
+      const auto stride = [&](uint32_t rank) {
+        for (const Axis& axis : factors_.axes(factor))
+          if (axis.rank == rank) return axis.stride;
+        return kNone;  // outermost
+      };
+      std::stable_sort(order.begin(), order.end(),
+                       [&](uint32_t a, uint32_t b) { return stride(a) > stride(b); });
+      return true;
+    }
+    return false;
+  }
+
+  // Members that occur in the same factors and marginals become neighbours: their loops are one. Innermost
+  // are those with the most configurations, and next to them those that differ from them in the fewest
+  // factors.
+  void join_alike(uint32_t c, std::span<uint32_t> order) {
+    for (const uint32_t rank : order) marks_[rank] = 0;
+    uint64_t bit = 1;
+    const auto mark = [&](uint32_t rank) { marks_[rank] |= bit; };
+    for (uint32_t f = factors_.first_of(c); f != kNothing; f = factors_[f].next, bit <<= 1)
+      for (const Axis& axis : factors_.axes(factors_[f])) mark(axis.rank);
+    for (uint32_t child = first_child_[c]; child != kNothing; child = next_sibling_[child], bit <<= 1)
+      for (const uint32_t rank : separator_of(child)) mark(rank);
+    for (const uint32_t rank : separator_of(c)) mark(rank);
+    uint64_t inner = 0;
+    for (size_t left = order.size(); left > 0;) {
+      const uint64_t next = next_outwards(order.first(left), left == order.size(), inner);
+      const auto moved = std::stable_partition(order.begin(), order.begin() + static_cast<ptrdiff_t>(left),
+                                               [&](uint32_t rank) { return marks_[rank] != next; });
+      left = static_cast<size_t>(moved - order.begin());
+      inner = next;
+    }
+  }
+
+  uint64_t next_outwards(Ranks order, bool is_innermost, uint64_t inner) const noexcept {
+    uint64_t best = 0;
+    int least = 65;
+    size_t largest = 0;
+    for (const uint32_t rank : order) {
+      const int difference = is_innermost ? 0 : std::popcount(marks_[rank] ^ inner);
+      size_t size = 1;
+      for (const uint32_t other : order)
+        if (marks_[other] == marks_[rank]) size *= states(other);
+      if (difference > least || (difference == least && size <= largest)) continue;
+      best = marks_[rank];
+      least = difference;
+      largest = size;
+    }
+    return best;
+  }
+
+  // The largest factor comes first: it is copied, where the others take a multiplication.
+  void multiply_chosen() {
+    if (chosen_.empty()) return;
+    std::iter_swap(chosen_.begin(),
+                   std::max_element(chosen_.begin(), chosen_.end(), [&](uint32_t a, uint32_t b) {
+                     return factors_[a].size < factors_[b].size;
+                   }));
+    for (const uint32_t f : chosen_) pass_.multiply(f);
+  }
+
+  // ---- Products of small factors ----
+
+  // Some of the chosen factors, and their variables as positions in the order of the clique.
+  struct Group {
+    uint64_t members;
+    size_t size;
+    size_t count;  // of factors
+  };
+
+  // Replaces some of the chosen factors by their products, as long as these are small beside the clique.
+  // Returns where the products begin in the plan's list.
+  uint32_t group_chosen(size_t clique_size) {
+    const uint32_t first_product = count_of(plan_->products);
+    if (clique_size < kLargeClique || chosen_.size() < 3) return first_product;
+    for (uint32_t m = 0; m < order_.size(); ++m) mentions_[order_[m]] = m;
+    groups_.clear();
+    group_of_.clear();
+    for (const uint32_t f : chosen_) {
+      uint64_t members = 0;
+      for (const Axis& axis : factors_.axes(factors_[f])) members |= uint64_t{1} << mentions_[axis.rank];
+      group_of_.push_back(groups_.size());
+      groups_.push_back({members, factors_[f].size, 1});
+    }
+    for (const uint32_t rank : order_) mentions_[rank] = 0;
+    size_t left = groups_.size();
+    while (left > 2 && join_closest(clique_size / kSmallShare)) --left;
+    if (left < chosen_.size()) form_groups();
+    return first_product;
+  }
+
+  size_t size_of_union(const Group& a, const Group& b) const noexcept {
+    size_t size = a.size;
+    for (uint64_t more = b.members & ~a.members; more; more &= more - 1)
+      size *= states(order_[static_cast<size_t>(std::countr_zero(more))]);
+    return size;
+  }
+
+  bool join_closest(size_t most) noexcept {
+    size_t best = most + 1, first = 0, second = 0;
+    for (size_t a = 0; a < groups_.size(); ++a)
+      for (size_t b = a + 1; b < groups_.size(); ++b) {
+        if (groups_[a].count == 0 || groups_[b].count == 0) continue;
+        const size_t size = size_of_union(groups_[a], groups_[b]);
+        if (size >= best) continue;
+        best = size;
+        first = a;
+        second = b;
+      }
+    if (best > most) return false;
+    Group& group = groups_[first];
+    group = {group.members | groups_[second].members, best, group.count + groups_[second].count};
+    groups_[second].count = 0;
+    std::replace(group_of_.begin(), group_of_.end(), second, first);
+    return true;
+  }
+
+  void form_groups() {
+    joined_.clear();
+    for (size_t g = 0; g < groups_.size(); ++g) {
+      float* numbers = groups_[g].count > 1 ? factors_.take_optional(groups_[g].size) : nullptr;
+      if (numbers) {
+        joined_.push_back(form(g, numbers));
+        continue;
+      }
+      for (size_t i = 0; i < chosen_.size(); ++i)
+        if (group_of_[i] == g) joined_.push_back(chosen_[i]);
+    }
+    std::swap(chosen_, joined_);
+  }
+
+  // The product of a group, in the order of the clique.
+  uint32_t form(size_t g, float* numbers) {
+    ranks_.clear();
+    for (size_t m = 0; m < order_.size(); ++m)
+      if (groups_[g].members >> m & 1) ranks_.push_back(order_[m]);
+    pass_.start(ranks_);
+    for (size_t i = 0; i < chosen_.size(); ++i)
+      if (group_of_[i] == g) pass_.multiply(chosen_[i]);
+    plan_->products.push_back({pass_.close(), numbers});
+    return factors_.add_dense(ranks_, numbers);
+  }
+
+  // ---- Collecting ----
+
+  void count_mentions(const EliminationFactor& factor, uint32_t by) noexcept {
+    for (const Axis& axis : factors_.axes(factor)) mentions_[axis.rank] += by;
+  }
+
+  // Leaves out distributions of nodes that are summed out here and that nothing else speaks of.
+  void choose_told_factors(uint32_t clique) {
+    choose_factors(clique);
+    for (const uint32_t f : chosen_) count_mentions(factors_[f], 1);
+    const auto says_nothing = [&](uint32_t f) {
+      const uint32_t child = factors_[f].child;
+      if (child == kNothing || graph_.home_of[child] != clique || mentions_[child] != 1) return false;
+      count_mentions(factors_[f], static_cast<uint32_t>(-1));
+      factors_[f].is_told = false;
+      return true;
+    };
+    while (std::erase_if(chosen_, says_nothing) > 0) continue;
+  }
+
+  void choose_factors(uint32_t clique) {
+    chosen_.clear();
+    for (uint32_t f = factors_.first_of(clique); f != kNothing; f = factors_[f].next) chosen_.push_back(f);
+  }
+
+  // What a clique will tell, and whom: the one where the first variable of its message is eliminated.
+  void find_message(uint32_t c) {
+    const Clique& clique = graph_.cliques[c];
+    choose_told_factors(c);
+    if (chosen_.empty()) return;
+    left_.clear();
+    for (const uint32_t* member = graph_.begin(clique); member != graph_.end(clique); ++member) {
+      if (mentions_[*member] != 0 && graph_.home_of[*member] != c) left_.push_back(*member);
+      mentions_[*member] = 0;
+    }
+    told_mass_[c] = left_.empty();
+    if (left_.empty()) return;
+    heard_[c] = factors_.add_dense(left_, nullptr);
+    factors_.assign(heard_[c], graph_.home_of[left_[0]]);
+  }
+
+  // The variables of some factors, in the order of the clique.
+  void list_ranks(std::span<const uint32_t> factors, Ranks order, std::vector<uint32_t>& ranks) {
+    for (const uint32_t f : factors) count_mentions(factors_[f], 1);
+    ranks.clear();
+    for (const uint32_t rank : order) {
+      if (mentions_[rank] != 0) ranks.push_back(rank);
+      mentions_[rank] = 0;
+    }
+  }
+
+  void plan_collect(uint32_t c) {
+    order_ = order_of(c);
+    factors_.copy_small_potentials(c, order_);
+    choose_factors(c);
+    untold_.clear();
+    std::erase_if(chosen_, [&](uint32_t f) {
+      if (!factors_[f].is_told) untold_.push_back(f);
+      return !factors_[f].is_told;
+    });
+    if (chosen_.empty()) return;
+    list_ranks(chosen_, order_, told_);
+    EliminationPlan::Collect collect;
+    collect.clique = c;
+    collect.first_product = group_chosen(size_of(told_));
+    collect.product_count = count_of(plan_->products) - collect.first_product;
+    factors_.clear_clique(c);
+    for (const uint32_t f : untold_) factors_.assign(f, c);
+    for (const uint32_t f : chosen_) factors_.assign(f, c);
+    left_.clear();
+    for (const uint32_t rank : told_)
+      if (graph_.home_of[rank] != c) left_.push_back(rank);
+    pass_.start(told_);
+    if (told_.size() == order_.size()) shapes_[c] = pass_.shape();
+    multiply_chosen();
+    pass_.sum(left_, plan_->totals.data());
+    collect.pass = pass_.close();
+    if (heard_[c] != kNothing) write_message(collect);
+    plan_->collects.push_back(collect);
+  }
+
+  // The marginal comes in the order of the speaker, which is faster, and is turned into that of the receiver.
+  void write_message(EliminationPlan::Collect& collect) {
+    const uint32_t f = heard_[collect.clique];
+    collect.size = factors_[f].size;
+    if (collect.size > plan_->totals.size()) fits_ = false;
+    collect.message = factors_.take_numbers(collect.size);
+    list_ranks({&f, 1}, order_of(graph_.home_of[factors_.axes(factors_[f])[0].rank]), ranks_);
+    factors_.lay_out(f, ranks_, collect.message);
+    collect.turn = turn(left_, ranks_);
+  }
+
+  // From the scratch in one order to another; null where they are the same.
+  const EliminationPlan::Pass* turn(Ranks from, Ranks to) {
+    if (std::equal(from.begin(), from.end(), to.begin(), to.end())) return nullptr;
+    const uint32_t f = factors_.add_dense(from, plan_->turned);
+    pass_.start(to);
+    pass_.multiply(f);
+    return keep_pass();
+  }
+
+  const EliminationPlan::Pass* keep_pass() {
+    auto* pass = plan_->memory.take<EliminationPlan::Pass>(1);
+    return &(*pass = pass_.close());
+  }
+
+  // ---- Distributing ----
+
+  void plan_distribute(uint32_t c) {
+    order_ = order_of(c);
+    choose_factors(c);
+    if (ratios_[c]) {
+      list_shared(c, order_, ranks_);
+      chosen_.push_back(factors_.add_dense(ranks_, ratios_[c]));
+    }
+    const uint32_t first_product = group_chosen(graph_.cliques[c].size);
+    const uint32_t product_count = count_of(plan_->products) - first_product;
+    if (shapes_[c].counts)
+      pass_.start(order_, shapes_[c]);
+    else
+      pass_.start(order_);
+    const Shape shape = pass_.shape();
+    multiply_chosen();
+    pass_.remember();
+    list_children(c);
+    choose_belief_sources(c);
+    size_t next = 0;
+    do {
+      if (next > 0) {
+        pass_.start(order_, shape);
+        pass_.repeat();
+      }
+      const bool is_first = next == 0;
+      next = plan_distribute_pass(c, next);
+      if (!is_first) continue;
+      plan_->distributes.back().first_product = first_product;
+      plan_->distributes.back().product_count = product_count;
+    } while (next < children_.size());
+  }
+
+  // What a clique shares with its parent, in the order of one of them.
+  void list_shared(uint32_t c, Ranks order, std::vector<uint32_t>& ranks) {
+    for (const uint32_t rank : separator_of(c)) mentions_[rank] = 1;
+    ranks.clear();
+    for (const uint32_t rank : order)
+      if (mentions_[rank] != 0) ranks.push_back(rank);
+    for (const uint32_t rank : separator_of(c)) mentions_[rank] = 0;
+  }
+
+  void list_children(uint32_t c) {
+    children_.clear();
+    for (uint32_t child = first_child_[c]; child != kNothing; child = next_sibling_[child])
+      children_.push_back({child, size_of(separator_of(child))});
+  }
+
+  // The nodes that are eliminated in a clique: the smallest marginal that holds each.
+  void choose_belief_sources(uint32_t c) {
+    const Clique& clique = graph_.cliques[c];
+    const uint32_t first = graph_.begin(clique)[0];
+    sources_.assign(clique.eliminated, kNothing);
+    size_t sizes[64];
+    std::fill_n(sizes, clique.eliminated, clique.size);
+    for (uint32_t i = 0; i < children_.size(); ++i) {
+      const size_t size = children_[i].size + kSmallMarginal;
+      for (const uint32_t rank : separator_of(children_[i].clique)) {
+        if (graph_.home_of[rank] != c || size >= sizes[rank - first]) continue;
+        sizes[rank - first] = size;
+        sources_[rank - first] = i;
+      }
+    }
+  }
+
+  // Steps for the beliefs that are read from the clique itself (`source` kNothing) or from a reply.
+  uint32_t add_belief_steps(uint32_t c, uint32_t source) {
+    const Clique& clique = graph_.cliques[c];
+    size_t used = 0;
+    uint32_t count = 0;
+    for (uint32_t m = 0; m < clique.eliminated; ++m) {
+      if (sources_[m] != source) continue;
+      const uint32_t rank = graph_.begin(clique)[m];
+      double* sums = plan_->sums.data() + used;
+      pass_.sum({&rank, 1}, sums);
+      plan_->beliefs.push_back({graph_.nodes[rank], sums});
+      used += states(rank);
+      ++count;
+    }
+    return count;
+  }
+
+  // One pass with as many replies as fit, from `first` on; returns the next one.
+  size_t plan_distribute_pass(uint32_t c, size_t first) {
+    EliminationPlan::Distribute pass;
+    pass.first_belief = count_of(plan_->beliefs);
+    if (first == 0) pass.belief_count = add_belief_steps(c, kNothing);
+    pass.first_reply = count_of(plan_->replies);
+    size_t next = first;
+    for (; next < children_.size(); ++next) {
+      Child& child = children_[next];
+      if (pass.clear_totals > 0 && pass.clear_totals + child.size > plan_->totals.size()) break;
+      child.totals = pass.clear_totals;
+      pass.clear_totals += child.size;
+      list_shared(child.clique, order_, ranks_);
+      pass_.sum(ranks_, plan_->totals.data() + child.totals);
+    }
+    pass.pass = pass_.close();
+    for (size_t i = first; i < next; ++i) add_reply(c, static_cast<uint32_t>(i));
+    pass.reply_count = static_cast<uint32_t>(next - first);
+    plan_->distributes.push_back(pass);
+    return next;
+  }
+
+  void add_reply(uint32_t c, uint32_t i) {
+    const Child& child = children_[i];
+    EliminationPlan::Reply reply;
+    reply.totals = child.totals;
+    reply.size = child.size;
+    reply.ratio = factors_.take_numbers(child.size);
+    ratios_[child.clique] = reply.ratio;
+    if (told_mass_[c]) reply.inverse = plan_->inverses.data() + c;
+    list_shared(child.clique, order_of(child.clique), left_);
+    list_shared(child.clique, order_, ranks_);
+    reply.turn = turn(ranks_, left_);
+    pass_.start(ranks_);
+    if (heard_[child.clique] != kNothing) {
+      const EliminationFactor& message = factors_[heard_[child.clique]];
+      reply.heard = message.numbers;
+      if (!lies_alike(message)) reply.heard_at = pass_.control_of(heard_[child.clique]);
+    }
+    reply.first_belief = count_of(plan_->beliefs);
+    reply.belief_count = add_belief_steps(c, i);
+    reply.sums = keep_pass();
+    plan_->replies.push_back(reply);
+  }
+
+  // Whether a factor has the entries of `ranks_` in their order.
+  bool lies_alike(const EliminationFactor& factor) const noexcept {
+    if (factor.axis_count != ranks_.size()) return false;
+    size_t stride = 1;
+    for (size_t i = ranks_.size(); i-- > 0; stride *= states(ranks_[i]))
+      for (const Axis& axis : factors_.axes(factor))
+        if (axis.rank == ranks_[i] && axis.stride != stride) return false;
+    return true;
+  }
+
+  struct Child {
+    uint32_t clique;
+    size_t size;  // of what is shared with it
+    size_t totals = 0;
+  };
+
+  TreeEngine& engine_;
+  const EliminationTree& graph_;
+  std::unique_ptr<EliminationPlan> plan_;
+  EliminationFactors factors_;
+  PassWriter pass_;
+  bool fits_ = true;
+
+  std::vector<uint32_t> first_child_, next_sibling_;  // by clique
+  std::vector<uint32_t> heard_;                       // by clique: the factor that is its message
+  std::vector<bool> told_mass_;
+  std::vector<float*> ratios_;
+  std::vector<Shape> shapes_;       // of a pass over all members while collecting
+  std::vector<uint32_t> mentions_;  // by rank
+  std::vector<uint64_t> marks_;     // by rank: in which factors and marginals it occurs
+  std::vector<uint32_t> ordered_;   // the members of all cliques in the order of their dimensions
+
+  // Of the clique that is being planned.
+  Ranks order_;
+  std::vector<uint32_t> chosen_, joined_, untold_, told_, left_, ranks_;
+  std::vector<Group> groups_;
+  std::vector<size_t> group_of_;  // by chosen factor
+  std::vector<Child> children_;
+  std::vector<uint32_t> sources_;  // by eliminated member: position of a child, or kNothing
+};
+
+bool has_finding_on_one_state(const JunctionTree& tree) noexcept {
+  return std::any_of(tree.nodes.begin(), tree.nodes.end(), [](const Node* node) {
+    return node->number_of_states == 1 && compiled(*node).propagated_state == kFindingVector;
+  });
+}
+
+// Entries of the cliques that agree with the evidence.
+double restricted_entries(const JunctionTree& tree) noexcept {
+  double entries = 0.0;
+  for (size_t c = 0; c < tree.clique_count(); ++c) {
+    double size = 1.0;
+    for (const Node* node : tree.cliques[c]->members())
+      if (is_open(*node)) size *= static_cast<double>(node->number_of_states);
+    entries += size;
+  }
+  return entries;
+}
+
+constexpr double kEntriesForFirst = 512.0;  // for each node, of a pattern that has not been seen before
+constexpr double kWorthwhile = 0.75;        // of the entries of the compiled tree, where these are few
+constexpr double kGood = 0.25;              // of the same: no other order is tried
+
+EliminationTree best_elimination(const JunctionTree& tree, double entries) {
+  const OpenGraph graph = graph_of_open_nodes(tree);
+  const std::vector<uint32_t> order = least_fill_order(graph);
+  if (order.size() < graph.size()) return {};
+  EliminationTree best = eliminate(graph, order);
+  if (best.entries <= kGood * entries) return best;
+  EliminationTree other = eliminate(graph, compiled_order(graph));
+  return other.entries < best.entries ? std::move(other) : std::move(best);
+}
+
+}  // namespace
+
+void PlanMemory::add_chunk(size_t least) {
+  const size_t size = std::max<size_t>(least, 32768);
+  chunks_.push_back(std::unique_ptr<unsigned char[]>(new unsigned char[size]));
+  end_ = chunks_.back().get() + size;
+  left_ = size;
+  bytes_ += size;
+}
+
+size_t EliminationPlan::bytes() const noexcept {
+  return memory.bytes() + potentials.capacity() * sizeof(Potential) + uses.capacity() * sizeof(Use) +
+         products.capacity() * sizeof(Product) + collects.capacity() * sizeof(Collect) +
+         distributes.capacity() * sizeof(Distribute) + replies.capacity() * sizeof(Reply) +
+         beliefs.capacity() * sizeof(Belief) +
+         (inverses.size() + totals.size() + sums.size()) * sizeof(double);
+}
+
+bool EliminationPlan::holds() const noexcept {
+  return std::all_of(potentials.begin(), potentials.end(), [](const Potential& potential) {
+    return potential.layout == (potential.node->table ? potential.node->table->layout : kNone);
+  });
+}
+
+bool may_eliminate(const Sweep& sweep) noexcept {
+  const JunctionTree& tree = *sweep.engine.tree;
+  return sweep.equilibrium == tv_equilibrium_sum && sweep.mode == tv_evidence_normal && !sweep.plain &&
+         !tree.has_continuous && !tree.has_chain_components && !sweep.engine.utilities &&
+         tree.domain->counters.decision == 0 && tree.approximation_constant == 1.0;
+}
+
+std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
+  const JunctionTree& tree = *engine.tree;
+  const TapeCache& cache = *engine.kept_tapes;
+  const size_t least = least_entries_for_plan;
+  const double entries = restricted_entries(tree), nodes = static_cast<double>(tree.nodes.size());
+  const bool is_large = entries >= kEntriesForFirst * nodes;
+  // Without evidence tables are what changes start from: no plan the first time.
+  const bool is_time = cache.wants_to_keep() || (is_large && tree.evidence_to_propagate > 0);
+  if (entries < static_cast<double>(least) * nodes || has_finding_on_one_state(tree)) return nullptr;
+  if (least > 0 && (!is_time || cache.wants_tables())) return nullptr;
+  const EliminationTree graph = best_elimination(tree, entries);
+  if (graph.cliques.empty()) return nullptr;
+  if (least > 0 && graph.entries > entries * (is_large ? 1.0 : kWorthwhile)) return nullptr;
+  return Planner(engine, graph).plan();
+}
+
+}  // namespace tv
