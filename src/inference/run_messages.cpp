@@ -390,7 +390,7 @@ class Runner {
     for (size_t together : {kUpdatesTogether, size_t{1}}) {
       std::fill_n(totals, size, 0.0);
       outcome.exponent = 0;
-      engine_.table_sum = 0.0;
+      if (sweep_.equilibrium == tv_equilibrium_max) engine_.table_sum = 0.0;  // else it is not asked for
       status = tv_status_none;
       if (item.updates <= together || sweep_.plain || work(item).factored)
         run_steps(lane, item, steps(item), item.step_count);

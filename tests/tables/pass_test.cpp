@@ -1,4 +1,5 @@
-// Passes over tables of all shapes, stored or formed block by block, against a plain walk over their entries.
+// Passes over tables of all shapes, stored or formed block by block, against a plain walk over their entries;
+// the same bits for every number of threads.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -74,12 +75,20 @@ TEST(Pass, StoredAndFormedTablesGiveThePlainProductsAndSums) {
         sums[o - 2][index_in(operands[o], counts, i)] += static_cast<double>(expected[i]);
     }
     std::vector<float> table(shape.size, -1.0f);
+    std::vector<double> scratch(tv::own_totals_for(shape.size));
     for (float* numbers : {table.data(), static_cast<float*>(nullptr)}) {
-      for (size_t o : {2, 3}) std::fill(operands[o].totals.begin(), operands[o].totals.end(), 0.0);
-      tv::run_pass(shape, numbers, steps.data(), steps.size(), tv::ParallelSettings{});
-      for (size_t o : {2, 3})
-        for (size_t i = 0; i < sums[o - 2].size(); ++i)
-          ASSERT_NEAR(operands[o].totals[i], sums[o - 2][i], 1e-9 * (1.0 + sums[o - 2][i]));
+      std::vector<double> first[2];
+      for (size_t threads : {1, 2, 5}) {
+        for (size_t o : {2, 3}) std::fill(operands[o].totals.begin(), operands[o].totals.end(), 0.0);
+        const tv::ParallelSettings settings = {100, threads, nullptr, scratch.data(), scratch.size()};
+        tv::run_pass(shape, numbers, steps.data(), steps.size(), settings);
+        for (size_t o : {2, 3}) {
+          for (size_t i = 0; i < sums[o - 2].size(); ++i)
+            ASSERT_NEAR(operands[o].totals[i], sums[o - 2][i], 1e-9 * (1.0 + sums[o - 2][i]));
+          if (threads == 1) first[o - 2] = operands[o].totals;
+          ASSERT_EQ(operands[o].totals, first[o - 2]) << threads << " threads";
+        }
+      }
     }
     ASSERT_EQ(table, expected);
   }
