@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "api/memory.h"
+#include "inference/elimination_plan.h"
 
 namespace tv {
 namespace {
@@ -17,17 +18,22 @@ constexpr size_t kSharedFrom = 4;     // grains
 class BranchFinder {
  public:
   BranchFinder(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings)
-      : engine_(engine),
-        tape_(tape),
-        settings_(settings),
-        cliques_(engine.cliques.size()),
-        speaker_(tape.item_count) {
-    read_tape();
+      : settings_(settings), cliques_(engine.cliques.size()), speaker_(tape.item_count) {
+    read_tape(engine, tape);
+    link_children();
+  }
+  // Its trees stand on a root that does nothing.
+  BranchFinder(const EliminationPlan& plan, const ParallelSettings& settings)
+      : settings_(settings),
+        cliques_(plan.parents.size() + 1),
+        speaker_(plan.collects.size() + plan.distributes.size()) {
+    read_plan(plan);
     link_children();
   }
 
   Branches find() {
     Branches found;
+    found.threads = settings_.concurrency_level;
     if (choose_trunk() && name_branches() > 1) list_items(found);
     return found;
   }
@@ -38,6 +44,7 @@ class BranchFinder {
     double own = 0.0;    // work
     double whole = 0.0;  // with everything beyond it
     bool seen = false, trunk = false;
+    bool shared = false;  // its passes are worth while to be shared
     size_t branch = kNone;
   };
 
@@ -47,30 +54,50 @@ class BranchFinder {
     order_.push_back(clique);
   }
 
-  static double work_of(const Item& item) noexcept {
-    const double entries = static_cast<double>(item.shape.size) * item.step_count;
-    return kItemWork + entries + kMessageWork * static_cast<double>(item.size);
+  void add_work(uint32_t clique, const Shape& shape, size_t steps, size_t message) noexcept {
+    const double entries = static_cast<double>(shape.size) * static_cast<double>(steps);
+    cliques_[clique].own += kItemWork + entries + kMessageWork * static_cast<double>(message);
+    cliques_[clique].shared |= shape.size >= kSharedFrom * settings_.grain_size;
   }
 
   // Whose item each is, what the cliques cost, and their order from the root outwards.
-  void read_tape() {
+  void read_tape(const TreeEngine& engine, const Tape& tape) {
     size_t root = 0;
-    while (tape_.items[root].kind != ItemKind::root) ++root;
-    meet(tape_.items[root].clique);
-    for (size_t i = root; i-- > 0;) meet(tape_.items[i].clique);
+    while (tape.items[root].kind != ItemKind::root) ++root;
+    meet(tape.items[root].clique);
+    for (size_t i = root; i-- > 0;) meet(tape.items[i].clique);
     uint32_t speaker = 0;
-    for (size_t i = 0; i < tape_.item_count; ++i) {
-      const Item& item = tape_.items[i];
+    for (size_t i = 0; i < tape.item_count; ++i) {
+      const Item& item = tape.items[i];
       if (item.kind != ItemKind::belief) speaker = item.clique;
       if (item.kind == ItemKind::pass) meet(speaker);
       speaker_[i] = speaker;
-      cliques_[speaker].own += work_of(item);
+      add_work(speaker, item.shape, item.step_count, item.size);
       if (item.kind == ItemKind::collect)
-        cliques_[speaker].parent = engine_.cliques[speaker].links[item.link].neighbor;
+        cliques_[speaker].parent = engine.cliques[speaker].links[item.link].neighbor;
       else if (item.kind == ItemKind::message)
-        cliques_[engine_.cliques[speaker].links[item.link].neighbor].parent = speaker;
+        cliques_[engine.cliques[speaker].links[item.link].neighbor].parent = speaker;
     }
-    root_ = root;
+    first_to_distribute_ = root;
+  }
+
+  void read_plan(const EliminationPlan& plan) {
+    const uint32_t root = static_cast<uint32_t>(plan.parents.size());
+    meet(root);
+    for (uint32_t c = root; c-- > 0;) {
+      meet(c);
+      cliques_[c].parent = std::min(plan.parents[c], root);
+    }
+    size_t i = 0;
+    for (const EliminationPlan::Collect& item : plan.collects) {
+      speaker_[i++] = item.clique;
+      add_work(item.clique, item.pass.shape, item.pass.step_count, item.size);
+    }
+    first_to_distribute_ = i;
+    for (const EliminationPlan::Distribute& item : plan.distributes) {
+      speaker_[i++] = item.clique;
+      add_work(item.clique, item.pass.shape, item.pass.step_count, item.clear_totals);
+    }
   }
 
   void link_children() noexcept {
@@ -87,9 +114,8 @@ class BranchFinder {
 
   // The time of a clique in the trunk, where several threads share its passes.
   double trunk_time(size_t clique) const noexcept {
-    const bool shared = engine_.cliques[clique].table.shape.size >= kSharedFrom * settings_.grain_size;
     const double threads = static_cast<double>(settings_.concurrency_level);
-    return cliques_[clique].own * (shared ? kNotShared + (1.0 - kNotShared) / threads : 1.0);
+    return cliques_[clique].own * (cliques_[clique].shared ? kNotShared + (1.0 - kNotShared) / threads : 1.0);
   }
 
   // Takes the clique with the most work beyond it into the trunk, again and again, and keeps to the best.
@@ -141,13 +167,13 @@ class BranchFinder {
     const size_t branches = roots_.size();
     found.collect.assign(branches, {0, 0});
     found.distribute.assign(branches, {0, 0});
-    found.items.resize(tape_.item_count);
+    found.items.resize(speaker_.size());
     const auto part_of = [&](size_t i) -> Branches::Part& {
       const CliqueData& data = cliques_[speaker_[i]];
       if (data.trunk) return found.trunk;
-      return (i < root_ ? found.collect : found.distribute)[data.branch];
+      return (i < first_to_distribute_ ? found.collect : found.distribute)[data.branch];
     };
-    for (size_t i = 0; i < tape_.item_count; ++i) ++part_of(i).count;
+    for (size_t i = 0; i < speaker_.size(); ++i) ++part_of(i).count;
     size_t first = 0;
     const auto place = [&](Branches::Part& part) {
       part.first = first;
@@ -156,24 +182,18 @@ class BranchFinder {
     };
     place(found.trunk);
     for (size_t b = 0; b < branches; ++b) place(found.collect[b]), place(found.distribute[b]);
-    for (size_t i = 0; i < tape_.item_count; ++i) {
+    for (size_t i = 0; i < speaker_.size(); ++i) {
       Branches::Part& part = part_of(i);
       found.items[part.first + part.count++] = static_cast<uint32_t>(i);
-      if (&part == &found.trunk) continue;
-      const Item& item = tape_.items[i];
-      found.totals = std::max({found.totals, item.clear_totals, i < root_ ? item.size : 0});
-      found.belief_totals = std::max(found.belief_totals, item.clear_beliefs);
     }
   }
 
-  const TreeEngine& engine_;
-  const Tape& tape_;
   const ParallelSettings& settings_;
   std::vector<CliqueData> cliques_;
-  std::vector<uint32_t> speaker_;  // of each item
-  std::vector<size_t> order_;      // cliques from the root outwards
-  std::vector<size_t> roots_;      // of the branches
-  size_t root_ = 0;                // the root's place in the tape
+  std::vector<uint32_t> speaker_;   // of each item
+  std::vector<size_t> order_;       // cliques from the root outwards
+  std::vector<size_t> roots_;       // of the branches
+  size_t first_to_distribute_ = 0;  // items before it collect
 };
 
 }  // namespace
@@ -201,7 +221,18 @@ bool may_deserve_threads(const TreeEngine& engine) noexcept {
 }
 
 Branches find_branches(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings) {
-  return BranchFinder(engine, tape, settings).find();
+  Branches found = BranchFinder(engine, tape, settings).find();
+  for (size_t i = found.trunk.count; i < found.items.size(); ++i) {
+    const Item& item = tape.items[found.items[i]];
+    found.totals =
+        std::max({found.totals, item.clear_totals, item.kind == ItemKind::collect ? item.size : 0});
+    found.belief_totals = std::max(found.belief_totals, item.clear_beliefs);
+  }
+  return found;
+}
+
+Branches find_branches(const EliminationPlan& plan, const ParallelSettings& settings) {
+  return BranchFinder(plan, settings).find();
 }
 
 }  // namespace tv

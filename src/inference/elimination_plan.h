@@ -12,6 +12,7 @@
 #include <memory>
 #include <span>
 
+#include "inference/branches.h"
 #include "inference/elimination_tree.h"
 #include "inference/messages.h"
 
@@ -109,6 +110,7 @@ struct EliminationPlan {
   // A clique is run over with all that is known.
   struct Distribute {
     Pass pass;
+    uint32_t clique = 0;
     uint32_t first_product = 0, product_count = 0;
     uint32_t first_reply = 0, reply_count = 0;
     uint32_t first_belief = 0, belief_count = 0;
@@ -127,12 +129,16 @@ struct EliminationPlan {
   std::vector<Distribute> distributes;  // receivers last
   std::vector<Reply> replies;
   std::vector<Belief> beliefs;
-  Block<double> inverses;    // by clique
-  Block<double> totals;      // of messages and replies
-  Block<double> sums;        // of beliefs
-  float* scratch = nullptr;  // the marginal of the present message or reply
-  float* turned = nullptr;   // and its ratio, before it is turned
-  size_t work = 0;           // entries times steps, of all passes
+  std::vector<double> factors;    // taken out of what is collected
+  std::vector<uint32_t> parents;  // by clique, later ones; kNoClique where a tree ends
+  Block<double> inverses;         // by clique
+  Block<double> totals;           // of messages and replies
+  Block<double> sums;             // of beliefs
+  float* scratch = nullptr;       // the marginal of the present message or reply
+  float* turned = nullptr;        // and its ratio, before it is turned
+  size_t message_size = 0;        // of the largest: room in each of the two
+  Branches branches;              // found when the plan is first run on threads
+  size_t work = 0;                // entries times steps, of all passes
   PlanMemory memory;
 
   size_t bytes() const noexcept;

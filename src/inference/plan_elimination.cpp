@@ -45,6 +45,7 @@ class Planner {
     for (uint32_t c = 0; c < graph_.cliques.size(); ++c) choose_order(c);
     for (uint32_t c = 0; c < graph_.cliques.size() && fits(); ++c) plan_collect(c);
     for (uint32_t c = static_cast<uint32_t>(graph_.cliques.size()); c-- > 0 && fits();) plan_distribute(c);
+    plan_->factors.resize(plan_->collects.size());
     return fits() ? std::move(plan_) : nullptr;
   }
 
@@ -100,9 +101,12 @@ class Planner {
     plan_->totals.allocate(std::max(most_totals, largest));
     plan_->sums.allocate(most_sums);
     plan_->inverses.allocate(std::max<size_t>(cliques, 1));
+    plan_->message_size = largest;
     plan_->scratch = factors_.take_numbers(largest);
     plan_->turned = factors_.take_numbers(largest);
     factors_.reserve_numbers(messages);
+    plan_->parents.reserve(cliques);
+    for (const Clique& clique : graph_.cliques) plan_->parents.push_back(clique.parent);
     plan_->potentials.reserve(engine_.tree->nodes.size());
     plan_->collects.reserve(cliques);
     plan_->distributes.reserve(cliques + 1);
@@ -467,6 +471,7 @@ class Planner {
   // One pass with as many replies as fit, from `first` on; returns the next one.
   size_t plan_distribute_pass(uint32_t c, size_t first) {
     EliminationPlan::Distribute pass;
+    pass.clique = c;
     pass.first_belief = count_of(plan_->beliefs);
     if (first == 0) pass.belief_count = add_belief_steps(c, kNothing);
     pass.first_reply = count_of(plan_->replies);
@@ -596,8 +601,8 @@ size_t EliminationPlan::bytes() const noexcept {
   return memory.bytes() + potentials.capacity() * sizeof(Potential) + uses.capacity() * sizeof(Use) +
          products.capacity() * sizeof(Product) + collects.capacity() * sizeof(Collect) +
          distributes.capacity() * sizeof(Distribute) + replies.capacity() * sizeof(Reply) +
-         beliefs.capacity() * sizeof(Belief) +
-         (inverses.size() + totals.size() + sums.size()) * sizeof(double);
+         beliefs.capacity() * sizeof(Belief) + parents.capacity() * sizeof(uint32_t) +
+         (factors.size() + inverses.size() + totals.size() + sums.size()) * sizeof(double);
 }
 
 bool EliminationPlan::holds() const noexcept {

@@ -1,6 +1,7 @@
 // Running an elimination plan.
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <numbers>
 
@@ -22,26 +23,105 @@ class EliminationRun {
     if (settings_.concurrency_level > 1 && plan.work / kGrainsForThreads < settings_.grain_size)
       settings_.concurrency_level = 1;
     if (settings_.concurrency_level > 1) settings_.workers = &workers_;
+    settings_.scratch = engine.pass_totals.data();
+    settings_.scratch_size = engine.pass_totals.size();
   }
 
   tv_status_t run() {
-    ProgressMeter progress(*engine_.domain, "propagation", plan_.collects.size() + plan_.distributes.size());
     bind_potentials();
-    for (const EliminationPlan::Collect& item : plan_.collects) {
-      if (tv_status_t status = progress.advance()) return status;
-      if (!collect(item)) return tv_status_no_value;
+    if (settings_.workers && !engine_.domain->progress_handler) {
+      if (plan_.branches.threads != settings_.concurrency_level)
+        plan_.branches = find_branches(plan_, settings_);
+      if (!plan_.branches.empty()) return run_branches(plan_.branches);
     }
+    ProgressMeter progress(*engine_.domain, "propagation", plan_.collects.size() + plan_.distributes.size());
+    const Lane lane = main_lane(settings_);
+    for (size_t i = 0; i < plan_.collects.size() + plan_.distributes.size(); ++i) {
+      if (tv_status_t status = progress.advance()) return status;
+      if (!run_item(lane, i)) return tv_status_no_value;
+    }
+    return finish();
+  }
+
+ private:
+  // Where a thread sums and turns messages, and how it runs passes.
+  struct Lane {
+    double* totals;
+    double* sums;
+    float* scratch;
+    float* turned;
+    ParallelSettings settings;
+  };
+
+  Lane main_lane(const ParallelSettings& settings) const noexcept {
+    return {plan_.totals.data(), plan_.sums.data(), plan_.scratch, plan_.turned, settings};
+  }
+
+  // Those that collect come first.
+  bool run_item(const Lane& lane, size_t i) {
+    const size_t collects = plan_.collects.size();
+    return i < collects ? collect(lane, plan_.collects[i], plan_.factors[i])
+                        : distribute(lane, plan_.distributes[i - collects]);
+  }
+
+  tv_status_t finish() noexcept {
+    for (const double factor : plan_.factors) take_factor(factor);
     if (!(mantissa_ > 0.0)) return tv_status_no_value;
-    for (const EliminationPlan::Distribute& item : plan_.distributes) {
-      if (tv_status_t status = progress.advance()) return status;
-      if (!distribute(item)) return tv_status_no_value;
-    }
     store_certain_beliefs();
     set_constants();
     return tv_status_none;
   }
 
- private:
+  // ---- Branches ----
+
+  struct BranchRun {
+    EliminationRun& run;
+    const std::vector<Branches::Part>& parts;
+    const std::vector<Lane>& lanes;
+    std::atomic<size_t> next = 0;
+    std::atomic<bool> failed = false;
+
+    static void take_parts(void* context, size_t begin, size_t) {
+      BranchRun& self = *static_cast<BranchRun*>(context);
+      for (size_t part; (part = self.next.fetch_add(1, std::memory_order_relaxed)) < self.parts.size();)
+        if (!self.run.run_part(self.lanes[begin], self.parts[part]))
+          self.failed.store(true, std::memory_order_relaxed);
+    }
+  };
+
+  bool run_part(const Lane& lane, const Branches::Part& part) {
+    const uint32_t* const items = plan_.branches.items.data() + part.first;
+    for (size_t i = 0; i < part.count; ++i)
+      if (!run_item(lane, items[i])) return false;
+    return true;
+  }
+
+  bool run_parts(const std::vector<Branches::Part>& parts, const std::vector<Lane>& lanes) {
+    BranchRun run = {*this, parts, lanes};
+    run_on_threads(lanes.size(), lanes.size(), BranchRun::take_parts, &run, settings_.workers);
+    return !run.failed.load(std::memory_order_relaxed);
+  }
+
+  tv_status_t run_branches(const Branches& branches) {
+    const size_t sums = plan_.totals.size() + plan_.sums.size() + settings_.scratch_size;
+    const size_t message = (plan_.message_size + 15) / 16 * 8;  // two floats take the place of a double
+    std::vector<Block<double>> memory(settings_.concurrency_level - 1);
+    ParallelSettings alone = settings_;
+    alone.concurrency_level = 1;
+    std::vector<Lane> lanes = {main_lane(alone)};
+    for (Block<double>& block : memory) {
+      block.allocate_uninitialized(sums + 2 * message);
+      alone.scratch = block.data() + plan_.totals.size() + plan_.sums.size();
+      float* const scratch = reinterpret_cast<float*>(block.data() + sums);
+      lanes.push_back(
+          {block.data(), block.data() + plan_.totals.size(), scratch, scratch + 2 * message, alone});
+    }
+    const bool succeeds = run_parts(branches.collect, lanes) &&
+                          run_part(main_lane(settings_), branches.trunk) &&
+                          run_parts(branches.distribute, lanes);
+    return succeeds ? finish() : tv_status_no_value;
+  }
+
   // ---- Potentials ----
 
   static size_t offset_of(const EliminationPlan::Potential& potential) noexcept {
@@ -85,34 +165,45 @@ class EliminationRun {
 
   // ---- Passes ----
 
-  void run(const EliminationPlan::Pass& pass) {
-    run_pass(pass.shape, nullptr, pass.steps, pass.step_count, settings_);
+  // Plans are written for the totals and the room of the plan.
+  void run(const Lane& lane, const EliminationPlan::Pass& pass, float* numbers) {
+    if (lane.totals == plan_.totals.data())
+      return run_pass(pass.shape, numbers, pass.steps, pass.step_count, lane.settings);
+    Step moved[kMostFormingSteps];
+    for (size_t s = 0; s < pass.step_count; ++s) {
+      moved[s] = pass.steps[s];
+      if (moved[s].operand == plan_.turned) moved[s].operand = lane.turned;
+      double*& target = moved[s].target;
+      if (target >= plan_.totals.begin() && target < plan_.totals.end())
+        target = lane.totals + (target - plan_.totals.begin());
+      else if (target)
+        target = lane.sums + (target - plan_.sums.begin());
+    }
+    run_pass(pass.shape, numbers, moved, pass.step_count, lane.settings);
   }
 
-  void form_products(size_t first, size_t count) {
-    for (size_t p = first; p < first + count; ++p) {
-      const EliminationPlan::Product& product = plan_.products[p];
-      run_pass(product.pass.shape, product.numbers, product.pass.steps, product.pass.step_count, settings_);
-    }
+  void form_products(const Lane& lane, size_t first, size_t count) {
+    for (size_t p = first; p < first + count; ++p)
+      run(lane, plan_.products[p].pass, plan_.products[p].numbers);
   }
 
   // False where too little is left of the factors' product: entries may have been lost on the way.
-  bool collect(const EliminationPlan::Collect& item) {
-    double* totals = plan_.totals.data();
+  bool collect(const Lane& lane, const EliminationPlan::Collect& item, double& factor) {
+    double* totals = lane.totals;
     std::fill_n(totals, item.size, 0.0);
-    form_products(item.first_product, item.product_count);
-    run(item.pass);
+    form_products(lane, item.first_product, item.product_count);
+    run(lane, item.pass, nullptr);
     double sum = totals[0], largest = totals[0];
     if (item.message) {
-      float* message = item.turn ? plan_.turned : item.message;
-      const RatioResult result = kernels().take(totals, plan_.scratch, message, item.size);
+      float* message = item.turn ? lane.turned : item.message;
+      const RatioResult result = kernels().take(totals, lane.scratch, message, item.size);
       sum = result.sum;
       largest = result.largest;
     }
     const bool may_have_lost = item.pass.step_count > 2 && sum < kSuspiciousMass;
     if (may_have_lost || !(largest >= kSmallestNormalFloat) || !(sum < kLargestFloat)) return false;
-    take_factor(largest);
-    turn(item.turn, item.message);
+    factor = largest;
+    if (item.turn) run(lane, *item.turn, item.message);
     if (item.message)
       kernels().scale(item.message, item.size, 1.0 / largest);
     else
@@ -120,63 +211,64 @@ class EliminationRun {
     return true;
   }
 
-  void turn(const EliminationPlan::Pass* pass, float* numbers) {
-    if (pass) run_pass(pass->shape, numbers, pass->steps, pass->step_count, settings_);
-  }
-
-  bool distribute(const EliminationPlan::Distribute& item) {
-    std::fill_n(plan_.totals.data(), item.clear_totals, 0.0);
-    clear_sums(item.first_belief, item.belief_count);
-    form_products(item.first_product, item.product_count);
-    run(item.pass);
-    if (!store_beliefs(item.first_belief, item.belief_count)) return false;
+  bool distribute(const Lane& lane, const EliminationPlan::Distribute& item) {
+    std::fill_n(lane.totals, item.clear_totals, 0.0);
+    clear_sums(lane, item.first_belief, item.belief_count);
+    form_products(lane, item.first_product, item.product_count);
+    run(lane, item.pass, nullptr);
+    if (!store_beliefs(lane, item.first_belief, item.belief_count)) return false;
     for (size_t r = 0; r < item.reply_count; ++r)
-      if (!answer(plan_.replies[item.first_reply + r])) return false;
+      if (!answer(lane, plan_.replies[item.first_reply + r])) return false;
     return true;
   }
 
-  bool answer(const EliminationPlan::Reply& reply) {
-    const double* totals = plan_.totals.data() + reply.totals;
-    float* ratio = reply.turn ? plan_.turned : reply.ratio;
+  bool answer(const Lane& lane, const EliminationPlan::Reply& reply) {
+    const double* totals = lane.totals + reply.totals;
+    float* ratio = reply.turn ? lane.turned : reply.ratio;
     if (!reply.heard) {
-      kernels().take(totals, plan_.scratch, ratio, reply.size);
+      kernels().take(totals, lane.scratch, ratio, reply.size);
     } else {
-      spread_message(reply);
-      kernels().divide(totals, plan_.scratch, ratio, reply.size);
+      spread_message(lane, reply);
+      kernels().divide(totals, lane.scratch, ratio, reply.size);
     }
-    turn(reply.turn, reply.ratio);
+    if (reply.turn) run(lane, *reply.turn, reply.ratio);
     if (reply.inverse) kernels().scale(reply.ratio, reply.size, *reply.inverse);
     if (reply.belief_count == 0) return true;
-    clear_sums(reply.first_belief, reply.belief_count);
-    run_pass(reply.sums->shape, plan_.scratch, reply.sums->steps, reply.sums->step_count, settings_);
-    return store_beliefs(reply.first_belief, reply.belief_count);
+    clear_sums(lane, reply.first_belief, reply.belief_count);
+    run(lane, *reply.sums, lane.scratch);
+    return store_beliefs(lane, reply.first_belief, reply.belief_count);
   }
 
-  void spread_message(const EliminationPlan::Reply& reply) {
+  void spread_message(const Lane& lane, const EliminationPlan::Reply& reply) {
     if (!reply.heard_at) {
-      std::copy_n(reply.heard, reply.size, plan_.scratch);
+      std::copy_n(reply.heard, reply.size, lane.scratch);
       return;
     }
     const Step spread = {Operation::assign, reply.heard_at, reply.heard};
-    run_pass(reply.sums->shape, plan_.scratch, &spread, 1, settings_);
+    run_pass(reply.sums->shape, lane.scratch, &spread, 1, lane.settings);
   }
 
   // ---- Beliefs ----
 
-  void clear_sums(size_t first, size_t count) noexcept {
-    for (size_t b = first; b < first + count; ++b)
-      std::fill_n(plan_.beliefs[b].totals, plan_.beliefs[b].node->number_of_states, 0.0);
+  double* sums_of(const Lane& lane, const EliminationPlan::Belief& belief) const noexcept {
+    return lane.sums + (belief.totals - plan_.sums.begin());
   }
 
-  bool store_beliefs(size_t first, size_t count) noexcept {
+  void clear_sums(const Lane& lane, size_t first, size_t count) noexcept {
+    for (size_t b = first; b < first + count; ++b)
+      std::fill_n(sums_of(lane, plan_.beliefs[b]), plan_.beliefs[b].node->number_of_states, 0.0);
+  }
+
+  bool store_beliefs(const Lane& lane, size_t first, size_t count) noexcept {
     for (size_t b = first; b < first + count; ++b) {
       const EliminationPlan::Belief& belief = plan_.beliefs[b];
       const size_t states = belief.node->number_of_states;
+      const double* const sums = sums_of(lane, belief);
       double whole = 0.0;
-      for (size_t i = 0; i < states; ++i) whole += belief.totals[i];
+      for (size_t i = 0; i < states; ++i) whole += sums[i];
       if (!(whole >= kSmallestNormalFloat && whole < kLargestFloat)) return false;
       for (size_t i = 0; i < states; ++i)
-        compiled(*belief.node).belief[i] = static_cast<tv_number_t>(belief.totals[i] / whole);
+        compiled(*belief.node).belief[i] = static_cast<tv_number_t>(sums[i] / whole);
     }
     return true;
   }

@@ -56,7 +56,10 @@ class Runner {
     find_potentials();
     if (tape_.brief) return run_brief(*tape_.brief);
     if (can_run_branches()) {
-      const Branches branches = find_branches(engine_, tape_, settings_);
+      Branches own;
+      Branches& branches = tape_.branches ? *tape_.branches : own;
+      if (branches.threads != settings_.concurrency_level)
+        branches = find_branches(engine_, tape_, settings_);
       if (!branches.empty()) return run_branches(branches);
     }
     return run_items();

@@ -13,6 +13,7 @@
 namespace tv {
 
 struct BeliefPlan;
+struct Branches;
 struct PotentialPlan;
 struct RestrictedTable;
 
@@ -61,6 +62,7 @@ struct Tape {
   Step* steps = nullptr;
   PotentialStep* potentials = nullptr;
   size_t potential_count = 0;
+  Branches* branches = nullptr;      // of a kept tape: found when it is first run on threads
   const ShortTape* brief = nullptr;  // of a kept tape: what is done, with `items` in between
 };
 

@@ -14,6 +14,7 @@ namespace tv {
 // A plan, or a tape; one block of memory holds the pattern, another what the tape points to.
 struct KeptTape {
   CopiedTape copy;
+  Branches branches;         // of the tape
   bool for_threads = false;  // the tape was written for several
   std::unique_ptr<EliminationPlan> plan;
   std::unique_ptr<uint32_t[]> pattern;
@@ -119,6 +120,7 @@ void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_
   if (!copy.memory || !kept) return;
   kept->copy = std::move(copy);
   if (!as_it_is) kept->copy.tape.brief = &kept->copy.brief;
+  kept->copy.tape.branches = &kept->branches;
   kept->for_threads = engine.domain->concurrency_level > 1;
   kept->bytes = kept->copy.bytes;
   add(std::move(kept));
