@@ -41,7 +41,7 @@ struct OwnShape : Shape {
 inline constexpr size_t kBlockSize = 4096;
 
 // Tables of so few entries are summed entry by entry in their order.
-inline constexpr size_t kShortTable = 64;
+inline constexpr size_t kShortTable = 128;
 
 // Steps and merged inner nest lie in arrays that outlive the control.
 struct Control {

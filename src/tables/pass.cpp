@@ -184,6 +184,18 @@ void run_blocks(const Shape& shape, float* table, const Step* steps, size_t coun
   } while (walk.next());
 }
 
+void sum_row(const float* __restrict row, const Dimension& inner, double* __restrict target) noexcept {
+  if (inner.stride2 == 0) {
+    double total = *target;
+    for (size_t i = 0; i < inner.count; ++i) total += static_cast<double>(row[i]);
+    *target = total;
+  } else if (inner.stride2 == 1) {
+    for (size_t i = 0; i < inner.count; ++i) target[i] += static_cast<double>(row[i]);
+  } else {
+    for (size_t i = 0; i < inner.count; ++i) target[i * inner.stride2] += static_cast<double>(row[i]);
+  }
+}
+
 // Sums the entries of a short table one after the other. The nest's middle dimensions are walked like digits.
 void sum_in_order(const Control& control, const float* table, double* target) noexcept {
   constexpr Dimension single = {1, 1, 0};
@@ -193,7 +205,8 @@ void sum_in_order(const Control& control, const float* table, double* target) no
   size_t position[kShortTable];
   std::fill_n(position, digits, 0);
   for (;;) {
-    for (size_t i = 0; i < inner.count; ++i) target[i * inner.stride2] += static_cast<double>(*table++);
+    sum_row(table, inner, target);
+    table += inner.count;
     for (size_t d = digits;;) {
       if (d == 0) return;
       const Dimension& dimension = control.inner[--d];
