@@ -17,17 +17,51 @@ namespace {
 // How much of each list the cliques and separators of a tree need together.
 struct ListSizes {
   size_t potentials = 0, links = 0, beliefs = 0, sizes = 0, indexes = 0, flags = 0;
+  size_t totals = 1, belief_totals = 1, pass_totals = 0;
+  TapeRoom portion;
 };
 
 bool takes_potential(const Node& node) noexcept {
   return is_discrete(node) && node.category != tv_category_utility;
 }
 
+// States that the beliefs read from a table have together.
+template <class Reads>
+size_t states_of_beliefs(const NodeList& members, Reads reads) noexcept {
+  size_t states = 0;
+  for (const Node* node : members)
+    if (reads(compiled(*node).belief_source)) states = size_add(states, node->number_of_states);
+  return states;
+}
+
+// Totals for the largest separator, or for as many together as are worth it; for all beliefs that one table
+// gives; for the parts of a pass over the largest clique.
+void add_totals(ListSizes& sizes, const Clique& clique) noexcept {
+  size_t around = 0;
+  for (const Link& link : clique.links) {
+    sizes.totals = std::max(sizes.totals, link.separator->size);
+    around = size_add(around, link.separator->size);
+  }
+  sizes.totals = std::max(sizes.totals, std::min(around, kSharedTotals));
+  sizes.pass_totals = std::max(sizes.pass_totals, own_totals_for(clique.table.size));
+  const size_t own = states_of_beliefs(clique.members(), [&](const BeliefSource& source) {
+    return !source.separator && source.clique == &clique;
+  });
+  sizes.belief_totals = std::max(sizes.belief_totals, own);
+  const Separator* separator = clique.parent_separator.get();
+  if (!separator) return;
+  const size_t between = states_of_beliefs(
+      separator->members, [&](const BeliefSource& source) { return source.separator == separator; });
+  sizes.belief_totals = std::max(sizes.belief_totals, between);
+}
+
 ListSizes list_sizes(const JunctionTree& tree) noexcept {
   ListSizes sizes;
+  sizes.portion = room_for_portion(tree);
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];
     const size_t members = clique.members().size(), potentials = clique.potential_count();
+    add_totals(sizes, clique);
     sizes.potentials += potentials;
     sizes.links += clique.links.size();
     sizes.sizes += (1 + potentials) * members;             // counts; strides of each potential
@@ -175,8 +209,7 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
 
 // Calls visit(list, room) for every list of an engine, those of larger alignment first.
 template <class Visit>
-void for_each_list(TreeEngine& engine, const JunctionTree& tree, Visit visit) {
-  const ListSizes sizes = list_sizes(tree);
+void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes& sizes, Visit visit) {
   const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
   visit(engine.cliques, cliques);
   visit(engine.separators, cliques);
@@ -184,6 +217,15 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, Visit visit) {
   visit(engine.link_plans, sizes.links);
   visit(engine.belief_plans, sizes.beliefs);
   visit(engine.sizes, sizes.sizes);
+  visit(engine.totals, sizes.totals);
+  visit(engine.belief_totals, sizes.belief_totals);
+  visit(engine.pass_totals, sizes.pass_totals);
+  visit(engine.portion.items, sizes.portion.items);
+  visit(engine.portion.steps, sizes.portion.steps);
+  visit(engine.portion.potential_steps, sizes.portion.potential_steps);
+  visit(engine.portion.controls, sizes.portion.controls);
+  visit(engine.portion.control_steps, sizes.portion.dimensions);
+  visit(engine.portion.control_nests, sizes.portion.dimensions);
   visit(engine.order, cliques);
   visit(engine.reached_by, cliques);
   visit(engine.pending, nodes);
@@ -199,62 +241,45 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, Visit visit) {
   visit(engine.spoke, cliques);
 }
 
-void make_lists(TreeEngine& engine) {
-  engine.memory.reset(new unsigned char[list_bytes(*engine.tree)]);
+size_t list_bytes(const JunctionTree& tree, const ListSizes& sizes) noexcept {
+  TreeEngine none;
+  size_t bytes = 0;
+  for_each_list(none, tree, sizes, [&](auto& list, size_t room) {
+    bytes = size_add(bytes, size_multiply(room, sizeof(*list.data())));
+  });
+  return bytes;
+}
+
+void make_lists(TreeEngine& engine, const ListSizes& sizes) {
+  engine.memory.reset(new unsigned char[list_bytes(*engine.tree, sizes)]);
   unsigned char* next = engine.memory.get();
-  for_each_list(engine, *engine.tree, [&](auto& list, size_t room) {
+  for_each_list(engine, *engine.tree, sizes, [&](auto& list, size_t room) {
     list.start(next);
     next += room * sizeof(*list.data());
   });
   const size_t cliques = engine.tree->clique_count();
   engine.cliques.fill(cliques);
   engine.separators.fill(cliques);
+  engine.potential_plans.fill(sizes.potentials);
+  engine.link_plans.fill(sizes.links);
+  engine.belief_plans.fill(sizes.beliefs);
+  engine.sizes.fill(sizes.sizes);
+  engine.totals.take(sizes.totals);
+  engine.belief_totals.take(sizes.belief_totals);
+  engine.pass_totals.take(sizes.pass_totals);
   engine.reached_by.fill(cliques, kNone);
   engine.silent.fill(cliques);
   engine.spoke.fill(cliques);
 }
 
 void build_cliques(TreeEngine& engine) {
-  const ListSizes sizes = list_sizes(*engine.tree);
-  engine.potential_plans.fill(sizes.potentials);
-  engine.link_plans.fill(sizes.links);
-  engine.belief_plans.fill(sizes.beliefs);
-  engine.sizes.fill(sizes.sizes);
+  make_lists(engine, list_sizes(*engine.tree));
   Parts parts = {engine.potential_plans.data(), engine.link_plans.data(), engine.belief_plans.data(),
                  engine.sizes.data(),           engine.indexes.data(),    engine.flags.data(),
                  engine.numbers.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
   // Utilities are no potentials here.
   engine.potential_plans.shrink(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
-}
-
-void reserve_portion(TreeEngine& engine) {
-  const TapeRoom room = room_for_portion(*engine.tree);
-  engine.portion.set_room(std::unique_ptr<unsigned char[]>(new unsigned char[room.bytes()]), room);
-}
-
-void make_room(TreeEngine& engine) {
-  size_t separator_size = 1, separator_sum = 1, belief_states = 1, largest = 1;
-  for (const CliqueWork& work : engine.cliques) {
-    size_t sum = 0, states = 0;
-    largest = std::max(largest, work.clique->table.size);
-    for (const Link& link : work.clique->links) {
-      separator_size = std::max(separator_size, link.separator->size);
-      sum = size_add(sum, link.separator->size);
-    }
-    for (const BeliefPlan& plan : work.beliefs) states += plan.node->number_of_states;
-    separator_sum = std::max(separator_sum, sum);
-    belief_states = std::max(belief_states, states);
-  }
-  for (const SeparatorWork& work : engine.separators) {
-    size_t states = 0;
-    for (const BeliefPlan& plan : work.beliefs) states += plan.node->number_of_states;
-    belief_states = std::max(belief_states, states);
-  }
-  engine.totals.allocate_uninitialized(std::max(separator_size, std::min(separator_sum, kSharedTotals)));
-  engine.belief_totals.allocate(belief_states);
-  engine.pass_totals.allocate_uninitialized(own_totals_for(largest));
-  reserve_portion(engine);
 }
 
 // Kept tapes and plans may take a quarter of what full tables would take, or this many bytes in all trees
@@ -274,10 +299,8 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   engine->domain = tree.domain;
   engine->numbers.allocate_uninitialized(kept_entries(tree));
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
-  make_lists(*engine);
   build_cliques(*engine);
   join_links(*engine);
-  make_room(*engine);
   engine->kept_tapes = std::make_unique<TapeCache>();
   engine->kept_tapes->prepare(tree.nodes.size(), tape_budget(tree));
   apply_fixed_states(*engine);
@@ -322,12 +345,7 @@ size_t kept_entries(const JunctionTree& tree) noexcept {
   return entries;
 }
 
-size_t list_bytes(const JunctionTree& tree) noexcept {
-  TreeEngine none;
-  size_t bytes = 0;
-  for_each_list(none, tree, [&](auto& list, size_t room) { bytes += room * sizeof(*list.data()); });
-  return bytes;
-}
+size_t list_bytes(const JunctionTree& tree) noexcept { return list_bytes(tree, list_sizes(tree)); }
 
 tv_status_t create_engines(Domain& domain) {
   Forest& forest = *domain.forest;

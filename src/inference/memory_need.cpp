@@ -28,57 +28,10 @@ class Bytes {
   size_t total_ = 0;
 };
 
-// States that the members whose belief is read from a table have together.
-template <class Reads>
-size_t states_of_beliefs(const NodeList& members, Reads reads) noexcept {
-  size_t states = 0;
-  for (const Node* node : members)
-    if (reads(compiled(*node).belief_source)) states = size_add(states, node->number_of_states);
-  return states;
-}
-
-size_t states_of_beliefs(const Clique& clique) noexcept {
-  return states_of_beliefs(clique.members(), [&](const BeliefSource& source) {
-    return !source.separator && source.clique == &clique;
-  });
-}
-
-size_t states_of_beliefs(const Separator& separator) noexcept {
-  return states_of_beliefs(separator.members,
-                           [&](const BeliefSource& source) { return source.separator == &separator; });
-}
-
-// What the working memory of a tree is measured by: the largest of its cliques in several respects.
-struct Extents {
-  size_t separator_size = 1;  // of the largest separator
-  size_t separators_sum = 1;  // of all separators around one clique
-  size_t belief_states = 1;   // of all beliefs that one table gives
-  size_t clique_size = 1;     // of the largest clique
-};
-
-void measure(Extents& extents, const Clique& clique) noexcept {
-  size_t around = 0;
-  for (const Link& link : clique.links) {
-    around = size_add(around, link.separator->size);
-    extents.separator_size = std::max(extents.separator_size, link.separator->size);
-  }
-  extents.separators_sum = std::max(extents.separators_sum, around);
-  extents.clique_size = std::max(extents.clique_size, clique.table.size);
-  extents.belief_states = std::max(extents.belief_states, states_of_beliefs(clique));
-  if (clique.parent_separator)
-    extents.belief_states = std::max(extents.belief_states, states_of_beliefs(*clique.parent_separator));
-}
-
 void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
-  Extents extents;
-  for (size_t c = 0; c < tree.clique_count(); ++c) measure(extents, *tree.cliques[c]);
   bytes.add<TreeEngine>(1);
   bytes.add<char>(list_bytes(tree));
   bytes.add<float>(kept_entries(tree));
-  bytes.add<double>(std::max(extents.separator_size, std::min(extents.separators_sum, kSharedTotals)));
-  bytes.add<double>(extents.belief_states);
-  bytes.add<double>(own_totals_for(extents.clique_size));
-  bytes.add<char>(room_for_portion(tree).bytes());
   if (tree.has_continuous) bytes.add<char>(cg_memory_needed(tree));
   bytes.add<TapeCache>(1);
   bytes.add<uint32_t>(tree.nodes.size() + 1);  // its pattern

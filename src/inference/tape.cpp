@@ -49,8 +49,17 @@ size_t beliefs_of(const Clique& clique) noexcept {
 }
 
 size_t beliefs_around(const Clique& clique) noexcept {
-  size_t beliefs = clique.members().size();
-  for (const Link& link : clique.links) beliefs += link.separator->members.size();
+  const auto count = [](const NodeList& members, auto reads) {
+    return static_cast<size_t>(std::count_if(members.begin(), members.end(), [&](const Node* node) {
+      return reads(compiled(*node).belief_source);
+    }));
+  };
+  size_t beliefs = count(clique.members(), [&](const BeliefSource& source) {
+    return !source.separator && source.clique == &clique;
+  });
+  for (const Link& link : clique.links)
+    beliefs += count(link.separator->members,
+                     [&](const BeliefSource& source) { return source.separator == link.separator; });
   return beliefs;
 }
 
