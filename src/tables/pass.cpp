@@ -184,29 +184,17 @@ void run_blocks(const Shape& shape, float* table, const Step* steps, size_t coun
   } while (walk.next());
 }
 
-void sum_row(const float* __restrict row, const Dimension& inner, double* __restrict target) noexcept {
-  if (inner.stride2 == 0) {
-    double total = *target;
-    for (size_t i = 0; i < inner.count; ++i) total += static_cast<double>(row[i]);
-    *target = total;
-  } else if (inner.stride2 == 1) {
-    for (size_t i = 0; i < inner.count; ++i) target[i] += static_cast<double>(row[i]);
-  } else {
-    for (size_t i = 0; i < inner.count; ++i) target[i * inner.stride2] += static_cast<double>(row[i]);
-  }
-}
-
-// Sums the entries of a short table one after the other. The nest's middle dimensions are walked like digits.
-void sum_in_order(const Control& control, const float* table, double* target) noexcept {
+// Calls add(row, target) for every row along the innermost dimension of a short table, in their order.
+template <class Add>
+void for_each_row(const Control& control, size_t length, const float* row, double* target, Add add) noexcept {
   constexpr Dimension single = {1, 1, 0};
   const size_t count = control.inner_count;
-  const Dimension inner = count > 0 ? control.inner[count - 1] : single;
-  const size_t digits = count > 0 ? count - 1 : 0;
+  const Dimension middle = count > 1 ? control.inner[count - 2] : single;
+  const size_t digits = count > 2 ? count - 2 : 0;
   size_t position[kShortTable];
   std::fill_n(position, digits, 0);
   for (;;) {
-    sum_row(table, inner, target);
-    table += inner.count;
+    for (size_t i = 0; i < middle.count; ++i, row += length) add(row, target + i * middle.stride2);
     for (size_t d = digits;;) {
       if (d == 0) return;
       const Dimension& dimension = control.inner[--d];
@@ -216,6 +204,32 @@ void sum_in_order(const Control& control, const float* table, double* target) no
       position[d] = 0;
     }
   }
+}
+
+// Sums the entries of a short table one after the other. Most rows have two entries.
+void sum_in_order(const Control& control, const float* table, double* target) noexcept {
+  constexpr Dimension single = {1, 1, 0};
+  const Dimension inner = control.inner_count > 0 ? control.inner[control.inner_count - 1] : single;
+  const size_t n = inner.count, step = inner.stride2;
+  if (n == 2)
+    for_each_row(control, 2, table, target, [step](const float* x, double* y) {
+      y[0] += static_cast<double>(x[0]);
+      y[step] += static_cast<double>(x[1]);
+    });
+  else if (step == 0)
+    for_each_row(control, n, table, target, [n](const float* x, double* y) {
+      double total = *y;
+      for (size_t i = 0; i < n; ++i) total += static_cast<double>(x[i]);
+      *y = total;
+    });
+  else if (step == 1)
+    for_each_row(control, n, table, target, [n](const float* x, double* y) {
+      for (size_t i = 0; i < n; ++i) y[i] += static_cast<double>(x[i]);
+    });
+  else
+    for_each_row(control, n, table, target, [n, step](const float* x, double* y) {
+      for (size_t i = 0; i < n; ++i) y[i * step] += static_cast<double>(x[i]);
+    });
 }
 
 void run_short(float* table, const Step* steps, size_t count) noexcept {
