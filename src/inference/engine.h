@@ -113,9 +113,9 @@ struct TreeEngine {
   FixedList<CliqueWork> cliques;        // by position in the tree
   FixedList<SeparatorWork> separators;  // by position of the child clique
   Block<float> numbers;                 // all tables and ratios
-  FixedList<double> totals;                 // marginals on their way into separators
+  FixedList<double> totals;             // marginals on their way into separators
   FixedList<double> belief_totals;
-  FixedList<double> pass_totals;         // of the parts of a pass over a large table
+  FixedList<double> pass_totals;     // of the parts of a pass over a large table
   std::vector<Block<float>> stored;  // tables of cliques that were factored once
   FixedList<PotentialPlan> potential_plans;
   FixedList<LinkPlan> link_plans;
