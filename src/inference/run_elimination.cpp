@@ -7,6 +7,7 @@
 
 #include "inference/elimination_plan.h"
 #include "network/progress.h"
+#include "tables/long_arrays.h"
 #include "tables/number_bounds.h"
 #include "tables/parallel.h"
 
@@ -190,13 +191,13 @@ class EliminationRun {
   // False where too little is left of the factors' product: entries may have been lost on the way.
   bool collect(const Lane& lane, const EliminationPlan::Collect& item, double& factor) {
     double* totals = lane.totals;
-    std::fill_n(totals, item.size, 0.0);
+    clear_array(totals, item.size, lane.settings);
     form_products(lane, item.first_product, item.product_count);
     run(lane, item.pass, nullptr);
     double sum = totals[0], largest = totals[0];
     if (item.message) {
       float* message = item.turn ? lane.turned : item.message;
-      const RatioResult result = kernels().take(totals, lane.scratch, message, item.size);
+      const RatioResult result = take_array(totals, lane.scratch, message, item.size, lane.settings);
       sum = result.sum;
       largest = result.largest;
     }
@@ -205,14 +206,14 @@ class EliminationRun {
     factor = largest;
     if (item.turn) run(lane, *item.turn, item.message);
     if (item.message)
-      kernels().scale(item.message, item.size, 1.0 / largest);
+      scale_array(item.message, item.size, 1.0 / largest, lane.settings);
     else
       plan_.inverses[item.clique] = 1.0 / largest;
     return true;
   }
 
   bool distribute(const Lane& lane, const EliminationPlan::Distribute& item) {
-    std::fill_n(lane.totals, item.clear_totals, 0.0);
+    clear_array(lane.totals, item.clear_totals, lane.settings);
     clear_sums(lane, item.first_belief, item.belief_count);
     form_products(lane, item.first_product, item.product_count);
     run(lane, item.pass, nullptr);
@@ -226,13 +227,13 @@ class EliminationRun {
     const double* totals = lane.totals + reply.totals;
     float* ratio = reply.turn ? lane.turned : reply.ratio;
     if (!reply.heard) {
-      kernels().take(totals, lane.scratch, ratio, reply.size);
+      take_array(totals, lane.scratch, ratio, reply.size, lane.settings);
     } else {
       spread_message(lane, reply);
-      kernels().divide(totals, lane.scratch, ratio, reply.size);
+      divide_array(totals, lane.scratch, ratio, reply.size, lane.settings);
     }
     if (reply.turn) run(lane, *reply.turn, reply.ratio);
-    if (reply.inverse) kernels().scale(reply.ratio, reply.size, *reply.inverse);
+    if (reply.inverse) scale_array(reply.ratio, reply.size, *reply.inverse, lane.settings);
     if (reply.belief_count == 0) return true;
     clear_sums(lane, reply.first_belief, reply.belief_count);
     run(lane, *reply.sums, lane.scratch);

@@ -12,6 +12,7 @@
 #include "inference/messages.h"
 #include "inference/short_tape.h"
 #include "network/progress.h"
+#include "tables/long_arrays.h"
 #include "tables/number_bounds.h"
 #include "tables/parallel.h"
 
@@ -307,7 +308,7 @@ class Runner {
   }
 
   void run_table_pass(const Lane& lane, const Item& item) {
-    std::fill_n(lane.totals, item.clear_totals, 0.0);
+    clear_array(lane.totals, item.clear_totals, lane.settings);
     std::fill_n(lane.belief_totals, item.clear_beliefs, 0.0);
     if (item.formed == 0 || work(item).factored) return run_steps(lane, item, steps(item), item.step_count);
     if (!item.repeats) bring_up_to_date(lane, item);
@@ -391,7 +392,7 @@ class Runner {
     const bool can_repeat = item.starts_anew && !sweep_.plain;
     tv_status_t status = tv_status_none;
     for (size_t together : {kUpdatesTogether, size_t{1}}) {
-      std::fill_n(totals, size, 0.0);
+      clear_array(totals, size, lane.settings);
       outcome.exponent = 0;
       if (sweep_.equilibrium == tv_equilibrium_max) engine_.table_sum = 0.0;  // else it is not asked for
       status = tv_status_none;
@@ -444,15 +445,15 @@ class Runner {
     if (weighs_findings_) marginalize_onto(here, link, lane.totals);
     SeparatorWork& separator = engine_.separators[link.separator];
     float* message = place_of_message(item);
-    const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
-        lane.totals, separator.old.numbers, message, item.size);
+    const RatioResult result = (item.has_past ? divide_array : take_array)(lane.totals, separator.old.numbers,
+                                                                           message, item.size, lane.settings);
     if (sweep_.plain) return keep_message(item), tv_status_none;
     if (tv_status_t status = check_ratio(result, item.has_past)) return status;
     outcome.mass = sweep_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
     outcome.largest = result.largest;
     if (tv_status_t status = _tv_check_norm_factor(outcome.mass)) return status;
     if (tv_status_t status = _tv_check_norm_factor(outcome.largest)) return status;
-    kernels().scale(message, item.size, 1.0 / outcome.largest);
+    scale_array(message, item.size, 1.0 / outcome.largest, lane.settings);
     keep_message(item);
     return tv_status_none;
   }
@@ -532,8 +533,8 @@ class Runner {
     SeparatorWork& separator = engine_.separators[link.separator];
     double* totals = lane.totals + item.totals;
     if (weighs_findings_) marginalize_onto(work(item), link, totals);
-    const RatioResult result = (item.has_past ? kernels().divide : kernels().take)(
-        totals, separator.old.numbers, place_of_message(item), item.size);
+    const RatioResult result = (item.has_past ? divide_array : take_array)(
+        totals, separator.old.numbers, place_of_message(item), item.size, lane.settings);
     keep_message(item);
     return check_ratio(result, item.has_past);
   }
