@@ -16,6 +16,7 @@ namespace {
 
 constexpr double kSuspiciousMass = 5.421010862427522e-20;  // 2 to the power -64
 constexpr size_t kGrainsForThreads = 1000;
+constexpr size_t kSlice = 8192;  // entries that a thread copies at a time
 
 class EliminationRun {
  public:
@@ -137,13 +138,54 @@ class EliminationRun {
     return potential.node->table->data.data() + offset_of(potential);
   }
 
-  void bind_potentials() noexcept {
+  // Some indices of the outermost dimension of a potential that is copied.
+  struct Slice {
+    const EliminationPlan::Potential* potential;
+    size_t begin, end;
+  };
+
+  void copy_slice(const Slice& slice) const noexcept {
+    Dimension nest[64];
+    const std::span<Dimension> whole = slice.potential->nest;
+    std::copy(whole.begin(), whole.end(), nest);
+    nest[0].count = slice.end - slice.begin;
+    kernels().assign(nest, whole.size(), slice.potential->copy + slice.begin * nest[0].stride,
+                     entries_of(*slice.potential) + slice.begin * nest[0].stride2);
+  }
+
+  struct CopyRun {
+    const EliminationRun& run;
+    std::vector<Slice> slices;
+    std::atomic<size_t> next = 0;
+
+    static void take_slices(void* context, size_t, size_t) {
+      CopyRun& self = *static_cast<CopyRun*>(context);
+      for (size_t i; (i = self.next.fetch_add(1, std::memory_order_relaxed)) < self.slices.size();)
+        self.run.copy_slice(self.slices[i]);
+    }
+  };
+
+  void copy_on_threads() {
+    CopyRun run = {*this, {}};
+    for (const EliminationPlan::Potential& potential : plan_.potentials) {
+      if (potential.is_constant || !potential.copy || potential.nest.empty()) continue;
+      const Dimension& outermost = potential.nest.front();
+      const size_t each = std::max<size_t>(kSlice / outermost.stride, 1);
+      for (size_t begin = 0; begin < outermost.count; begin += each)
+        run.slices.push_back({&potential, begin, std::min(outermost.count, begin + each)});
+    }
+    const size_t threads = settings_.concurrency_level;
+    run_on_threads(threads, threads, CopyRun::take_slices, &run, settings_.workers);
+  }
+
+  void bind_potentials() {
     for (const EliminationPlan::Potential& potential : plan_.potentials) {
       if (potential.is_constant)
         take_factor(static_cast<double>(*entries_of(potential)));
-      else if (potential.copy)
+      else if (potential.copy && (!settings_.workers || potential.nest.empty()))
         kernels().assign(potential.nest.data(), potential.nest.size(), potential.copy, entries_of(potential));
     }
+    if (settings_.workers) copy_on_threads();
     for (const EliminationPlan::Use& use : plan_.uses)
       use.step->operand = entries_of(plan_.potentials[use.potential]);
   }
