@@ -10,10 +10,10 @@
 namespace tv {
 
 inline constexpr size_t kMostTogether = 3;
-inline constexpr size_t kLongestRun = 256;   // entries of the table
-inline constexpr size_t kWindow = 32;        // entries of a factor that a run may meet out of order
+inline constexpr size_t kLongestRun = 256;    // entries of the table
+inline constexpr size_t kWindow = 32;         // entries of a factor that a run may meet out of order
 inline constexpr size_t kLeastFormed = 2048;  // smaller tables are done before the runs are found
-inline constexpr size_t kFormedLevels = 12;  // dimensions of a block: it has at most 4096 entries
+inline constexpr size_t kFormedLevels = 12;   // dimensions of a block: it has at most 4096 entries
 
 struct Forming {
   size_t count = 0;             // of the factors

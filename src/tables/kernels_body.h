@@ -138,8 +138,33 @@ void run(const Op& op, const Dimension* nest, size_t count, typename Op::TableEn
   run_nest<StridedRows>(op, nest, count, x, y);
 }
 
+// Copying into another order: the dimension along which the other table is contiguous is cut into parts that
+// become the next to innermost, so that the lines of the other table are used up while they are near.
+constexpr size_t kTile = 16;
+constexpr size_t kLeastTiled = 1024;
+
+inline size_t dimension_to_tile(const Dimension* nest, size_t count) {
+  if (count < 3 || nest[count - 1].stride2 < kTile) return count;
+  size_t size = 1, found = count;
+  for (size_t d = 0; d < count; ++d) {
+    size *= nest[d].count;
+    if (d + 2 < count && nest[d].stride2 == 1) found = d;
+  }
+  return size >= kLeastTiled ? found : count;
+}
+
 void assign(const Dimension* nest, size_t count, float* table, const float* other) {
-  run(Assign{}, nest, count, table, other);
+  const size_t tiled = dimension_to_tile(nest, count);
+  if (tiled == count) return run(Assign{}, nest, count, table, other);
+  Dimension order[kMaxOdometer];
+  for (size_t d = 0; d + 2 < count; ++d) order[d] = nest[d < tiled ? d : d + 1];
+  order[count - 1] = nest[count - 1];
+  for (size_t i = 0; i < nest[tiled].count; i += kTile) {
+    const size_t left = nest[tiled].count - i;
+    order[count - 2] = nest[tiled];
+    order[count - 2].count = left < kTile ? left : kTile;
+    run(Assign{}, order, count, table + i * nest[tiled].stride, other + i);
+  }
 }
 void multiply(const Dimension* nest, size_t count, float* table, const float* other) {
   run(Multiply{}, nest, count, table, other);

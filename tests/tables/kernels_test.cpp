@@ -20,8 +20,8 @@ struct Case {
   size_t size = 1, other_size = 1;
 };
 
-// A nest over a contiguous table whose dimensions the other table has or lacks at random, in the same order,
-// now and then with gaps between its entries.
+// A nest over a contiguous table whose dimensions the other table has or lacks at random, in the same order
+// or in another one, now and then with gaps between its entries.
 Case random_case(std::mt19937& random) {
   Case made;
   const size_t dimensions = 1 + random() % 5;
@@ -37,7 +37,12 @@ Case random_case(std::mt19937& random) {
     made.size *= count;
     if (has) stride2 *= count;
   }
-  made.other_size = stride2 + 1;
+  if (random() % 4 == 0)  // in another order
+    for (tv::Dimension& dimension : made.nest)
+      std::swap(dimension.stride2, made.nest[random() % made.nest.size()].stride2);
+  made.other_size = 1;
+  for (const tv::Dimension& dimension : made.nest)
+    made.other_size += (dimension.count - 1) * dimension.stride2;
   return made;
 }
 
