@@ -139,14 +139,18 @@ class Planner {
     }
     const Control& of_member(size_t member) const noexcept {
       if (work.table.dimension_of[member] == kNoIndex) return scalar();
-      return make([&](size_t* steps) { step_in_member(work.table, member, steps); });
+      return planner.control_of_member(work.table, member);
     }
     const Control& scalar() const noexcept { return planner.scalar_of(work); }
 
    private:
     template <class Fill>
     const Control& make(Fill fill) const noexcept {
-      return planner.lists_.make_control(work.table.shape, fill);
+      const Shape& shape = work.table.shape;
+      return planner.lists_.make_control(shape, [&](Control& control) {
+        fill(control.steps);
+        finish_control(control, shape);
+      });
     }
   };
 
@@ -156,7 +160,8 @@ class Planner {
   const Control& scalar_of(const CliqueWork& work) noexcept {
     if (scalar_of_ != &work) {
       const Shape& shape = work.table.shape;
-      scalar_ = &lists_.make_control(shape, [&](size_t* steps) { std::fill_n(steps, shape.dimensions, 0); });
+      scalar_ = &lists_.make_control(
+          shape, [&](Control& control) { meet_dimension(control, shape, shape.dimensions); });
       scalar_of_ = &work;
     }
     return *scalar_;
@@ -255,9 +260,10 @@ class Planner {
     order_from(engine_, root);
   }
 
-  const Control& control_of_belief(const RestrictedTable& table, const BeliefPlan& plan) noexcept {
-    return lists_.make_control(table.shape,
-                               [&](size_t* steps) { step_in_member(table, plan.member, steps); });
+  const Control& control_of_member(const RestrictedTable& table, size_t member) noexcept {
+    return lists_.make_control(table.shape, [&](Control& control) {
+      meet_dimension(control, table.shape, table.dimension_of[member]);
+    });
   }
 
   // The steps for the wanted beliefs of a table; how many totals they need.
@@ -268,7 +274,7 @@ class Planner {
       if (!data.belief_wanted || data.fixed_state >= 0) continue;
       if (!weighs_findings_)
         lists_.steps.push_back(
-            {marginal_, &control_of_belief(table, plan), nullptr, engine_.belief_totals.data() + used});
+            {marginal_, &control_of_member(table, plan.member), nullptr, engine_.belief_totals.data() + used});
       used += plan.node->number_of_states;
     }
     return used;

@@ -48,18 +48,13 @@ size_t beliefs_of(const Clique& clique) noexcept {
                     [&](const Node* node) { return compiled(*node).belief_source.clique == &clique; }));
 }
 
+// Those and the ones that are read from separators towards children.
 size_t beliefs_around(const Clique& clique) noexcept {
-  const auto count = [](const NodeList& members, auto reads) {
-    return static_cast<size_t>(std::count_if(members.begin(), members.end(), [&](const Node* node) {
-      return reads(compiled(*node).belief_source);
-    }));
-  };
-  size_t beliefs = count(clique.members(), [&](const BeliefSource& source) {
-    return !source.separator && source.clique == &clique;
-  });
-  for (const Link& link : clique.links)
-    beliefs += count(link.separator->members,
-                     [&](const BeliefSource& source) { return source.separator == link.separator; });
+  size_t beliefs = 0;
+  for (const Node* node : clique.members()) {
+    const BeliefSource& source = compiled(*node).belief_source;
+    beliefs += source.clique == &clique || (source.separator && source.separator->parent == &clique);
+  }
   return beliefs;
 }
 

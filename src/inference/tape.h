@@ -88,14 +88,13 @@ struct TapeLists {
   void set_room(std::unique_ptr<unsigned char[]> block, const TapeRoom& room) noexcept;
   void clear() noexcept;
 
-  // A control whose steps `fill(steps)` sets.
-  template <class Fill>
-  const Control& make_control(const Shape& shape, Fill fill) noexcept {
+  // A control in these lists. `make(control)` sets its steps and finishes it.
+  template <class Make>
+  const Control& make_control(const Shape& shape, Make make) noexcept {
     Control control;
     control.steps = control_steps.take(shape.dimensions);
     control.inner = control_nests.end();
-    fill(control.steps);
-    finish_control(control, shape);
+    make(control);
     control_nests.take(control.inner_count);
     return controls.push_back(control);
   }

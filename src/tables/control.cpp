@@ -46,4 +46,20 @@ void finish_control(Control& control, const Shape& shape) noexcept {
   control.other_size = other_size;
 }
 
+void meet_dimension(Control& control, const Shape& shape, size_t dimension) noexcept {
+  std::fill_n(control.steps, shape.dimensions, 0);
+  const bool single = dimension >= shape.dimensions;
+  if (!single) control.steps[dimension] = 1;
+  if (shape.outer > 0 || shape.size > kBlockSize) return finish_control(control, shape);
+  size_t before = 1, after = 1;
+  for (size_t d = 0; d < shape.dimensions; ++d) (d < dimension ? before : after) *= shape.counts[d];
+  control.other_size = single ? 1 : shape.counts[dimension];
+  if (!single) after /= control.other_size;
+  size_t count = 0;
+  if (before > 1) control.inner[count++] = {before, shape.size / before, 0};
+  if (!single) control.inner[count++] = {control.other_size, after, 1};
+  if (after > 1) control.inner[count++] = {after, 1, 0};
+  control.inner_count = count;
+}
+
 }  // namespace tv

@@ -54,6 +54,9 @@ struct Control {
 // Fills `inner` from `steps`, merging neighbours. Both arrays have room for every dimension of the shape.
 void finish_control(Control& control, const Shape& shape) noexcept;
 
+// The control of a table over one dimension of the shape; beyond the last one, of a single number.
+void meet_dimension(Control& control, const Shape& shape, size_t dimension) noexcept;
+
 // A control with arrays of its own, for operations that are not repeated.
 struct OwnControl : Control {
   explicit OwnControl(size_t dimensions) : step_array(dimensions + 1), inner_array(dimensions + 1) {
