@@ -114,6 +114,29 @@ TEST_P(Repeated, QuestionsAreAnsweredAsByAFreshDomain) {
   }
 }
 
+// A list of what to do that is kept gives the very bits of the one that was made first.
+TEST_P(Repeated, QuestionsGetTheSameBits) {
+  for (uint64_t seed = 100; seed < 115; ++seed) {
+    SCOPED_TRACE(seed);
+    Generator random(seed);
+    const DomainOwner domain = random_network(random, Values::positive, GetParam());
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    const Question question = varied(random, random_question(random, domain.get()), random.chance(0.7));
+    std::vector<float> first;
+    for (int round = 0; round < 4; ++round) {
+      ask(domain.get(), question);
+      tv_domain_reset_inference_engine(domain.get());
+      ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+      std::vector<float> beliefs;
+      for (tv_node_t* node : nodes_of(domain.get()))
+        for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s)
+          beliefs.push_back(tv_node_get_belief(node, s));
+      if (round == 0) first = beliefs;
+      EXPECT_EQ(beliefs, first) << "in round " << round;
+    }
+  }
+}
+
 // A node without a table counts as uniform, also in a kept plan; then it gets one. A layout that changed is
 // noticed too when another question or fast retraction comes in between.
 TEST(RepeatedQuestions, PlansFollowTablesAndLayouts) {
