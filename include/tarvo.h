@@ -1525,7 +1525,9 @@ TV_API tv_junction_tree_t* tv_clique_get_junction_tree(const tv_clique_t* clique
 
 /**
  * The table of a clique, owned by it. After a sum propagation its data are the joint probability of the
- * members and the evidence divided by a constant; the root's sum to one.
+ * members and the evidence divided by a constant; the root's sum to one. Beliefs do not need these tables:
+ * where a propagation has done without, the first call of tv_table_get_data forms them, which may take as long
+ * as a propagation and fail like one.
  */
 TV_API tv_table_t* tv_clique_get_probability_table(const tv_clique_t* clique);
 

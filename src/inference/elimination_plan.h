@@ -150,6 +150,10 @@ struct EliminationPlan {
 // Whether propagations of this kind can do without clique tables.
 bool may_eliminate(const Sweep& sweep) noexcept;
 
+// The plan over these cliques of the open nodes; null where the tables' memory does not suffice for it, or a
+// pass would need too many steps.
+std::unique_ptr<EliminationPlan> write_plan(TreeEngine& engine, const EliminationTree& graph);
+
 // The plan for the evidence that the tree has taken in; null where the tape is as good.
 std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine);
 

@@ -3,9 +3,7 @@
 
 #include <bit>
 
-#include "inference/elimination_passes.h"
-#include "inference/tape_cache.h"
-#include "inference/utility_engine.h"
+#include "inference/factor_groups.h"
 
 namespace tv {
 namespace {
@@ -23,6 +21,7 @@ class Planner {
         plan_(std::make_unique<EliminationPlan>()),
         factors_(engine, graph, *plan_),
         pass_(graph, factors_, *plan_),
+        groups_(graph, factors_, pass_, *plan_),
         first_child_(graph.cliques.size(), kNothing),
         next_sibling_(graph.cliques.size(), kNothing),
         heard_(graph.cliques.size(), kNothing),
@@ -197,86 +196,13 @@ class Planner {
     for (const uint32_t f : chosen_) pass_.multiply(f);
   }
 
-  // ---- Products of small factors ----
-
-  // Some of the chosen factors, and their variables as positions in the order of the clique.
-  struct Group {
-    uint64_t members;
-    size_t size;
-    size_t count;  // of factors
-  };
-
-  // Replaces some of the chosen factors by their products, as long as these are small beside the clique.
-  // Returns where the products begin in the plan's list.
+  // Replaces some of the chosen factors by their products. Returns where the products begin in the plan's
+  // list.
   uint32_t group_chosen(size_t clique_size) {
     const uint32_t first_product = count_of(plan_->products);
-    if (clique_size < kLargeClique || chosen_.size() < 3) return first_product;
-    for (uint32_t m = 0; m < order_.size(); ++m) mentions_[order_[m]] = m;
-    groups_.clear();
-    group_of_.clear();
-    for (const uint32_t f : chosen_) {
-      uint64_t members = 0;
-      for (const Axis& axis : factors_.axes(factors_[f])) members |= uint64_t{1} << mentions_[axis.rank];
-      group_of_.push_back(groups_.size());
-      groups_.push_back({members, factors_[f].size, 1});
-    }
-    for (const uint32_t rank : order_) mentions_[rank] = 0;
-    size_t left = groups_.size();
-    while (left > 2 && join_closest(clique_size / kSmallShare)) --left;
-    if (left < chosen_.size()) form_groups();
+    if (clique_size < kLargeClique) return first_product;
+    groups_.join(chosen_, order_, clique_size / kSmallShare);
     return first_product;
-  }
-
-  size_t size_of_union(const Group& a, const Group& b) const noexcept {
-    size_t size = a.size;
-    for (uint64_t more = b.members & ~a.members; more; more &= more - 1)
-      size *= states(order_[static_cast<size_t>(std::countr_zero(more))]);
-    return size;
-  }
-
-  bool join_closest(size_t most) noexcept {
-    size_t best = most + 1, first = 0, second = 0;
-    for (size_t a = 0; a < groups_.size(); ++a)
-      for (size_t b = a + 1; b < groups_.size(); ++b) {
-        if (groups_[a].count == 0 || groups_[b].count == 0) continue;
-        const size_t size = size_of_union(groups_[a], groups_[b]);
-        if (size >= best) continue;
-        best = size;
-        first = a;
-        second = b;
-      }
-    if (best > most) return false;
-    Group& group = groups_[first];
-    group = {group.members | groups_[second].members, best, group.count + groups_[second].count};
-    groups_[second].count = 0;
-    std::replace(group_of_.begin(), group_of_.end(), second, first);
-    return true;
-  }
-
-  void form_groups() {
-    joined_.clear();
-    for (size_t g = 0; g < groups_.size(); ++g) {
-      float* numbers = groups_[g].count > 1 ? factors_.take_optional(groups_[g].size) : nullptr;
-      if (numbers) {
-        joined_.push_back(form(g, numbers));
-        continue;
-      }
-      for (size_t i = 0; i < chosen_.size(); ++i)
-        if (group_of_[i] == g) joined_.push_back(chosen_[i]);
-    }
-    std::swap(chosen_, joined_);
-  }
-
-  // The product of a group, in the order of the clique.
-  uint32_t form(size_t g, float* numbers) {
-    ranks_.clear();
-    for (size_t m = 0; m < order_.size(); ++m)
-      if (groups_[g].members >> m & 1) ranks_.push_back(order_[m]);
-    pass_.start(ranks_);
-    for (size_t i = 0; i < chosen_.size(); ++i)
-      if (group_of_[i] == g) pass_.multiply(chosen_[i]);
-    plan_->products.push_back({pass_.close(), numbers});
-    return factors_.add_dense(ranks_, numbers);
   }
 
   // ---- Collecting ----
@@ -535,6 +461,7 @@ class Planner {
   std::unique_ptr<EliminationPlan> plan_;
   EliminationFactors factors_;
   PassWriter pass_;
+  FactorGroups groups_;
   bool fits_ = true;
 
   std::vector<uint32_t> first_child_, next_sibling_;  // by clique
@@ -548,89 +475,14 @@ class Planner {
 
   // Of the clique that is being planned.
   Ranks order_;
-  std::vector<uint32_t> chosen_, joined_, untold_, told_, left_, ranks_;
-  std::vector<Group> groups_;
-  std::vector<size_t> group_of_;  // by chosen factor
+  std::vector<uint32_t> chosen_, untold_, told_, left_, ranks_;
   std::vector<Child> children_;
   std::vector<uint32_t> sources_;  // by eliminated member: position of a child, or kNothing
 };
 
-bool has_finding_on_one_state(const JunctionTree& tree) noexcept {
-  return std::any_of(tree.nodes.begin(), tree.nodes.end(), [](const Node* node) {
-    return node->number_of_states == 1 && compiled(*node).propagated_state == kFindingVector;
-  });
-}
-
-// Entries of the cliques that agree with the evidence.
-double restricted_entries(const JunctionTree& tree) noexcept {
-  double entries = 0.0;
-  for (size_t c = 0; c < tree.clique_count(); ++c) {
-    double size = 1.0;
-    for (const Node* node : tree.cliques[c]->members())
-      if (is_open(*node)) size *= static_cast<double>(node->number_of_states);
-    entries += size;
-  }
-  return entries;
-}
-
-constexpr double kEntriesForFirst = 512.0;  // for each node, of a pattern that has not been seen before
-constexpr double kWorthwhile = 0.75;        // of the entries of the compiled tree, where these are few
-constexpr double kGood = 0.25;              // of the same: no other order is tried
-
-EliminationTree best_elimination(const JunctionTree& tree, double entries) {
-  const OpenGraph graph = graph_of_open_nodes(tree);
-  const std::vector<uint32_t> order = least_fill_order(graph);
-  if (order.size() < graph.size()) return {};
-  EliminationTree best = eliminate(graph, order);
-  if (best.entries <= kGood * entries) return best;
-  EliminationTree other = eliminate(graph, compiled_order(graph));
-  return other.entries < best.entries ? std::move(other) : std::move(best);
-}
-
 }  // namespace
 
-void PlanMemory::add_chunk(size_t least) {
-  const size_t size = std::max<size_t>(least, 32768);
-  chunks_.push_back(std::unique_ptr<unsigned char[]>(new unsigned char[size]));
-  end_ = chunks_.back().get() + size;
-  left_ = size;
-  bytes_ += size;
-}
-
-size_t EliminationPlan::bytes() const noexcept {
-  return memory.bytes() + potentials.capacity() * sizeof(Potential) + uses.capacity() * sizeof(Use) +
-         products.capacity() * sizeof(Product) + collects.capacity() * sizeof(Collect) +
-         distributes.capacity() * sizeof(Distribute) + replies.capacity() * sizeof(Reply) +
-         beliefs.capacity() * sizeof(Belief) + parents.capacity() * sizeof(uint32_t) +
-         (factors.size() + inverses.size() + totals.size() + sums.size()) * sizeof(double);
-}
-
-bool EliminationPlan::holds() const noexcept {
-  return std::all_of(potentials.begin(), potentials.end(), [](const Potential& potential) {
-    return potential.layout == (potential.node->table ? potential.node->table->layout : kNone);
-  });
-}
-
-bool may_eliminate(const Sweep& sweep) noexcept {
-  const JunctionTree& tree = *sweep.engine.tree;
-  return sweep.equilibrium == tv_equilibrium_sum && sweep.mode == tv_evidence_normal && !sweep.plain &&
-         !tree.has_continuous && !tree.has_chain_components && !sweep.engine.utilities &&
-         tree.domain->counters.decision == 0 && tree.approximation_constant == 1.0;
-}
-
-std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
-  const JunctionTree& tree = *engine.tree;
-  const TapeCache& cache = *engine.kept_tapes;
-  const size_t least = least_entries_for_plan;
-  const double entries = restricted_entries(tree), nodes = static_cast<double>(tree.nodes.size());
-  const bool is_large = entries >= kEntriesForFirst * nodes;
-  // Without evidence tables are what changes start from: no plan the first time.
-  const bool is_time = cache.wants_to_keep() || (is_large && tree.evidence_to_propagate > 0);
-  if (entries < static_cast<double>(least) * nodes || has_finding_on_one_state(tree)) return nullptr;
-  if (least > 0 && (!is_time || cache.wants_tables())) return nullptr;
-  const EliminationTree graph = best_elimination(tree, entries);
-  if (graph.cliques.empty()) return nullptr;
-  if (least > 0 && graph.entries > entries * (is_large ? 1.0 : kWorthwhile)) return nullptr;
+std::unique_ptr<EliminationPlan> write_plan(TreeEngine& engine, const EliminationTree& graph) {
   return Planner(engine, graph).plan();
 }
 

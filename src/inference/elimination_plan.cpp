@@ -1,0 +1,92 @@
+// When a propagation goes without tables, and over which cliques.
+
+#include "inference/elimination_plan.h"
+
+#include <algorithm>
+
+#include "inference/tape_cache.h"
+#include "inference/utility_engine.h"
+
+namespace tv {
+namespace {
+
+bool has_finding_on_one_state(const JunctionTree& tree) noexcept {
+  return std::any_of(tree.nodes.begin(), tree.nodes.end(), [](const Node* node) {
+    return node->number_of_states == 1 && compiled(*node).propagated_state == kFindingVector;
+  });
+}
+
+// Entries of the cliques that agree with the evidence.
+double restricted_entries(const JunctionTree& tree) noexcept {
+  double entries = 0.0;
+  for (size_t c = 0; c < tree.clique_count(); ++c) {
+    double size = 1.0;
+    for (const Node* node : tree.cliques[c]->members())
+      if (is_open(*node)) size *= static_cast<double>(node->number_of_states);
+    entries += size;
+  }
+  return entries;
+}
+
+constexpr double kEntriesForFirst = 512.0;  // for each node, of a pattern that has not been seen before
+constexpr double kWorthwhile = 0.75;        // of the entries of the compiled tree, where these are few
+constexpr double kGood = 0.25;              // of the same: no other order is tried
+
+EliminationTree best_elimination(const JunctionTree& tree, double entries) {
+  const OpenGraph graph = graph_of_open_nodes(tree);
+  const std::vector<uint32_t> order = least_fill_order(graph);
+  if (order.size() < graph.size()) return {};
+  EliminationTree best = eliminate(graph, order);
+  if (best.entries <= kGood * entries) return best;
+  EliminationTree other = eliminate(graph, compiled_order(graph));
+  return other.entries < best.entries ? std::move(other) : std::move(best);
+}
+
+}  // namespace
+
+void PlanMemory::add_chunk(size_t least) {
+  const size_t size = std::max<size_t>(least, 32768);
+  chunks_.push_back(std::unique_ptr<unsigned char[]>(new unsigned char[size]));
+  end_ = chunks_.back().get() + size;
+  left_ = size;
+  bytes_ += size;
+}
+
+size_t EliminationPlan::bytes() const noexcept {
+  return memory.bytes() + potentials.capacity() * sizeof(Potential) + uses.capacity() * sizeof(Use) +
+         products.capacity() * sizeof(Product) + collects.capacity() * sizeof(Collect) +
+         distributes.capacity() * sizeof(Distribute) + replies.capacity() * sizeof(Reply) +
+         beliefs.capacity() * sizeof(Belief) + parents.capacity() * sizeof(uint32_t) +
+         (factors.size() + inverses.size() + totals.size() + sums.size()) * sizeof(double);
+}
+
+bool EliminationPlan::holds() const noexcept {
+  return std::all_of(potentials.begin(), potentials.end(), [](const Potential& potential) {
+    return potential.layout == (potential.node->table ? potential.node->table->layout : kNone);
+  });
+}
+
+bool may_eliminate(const Sweep& sweep) noexcept {
+  const JunctionTree& tree = *sweep.engine.tree;
+  return sweep.equilibrium == tv_equilibrium_sum && sweep.mode == tv_evidence_normal && !sweep.plain &&
+         !tree.has_continuous && !tree.has_chain_components && !sweep.engine.utilities &&
+         tree.domain->counters.decision == 0 && tree.approximation_constant == 1.0;
+}
+
+std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
+  const JunctionTree& tree = *engine.tree;
+  const TapeCache& cache = *engine.kept_tapes;
+  const size_t least = least_entries_for_plan;
+  const double entries = restricted_entries(tree), nodes = static_cast<double>(tree.nodes.size());
+  const bool is_large = entries >= kEntriesForFirst * nodes;
+  // Without evidence tables are what changes start from: no plan the first time.
+  const bool is_time = cache.wants_to_keep() || (is_large && tree.evidence_to_propagate > 0);
+  if (entries < static_cast<double>(least) * nodes || has_finding_on_one_state(tree)) return nullptr;
+  if (least > 0 && (!is_time || cache.wants_tables())) return nullptr;
+  const EliminationTree graph = best_elimination(tree, entries);
+  if (graph.cliques.empty()) return nullptr;
+  if (least > 0 && graph.entries > entries * (is_large ? 1.0 : kWorthwhile)) return nullptr;
+  return write_plan(engine, graph);
+}
+
+}  // namespace tv
