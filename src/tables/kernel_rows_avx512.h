@@ -279,17 +279,24 @@ inline void along(const Sum&, const float* x, double* y, size_t n, size_t rows, 
     for (size_t i = 0; i < rows; ++i, x += stride, y += stride2) add_row(x, y, n);
     return;
   }
-  for (size_t j = 0; j < n; j += kLanes) {
-    const __mmask8 low_mask = low_lanes(n - j), high_mask = high_lanes(n - j < kLanes ? n - j : kLanes);
+  size_t j = 0;
+  for (; j + 8 < n; j += kLanes) {
+    const __mmask8 mask = high_lanes(n - j < kLanes ? n - j : kLanes);
     __m512d low = _mm512_setzero_pd(), high = low;
     const float* row = x + j;
     for (size_t i = 0; i < rows; ++i, row += stride) {
-      low = _mm512_add_pd(low, doubles(row, low_mask));
-      high = _mm512_add_pd(high, doubles(row + 8, high_mask));
+      low = _mm512_add_pd(low, doubles(row));
+      high = _mm512_add_pd(high, doubles(row + 8, mask));
     }
-    add_lanes(y + j, low, n - j);
-    if (n - j > 8) add_lanes(y + j + 8, high, n - j - 8);
+    add_lanes(y + j, low, 8);
+    add_lanes(y + j + 8, high, n - j - 8);
   }
+  if (j >= n) return;
+  const __mmask8 mask = low_lanes(n - j);
+  __m512d last = _mm512_setzero_pd();
+  const float* row = x + j;
+  for (size_t i = 0; i < rows; ++i, row += stride) last = _mm512_add_pd(last, doubles(row, mask));
+  add_lanes(y + j, last, n - j);
 }
 
 // y += the first N lanes.
