@@ -243,22 +243,25 @@ void run_short(float* table, const Step* steps, size_t count) noexcept {
   }
 }
 
-void run_whole(const Shape& shape, float* table, const Step* steps, size_t count) noexcept {
-  if (shape.size <= kShortTable) return run_short(table, steps, count);
-  if (shape.outer == 0 && parts_of(shape) == 1) {  // a single block: nothing to walk
-    const Kernels& kernels = tv::kernels();
-    alignas(64) float buffer[kBlockSize];
-    float* block = table ? table : buffer;
-    size_t done = 0;
-    if (shape.size >= kLeastFormed) {
-      Formings formings;
-      formings.plan(shape, shape.part, steps, count);
-      formings.run(kernels, block, [&](size_t s) { return steps[s].operand; });
-      done = formings.steps;
-    }
-    for (size_t s = done; s < count; ++s) run_block(kernels, steps[s], block, 0);
-    return;
-  }
+void run_single_block(float* table, const Step* steps, size_t count) noexcept {
+  const Kernels& kernels = tv::kernels();
+  alignas(64) float buffer[kLeastFormed];
+  for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], table ? table : buffer, 0);
+}
+
+// Functions with large frames stay by themselves, so that passes over small tables do without.
+[[gnu::noinline]] void form_single_block(const Shape& shape, float* table, const Step* steps,
+                                         size_t count) noexcept {
+  const Kernels& kernels = tv::kernels();
+  alignas(64) float buffer[kBlockSize];
+  float* block = table ? table : buffer;
+  Formings formings;
+  formings.plan(shape, shape.part, steps, count);
+  formings.run(kernels, block, [&](size_t s) { return steps[s].operand; });
+  for (size_t s = formings.steps; s < count; ++s) run_block(kernels, steps[s], block, 0);
+}
+
+[[gnu::noinline]] void run_whole(const Shape& shape, float* table, const Step* steps, size_t count) noexcept {
   for (; count > 0; count -= std::min(count, kMostFormingSteps), steps += kMostFormingSteps) {
     const size_t together = std::min(count, kMostFormingSteps);
     const BlockPlan plan(shape, steps, together);
@@ -377,22 +380,30 @@ void gather(const Step* steps, size_t count, const Split& split, const double* o
   }
 }
 
-}  // namespace
-
-void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
-              const ParallelSettings& settings) {
-  const bool may_split = settings.concurrency_level > 1 && shape.size >= settings.grain_size;
-  if (shape.outer == 0 && parts_of(shape) == 1) return run_whole(shape, table, steps, count);
+// Several blocks, on several threads where that is worth while.
+[[gnu::noinline]] void run_split(const Shape& shape, float* table, const Step* steps, size_t count,
+                                 const ParallelSettings& settings) {
   double local[kLocalTotals];
   const size_t room = std::max(settings.scratch_size, kLocalTotals);
   const Split split = choose_split(shape, steps, count, room);
-  if (split.units < 2 || (!may_split && split.own == 0)) return run_whole(shape, table, steps, count);
+  const bool may_share = settings.concurrency_level > 1 && shape.size >= settings.grain_size;
+  if (split.units < 2 || (!may_share && split.own == 0)) return run_whole(shape, table, steps, count);
   const BlockPlan plan(shape, steps, count);
   double* const own = split.units * split.own > kLocalTotals ? settings.scratch : local;
   PassTask task = {shape, table, steps, count, split, plan, own};
   const size_t threads = number_of_threads(split.units, shape.size / split.units * count, settings);
   run_on_threads(split.units, threads, PassTask::run, &task, settings.workers);
   if (split.own) gather(steps, count, split, own);
+}
+
+}  // namespace
+
+void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
+              const ParallelSettings& settings) {
+  if (shape.size <= kShortTable) return run_short(table, steps, count);
+  if (shape.outer > 0 || parts_of(shape) > 1) return run_split(shape, table, steps, count, settings);
+  if (shape.size < kLeastFormed) return run_single_block(table, steps, count);
+  form_single_block(shape, table, steps, count);
 }
 
 }  // namespace tv
