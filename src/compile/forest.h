@@ -102,32 +102,35 @@ struct BeliefSource {
 
 // What compilation and propagation keep for one node.
 struct CompiledNode {
+  // What a question about a belief reads stands together.
+  JunctionTree* tree = nullptr;
+  tv_number_t* belief = nullptr;             // one per state
+  ptrdiff_t propagated_state = kNoEvidence;  // encoded like EnteredEvidence::state
+  Clique* assigned = nullptr;                // where its potential is multiplied in
+
+  Clique* home = nullptr;                     // where evidence on the node is entered
+  ptrdiff_t fixed_state = -1;                 // the one state to which the tables are restricted, or -1
+  ptrdiff_t next_fixed_state = -1;            // the same for the propagation that is being prepared
+  tv_number_t* propagated_finding = nullptr;  // one per state; read under kFindingVector
+  tv_number_t* update = nullptr;              // finding on its way into the home clique, one per state
+
+  uint32_t position = 0;          // in tree->nodes
+  uint32_t elimination_rank = 0;  // 1 to N; the highest is eliminated first
   bool participates = false;      // a vertex of the moral graph
   bool evidence_listed = false;   // the node stands in its engine's list of evidence,
   bool evidence_changed = false;  // and in that of evidence that has changed
-  uint32_t position = 0;          // in tree->nodes
-  size_t component = kNone;       // in the forest's chain components
-  NodeList moral_neighbors;
-  size_t elimination_rank = 0;  // 1 to N; the highest is eliminated first
-  JunctionTree* tree = nullptr;
-  Clique* home = nullptr;      // where evidence on the node is entered
-  Clique* assigned = nullptr;  // where its potential is multiplied in
-  BeliefSource belief_source;
-
-  ptrdiff_t propagated_state = kNoEvidence;   // encoded like EnteredEvidence::state
-  tv_number_t* propagated_finding = nullptr;  // one per state; read under kFindingVector
+  bool in_conflict = false;    // the conflict of its home takes in the evidence that was last entered on it
+  bool belief_wanted = false;  // to be updated by the current propagation
   bool value_propagated = false;
+  unsigned char trail_marks = 0;  // of the d-connection search; 0 outside it
   double propagated_value = 0.0;
-  tv_number_t* belief = nullptr;       // one per state
-  Clique* conflict_clique = nullptr;   // where evidence on the node was last entered
-  bool belief_wanted = false;          // to be updated by the current propagation
-  ptrdiff_t fixed_state = -1;          // the one state to which the tables are restricted, or -1
-  ptrdiff_t next_fixed_state = -1;     // the same for the propagation that is being prepared
+
+  NodeList moral_neighbors;
+  BeliefSource belief_source;
+  size_t component = kNone;            // in the forest's chain components
   double* expected_utility = nullptr;  // one per state; of a utility node the expectation and the variance;
                                        // null in a tree without utilities
   ptrdiff_t known_state = -1;          // the one state to which expected utilities are restricted, or -1
-  tv_number_t* update = nullptr;       // finding on its way into the home clique, one per state
-  unsigned char trail_marks = 0;       // of the d-connection search; 0 outside it
   size_t table_configuration = kNone;  // states of required instantiations in the node's table, as
                                        // they were when the tree's tables were built
 };

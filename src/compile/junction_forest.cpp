@@ -83,7 +83,7 @@ NodeList nodes_by_number(const Triangulation& triangulation, VertexSet vertices)
 
 void store_elimination_order(Forest& forest, const Triangulation& triangulation) {
   forest.elimination_order = elimination_sequence(triangulation);
-  size_t rank = triangulation.graph.size();
+  auto rank = static_cast<uint32_t>(triangulation.graph.size());
   for (const Node* node : forest.elimination_order) forest.nodes[node->number - 1].elimination_rank = rank--;
 }
 

@@ -112,7 +112,7 @@ void take_in_values(JunctionTree& tree) noexcept {
     CompiledNode& data = compiled(*record.node);
     data.value_propagated = entered.value_flag;
     data.propagated_value = entered.value;
-    if (entered.value_flag) data.conflict_clique = data.home;
+    if (entered.value_flag) data.in_conflict = true;
     set_evidence(engine, record, entered.value_flag, entered.value);
   }
   forget_stale_regressions(engine);

@@ -89,16 +89,16 @@ struct CliqueWork {
   Clique* clique = nullptr;
   bool marked = false;       // takes part in the current propagation
   bool measured = false;     // its conflict may differ from one
-  RestrictedTable table;     // without numbers where the clique is factored
   bool factored = false;     // the table is formed from its factors in every pass
   bool initialized = false;  // the table holds at least the product of the potentials
+  float constant = 1.0f;     // the only factor of a factored clique that has no others
+  RestrictedTable table;     // without numbers where the clique is factored
   size_t version = 0;        // grows with every change, so that the host's copy can be told stale
   size_t materialized = 0;   // the version that the host's copy shows
   std::span<PotentialPlan> potentials;
   std::span<LinkPlan> links;      // in the order of clique->links
   std::span<BeliefPlan> beliefs;  // nodes for which this is the smallest table
   MemberList findings;            // members whose update findings wait to be multiplied in
-  float constant = 1.0f;          // the only factor of a factored clique that has no others
 };
 
 struct TreeEngine {
@@ -131,7 +131,7 @@ struct TreeEngine {
   FixedList<uint32_t> marked;    // cliques
   FixedList<uint32_t> measured;  // cliques
   FixedList<uint32_t> wanted;    // positions in tree->nodes of nodes with `belief_wanted`
-  bool all_in_conflict = false;  // more nodes than the pending ones may have a `conflict_clique`
+  bool all_in_conflict = false;  // more nodes than the pending ones may be `in_conflict`
   size_t evidence_count = 0;     // nodes with propagated evidence, and with propagated likelihoods
   size_t likelihood_count = 0;
   bool has_factored = false;  // some clique was built without a table

@@ -31,7 +31,7 @@ void incorporate(TreeEngine& engine, const Node& node, ptrdiff_t state, const tv
   Clique& home = *data.home;
   if (engine.tree->equilibrium != tv_equilibrium_none)
     home.conflict *= probability_of_evidence(node, state, finding, equilibrium);
-  data.conflict_clique = &home;
+  data.in_conflict = true;
   mark_clique(engine, home.position);
 }
 
@@ -79,7 +79,7 @@ bool is_without_evidence(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
   return node.entered.state == kNoEvidence && !node.entered.value_flag &&
          data.propagated_state == kNoEvidence && !data.value_propagated && data.fixed_state < 0 &&
-         data.next_fixed_state < 0 && !data.conflict_clique;
+         data.next_fixed_state < 0 && !data.in_conflict;
 }
 
 bool must_be_retracted(const Node& node) noexcept {

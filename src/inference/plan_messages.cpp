@@ -273,8 +273,8 @@ class Planner {
       const CompiledNode& data = compiled(*plan.node);
       if (!data.belief_wanted || data.fixed_state >= 0) continue;
       if (!weighs_findings_)
-        lists_.steps.push_back(
-            {marginal_, &control_of_member(table, plan.member), nullptr, engine_.belief_totals.data() + used});
+        lists_.steps.push_back({marginal_, &control_of_member(table, plan.member), nullptr,
+                                engine_.belief_totals.data() + used});
       used += plan.node->number_of_states;
     }
     return used;

@@ -88,7 +88,9 @@ double tv_clique_get_conflict(const tv_clique_t* clique) {
 tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node) {
   if (!tv::check(node && tv::is_discrete_or_continuous(*node))) return nullptr;
   const tv::Node& answering = tv::answering_node(*node);
-  return tv::require_compiled(*answering.domain) ? tv::compiled(answering).conflict_clique : nullptr;
+  if (!tv::require_compiled(*answering.domain)) return nullptr;
+  const tv::CompiledNode& record = tv::compiled(answering);
+  return record.in_conflict ? record.home : nullptr;
 }
 
 int tv_domain_tables_to_propagate(const tv_domain_t* domain) {

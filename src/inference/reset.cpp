@@ -177,9 +177,9 @@ void forget_conflicts(TreeEngine& engine) noexcept {
   }
   engine.measured.clear();
   if (engine.all_in_conflict)
-    for_each_with_evidence(engine, [](const Node& node) { compiled(node).conflict_clique = nullptr; });
+    for_each_with_evidence(engine, [](const Node& node) { compiled(node).in_conflict = false; });
   else
-    for (const Node* node : engine.pending) compiled(*node).conflict_clique = nullptr;
+    for (const Node* node : engine.pending) compiled(*node).in_conflict = false;
   engine.all_in_conflict = false;
 }
 
