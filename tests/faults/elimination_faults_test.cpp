@@ -73,6 +73,28 @@ TEST_F(EliminationFaults, APropagationAnswersWithoutAPlan) {
     }
 }
 
+// Programs that ask the same question again and again get their answers without an allocation, by plans and by
+// tapes.
+TEST_F(EliminationFaults, RepeatedQuestionsAllocateNothing) {
+  for (size_t least : {size_t{0}, size_t{1000000}}) {
+    SCOPED_TRACE(least);
+    tv::least_entries_for_plan = least;
+    const DomainOwner domain = network();
+    const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+    for (size_t round = 0; round < 6; ++round) {
+      tv_domain_retract_findings(domain.get());
+      tv_node_select_state(nodes[3], round % 2);
+      tv_node_select_state(nodes[10], (round + 1) % 2);
+      arm(Fault::allocation, 1000000, false);
+      ASSERT_EQ(propagate(domain.get()), tv_status_none);
+      disarm();
+      if (round >= 3) {
+        EXPECT_EQ(requests_seen(), 0);
+      }
+    }
+  }
+}
+
 TEST_F(EliminationFaults, TablesAreFormedOrRefused) {
   for (long n = 0;; ++n) {
     SCOPED_TRACE(n);
