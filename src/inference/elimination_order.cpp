@@ -3,62 +3,82 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <span>
 
 namespace tv {
 namespace {
 
 constexpr uint32_t kNoVertex = static_cast<uint32_t>(-1);
 constexpr size_t kMostInCore = 2048;
+constexpr size_t kMostNeighbors = 64;
 
-// Neighbour lists from which eliminated vertices are taken out.
+// Neighbour lists from which vertices that are gone are swept out when they outnumber the others.
 class ShrinkingGraph {
  public:
   explicit ShrinkingGraph(const OpenGraph& graph)
       : starts_(graph.starts),
         neighbors_(graph.neighbors),
-        degrees_(graph.size()),
+        lengths_(graph.size()),
         gone_(graph.size(), false) {
-    for (size_t v = 0; v < graph.size(); ++v) degrees_[v] = starts_[v + 1] - starts_[v];
+    for (size_t v = 0; v < graph.size(); ++v) lengths_[v] = starts_[v + 1] - starts_[v];
+    degrees_ = lengths_;
   }
 
   bool is_gone(uint32_t v) const noexcept { return gone_[v]; }
-  const uint32_t* begin(uint32_t v) const noexcept { return neighbors_.data() + starts_[v]; }
-  const uint32_t* end(uint32_t v) const noexcept { return begin(v) + degrees_[v]; }
+  size_t degree(uint32_t v) const noexcept { return degrees_[v]; }
+
+  // Without those that are gone, as long as none is removed.
+  std::span<const uint32_t> neighbors(uint32_t v) noexcept {
+    if (lengths_[v] > degrees_[v]) sweep(v);
+    return {neighbors_.data() + starts_[v], lengths_[v]};
+  }
 
   // All neighbours are adjacent to each other.
-  bool is_simplicial(uint32_t v) const noexcept {
-    for (const uint32_t* a = begin(v); a != end(v); ++a)
-      for (const uint32_t* b = a + 1; b != end(v); ++b)
-        if (!are_adjacent(*a, *b)) return false;
+  bool is_simplicial(uint32_t v) noexcept {
+    const std::span<const uint32_t> list = neighbors(v);
+    for (size_t a = 0; a < list.size(); ++a)
+      for (size_t b = a + 1; b < list.size(); ++b)
+        if (!are_adjacent(list[a], list[b])) return false;
     return true;
   }
 
   void remove(uint32_t v) noexcept {
     gone_[v] = true;
-    for (const uint32_t* u = begin(v); u != end(v); ++u) {
-      uint32_t* list = neighbors_.data() + starts_[*u];
-      *std::find(list, list + degrees_[*u], v) = list[degrees_[*u] - 1];
-      --degrees_[*u];
-    }
+    for (const uint32_t u : neighbors(v))
+      if (lengths_[u] > 2 * --degrees_[u] + 8) sweep(u);
   }
 
  private:
+  void sweep(uint32_t v) noexcept {
+    uint32_t* list = neighbors_.data() + starts_[v];
+    const uint32_t* end = std::remove_if(list, list + lengths_[v], [this](uint32_t u) { return gone_[u]; });
+    lengths_[v] = static_cast<uint32_t>(end - list);
+  }
+
   bool are_adjacent(uint32_t a, uint32_t b) const noexcept {
-    if (degrees_[a] > degrees_[b]) std::swap(a, b);
-    return std::find(begin(a), end(a), b) != end(a);
+    if (lengths_[a] > lengths_[b]) std::swap(a, b);
+    const uint32_t* list = neighbors_.data() + starts_[a];
+    return std::find(list, list + lengths_[a], b) != list + lengths_[a];
   }
 
   const std::vector<uint32_t>& starts_;
   std::vector<uint32_t> neighbors_;
-  std::vector<uint32_t> degrees_;
+  std::vector<uint32_t> lengths_;  // of the lists
+  std::vector<uint32_t> degrees_;  // of these, how many are still there
   std::vector<bool> gone_;
 };
 
-// Takes out vertices that add no link until there is none left.
+// Takes out vertices that add no link until there is none left. Those with very many neighbours are looked at
+// when they have fewer.
 void eliminate_simplicial(ShrinkingGraph& graph, size_t size, std::vector<uint32_t>& order) {
   std::vector<uint32_t> candidates;
-  std::vector<bool> waits(size, true);
-  for (uint32_t v = static_cast<uint32_t>(size); v-- > 0;) candidates.push_back(v);
+  std::vector<bool> waits(size, false);
+  const auto add = [&](uint32_t v) {
+    if (waits[v] || graph.degree(v) > kMostNeighbors) return;
+    waits[v] = true;
+    candidates.push_back(v);
+  };
+  for (uint32_t v = static_cast<uint32_t>(size); v-- > 0;) add(v);
   while (!candidates.empty()) {
     const uint32_t v = candidates.back();
     candidates.pop_back();
@@ -66,18 +86,14 @@ void eliminate_simplicial(ShrinkingGraph& graph, size_t size, std::vector<uint32
     if (graph.is_gone(v) || !graph.is_simplicial(v)) continue;
     order.push_back(v);
     graph.remove(v);
-    for (const uint32_t* u = graph.begin(v); u != graph.end(v); ++u)
-      if (!waits[*u]) {
-        waits[*u] = true;
-        candidates.push_back(*u);
-      }
+    for (const uint32_t u : graph.neighbors(v)) add(u);
   }
 }
 
 // What is left, as a matrix of bits. A vertex that is gone has an infinite score.
 class Core {
  public:
-  Core(const OpenGraph& graph, const ShrinkingGraph& rest, std::vector<uint32_t> vertices)
+  Core(const OpenGraph& graph, ShrinkingGraph& rest, std::vector<uint32_t> vertices)
       : vertices_(std::move(vertices)),
         words_((vertices_.size() + 63) / 64),
         rows_(vertices_.size() * words_, 0),
@@ -89,8 +105,7 @@ class Core {
     for (uint32_t i = 0; i < vertices_.size(); ++i) index[vertices_[i]] = i;
     for (uint32_t i = 0; i < vertices_.size(); ++i) {
       weights_[i] = graph.weight(vertices_[i]);
-      for (const uint32_t* u = rest.begin(vertices_[i]); u != rest.end(vertices_[i]); ++u)
-        set(row(i), index[*u]);
+      for (const uint32_t u : rest.neighbors(vertices_[i])) set(row(i), index[u]);
     }
     for (uint32_t i = 0; i < vertices_.size(); ++i) rate(i);
   }

@@ -73,8 +73,8 @@ TEST_F(EliminationFaults, APropagationAnswersWithoutAPlan) {
     }
 }
 
-// Programs that ask the same question again and again get their answers without an allocation, by plans and by
-// tapes.
+// Programs that ask the same question again and again get their answers without an allocation, by plans and
+// by tapes.
 TEST_F(EliminationFaults, RepeatedQuestionsAllocateNothing) {
   for (size_t least : {size_t{0}, size_t{1000000}}) {
     SCOPED_TRACE(least);
