@@ -28,9 +28,23 @@ double restricted_entries(const JunctionTree& tree) noexcept {
   return entries;
 }
 
-constexpr double kEntriesForFirst = 512.0;  // for each node, of a pattern that has not been seen before
-constexpr double kWorthwhile = 0.75;        // of the entries of the compiled tree, where these are few
-constexpr double kGood = 0.25;              // of the same: no other order is tried
+constexpr double kEntriesForFirst = 384.0;  // for each node, of a pattern that has not been seen before
+constexpr double kSavedAtOnce = 400.0;  // entries for each clique that a plan for one propagation has to save
+constexpr double kSaved = 100.0;        // the same where the pattern comes again
+constexpr double kGood = 0.25;          // of the entries of the compiled tree: no other order is tried
+constexpr uint32_t kPause = 16;
+
+// Whether it may be worth while to look for a plan. Without evidence tables are what changes start from:
+// there is none the first time.
+bool may_plan(TreeEngine& engine, double nodes) noexcept {
+  const TapeCache& cache = *engine.kept_tapes;
+  const double least = static_cast<double>(least_entries_for_plan);
+  if (least == 0.0) return true;
+  if (cache.wants_tables() || engine.entries < least * nodes) return false;
+  if (cache.wants_to_keep()) return true;
+  if (engine.entries < kEntriesForFirst * nodes || engine.tree->evidence_to_propagate == 0) return false;
+  return engine.patterns_to_pass == 0 || --engine.patterns_to_pass == 0;
+}
 
 EliminationTree best_elimination(const JunctionTree& tree, double entries) {
   const OpenGraph graph = graph_of_open_nodes(tree);
@@ -75,17 +89,19 @@ bool may_eliminate(const Sweep& sweep) noexcept {
 
 std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
   const JunctionTree& tree = *engine.tree;
-  const TapeCache& cache = *engine.kept_tapes;
-  const size_t least = least_entries_for_plan;
-  const double entries = restricted_entries(tree), nodes = static_cast<double>(tree.nodes.size());
-  const bool is_large = entries >= kEntriesForFirst * nodes;
-  // Without evidence tables are what changes start from: no plan the first time.
-  const bool is_time = cache.wants_to_keep() || (is_large && tree.evidence_to_propagate > 0);
-  if (entries < static_cast<double>(least) * nodes || has_finding_on_one_state(tree)) return nullptr;
-  if (least > 0 && (!is_time || cache.wants_tables())) return nullptr;
+  const double nodes = static_cast<double>(tree.nodes.size());
+  const double least = static_cast<double>(least_entries_for_plan);
+  if (!may_plan(engine, nodes) || has_finding_on_one_state(tree)) return nullptr;
+  const bool comes_again = engine.kept_tapes->wants_to_keep();
+  const double entries = restricted_entries(tree);
+  if (entries < (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes) return nullptr;
   const EliminationTree graph = best_elimination(tree, entries);
   if (graph.cliques.empty()) return nullptr;
-  if (least > 0 && graph.entries > entries * (is_large ? 1.0 : kWorthwhile)) return nullptr;
+  const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
+  if (least > 0.0 && saved < (comes_again ? kSaved : kSavedAtOnce)) {
+    if (!comes_again) engine.patterns_to_pass = kPause;
+    return nullptr;
+  }
   return write_plan(engine, graph);
 }
 

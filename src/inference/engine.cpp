@@ -301,6 +301,8 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
   build_cliques(*engine);
   join_links(*engine);
+  for (size_t c = 0; c < tree.clique_count(); ++c)
+    engine->entries += static_cast<double>(tree.cliques[c]->table.size);
   engine->kept_tapes = std::make_unique<TapeCache>();
   engine->kept_tapes->prepare(tree.nodes.size(), tape_budget(tree));
   apply_fixed_states(*engine);

@@ -158,6 +158,9 @@ struct TreeEngine {
   bool plans_are_stale = false;  // a kept tape was run: shapes and controls are those of an earlier
                                  // propagation
 
+  double entries = 0.0;  // of all clique tables
+  uint32_t patterns_to_pass =
+      0;  // new patterns for which no plan is looked for, since one was not worth while
   bool has_beliefs_only = false;  // the equilibrium came from an elimination plan: there are no tables yet
 
   FixedList<Node*> pending;   // nodes whose evidence the current propagation takes in
