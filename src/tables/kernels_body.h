@@ -138,32 +138,52 @@ void run(const Op& op, const Dimension* nest, size_t count, typename Op::TableEn
   run_nest<StridedRows>(op, nest, count, x, y);
 }
 
-// Copying into another order: the dimension along which the other table is contiguous is cut into parts that
-// become the next to innermost, so that the lines of the other table are used up while they are near.
-constexpr size_t kTile = 16;
-constexpr size_t kLeastTiled = 1024;
+// Copying into another order. A few rows of the other table are read side by side along the dimensions where
+// its entries are neighbours, so that its lines are used up while they are near: however far the rows are
+// apart, they do not get into each other's way in the cache.
+constexpr size_t kRowsAtOnce = 8;
+constexpr size_t kLine = 16;
+constexpr size_t kLeastTurned = 1024;
 
-inline size_t dimension_to_tile(const Dimension* nest, size_t count) {
-  if (count < 3 || nest[count - 1].stride2 < kTile) return count;
-  size_t size = 1, found = count;
+// Not where entries move to the front of their own table, which goes well in their order alone.
+inline bool is_turned(const Dimension* nest, size_t count, const float* table, const float* other) {
+  if (count < 2) return false;
+  const Dimension& inner = nest[count - 1];
+  if (inner.stride != 1 || inner.stride2 < kLine || inner.count < kRowsAtOnce) return false;
+  size_t size = 1, last = 0, other_last = 0;
   for (size_t d = 0; d < count; ++d) {
     size *= nest[d].count;
-    if (d + 2 < count && nest[d].stride2 == 1) found = d;
+    last += (nest[d].count - 1) * nest[d].stride;
+    other_last += (nest[d].count - 1) * nest[d].stride2;
   }
-  return size >= kLeastTiled ? found : count;
+  return size >= kLeastTurned && (table + last < other || other + other_last < table);
 }
 
+struct TurnedRows {
+  static void run(const Assign&, float* x, const float* y, const Dimension& middle, const Dimension& inner) {
+    for (size_t i = 0; i < middle.count; ++i, x += middle.stride, y += middle.stride2)
+      for (size_t j = 0; j < kRowsAtOnce; ++j) x[j] = y[j * inner.stride2];
+  }
+};
+
 void assign(const Dimension* nest, size_t count, float* table, const float* other) {
-  const size_t tiled = dimension_to_tile(nest, count);
-  if (tiled == count) return run(Assign{}, nest, count, table, other);
+  if (!is_turned(nest, count, table, other)) return run(Assign{}, nest, count, table, other);
+  const Dimension& inner = nest[count - 1];
   Dimension order[kMaxOdometer];
-  for (size_t d = 0; d + 2 < count; ++d) order[d] = nest[d < tiled ? d : d + 1];
-  order[count - 1] = nest[count - 1];
-  for (size_t i = 0; i < nest[tiled].count; i += kTile) {
-    const size_t left = nest[tiled].count - i;
-    order[count - 2] = nest[tiled];
-    order[count - 2].count = left < kTile ? left : kTile;
-    run(Assign{}, order, count, table + i * nest[tiled].stride, other + i);
+  size_t used = 0;
+  const auto list = [&](bool neighbours) {
+    for (size_t d = 0; d + 1 < count; ++d)
+      if ((nest[d].stride2 != 0 && nest[d].stride2 < kLine) == neighbours) order[used++] = nest[d];
+  };
+  list(false);
+  list(true);
+  for (size_t j = 0; j < inner.count; j += kRowsAtOnce) {
+    const size_t left = inner.count - j, rows = left < kRowsAtOnce ? left : kRowsAtOnce;
+    order[used] = {rows, 1, inner.stride2};
+    if (rows == kRowsAtOnce)
+      run_nest<TurnedRows>(Assign{}, order, used + 1, table + j, other + j * inner.stride2);
+    else
+      run_nest<StridedRows>(Assign{}, order, used + 1, table + j, other + j * inner.stride2);
   }
 }
 void multiply(const Dimension* nest, size_t count, float* table, const float* other) {

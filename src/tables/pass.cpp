@@ -380,6 +380,44 @@ void gather(const Step* steps, size_t count, const Split& split, const double* o
   }
 }
 
+// A single step that assigns is a copy, for which the order of blocks is not the best.
+bool is_copy(const Shape& shape, const float* table, const Step* steps, size_t count) noexcept {
+  if (!table || count != 1 || steps->operation != Operation::assign || shape.outer >= shape.dimensions)
+    return false;
+  const Control& control = *steps->control;
+  return control.inner[control.inner_count - 1].stride2 > 1;
+}
+
+struct CopyTask {
+  Dimension nest[128];
+  size_t count = 0;
+  float* table;
+  const float* other;
+
+  CopyTask(const Shape& shape, float* to, const Step& step) noexcept : table(to), other(step.operand) {
+    const Control& control = *step.control;
+    size_t stride = shape.size;
+    for (size_t d = 0; d < shape.outer; ++d)
+      nest[count++] = {shape.counts[d], stride /= shape.counts[d], control.steps[d]};
+    const size_t first = count;
+    for (size_t i = 0; i < control.inner_count; ++i) nest[count++] = control.inner[i];
+    nest[first].count = nest[first].count / shape.part * shape.counts[shape.outer];
+  }
+
+  static void run(void* context, size_t begin, size_t end) {
+    CopyTask here = *static_cast<CopyTask*>(context);
+    here.nest[0].count = end - begin;
+    kernels().assign(here.nest, here.count, here.table + begin * here.nest[0].stride,
+                     here.other + begin * here.nest[0].stride2);
+  }
+};
+
+void run_copy(const Shape& shape, float* table, const Step& step, const ParallelSettings& settings) {
+  CopyTask task(shape, table, step);
+  const size_t units = task.nest[0].count, threads = number_of_threads(units, shape.size / units, settings);
+  run_on_threads(units, threads, CopyTask::run, &task, settings.workers);
+}
+
 // Several blocks, on several threads where that is worth while.
 [[gnu::noinline]] void run_split(const Shape& shape, float* table, const Step* steps, size_t count,
                                  const ParallelSettings& settings) {
@@ -401,6 +439,7 @@ void gather(const Step* steps, size_t count, const Split& split, const double* o
 void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
               const ParallelSettings& settings) {
   if (shape.size <= kShortTable) return run_short(table, steps, count);
+  if (is_copy(shape, table, steps, count)) return run_copy(shape, table, *steps, settings);
   if (shape.outer > 0 || parts_of(shape) > 1) return run_split(shape, table, steps, count, settings);
   if (shape.size < kLeastFormed) return run_single_block(table, steps, count);
   form_single_block(shape, table, steps, count);

@@ -178,4 +178,23 @@ TEST(KernelsTest, RatiosAreTheSameForEveryInstructionSet) {
   }
 }
 
+// Copies within one table, towards its front, and copies whose rows are far apart.
+TEST(KernelsTest, CopiesIntoAnotherOrderAndWithinATable) {
+  for (const tv::Kernels* const* kernels = tv::available_kernels(); *kernels; ++kernels) {
+    SCOPED_TRACE((*kernels)->name);
+    std::vector<float> numbers(20 * 24 * 32), expected;
+    std::iota(numbers.begin(), numbers.end(), 0.0f);
+    const tv::Dimension cut[] = {{20, 24, 24 * 32}, {24, 1, 32}};
+    for (size_t i = 0; i < 20 * 24; ++i) expected.push_back(numbers[i * 32 + 5]);
+    (*kernels)->assign(cut, 2, numbers.data(), numbers.data() + 5);
+    numbers.resize(expected.size());
+    EXPECT_EQ(numbers, expected);
+    std::vector<float> turned(30 * 70), source(turned.size());
+    std::iota(source.begin(), source.end(), 0.0f);
+    const tv::Dimension turn[] = {{30, 70, 1}, {70, 1, 30}};
+    (*kernels)->assign(turn, 2, turned.data(), source.data());
+    for (size_t i = 0; i < turned.size(); ++i) ASSERT_EQ(turned[i], source[i % 70 * 30 + i / 70]);
+  }
+}
+
 }  // namespace
