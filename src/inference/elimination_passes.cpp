@@ -260,6 +260,7 @@ EliminationPlan::Pass PassWriter::close() {
   if (!is_one_block && steps_.size() > kMostFormingSteps) fits_ = false;
   const std::span<Step> steps = plan_.memory.keep(steps_);
   for (const Use& use : uses_) plan_.uses.push_back({&steps[use.step], use.potential});
+  plan_.most_steps = std::max(plan_.most_steps, steps_.size());
   plan_.work = size_add(plan_.work, size_multiply(shape_.size, steps_.size()));
   steps_.clear();
   uses_.clear();

@@ -137,6 +137,7 @@ struct EliminationPlan {
   float* scratch = nullptr;       // the marginal of the present message or reply
   float* turned = nullptr;        // and its ratio, before it is turned
   size_t message_size = 0;        // of the largest: room in each of the two
+  size_t most_steps = 0;          // of a pass
   Branches branches;              // found when the plan is first run on threads
   size_t work = 0;                // entries times steps, of all passes
   PlanMemory memory;

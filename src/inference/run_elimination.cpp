@@ -53,6 +53,7 @@ class EliminationRun {
     float* scratch;
     float* turned;
     ParallelSettings settings;
+    Step* moved = nullptr;  // the steps of a pass with other totals; null where they are the plan's
   };
 
   Lane main_lane(const ParallelSettings& settings) const noexcept {
@@ -108,6 +109,7 @@ class EliminationRun {
     const size_t sums = plan_.totals.size() + plan_.sums.size() + settings_.scratch_size;
     const size_t message = (plan_.message_size + 15) / 16 * 8;  // two floats take the place of a double
     std::vector<Block<double>> memory(settings_.concurrency_level - 1);
+    std::vector<Step> moved(memory.size() * plan_.most_steps);
     ParallelSettings alone = settings_;
     alone.concurrency_level = 1;
     std::vector<Lane> lanes = {main_lane(alone)};
@@ -115,8 +117,8 @@ class EliminationRun {
       block.allocate_uninitialized(sums + 2 * message);
       alone.scratch = block.data() + plan_.totals.size() + plan_.sums.size();
       float* const scratch = reinterpret_cast<float*>(block.data() + sums);
-      lanes.push_back(
-          {block.data(), block.data() + plan_.totals.size(), scratch, scratch + 2 * message, alone});
+      lanes.push_back({block.data(), block.data() + plan_.totals.size(), scratch, scratch + 2 * message,
+                       alone, moved.data() + (lanes.size() - 1) * plan_.most_steps});
     }
     const bool succeeds = run_parts(branches.collect, lanes) &&
                           run_part(main_lane(settings_), branches.trunk) &&
@@ -210,9 +212,8 @@ class EliminationRun {
 
   // Plans are written for the totals and the room of the plan.
   void run(const Lane& lane, const EliminationPlan::Pass& pass, float* numbers) {
-    if (lane.totals == plan_.totals.data())
-      return run_pass(pass.shape, numbers, pass.steps, pass.step_count, lane.settings);
-    Step moved[kMostFormingSteps];
+    if (!lane.moved) return run_pass(pass.shape, numbers, pass.steps, pass.step_count, lane.settings);
+    Step* const moved = lane.moved;
     for (size_t s = 0; s < pass.step_count; ++s) {
       moved[s] = pass.steps[s];
       if (moved[s].operand == plan_.turned) moved[s].operand = lane.turned;

@@ -204,6 +204,35 @@ TEST(Elimination, LeavesTinyProductsToTheTree) {
   }
 }
 
+// Hubs with hundreds of children, which are cut off from each other: one for each thread.
+TEST(Elimination, HubsWithManyChildrenAreBranches) {
+  const Planning planning(true);
+  Generator random(3);
+  const DomainOwner domain = new_domain();
+  tv_node_t* const root = add_node(domain.get(), "root", 2);
+  for (size_t h = 0; h < 6; ++h) {
+    tv_node_t* const hub = add_node(domain.get(), nullptr, 4, {root});
+    set_random_table(random, hub, Values::positive);
+    for (size_t i = 0; i < 400; ++i) {
+      tv_node_t* const child = add_node(domain.get(), nullptr, 3, {hub});
+      set_random_table(random, child, Values::positive);
+      if (i < 20) enter_findings(child, {0.5f, 0.25f, 1.0f});
+    }
+  }
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  tv_domain_set_grain_size(domain.get(), 1);
+  std::vector<std::vector<float>> found;
+  for (const size_t level : {1, 2, 3}) {
+    tv_domain_set_concurrency_level(domain.get(), level);
+    tv_node_select_state(root, 1);
+    ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+    ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+    found.push_back(beliefs_of(domain.get()));
+  }
+  EXPECT_EQ(found[1], found[0]);
+  EXPECT_EQ(found[2], found[0]);
+}
+
 TEST(Elimination, ImpossibleEvidenceAndAStopLeaveTheEvidence) {
   const Planning planning(true);
   const DomainOwner domain = new_domain();
