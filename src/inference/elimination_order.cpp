@@ -11,6 +11,8 @@ namespace {
 constexpr uint32_t kNoVertex = static_cast<uint32_t>(-1);
 constexpr size_t kMostInCore = 2048;
 constexpr size_t kMostNeighbors = 64;
+constexpr double kLargestClique = 1e18;  // larger ones have no place in any plan
+constexpr double kHopeless = std::numeric_limits<double>::max();
 
 // Neighbour lists from which vertices that are gone are swept out when they outnumber the others.
 class ShrinkingGraph {
@@ -151,8 +153,11 @@ class Core {
   void rate(uint32_t v) {
     const uint64_t* near = row(v);
     double score = 0.0, clique = weights_[v];
+    for_each(near, [&](uint32_t u) { clique *= weights_[u]; });
+    clique_weights_[v] = clique;
+    scores_[v] = kHopeless;
+    if (clique > kLargestClique) return;  // a hub: to count what it lacks again and again would take long
     for_each(near, [&](uint32_t u) {
-      clique *= weights_[u];
       const uint64_t* linked = row(u);
       for (size_t w = u / 64; w < words_; ++w) {
         uint64_t missing = near[w] & ~linked[w];
@@ -161,7 +166,6 @@ class Core {
       }
     });
     scores_[v] = score;
-    clique_weights_[v] = clique;
     if (score == 0.0) simplicial_.push_back(v);
   }
 
