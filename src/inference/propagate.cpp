@@ -126,10 +126,10 @@ tv_status_t propagate_by_elimination(const Sweep& sweep, EliminationPlan* kept) 
   if (!kept && !succeeds_with_memory([&] { fresh = plan_elimination(engine); })) return tv_status_no_value;
   EliminationPlan* plan = kept ? kept : fresh.get();
   if (!plan) return tv_status_no_value;
-  if (tv_status_t status = run_elimination(engine, *plan)) {
-    if (status == tv_status_no_value) cache.want_tables();
-    return status;
-  }
+  tv_status_t status = tv_status_none;
+  if (!succeeds_with_memory([&] { status = run_elimination(engine, *plan); })) return tv_status_no_value;
+  if (status == tv_status_no_value) cache.want_tables();
+  if (status) return status;
   fix_states_without_plans(engine);
   engine.has_beliefs_only = true;
   if (fresh) cache.keep(std::move(fresh));
