@@ -1,0 +1,86 @@
+// Running the items of a tape: a pass, and what becomes of the marginals that it formed.
+#pragma once
+
+#include "inference/messages.h"
+#include "tables/kernels.h"
+
+namespace tv {
+
+// Where a thread sums, and how it runs passes.
+struct Lane {
+  double* totals;
+  double* belief_totals;
+  ParallelSettings settings;
+  bool may_allocate;  // a thread of our own may not: nobody would catch its exception
+};
+
+// What a collecting clique has found out beside its message.
+struct CollectOutcome {
+  double mass = 1.0, largest = 1.0;
+  int exponent = 0;  // powers of two that were taken out of its table
+};
+
+inline constexpr tv_status_t kNeedsToAllocate = -1;  // of an item that has to be run again by one who may
+
+class ItemRunner {
+ public:
+  explicit ItemRunner(const Sweep& sweep) noexcept
+      : sweep_(sweep),
+        engine_(sweep.engine),
+        tree_(*sweep.engine.tree),
+        weighs_findings_(sweep.mode == tv_evidence_fast_retraction) {}
+
+  // Of the tape whose items are run.
+  void set_steps(Step* steps) noexcept { steps_ = steps; }
+
+  bool weighs_findings() const noexcept { return weighs_findings_; }
+
+  tv_status_t run(const Lane& lane, const Item& item, CollectOutcome& outcome);
+
+  // The constants and the conflict. To be called in the order of the tape, before the root is run.
+  void account_for(const Item& item, const CollectOutcome& outcome) noexcept;
+
+  // Completes the constants by the root's mass.
+  tv_status_t normalize_root() noexcept;
+
+ private:
+  CliqueWork& work(const Item& item) const noexcept { return engine_.cliques[item.clique]; }
+  Step* steps(const Item& item) const noexcept { return steps_ + item.first_step; }
+
+  // Passes over a table.
+  void run_pass_in(const Lane& lane, const Shape& shape, float* numbers, const Step* steps, size_t count);
+  void run_steps(const Lane& lane, const Item& item, const Step* steps, size_t count);
+  void run_table_pass(const Lane& lane, const Item& item);
+  void bring_up_to_date(const Lane& lane, const Item& item);
+  void run_separator_pass(const Lane& lane, const Item& item);
+
+  // Factors taken out, and where products could underflow.
+  void note_factor(CliqueWork& work, double factor) noexcept;
+  void note_power(CliqueWork& work, int exponent) noexcept;
+  void set_constants() noexcept;
+  tv_status_t rescale_table(const Lane& lane, const Item& item, CollectOutcome& outcome);
+  tv_status_t run_in_parts(const Lane& lane, const Item& item, size_t together, CollectOutcome& outcome);
+  tv_status_t update_and_marginalize(const Lane& lane, const Item& item, double* totals, size_t size,
+                                     CollectOutcome& outcome);
+
+  // Messages.
+  tv_status_t check_ratio(const RatioResult& result, bool has_past) const noexcept;
+  double evidence_of_departing_members(const CliqueWork& work, const Clique* target) const noexcept;
+  void marginalize_onto(const CliqueWork& work, const LinkPlan& link, double* totals) const noexcept;
+  tv_status_t collect(const Lane& lane, const Item& item, CollectOutcome& outcome);
+  float* place_of_message(const Item& item) const noexcept;
+  void keep_message(const Item& item) const noexcept;
+  void pass_conflict_on(CliqueWork& from, CliqueWork& to, double mass) noexcept;
+  tv_status_t collect_root(const Lane& lane, const Item& item, CollectOutcome& outcome);
+  void normalize_factors(const Item& item) noexcept;
+  tv_status_t send(const Lane& lane, const Item& item);
+  tv_status_t store_belief(const Lane& lane, const Item& item) noexcept;
+
+  const Sweep& sweep_;
+  TreeEngine& engine_;
+  JunctionTree& tree_;
+  Step* steps_ = nullptr;
+  bool weighs_findings_;
+};
+
+}  // namespace tv
