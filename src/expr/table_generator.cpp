@@ -125,6 +125,7 @@ class TableGenerator {
     if (tv_status_t status = allocate_table_data(table)) return status;
     trace_.flush();
     if (tv_status_t status = trace_.status()) return status;
+    keep_potential(node_);
     std::copy(numbers.begin(), numbers.end(), table.data.begin());
     if (made) install_table(node_.table, std::move(made));
     model_.inputs.swap(inputs);

@@ -87,16 +87,15 @@ void EliminationFactors::add_potential(const Node& node) {
 void EliminationFactors::add_uniform(const Node& node, EliminationFactor factor) {
   float* value = plan_.memory.take<float>(1);
   *value = 1.0f / static_cast<float>(node.number_of_states);
-  if (factor.child != kNothing) {
-    add_axis(factor, factor.child, 0);
-    factor.numbers = value;
-    return add(factor);
-  }
-  EliminationPlan::Potential potential;
+  EliminationPlan::Potential potential;  // the plan holds as long as it has no table
   potential.node = &node;
-  potential.is_constant = true;
-  potential.copy = value;
+  potential.is_constant = factor.child == kNothing;
+  if (potential.is_constant) potential.copy = value;
   plan_.potentials.push_back(potential);
+  if (potential.is_constant) return;
+  add_axis(factor, factor.child, 0);
+  factor.numbers = value;
+  add(factor);
 }
 
 void EliminationFactors::add_finding(const Node& node) {

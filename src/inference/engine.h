@@ -101,6 +101,12 @@ struct CliqueWork {
   MemberList findings;            // members whose update findings wait to be multiplied in
 };
 
+// The numbers that a node's table had when its tree came to its equilibrium.
+struct KeptPotential {
+  size_t layout = kNone;  // kNone: not kept
+  Block<float> numbers;
+};
+
 struct TreeEngine {
   TreeEngine();
   ~TreeEngine();
@@ -162,6 +168,8 @@ struct TreeEngine {
   uint32_t patterns_to_pass =
       0;  // new patterns for which no plan is looked for, since one was not worth while
   bool has_beliefs_only = false;  // the equilibrium came from an elimination plan: there are no tables yet
+  std::vector<KeptPotential> kept_potentials;  // then, by position of the node: what may have changed since
+  bool has_lost_potentials = false;            // some changed without notice
 
   FixedList<Node*> pending;   // nodes whose evidence the current propagation takes in
   FixedList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit

@@ -156,6 +156,13 @@ void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexce
     CompiledNode& data = compiled(node);
     if (data.propagated_state == kNoEvidence) return;
     incorporate(engine, node, data.propagated_state, data.propagated_finding, equilibrium);
+  });
+  enter_findings_again(engine);
+}
+
+void enter_findings_again(TreeEngine& engine) noexcept {
+  for_each_with_evidence(engine, [&](const Node& node) {
+    const CompiledNode& data = compiled(node);
     if (data.propagated_state != kFindingVector) return;
     std::copy(data.propagated_finding, data.propagated_finding + node.number_of_states, data.update);
     multiply_update_later(engine, node);

@@ -25,6 +25,9 @@ void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) no
 // The same for all evidence of the tree, none of which is in the tables yet (after fast retraction).
 void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
+// Only the update findings of propagated likelihoods, where the tables are formed once more.
+void enter_findings_again(TreeEngine& engine) noexcept;
+
 // Fixes the nodes with a propagated state: marks the cliques that hold a newly fixed node and cuts the tables
 // down to the states that are now fixed.
 void fix_states(TreeEngine& engine) noexcept;

@@ -6,7 +6,11 @@
 namespace tv {
 
 // Forms the tables of the equilibrium that the tree is in, where an elimination plan has left only beliefs.
-// What a host can see stays as it is. On failure nothing has changed.
+// What a host can see stays as it is. On failure nothing has changed: `no_equilibrium` where the potential of
+// a node is no longer known, because it changed without notice.
 tv_status_t form_tables(JunctionTree& tree);
+
+// The table of a node of a compiled tree has changed.
+void note_changed_potential(const Node& node) noexcept;
 
 }  // namespace tv

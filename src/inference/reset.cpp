@@ -226,7 +226,9 @@ void _tv_node_touch_table(Node& node) noexcept {
   CompiledNode& data = compiled(node);
   if (data.table_configuration != kNone) data.table_configuration = kForgotten;
   JunctionTree* tree = data.tree ? data.tree : data.assigned ? data.assigned->tree : nullptr;
-  if (tree) tree->tables_touched = true;
+  if (!tree) return;
+  tree->tables_touched = true;
+  note_changed_potential(node);
 }
 
 namespace {

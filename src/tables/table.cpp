@@ -9,6 +9,7 @@
 #include "api/boundary.h"
 #include "network/domain.h"
 #include "network/node.h"
+#include "network/node_operations.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -105,7 +106,9 @@ tv_status_t bring_data_up_to_date(Table& table) {
   if (table.materialize) {
     if (tv_status_t status = table.materialize(table)) return status;
   }
-  return allocate_table_data(table);
+  if (tv_status_t status = allocate_table_data(table)) return status;
+  if (table.kind == TableKind::node && table.owner) keep_potential(*table.owner);
+  return tv_status_none;
 }
 
 // The position of a node among the continuous nodes of the table; continuous_count when it is none of them.

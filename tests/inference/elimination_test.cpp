@@ -182,6 +182,56 @@ TEST(Elimination, RepeatedPatternsGiveTheSameBits) {
   EXPECT_EQ(ask(0), first);
 }
 
+// A kept plan is of no use for a node that had no table.
+TEST(Elimination, ANodeGetsATable) {
+  const Planning planning(true);
+  const DomainOwner domain = new_domain();
+  tv_node_t* const cause = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_discrete);
+  ASSERT_EQ(tv_node_set_number_of_states(cause, 2), tv_status_none);
+  tv_node_t* const effect = add_node(domain.get(), "effect", 2, {cause}, {0.5f, 0.5f, 0.2f, 0.8f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const auto belief = [&] {
+    EXPECT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+    EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+    return tv_node_get_belief(effect, 0);
+  };
+  EXPECT_NEAR(belief(), 0.35, 1e-6);
+  EXPECT_NEAR(belief(), 0.35, 1e-6);
+  set_table(cause, {1.0f, 0.0f});
+  EXPECT_NEAR(belief(), 0.5, 1e-6);
+}
+
+// What is read after a potential has changed is still the equilibrium from before.
+TEST(Elimination, TablesAreThoseOfThePotentialsThatWerePropagated) {
+  const Planning planning(true);
+  const DomainOwner domain = new_domain();
+  tv_node_t* const cause = add_node(domain.get(), "cause", 2, {}, {0.25f, 0.75f});
+  tv_node_t* const effect = add_node(domain.get(), "effect", 2, {cause}, {0.5f, 0.5f, 0.2f, 0.8f});
+  add_node(domain.get(), "other", 2, {effect}, {0.5f, 0.5f, 0.2f, 0.8f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  float* const numbers = tv_table_get_data(tv_node_get_table(cause));
+  set_table(cause, {1.0f, 0.0f});
+  expect_near(pair_marginal(domain.get(), 0, 1), {0.125f, 0.125f, 0.15f, 0.6f});
+  EXPECT_FLOAT_EQ(tv_table_get_data(tv_node_get_table(cause))[0], 1.0f) << "but the new numbers are there";
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  expect_near(pair_marginal(domain.get(), 0, 1), {0.5f, 0.5f, 0.0f, 0.0f});
+
+  // Numbers that change without notice: rather no answer than one from other potentials.
+  ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  numbers[0] = 0.0f;
+  numbers[1] = 1.0f;
+  ASSERT_EQ(tv_node_touch_table(cause), tv_status_none);
+  tv_node_t* pair[] = {cause, effect, nullptr};
+  EXPECT_EQ(tv_domain_get_marginal(domain.get(), pair), nullptr);
+  EXPECT_EQ(tv_error_code(), tv_status_no_equilibrium);
+  EXPECT_NEAR(tv_node_get_belief(effect, 0), 0.5, 1e-6);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  expect_near(pair_marginal(domain.get(), 0, 1), {0.0f, 0.0f, 0.2f, 0.8f});
+}
+
 // Sixty weak hints: their product is far below what single precision holds.
 TEST(Elimination, LeavesTinyProductsToTheTree) {
   const Planning planning(true);
