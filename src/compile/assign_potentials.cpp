@@ -177,6 +177,7 @@ void create_node_data_structures(Forest& forest) {
   for (Node& node : forest.domain->nodes) {
     if (JunctionTree* tree = forest.nodes[node.number - 1].tree) tree->nodes.push_back(&node);
   }
+  for (JunctionTree& tree : forest.trees) tree.nodes.shrink_to_fit();
 }
 
 tv_status_t assign_potentials(Forest& forest, Trace& trace) {
@@ -197,6 +198,7 @@ tv_status_t assign_potentials(Forest& forest, Trace& trace) {
   for (ChainComponent& component : forest.components) {
     if (tv_status_t status = assign_component(forest, component, assigner, trace)) return status;
   }
+  for (Clique& clique : forest.cliques) clique.potentials.shrink_to_fit();
   report_missing_tables(*forest.domain, trace);
   return tv_status_none;
 }

@@ -83,14 +83,12 @@ size_t tv_clique_get_number_of_members(const tv_clique_t* clique) {
 tv_clique_t** tv_clique_get_neighbors(tv_clique_t* clique) {
   return tv::guarded(static_cast<tv_clique_t**>(nullptr), [&]() -> tv_clique_t** {
     if (!tv::check(clique)) return nullptr;
-    if (clique->neighbor_array.empty()) {
-      std::vector<tv::Clique*> neighbors;
-      neighbors.reserve(clique->links.size() + 1);
-      for (const tv::Link& link : clique->links) neighbors.push_back(link.neighbor);
-      neighbors.push_back(nullptr);
-      clique->neighbor_array = std::move(neighbors);
+    if (!clique->neighbor_array) {
+      clique->neighbor_array = std::make_unique<tv::Clique*[]>(clique->links.size() + 1);
+      tv::Clique** next = clique->neighbor_array.get();
+      for (const tv::Link& link : clique->links) *next++ = link.neighbor;
     }
-    return clique->neighbor_array.data();
+    return clique->neighbor_array.get();
   });
 }
 

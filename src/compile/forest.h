@@ -24,6 +24,23 @@ struct Separator {
   Clique* child = nullptr;
 };
 
+// A list that is nearly always empty, and then small.
+template <class T>
+class RareList {
+ public:
+  void push_back(const T& element) {
+    if (!elements_) elements_ = std::make_unique<std::vector<T>>();
+    elements_->push_back(element);
+  }
+  size_t size() const noexcept { return elements_ ? elements_->size() : 0; }
+  bool empty() const noexcept { return size() == 0; }
+  const T* begin() const noexcept { return elements_ ? elements_->data() : nullptr; }
+  const T* end() const noexcept { return begin() + size(); }
+
+ private:
+  std::unique_ptr<std::vector<T>> elements_;
+};
+
 struct Link {
   Clique* neighbor = nullptr;
   Separator* separator = nullptr;
@@ -32,26 +49,26 @@ struct Link {
 }  // namespace tv
 
 struct tv_clique_s {
-  size_t index = 0;  // 1, 2, 3 ... in order of creation
-  tv::Domain* domain = nullptr;
+  size_t index = 0;                          // 1, 2, 3 ... in order of creation
   tv::Table table;                           // over the members, in member order; data for the host only
   std::unique_ptr<tv::Table> utility_table;  // over the discrete members, in domains with utility nodes
   double weight = 0.0;
   tv::Clique* parent = nullptr;                     // null for a root
   std::unique_ptr<tv::Separator> parent_separator;  // null for a root
   std::vector<tv::Link> links;                      // neighbours in the order in which they were linked
-  std::vector<tv::Clique*> neighbor_array;          // null-terminated, built when first asked for
+  std::unique_ptr<tv::Clique*[]> neighbor_array;    // null-terminated, built when first asked for
   tv::JunctionTree* tree = nullptr;
-  size_t position = 0;                            // in tree->cliques
-  tv::Clique* way_to_strong_root = nullptr;       // null inside the root's region
-  std::vector<tv::Node*> potentials;              // nodes whose potentials are assigned here, in domain order
-  std::vector<const tv::Table*> more_potentials;  // assigned here and owned by no node (chain graphs)
+  size_t position = 0;                       // in tree->cliques
+  tv::Clique* way_to_strong_root = nullptr;  // null inside the root's region
+  std::vector<tv::Node*> potentials;         // nodes whose potentials are assigned here, in domain order
+  tv::RareList<const tv::Table*> more_potentials;  // assigned here and owned by no node (chain graphs)
 
   double conflict = 1.0;
   void* user_data = nullptr;
   void* back_pointer = nullptr;
   tv_clique_s* next = nullptr;  // in the domain's list, newest first
 
+  tv::Domain& domain() const noexcept { return *table.domain; }
   const tv::NodeList& members() const noexcept { return table.nodes; }
   size_t potential_count() const noexcept { return potentials.size() + more_potentials.size(); }
   bool has_continuous() const noexcept { return table.continuous_count > 0; }
@@ -104,15 +121,13 @@ struct BeliefSource {
 struct CompiledNode {
   // What a question about a belief reads stands together.
   JunctionTree* tree = nullptr;
-  tv_number_t* belief = nullptr;             // one per state
+  tv_number_t* belief = nullptr;  // one per state; behind them propagated_finding and update_finding
   ptrdiff_t propagated_state = kNoEvidence;  // encoded like EnteredEvidence::state
   Clique* assigned = nullptr;                // where its potential is multiplied in
 
-  Clique* home = nullptr;                     // where evidence on the node is entered
-  ptrdiff_t fixed_state = -1;                 // the one state to which the tables are restricted, or -1
-  ptrdiff_t next_fixed_state = -1;            // the same for the propagation that is being prepared
-  tv_number_t* propagated_finding = nullptr;  // one per state; read under kFindingVector
-  tv_number_t* update = nullptr;              // finding on its way into the home clique, one per state
+  Clique* home = nullptr;           // where evidence on the node is entered
+  ptrdiff_t fixed_state = -1;       // the one state to which the tables are restricted, or -1
+  ptrdiff_t next_fixed_state = -1;  // the same for the propagation that is being prepared
 
   uint32_t position = 0;          // in tree->nodes
   uint32_t elimination_rank = 0;  // 1 to N; the highest is eliminated first
@@ -167,6 +182,16 @@ struct Forest {
 inline CompiledNode& compiled(const Node& node) noexcept {
   return node.domain->forest->nodes[node.number - 1];
 }
+
+// The propagated finding of a compiled discrete node, one number per state, read under kFindingVector; and
+// the finding on its way into the home clique.
+inline tv_number_t* propagated_finding(const Node& node) noexcept {
+  return compiled(node).belief + node.number_of_states;
+}
+inline tv_number_t* update_finding(const Node& node) noexcept {
+  return compiled(node).belief + 2 * node.number_of_states;
+}
+
 inline bool is_triangulated(const Domain& domain) noexcept { return domain.forest != nullptr; }
 inline bool is_compiled(const Domain& domain) noexcept { return domain.compiled; }
 

@@ -57,7 +57,6 @@ void make_clique_table(Table& table, Domain& domain, const NodeList& members) {
 
 std::unique_ptr<Clique> make_clique(Domain& domain, const NodeList& members, double weight) {
   auto clique = std::make_unique<Clique>();
-  clique->domain = &domain;
   clique->weight = weight;
   make_clique_table(clique->table, domain, members);
   if (domain.counters.utility > 0) {
@@ -123,7 +122,7 @@ void add_clique_link(Clique& child, Trace& trace) {
   const size_t count = separator.members.size();
   trace.print("\nCliques %zu and %zu linked, separator has %zu member%s and table size = ", child.index,
               parent.index, count, count == 1 ? "" : "s");
-  trace_size(trace, child.domain->print_context, separator.size,
+  trace_size(trace, child.domain().print_context, separator.size,
              size_multiply(separator.size, separator.cg_size));
   if (count == 0) return;
   trace.text(":\n");
@@ -198,7 +197,11 @@ void build_junction_forest(Forest& forest, Trace& trace) {
     tree.has_continuous = tree.has_continuous || clique.has_continuous();
     jt_assign_way_to_strong_root(clique);
   }
-  for (JunctionTree& tree : forest.trees) tree.cliques.push_back(nullptr);
+  for (JunctionTree& tree : forest.trees) {
+    tree.cliques.push_back(nullptr);
+    tree.cliques.shrink_to_fit();
+  }
+  for (Clique& clique : forest.cliques) clique.links.shrink_to_fit();
 }
 
 // A topological walk that puts off every decision as long as anything else can go on; of the decisions

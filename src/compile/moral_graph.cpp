@@ -135,12 +135,15 @@ void _tv_domain_moralize(Forest& forest, Trace& trace) {
   trace.text("\n\nMoral links:\n\n");
   find_components(forest);
   NodeMarks marks(forest.nodes.size());
+  NodeList neighbors;  // copied into lists that are no longer than need be
   for (Node& node : forest.domain->nodes) {
     if (!is_discrete_or_continuous(node)) continue;
     CompiledNode& record = forest.nodes[node.number - 1];
     record.participates = true;
     ++forest.participants;
-    find_moral_neighbors(forest, node, record.moral_neighbors, marks, trace);
+    neighbors.clear();
+    find_moral_neighbors(forest, node, neighbors, marks, trace);
+    record.moral_neighbors = neighbors;
   }
   const NodeCounters& counters = forest.domain->counters;
   if (counters.discrete > 0 && counters.continuous > 0) find_all_necessary_fill_ins(forest, trace);

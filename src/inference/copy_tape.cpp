@@ -266,7 +266,7 @@ class Writer {
 
   const Control* copy_control(const Control& control, const Shape& shape) noexcept {
     Control copy = control;
-    copy.steps = lists_.numbers.copy(control.steps, std::min(shape.outer + 1, shape.dimensions));
+    copy.steps = lists_.numbers.copy(control.steps, std::min<size_t>(shape.outer + 1, shape.dimensions));
     copy.inner = lists_.nests.copy(control.inner, control.inner_count);
     return lists_.controls.add(copy);
   }

@@ -103,7 +103,7 @@ void EliminationFactors::add_finding(const Node& node) {
   if (rank == kNothing || compiled(node).propagated_state != kFindingVector) return;
   EliminationFactor factor = new_factor();
   add_axis(factor, rank, 1);
-  factor.numbers = compiled(node).propagated_finding;
+  factor.numbers = propagated_finding(node);
   add(factor);
 }
 
@@ -169,7 +169,7 @@ void EliminationFactors::copy_potential(EliminationFactor& factor, std::span<con
 void PassWriter::start(std::span<const uint32_t> ranks) {
   Shape shape;
   shape.counts = plan_.memory.take<size_t>(ranks.size());
-  shape.dimensions = ranks.size();
+  shape.dimensions = static_cast<uint16_t>(ranks.size());
   for (size_t d = 0; d < ranks.size(); ++d) shape.counts[d] = graph_.nodes[ranks[d]]->number_of_states;
   measure_shape(shape);
   start(ranks, shape);
@@ -189,7 +189,7 @@ const Control* PassWriter::control(std::span<const Axis> axes) {
   control.steps = steps;
   control.inner = inner;
   finish_control(control, shape_);
-  return kept(control, std::min(shape_.outer + 1, shape_.dimensions));
+  return kept(control, std::min<size_t>(shape_.outer + 1, shape_.dimensions));
 }
 
 // Small cliques are much alike: most controls have been needed before.

@@ -16,7 +16,7 @@ namespace {
 
 // How much of each list the cliques and separators of a tree need together.
 struct ListSizes {
-  size_t potentials = 0, links = 0, beliefs = 0, sizes = 0, indexes = 0, flags = 0;
+  size_t potentials = 0, links = 0, beliefs = 0, sizes = 0, members = 0, dimensions = 0;
   size_t totals = 1, belief_totals = 1, pass_totals = 0;
   TapeRoom portion;
 };
@@ -65,12 +65,11 @@ ListSizes list_sizes(const JunctionTree& tree) noexcept {
     sizes.potentials += potentials;
     sizes.links += clique.links.size();
     sizes.sizes += (1 + potentials) * members;             // counts; strides of each potential
-    sizes.indexes += (2 + clique.links.size()) * members;  // dimensions and findings; positions for each link
-    sizes.flags += members;
+    sizes.members += (1 + clique.links.size()) * members;  // findings; positions for each link
+    sizes.dimensions += members;
     if (!clique.parent_separator) continue;
     sizes.sizes += clique.parent_separator->members.size();
-    sizes.indexes += clique.parent_separator->members.size();
-    sizes.flags += clique.parent_separator->members.size();
+    sizes.dimensions += clique.parent_separator->members.size();
   }
   sizes.beliefs = tree.nodes.size();
   return sizes;
@@ -82,34 +81,33 @@ struct Parts {
   LinkPlan* links;
   BeliefPlan* beliefs;
   size_t* sizes;
-  uint32_t* indexes;
-  unsigned char* flags;
+  MemberIndex* members;
+  unsigned char* dimensions;
   float* numbers;
 
   size_t* take_sizes(size_t count) noexcept {
     sizes += count;
     return sizes - count;
   }
-  uint32_t* take_indexes(size_t count) noexcept {
-    std::fill_n(indexes, count, kNoIndex);
-    indexes += count;
-    return indexes - count;
+  MemberIndex* take_members(size_t count) noexcept {
+    std::fill_n(members, count, kNoMember);
+    members += count;
+    return members - count;
   }
   float* take_numbers(size_t count) noexcept {
     numbers += count;
     return numbers - count;
   }
-  unsigned char* take_flags(size_t count, unsigned char value) noexcept {
-    std::fill_n(flags, count, value);
-    flags += count;
-    return flags - count;
+  unsigned char* take_dimensions(size_t count) noexcept {
+    std::fill_n(dimensions, count, RestrictedTable::kUnplanned);
+    dimensions += count;
+    return dimensions - count;
   }
 };
 
 void set_members(RestrictedTable& table, const NodeList& members, Parts& parts, size_t size) noexcept {
   table.members = &members;
-  table.fixed = parts.take_flags(members.size(), 2);  // neither fixed nor free: the first plan is always made
-  table.dimension_of = parts.take_indexes(members.size());
+  table.dimension_of = parts.take_dimensions(members.size());
   table.shape.counts = parts.take_sizes(members.size());
   if (size) table.numbers = parts.take_numbers(size);
 }
@@ -147,9 +145,9 @@ void add_links(CliqueWork& work, Parts& parts) noexcept {
     LinkPlan& plan = work.links[l];
     plan.neighbor = static_cast<uint32_t>(link.neighbor->position);
     plan.separator = static_cast<uint32_t>(link.separator->child->position);
-    plan.member_of = parts.take_indexes(members.size());
+    plan.member_of = parts.take_members(members.size());
     for (size_t s = 0; s < link.separator->members.size(); ++s)
-      plan.member_of[members.position(link.separator->members[s])] = static_cast<uint32_t>(s);
+      plan.member_of[members.position(link.separator->members[s])] = static_cast<MemberIndex>(s);
     if (work.factored) plan.received = parts.take_numbers(link.separator->size);
   }
 }
@@ -176,10 +174,8 @@ void join_links(TreeEngine& engine) {
       (separator == c ? in_child : in_parent)[separator] = l;
     }
   for (size_t c = 0; c < engine.cliques.size(); ++c)
-    for (LinkPlan& link : engine.cliques[c].links) {
+    for (LinkPlan& link : engine.cliques[c].links)
       link.back = static_cast<uint32_t>((link.separator == c ? in_parent : in_child)[link.separator]);
-      engine.separators[link.separator].received[link.separator == c] = link.received;
-    }
 }
 
 void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
@@ -189,7 +185,7 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   work.factored = prefers_factors(clique);
   engine.has_factored |= work.factored;
   set_members(work.table, clique.members(), parts, work.factored ? 0 : clique.table.size);
-  work.findings.members = parts.take_indexes(clique.members().size());
+  work.findings.members = parts.take_members(clique.members().size());
   add_potentials(work, parts);
   add_links(work, parts);
   work.beliefs = add_beliefs(clique.members(), parts, [&](const BeliefSource& source) {
@@ -229,14 +225,14 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
   visit(engine.order, cliques);
   visit(engine.reached_by, cliques);
   visit(engine.pending, nodes);
-  visit(engine.indexes, sizes.indexes);
   visit(engine.evidence, nodes);
   visit(engine.changed, nodes);
   visit(engine.wanted, nodes);
   visit(engine.trail, 2 * nodes);
   visit(engine.marked, cliques);
   visit(engine.measured, cliques);
-  visit(engine.flags, sizes.flags);
+  visit(engine.members, sizes.members);
+  visit(engine.dimensions, sizes.dimensions);
   visit(engine.silent, cliques);
   visit(engine.spoke, cliques);
 }
@@ -275,7 +271,7 @@ void make_lists(TreeEngine& engine, const ListSizes& sizes) {
 void build_cliques(TreeEngine& engine) {
   make_lists(engine, list_sizes(*engine.tree));
   Parts parts = {engine.potential_plans.data(), engine.link_plans.data(), engine.belief_plans.data(),
-                 engine.sizes.data(),           engine.indexes.data(),    engine.flags.data(),
+                 engine.sizes.data(),           engine.members.data(),    engine.dimensions.data(),
                  engine.numbers.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
   // Utilities are no potentials here.
@@ -331,6 +327,7 @@ size_t table_entries(const JunctionTree& tree) noexcept {
   size_t entries = 0;
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];
+    if (clique.members().size() >= kNoMember) return kHugeSize;
     entries = size_add(entries, clique.table.size);
     if (clique.parent_separator) entries = size_add(entries, clique.parent_separator->size);
   }
@@ -368,8 +365,6 @@ tv_status_t create_engines(Domain& domain) {
     for (Node* node : tree.nodes) {
       CompiledNode& data = compiled(*node);
       data.belief = next;
-      data.propagated_finding = next + node->number_of_states;
-      data.update = next + 2 * node->number_of_states;
       next += 3 * node->number_of_states;
       data.position = position++;
       data.evidence_listed = data.evidence_changed = false;
@@ -394,7 +389,7 @@ void destroy_engines(Domain& domain) noexcept {
     }
   }
   for (CompiledNode& data : forest.nodes) {
-    data.belief = data.propagated_finding = data.update = nullptr;
+    data.belief = nullptr;
     data.expected_utility = nullptr;
   }
   forest.node_numbers.reset();

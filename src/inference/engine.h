@@ -25,15 +25,22 @@ class TapeCache;
 struct CgEngine;       // inference/cg_engine.h
 struct UtilityEngine;  // inference/utility_engine.h
 
-inline constexpr uint32_t kNoIndex = UINT32_MAX;
+// Positions among the members of a clique.
+using MemberIndex = uint16_t;
+inline constexpr MemberIndex kNoMember = UINT16_MAX;
 
 // A clique's or a separator's table restricted to the states that are fixed.
 struct RestrictedTable {
   const NodeList* members = nullptr;
   float* numbers = nullptr;  // shape.size of them; room for the full table
   Shape shape;
-  unsigned char* fixed = nullptr;    // per member: it has no dimension because its state is fixed
-  uint32_t* dimension_of = nullptr;  // per member: its dimension in `shape`, or kNoIndex
+  unsigned char* dimension_of = nullptr;  // per member: its dimension in `shape`, or why it has none
+
+  static constexpr unsigned char kNoDimension = 255;  // it has a single state, or is continuous
+  static constexpr unsigned char kFixed = 254;        // its state is fixed
+  static constexpr unsigned char kUnplanned = 253;    // it is not known yet
+  bool spans(size_t member) const noexcept { return dimension_of[member] < kUnplanned; }
+  bool is_fixed(size_t member) const noexcept { return dimension_of[member] == kFixed; }
 };
 
 // A potential that is multiplied into a clique.
@@ -59,30 +66,29 @@ struct SeparatorWork {
   Separator* separator = nullptr;  // null for the root's place
   RestrictedTable old;             // the marginal that both sides agree on
   float* ratio = nullptr;          // the update that the receiver still has to multiply in
-  float* received[2] = {};         // what its ends keep of the messages, where they are factored cliques
   std::span<BeliefPlan> beliefs;   // nodes for which this is the smallest table
 };
 
 // One end of a separator as seen from a clique.
 struct LinkPlan {
-  uint32_t neighbor = 0;          // position of the other clique
-  uint32_t back = 0;              // the link of that clique that leads here
-  uint32_t separator = 0;         // position of the child's clique
-  bool holds = false;             // there has been a message through this link
-  uint32_t* member_of = nullptr;  // per clique member: its position in the separator, or kNoIndex
-  float* received = nullptr;      // for a factored clique: the product of all these messages
+  uint32_t neighbor = 0;             // position of the other clique
+  uint32_t back = 0;                 // the link of that clique that leads here
+  uint32_t separator = 0;            // position of the child's clique
+  bool holds = false;                // there has been a message through this link
+  MemberIndex* member_of = nullptr;  // per clique member: its position in the separator, or kNoMember
+  float* received = nullptr;         // for a factored clique: the product of all these messages
 };
 
 // Members of a clique, each at most once, in room that was given to it.
 struct MemberList {
-  uint32_t* members = nullptr;
+  MemberIndex* members = nullptr;
   size_t count = 0;
 
-  void push_back(size_t member) noexcept { members[count++] = static_cast<uint32_t>(member); }
+  void push_back(size_t member) noexcept { members[count++] = static_cast<MemberIndex>(member); }
   void clear() noexcept { count = 0; }
   bool empty() const noexcept { return count == 0; }
-  const uint32_t* begin() const noexcept { return members; }
-  const uint32_t* end() const noexcept { return members + count; }
+  const MemberIndex* begin() const noexcept { return members; }
+  const MemberIndex* end() const noexcept { return members + count; }
 };
 
 struct CliqueWork {
@@ -126,9 +132,9 @@ struct TreeEngine {
   FixedList<PotentialPlan> potential_plans;
   FixedList<LinkPlan> link_plans;
   FixedList<BeliefPlan> belief_plans;
-  FixedList<size_t> sizes;      // counts of shapes, strides
-  FixedList<uint32_t> indexes;  // of members and dimensions
-  FixedList<unsigned char> flags;
+  FixedList<size_t> sizes;  // counts of shapes, strides
+  FixedList<MemberIndex> members;
+  FixedList<unsigned char> dimensions;  // of members
 
   // What there is little of is listed, so that a change of one finding need not walk over the tree.
   FixedList<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated
@@ -188,7 +194,8 @@ inline CliqueWork& work_of(const Clique& clique) noexcept {
 }
 ParallelSettings parallel_settings(const Domain& domain) noexcept;
 
-// Entries of all clique and separator tables of a tree; kHugeSize when that does not fit.
+// Entries of all clique and separator tables of a tree; kHugeSize when that does not fit, or their members
+// are too many to be counted.
 size_t table_entries(const JunctionTree& tree) noexcept;
 
 // The numbers that are kept for them: tables, factors and ratios.

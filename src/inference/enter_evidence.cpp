@@ -21,7 +21,7 @@ bool counts_as_zero(tv_number_t value) noexcept {
 
 void copy_entered_finding(const Node& node) noexcept {
   if (node.entered.state == kFindingVector)
-    std::copy(node.entered.finding.begin(), node.entered.finding.end(), compiled(node).propagated_finding);
+    std::copy(node.entered.finding.begin(), node.entered.finding.end(), propagated_finding(node));
 }
 
 // The change of a node's evidence is noted in its home clique, and in the conflict.
@@ -45,11 +45,11 @@ void make_update(const Node& node) noexcept {
   CompiledNode& data = compiled(node);
   const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
   for (size_t i = 0; i < node.number_of_states; ++i) {
-    const tv_number_t old = propagated == kFindingVector ? data.propagated_finding[i] : 1.0f;
+    const tv_number_t old = propagated == kFindingVector ? propagated_finding(node)[i] : 1.0f;
     tv_number_t fresh = 1.0f;
     if (entered == kFindingVector) fresh = node.entered.finding[i];
     if (entered >= 0) fresh = static_cast<size_t>(entered) == i ? 1.0f : 0.0f;
-    data.update[i] = counts_as_zero(old) ? 0.0f : fresh / old;
+    update_finding(node)[i] = counts_as_zero(old) ? 0.0f : fresh / old;
   }
 }
 
@@ -57,12 +57,12 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
   CompiledNode& data = compiled(node);
   const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
   const bool only_selects =
-      entered >= 0 && (propagated == kNoEvidence || data.propagated_finding[entered] == 1.0f);
+      entered >= 0 && (propagated == kNoEvidence || propagated_finding(node)[entered] == 1.0f);
   if (only_selects) {
     incorporate(engine, node, entered, nullptr, equilibrium);
   } else {
     make_update(node);
-    incorporate(engine, node, kFindingVector, data.update, equilibrium);
+    incorporate(engine, node, kFindingVector, update_finding(node), equilibrium);
     multiply_update_later(engine, node);
     copy_entered_finding(node);
   }
@@ -89,10 +89,10 @@ bool must_be_retracted(const Node& node) noexcept {
   const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
   if (propagated == kNoEvidence) return false;
   if (propagated >= 0) return entered == kNoEvidence ? node.number_of_states > 1 : entered != propagated;
-  if (entered >= 0) return counts_as_zero(data.propagated_finding[entered]);
+  if (entered >= 0) return counts_as_zero(propagated_finding(node)[entered]);
   for (size_t i = 0; i < node.number_of_states; ++i) {
     const tv_number_t fresh = entered == kNoEvidence ? 1.0f : node.entered.finding[i];
-    const tv_number_t old = data.propagated_finding[i];
+    const tv_number_t old = propagated_finding(node)[i];
     // An update that no float can hold is as good as none.
     if (fresh > 0.0f && (counts_as_zero(old) || !std::isfinite(fresh / old))) return true;
   }
@@ -155,7 +155,7 @@ void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexce
   for_each_with_evidence(engine, [&](const Node& node) {
     CompiledNode& data = compiled(node);
     if (data.propagated_state == kNoEvidence) return;
-    incorporate(engine, node, data.propagated_state, data.propagated_finding, equilibrium);
+    incorporate(engine, node, data.propagated_state, propagated_finding(node), equilibrium);
   });
   enter_findings_again(engine);
 }
@@ -164,7 +164,8 @@ void enter_findings_again(TreeEngine& engine) noexcept {
   for_each_with_evidence(engine, [&](const Node& node) {
     const CompiledNode& data = compiled(node);
     if (data.propagated_state != kFindingVector) return;
-    std::copy(data.propagated_finding, data.propagated_finding + node.number_of_states, data.update);
+    std::copy(propagated_finding(node), propagated_finding(node) + node.number_of_states,
+              update_finding(node));
     multiply_update_later(engine, node);
   });
 }

@@ -34,7 +34,7 @@ bool is_to_propagate(const Node& node, const CompiledNode& record) noexcept {
            record.propagated_state == kFindingVector;
   }
   return entered.state == kFindingVector &&
-         !std::equal(entered.finding.begin(), entered.finding.end(), record.propagated_finding);
+         !std::equal(entered.finding.begin(), entered.finding.end(), propagated_finding(node));
 }
 
 // Changes the entered evidence of one node and keeps the count of its tree.
@@ -194,12 +194,12 @@ bool _tv_node_hard_evidence_is_propagated(const Node& node) noexcept {
 bool _tv_node_likelihood_is_propagated(const Node& node) noexcept {
   const CompiledNode& record = compiled(node);
   return is_discrete(node) && record.propagated_state == kFindingVector &&
-         is_likelihood(record.propagated_finding, node.number_of_states);
+         is_likelihood(propagated_finding(node), node.number_of_states);
 }
 
 tv_number_t _tv_node_get_propagated_finding(const Node& node, size_t state) noexcept {
   const CompiledNode& record = compiled(node);
-  if (record.propagated_state == kFindingVector) return record.propagated_finding[state];
+  if (record.propagated_state == kFindingVector) return propagated_finding(node)[state];
   return record.propagated_state == kNoEvidence || static_cast<size_t>(record.propagated_state) == state ? 1
                                                                                                          : 0;
 }

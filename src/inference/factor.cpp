@@ -47,7 +47,7 @@ std::vector<const Node*> keep_members(const RestrictedTable& table, const std::v
   size_t stride = 1;
   for (size_t m = table.members->size(); m-- > 0;) {
     const Node* node = (*table.members)[m];
-    if (table.dimension_of[m] == kNoIndex || !holds(kept, node)) continue;
+    if (!table.spans(m) || !holds(kept, node)) continue;
     control.steps[table.dimension_of[m]] = stride;
     stride *= node->number_of_states;
     nodes.insert(nodes.begin(), node);

@@ -73,7 +73,7 @@ size_t factor_entries(const Clique& clique) noexcept {
 }
 
 bool prefers_factors(const Clique& clique) noexcept {
-  const NodeCounters& counters = clique.domain->counters;
+  const NodeCounters& counters = clique.domain().counters;
   const bool decides = counters.decision > 0 || counters.utility > 0;
   if (clique.tree->has_continuous || !clique.more_potentials.empty() || decides) return false;
   return clique.table.size >= least_factored_size && clique.members().size() <= kMostMembers &&
@@ -156,7 +156,7 @@ void run_over_factors(const CliqueWork& work, float* numbers, const Step* last) 
       work, [](const LinkPlan& link) { return link.holds; }, OwnControls{work, controls},
       [&](const Step& step) { steps.push_back(step); });
   if (last) steps.push_back(*last);
-  run_pass(work.table.shape, numbers, steps.data(), steps.size(), parallel_settings(*work.clique->domain));
+  run_pass(work.table.shape, numbers, steps.data(), steps.size(), parallel_settings(work.clique->domain()));
 }
 
 }  // namespace tv

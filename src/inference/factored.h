@@ -73,9 +73,10 @@ void for_each_factor(const CliqueWork& work, Holds holds, Controls controls, Vis
   }
   if (!has_array) add(controls.scalar(), &work.constant);
   for (size_t m = 0; m < work.table.members->size(); ++m) {
-    const CompiledNode& data = compiled(*(*work.table.members)[m]);
+    const Node& node = *(*work.table.members)[m];
+    const CompiledNode& data = compiled(node);
     if (data.home != work.clique || data.propagated_state != kFindingVector) continue;
-    add(controls.of_member(m), data.propagated_finding);
+    add(controls.of_member(m), propagated_finding(node));
   }
 }
 

@@ -12,18 +12,19 @@ FindingsNest::FindingsNest(const RestrictedTable& table, const size_t* steps) no
 }
 
 void FindingsNest::apply_finding(const RestrictedTable& table, size_t member) noexcept {
-  const CompiledNode& data = compiled(*(*table.members)[member]);
-  const uint32_t d = table.dimension_of[member];
-  if (table.fixed[member] || data.propagated_state == kNoEvidence) return;
-  if (d == kNoIndex) {  // a single state: its finding is a factor
-    if (data.propagated_state == kFindingVector) weight_ *= static_cast<double>(data.propagated_finding[0]);
+  const Node& node = *(*table.members)[member];
+  const CompiledNode& data = compiled(node);
+  if (table.is_fixed(member) || data.propagated_state == kNoEvidence) return;
+  if (!table.spans(member)) {  // a single state: its finding is a factor
+    if (data.propagated_state == kFindingVector) weight_ *= static_cast<double>(propagated_finding(node)[0]);
     return;
   }
+  const size_t d = table.dimension_of[member];
   dropped_[d] = true;
   if (data.propagated_state >= 0)
     offset_ += static_cast<size_t>(data.propagated_state) * nest_[d].stride;
   else
-    soft_[soft_count_++] = {data.propagated_finding, nest_[d].count, nest_[d].stride, 0};
+    soft_[soft_count_++] = {propagated_finding(node), nest_[d].count, nest_[d].stride, 0};
 }
 
 void FindingsNest::run(const float* numbers, tv_equilibrium_t equilibrium, double* totals) noexcept {

@@ -190,8 +190,8 @@ double ItemRunner::evidence_of_departing_members(const CliqueWork& work,
   for (const Node* node : *work.table.members) {
     const CompiledNode& data = compiled(*node);
     if (data.propagated_state != kNoEvidence && !(target && target->members().contains(node)))
-      product *=
-          probability_of_evidence(*node, data.propagated_state, data.propagated_finding, sweep_.equilibrium);
+      product *= probability_of_evidence(*node, data.propagated_state, propagated_finding(*node),
+                                         sweep_.equilibrium);
   }
   return product;
 }
@@ -201,7 +201,7 @@ void ItemRunner::marginalize_onto(const CliqueWork& work, const LinkPlan& link,
   size_t steps[64];
   step_in_separator(work.table, link, engine_.separators[link.separator].old, steps);
   marginalize_with_findings(
-      work.table, [&](size_t member) { return link.member_of[member] != kNoIndex; }, steps,
+      work.table, [&](size_t member) { return link.member_of[member] != kNoMember; }, steps,
       sweep_.equilibrium, totals);
 }
 

@@ -96,7 +96,7 @@ class TreeMarginal {
       if (holds(survivors, node) || data.propagated_state == kNoEvidence) continue;
       Factor finding = ones_over({node});
       for (size_t s = 0; s < node->number_of_states; ++s)
-        finding.numbers[s] = data.propagated_state == kFindingVector           ? data.propagated_finding[s]
+        finding.numbers[s] = data.propagated_state == kFindingVector           ? propagated_finding(*node)[s]
                              : static_cast<size_t>(data.propagated_state) == s ? 1.0f
                                                                                : 0.0f;
       multiply_factor(factor, finding, settings_);
@@ -107,7 +107,7 @@ class TreeMarginal {
                                   const ParallelSettings& settings) {
     Factor inverse;
     for (size_t m = 0; m < separator.members->size(); ++m)
-      if (separator.dimension_of[m] != kNoIndex) inverse.nodes.push_back((*separator.members)[m]);
+      if (separator.spans(m)) inverse.nodes.push_back((*separator.members)[m]);
     inverse = ones_over(std::move(inverse.nodes));
     for (size_t i = 0; i < inverse.size; ++i)
       inverse.numbers[i] = separator.numbers[i] >= kSmallestNormalFloat ? 1.0f / separator.numbers[i] : 0.0f;

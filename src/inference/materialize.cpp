@@ -21,8 +21,8 @@ struct FullNest {
     for (size_t m = table.members->size(); m-- > 0;) {
       const Node& node = *(*table.members)[m];
       if (!is_discrete(node)) continue;
-      if (table.fixed[m]) offset += static_cast<size_t>(compiled(node).fixed_state) * stride;
-      if (table.dimension_of[m] != kNoIndex) {
+      if (table.is_fixed(m)) offset += static_cast<size_t>(compiled(node).fixed_state) * stride;
+      if (table.spans(m)) {
         dimensions[count++] = {node.number_of_states, stride, restricted_stride};
         restricted_stride *= node.number_of_states;
       }

@@ -72,7 +72,7 @@ class Planner {
     size_t own = 0;
     for (size_t m = 0; m < work.table.members->size(); ++m) {
       const Node& node = *(*work.table.members)[m];
-      if (towards_root.member_of[m] != kNoIndex || !is_discrete(node)) continue;
+      if (towards_root.member_of[m] != kNoMember || !is_discrete(node)) continue;
       const CompiledNode& data = compiled(node);
       if (data.assigned != work.clique || data.propagated_state != kNoEvidence) return false;
       ++own;
@@ -138,7 +138,7 @@ class Planner {
       return make([&](size_t* steps) { step_in_separator(work.table, link, separator.old, steps); });
     }
     const Control& of_member(size_t member) const noexcept {
-      if (work.table.dimension_of[member] == kNoIndex) return scalar();
+      if (!work.table.spans(member)) return scalar();
       return planner.control_of_member(work.table, member);
     }
     const Control& scalar() const noexcept { return planner.scalar_of(work); }
@@ -190,10 +190,11 @@ class Planner {
   // Findings that were entered on members since the last propagation.
   void add_findings(CliqueWork& work) noexcept {
     for (size_t member : work.findings) {
-      const CompiledNode& data = compiled(*(*work.table.members)[member]);
-      const float* update = data.update;
-      if (work.table.dimension_of[member] == kNoIndex) {
-        const size_t state = work.table.fixed[member] ? static_cast<size_t>(data.fixed_state) : 0;
+      const Node& node = *(*work.table.members)[member];
+      const float* update = update_finding(node);
+      if (!work.table.spans(member)) {
+        const size_t state =
+            work.table.is_fixed(member) ? static_cast<size_t>(compiled(node).fixed_state) : 0;
         lists_.steps.push_back({Operation::multiply, &scalar_of(work), update + state});
         continue;
       }

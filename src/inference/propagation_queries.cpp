@@ -81,7 +81,7 @@ double tv_jt_get_conflict(const tv_junction_tree_t* jt) {
 }
 
 double tv_clique_get_conflict(const tv_clique_t* clique) {
-  if (!tv::check(clique) || !tv::require_compiled(*clique->domain)) return -1;
+  if (!tv::check(clique) || !tv::require_compiled(clique->domain())) return -1;
   return clique->conflict;
 }
 

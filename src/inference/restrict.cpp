@@ -14,7 +14,9 @@ bool becomes_fixed(const Node* node) noexcept { return compiled(*node).next_fixe
 
 bool pattern_changes(const RestrictedTable& table) noexcept {
   for (size_t m = 0; m < table.members->size(); ++m)
-    if (table.fixed[m] != static_cast<unsigned char>(becomes_fixed((*table.members)[m]))) return true;
+    if (table.dimension_of[m] == RestrictedTable::kUnplanned ||
+        table.is_fixed(m) != becomes_fixed((*table.members)[m]))
+      return true;
   return false;
 }
 
@@ -24,8 +26,8 @@ void cut_down(const RestrictedTable& table, float* numbers) noexcept {
   Dimension nest[64];
   size_t offset = 0, stride = 1, kept = 1, count = 0;
   for (size_t m = table.members->size(); m-- > 0;) {
+    if (!table.spans(m)) continue;
     const size_t d = table.dimension_of[m];
-    if (d == kNoIndex) continue;
     const size_t states = table.shape.counts[d];
     const Node* node = (*table.members)[m];
     if (becomes_fixed(node)) {
@@ -44,12 +46,17 @@ void set_shape(RestrictedTable& table) noexcept {
   size_t dimensions = 0;
   for (size_t m = 0; m < table.members->size(); ++m) {
     const Node* node = (*table.members)[m];
-    table.fixed[m] = becomes_fixed(node);
-    const bool spans = !table.fixed[m] && node->number_of_states > 1;
-    table.dimension_of[m] = spans ? static_cast<uint32_t>(dimensions) : kNoIndex;
-    if (spans) table.shape.counts[dimensions++] = node->number_of_states;
+    unsigned char& dimension = table.dimension_of[m];
+    if (becomes_fixed(node)) {
+      dimension = RestrictedTable::kFixed;
+    } else if (node->number_of_states <= 1) {
+      dimension = RestrictedTable::kNoDimension;
+    } else {
+      dimension = static_cast<unsigned char>(dimensions);
+      table.shape.counts[dimensions++] = node->number_of_states;
+    }
   }
-  table.shape.dimensions = dimensions;
+  table.shape.dimensions = static_cast<uint16_t>(dimensions);
   measure_shape(table.shape);
 }
 
@@ -60,16 +67,23 @@ void cut_clique(const CliqueWork& work) noexcept {
     cut_down(work.table, work.table.numbers);
 }
 
-void cut_separator(const SeparatorWork& work) noexcept {
-  cut_down(work.old, work.old.numbers);
-  for (float* received : work.received)
-    if (received) cut_down(work.old, received);
+// With what its ends keep of the messages, where they are factored cliques.
+void cut_separator(const TreeEngine& engine, size_t child) noexcept {
+  const RestrictedTable& table = engine.separators[child].old;
+  cut_down(table, table.numbers);
+  if (!engine.has_factored) return;
+  for (const LinkPlan& link : engine.cliques[child].links) {
+    if (link.separator != child) continue;
+    if (link.received) cut_down(table, link.received);
+    const LinkPlan& back = engine.cliques[link.neighbor].links[link.back];
+    if (back.received) cut_down(table, back.received);
+  }
 }
 
 void plan_separator(TreeEngine& engine, size_t child, bool cuts) noexcept {
   SeparatorWork& work = engine.separators[child];
   if (!work.separator || !pattern_changes(work.old)) return;
-  if (cuts && engine.cliques[child].initialized) cut_separator(work);
+  if (cuts && engine.cliques[child].initialized) cut_separator(engine, child);
   set_shape(work.old);
 }
 
@@ -103,8 +117,8 @@ void plan_changed_tables(TreeEngine& engine) noexcept {
 void step_in_potential(const RestrictedTable& table, const PotentialPlan& plan, size_t* steps) noexcept {
   size_t stride = 1;  // in a copy, which has no gaps
   for (size_t m = plan.members->size(); m-- > 0;) {
+    if (!table.spans(m)) continue;
     const size_t d = table.dimension_of[m];
-    if (d == kNoIndex) continue;
     steps[d] = plan.copy && plan.strides[m] ? stride : plan.strides[m];
     if (plan.strides[m]) stride *= table.shape.counts[d];
   }
@@ -116,16 +130,16 @@ void step_in_separator(const RestrictedTable& table, const LinkPlan& link, const
   for (size_t d = separator.shape.dimensions; d-- > 0; stride *= separator.shape.counts[d])
     strides[d] = stride;
   for (size_t m = 0; m < table.members->size(); ++m) {
+    if (!table.spans(m)) continue;
     const size_t d = table.dimension_of[m];
-    if (d == kNoIndex) continue;
-    const uint32_t there = link.member_of[m];
-    steps[d] = there == kNoIndex ? 0 : strides[separator.dimension_of[there]];
+    const MemberIndex there = link.member_of[m];
+    steps[d] = there == kNoMember ? 0 : strides[separator.dimension_of[there]];
   }
 }
 
 void step_in_member(const RestrictedTable& table, size_t member, size_t* steps) noexcept {
   std::fill_n(steps, table.shape.dimensions, 0);
-  if (table.dimension_of[member] != kNoIndex) steps[table.dimension_of[member]] = 1;
+  if (table.spans(member)) steps[table.dimension_of[member]] = 1;
 }
 
 bool refresh_potential(PotentialPlan& plan) noexcept {

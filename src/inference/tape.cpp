@@ -31,7 +31,8 @@ TapeRoom room_for_distributing(const Clique& clique, size_t beliefs) noexcept {
   for (const Link& link : clique.links) around = size_add(around, link.separator->size);
   const size_t passes = around > kSharedTotals ? std::max<size_t>(links, 1) : 1;
   TapeRoom room;
-  room.items = passes + beliefs + 2 * links;  // messages and the passes over their separators
+  // Messages, and passes over separators from which a belief is read.
+  room.items = passes + beliefs + links + std::min(links, beliefs);
   room.potential_steps = std::max<size_t>(clique.potential_count(), 1);
   room.steps = room.potential_steps + 2 + beliefs + links;
   // Every pass over a factored clique starts with all factors and findings.

@@ -90,23 +90,35 @@ bool TapeCache::note_pattern() noexcept {
 }
 
 bool TapeCache::wants_to_keep() const noexcept {
-  return was_seen_ && std::none_of(refused_, refused_ + kTapes, [&](const Refusal& refusal) {
-           return refusal.hash == hash_ && clock_ - refusal.when < kAskAgain;
-         });
+  if (!was_seen_ || !doubts_) return was_seen_;
+  return std::none_of(doubts_->refused, doubts_->refused + kTapes, [&](const Doubts::Refusal& refusal) {
+    return refusal.hash == hash_ && clock_ - refusal.when < kAskAgain;
+  });
+}
+
+// Whether there is memory for doubts; without it, what is doubtful is tried again.
+bool TapeCache::may_doubt() noexcept {
+  if (!doubts_) doubts_.reset(new (std::nothrow) Doubts);
+  return doubts_ != nullptr;
 }
 
 void TapeCache::refuse() noexcept {
-  refused_[next_refused_] = {hash_, clock_};
-  next_refused_ = (next_refused_ + 1) % kTapes;
+  if (!may_doubt()) return;
+  doubts_->refused[doubts_->next_refused] = {hash_, clock_};
+  doubts_->next_refused = (doubts_->next_refused + 1) % kTapes;
 }
 
 bool TapeCache::wants_tables() const noexcept {
-  return std::find(table_wanting_, table_wanting_ + kSeen, hash_) != table_wanting_ + kSeen;
+  if (!doubts_) return false;
+  const uint64_t* const begin = doubts_->table_wanting;
+  return std::find(begin, begin + kSeen, hash_) != begin + kSeen;
 }
 
 void TapeCache::want_tables() noexcept {
-  table_wanting_[next_table_wanting_] = hash_;
-  next_table_wanting_ = (next_table_wanting_ + 1) % kSeen;
+  if (may_doubt()) {
+    doubts_->table_wanting[doubts_->next_table_wanting] = hash_;
+    doubts_->next_table_wanting = (doubts_->next_table_wanting + 1) % kSeen;
+  }
   for (std::unique_ptr<KeptTape>& kept : tapes_)
     if (kept && kept->plan && kept->hash == hash_) kept.reset();
 }

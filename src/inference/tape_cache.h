@@ -52,12 +52,20 @@ class TapeCache {
   static constexpr size_t kSeen = 32;
   static constexpr uint64_t kAskAgain = 100;
 
-  struct Refusal {
-    uint64_t hash = 0;
-    uint64_t when = 0;
+  // Hashes of what had better not be kept.
+  struct Doubts {
+    struct Refusal {
+      uint64_t hash = 0;
+      uint64_t when = 0;
+    };
+    uint64_t table_wanting[kSeen] = {};  // patterns whose propagations had better form tables
+    size_t next_table_wanting = 0;
+    Refusal refused[kTapes];  // patterns whose tapes were too large
+    size_t next_refused = 0;
   };
 
   bool note_pattern() noexcept;
+  bool may_doubt() noexcept;
   void refuse() noexcept;
   void add(std::unique_ptr<KeptTape> kept) noexcept;
   size_t room_for_one() const noexcept;
@@ -69,14 +77,11 @@ class TapeCache {
   bool was_seen_ = false;
   uint64_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
   size_t next_seen_ = 0;
-  uint64_t table_wanting_[kSeen] = {};  // hashes of patterns whose propagations had better form tables
-  size_t next_table_wanting_ = 0;
   std::unique_ptr<KeptTape> tapes_[kTapes];
   uint64_t clock_ = 0;      // counts what was looked for
   size_t layouts_ = kNone;  // the domain's count of layouts when plans were last compared with tables
   size_t budget_ = 0;
-  Refusal refused_[kTapes];  // patterns whose tapes were too large
-  size_t next_refused_ = 0;
+  std::unique_ptr<Doubts> doubts_;  // null while there are none
 };
 
 }  // namespace tv

@@ -27,7 +27,7 @@ void set_shape(UtilityClique& work) noexcept {
     work.dimension_of[m] = spans ? dimensions : kNone;
     if (spans) work.shape.counts[dimensions++] = members[m]->number_of_states;
   }
-  work.shape.dimensions = dimensions;
+  work.shape.dimensions = static_cast<uint16_t>(dimensions);
   measure_whole_blocks(work.shape);
 }
 

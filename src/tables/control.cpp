@@ -11,14 +11,14 @@ void measure_shape(Shape& shape) noexcept {
   shape.outer = shape.dimensions;
   while (shape.outer > 0 && within * shape.counts[shape.outer - 1] <= kBlockSize)
     within *= shape.counts[--shape.outer];
-  shape.part = shape.outer < shape.dimensions ? shape.counts[shape.outer] : 1;
+  shape.part = shape.outer < shape.dimensions ? static_cast<uint32_t>(shape.counts[shape.outer]) : 1;
   shape.size = within;
   for (size_t d = 0; d < shape.outer; ++d) shape.size *= shape.counts[d];
   if (shape.outer == 0 || within * 2 > kBlockSize) return;
   // Blocks along the next dimension of about the same size.
   const size_t states = shape.counts[--shape.outer];
   const size_t most = kBlockSize / within, parts = (states + most - 1) / most;
-  shape.part = (states + parts - 1) / parts;
+  shape.part = static_cast<uint32_t>((states + parts - 1) / parts);
 }
 
 constexpr size_t kNothing = static_cast<size_t>(-1);

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -17,10 +18,10 @@ namespace tv {
 // table's entries are contiguous all the same. The counts lie elsewhere.
 struct Shape {
   size_t* counts = nullptr;
-  size_t dimensions = 0;
   size_t size = 1;
-  size_t outer = 0;  // dimensions outside a block; the rest, of at most kBlockSize entries, lies within
-  size_t part = 1;   // how many indices of the first dimension within go into one block
+  uint16_t dimensions = 0;
+  uint16_t outer = 0;  // dimensions outside a block; the rest, of at most kBlockSize entries, lies within
+  uint32_t part = 1;   // how many indices of the first dimension within go into one block
 };
 
 // Sets all of it from the counts.
@@ -30,7 +31,7 @@ void measure_shape(Shape& shape) noexcept;
 struct OwnShape : Shape {
   explicit OwnShape(std::vector<size_t> list) : count_array(std::move(list)) {
     counts = count_array.data();
-    dimensions = count_array.size();
+    dimensions = static_cast<uint16_t>(count_array.size());
     measure_shape(*this);
   }
   OwnShape(const OwnShape&) = delete;

@@ -57,8 +57,8 @@ class BlockWalk {
   BlockWalk(const Shape& shape, const Step* steps, size_t count) noexcept
       : shape_(shape), steps_(steps), count_(count), levels_(shape.outer + (parts_of(shape) > 1)) {
     size_t stride = 1;
-    for (size_t d = shape.dimensions; d-- > shape.outer + 1;) stride *= shape.counts[d];
-    for (size_t d = std::min(shape.outer + 1, shape.dimensions); d-- > 0; stride *= shape.counts[d]) {
+    for (size_t d = shape.dimensions; d-- > size_t{shape.outer} + 1;) stride *= shape.counts[d];
+    for (size_t d = std::min<size_t>(shape.outer + 1, shape.dimensions); d-- > 0; stride *= shape.counts[d]) {
       strides_[d] = stride;
       position_[d] = first_[d] = 0;
       end_[d] = d < levels_ ? count_along(shape, d) : 1;
@@ -77,7 +77,7 @@ class BlockWalk {
   size_t offset(size_t step) const noexcept { return offsets_[step]; }
   size_t part() const noexcept {
     if (levels_ == shape_.outer) return shape_.part;
-    return std::min(shape_.part, shape_.counts[shape_.outer] - position_[shape_.outer] * shape_.part);
+    return std::min<size_t>(shape_.part, shape_.counts[shape_.outer] - position_[shape_.outer] * shape_.part);
   }
 
   bool next() noexcept {
@@ -305,7 +305,7 @@ Split choose_split(const Shape& shape, const Step* steps, size_t count, size_t r
   if (count > kMostFormingSteps) return free;
   Split best;
   const size_t most_own = std::min(room, shape.size / kOwnShare);
-  for (size_t d = 0; d < shape.outer + (parts_of(shape) > 1); ++d) {
+  for (size_t d = 0; d < size_t{shape.outer} + (parts_of(shape) > 1); ++d) {
     const size_t own = lacking_totals(steps, count, d), indices = count_along(shape, d);
     if (own == 0) {
       if (free.units >= kEnoughUnits || free.count == kMostSplit) continue;

@@ -133,7 +133,7 @@ void measure_whole_blocks(Shape& shape) noexcept {
   shape.outer = shape.dimensions;
   while (shape.outer > 0 && within * shape.counts[shape.outer - 1] <= kBlockSize)
     within *= shape.counts[--shape.outer];
-  shape.part = shape.outer < shape.dimensions ? shape.counts[shape.outer] : 1;
+  shape.part = shape.outer < shape.dimensions ? static_cast<uint32_t>(shape.counts[shape.outer]) : 1;
   shape.size = within;
   for (size_t d = 0; d < shape.outer; ++d) shape.size *= shape.counts[d];
 }
