@@ -41,7 +41,7 @@ bool may_plan(TreeEngine& engine, double nodes) noexcept {
   const double least = static_cast<double>(least_entries_for_plan);
   if (least == 0.0) return true;
   if (cache.wants_tables() || engine.entries < least * nodes) return false;
-  if (cache.wants_to_keep()) return true;
+  if (cache.wants_to_keep(TapeCache::Kept::plan)) return true;
   if (engine.entries < kEntriesForFirst * nodes || engine.tree->evidence_to_propagate == 0) return false;
   return engine.patterns_to_pass == 0 || --engine.patterns_to_pass == 0;
 }
@@ -92,7 +92,7 @@ std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
   const double nodes = static_cast<double>(tree.nodes.size());
   const double least = static_cast<double>(least_entries_for_plan);
   if (!may_plan(engine, nodes) || has_finding_on_one_state(tree)) return nullptr;
-  const bool comes_again = engine.kept_tapes->wants_to_keep();
+  const bool comes_again = engine.kept_tapes->wants_to_keep(TapeCache::Kept::plan);
   const double entries = restricted_entries(tree);
   if (entries < (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes) return nullptr;
   const EliminationTree graph = best_elimination(tree, entries);

@@ -150,7 +150,7 @@ tv_status_t propagate_anew(const Sweep& sweep) {
   want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
   const size_t start = _tv_identify_subtree(engine, kNone);
   TapeLists lists;
-  if (!engine.kept_tapes->wants_to_keep() || !make_room_for_tape(*engine.tree, lists))
+  if (!engine.kept_tapes->wants_to_keep(TapeCache::Kept::tape) || !make_room_for_tape(*engine.tree, lists))
     return _tv_jt_global_propagate(sweep, start);
   const Tape tape = plan_messages(sweep, start, lists);
   if (tv_status_t status = run_messages(sweep, tape)) return status;

@@ -47,7 +47,7 @@ bool TapeCache::plans_hold(const TreeEngine& engine) noexcept {
   layouts_ = engine.domain->table_layouts;
   const bool tapes_hold =
       std::all_of(engine.potential_plans.begin(), engine.potential_plans.end(), plan_holds);
-  return std::all_of(tapes_, tapes_ + kTapes, [tapes_hold](const std::unique_ptr<KeptTape>& kept) {
+  return std::all_of(tapes_, tapes_ + kPlaces, [tapes_hold](const std::unique_ptr<KeptTape>& kept) {
     return !kept || (kept->plan ? kept->plan->holds() : tapes_hold);
   });
 }
@@ -67,7 +67,8 @@ TapeCache::Found TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equi
   });
   hash_ = hash;
   ++clock_;
-  was_seen_ = false;
+  was_seen_ = note_pattern();
+  forget_old_plans();
   const bool has_threads = engine.domain->concurrency_level > 1;
   for (std::unique_ptr<KeptTape>& kept : tapes_) {
     if (!kept || kept->hash != hash || kept->pattern_size != pattern_.size() ||
@@ -78,7 +79,6 @@ TapeCache::Found TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equi
     if (kept->plan) return {nullptr, kept->plan.get()};
     return {&kept->copy.tape, nullptr};
   }
-  was_seen_ = note_pattern();
   return {};
 }
 
@@ -89,9 +89,10 @@ bool TapeCache::note_pattern() noexcept {
   return false;
 }
 
-bool TapeCache::wants_to_keep() const noexcept {
+bool TapeCache::wants_to_keep(Kept kind) const noexcept {
   if (!was_seen_ || !doubts_) return was_seen_;
-  return std::none_of(doubts_->refused, doubts_->refused + kTapes, [&](const Doubts::Refusal& refusal) {
+  const Refusals& refused = doubts_->refused[static_cast<size_t>(kind)];
+  return std::none_of(refused.list, refused.list + kEach, [&](const Refusal& refusal) {
     return refusal.hash == hash_ && clock_ - refusal.when < kAskAgain;
   });
 }
@@ -102,10 +103,11 @@ bool TapeCache::may_doubt() noexcept {
   return doubts_ != nullptr;
 }
 
-void TapeCache::refuse() noexcept {
+void TapeCache::refuse(Kept kind) noexcept {
   if (!may_doubt()) return;
-  doubts_->refused[doubts_->next_refused] = {hash_, clock_};
-  doubts_->next_refused = (doubts_->next_refused + 1) % kTapes;
+  Refusals& refused = doubts_->refused[static_cast<size_t>(kind)];
+  refused.list[refused.next] = {hash_, clock_};
+  refused.next = (refused.next + 1) % kEach;
 }
 
 bool TapeCache::wants_tables() const noexcept {
@@ -125,9 +127,9 @@ void TapeCache::want_tables() noexcept {
 
 void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_t equilibrium) noexcept {
   const bool as_it_is = deserves_threads(*engine.domain, tape);
-  const size_t room = room_for_one();
+  const size_t room = room_for(Kept::tape);
   CopiedTape copy = copy_tape(engine, tape, equilibrium, as_it_is, room);
-  if (copy.bytes > room) refuse();
+  if (copy.bytes > room) refuse(Kept::tape);
   std::unique_ptr<KeptTape> kept(new (std::nothrow) KeptTape);
   if (!copy.memory || !kept) return;
   kept->copy = std::move(copy);
@@ -139,7 +141,7 @@ void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_
 }
 
 void TapeCache::keep(std::unique_ptr<EliminationPlan> plan) noexcept {
-  if (plan->bytes() > room_for_one()) return refuse();
+  if (plan->bytes() > room_for(Kept::plan)) return refuse(Kept::plan);
   std::unique_ptr<KeptTape> kept(new (std::nothrow) KeptTape);
   if (!kept) return;
   kept->bytes = plan->bytes();
@@ -154,36 +156,47 @@ void TapeCache::add(std::unique_ptr<KeptTape> kept) noexcept {
   kept->pattern_size = pattern_.size();
   kept->hash = hash_;
   kept->used = clock_;
-  make_room(kept->bytes);
-  *std::find(tapes_, tapes_ + kTapes, nullptr) = std::move(kept);
+  make_room(kept->plan ? Kept::plan : Kept::tape, kept->bytes);
+  *std::find(tapes_, tapes_ + kPlaces, nullptr) = std::move(kept);
 }
 
-// Tapes that are used again and again stay: were they given up for each other, all would be copied in vain.
-size_t TapeCache::room_for_one() const noexcept {
-  size_t in_use = 0, tapes = 0;
+// What is used again and again stays: were it given up for something else, all would be copied in vain.
+size_t TapeCache::room_for(Kept kind) const noexcept {
+  size_t in_use = 0, others = 0;
   for (const std::unique_ptr<KeptTape>& kept : tapes_) {
-    if (!kept || clock_ - kept->used > kSeen) continue;
-    in_use += kept->bytes;
-    ++tapes;
+    if (!kept || (kind == Kept::plan && !kept->plan)) continue;
+    const bool stays = clock_ - kept->used <= kSeen || (kind == Kept::tape && kept->plan);
+    if (stays) in_use += kept->bytes;
+    if (stays && (kind == Kept::plan) == (kept->plan != nullptr)) ++others;
   }
-  return in_use < budget_ && tapes < kTapes ? budget_ - in_use : 0;
+  return in_use < budget_ && others < kEach ? budget_ - in_use : 0;
 }
 
-// Forgets those that were used longest ago until there is a place, and so many bytes are left.
-void TapeCache::make_room(size_t bytes) noexcept {
+// Forgets those that were used longest ago until there is a place, and so many bytes are left: tapes, and
+// where that is not enough for a plan, plans.
+void TapeCache::make_room(Kept kind, size_t bytes) noexcept {
   for (;;) {
-    size_t in_use = bytes;
-    std::unique_ptr<KeptTape>* oldest = nullptr;
-    bool has_place = false;
+    size_t in_use = bytes, alike = 0;
+    std::unique_ptr<KeptTape>*oldest_tape = nullptr, *oldest_plan = nullptr;
     for (std::unique_ptr<KeptTape>& kept : tapes_) {
-      has_place |= !kept;
       if (!kept) continue;
       in_use += kept->bytes;
+      alike += (kind == Kept::plan) == (kept->plan != nullptr);
+      std::unique_ptr<KeptTape>*& oldest = kept->plan ? oldest_plan : oldest_tape;
       if (!oldest || kept->used < (*oldest)->used) oldest = &kept;
     }
-    if (!oldest || (has_place && in_use <= budget_)) return;
+    const bool has_place = alike < kEach;
+    if (has_place && in_use <= budget_) return;
+    std::unique_ptr<KeptTape>* const oldest =
+        kind == Kept::plan && (!has_place || !oldest_tape) ? oldest_plan : oldest_tape;
+    if (!oldest) return;
     oldest->reset();
   }
+}
+
+void TapeCache::forget_old_plans() noexcept {
+  for (std::unique_ptr<KeptTape>& kept : tapes_)
+    if (kept && kept->plan && clock_ - kept->used > kForgotten) kept.reset();
 }
 
 void TapeCache::clear() noexcept {

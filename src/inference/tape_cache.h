@@ -30,9 +30,13 @@ class TapeCache {
   };
   Found find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
+  // Which of the two it is may not depend on the number of threads, for which tapes differ in size: plans
+  // take no notice of the tapes that are kept.
+  enum class Kept { tape, plan };
+
   // Whether the pattern that `find` did not find was looked for before, not long ago, and whether what would
   // be kept for it is not known to be too large.
-  bool wants_to_keep() const noexcept;
+  bool wants_to_keep(Kept kind) const noexcept;
 
   // After the pattern that `find` looked for last, tables were asked for that its plan had not formed: the
   // next time it has no plan, and gets none.
@@ -48,28 +52,34 @@ class TapeCache {
   void clear() noexcept;
 
  private:
-  static constexpr size_t kTapes = 8;
+  static constexpr size_t kEach = 8;  // of tapes, of plans
+  static constexpr size_t kPlaces = 2 * kEach;
   static constexpr size_t kSeen = 32;
   static constexpr uint64_t kAskAgain = 100;
+  static constexpr uint64_t kForgotten = 200;
 
+  struct Refusal {
+    uint64_t hash = 0;
+    uint64_t when = 0;
+  };
+  struct Refusals {
+    Refusal list[kEach];
+    size_t next = 0;
+  };
   // Hashes of what had better not be kept.
   struct Doubts {
-    struct Refusal {
-      uint64_t hash = 0;
-      uint64_t when = 0;
-    };
     uint64_t table_wanting[kSeen] = {};  // patterns whose propagations had better form tables
     size_t next_table_wanting = 0;
-    Refusal refused[kTapes];  // patterns whose tapes were too large
-    size_t next_refused = 0;
+    Refusals refused[2];  // by kind: patterns for which it was too large
   };
 
   bool note_pattern() noexcept;
   bool may_doubt() noexcept;
-  void refuse() noexcept;
+  void refuse(Kept kind) noexcept;
   void add(std::unique_ptr<KeptTape> kept) noexcept;
-  size_t room_for_one() const noexcept;
-  void make_room(size_t bytes) noexcept;
+  size_t room_for(Kept kind) const noexcept;
+  void make_room(Kept kind, size_t bytes) noexcept;
+  void forget_old_plans() noexcept;
   bool plans_hold(const TreeEngine& engine) noexcept;
 
   std::vector<uint32_t> pattern_;  // equilibrium, then the nodes with hard or other evidence
@@ -77,7 +87,7 @@ class TapeCache {
   bool was_seen_ = false;
   uint64_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
   size_t next_seen_ = 0;
-  std::unique_ptr<KeptTape> tapes_[kTapes];
+  std::unique_ptr<KeptTape> tapes_[kPlaces];
   uint64_t clock_ = 0;      // counts what was looked for
   size_t layouts_ = kNone;  // the domain's count of layouts when plans were last compared with tables
   size_t budget_ = 0;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "inference/elimination_plan.h"
+#include "inference/tape_cache.h"
 #include "support/builders.h"
 
 namespace test {
@@ -230,6 +231,28 @@ TEST(Elimination, TablesAreThoseOfThePotentialsThatWerePropagated) {
   EXPECT_NEAR(tv_node_get_belief(effect, 0), 0.5, 1e-6);
   ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
   expect_near(pair_marginal(domain.get(), 0, 1), {0.0f, 0.0f, 0.2f, 0.8f});
+}
+
+// Which tapes there are depends on the number of threads, which plans there are must not.
+TEST(Elimination, PlansAreKeptBesideTapesThatAreInUse) {
+  Generator random(11);
+  const DomainOwner domain = wide_network(random, 20, Values::positive);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+  const auto ask = [&](size_t observed, bool planned) {
+    const Planning planning(planned);
+    tv_domain_retract_findings(domain.get());
+    tv_node_select_state(nodes[observed], 0);
+    ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+    ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  };
+  for (size_t i = 0; i < 30; ++i) ask(i % 10, false);
+  ask(12, true);
+  ask(12, true);
+  const auto is_kept = [](const tv::JunctionTree& tree) {
+    return tree.engine->kept_tapes->find(*tree.engine, tv_equilibrium_sum).plan != nullptr;
+  };
+  EXPECT_TRUE(is_kept(*tv::compiled(*nodes[12]).tree));
 }
 
 // Sixty weak hints: their product is far below what single precision holds.
