@@ -975,6 +975,10 @@ TV_API int tv_node_has_fading_table(const tv_node_t* node);
  * Tells the library that the numbers of a node's table have been changed. The next propagation checks them
  * and starts from a reset. Call it after every direct change through tv_table_get_data. The domain stays
  * compiled, and the present beliefs stay as they are until you propagate.
+ *
+ * Joint marginals and clique tables stay, too, if you ask tv_table_get_data for the numbers after the last
+ * propagation and before you change them. Changed through a pointer from before, they may be gone:
+ * no_equilibrium until you propagate.
  */
 TV_API tv_status_t tv_node_touch_table(tv_node_t* node);
 
