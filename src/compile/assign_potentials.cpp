@@ -135,8 +135,31 @@ tv_status_t assign_component(Forest& forest, ChainComponent& component, Assigner
     if (member != component.members.front()) trace.text(", ");
     trace.text(_tv_node_get_name(*member));
   }
-  trace.print(":\n\tParents assigned to clique %zu\n", clique->index);
+  trace.print(":\n\tParents assigned to clique %zu\n", size_t{clique->index});
   return tv_status_none;
+}
+
+// The nodes that were assigned to each clique, in the order of the domain.
+void list_potentials(Forest& forest) {
+  std::vector<size_t> counts(forest.clique_count + 1, 0);
+  size_t total = 0;
+  for (const CompiledNode& record : forest.nodes) {
+    if (!record.assigned) continue;
+    ++counts[record.assigned->index];
+    ++total;
+  }
+  forest.potentials.resize(total);
+  Node** next = forest.potentials.data();
+  for (Clique& clique : forest.cliques) {
+    clique.potentials = {next, 0};
+    next += counts[clique.index];
+  }
+  for (Node& node : forest.domain->nodes) {
+    Clique* clique = forest.nodes[node.number - 1].assigned;
+    if (!clique) continue;
+    clique->potentials = {clique->potentials.data(), clique->potentials.size() + 1};
+    clique->potentials.back() = &node;
+  }
 }
 
 void report_missing_tables(const Domain& domain, Trace& trace) {
@@ -162,7 +185,8 @@ void create_node_data_structures(Forest& forest) {
                      }
                      if (place.is_better_than(sources[i])) {
                        sources[i] = place;
-                       forest.nodes[i].belief_source = {&clique, nullptr};
+                       forest.nodes[i].belief_clique = &clique;
+                       forest.nodes[i].belief_in_separator = false;
                      }
                    });
     Separator* separator = clique.parent_separator.get();
@@ -171,7 +195,8 @@ void create_node_data_structures(Forest& forest) {
                    [&](size_t i, const Place& place) {
                      if (!place.is_better_than(sources[i])) return;
                      sources[i] = place;
-                     forest.nodes[i].belief_source = {&clique, separator};
+                     forest.nodes[i].belief_clique = &clique;
+                     forest.nodes[i].belief_in_separator = true;
                    });
   }
   for (Node& node : forest.domain->nodes) {
@@ -190,15 +215,14 @@ tv_status_t assign_potentials(Forest& forest, Trace& trace) {
     CompiledNode& record = forest.nodes[node.number - 1];
     record.assigned = clique;
     record.tree = clique->tree;
-    clique->potentials.push_back(&node);
     if (trace.enabled()) {
-      trace.print("    Node %s assigned to clique %zu\n", _tv_node_get_name(node), clique->index);
+      trace.print("    Node %s assigned to clique %zu\n", _tv_node_get_name(node), size_t{clique->index});
     }
   }
+  list_potentials(forest);
   for (ChainComponent& component : forest.components) {
     if (tv_status_t status = assign_component(forest, component, assigner, trace)) return status;
   }
-  for (Clique& clique : forest.cliques) clique.potentials.shrink_to_fit();
   report_missing_tables(*forest.domain, trace);
   return tv_status_none;
 }

@@ -180,7 +180,7 @@ tv_junction_tree_t* tv_node_get_junction_tree(const tv_node_t* node) {
 tv_node_t** tv_node_get_moral_neighbors(const tv_node_t* node) {
   const bool is_vertex = node && tv::is_discrete_or_continuous(*node);
   if (!tv::check(is_vertex && tv::has_forest(node->domain))) return nullptr;
-  return tv::compiled(*node).moral_neighbors.terminated();
+  return tv::compiled(*node).moral_neighbors;
 }
 
 size_t tv_domain_get_jt_cost(tv_domain_t* domain) {

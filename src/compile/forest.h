@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "api/owned_list.h"
@@ -49,18 +50,18 @@ struct Link {
 }  // namespace tv
 
 struct tv_clique_s {
-  size_t index = 0;                          // 1, 2, 3 ... in order of creation
+  uint32_t index = 0;                        // 1, 2, 3 ... in order of creation
+  uint32_t position = 0;                     // in tree->cliques
   tv::Table table;                           // over the members, in member order; data for the host only
   std::unique_ptr<tv::Table> utility_table;  // over the discrete members, in domains with utility nodes
   double weight = 0.0;
   tv::Clique* parent = nullptr;                     // null for a root
   std::unique_ptr<tv::Separator> parent_separator;  // null for a root
-  std::vector<tv::Link> links;                      // neighbours in the order in which they were linked
+  std::span<tv::Link> links;                        // neighbours in the order in which they were linked
   std::unique_ptr<tv::Clique*[]> neighbor_array;    // null-terminated, built when first asked for
   tv::JunctionTree* tree = nullptr;
-  size_t position = 0;                       // in tree->cliques
   tv::Clique* way_to_strong_root = nullptr;  // null inside the root's region
-  std::vector<tv::Node*> potentials;         // nodes whose potentials are assigned here, in domain order
+  std::span<tv::Node*> potentials;           // nodes whose potentials are assigned here, in domain order
   tv::RareList<const tv::Table*> more_potentials;  // assigned here and owned by no node (chain graphs)
 
   double conflict = 1.0;
@@ -137,17 +138,22 @@ struct CompiledNode {
   bool in_conflict = false;    // the conflict of its home takes in the evidence that was last entered on it
   bool belief_wanted = false;  // to be updated by the current propagation
   bool value_propagated = false;
+  bool belief_in_separator = false;
   unsigned char trail_marks = 0;  // of the d-connection search; 0 outside it
   double propagated_value = 0.0;
 
-  NodeList moral_neighbors;
-  BeliefSource belief_source;
+  Node** moral_neighbors = nullptr;    // null-terminated
+  Clique* belief_clique = nullptr;     // of the belief source, together with `belief_in_separator`
   size_t component = kNone;            // in the forest's chain components
   double* expected_utility = nullptr;  // one per state; of a utility node the expectation and the variance;
                                        // null in a tree without utilities
   ptrdiff_t known_state = -1;          // the one state to which expected utilities are restricted, or -1
   size_t table_configuration = kNone;  // states of required instantiations in the node's table, as
                                        // they were when the tree's tables were built
+
+  BeliefSource belief_source() const noexcept {
+    return {belief_clique, belief_in_separator ? belief_clique->parent_separator.get() : nullptr};
+  }
 };
 
 // Nodes joined by undirected links. What the potentials of the members sum to, given the parents, is divided
@@ -174,7 +180,11 @@ struct Forest {
   std::vector<CompiledNode> nodes;  // by node number - 1
   std::vector<ChainComponent> components;
   size_t participants = 0;     // how many nodes take part
-  NodeList elimination_order;  // cached for the host, highest rank first
+  NodeList elimination_order;  // highest rank first; made when first asked for
+  // What cliques and nodes have lists of lies here, one list behind the other.
+  std::vector<Link> links;
+  std::vector<Node*> potentials;
+  std::vector<Node*> moral_neighbors;
 
   Block<tv_number_t> node_numbers;  // the beliefs and propagated findings of all nodes
 };

@@ -81,9 +81,9 @@ NodeList nodes_by_number(const Triangulation& triangulation, VertexSet vertices)
 }
 
 void store_elimination_order(Forest& forest, const Triangulation& triangulation) {
-  forest.elimination_order = elimination_sequence(triangulation);
   auto rank = static_cast<uint32_t>(triangulation.graph.size());
-  for (const Node* node : forest.elimination_order) forest.nodes[node->number - 1].elimination_rank = rank--;
+  for (const Node* node : elimination_sequence(triangulation))
+    forest.nodes[node->number - 1].elimination_rank = rank--;
 }
 
 std::unique_ptr<Separator> make_separator(Clique& child, Clique& parent, NodeList members) {
@@ -109,19 +109,42 @@ void start_tree(Forest& forest, Clique& root, Trace& trace) {
   tree->root = &root;
   root.tree = &forest.trees.push_front(std::move(tree));
   ++forest.tree_count;
-  trace.print("\nCreating junction tree with clique %zu as root ...\n", root.index);
+  trace.print("\nCreating junction tree with clique %zu as root ...\n", size_t{root.index});
+}
+
+// Gives every clique an empty list that is followed by room for all of its links.
+void make_room_for_links(Forest& forest) {
+  std::vector<size_t> counts(forest.clique_count + 1, 0);
+  size_t total = 0;
+  for (const Clique& clique : forest.cliques) {
+    if (!clique.parent) continue;
+    ++counts[clique.index];
+    ++counts[clique.parent->index];
+    total += 2;
+  }
+  forest.links.resize(total);
+  Link* next = forest.links.data();
+  for (Clique& clique : forest.cliques) {
+    clique.links = {next, 0};
+    next += counts[clique.index];
+  }
+}
+
+void add_link(Clique& clique, const Link& link) noexcept {
+  clique.links = {clique.links.data(), clique.links.size() + 1};
+  clique.links.back() = link;
 }
 
 void add_clique_link(Clique& child, Trace& trace) {
   Clique& parent = *child.parent;
   Separator& separator = *child.parent_separator;
   child.tree = parent.tree;
-  child.links.push_back({&parent, &separator});
-  parent.links.push_back({&child, &separator});
+  add_link(child, {&parent, &separator});
+  add_link(parent, {&child, &separator});
   if (!trace.enabled()) return;
   const size_t count = separator.members.size();
-  trace.print("\nCliques %zu and %zu linked, separator has %zu member%s and table size = ", child.index,
-              parent.index, count, count == 1 ? "" : "s");
+  trace.print("\nCliques %zu and %zu linked, separator has %zu member%s and table size = ",
+              size_t{child.index}, size_t{parent.index}, count, count == 1 ? "" : "s");
   trace_size(trace, child.domain().print_context, separator.size,
              size_multiply(separator.size, separator.cg_size));
   if (count == 0) return;
@@ -148,7 +171,7 @@ void create_cliques(Forest& forest, const Triangulation& triangulation) {
     const NodeList nodes = nodes_by_number(triangulation, triangulation.cliques[i]);
     const double weight = compute_weight(triangulation.graph, triangulation.cliques[i]);
     Clique& clique = forest.cliques.push_front(make_clique(*forest.domain, nodes, weight));
-    clique.index = ++forest.clique_count;
+    clique.index = static_cast<uint32_t>(++forest.clique_count);
     records[i] = &clique;
   }
   for (const size_t i : order) {
@@ -172,7 +195,7 @@ void report_cliques(const Forest& forest, Trace& trace) {
     const size_t cg_entries = size_multiply(table.size, table.cg_size);
     total = size_add(total, table.size);
     cg_total = size_add(cg_total, cg_entries);
-    trace.print("\nClique %zu, %zu member%s, table size = ", clique.index, table.nodes.size(),
+    trace.print("\nClique %zu, %zu member%s, table size = ", size_t{clique.index}, table.nodes.size(),
                 table.nodes.size() == 1 ? "" : "s");
     trace_size(trace, context, table.size, cg_entries);
     trace.text(":\n");
@@ -185,6 +208,7 @@ void report_cliques(const Forest& forest, Trace& trace) {
 
 void build_junction_forest(Forest& forest, Trace& trace) {
   trace.text("\n\nThe junction forest:\n");
+  make_room_for_links(forest);
   for (Clique& clique : forest.cliques) {
     if (clique.parent) {
       add_clique_link(clique, trace);
@@ -192,7 +216,7 @@ void build_junction_forest(Forest& forest, Trace& trace) {
       start_tree(forest, clique, trace);
     }
     JunctionTree& tree = *clique.tree;
-    clique.position = tree.cliques.size();
+    clique.position = static_cast<uint32_t>(tree.cliques.size());
     tree.cliques.push_back(&clique);
     tree.has_continuous = tree.has_continuous || clique.has_continuous();
     jt_assign_way_to_strong_root(clique);
@@ -201,7 +225,6 @@ void build_junction_forest(Forest& forest, Trace& trace) {
     tree.cliques.push_back(nullptr);
     tree.cliques.shrink_to_fit();
   }
-  for (Clique& clique : forest.cliques) clique.links.shrink_to_fit();
 }
 
 // A topological walk that puts off every decision as long as anything else can go on; of the decisions

@@ -2,6 +2,8 @@
 // nodes and real-valued function nodes are no vertices, but a utility node marries its parents too.
 #include "compile/moral_graph.h"
 
+#include <algorithm>
+
 #include "network/chain_graph.h"
 #include "network/node_operations.h"
 
@@ -25,6 +27,8 @@ class NodeMarks {
   std::vector<size_t> marks_;
   size_t current_ = 1;
 };
+
+using MoralLists = std::vector<NodeList>;  // by node number - 1
 
 bool is_chance_or_decision(const Node& node) noexcept {
   return node.category == tv_category_chance || node.category == tv_category_decision;
@@ -83,12 +87,12 @@ void find_moral_neighbors(const Forest& forest, Node& node, NodeList& neighbors,
 
 // The discrete neighbours of the continuous nodes that are connected with `start` through continuous
 // nodes, in the order of a depth-first walk. `visited` keeps the continuous nodes of all walks.
-NodeList discrete_boundary(const Forest& forest, Node& start, NodeMarks& visited, NodeMarks& collected) {
+NodeList discrete_boundary(const MoralLists& lists, Node& start, NodeMarks& visited, NodeMarks& collected) {
   struct Step {
     const NodeList* neighbors;
     size_t next;
   };
-  const auto neighbors_of = [&](const Node& node) { return &forest.nodes[node.number - 1].moral_neighbors; };
+  const auto neighbors_of = [&](const Node& node) { return &lists[node.number - 1]; };
   NodeList boundary;
   collected.clear();
   visited.insert(start);
@@ -109,14 +113,14 @@ NodeList discrete_boundary(const Forest& forest, Node& start, NodeMarks& visited
   return boundary;
 }
 
-void find_all_necessary_fill_ins(Forest& forest, Trace& trace) {
+void find_all_necessary_fill_ins(const Forest& forest, MoralLists& lists, Trace& trace) {
   trace.text("\n\nNecessary fill-ins:\n\n");
   NodeMarks visited(forest.nodes.size()), marks(forest.nodes.size());
   for (Node& node : forest.domain->nodes) {
     if (!is_continuous(node) || visited.contains(node)) continue;
-    const NodeList boundary = discrete_boundary(forest, node, visited, marks);
+    const NodeList boundary = discrete_boundary(lists, node, visited, marks);
     for (Node* first : boundary) {
-      NodeList& neighbors = forest.nodes[first->number - 1].moral_neighbors;
+      NodeList& neighbors = lists[first->number - 1];
       marks.clear();
       marks.insert(*first);
       for (const Node* neighbor : neighbors) marks.insert(*neighbor);
@@ -129,24 +133,35 @@ void find_all_necessary_fill_ins(Forest& forest, Trace& trace) {
   }
 }
 
+// One list behind the other, a null behind each.
+void keep_lists(Forest& forest, const MoralLists& lists) {
+  size_t total = 0;
+  for (const NodeList& list : lists) total += list.size() + 1;
+  forest.moral_neighbors.assign(total, nullptr);
+  Node** next = forest.moral_neighbors.data();
+  for (size_t i = 0; i < lists.size(); ++i) {
+    forest.nodes[i].moral_neighbors = next;
+    next = std::copy(lists[i].begin(), lists[i].end(), next) + 1;
+  }
+}
+
 }  // namespace
 
 void _tv_domain_moralize(Forest& forest, Trace& trace) {
   trace.text("\n\nMoral links:\n\n");
   find_components(forest);
   NodeMarks marks(forest.nodes.size());
-  NodeList neighbors;  // copied into lists that are no longer than need be
+  MoralLists lists(forest.nodes.size());
   for (Node& node : forest.domain->nodes) {
     if (!is_discrete_or_continuous(node)) continue;
     CompiledNode& record = forest.nodes[node.number - 1];
     record.participates = true;
     ++forest.participants;
-    neighbors.clear();
-    find_moral_neighbors(forest, node, neighbors, marks, trace);
-    record.moral_neighbors = neighbors;
+    find_moral_neighbors(forest, node, lists[node.number - 1], marks, trace);
   }
   const NodeCounters& counters = forest.domain->counters;
-  if (counters.discrete > 0 && counters.continuous > 0) find_all_necessary_fill_ins(forest, trace);
+  if (counters.discrete > 0 && counters.continuous > 0) find_all_necessary_fill_ins(forest, lists, trace);
+  keep_lists(forest, lists);
 }
 
 }  // namespace tv

@@ -50,6 +50,20 @@ Elimination _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& tra
 
 }  // namespace
 
+namespace {
+
+NodeList order_of_elimination(const Forest& forest) {
+  std::vector<Node*> by_rank(forest.participants);
+  for (Node& node : forest.domain->nodes)
+    if (const uint32_t rank = compiled(node).elimination_rank) by_rank[forest.participants - rank] = &node;
+  NodeList order;
+  order.reserve(by_rank.size());
+  for (Node* node : by_rank) order.push_back(node);
+  return order;
+}
+
+}  // namespace
+
 tv_status_t _tv_check_elimination_order(const Domain& domain, Node* const* order) {
   std::vector<bool> seen(domain.node_count, false);
   size_t count = 0;
@@ -109,6 +123,10 @@ tv_status_t tv_domain_set_initial_triangulation(tv_domain_t* domain, tv_node_t**
 }
 
 tv_node_t** tv_domain_get_elimination_order(tv_domain_t* domain) {
-  if (!tv::check(domain && tv::is_triangulated(*domain))) return nullptr;
-  return domain->forest->elimination_order.terminated();
+  return tv::guarded(static_cast<tv_node_t**>(nullptr), [&]() -> tv_node_t** {
+    if (!tv::check(domain && tv::is_triangulated(*domain))) return nullptr;
+    tv::NodeList& order = domain->forest->elimination_order;
+    if (order.empty()) order = tv::order_of_elimination(*domain->forest);
+    return order.terminated();
+  });
 }

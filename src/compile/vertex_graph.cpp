@@ -48,10 +48,13 @@ VertexGraph _tv_create_moral_graph(const Forest& forest, const NodeList& nodes) 
   for (Vertex v = 0; v < graph.size(); ++v) vertex_of[graph.nodes[v]->number - 1] = v;
   graph.neighbors.resize(graph.size());
   for (Vertex v = 0; v < graph.size(); ++v) {
-    const NodeList& moral = forest.nodes[graph.nodes[v]->number - 1].moral_neighbors;
+    Node* const* const moral = forest.nodes[graph.nodes[v]->number - 1].moral_neighbors;
+    Node* const* end = moral;
+    while (*end) ++end;
     VertexSet& list = graph.neighbors[v];
-    list.reserve(moral.size());
-    for (const Node* neighbor : moral) list.push_back(vertex_of[neighbor->number - 1]);
+    list.reserve(static_cast<size_t>(end - moral));
+    for (Node* const* neighbor = moral; neighbor != end; ++neighbor)
+      list.push_back(vertex_of[(*neighbor)->number - 1]);
     std::sort(list.begin(), list.end());
   }
   return graph;

@@ -217,8 +217,8 @@ OpenGraph graph_of_open_nodes(const JunctionTree& tree) {
   graph.starts.reserve(graph.size() + 1);
   graph.starts.push_back(0);
   for (const Node* node : graph.nodes) {
-    for (const Node* other : compiled(*node).moral_neighbors)
-      if (const uint32_t u = vertex_of[other->number]; u != kNoVertex) graph.neighbors.push_back(u);
+    for (Node* const* other = compiled(*node).moral_neighbors; *other; ++other)
+      if (const uint32_t u = vertex_of[(*other)->number]; u != kNoVertex) graph.neighbors.push_back(u);
     graph.starts.push_back(static_cast<uint32_t>(graph.neighbors.size()));
   }
   return graph;

@@ -30,7 +30,7 @@ template <class Reads>
 size_t states_of_beliefs(const NodeList& members, Reads reads) noexcept {
   size_t states = 0;
   for (const Node* node : members)
-    if (reads(compiled(*node).belief_source)) states = size_add(states, node->number_of_states);
+    if (reads(compiled(*node).belief_source())) states = size_add(states, node->number_of_states);
   return states;
 }
 
@@ -124,12 +124,13 @@ void add_potentials(CliqueWork& work, Parts& parts) noexcept {
   for (Node* node : work.clique->potentials) {
     if (!takes_potential(*node)) continue;
     PotentialPlan& plan = add_plan();
-    plan.node = node;
+    plan.owner = node;
     refresh_potential(plan);
     if (work.factored) plan.copy = parts.take_numbers(potential_entries(members, *node));
   }
   for (const Table* table : work.clique->more_potentials) {
     PotentialPlan& plan = add_plan();
+    plan.has_owner = false;
     plan.free_table = table;
     refresh_potential(plan);
   }
@@ -157,7 +158,7 @@ template <class Reads>
 std::span<BeliefPlan> add_beliefs(const NodeList& members, Parts& parts, Reads reads) noexcept {
   BeliefPlan* const first = parts.beliefs;
   for (size_t m = 0; m < members.size(); ++m)
-    if (is_discrete(*members[m]) && reads(compiled(*members[m]).belief_source)) {
+    if (is_discrete(*members[m]) && reads(compiled(*members[m]).belief_source())) {
       parts.beliefs->node = members[m];
       parts.beliefs->member = m;
       ++parts.beliefs;

@@ -45,15 +45,19 @@ struct RestrictedTable {
 
 // A potential that is multiplied into a clique.
 struct PotentialPlan {
-  Node* node = nullptr;               // whose potential it is, or null
-  const Table* free_table = nullptr;  // of a potential that no node owns
+  union {
+    Node* owner = nullptr;    // whose potential it is,
+    const Table* free_table;  // or what it is where no node owns it
+  };
   const NodeList* members = nullptr;  // of the clique
   size_t layout = kNone;              // of the table that `strides` were taken from; kNone: no table
   size_t* strides = nullptr;          // per clique member, 0 where the potential lacks it
   float uniform = 1.0f;               // every entry of a node without a table
-  float* copy = nullptr;              // for a factored clique: the entries that are possible
+  bool has_owner = true;
+  float* copy = nullptr;  // for a factored clique: the entries that are possible
 
-  const Table* table() const noexcept { return free_table ? free_table : node->table.get(); }
+  Node* node() const noexcept { return has_owner ? owner : nullptr; }
+  const Table* table() const noexcept { return has_owner ? owner->table.get() : free_table; }
 };
 
 // The belief of a node read from a restricted table.

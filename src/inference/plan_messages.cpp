@@ -107,7 +107,7 @@ class Planner {
     Operation operation = Operation::assign;
     for (PotentialPlan& plan : work.potentials) {
       refresh(plan);
-      if (plan.node && decision_is_made(*plan.node)) {
+      if (plan.node() && decision_is_made(*plan.node())) {
         lists_.steps.push_back({operation, &scalar_of(work), &kOne});
       } else if (plan.table()) {
         lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.size(), &plan});
@@ -171,7 +171,7 @@ class Planner {
   void ask_for_copies(CliqueWork& work) noexcept {
     for (PotentialPlan& plan : work.potentials) {
       refresh(plan);
-      if (plan.node->table) lists_.potential_steps.push_back({kNone, &plan});
+      if (plan.table()) lists_.potential_steps.push_back({kNone, &plan});
     }
   }
 

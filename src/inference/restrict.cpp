@@ -145,7 +145,7 @@ void step_in_member(const RestrictedTable& table, size_t member, size_t* steps) 
 bool refresh_potential(PotentialPlan& plan) noexcept {
   const Table* table = plan.table();
   const size_t layout = table ? table->layout : kNone;
-  if (!table) plan.uniform = 1.0f / static_cast<float>(plan.node->number_of_states);
+  if (!table) plan.uniform = 1.0f / static_cast<float>(plan.owner->number_of_states);
   if (layout == plan.layout) return false;
   plan.layout = layout;
   std::fill_n(plan.strides, plan.members->size(), 0);

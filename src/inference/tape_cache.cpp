@@ -83,8 +83,9 @@ TapeCache::Found TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equi
 }
 
 bool TapeCache::note_pattern() noexcept {
-  if (std::find(seen_, seen_ + kSeen, hash_) != seen_ + kSeen) return true;
-  seen_[next_seen_] = hash_;
+  const auto hash = static_cast<uint32_t>(hash_);
+  if (std::find(seen_, seen_ + kSeen, hash) != seen_ + kSeen) return true;
+  seen_[next_seen_] = hash;
   next_seen_ = (next_seen_ + 1) % kSeen;
   return false;
 }

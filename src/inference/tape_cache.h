@@ -85,7 +85,7 @@ class TapeCache {
   std::vector<uint32_t> pattern_;  // equilibrium, then the nodes with hard or other evidence
   uint64_t hash_ = 0;
   bool was_seen_ = false;
-  uint64_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
+  uint32_t seen_[kSeen] = {};  // hashes of the patterns that were looked for last
   size_t next_seen_ = 0;
   std::unique_ptr<KeptTape> tapes_[kPlaces];
   uint64_t clock_ = 0;      // counts what was looked for

@@ -131,12 +131,12 @@ void expect_node_data(const tv_domain_t* domain) {
         smallest_with_family = std::min(smallest_with_family, clique.table.size);
       }
     }
-    ASSERT_TRUE(record.home && record.assigned && record.belief_source.clique);
+    ASSERT_TRUE(record.home && record.assigned && record.belief_clique);
     EXPECT_TRUE(record.home->members().contains(node));
     EXPECT_EQ(record.home->table.size, smallest_clique);
     EXPECT_EQ(record.assigned->table.size, smallest_with_family);
     EXPECT_EQ(std::count(record.assigned->potentials.begin(), record.assigned->potentials.end(), node), 1);
-    const tv::BeliefSource& source = record.belief_source;
+    const tv::BeliefSource source = record.belief_source();
     EXPECT_EQ(source.separator ? source.separator->size : source.clique->table.size,
               std::min(smallest, smallest_clique));
     EXPECT_TRUE((source.separator ? source.separator->members : source.clique->members()).contains(node));
