@@ -199,7 +199,10 @@ class BranchFinder {
 }  // namespace
 
 bool deserves_threads(const Domain& domain, const Tape& tape) noexcept {
-  if (domain.concurrency_level == 1) return false;
+  return domain.concurrency_level > 1 && would_deserve_threads(domain, tape);
+}
+
+bool would_deserve_threads(const Domain& domain, const Tape& tape) noexcept {
   size_t work = 0;
   for (size_t i = 0; i < tape.item_count; ++i)
     work = size_add(work, size_multiply(tape.items[i].shape.size, tape.items[i].step_count));

@@ -30,6 +30,9 @@ struct Branches {
 // Whether a tape holds so much work that threads are started for it. Such tapes are kept item by item.
 bool deserves_threads(const Domain& domain, const Tape& tape) noexcept;
 
+// The same, were there any.
+bool would_deserve_threads(const Domain& domain, const Tape& tape) noexcept;
+
 // The same guessed before a tape is written, from the marked cliques and the wanted beliefs.
 bool may_deserve_threads(const TreeEngine& engine) noexcept;
 

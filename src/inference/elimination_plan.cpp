@@ -94,15 +94,16 @@ std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
   if (!may_plan(engine, nodes) || has_finding_on_one_state(tree)) return nullptr;
   const bool comes_again = engine.kept_tapes->wants_to_keep(TapeCache::Kept::plan);
   const double entries = restricted_entries(tree);
-  if (entries < (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes) return nullptr;
-  const EliminationTree graph = best_elimination(tree, entries);
-  if (graph.cliques.empty()) return nullptr;
+  const bool is_large = entries >= (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes;
+  const EliminationTree graph = is_large ? best_elimination(tree, entries) : EliminationTree{};
   const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
-  if (least > 0.0 && saved < (comes_again ? kSaved : kSavedAtOnce)) {
-    if (!comes_again) engine.patterns_to_pass = kPause;
-    return nullptr;
-  }
-  return write_plan(engine, graph);
+  if (!graph.cliques.empty() && (least == 0.0 || saved >= (comes_again ? kSaved : kSavedAtOnce)))
+    return write_plan(engine, graph);
+  if (comes_again)
+    engine.kept_tapes->want_tables();  // nor will it be better the next time
+  else if (is_large)
+    engine.patterns_to_pass = kPause;
+  return nullptr;
 }
 
 }  // namespace tv

@@ -15,7 +15,8 @@ namespace tv {
 struct KeptTape {
   CopiedTape copy;
   Branches branches;         // of the tape
-  bool for_threads = false;  // the tape was written for several
+  bool is_for_any = true;    // the tape is the same for one thread and for several,
+  bool for_threads = false;  // or it was written for several
   std::unique_ptr<EliminationPlan> plan;
   std::unique_ptr<uint32_t[]> pattern;
   size_t pattern_size = 0;
@@ -73,7 +74,7 @@ TapeCache::Found TapeCache::find(const TreeEngine& engine, tv_equilibrium_t equi
   for (std::unique_ptr<KeptTape>& kept : tapes_) {
     if (!kept || kept->hash != hash || kept->pattern_size != pattern_.size() ||
         !std::equal(pattern_.begin(), pattern_.end(), kept->pattern.get()) ||
-        (!kept->plan && kept->for_threads != has_threads))
+        (!kept->is_for_any && kept->for_threads != has_threads))
       continue;
     kept->used = clock_;
     if (kept->plan) return {nullptr, kept->plan.get()};
@@ -136,6 +137,7 @@ void TapeCache::keep(const TreeEngine& engine, const Tape& tape, tv_equilibrium_
   kept->copy = std::move(copy);
   if (!as_it_is) kept->copy.tape.brief = &kept->copy.brief;
   kept->copy.tape.branches = &kept->branches;
+  kept->is_for_any = !would_deserve_threads(*engine.domain, tape);
   kept->for_threads = engine.domain->concurrency_level > 1;
   kept->bytes = kept->copy.bytes;
   add(std::move(kept));
