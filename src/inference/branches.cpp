@@ -9,11 +9,12 @@ namespace tv {
 namespace {
 
 constexpr size_t kGrainsForThreads = 1000;
-constexpr double kItemWork = 500.0;   // of an item beside its entries, in entries
-constexpr double kMessageWork = 4.0;  // of an entry of a message
-constexpr size_t kMostInTrunk = 500;  // cliques
-constexpr double kNotShared = 0.15;   // of a pass that several threads share
-constexpr size_t kSharedFrom = 4;     // grains
+constexpr size_t kCliquesInGrain = 5;  // of fewer than so much work: writing the whole tape would take longer
+constexpr double kItemWork = 500.0;    // of an item beside its entries, in entries
+constexpr double kMessageWork = 4.0;   // of an entry of a message
+constexpr size_t kMostInTrunk = 500;   // cliques
+constexpr double kNotShared = 0.15;    // of a pass that several threads share
+constexpr size_t kSharedFrom = 4;      // grains
 
 class BranchFinder {
  public:
@@ -220,7 +221,8 @@ bool may_deserve_threads(const TreeEngine& engine) noexcept {
     for (const uint32_t clique : engine.marked) add(engine.cliques[clique]);
   else
     std::for_each(engine.cliques.begin(), engine.cliques.end(), add);
-  return work / kGrainsForThreads >= engine.domain->grain_size;
+  const size_t grain = engine.domain->grain_size;
+  return work / kGrainsForThreads >= grain && work / engine.cliques.size() >= grain / kCliquesInGrain;
 }
 
 Branches find_branches(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings) {
