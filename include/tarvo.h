@@ -1448,9 +1448,10 @@ TV_API size_t tv_domain_get_jt_cost(tv_domain_t* domain);
  * separators, or what is kept in their place, plans, beliefs. Nothing is allocated to find out. Not counted
  * are the network and its triangulation, which are there already, and what later calls may ask for: clique
  * tables that you read, tv_domain_save_to_memory, joint marginals, plans kept for questions that are asked
- * again (at most an eighth of the tables or a megabyte in all trees together, and done without where memory
- * is short). Large cliques are kept without a table where that can be done; they get theirs for fast
- * retraction, for tv_domain_save_to_memory, and where a product of potentials and messages nearly vanishes.
+ * again (at most a quarter of the tables or a megabyte in all trees together, and done without where memory
+ * is short), working memory of threads. Large cliques are kept without a table where that can be done; they
+ * get theirs for fast retraction, for tv_domain_save_to_memory, and where a product of potentials and messages
+ * nearly vanishes.
  *
  * Fails, returning all ones: usage - the domain is not triangulated; size_too_large - it does not fit into
  * a size_t.

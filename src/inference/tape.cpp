@@ -75,6 +75,17 @@ void enlarge(TapeRoom& largest, const TapeRoom& room) noexcept {
   largest.dimensions = std::max(largest.dimensions, room.dimensions);
 }
 
+TapeRoom room_over_cliques(const JunctionTree& tree, size_t (*beliefs)(const Clique&) noexcept,
+                           void (*take_in)(TapeRoom&, const TapeRoom&) noexcept) noexcept {
+  TapeRoom room;
+  for (size_t c = 0; c < tree.clique_count(); ++c) {
+    const Clique& clique = *tree.cliques[c];
+    take_in(room, room_for_collecting(clique));
+    take_in(room, room_for_distributing(clique, beliefs(clique)));
+  }
+  return room;
+}
+
 // Hands out a part of the block and goes on behind it.
 template <class T>
 void take(FixedList<T>& list, unsigned char*& next, size_t count) noexcept {
@@ -113,15 +124,7 @@ Tape TapeLists::tape() const noexcept {
   return {items.data(), items.size(), steps.data(), potential_steps.data(), potential_steps.size()};
 }
 
-TapeRoom room_for_tape(const JunctionTree& tree) noexcept {
-  TapeRoom room;
-  for (size_t c = 0; c < tree.clique_count(); ++c) {
-    const Clique& clique = *tree.cliques[c];
-    add(room, room_for_collecting(clique));
-    add(room, room_for_distributing(clique, beliefs_of(clique)));
-  }
-  return room;
-}
+TapeRoom room_for_tape(const JunctionTree& tree) noexcept { return room_over_cliques(tree, beliefs_of, add); }
 
 bool make_room_for_tape(const JunctionTree& tree, TapeLists& lists) noexcept {
   const TapeRoom room = room_for_tape(tree);
@@ -131,13 +134,7 @@ bool make_room_for_tape(const JunctionTree& tree, TapeLists& lists) noexcept {
 }
 
 TapeRoom room_for_portion(const JunctionTree& tree) noexcept {
-  TapeRoom room;
-  for (size_t c = 0; c < tree.clique_count(); ++c) {
-    const Clique& clique = *tree.cliques[c];
-    enlarge(room, room_for_collecting(clique));
-    enlarge(room, room_for_distributing(clique, beliefs_around(clique)));
-  }
-  return room;
+  return room_over_cliques(tree, beliefs_around, enlarge);
 }
 
 }  // namespace tv

@@ -6,7 +6,7 @@
 
 namespace tv {
 
-void measure_shape(Shape& shape) noexcept {
+void measure_whole_blocks(Shape& shape) noexcept {
   size_t within = 1;
   shape.outer = shape.dimensions;
   while (shape.outer > 0 && within * shape.counts[shape.outer - 1] <= kBlockSize)
@@ -14,6 +14,12 @@ void measure_shape(Shape& shape) noexcept {
   shape.part = shape.outer < shape.dimensions ? static_cast<uint32_t>(shape.counts[shape.outer]) : 1;
   shape.size = within;
   for (size_t d = 0; d < shape.outer; ++d) shape.size *= shape.counts[d];
+}
+
+void measure_shape(Shape& shape) noexcept {
+  measure_whole_blocks(shape);
+  size_t within = 1;
+  for (size_t d = shape.outer; d < shape.dimensions; ++d) within *= shape.counts[d];
   if (shape.outer == 0 || within * 2 > kBlockSize) return;
   // Blocks along the next dimension of about the same size.
   const size_t states = shape.counts[--shape.outer];

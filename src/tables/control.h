@@ -24,8 +24,9 @@ struct Shape {
   uint32_t part = 1;   // how many indices of the first dimension within go into one block
 };
 
-// Sets all of it from the counts.
+// Sets all of it from the counts. The second form has blocks of whole dimensions, none of which is cut.
 void measure_shape(Shape& shape) noexcept;
+void measure_whole_blocks(Shape& shape) noexcept;
 
 // A shape with counts of its own.
 struct OwnShape : Shape {

@@ -128,16 +128,6 @@ void advance(Records& records, size_t dimension, bool wraps, size_t count) noexc
 
 }  // namespace
 
-void measure_whole_blocks(Shape& shape) noexcept {
-  size_t within = 1;
-  shape.outer = shape.dimensions;
-  while (shape.outer > 0 && within * shape.counts[shape.outer - 1] <= kBlockSize)
-    within *= shape.counts[--shape.outer];
-  shape.part = shape.outer < shape.dimensions ? static_cast<uint32_t>(shape.counts[shape.outer]) : 1;
-  shape.size = within;
-  for (size_t d = 0; d < shape.outer; ++d) shape.size *= shape.counts[d];
-}
-
 void ProductPass::reserve(size_t factor_count, size_t term_count, size_t target_count, size_t moment_count) {
   factors.reserve(factor_count);
   terms.reserve(term_count);

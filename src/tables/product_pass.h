@@ -35,10 +35,7 @@ struct PassMoments {
   size_t offset = 0;
 };
 
-// Sets the size of a shape and its blocks: of whole dimensions, unlike those of other passes.
-void measure_whole_blocks(Shape& shape) noexcept;
-
-// Runs over shapes with such blocks, under controls that were finished for them.
+// Runs over shapes that were measured in whole blocks, under controls that were finished for them.
 class ProductPass {
  public:
   // Room for so many of each, so that a pass allocates nothing.
