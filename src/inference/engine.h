@@ -5,8 +5,8 @@
 // are still possible. Fixing a further node cuts the tables down in place; a reset forgets them, and the
 // next propagation builds them anew under its own evidence. The host sees full tables, made on request.
 //
-// Everything is allocated when the domain is compiled. A propagation allocates nothing but kept tapes,
-// threads, and once the table of a clique that can no longer do without one (factored.h).
+// Everything is allocated when the domain is compiled. A propagation allocates nothing but kept tapes and
+// plans, what threads need, and once the table of a clique that can no longer do without one (factored.h).
 #pragma once
 
 #include <cstdint>
@@ -174,10 +174,11 @@ struct TreeEngine {
   bool plans_are_stale = false;  // a kept tape was run: shapes and controls are those of an earlier
                                  // propagation
 
+  // Elimination plans: how many new patterns are passed by, since one was not worth a plan, and whether the
+  // equilibrium came from a plan, so that there are no tables yet.
   double entries = 0.0;  // of all clique tables
-  uint32_t patterns_to_pass =
-      0;  // new patterns for which no plan is looked for, since one was not worth while
-  bool has_beliefs_only = false;  // the equilibrium came from an elimination plan: there are no tables yet
+  uint32_t patterns_to_pass = 0;
+  bool has_beliefs_only = false;
   std::vector<KeptPotential> kept_potentials;  // then, by position of the node: what may have changed since
   bool has_lost_potentials = false;            // some changed without notice
 
