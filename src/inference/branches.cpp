@@ -8,13 +8,9 @@
 namespace tv {
 namespace {
 
-constexpr size_t kGrainsForThreads = 1000;
-constexpr size_t kCliquesInGrain = 5;  // of fewer than so much work: writing the whole tape would take longer
-constexpr double kItemWork = 500.0;    // of an item beside its entries, in entries
-constexpr double kMessageWork = 4.0;   // of an entry of a message
-constexpr size_t kMostInTrunk = 500;   // cliques
-constexpr double kNotShared = 0.15;    // of a pass that several threads share
-constexpr size_t kSharedFrom = 4;      // grains
+constexpr double kItemWork = 500.0;   // of an item beside its entries, in entries
+constexpr double kMessageWork = 4.0;  // of an entry of a message
+constexpr double kNotShared = 0.15;   // of a pass that several threads share
 
 class BranchFinder {
  public:
@@ -58,7 +54,7 @@ class BranchFinder {
   void add_work(uint32_t clique, const Shape& shape, size_t steps, size_t message) noexcept {
     const double entries = static_cast<double>(shape.size) * static_cast<double>(steps);
     cliques_[clique].own += kItemWork + entries + kMessageWork * static_cast<double>(message);
-    cliques_[clique].shared |= shape.size >= kSharedFrom * settings_.grain_size;
+    cliques_[clique].shared |= shape.size >= limits.grains_to_share * settings_.grain_size;
   }
 
   // Whose item each is, what the cliques cost, and their order from the root outwards.
@@ -127,7 +123,7 @@ class BranchFinder {
     const double whole = cliques_[order_[0]].whole;
     double trunk = 0.0, branches = whole, best_time = whole;
     size_t best = 0;
-    while (!heap.empty() && taken.size() < kMostInTrunk) {
+    while (!heap.empty() && taken.size() < limits.trunk) {
       std::pop_heap(heap.begin(), heap.end(), lighter);
       const size_t next = heap.back();
       heap.pop_back();
@@ -207,7 +203,7 @@ bool would_deserve_threads(const Domain& domain, const Tape& tape) noexcept {
   size_t work = 0;
   for (size_t i = 0; i < tape.item_count; ++i)
     work = size_add(work, size_multiply(tape.items[i].shape.size, tape.items[i].step_count));
-  return work / kGrainsForThreads >= domain.grain_size;
+  return work / limits.grains_for_threads >= domain.grain_size;
 }
 
 bool may_deserve_threads(const TreeEngine& engine) noexcept {
@@ -222,7 +218,8 @@ bool may_deserve_threads(const TreeEngine& engine) noexcept {
   else
     std::for_each(engine.cliques.begin(), engine.cliques.end(), add);
   const size_t grain = engine.domain->grain_size;
-  return work / kGrainsForThreads >= grain && work / engine.cliques.size() >= grain / kCliquesInGrain;
+  return work / limits.grains_for_threads >= grain &&
+         work / engine.cliques.size() >= grain / limits.cliques_in_grain;
 }
 
 Branches find_branches(const TreeEngine& engine, const Tape& tape, const ParallelSettings& settings) {

@@ -99,13 +99,14 @@ class Writer {
       case ItemKind::collect:
         return collects_shortly(item) ? add_collect(item) : copy_item(item);
       case ItemKind::root:
-        return may_be_short(item) && item.updates <= kUpdatesTogether ? add_root(item) : copy_item(item);
+        return may_be_short(item) && item.updates <= limits.updates_together ? add_root(item)
+                                                                             : copy_item(item);
       case ItemKind::pass:
         pass_ = may_be_short(item) && no_message_needs_totals() ? &item : nullptr;
         source_ = pass_;
         return pass_ ? add_form(item) : copy_item(item);
       case ItemKind::separator_pass:
-        source_ = sums_ && item.shape.size <= kShortTable ? &item : nullptr;
+        source_ = sums_ && item.shape.size <= limits.short_table ? &item : nullptr;
         return source_ ? void() : copy_item(item);  // its steps are those of the beliefs
       case ItemKind::message:
         return pass_ ? add_send(item) : copy_item(item);
@@ -117,7 +118,7 @@ class Writer {
   // ---- What can be short ----
 
   bool may_be_short(const Item& item) const noexcept {
-    if (!sums_ || item.shape.size > kShortTable || work(item).factored || item.step_count > UINT8_MAX)
+    if (!sums_ || item.shape.size > limits.short_table || work(item).factored || item.step_count > UINT8_MAX)
       return false;
     return std::all_of(steps(item), steps(item) + item.step_count,
                        [](const Step& step) { return last_place(*step.control) <= kMostPosition; });
@@ -128,7 +129,7 @@ class Writer {
   }
 
   bool collects_shortly(const Item& item) const noexcept {
-    return may_be_short(item) && item.updates <= kUpdatesTogether && !receiver_is_factored(item);
+    return may_be_short(item) && item.updates <= limits.updates_together && !receiver_is_factored(item);
   }
 
   // The messages of the pass follow it.
@@ -169,7 +170,7 @@ class Writer {
     unsigned char* sources = lists_.sources.take(brief.entries);
     brief.sources = sources;
     if (!sources) return;
-    unsigned char met[kShortTable] = {}, entry = 0;
+    unsigned char met[kCapacity.short_table] = {}, entry = 0;
     for_each_place(control, [&](size_t place) { sources[place * brief.each + met[place]++] = entry++; });
   }
 

@@ -34,11 +34,14 @@ constexpr double kSaved = 100.0;        // the same where the pattern comes agai
 constexpr double kGood = 0.25;          // of the entries of the compiled tree: no other order is tried
 constexpr uint32_t kPause = 16;
 
+// A plan is made where the tables that agree with the evidence have many entries for each node: below, making
+// it takes longer than it saves. Where they are not very many, only for a pattern that comes again.
+//
 // Whether it may be worth while to look for a plan. Without evidence tables are what changes start from:
 // there is none the first time.
 bool may_plan(TreeEngine& engine, double nodes) noexcept {
   const TapeCache& cache = *engine.kept_tapes;
-  const double least = static_cast<double>(least_entries_for_plan);
+  const double least = static_cast<double>(limits.entries_for_plan);
   if (least == 0.0) return true;
   if (cache.wants_tables() || engine.entries < least * nodes) return false;
   if (cache.wants_to_keep(TapeCache::Kept::plan)) return true;
@@ -90,7 +93,7 @@ bool may_eliminate(const Sweep& sweep) noexcept {
 std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
   const JunctionTree& tree = *engine.tree;
   const double nodes = static_cast<double>(tree.nodes.size());
-  const double least = static_cast<double>(least_entries_for_plan);
+  const double least = static_cast<double>(limits.entries_for_plan);
   if (!may_plan(engine, nodes) || has_finding_on_one_state(tree)) return nullptr;
   const bool comes_again = engine.kept_tapes->wants_to_keep(TapeCache::Kept::plan);
   const double entries = restricted_entries(tree);

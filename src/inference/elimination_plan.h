@@ -8,7 +8,6 @@
 // no numbers then.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <span>
 
@@ -17,11 +16,6 @@
 #include "inference/messages.h"
 
 namespace tv {
-
-// A plan is made where the tables that agree with the evidence have so many entries for each node: below,
-// making it takes longer than it saves. Where they are not many more, only for a pattern that comes again.
-// Tests set 0, which asks for a plan wherever there can be one.
-inline std::atomic<size_t> least_entries_for_plan = 64;
 
 // Hands out memory that lives as long as it does.
 class PlanMemory {

@@ -42,7 +42,7 @@ void add_totals(ListSizes& sizes, const Clique& clique) noexcept {
     sizes.totals = std::max(sizes.totals, link.separator->size);
     around = size_add(around, link.separator->size);
   }
-  sizes.totals = std::max(sizes.totals, std::min(around, kSharedTotals));
+  sizes.totals = std::max(sizes.totals, std::min(around, limits.shared_totals));
   sizes.pass_totals = std::max(sizes.pass_totals, own_totals_for(clique.table.size));
   const size_t own = states_of_beliefs(clique.members(), [&](const BeliefSource& source) {
     return !source.separator && source.clique == &clique;
@@ -279,14 +279,11 @@ void build_cliques(TreeEngine& engine) {
   engine.potential_plans.shrink(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
 }
 
-// Kept tapes and plans may take a quarter of what full tables would take, or this many bytes in all trees
-// together.
-constexpr size_t kLeastTapeBudget = 1 << 20;
-
+// Kept tapes and plans may take a quarter of what full tables would take, or the least in all trees together.
 size_t tape_budget(const JunctionTree& tree) noexcept {
   const double share =
       static_cast<double>(tree.nodes.size()) / static_cast<double>(tree.domain->forest->participants);
-  const auto least = static_cast<size_t>(share * static_cast<double>(kLeastTapeBudget));
+  const auto least = static_cast<size_t>(share * static_cast<double>(limits.least_kept_bytes));
   return std::max(least, table_entries(tree) * sizeof(float) / 4);
 }
 

@@ -206,9 +206,6 @@ size_t table_entries(const JunctionTree& tree) noexcept;
 // The numbers that are kept for them: tables, factors and ratios.
 size_t kept_entries(const JunctionTree& tree) noexcept;
 
-// Marginals of several separators are formed in one pass where they fit into so many numbers together.
-inline constexpr size_t kSharedTotals = 65536;
-
 // Room for the longest tape: every clique collects and distributes, every belief is read, every node has a
 // finding; and for the longest portion of one, in which one clique does one of these.
 TapeRoom room_for_tape(const JunctionTree& tree) noexcept;

@@ -76,7 +76,7 @@ bool prefers_factors(const Clique& clique) noexcept {
   const NodeCounters& counters = clique.domain().counters;
   const bool decides = counters.decision > 0 || counters.utility > 0;
   if (clique.tree->has_continuous || !clique.more_potentials.empty() || decides) return false;
-  return clique.table.size >= least_factored_size && clique.members().size() <= kMostMembers &&
+  return clique.table.size >= limits.factored && clique.members().size() <= kMostMembers &&
          clique.potentials.size() + clique.links.size() <= kMostFactors &&
          factor_entries(clique) <= clique.table.size / 2;
 }

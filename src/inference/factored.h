@@ -4,14 +4,9 @@
 // memory, at the price of multiplying twice.
 #pragma once
 
-#include <atomic>
-
 #include "inference/engine.h"
 
 namespace tv {
-
-// Tables of so many entries and more are not stored. Tests lower it to have small cliques without a table.
-inline std::atomic<size_t> least_factored_size = 16384;
 
 // Whether a clique is large and has few and small factors.
 bool prefers_factors(const Clique& clique) noexcept;

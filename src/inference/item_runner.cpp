@@ -158,7 +158,7 @@ tv_status_t ItemRunner::update_and_marginalize(const Lane& lane, const Item& ite
                                                size_t size, CollectOutcome& outcome) {
   const bool can_repeat = item.starts_anew && !sweep_.plain;
   tv_status_t status = tv_status_none;
-  for (size_t together : {kUpdatesTogether, size_t{1}}) {
+  for (size_t together : {limits.updates_together, size_t{1}}) {
     clear_array(totals, size, lane.settings);
     outcome.exponent = 0;
     if (sweep_.equilibrium == tv_equilibrium_max) engine_.table_sum = 0.0;  // else it is not asked for

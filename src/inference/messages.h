@@ -29,9 +29,6 @@ tv_status_t run_messages(const Sweep& sweep, const Tape& tape);
 // Plans and runs a propagation.
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root);
 
-// So many factors of about one at most are multiplied before a table is rescaled.
-inline constexpr size_t kUpdatesTogether = 8;
-
 inline constexpr double kLargestRatioSum = 8.988465674311579e+307;  // 2 to the power 1023
 inline constexpr double kSuspiciousMass = 5.421010862427522e-20;    // 2 to the power -64
 

@@ -9,9 +9,7 @@ namespace tv {
 namespace {
 
 constexpr uint32_t kNothing = EliminationTree::kNoClique;
-constexpr size_t kSmallMarginal = 32;  // a pass of its own costs as much as summing so many entries
-constexpr size_t kLargeClique = 1024;  // from here on it is worth while to look for fewer steps
-constexpr size_t kSmallShare = 8;      // what is so many times smaller than a clique costs next to nothing
+constexpr size_t kSmallShare = 8;  // what is so many times smaller than a clique costs next to nothing
 
 class Planner {
  public:
@@ -95,7 +93,7 @@ class Planner {
         messages = size_add(messages, 2 * size);  // the message and the ratio
       }
       most_sums = std::max(most_sums, sums);
-      most_totals = std::max(most_totals, std::min(around, kSharedTotals));
+      most_totals = std::max(most_totals, std::min(around, limits.shared_totals));
     }
     plan_->totals.allocate(std::max(most_totals, largest));
     plan_->sums.allocate(most_sums);
@@ -121,7 +119,7 @@ class Planner {
     const Clique& clique = graph_.cliques[c];
     const std::span<uint32_t> order = order_of(c);
     std::copy(graph_.begin(clique), graph_.end(clique), order.begin());
-    if (clique.size < kLargeClique) return;
+    if (clique.size < limits.plan_clique) return;
     if (!follow_large_potential(clique, c, order)) join_alike(c, order);
   }
 
@@ -200,7 +198,7 @@ class Planner {
   // list.
   uint32_t group_chosen(size_t clique_size) {
     const uint32_t first_product = count_of(plan_->products);
-    if (clique_size < kLargeClique) return first_product;
+    if (clique_size < limits.plan_clique) return first_product;
     groups_.join(chosen_, order_, clique_size / kSmallShare);
     return first_product;
   }
@@ -368,7 +366,7 @@ class Planner {
     size_t sizes[64];
     std::fill_n(sizes, clique.eliminated, clique.size);
     for (uint32_t i = 0; i < children_.size(); ++i) {
-      const size_t size = children_[i].size + kSmallMarginal;
+      const size_t size = children_[i].size + limits.plan_marginal;
       for (const uint32_t rank : separator_of(children_[i].clique)) {
         if (graph_.home_of[rank] != c || size >= sizes[rank - first]) continue;
         sizes[rank - first] = size;

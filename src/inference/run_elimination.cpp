@@ -15,14 +15,12 @@ namespace tv {
 namespace {
 
 constexpr double kSuspiciousMass = 5.421010862427522e-20;  // 2 to the power -64
-constexpr size_t kGrainsForThreads = 1000;
-constexpr size_t kSlice = 8192;  // entries that a thread copies at a time
 
 class EliminationRun {
  public:
   EliminationRun(TreeEngine& engine, EliminationPlan& plan) noexcept
       : engine_(engine), plan_(plan), settings_(parallel_settings(*engine.domain)) {
-    if (settings_.concurrency_level > 1 && plan.work / kGrainsForThreads < settings_.grain_size)
+    if (settings_.concurrency_level > 1 && plan.work / limits.grains_for_threads < settings_.grain_size)
       settings_.concurrency_level = 1;
     if (settings_.concurrency_level > 1) settings_.workers = &workers_;
     settings_.scratch = engine.pass_totals.data();
@@ -172,7 +170,7 @@ class EliminationRun {
     for (const EliminationPlan::Potential& potential : plan_.potentials) {
       if (potential.is_constant || !potential.copy || potential.nest.empty()) continue;
       const Dimension& outermost = potential.nest.front();
-      const size_t each = std::max<size_t>(kSlice / outermost.stride, 1);
+      const size_t each = std::max<size_t>(limits.copied_slice / outermost.stride, 1);
       for (size_t begin = 0; begin < outermost.count; begin += each)
         run.slices.push_back({&potential, begin, std::min(outermost.count, begin + each)});
     }

@@ -8,7 +8,7 @@
 namespace tv {
 namespace {
 
-constexpr size_t kMostTotals = kShortTable;
+constexpr size_t kMostTotals = kCapacity.short_table;
 
 const ShortFactor* factors_of(const ShortTape& tape, const ShortItem& item) noexcept {
   return tape.factors + item.first;

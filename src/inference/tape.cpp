@@ -29,7 +29,7 @@ TapeRoom room_for_distributing(const Clique& clique, size_t beliefs) noexcept {
   const size_t members = clique.members().size(), links = clique.links.size();
   size_t around = 0;
   for (const Link& link : clique.links) around = size_add(around, link.separator->size);
-  const size_t passes = around > kSharedTotals ? std::max<size_t>(links, 1) : 1;
+  const size_t passes = around > limits.shared_totals ? std::max<size_t>(links, 1) : 1;
   TapeRoom room;
   // Messages, and passes over separators from which a belief is read.
   room.items = passes + beliefs + links + std::min(links, beliefs);

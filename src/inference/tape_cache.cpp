@@ -92,7 +92,8 @@ bool TapeCache::note_pattern() noexcept {
 }
 
 bool TapeCache::wants_to_keep(Kept kind) const noexcept {
-  if (!was_seen_ || !doubts_) return was_seen_;
+  const bool is_worth_it = was_seen_ || limits.keeps_what_is_new;
+  if (!is_worth_it || !doubts_) return is_worth_it;
   const Refusals& refused = doubts_->refused[static_cast<size_t>(kind)];
   return std::none_of(refused.list, refused.list + kEach, [&](const Refusal& refusal) {
     return refusal.hash == hash_ && clock_ - refusal.when < kAskAgain;
@@ -172,7 +173,7 @@ size_t TapeCache::room_for(Kept kind) const noexcept {
     if (stays) in_use += kept->bytes;
     if (stays && (kind == Kept::plan) == (kept->plan != nullptr)) ++others;
   }
-  return in_use < budget_ && others < kEach ? budget_ - in_use : 0;
+  return in_use < budget_ && others < limits.kept ? budget_ - in_use : 0;
 }
 
 // Forgets those that were used longest ago until there is a place, and so many bytes are left: tapes, and
@@ -188,7 +189,7 @@ void TapeCache::make_room(Kept kind, size_t bytes) noexcept {
       std::unique_ptr<KeptTape>*& oldest = kept->plan ? oldest_plan : oldest_tape;
       if (!oldest || kept->used < (*oldest)->used) oldest = &kept;
     }
-    const bool has_place = alike < kEach;
+    const bool has_place = alike < limits.kept;
     if (has_place && in_use <= budget_) return;
     std::unique_ptr<KeptTape>* const oldest =
         kind == Kept::plan && (!has_place || !oldest_tape) ? oldest_plan : oldest_tape;

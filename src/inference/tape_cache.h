@@ -52,7 +52,7 @@ class TapeCache {
   void clear() noexcept;
 
  private:
-  static constexpr size_t kEach = 8;  // of tapes, of plans
+  static constexpr size_t kEach = kCapacity.kept;  // of tapes, of plans
   static constexpr size_t kPlaces = 2 * kEach;
   static constexpr size_t kSeen = 32;
   static constexpr uint64_t kAskAgain = 100;

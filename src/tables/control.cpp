@@ -9,7 +9,7 @@ namespace tv {
 void measure_whole_blocks(Shape& shape) noexcept {
   size_t within = 1;
   shape.outer = shape.dimensions;
-  while (shape.outer > 0 && within * shape.counts[shape.outer - 1] <= kBlockSize)
+  while (shape.outer > 0 && within * shape.counts[shape.outer - 1] <= limits.block)
     within *= shape.counts[--shape.outer];
   shape.part = shape.outer < shape.dimensions ? static_cast<uint32_t>(shape.counts[shape.outer]) : 1;
   shape.size = within;
@@ -20,10 +20,10 @@ void measure_shape(Shape& shape) noexcept {
   measure_whole_blocks(shape);
   size_t within = 1;
   for (size_t d = shape.outer; d < shape.dimensions; ++d) within *= shape.counts[d];
-  if (shape.outer == 0 || within * 2 > kBlockSize) return;
+  if (shape.outer == 0 || within * 2 > limits.block) return;
   // Blocks along the next dimension of about the same size.
   const size_t states = shape.counts[--shape.outer];
-  const size_t most = kBlockSize / within, parts = (states + most - 1) / most;
+  const size_t most = limits.block / within, parts = (states + most - 1) / most;
   shape.part = static_cast<uint32_t>((states + parts - 1) / parts);
 }
 
@@ -56,7 +56,7 @@ void meet_dimension(Control& control, const Shape& shape, size_t dimension) noex
   std::fill_n(control.steps, shape.dimensions, 0);
   const bool single = dimension >= shape.dimensions;
   if (!single) control.steps[dimension] = 1;
-  if (shape.outer > 0 || shape.size > kBlockSize) return finish_control(control, shape);
+  if (shape.outer > 0 || shape.size > limits.block) return finish_control(control, shape);
   size_t before = 1, after = 1;
   for (size_t d = 0; d < shape.dimensions; ++d) (d < dimension ? before : after) *= shape.counts[d];
   control.other_size = single ? 1 : shape.counts[dimension];

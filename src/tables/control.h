@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tables/kernels.h"
+#include "tables/limits.h"
 
 namespace tv {
 
@@ -20,7 +21,7 @@ struct Shape {
   size_t* counts = nullptr;
   size_t size = 1;
   uint16_t dimensions = 0;
-  uint16_t outer = 0;  // dimensions outside a block; the rest, of at most kBlockSize entries, lies within
+  uint16_t outer = 0;  // dimensions outside a block; the rest, of at most limits.block entries, lies within
   uint32_t part = 1;   // how many indices of the first dimension within go into one block
 };
 
@@ -39,11 +40,6 @@ struct OwnShape : Shape {
   OwnShape& operator=(const OwnShape&) = delete;
   std::vector<size_t> count_array;
 };
-
-inline constexpr size_t kBlockSize = 4096;
-
-// Tables of so few entries are summed entry by entry in their order.
-inline constexpr size_t kShortTable = 128;
 
 // Steps and merged inner nest lie in arrays that outlive the control.
 struct Control {
@@ -93,10 +89,9 @@ struct ParallelSettings {
 };
 
 // How much of it a pass over a table of so many entries asks for.
-constexpr size_t own_totals_for(size_t table_size) noexcept {
-  constexpr size_t least = 4096, most = 131072;  // fewer have room elsewhere
-  const size_t wanted = table_size / 8 < most ? table_size / 8 : most;
-  return wanted <= least ? 0 : wanted;
+inline size_t own_totals_for(size_t table_size) noexcept {
+  const size_t wanted = table_size / 8 < limits.most_totals ? table_size / 8 : limits.most_totals;
+  return wanted <= limits.local_totals ? 0 : wanted;
 }
 
 // Runs `steps` in order over a table, on several threads where that is worth while. Without a table every

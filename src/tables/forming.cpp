@@ -58,11 +58,11 @@ struct RunFinder {
 
   // How many indices of a dimension a run can take in.
   size_t most_of(size_t level, const JointNest& joint) const noexcept {
-    size_t most = std::min(joint.counts[level], kLongestRun / forming.length);
+    size_t most = std::min(joint.counts[level], limits.longest_run / forming.length);
     for (size_t f = 0; f < forming.count; ++f) {
       const size_t step = joint.steps[f][level];
-      if (step == 0 ? forming.window[f] <= kWindow : along[f] && step == forming.length) continue;
-      const size_t room = forming.window[f] > kWindow ? 0 : kWindow - forming.window[f];
+      if (step == 0 ? forming.window[f] <= limits.window : along[f] && step == forming.length) continue;
+      const size_t room = forming.window[f] > limits.window ? 0 : limits.window - forming.window[f];
       most = std::min(most, 1 + (step ? room / step : 0));
     }
     return most;
@@ -84,7 +84,7 @@ struct RunFinder {
   // The last vector of a run is looked up as a whole.
   void fill_up() noexcept {
     for (size_t f = 0; f < forming.count; ++f)
-      for (size_t i = forming.length; i < kLongestRun && i % 16 != 0; ++i) forming.index[f][i] = 0;
+      for (size_t i = forming.length; i < kCapacity.longest_run && i % 16 != 0; ++i) forming.index[f][i] = 0;
   }
 };
 
@@ -131,7 +131,7 @@ void plan_forming(Forming& forming, const FormedNest* factors, size_t count, boo
   find_runs(forming);
   forming.along = 0;
   for (size_t f = 0; f < count; ++f) {
-    if (forming.window[f] <= kWindow) continue;
+    if (forming.window[f] <= limits.window) continue;
     if (f != forming.along) exchange(forming, f, forming.along);
     ++forming.along;
   }

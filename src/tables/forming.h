@@ -6,14 +6,12 @@
 #include <cstddef>
 
 #include "tables/kernels.h"
+#include "tables/limits.h"
 
 namespace tv {
 
 inline constexpr size_t kMostTogether = 3;
-inline constexpr size_t kLongestRun = 256;    // entries of the table
-inline constexpr size_t kWindow = 32;         // entries of a factor that a run may meet out of order
-inline constexpr size_t kLeastFormed = 2048;  // smaller tables are done before the runs are found
-inline constexpr size_t kFormedLevels = 12;   // dimensions of a block: it has at most 4096 entries
+inline constexpr size_t kFormedLevels = 12;  // dimensions of a block
 
 struct Forming {
   size_t count = 0;             // of the factors
@@ -28,8 +26,9 @@ struct Forming {
   size_t levels;  // of the nest outside of runs
   size_t outer[kFormedLevels];
   size_t steps[kMostTogether][kFormedLevels];
-  size_t window[kMostTogether];                       // from the first to the last entry that a run meets
-  alignas(64) int index[kMostTogether][kLongestRun];  // where in it an entry of the run finds its own
+  size_t window[kMostTogether];  // from the first to the last entry that a run meets
+  alignas(
+      64) int index[kMostTogether][kCapacity.longest_run];  // where in it an entry of the run finds its own
 };
 
 // A factor's nest over a contiguous block, and how many indices of its outermost dimension count.

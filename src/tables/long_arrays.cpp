@@ -9,7 +9,6 @@
 namespace tv {
 namespace {
 
-constexpr size_t kLeastPart = 16384;
 constexpr size_t kMostParts = 64;
 constexpr size_t kEntryWork = 4;  // in entries of a pass
 
@@ -17,7 +16,7 @@ struct Parts {
   size_t count, length;
 
   explicit Parts(size_t size) noexcept {
-    length = std::max(kLeastPart, (size / kMostParts / 16 + 1) * 16);
+    length = std::max(limits.array_part, (size / kMostParts / 16 + 1) * 16);
     count = (size + length - 1) / length;
   }
 };
@@ -45,7 +44,7 @@ using RatioKernel = RatioResult (*)(const double* fresh, float* old, float* rati
 
 RatioResult form_ratio(RatioKernel kernel, const double* fresh, float* old, float* ratio, size_t size,
                        const ParallelSettings& settings) {
-  if (size <= kLeastPart) return kernel(fresh, old, ratio, size);
+  if (size <= limits.array_part) return kernel(fresh, old, ratio, size);
   RatioResult results[kMostParts];
   run_parts(size, settings, [&](size_t part, size_t begin, size_t end) {
     results[part] = kernel(fresh + begin, old + begin, ratio + begin, end - begin);
@@ -72,13 +71,13 @@ RatioResult take_array(const double* fresh, float* old, float* ratio, size_t siz
 }
 
 void scale_array(float* values, size_t size, double factor, const ParallelSettings& settings) {
-  if (size <= kLeastPart) return kernels().scale(values, size, factor);
+  if (size <= limits.array_part) return kernels().scale(values, size, factor);
   run_parts(size, settings,
             [&](size_t, size_t begin, size_t end) { kernels().scale(values + begin, end - begin, factor); });
 }
 
 void clear_array(double* values, size_t size, const ParallelSettings& settings) {
-  if (size <= kLeastPart) {
+  if (size <= limits.array_part) {
     std::fill_n(values, size, 0.0);
     return;
   }

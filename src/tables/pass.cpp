@@ -119,7 +119,7 @@ struct Formings {
   void plan(const Shape& shape, size_t part, const Step* of_pass, size_t of_steps) noexcept {
     const size_t size = part * entries_of_part(shape);
     count = steps = 0;
-    if (size < kLeastFormed) return;
+    if (size < limits.least_formed) return;
     while (count < kMost && steps < of_steps && !of_pass[steps].target) {
       FormedNest nests[kMostTogether];
       const bool assigns = of_pass[steps].operation == Operation::assign;
@@ -170,7 +170,7 @@ struct BlockPlan {
 void run_blocks(const Shape& shape, float* table, const Step* steps, size_t count, const BlockPlan& plan,
                 BlockWalk& walk) noexcept {
   const Kernels& kernels = tv::kernels();
-  alignas(64) float buffer[kBlockSize];
+  alignas(64) float buffer[kCapacity.block];
   do {
     float* block = table ? table + walk.place() : buffer;
     const size_t part = walk.part();
@@ -191,7 +191,7 @@ void for_each_row(const Control& control, size_t length, const float* row, doubl
   const size_t count = control.inner_count;
   const Dimension middle = count > 1 ? control.inner[count - 2] : single;
   const size_t digits = count > 2 ? count - 2 : 0;
-  size_t position[kShortTable];
+  size_t position[kCapacity.short_table];
   std::fill_n(position, digits, 0);
   for (;;) {
     for (size_t i = 0; i < middle.count; ++i, row += length) add(row, target + i * middle.stride2);
@@ -234,7 +234,7 @@ void sum_in_order(const Control& control, const float* table, double* target) no
 
 void run_short(float* table, const Step* steps, size_t count) noexcept {
   const Kernels& kernels = tv::kernels();
-  alignas(64) float buffer[kShortTable];
+  alignas(64) float buffer[kCapacity.short_table];
   for (size_t s = 0; s < count; ++s) {
     if (steps[s].operation == Operation::sum)
       sum_in_order(*steps[s].control, table ? table : buffer, steps[s].target);
@@ -245,7 +245,7 @@ void run_short(float* table, const Step* steps, size_t count) noexcept {
 
 void run_single_block(float* table, const Step* steps, size_t count) noexcept {
   const Kernels& kernels = tv::kernels();
-  alignas(64) float buffer[kLeastFormed];
+  alignas(64) float buffer[kCapacity.least_formed];
   for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], table ? table : buffer, 0);
 }
 
@@ -253,7 +253,7 @@ void run_single_block(float* table, const Step* steps, size_t count) noexcept {
 [[gnu::noinline]] void form_single_block(const Shape& shape, float* table, const Step* steps,
                                          size_t count) noexcept {
   const Kernels& kernels = tv::kernels();
-  alignas(64) float buffer[kBlockSize];
+  alignas(64) float buffer[kCapacity.block];
   float* block = table ? table : buffer;
   Formings formings;
   formings.plan(shape, shape.part, steps, count);
@@ -276,7 +276,6 @@ constexpr size_t kEnoughUnits = 16;
 constexpr size_t kMostSplit = 4;  // dimensions
 constexpr size_t kOwnUnits = 4;   // parts of a dimension that some targets lack
 constexpr size_t kOwnShare = 8;   // entries of the table for each of their totals, so that these cost little
-constexpr size_t kLocalTotals = 4096;
 
 struct Split {
   size_t dimensions[kMostSplit];
@@ -421,13 +420,13 @@ void run_copy(const Shape& shape, float* table, const Step& step, const Parallel
 // Several blocks, on several threads where that is worth while.
 [[gnu::noinline]] void run_split(const Shape& shape, float* table, const Step* steps, size_t count,
                                  const ParallelSettings& settings) {
-  double local[kLocalTotals];
-  const size_t room = std::max(settings.scratch_size, kLocalTotals);
+  double local[kCapacity.local_totals];
+  const size_t room = std::max(settings.scratch_size, limits.local_totals);
   const Split split = choose_split(shape, steps, count, room);
   const bool may_share = settings.concurrency_level > 1 && shape.size >= settings.grain_size;
   if (split.units < 2 || (!may_share && split.own == 0)) return run_whole(shape, table, steps, count);
   const BlockPlan plan(shape, steps, count);
-  double* const own = split.units * split.own > kLocalTotals ? settings.scratch : local;
+  double* const own = split.units * split.own > limits.local_totals ? settings.scratch : local;
   PassTask task = {shape, table, steps, count, split, plan, own};
   const size_t threads = number_of_threads(split.units, shape.size / split.units * count, settings);
   run_on_threads(split.units, threads, PassTask::run, &task, settings.workers);
@@ -438,10 +437,10 @@ void run_copy(const Shape& shape, float* table, const Step& step, const Parallel
 
 void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
               const ParallelSettings& settings) {
-  if (shape.size <= kShortTable) return run_short(table, steps, count);
+  if (shape.size <= limits.short_table) return run_short(table, steps, count);
   if (is_copy(shape, table, steps, count)) return run_copy(shape, table, *steps, settings);
   if (shape.outer > 0 || parts_of(shape) > 1) return run_split(shape, table, steps, count, settings);
-  if (shape.size < kLeastFormed) return run_single_block(table, steps, count);
+  if (shape.size < limits.least_formed) return run_single_block(table, steps, count);
   form_single_block(shape, table, steps, count);
 }
 

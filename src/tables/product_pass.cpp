@@ -133,15 +133,15 @@ void ProductPass::reserve(size_t factor_count, size_t term_count, size_t target_
   terms.reserve(term_count);
   targets.reserve(target_count);
   moments.reserve(moment_count);
-  probability_.allocate(kBlockSize);
-  utility_.allocate(kBlockSize);
-  product_.allocate(kBlockSize);
+  probability_.allocate(kCapacity.block);
+  utility_.allocate(kCapacity.block);
+  product_.allocate(kCapacity.block);
 }
 
 size_t ProductPass::bytes(size_t factor_count, size_t term_count, size_t target_count,
                           size_t moment_count) noexcept {
   return (factor_count + term_count) * sizeof(PassOperand) + target_count * sizeof(PassTarget) +
-         moment_count * sizeof(PassMoments) + 3 * kBlockSize * sizeof(double);
+         moment_count * sizeof(PassMoments) + 3 * kCapacity.block * sizeof(double);
 }
 
 void ProductPass::clear() noexcept {

@@ -17,10 +17,10 @@ namespace {
 
 class Planning {
  public:
-  explicit Planning(bool always) : usual_(tv::least_entries_for_plan) {
-    tv::least_entries_for_plan = always ? 0 : 1000000;
+  explicit Planning(bool always) : usual_(tv::limits.entries_for_plan) {
+    tv::limits.entries_for_plan = always ? 0 : 1000000;
   }
-  ~Planning() { tv::least_entries_for_plan = usual_; }
+  ~Planning() { tv::limits.entries_for_plan = usual_; }
   Planning(const Planning&) = delete;
   Planning& operator=(const Planning&) = delete;
 

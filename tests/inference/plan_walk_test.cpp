@@ -49,7 +49,7 @@ class Host {
 
   // Returns the status; all hosts do the same for the same seed.
   tv_status_t step(uint64_t seed) {
-    tv::least_entries_for_plan = plans_ ? 0 : 1u << 30;
+    tv::limits.entries_for_plan = plans_ ? 0 : 1u << 30;
     Generator random(seed);
     const double kind = random.uniform();
     tv_domain_t* const domain = domain_.get();
@@ -95,7 +95,7 @@ class Host {
   }
 
   Observed observe(uint64_t seed) {
-    tv::least_entries_for_plan = plans_ ? 0 : 1u << 30;
+    tv::limits.entries_for_plan = plans_ ? 0 : 1u << 30;
     Generator random(seed);
     Observed found;
     const auto exact = [&](auto value) { found.exact.push_back(static_cast<double>(value)); };
@@ -206,7 +206,7 @@ bool same_bits(const Observed& a, const Observed& b) {
 }
 
 TEST(PlanWalk, HostsSeeTheSame) {
-  const size_t usual = tv::least_entries_for_plan;
+  const size_t usual = tv::limits.entries_for_plan;
   size_t answers = 0, failures = 0;
   for (uint64_t seed = 0; seed < 100; ++seed) {
     Host hosts[] = {Host(seed, 1, true), Host(seed, 2, true), Host(seed, 3, true), Host(seed, 1, false)};
@@ -236,7 +236,7 @@ TEST(PlanWalk, HostsSeeTheSame) {
       answers += !hosts[0].is_invalid();
     }
   }
-  tv::least_entries_for_plan = usual;
+  tv::limits.entries_for_plan = usual;
   EXPECT_GT(answers, 6000u);
   EXPECT_GT(failures, 1000u);
 }

@@ -179,9 +179,9 @@ std::string net_text(tv_domain_t* domain) {
 
 TEST(ChainPotentials, GiveTheBeliefsOfTheChainGraph) {
   Generator random(71);
-  const size_t usual = tv::least_factored_size;
+  const size_t usual = tv::limits.factored;
   for (int i = 0; i < 60; ++i) {
-    tv::least_factored_size = i % 2 ? usual : 1;                      // with and without tables
+    tv::limits.factored = i % 2 ? usual : 1;                          // with and without tables
     const double scale = i % 3 == 0 ? 1e-30 : i % 3 == 1 ? 1 : 1e25;  // neither matters
     const ChainGraph graph = random_chain_graph(random, scale);
     const Parsed parsed = parse(graph.text());
@@ -192,7 +192,7 @@ TEST(ChainPotentials, GiveTheBeliefsOfTheChainGraph) {
     for (int j = 0; j < 3; ++j) expect_answers(graph, parsed, random);
     if (HasFailure()) FAIL() << graph.text();
   }
-  tv::least_factored_size = usual;
+  tv::limits.factored = usual;
 }
 
 const char kPair[] =

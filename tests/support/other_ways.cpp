@@ -1,19 +1,71 @@
-// Runs of the tests in which small networks go the ways of large ones. TARVO_TEST_FACTORED_SIZE gives the
-// number of entries from which on cliques have no table of their own, TARVO_TEST_PLAN_ENTRIES the entries for
-// each node from which on a propagation does without tables.
+// Runs of the tests in which small networks go the ways of large ones. TARVO_TEST_LIMITS names them:
+// `factored`, in which cliques have no table of their own; `planned` and `tabled`, in which propagations do
+// without tables wherever they can, or never; `tiny`, in which every limit is as small as it can be, so that
+// every table has several blocks, every message several parts and every propagation work for threads; `kept`,
+// in which every pattern of evidence leaves its tape or plan behind.
+#include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
-#include "inference/elimination_plan.h"
-#include "inference/factored.h"
+#include "tables/limits.h"
 
 namespace {
 
+constexpr size_t kNever = size_t{1} << 30;
+
+void make_tiny(tv::Limits& limits) {
+  limits.block = 16;
+  limits.short_table = 4;
+  limits.least_formed = 6;
+  limits.longest_run = 8;
+  limits.window = 4;
+  limits.local_totals = 8;
+  limits.array_part = 16;
+  limits.factored = 1;
+  limits.shared_totals = 4;
+  limits.updates_together = 1;
+  limits.plan_marginal = 0;
+  limits.plan_clique = 1;
+  limits.copied_slice = 4;
+  limits.grains_for_threads = 1;
+  limits.cliques_in_grain = 1;
+  limits.grains_to_share = 1;
+  limits.trunk = 2;
+}
+
+void keep_all(tv::Limits& limits) {
+  limits.kept = 2;
+  limits.keeps_what_is_new = true;
+  limits.least_kept_bytes = size_t{1} << 26;
+}
+
+bool apply(std::string_view name, tv::Limits& limits) {
+  if (name == "factored")
+    limits.factored = 8;
+  else if (name == "planned")
+    limits.entries_for_plan = 0;
+  else if (name == "tabled")
+    limits.entries_for_plan = kNever;
+  else if (name == "tiny")
+    make_tiny(limits);
+  else if (name == "kept")
+    keep_all(limits);
+  else
+    return false;
+  return true;
+}
+
 [[maybe_unused]] const bool set = [] {
-  const char* size = std::getenv("TARVO_TEST_FACTORED_SIZE");
-  const char* entries = std::getenv("TARVO_TEST_PLAN_ENTRIES");
-  if (size) tv::least_factored_size = std::strtoul(size, nullptr, 10);
-  if (entries) tv::least_entries_for_plan = std::strtoul(entries, nullptr, 10);
-  return size || entries;
+  const char* given = std::getenv("TARVO_TEST_LIMITS");
+  for (std::string_view rest = given ? given : ""; !rest.empty();) {
+    const size_t end = rest.find('+');
+    if (!apply(rest.substr(0, end), tv::limits)) {
+      std::fprintf(stderr, "TARVO_TEST_LIMITS: %s?\n", given);
+      std::exit(2);
+    }
+    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+  }
+  return given != nullptr;
 }();
 
 }  // namespace
