@@ -1,0 +1,92 @@
+// Networks and cases as text, and stored cases, under failing allocation.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "faults/export_world.h"
+
+namespace test {
+namespace {
+
+const char kChainNet[] =
+    "node p { states = (\"0\" \"1\"); } node a { states = (\"0\" \"1\"); } node b { states = (\"0\" \"1\"); "
+    "}\n"
+    "potential (a b | p) { data = (1 2 3 4 5 6 7 8); } potential (p) { data = (0.25 0.75); }\n";
+
+// A file with some text, written before the fault.
+const std::string kFile = testing::TempDir() + "tarvo_faults";
+void with_case_file(World&) { std::ofstream(kFile) << "b: (1 0.5 1)\na: #1\nd: #0\n"; }
+void with_cases_file(World& w) {
+  with_cases(w);
+  std::ofstream(kFile) << "#count,b,d\n2,mid,#0\n1,#0,*\n";
+}
+void with_node_file(World& w) {
+  compiled(w);
+  std::ofstream(kFile)
+      << "node e { states = (\"\"); label = \"a label longer than a short string\"; } node f {}\n"
+         "potential (e | a f) { data = (1 1); } potential (f) { data = (1); }\n";
+}
+
+void with_case_value(World& w) {
+  continuous(w);
+  tv_domain_set_number_of_cases(net(w), 1);
+  tv_node_set_case_value(w.x, 0, 1.5);
+}
+
+const Cases cases = {
+    {"tv_net_parse_domain", plain,
+     [](World& w) { w.made.reset(tv_net_parse_domain(kNet, nullptr, nullptr)); }},
+    {"tv_net_parse_from_string", plain,
+     [](World& w) { w.made.reset(tv_net_parse_from_string(kNet, nullptr)); }},
+    {"tv_net_parse", plain,
+     [](World& w) {
+       std::rewind(w.net_stream.get());
+       w.made.reset(tv_net_parse(w.net_stream.get(), nullptr));
+     }},
+    {"tv_net_parse_domain", plain,
+     [](World& w) {
+       w.made.reset(tv_net_parse_domain(kChainNet, nullptr, nullptr));
+       if (w.made) tv_domain_compile(w.made.get());
+     }},
+    {"tv_domain_write_net", with_values,
+     [](World& w) {
+       const auto stream = std::unique_ptr<std::FILE, World::Close>(std::fopen("/dev/null", "w"));
+       tv_domain_write_net(w.domain.get(), stream.get());
+     }},
+    {"tv_domain_to_net_string", described,
+     [](World& w) { w.own_text.reset(tv_domain_to_net_string(w.domain.get())); }},
+    {"tv_domain_save_case", with_evidence,
+     [](World& w) { tv_domain_save_case(w.domain.get(), "/dev/null"); }},
+    {"tv_domain_parse_case", with_case_file,
+     [](World& w) { tv_domain_parse_case(w.domain.get(), kFile.c_str(), nullptr, nullptr); }},
+    {"tv_domain_parse_nodes", with_node_file,
+     [](World& w) { w.list.reset(tv_domain_parse_nodes(w.domain.get(), kFile.c_str(), nullptr, nullptr)); }},
+    {"tv_domain_save_cases", with_cases, [](World& w) { tv_domain_save_cases(w.domain.get(), "/dev/null"); }},
+    {"tv_domain_parse_cases", with_cases_file,
+     [](World& w) {
+       if (tv_domain_parse_cases(w.domain.get(), kFile.c_str(), nullptr, nullptr)) return;
+       w.number = static_cast<double>(tv_domain_get_number_of_cases(w.domain.get()));
+     }},
+    {"tv_domain_set_number_of_cases", with_cases,
+     [](World& w) { tv_domain_set_number_of_cases(w.domain.get(), 100); }},
+    {"tv_domain_new_case", with_cases, [](World& w) { tv_domain_new_case(w.domain.get()); }},
+    {"tv_domain_set_case_count", with_cases,
+     [](World& w) { tv_domain_set_case_count(w.domain.get(), 1, 2.0f); }},
+    {"tv_node_set_case_state", with_cases, [](World& w) { tv_node_set_case_state(w.d, 1, 1); }},
+    {"tv_node_set_case_value", continuous,
+     [](World& w) {
+       tv_domain_set_number_of_cases(w.domain.get(), 1);
+       tv_node_set_case_value(w.x, 0, 1.5);
+     }},
+    ASKS_FOR_NOTHING(tv_domain_get_number_of_cases, with_cases, net(w)),
+    ASKS_FOR_NOTHING(tv_domain_get_case_count, with_cases, net(w), 1),
+    ASKS_FOR_NOTHING(tv_node_unset_case, with_cases, w.b, 1),
+    ASKS_FOR_NOTHING(tv_node_case_is_set, with_cases, w.b, 1),
+    ASKS_FOR_NOTHING(tv_node_get_case_state, with_cases, w.b, 1),
+    ASKS_FOR_NOTHING(tv_node_get_case_value, with_case_value, w.x, 0),
+    ASKS_FOR_NOTHING(tv_domain_enter_case, with_cases, net(w), 1),
+};
+
+}  // namespace
+}  // namespace test
