@@ -19,7 +19,8 @@
  *     compilation. Changing numbers in tables does not uncompile: say tv_node_touch_table and propagate.
  *  2. Status. Each thread has a status, the outcome of its most recent call into the library, read with
  *     tv_error_code. A success leaves tv_status_none there, also when an earlier call failed. Only the
- *     three tv_error_ functions and tv_get_version leave it alone.
+ *     four tv_error_ functions and tv_get_version leave it alone. tv_error_message says in a sentence what
+ *     went wrong.
  *  3. Failure values. A function that returns a tv_status_t returns the code itself, so `if (call(...))`
  *     reads "if it failed". Others return: NULL for handles, lists and strings; all ones, `(size_t)-1`, for
  *     size_t; -1 for ptrdiff_t and for int answers (1 yes, 0 no, -1 failure); -1.0 for double and
@@ -74,7 +75,7 @@
  *   tv_node_t* wet = domain ? tv_domain_get_node_by_name(domain, "Wet") : NULL;
  *   if (!rain || !wet || tv_domain_compile(domain) || tv_node_select_state(wet, 1) ||
  *       tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal)) {
- *     fprintf(stderr, "%s\n", tv_error_description((unsigned)tv_error_code()));
+ *     fprintf(stderr, "%s\n", tv_error_message());
  *     tv_domain_delete(domain);
  *     return 1;
  *   }
@@ -470,6 +471,14 @@ TV_API const char* tv_error_name(unsigned code);
  * stays as it is.
  */
 TV_API const char* tv_error_description(unsigned code);
+
+/**
+ * What went wrong in the latest call of the calling thread, for people: one sentence that names the objects,
+ * without a full stop, such as `node "rain" has 2 states, so there is no state 5`. Where the library knows no
+ * more than the code, the code's description; after a success the empty string. Never NULL. The text is at most
+ * 239 bytes long (longer ones end with "...") and valid until the thread's next call. The status stays as it is.
+ */
+TV_API const char* tv_error_message(void);
 
 /** The version of the library, "MAJOR.MINOR.PATCH". The string is static. The status stays as it is. */
 TV_API const char* tv_get_version(void);

@@ -1,6 +1,11 @@
-// The 48 codes with their names and descriptions, and the one status that each thread keeps.
+// The 48 codes with their names and descriptions, and the one status that each thread keeps, with its
+// message.
 
 #include "api/status.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
 
 namespace tv {
 namespace {
@@ -110,11 +115,43 @@ static_assert(codes_are_in_order(), "record i holds code i");
 
 }  // namespace
 
-constinit thread_local tv_status_t last_status [[gnu::tls_model("initial-exec")]] = tv_status_none;
+constinit thread_local Outcome last_outcome [[gnu::tls_model("initial-exec")]] = {tv_status_none, false};
+
+namespace {
+
+// A part of each thread's own memory from its start, so that a message can always be stored. That memory is
+// scarce where the library is loaded by a running program, hence no more than this.
+constexpr size_t kMessageSize = 240;
+constinit thread_local char last_message[kMessageSize] [[gnu::tls_model("initial-exec")]] = "";
+
+// Names may be long and in any script: no character is cut in two.
+void end_with_dots(char* message) noexcept {
+  size_t end = kMessageSize - sizeof "...";
+  while (end > 0 && (static_cast<unsigned char>(message[end]) & 0xC0) == 0x80) --end;
+  std::strcpy(message + end, "...");
+}
+
+}  // namespace
+
+tv_status_t refuse(tv_status_t code, const char* format, ...) noexcept {
+  va_list values;
+  va_start(values, format);
+  const int length = std::vsnprintf(last_message, kMessageSize, format, values);
+  va_end(values);
+  if (length >= static_cast<int>(kMessageSize)) end_with_dots(last_message);
+  last_outcome = {code, length >= 0};
+  return code;
+}
 
 }  // namespace tv
 
 tv_status_t tv_error_code(void) { return tv::current_status(); }
+
+const char* tv_error_message(void) {
+  const tv::Outcome outcome = tv::last_outcome;
+  if (outcome.code == tv_status_none) return "";
+  return outcome.explained ? tv::last_message : tv_error_description(static_cast<unsigned>(outcome.code));
+}
 
 const char* tv_error_name(unsigned code) {
   return code < tv::kNumberOfCodes ? tv::kCodes[code].name : "no_such_error";

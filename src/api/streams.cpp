@@ -1,5 +1,6 @@
 #include "api/streams.h"
 
+#include <cerrno>
 #include <charconv>
 #include <clocale>
 #include <cstdlib>
@@ -11,7 +12,10 @@ namespace tv {
 
 std::FILE* _tv_open_file(const char* name, const char* mode) noexcept {
   std::FILE* stream = std::fopen(name, mode);
-  store_status(stream ? tv_status_none : tv_status_io);
+  if (stream)
+    store_status(tv_status_none);
+  else
+    refuse(tv_status_io, "%s: %s", name, std::strerror(errno));
   return stream;
 }
 

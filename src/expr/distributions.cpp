@@ -7,6 +7,7 @@
 
 #include "expr/special_functions.h"
 #include "network/node_operations.h"
+#include "network/refusals.h"
 
 namespace tv {
 namespace {
@@ -410,12 +411,15 @@ double with_infinity(double value) noexcept {
 
 tv_status_t report_insufficient_range(Node& child, double low, double high, const char* name, bool truncated,
                                       Trace& trace) {
-  if (!trace.enabled()) return tv_status_insufficient_state_range;
   const std::string from = std::isinf(low) ? "(-inf, " : std::string("[") + NumberText(low).c_str() + ", ";
   const std::string to = std::isinf(high) ? "inf)" : std::string(NumberText(high).c_str()) + "]";
-  trace.print("Node %s: State range must include %s%s for %s%s distribution\n", _tv_node_get_name(child),
-              from.c_str(), to.c_str(), truncated ? "truncated " : "", name);
-  return tv_status_insufficient_state_range;
+  const char* kind = truncated ? "truncated " : "";
+  if (trace.enabled())
+    trace.print("Node %s: State range must include %s%s for %s%s distribution\n", _tv_node_get_name(child),
+                from.c_str(), to.c_str(), kind, name);
+  return refuse(tv_status_insufficient_state_range,
+                "the states of node \"%s\" must cover %s%s for its %s%s distribution", shown_name(child),
+                from.c_str(), to.c_str(), kind, name);
 }
 
 tv_status_t distribution_masses(const DistributionValue& distribution, Node& child, Trace& trace,

@@ -4,6 +4,7 @@
 
 #include "expr/distributions.h"
 #include "network/node_operations.h"
+#include "network/refusals.h"
 
 namespace tv {
 
@@ -21,7 +22,8 @@ tv_status_t check_state_values(Node& node, Trace& trace) {
   }
   if (!wrong) return tv_status_none;
   if (trace.enabled()) trace.print("The state values of node %s %s.\n", _tv_node_get_name(node), wrong);
-  return tv_status_invalid_state_values;
+  return refuse(tv_status_invalid_state_values, "the state values of node \"%s\" %s", shown_name(node),
+                wrong);
 }
 
 }  // namespace tv

@@ -16,6 +16,7 @@
 #include "network/node_operations.h"
 #include "network/node_tables.h"
 #include "network/progress.h"
+#include "network/refusals.h"
 #include "tables/number_bounds.h"
 #include "tables/table_operations.h"
 
@@ -362,7 +363,8 @@ class TableGenerator {
     if (trace_.enabled())
       trace_.print("Node %s does not have a (unique) state labeled `%s'\n", name(node_),
                    std::string(label).c_str());
-    return tv_status_invalid_expression;
+    return refuse(tv_status_invalid_expression, "node \"%s\" has no single state labeled \"%.*s\"",
+                  shown_name(node_), static_cast<int>(std::min<size_t>(label.size(), 80)), label.data());
   }
 
   tv_status_t find_number(double value, size_t& state) {
@@ -370,7 +372,8 @@ class TableGenerator {
       if (state_value(node_, state) == value) return tv_status_none;
     if (trace_.enabled())
       trace_.print("Node %s does not have a state with value %s\n", name(node_), NumberText(value).c_str());
-    return tv_status_invalid_expression;
+    return refuse(tv_status_invalid_expression, "node \"%s\" has no state with the value %s",
+                  shown_name(node_), NumberText(value).c_str());
   }
 
   // A bound belongs to the upper interval, the last one to the last interval.
@@ -382,7 +385,8 @@ class TableGenerator {
     }
     if (trace_.enabled())
       trace_.print("Value for node %s is out of bounds: %s\n", name(node_), NumberText(value).c_str());
-    return tv_status_invalid_expression;
+    return refuse(tv_status_invalid_expression, "no interval of node \"%s\" holds the value %s",
+                  shown_name(node_), NumberText(value).c_str());
   }
 
   tv_status_t store(tv_number_t* numbers) {

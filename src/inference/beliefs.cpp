@@ -11,6 +11,7 @@
 #include "inference/marginal.h"
 #include "inference/queries.h"
 #include "network/links.h"
+#include "network/refusals.h"
 #include "text/state_text.h"
 
 namespace tv {
@@ -142,12 +143,12 @@ double mean_or_variance(const Node* node, double MeanAndVariance::*part) noexcep
 }  // namespace tv
 
 tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state) {
-  if (!tv::check(tv::is_state(node, state))) return -1;
+  if (!tv::check(tv::is_state(node, state))) return tv::refuse_state(node, state), -1;
   const tv::Node& answering = tv::answering_node(*node);
   if (!tv::require_compiled(*answering.domain)) return -1;
   const tv::CompiledNode& record = tv::compiled(answering);  // hosts ask for one number at a time
   const tv::JunctionTree* tree = tv::result_tree(record);
-  if (tree && !tv::require(tree->equilibrium != tv_equilibrium_none, tv_status_no_equilibrium)) return -1;
+  if (tree && tree->equilibrium == tv_equilibrium_none) return tv::refuse_without_equilibrium(), -1;
   if (!tv::require(record.belief, tv_status_usage)) return -1;
   return tv::belief_in(record, tree, state);
 }

@@ -63,8 +63,14 @@ tv_status_t compile(Domain& domain) {
   if (triangulates)
     if (tv_status_t status = _tv_triangulate_domain(domain, tv_method_best_greedy)) return status;
   // Refused, the triangulation stays, also one made here: the host may look at it to see what to do.
-  if (exceeds_memory_limit(domain)) return tv_status_no_memory;
+  if (exceeds_memory_limit(domain)) return refuse_for_memory(domain);
   return compile_quantitatively(domain, triangulates);
+}
+
+tv_status_t refuse_compilation(const Domain* domain) noexcept {
+  if (!domain) return store_status(tv_status_usage);
+  return refuse(tv_status_usage, is_compiled(*domain) ? "the network is compiled already"
+                                                      : "there is no discrete or continuous node to compile");
 }
 
 }  // namespace
@@ -74,7 +80,7 @@ tv_status_t tv_domain_compile(tv_domain_t* domain) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(domain && domain->counters.discrete + domain->counters.continuous > 0 &&
                    !tv::is_compiled(*domain)))
-      return tv_status_usage;
+      return tv::refuse_compilation(domain);
     return tv::compile(*domain);
   });
 }

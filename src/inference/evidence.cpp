@@ -12,6 +12,7 @@
 #include "inference/queries.h"
 #include "inference/reset.h"
 #include "network/graph_search.h"
+#include "network/refusals.h"
 
 namespace tv {
 namespace {
@@ -228,23 +229,48 @@ bool is_decided(const Node& decision) noexcept {
   return _tv_node_evidence_is_entered(decision) || (is_discrete(decision) && decision.number_of_states == 1);
 }
 
+// An observed node that an open decision may influence through chance nodes; null when there is none.
+Node* find_unfree_observation(const JunctionTree& tree) {
+  MarkedNodes influenced;
+  for (Node* node : tree.nodes)
+    if (node->category == tv_category_decision && !is_decided(*node)) influenced.reach(node, 1);
+  for (size_t i = 0; i < influenced.size(); ++i) {
+    for (Node* child : influenced[i]->children) {
+      if (child->category != tv_category_chance) continue;
+      if (_tv_node_evidence_is_entered(*child)) return child;
+      influenced.reach(child, 1);
+    }
+  }
+  return nullptr;
+}
+
+// Names one of those decisions.
+tv_status_t refuse_unfree(Node& observed) {
+  MarkedNodes causes;
+  causes.reach(&observed, 1);
+  for (size_t i = 0; i < causes.size(); ++i)
+    for (Node* parent : causes[i]->parents) {
+      if (parent->category == tv_category_chance) causes.reach(parent, 1);
+      if (parent->category == tv_category_decision && !is_decided(*parent))
+        return refuse(tv_status_invalid_evidence,
+                      "\"%s\" is observed, but decision \"%s\", which may influence it, is not made yet",
+                      shown_name(observed), shown_name(*parent));
+    }
+  return store_status(tv_status_invalid_evidence);
+}
+
 }  // namespace
 
 bool _tv_jt_evidence_is_valid(const JunctionTree& tree) {
   if (tree.domain->counters.decision == 0) return true;
-  MarkedNodes influenced;  // by undecided decisions
-  for (Node* node : tree.nodes) {
-    if (node->category != tv_category_decision) continue;
-    if (is_discrete(*node) && node->entered.state == kFindingVector) return false;
-    if (!is_decided(*node)) influenced.reach(node, 1);
-  }
-  for (size_t i = 0; i < influenced.size(); ++i) {
-    for (Node* child : influenced[i]->children) {
-      if (child->category != tv_category_chance) continue;
-      if (_tv_node_evidence_is_entered(*child)) return false;
-      influenced.reach(child, 1);
+  for (const Node* node : tree.nodes) {
+    if (node->category != tv_category_decision || !is_discrete(*node)) continue;
+    if (node->entered.state == kFindingVector) {
+      refuse(tv_status_invalid_evidence, "decision \"%s\" takes one state, no likelihood", shown_name(*node));
+      return false;
     }
   }
+  if (Node* observed = find_unfree_observation(tree)) return refuse_unfree(*observed), false;
   return true;
 }
 
@@ -254,9 +280,12 @@ bool _tv_domain_evidence_is_valid(const Domain& domain) {
 }
 
 bool _tv_domain_ijt_nodes_are_instantiated(const Domain& domain) noexcept {
+  const auto lacks_state = [](const Node* node) { return node->entered.state < 0; };
   const NodeList& required = domain.required_instantiations;
-  return std::all_of(required.begin(), required.end(),
-                     [](const Node* node) { return node->entered.state >= 0; });
+  const auto node = std::find_if(required.begin(), required.end(), lacks_state);
+  if (node == required.end()) return true;
+  refuse(tv_status_invalid_evidence, "node \"%s\" needs a selected state", shown_name(**node));
+  return false;
 }
 
 // ---- What a host may enter ----
@@ -271,12 +300,23 @@ bool is_likelihood_value(tv_number_t value) noexcept {
   return value >= 0 && value < std::numeric_limits<tv_number_t>::max();
 }
 
+tv_status_t refuse_finding(const Node* node, size_t state) noexcept {
+  if (!is_state(node, state)) return refuse_state(node, state);
+  return refuse(tv_status_usage, "node \"%s\": a likelihood is a finite number that is not negative",
+                shown_name(*node));
+}
+
+tv_status_t refuse_value(const Node* node) noexcept {
+  if (!is_continuous_node(node)) return refuse_for_kind(node, "a continuous one");
+  return refuse(tv_status_usage, "node \"%s\": a value is a finite number", shown_name(*node));
+}
+
 }  // namespace
 }  // namespace tv
 
 tv_status_t tv_node_select_state(tv_node_t* node, size_t state) {
   if (!tv::check(tv::takes_evidence(node) && tv::is_discrete(*node) && state < node->number_of_states))
-    return tv_status_usage;
+    return tv::refuse_state(node, state);
   tv::_tv_node_select_state(*node, state);
   return tv_status_none;
 }
@@ -285,7 +325,7 @@ tv_status_t tv_node_enter_finding(tv_node_t* node, size_t state, tv_number_t val
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(tv::takes_evidence(node) && tv::is_discrete(*node) && state < node->number_of_states &&
                    tv::is_likelihood_value(value)))
-      return tv_status_usage;
+      return tv::refuse_finding(node, state);
     tv::_tv_node_enter_finding(*node, state, value);
     return tv_status_none;
   });
@@ -293,7 +333,7 @@ tv_status_t tv_node_enter_finding(tv_node_t* node, size_t state, tv_number_t val
 
 tv_status_t tv_node_enter_value(tv_node_t* node, double value) {
   if (!tv::check(tv::takes_evidence(node) && tv::is_continuous(*node) && std::isfinite(value)))
-    return tv_status_usage;
+    return tv::refuse_value(node);
   tv::_tv_node_enter_value(*node, value);
   return tv_status_none;
 }

@@ -55,11 +55,13 @@ bool _tv_domain_evidence_is_propagated(const Domain& domain) noexcept;
 // ---- What may be propagated ----
 
 // The "free will" rule of decisions: nothing that a decision without evidence may influence through
-// chance nodes has been observed, and what is known of a decision is its state. False when it is broken.
+// chance nodes has been observed, and what is known of a decision is its state. False when it is broken, with
+// `invalid_evidence` and a message stored.
 bool _tv_jt_evidence_is_valid(const JunctionTree& tree);
 bool _tv_domain_evidence_is_valid(const Domain& domain);
 
-// Whether every node that the domain requires to be instantiated has a selected state.
+// Whether every node that the domain requires to be instantiated has a selected state; stores the same if
+// not.
 bool _tv_domain_ijt_nodes_are_instantiated(const Domain& domain) noexcept;
 
 }  // namespace tv

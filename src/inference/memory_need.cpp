@@ -53,6 +53,14 @@ bool exceeds_memory_limit(const Domain& domain) noexcept {
   return need == kHugeSize || need > domain.memory_limit;
 }
 
+tv_status_t refuse_for_memory(const Domain& domain) noexcept {
+  const size_t need = memory_needed(domain);
+  if (need == kHugeSize)
+    return refuse(tv_status_no_memory, "compiling needs more memory than any machine has");
+  return refuse(tv_status_no_memory, "compiling needs %zu bytes, the limit is %zu", need,
+                domain.memory_limit);
+}
+
 }  // namespace tv
 
 size_t tv_domain_get_memory_need(tv_domain_t* domain) {

@@ -11,4 +11,7 @@ size_t memory_needed(const Domain& domain) noexcept;
 // Whether the host's limit forbids to compile the (triangulated) domain.
 bool exceeds_memory_limit(const Domain& domain) noexcept;
 
+// `no_memory`, with the need and the limit in its message.
+tv_status_t refuse_for_memory(const Domain& domain) noexcept;
+
 }  // namespace tv

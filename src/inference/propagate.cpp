@@ -12,10 +12,12 @@
 #include "inference/elimination_plan.h"
 #include "inference/enter_evidence.h"
 #include "inference/evidence.h"
+#include "inference/explain_failure.h"
 #include "inference/factored.h"
 #include "inference/form_tables.h"
 #include "inference/messages.h"
 #include "inference/model_tables.h"
+#include "inference/queries.h"
 #include "inference/reset.h"
 #include "inference/schedule.h"
 #include "inference/tape_cache.h"
@@ -242,6 +244,11 @@ bool is_plain_request(tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noe
   return equilibrium == tv_equilibrium_sum && mode == tv_evidence_normal;
 }
 
+tv_status_t refuse_for_continuous() noexcept {
+  return refuse(tv_status_usage,
+                "networks with continuous nodes know sum propagation with normal evidence alone");
+}
+
 // Trees with continuous nodes answer without evidence after a failure, where nothing prevents that.
 void reset_continuous(JunctionTree& tree) {
   if (tree.has_continuous && _tv_jt_reset_inference_engine(tree, ResetForm::full)) recover_tree(tree);
@@ -249,15 +256,15 @@ void reset_continuous(JunctionTree& tree) {
 
 tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
                            tv_evidence_mode_t mode) {
-  if (!is_compiled(*tree.domain)) return tv_status_not_compiled;
-  if (tree.has_continuous && !is_plain_request(equilibrium, mode)) return tv_status_usage;
+  if (!is_compiled(*tree.domain)) return refuse_uncompiled();
+  if (tree.has_continuous && !is_plain_request(equilibrium, mode)) return refuse_for_continuous();
   if (!_tv_jt_evidence_is_valid(tree) || !_tv_domain_ijt_nodes_are_instantiated(*tree.domain))
     return tv_status_invalid_evidence;
   TreeRecovery recovery(tree);
   const tv_status_t status = _tv_jt_make_consistent(tree, root, equilibrium, mode);
   if (status && status != tv_status_error) reset_continuous(tree);
   recovery.dismiss();
-  return status;
+  return explain_failure(*tree.domain, status);
 }
 
 void reset_after_failure(Domain& domain) {
@@ -320,7 +327,7 @@ tv_status_t _tv_domain_propagate(Domain& domain, tv_equilibrium_t equilibrium, t
   const tv_status_t status = for_each_tree_in_order(domain, propagate);
   if (status && status != tv_status_error) reset_after_failure(domain);
   recovery.dismiss();
-  return status;
+  return explain_failure(domain, status);
 }
 
 }  // namespace tv
@@ -328,8 +335,9 @@ tv_status_t _tv_domain_propagate(Domain& domain, tv_equilibrium_t equilibrium, t
 tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(domain && tv::is_equilibrium(equilibrium) && tv::is_mode(mode))) return tv_status_usage;
-    if (!tv::is_compiled(*domain)) return tv_status_not_compiled;
-    if (domain->counters.continuous > 0 && !tv::is_plain_request(equilibrium, mode)) return tv_status_usage;
+    if (!tv::is_compiled(*domain)) return tv::refuse_uncompiled();
+    if (domain->counters.continuous > 0 && !tv::is_plain_request(equilibrium, mode))
+      return tv::refuse_for_continuous();
     return tv::_tv_domain_propagate(*domain, equilibrium, mode);
   });
 }
@@ -351,7 +359,7 @@ tv_status_t tv_clique_propagate(tv_clique_t* clique, tv_equilibrium_t equilibriu
 tv_status_t tv_domain_reset_inference_engine(tv_domain_t* domain) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(domain)) return tv_status_usage;
-    if (!tv::is_compiled(*domain)) return tv_status_not_compiled;
+    if (!tv::is_compiled(*domain)) return tv::refuse_uncompiled();
     if (!tv::_tv_domain_ijt_nodes_are_instantiated(*domain)) return tv_status_invalid_evidence;
     return tv::reset_all_trees(*domain);
   });

@@ -20,15 +20,22 @@ inline JunctionTree* result_tree(const CompiledNode& record) noexcept {
 }
 inline JunctionTree* result_tree(const Node& node) noexcept { return result_tree(compiled(node)); }
 
+inline tv_status_t refuse_uncompiled() noexcept {
+  return refuse(tv_status_not_compiled, "the network is not compiled");
+}
+inline tv_status_t refuse_without_equilibrium() noexcept {
+  return refuse(tv_status_no_equilibrium, "nothing valid is propagated: propagate first");
+}
+
 inline bool require_compiled(const Domain& domain) noexcept {
-  return require(is_compiled(domain), tv_status_not_compiled);
+  return is_compiled(domain) || refuse_uncompiled() == tv_status_none;
 }
 
 // `not_compiled`, or `no_equilibrium` for a node whose tree has no valid tables.
 inline bool require_equilibrium(const Node& node) noexcept {
   if (!require_compiled(*node.domain)) return false;
   const JunctionTree* tree = result_tree(node);
-  return require(!tree || tree->equilibrium != tv_equilibrium_none, tv_status_no_equilibrium);
+  return !tree || tree->equilibrium != tv_equilibrium_none || refuse_without_equilibrium() == tv_status_none;
 }
 
 // The node to be read for what was propagated on `node`; null after a failed check, which is stored.
@@ -69,10 +76,11 @@ inline bool is_invalid(const JunctionTree& tree) noexcept { return tree.equilibr
 
 // The same, and every tree that is asked about has valid tables.
 inline bool check_equilibrium(const Domain* domain) noexcept {
-  return check_compiled(domain) && require(!any_tree(*domain, is_invalid), tv_status_no_equilibrium);
+  return check_compiled(domain) &&
+         (!any_tree(*domain, is_invalid) || refuse_without_equilibrium() == tv_status_none);
 }
 inline bool check_equilibrium(const JunctionTree* tree) noexcept {
-  return check_compiled(tree) && require(!is_invalid(*tree), tv_status_no_equilibrium);
+  return check_compiled(tree) && (!is_invalid(*tree) || refuse_without_equilibrium() == tv_status_none);
 }
 
 }  // namespace tv

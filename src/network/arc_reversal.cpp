@@ -9,6 +9,7 @@
 #include "network/link_changes.h"
 #include "network/links.h"
 #include "network/node_tables.h"
+#include "network/refusals.h"
 #include "network/reverse_regressions.h"
 #include "tables/table_operations.h"
 
@@ -72,7 +73,9 @@ tv_status_t reverse_tables(TableChanges& changes, Node& x, Node& y, const NodeLi
 tv_status_t reverse_link(Node& x, Node& y) {
   const std::vector<Node*> below_x = reachable_nodes(x, {&x, &y});
   if (std::find(below_x.begin(), below_x.end(), &y) != below_x.end())
-    return store_status(tv_status_cyclic_network);
+    return refuse(tv_status_cyclic_network,
+                  "there is another way from \"%s\" to \"%s\", so that the link cannot be reversed",
+                  shown_name(x), shown_name(y));
 
   std::vector<Node*> x_gains = missing_parents(x, y);
   const std::vector<Node*> y_gains = missing_parents(y, x);
@@ -111,10 +114,15 @@ tv_status_t reverse_link(Node& x, Node& y) {
 tv_status_t reverse_edge(Node& node1, Node& node2) {
   const bool are_chance_nodes = node1.category == tv_category_chance && node2.category == tv_category_chance;
   const bool stays = node1.model || node2.model || in_chain_component(node1) || in_chain_component(node2);
-  if (!are_chance_nodes || node1.kind != node2.kind || stays) return store_status(tv_status_usage);
+  if (!are_chance_nodes || node1.kind != node2.kind || stays)
+    return refuse(tv_status_usage,
+                  "the link between \"%s\" and \"%s\" cannot be reversed: chance nodes of one kind, without "
+                  "models and undirected links, are expected",
+                  shown_name(node1), shown_name(node2));
   if (is_parent(node1, node2)) return reverse_link(node1, node2);
   if (is_parent(node2, node1)) return reverse_link(node2, node1);
-  return store_status(tv_status_usage);
+  return refuse(tv_status_usage, "there is no link between \"%s\" and \"%s\"", shown_name(node1),
+                shown_name(node2));
 }
 
 }  // namespace tv

@@ -18,6 +18,7 @@
 #include "network/functional_trails.h"
 
 #include "network/links.h"
+#include "network/refusals.h"
 
 namespace tv {
 namespace {
@@ -124,9 +125,14 @@ tv_status_t check_functional_trails(Node& parent, Node& child, DirectedLink abse
   if (counters.function == 0 || counters.chance + counters.decision + counters.utility == 0)
     return tv_status_none;
   if (closes_functional_trail(parent, child, absent))
-    return store_status(tv_status_cyclic_functional_dependency);
+    return refuse(tv_status_cyclic_functional_dependency,
+                  "with a link from \"%s\" to \"%s\" function nodes would depend on themselves",
+                  shown_name(parent), shown_name(child));
   if (counters.decision + counters.utility > 0 && carries_functional_dependency(parent, child, absent))
-    return store_status(tv_status_functional_dependency);
+    return refuse(tv_status_functional_dependency,
+                  "with a link from \"%s\" to \"%s\" function nodes would stand between other nodes of a "
+                  "decision model",
+                  shown_name(parent), shown_name(child));
   return tv_status_none;
 }
 

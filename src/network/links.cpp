@@ -13,15 +13,39 @@
 #include "network/link_changes.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"
+#include "network/refusals.h"
 
 namespace tv {
 namespace {
 
-bool can_have_parent(const Node& child, const Node& parent) noexcept {
-  if (child.domain != parent.domain || is_parent(parent, child)) return false;
-  if (child.category == tv_category_instance || parent.category == tv_category_instance) return false;
-  if (child.category == tv_category_function) return true;
-  return parent.category != tv_category_utility && !(is_discrete(child) && is_continuous(parent));
+// `usage` where no link from the one node to the other can be, whatever else the network holds.
+tv_status_t check_parent(const Node& child, const Node& parent) noexcept {
+  const char* reason = nullptr;
+  if (child.domain != parent.domain)
+    reason = "they belong to different domains";
+  else if (is_parent(parent, child))
+    reason = "it is there already";
+  else if (child.category == tv_category_instance || parent.category == tv_category_instance)
+    reason = "instances have no links";
+  else if (child.category == tv_category_function)
+    return tv_status_none;
+  else if (parent.category == tv_category_utility)
+    reason = "a utility node has no children but functions";
+  else if (is_discrete(child) && is_continuous(parent))
+    reason = "a discrete node has no continuous parents";
+  if (!reason) return tv_status_none;
+  return refuse(tv_status_usage, "no link from \"%s\" to \"%s\": %s", shown_name(parent), shown_name(child),
+                reason);
+}
+
+tv_status_t refuse_cycle(const Node& parent, const Node& child) noexcept {
+  return refuse(tv_status_cyclic_network, "a link from \"%s\" to \"%s\" would close a cycle",
+                shown_name(parent), shown_name(child));
+}
+
+tv_status_t refuse_missing_link(const Node& parent, const Node& child) noexcept {
+  return refuse(tv_status_usage, "there is no link from \"%s\" to \"%s\" alone", shown_name(parent),
+                shown_name(child));
 }
 
 // A node without stored values or labels has default ones, the same as any other node of its size.
@@ -85,8 +109,8 @@ void disconnect(Node& parent, Node& child) noexcept {
 }
 
 tv_status_t _tv_node_add_parent(Node& child, Node& parent) {
-  if (!can_have_parent(child, parent)) return store_status(tv_status_usage);
-  if (would_close_cycle(parent, child)) return store_status(tv_status_cyclic_network);
+  if (tv_status_t status = check_parent(child, parent)) return status;
+  if (would_close_cycle(parent, child)) return refuse_cycle(parent, child);
   if (tv_status_t status = check_functional_trails(parent, child)) return status;
   TableChanges changes;
   add_parent_to_tables(changes, child, parent);
@@ -99,7 +123,7 @@ tv_status_t _tv_node_add_parent(Node& child, Node& parent) {
 }
 
 tv_status_t remove_parent(Node& child, Node& parent) {
-  if (!is_parent(parent, child) || link_is_shared(parent, child)) return store_status(tv_status_usage);
+  if (!is_parent(parent, child) || link_is_shared(parent, child)) return refuse_missing_link(parent, child);
   TableChanges changes;
   remove_parent_from_tables(changes, child, parent);
   ModelChanges model_changes;
@@ -112,10 +136,13 @@ tv_status_t remove_parent(Node& child, Node& parent) {
 }
 
 tv_status_t switch_parent(Node& child, Node& old_parent, Node& new_parent) {
-  if (child.domain != new_parent.domain || !is_parent(old_parent, child) || is_parent(new_parent, child) ||
-      link_is_shared(old_parent, child) || !are_compatible(old_parent, new_parent))
-    return store_status(tv_status_usage);
-  if (would_close_cycle(new_parent, child)) return store_status(tv_status_cyclic_network);
+  if (!is_parent(old_parent, child) || link_is_shared(old_parent, child))
+    return refuse_missing_link(old_parent, child);
+  if (tv_status_t status = check_parent(child, new_parent)) return status;
+  if (!are_compatible(old_parent, new_parent))
+    return refuse(tv_status_usage, "nodes \"%s\" and \"%s\" differ in their kind or states",
+                  shown_name(old_parent), shown_name(new_parent));
+  if (would_close_cycle(new_parent, child)) return refuse_cycle(new_parent, child);
   if (tv_status_t status = check_functional_trails(new_parent, child, {&old_parent, &child})) return status;
   prepare_link(new_parent, child);
   ModelChanges model_changes;

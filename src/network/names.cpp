@@ -1,4 +1,5 @@
 // Names of nodes: their syntax, the lookup, and automatic names for nodes that were given none.
+#include <algorithm>
 #include <string>
 
 #include "api/boundary.h"
@@ -54,14 +55,17 @@ void store_name(Node& node, std::string& name) noexcept {
 }  // namespace
 
 tv_status_t _tv_check_name(std::string_view name, bool dots_allowed) noexcept {
-  bool component_starts = true;
+  bool component_starts = true, valid = true;
   for (const char c : name) {
     const bool is_dot = dots_allowed && !component_starts && c == '.';
-    if (!is_dot && !(component_starts ? is_letter(c) : is_letter_or_digit(c)))
-      return store_status(tv_status_invalid_name);
+    valid &= is_dot || (component_starts ? is_letter(c) : is_letter_or_digit(c));
     component_starts = is_dot;
   }
-  return component_starts ? store_status(tv_status_invalid_name) : tv_status_none;
+  if (valid && !component_starts) return tv_status_none;
+  const int length = static_cast<int>(std::min<size_t>(name.size(), 80));
+  return refuse(tv_status_invalid_name,
+                "\"%.*s\" is no name: letters, digits and underscores, beginning with no digit", length,
+                name.data());
 }
 
 Node* find_node(Domain& domain, std::string_view name) noexcept {
@@ -73,7 +77,8 @@ Node* find_node(Domain& domain, std::string_view name) noexcept {
 
 tv_status_t set_name(Node& node, std::string_view name) {
   if (node.has_name && node.name == name) return tv_status_none;
-  if (find_node(*node.domain, name)) return store_status(tv_status_twice);
+  if (const Node* other = find_node(*node.domain, name))
+    return refuse(tv_status_twice, "there is another node \"%s\"", other->name.c_str());
   if (tv_status_t status = _tv_check_name(name, !node.domain->is_class)) return status;
   std::string copy(name);
   store_name(node, copy);

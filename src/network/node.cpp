@@ -9,6 +9,7 @@
 #include "network/name_table.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"
+#include "network/refusals.h"
 
 namespace tv {
 namespace {
@@ -74,9 +75,16 @@ bool functions_allow(const Domain& domain, tv_node_category_t category) {
          _tv_function_nodes_satisfy_limid_constraints(domain);
 }
 
+tv_status_t refuse_decision_model() noexcept {
+  return refuse(tv_status_cyclic_functional_dependency,
+                "in a decision model function nodes cannot stand between other nodes");
+}
+
 tv_status_t check_creation(const Domain& domain, tv_node_category_t category, tv_node_kind_t kind) {
-  if (!kinds_mix(domain.counters, category, kind)) return store_status(tv_status_cg_limids_not_supported);
-  if (!functions_allow(domain, category)) return store_status(tv_status_cyclic_functional_dependency);
+  if (!kinds_mix(domain.counters, category, kind))
+    return refuse(tv_status_cg_limids_not_supported,
+                  "continuous nodes do not mix with decisions and utilities");
+  if (!functions_allow(domain, category)) return refuse_decision_model();
   return tv_status_none;
 }
 
@@ -145,13 +153,17 @@ tv_status_t delete_node(Node& node) {
 tv_status_t set_category(Node& node, tv_node_category_t category) {
   const bool can_change = is_discrete(node) && node.category != tv_category_function && !node.model;
   if (!can_change || (category != tv_category_chance && category != tv_category_decision))
-    return store_status(tv_status_usage);
+    return refuse(tv_status_usage,
+                  "only a discrete chance or decision node without a model changes its category; \"%s\" "
+                  "stays what it is",
+                  shown_name(node));
   if (category == node.category) return tv_status_none;
-  if (in_chain_component(node)) return store_status(tv_status_usage);  // undirected links join chance nodes
+  if (in_chain_component(node))
+    return refuse(tv_status_usage, "node \"%s\" has undirected links, which join chance nodes",
+                  shown_name(node));
   Domain& domain = *node.domain;
   if (category == tv_category_decision) {
-    if (domain.counters.continuous > 0) return store_status(tv_status_cg_limids_not_supported);
-    if (!functions_allow(domain, category)) return store_status(tv_status_cyclic_functional_dependency);
+    if (tv_status_t status = check_creation(domain, category, node.kind)) return status;
   }
   structure_changed(domain);
   count_node(node, kOneLess);

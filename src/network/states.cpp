@@ -10,6 +10,7 @@
 #include "network/domain.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"
+#include "network/refusals.h"
 
 namespace tv {
 namespace {
@@ -62,9 +63,10 @@ bool is_permutation(const size_t* order, size_t count) {
 }  // namespace
 
 tv_status_t set_number_of_states(Node& node, size_t count) {
-  if (!is_discrete(node) || count == 0 ||
-      (node.subtype == tv_subtype_boolean && count != node.number_of_states))
-    return store_status(tv_status_usage);
+  if (!is_discrete(node)) return refuse_for_kind(&node, "a discrete one");
+  if (count == 0) return refuse(tv_status_usage, "node \"%s\" needs a state", shown_name(node));
+  if (node.subtype == tv_subtype_boolean && count != node.number_of_states)
+    return refuse(tv_status_usage, "node \"%s\" is boolean and keeps its two states", shown_name(node));
   if (count == node.number_of_states) return tv_status_none;
   std::vector<std::string> labels = node.state_labels;
   if (!labels.empty()) labels.resize(count);
@@ -128,7 +130,9 @@ const char* state_label(const Node& node, size_t state) noexcept {
 
 tv_status_t set_state_value(Node& node, size_t state, double value) {
   const bool is_outer_bound = is_interval(node) && (state == 0 || state == node.number_of_states);
-  if (std::isnan(value) || (std::isinf(value) && !is_outer_bound)) return store_status(tv_status_usage);
+  if (std::isnan(value) || (std::isinf(value) && !is_outer_bound))
+    return refuse(tv_status_usage, "node \"%s\": the value of state %zu must be a finite number",
+                  shown_name(node), state);
   if (node.state_values.empty()) {
     std::vector<double> values(size_add(node.number_of_states, 1));
     for (size_t i = 0; i < values.size(); ++i) values[i] = default_value(node, i);
@@ -160,14 +164,15 @@ tv_status_t tv_node_set_number_of_states(tv_node_t* node, size_t count) {
 tv_status_t tv_node_set_state_label(tv_node_t* node, size_t state, const char* label) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(node && tv::is_discrete(*node) && state < node->number_of_states && label))
-      return tv_status_usage;
+      return tv::refuse_state(node, state);
     tv::set_state_label(*node, state, label);
     return tv_status_none;
   });
 }
 
 const char* tv_node_get_state_label(const tv_node_t* node, size_t state) {
-  if (!tv::check(node && tv::is_discrete(*node) && state < node->number_of_states)) return nullptr;
+  if (!tv::check(node && tv::is_discrete(*node) && state < node->number_of_states))
+    return tv::refuse_state(node, state), nullptr;
   return tv::state_label(*node, state);
 }
 

@@ -2,8 +2,9 @@
 // written, so that a refused table stays as the host left it.
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
-#include "network/node.h"
+#include "network/refusals.h"
 #include "tables/number_bounds.h"
 #include "tables/table_operations.h"
 
@@ -14,6 +15,27 @@ struct Distribution {
   tv_number_t* first;
   size_t count;
 };
+
+// Names the child of the table and the states of its parents for the distribution that begins at `start`.
+tv_status_t refuse_distribution(const Table& table, size_t start, const char* what) noexcept {
+  constexpr tv_status_t code = tv_status_invalid_probability_potential;
+  if (table.discrete_count == 0) return store_status(code);
+  const Node& child = *table.nodes[table.discrete_count - 1];
+  char given[130] = "";
+  size_t used = 0, configuration = start / child.number_of_states;
+  size_t remaining = table.size / child.number_of_states;
+  for (size_t i = 0; i + 1 < table.discrete_count && used < sizeof given; ++i) {
+    const Node& parent = *table.nodes[i];
+    remaining /= parent.number_of_states;
+    char state[40];
+    show_state(parent, configuration / remaining, state, sizeof state);
+    configuration %= remaining;
+    used += static_cast<size_t>(std::snprintf(given + used, sizeof given - used, "%s%s = %s",
+                                              used ? ", " : "", shown_name(parent), state));
+  }
+  return refuse(code, "the distribution of \"%s\"%s%s %s", shown_name(child), *given ? " for " : "", given,
+                what);
+}
 
 // The sum of a distribution, or -1.0 when one of its entries is negative, huge or not a number.
 double sum_of_valid_entries(const Distribution& distribution) noexcept {
@@ -57,15 +79,19 @@ bool has_valid_blocks(const Table& table) noexcept {
 tv_status_t validate_conditional_probability_potential(Table& table, bool strict) {
   if (tv_status_t status = allocate_table_data(table)) return status;
   if (table.continuous_count > 0) {  // the CG blocks describe densities that need no weights
-    if (!has_valid_blocks(table)) return store_status(tv_status_invalid_probability_potential);
+    if (!has_valid_blocks(table))
+      return refuse(tv_status_invalid_probability_potential,
+                    "the distribution of \"%s\" has an infinite number or a negative variance",
+                    shown_name(*table.nodes[table.discrete_count]));
     std::fill(table.data.begin(), table.data.end(), tv_number_t{1});
     return tv_status_none;
   }
   const size_t count = table.discrete_count ? table.nodes[table.discrete_count - 1]->number_of_states : 1;
   for (size_t start = 0; start < table.size; start += count) {
     const double sum = sum_of_valid_entries({table.data.data() + start, count});
-    if (!(sum >= 0.0 && sum < kLargestFloat) || (strict && sum == 0.0))
-      return store_status(tv_status_invalid_probability_potential);
+    if (!(sum >= 0.0 && sum < kLargestFloat))
+      return refuse_distribution(table, start, "has a negative, infinite or undefined number");
+    if (strict && sum == 0.0) return refuse_distribution(table, start, "sums to zero");
   }
   for (size_t start = 0; start < table.size; start += count) {
     tv_number_t* first = table.data.data() + start;
