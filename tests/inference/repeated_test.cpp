@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
+#include <cmath>
 
 #include "support/builders.h"
 
@@ -34,28 +34,48 @@ Question varied(Generator& random, const Question& question, bool hard) {
   return result;
 }
 
-std::string answers(tv_domain_t* domain) {
-  std::string text = std::to_string(tv_domain_get_log_normalization_constant(domain));
+// The constant, all beliefs, and a weighted sum of each clique table.
+std::vector<double> answers(tv_domain_t* domain) {
+  std::vector<double> list = {tv_domain_get_log_normalization_constant(domain)};
   for (tv_node_t* node : nodes_of(domain))
     for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s)
-      text += " " + std::to_string(tv_node_get_belief(node, s));
+      list.push_back(static_cast<double>(tv_node_get_belief(node, s)));
   for (tv_clique_t* clique = tv_domain_get_first_clique(domain); clique;
        clique = tv_clique_get_next(clique)) {
     double sum = 0;
     tv_table_t* table = tv_clique_get_probability_table(clique);
     for (size_t i = 0; i < tv_table_get_size(table); ++i)
       sum += static_cast<double>(tv_table_get_data(table)[i]) * static_cast<double>(1 + i % 7);
-    text += " " + std::to_string(sum);
+    list.push_back(sum);
   }
-  return text;
+  return list;
 }
 
-std::string fresh_answers(tv_domain_t* domain, tv_equilibrium_t equilibrium) {
-  const DomainOwner fresh(tv_domain_clone(domain));
+// Another way to the same answer rounds otherwise: by some units of single precision.
+void expect_same(const std::vector<double>& found, const std::vector<double>& expected) {
+  ASSERT_EQ(found.size(), expected.size());
+  for (size_t i = 0; i < found.size(); ++i)
+    EXPECT_NEAR(found[i], expected[i], 2e-6 * std::max(std::abs(expected[i]), 1e-4)) << "answer " << i;
+}
+
+DomainOwner fresh_copy(tv_domain_t* domain, tv_equilibrium_t equilibrium) {
+  DomainOwner fresh(tv_domain_clone(domain));
   tv_domain_compile(fresh.get());
   tv_domain_reset_inference_engine(fresh.get());
   EXPECT_EQ(tv_domain_propagate(fresh.get(), equilibrium, tv_evidence_normal), tv_status_none);
-  return answers(fresh.get());
+  return fresh;
+}
+
+void expect_answers_of_a_fresh_domain(tv_domain_t* domain, tv_equilibrium_t equilibrium) {
+  expect_same(answers(domain), answers(fresh_copy(domain, equilibrium).get()));
+}
+
+// The constant is that of the step alone.
+void expect_beliefs_of_a_fresh_domain(tv_domain_t* domain, tv_equilibrium_t equilibrium) {
+  const DomainOwner fresh = fresh_copy(domain, equilibrium);
+  std::vector<double> found = answers(domain), expected = answers(fresh.get());
+  found[0] = expected[0] = 0.0;
+  expect_same(found, expected);
 }
 
 Question random_question(Generator& random, tv_domain_t* domain) {
@@ -83,20 +103,12 @@ TEST_P(Repeated, QuestionsAreAnsweredAsByAFreshDomain) {
       ask(domain.get(), question);
       tv_domain_reset_inference_engine(domain.get());
       ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, tv_evidence_normal), tv_status_none);
-      if (random.chance(0.5)) {
-        EXPECT_EQ(answers(domain.get()), fresh_answers(domain.get(), equilibrium));
-      }
+      if (random.chance(0.5)) expect_answers_of_a_fresh_domain(domain.get(), equilibrium);
       if (random.chance(0.3)) {  // one more finding, taken in on top of a kept plan
         tv_node_t* node = random.pick(nodes_of(domain.get()));
         tv_node_select_state(node, random.below(tv_node_get_number_of_states(node)));
         ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, tv_evidence_normal), tv_status_none);
-        const DomainOwner fresh(tv_domain_clone(domain.get()));
-        tv_domain_compile(fresh.get());
-        ASSERT_EQ(tv_domain_propagate(fresh.get(), equilibrium, tv_evidence_normal), tv_status_none);
-        for (size_t n = 0; n < nodes_of(fresh.get()).size(); ++n)
-          for (size_t s = 0; s < tv_node_get_number_of_states(nodes_of(fresh.get())[n]); ++s)
-            EXPECT_NEAR(tv_node_get_belief(nodes_of(domain.get())[n], s),
-                        tv_node_get_belief(nodes_of(fresh.get())[n], s), 1e-5);
+        expect_beliefs_of_a_fresh_domain(domain.get(), equilibrium);
       }
     }
     // Another layout of a potential makes kept plans useless.
@@ -110,7 +122,7 @@ TEST_P(Repeated, QuestionsAreAnsweredAsByAFreshDomain) {
     ask(domain.get(), varied(random, questions[0], true));
     tv_domain_reset_inference_engine(domain.get());
     ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
-    EXPECT_EQ(answers(domain.get()), fresh_answers(domain.get(), tv_equilibrium_sum));
+    expect_answers_of_a_fresh_domain(domain.get(), tv_equilibrium_sum);
   }
 }
 
@@ -150,9 +162,7 @@ TEST(RepeatedQuestions, PlansFollowTablesAndLayouts) {
   const auto compare = [&](tv_evidence_mode_t mode) {
     ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
     ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, mode), tv_status_none);
-    if (mode == tv_evidence_normal) {
-      EXPECT_EQ(answers(domain.get()), fresh_answers(domain.get(), tv_equilibrium_sum));
-    }
+    if (mode == tv_evidence_normal) expect_answers_of_a_fresh_domain(domain.get(), tv_equilibrium_sum);
   };
   for (int round = 0; round < 4; ++round) compare(tv_evidence_normal);
   set_table(bare, {0.1f, 0.9f});

@@ -3,11 +3,10 @@
 // without tables wherever they can, or never; `tiny`, in which every limit is as small as it can be, so that
 // every table has several blocks, every message several parts and every propagation work for threads; `kept`,
 // in which every pattern of evidence leaves its tape or plan behind.
+#include "support/other_ways.h"
+
 #include <cstdio>
 #include <cstdlib>
-#include <string_view>
-
-#include "tables/limits.h"
 
 namespace {
 
@@ -55,17 +54,24 @@ bool apply(std::string_view name, tv::Limits& limits) {
   return true;
 }
 
+}  // namespace
+
+bool test::set_limits(std::string_view names) {
+  while (!names.empty()) {
+    const size_t end = names.find('+');
+    if (!apply(names.substr(0, end), tv::limits)) return false;
+    names.remove_prefix(end == names.npos ? names.size() : end + 1);
+  }
+  return true;
+}
+
+namespace {
+
 [[maybe_unused]] const bool set = [] {
   const char* given = std::getenv("TARVO_TEST_LIMITS");
-  for (std::string_view rest = given ? given : ""; !rest.empty();) {
-    const size_t end = rest.find('+');
-    if (!apply(rest.substr(0, end), tv::limits)) {
-      std::fprintf(stderr, "TARVO_TEST_LIMITS: %s?\n", given);
-      std::exit(2);
-    }
-    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
-  }
-  return given != nullptr;
+  if (!given || test::set_limits(given)) return given != nullptr;
+  std::fprintf(stderr, "TARVO_TEST_LIMITS: %s?\n", given);
+  std::exit(2);
 }();
 
 }  // namespace

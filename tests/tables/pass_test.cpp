@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "support/other_ways.h"
 #include "tables/control.h"
 
 namespace {
@@ -45,53 +46,85 @@ std::vector<size_t> random_counts(std::mt19937& random) {
   }
 }
 
-TEST(Pass, StoredAndFormedTablesGiveThePlainProductsAndSums) {
-  std::mt19937 random(7);
-  for (size_t round = 0; round < 150; ++round) {
-    const std::vector<size_t> counts = random_counts(random);
-    SCOPED_TRACE(testing::PrintToString(counts));
-    const tv::OwnShape shape(counts);
-    std::vector<Operand> operands;
-    std::vector<std::unique_ptr<tv::OwnControl>> controls;
-    std::vector<tv::Step> steps;
-    for (size_t o = 0; o < 4; ++o) operands.push_back(random_operand(random, counts));
+// The product of two factors and what two targets make of it, once as a plain walk and once as a pass.
+class RandomPass {
+ public:
+  explicit RandomPass(std::mt19937& random) : counts_(random_counts(random)), shape_(counts_) {
     for (size_t o = 0; o < 4; ++o) {
-      controls.push_back(std::make_unique<tv::OwnControl>(counts.size()));
-      std::copy(operands[o].steps.begin(), operands[o].steps.end(), controls[o]->steps);
-      tv::finish_control(*controls[o], shape);
-      if (o < 2)
-        steps.push_back({o ? tv::Operation::multiply : tv::Operation::assign, controls[o].get(),
-                         operands[o].numbers.data()});
-      else
-        steps.push_back({tv::Operation::sum, controls[o].get(), nullptr, operands[o].totals.data()});
+      operands_.push_back(random_operand(random, counts_));
+      controls_.push_back(std::make_unique<tv::OwnControl>(counts_.size()));
+      std::copy(operands_[o].steps.begin(), operands_[o].steps.end(), controls_[o]->steps);
+      tv::finish_control(*controls_[o], shape_);
     }
-    std::vector<float> expected(shape.size);
-    std::vector<double> sums[2];
-    for (size_t o : {2, 3}) sums[o - 2].assign(operands[o].totals.size(), 0.0);
-    for (size_t i = 0; i < shape.size; ++i) {
-      expected[i] = operands[0].numbers[index_in(operands[0], counts, i)] *
-                    operands[1].numbers[index_in(operands[1], counts, i)];
-      for (size_t o : {2, 3})
-        sums[o - 2][index_in(operands[o], counts, i)] += static_cast<double>(expected[i]);
+    for (size_t o = 0; o < 2; ++o)
+      steps_.push_back({o ? tv::Operation::multiply : tv::Operation::assign, controls_[o].get(),
+                        operands_[o].numbers.data()});
+    for (size_t o : {2, 3}) {
+      const tv::Operation operation = random() % 2 ? tv::Operation::max : tv::Operation::sum;
+      steps_.push_back({operation, controls_[o].get(), nullptr, operands_[o].totals.data()});
     }
-    std::vector<float> table(shape.size, -1.0f);
-    std::vector<double> scratch(tv::own_totals_for(shape.size));
+    walk();
+  }
+
+  void expect_right_answers() {
+    SCOPED_TRACE(testing::PrintToString(counts_));
+    std::vector<float> table(shape_.size, -1.0f);
+    std::vector<double> scratch(tv::own_totals_for(shape_.size));
     for (float* numbers : {table.data(), static_cast<float*>(nullptr)}) {
       std::vector<double> first[2];
       for (size_t threads : {1, 2, 5}) {
-        for (size_t o : {2, 3}) std::fill(operands[o].totals.begin(), operands[o].totals.end(), 0.0);
+        for (size_t o : {2, 3}) std::fill(operands_[o].totals.begin(), operands_[o].totals.end(), 0.0);
         const tv::ParallelSettings settings = {100, threads, nullptr, scratch.data(), scratch.size()};
-        tv::run_pass(shape, numbers, steps.data(), steps.size(), settings);
+        tv::run_pass(shape_, numbers, steps_.data(), steps_.size(), settings);
         for (size_t o : {2, 3}) {
-          for (size_t i = 0; i < sums[o - 2].size(); ++i)
-            ASSERT_NEAR(operands[o].totals[i], sums[o - 2][i], 1e-9 * (1.0 + sums[o - 2][i]));
-          if (threads == 1) first[o - 2] = operands[o].totals;
-          ASSERT_EQ(operands[o].totals, first[o - 2]) << threads << " threads";
+          const std::vector<double>&found = operands_[o].totals, &expected = totals_[o - 2];
+          const bool is_max = steps_[o].operation == tv::Operation::max;
+          for (size_t i = 0; i < expected.size(); ++i)
+            ASSERT_NEAR(found[i], expected[i], is_max ? 0.0 : 1e-9 * (1.0 + expected[i]));
+          if (threads == 1) first[o - 2] = found;
+          ASSERT_EQ(found, first[o - 2]) << threads << " threads";
         }
       }
     }
-    ASSERT_EQ(table, expected);
+    ASSERT_EQ(table, product_);
   }
+
+ private:
+  void walk() {
+    product_.resize(shape_.size);
+    for (size_t o : {2, 3}) totals_[o - 2].assign(operands_[o].totals.size(), 0.0);
+    for (size_t i = 0; i < shape_.size; ++i) {
+      product_[i] = operands_[0].numbers[index_in(operands_[0], counts_, i)] *
+                    operands_[1].numbers[index_in(operands_[1], counts_, i)];
+      for (size_t o : {2, 3}) {
+        double& total = totals_[o - 2][index_in(operands_[o], counts_, i)];
+        const double entry = static_cast<double>(product_[i]);
+        total = steps_[o].operation == tv::Operation::max ? std::max(total, entry) : total + entry;
+      }
+    }
+  }
+
+  std::vector<size_t> counts_;
+  tv::OwnShape shape_;
+  std::vector<Operand> operands_;
+  std::vector<std::unique_ptr<tv::OwnControl>> controls_;
+  std::vector<tv::Step> steps_;
+  std::vector<float> product_;
+  std::vector<double> totals_[2];
+};
+
+TEST(Pass, StoredAndFormedTablesGiveThePlainProductsSumsAndMaxima) {
+  std::mt19937 random(7);
+  for (size_t round = 0; round < 150 && !HasFatalFailure(); ++round)
+    RandomPass(random).expect_right_answers();
+}
+
+// Blocks of 16 entries.
+TEST(Pass, OfTinyBlocksGiveThem) {
+  const test::KeptLimits kept;
+  ASSERT_TRUE(test::set_limits("tiny"));
+  std::mt19937 random(8);
+  for (size_t round = 0; round < 40 && !HasFatalFailure(); ++round) RandomPass(random).expect_right_answers();
 }
 
 }  // namespace
