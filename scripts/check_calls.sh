@@ -7,7 +7,7 @@ anywhere='abort|exit|_exit|quick_exit|puts|printf|vprintf|putchar|perror|__print
 memory='malloc|calloc|realloc|free|strdup|aligned_alloc|posix_memalign'
 
 [ -n "$(find "$objects" -name '*.o' -print -quit)" ] || { echo "no objects under $objects"; exit 2; }
-found=$(find "$objects" -name '*.o' -print0 | xargs -0 nm -uA | awk -v folder="$objects/" -v anywhere="^($anywhere)$" \
+found=$(find "$objects" -name '*.o' -print0 | xargs -0 "${NM:-nm}" -uA | awk -v folder="$objects/" -v anywhere="^($anywhere)$" \
   -v memory="^($memory)$" '
   {
     file = "src/" substr($1, length(folder) + 1)

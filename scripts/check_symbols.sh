@@ -5,7 +5,7 @@ set -u
 folder=$(cd "$(dirname "$0")" && pwd)
 library=${1:?usage: check_symbols.sh LIBRARY [--update]}
 list=$folder/exports.txt
-exported=$(nm -D --defined-only "$library" | awk '{print $3}' | LC_ALL=C sort)
+exported=$("${NM:-nm}" -D --defined-only "$library" | awk '{print $3}' | LC_ALL=C sort)
 if [ "${2:-}" = --update ]; then
   printf '%s\n' "$exported" >"$list"
   exit 0

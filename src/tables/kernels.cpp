@@ -1,14 +1,17 @@
-// Compiles kernels_body.h for each instruction set and chooses among the results.
+// Compiles kernels_body.h for each instruction set and chooses among the results. The baseline is what every
+// processor of its kind has: 128-bit vectors both on x86-64 and on 64-bit ARM.
 
 #include "tables/kernels.h"
 
 #include "tables/forming.h"
 
+#if defined(__x86_64__)
 #if !defined(__clang__)  // the vectors that its header leaves undefined on purpose
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
 #include <immintrin.h>
+#endif
 
 #include <atomic>
 #include <cstdlib>
@@ -34,6 +37,7 @@ namespace baseline {
 #include "tables/kernels_runs_plain.h"
 }  // namespace baseline
 
+#if defined(__x86_64__)
 TV_BEGIN_TARGET("avx2")
 namespace avx2 {
 #include "tables/kernel_rows.h"
@@ -51,6 +55,7 @@ namespace avx512 {
 #include "tables/kernels_runs_avx512.h"
 }  // namespace avx512
 TV_END_TARGET
+#endif
 
 namespace {
 
@@ -58,6 +63,7 @@ constexpr Kernels kBaseline = {
     "baseline",    baseline::assign,       baseline::multiply, baseline::sum,  baseline::weighted_sum,
     baseline::max, baseline::weighted_max, baseline::divide,   baseline::take, baseline::scale,
     baseline::form};
+#if defined(__x86_64__)
 constexpr Kernels kAvx2 = {"avx2",    avx2::assign,       avx2::multiply, avx2::sum,  avx2::weighted_sum,
                            avx2::max, avx2::weighted_max, avx2::divide,   avx2::take, avx2::scale,
                            avx2::form};
@@ -65,6 +71,7 @@ constexpr Kernels kAvx512 = {
     "avx512",    avx512::assign,       avx512::multiply, avx512::sum,  avx512::weighted_sum,
     avx512::max, avx512::weighted_max, avx512::divide,   avx512::take, avx512::scale,
     avx512::form};
+#endif
 
 struct Available {
   const Kernels* list[4] = {&kBaseline, nullptr, nullptr, nullptr};
@@ -72,10 +79,12 @@ struct Available {
 
   Available() noexcept {
     size_t count = 1;
+#if defined(__x86_64__)
     if (__builtin_cpu_supports("avx2")) list[count++] = &kAvx2;
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw"))
       list[count++] = &kAvx512;
+#endif
     preferred = list[count - 1];
     const char* forced = std::getenv("TARVO_KERNELS");
     for (size_t i = 0; forced && i < count; ++i)

@@ -11,11 +11,20 @@ namespace {
 
 constexpr size_t kLooks = 4000;  // at a value that will change soon, before going to sleep
 
+// Leaves the processor's units to the other thread of its core for a moment.
+inline void rest_briefly() noexcept {
+#if defined(__x86_64__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__)
+  asm volatile("yield");
+#endif
+}
+
 // Until the value is another one.
 void await_change(const std::atomic<uint32_t>& value, uint32_t old) noexcept {
   for (size_t look = 0; look < kLooks; ++look) {
     if (value.load(std::memory_order_acquire) != old) return;
-    __builtin_ia32_pause();
+    rest_briefly();
   }
   while (value.load(std::memory_order_acquire) == old) value.wait(old, std::memory_order_acquire);
 }

@@ -1,5 +1,6 @@
 # Installs the build into a fresh folder and builds a small host against what lies there, found once by
-# find_package and once by pkg-config.  Variables: BUILD, C, CXX, GENERATOR, CONSUMER.
+# find_package and once by pkg-config.  Variables: BUILD, C, CXX, GENERATOR, CONSUMER, and in a cross
+# build TOOLCHAIN and EMULATOR.
 set(stage ${BUILD}/install_test)
 file(REMOVE_RECURSE ${stage})
 
@@ -14,9 +15,9 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${stage}/usr)
 run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${stage}/build -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${stage}/usr
-  -DCMAKE_C_COMPILER=${C} -DCMAKE_CXX_COMPILER=${CXX})
+  -DCMAKE_C_COMPILER=${C} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 run(${CMAKE_COMMAND} --build ${stage}/build)
-run(${stage}/build/consumer)
+run(${EMULATOR} ${stage}/build/consumer)
 
 file(GLOB_RECURSE package ${stage}/usr/tarvo.pc)
 get_filename_component(folder ${package} DIRECTORY)
@@ -28,5 +29,5 @@ if(PKG_CONFIG)
   get_filename_component(library_folder ${folder} DIRECTORY)
   run(${C} -std=c99 -Wall -Wextra -Werror -pedantic ${CONSUMER}/consumer.c -o ${stage}/consumer ${flags}
     -Wl,-rpath,${library_folder})
-  run(${stage}/consumer)
+  run(${EMULATOR} ${stage}/consumer)
 endif()

@@ -11,7 +11,11 @@
 
 namespace test {
 
+#if __LDBL_MANT_DIG__ == 113
+typedef long double Quad;
+#else
 __extension__ typedef __float128 Quad;
+#endif
 using QuadVector = std::vector<Quad>;
 using QuadMatrix = std::vector<QuadVector>;
 
