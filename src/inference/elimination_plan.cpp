@@ -85,7 +85,7 @@ bool EliminationPlan::holds() const noexcept {
 
 bool may_eliminate(const Sweep& sweep) noexcept {
   const JunctionTree& tree = *sweep.engine.tree;
-  return sweep.equilibrium == tv_equilibrium_sum && sweep.mode == tv_evidence_normal && !sweep.plain &&
+  return sweep.equilibrium == tv_equilibrium_sum && sweep.mode == tv_evidence_normal &&
          !tree.has_continuous && !tree.has_chain_components && !sweep.engine.utilities &&
          tree.domain->counters.decision == 0 && tree.approximation_constant == 1.0;
 }

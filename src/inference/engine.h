@@ -189,6 +189,7 @@ struct TreeEngine {
   bool keep_copy = false;
   Block<float> copy;
   std::vector<float> copied_beliefs;
+  double copied_log_constant = 0.0;  // of the required instantiations
 
   std::unique_ptr<UtilityEngine> utilities;  // null for a tree without utility nodes
 };

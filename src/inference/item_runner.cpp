@@ -86,7 +86,7 @@ void ItemRunner::bring_up_to_date(const Lane& lane, const Item& item) {
   if (item.link == static_cast<uint32_t>(kNone)) {
     const ScalarControl control(item.shape);
     const Step normalize = {Operation::multiply, &control, &engine_.inverse};
-    if (!sweep_.plain) run_steps(lane, item, &normalize, 1);
+    run_steps(lane, item, &normalize, 1);
     return;
   }
   const float* message = work(item).links[item.link].received;
@@ -156,23 +156,22 @@ tv_status_t ItemRunner::run_in_parts(const Lane& lane, const Item& item, size_t 
 // product, entries may have been lost on the way: it is then formed again step by step.
 tv_status_t ItemRunner::update_and_marginalize(const Lane& lane, const Item& item, double* totals,
                                                size_t size, CollectOutcome& outcome) {
-  const bool can_repeat = item.starts_anew && !sweep_.plain;
   tv_status_t status = tv_status_none;
   for (size_t together : {limits.updates_together, size_t{1}}) {
     clear_array(totals, size, lane.settings);
     outcome.exponent = 0;
     if (sweep_.equilibrium == tv_equilibrium_max) engine_.table_sum = 0.0;  // else it is not asked for
     status = tv_status_none;
-    if (item.updates <= together || sweep_.plain || work(item).factored)
+    if (item.updates <= together || work(item).factored)
       run_steps(lane, item, steps(item), item.step_count);
     else
       status = run_in_parts(lane, item, together, outcome);
-    if (!can_repeat || item.updates < 2 || holds_mass(totals, size)) break;
+    if (!item.starts_anew || item.updates < 2 || holds_mass(totals, size)) break;
     if (work(item).factored && !lane.may_allocate) return kNeedsToAllocate;
     store_table(work(item));
   }
   work(item).findings.clear();
-  if (status == tv_status_none && sweep_.equilibrium == tv_equilibrium_max && !sweep_.plain)
+  if (status == tv_status_none && sweep_.equilibrium == tv_equilibrium_max)
     status = _tv_check_norm_factor(engine_.table_sum);
   return status;
 }
@@ -215,7 +214,6 @@ tv_status_t ItemRunner::collect(const Lane& lane, const Item& item, CollectOutco
   float* message = place_of_message(item);
   const RatioResult result = (item.has_past ? divide_array : take_array)(lane.totals, separator.old.numbers,
                                                                          message, item.size, lane.settings);
-  if (sweep_.plain) return keep_message(item), tv_status_none;
   if (tv_status_t status = check_ratio(result, item.has_past)) return status;
   outcome.mass = sweep_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
   outcome.largest = result.largest;
@@ -227,7 +225,7 @@ tv_status_t ItemRunner::collect(const Lane& lane, const Item& item, CollectOutco
 }
 
 void ItemRunner::account_for(const Item& item, const CollectOutcome& outcome) noexcept {
-  if (item.kind != ItemKind::collect || sweep_.plain) return;
+  if (item.kind != ItemKind::collect) return;
   CliqueWork& here = work(item);
   CliqueWork& receiver = engine_.cliques[here.links[item.link].neighbor];
   note_power(here, outcome.exponent);
@@ -260,7 +258,6 @@ void ItemRunner::pass_conflict_on(CliqueWork& from, CliqueWork& to, double mass)
 tv_status_t ItemRunner::collect_root(const Lane& lane, const Item& item, CollectOutcome& outcome) {
   CliqueWork& here = work(item);
   if (tv_status_t status = update_and_marginalize(lane, item, &engine_.mass, 1, outcome)) return status;
-  if (sweep_.plain) return tv_status_none;
   note_power(here, outcome.exponent);
   if (tv_status_t status = normalize_root()) return status;
   if (tree_.equilibrium != tv_equilibrium_none) {

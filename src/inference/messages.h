@@ -11,7 +11,6 @@ struct Sweep {
   tv_equilibrium_t equilibrium;  // what is propagated: sum or max
   tv_evidence_mode_t mode;
   bool first = false;  // no separator has a past: nothing to divide by
-  bool plain = false;  // initialising: neither rescaling nor a normalisation constant
 };
 
 // Collect to `root` over the marked cliques, then normalise the root; distribute over the cliques marked by

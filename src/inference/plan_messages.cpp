@@ -347,7 +347,7 @@ class Planner {
     if (via != kNone)
       lists_.steps.push_back(
           {Operation::multiply, &controls(work).of_link(work.links[via]), ratio_of(work.links[via])});
-    else if (!sweep_.plain)
+    else
       lists_.steps.push_back({Operation::multiply, &scalar_of(work), &engine_.inverse});
   }
 

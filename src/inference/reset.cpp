@@ -6,6 +6,7 @@
 #include "inference/reset.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "api/boundary.h"
 #include "inference/cg_engine.h"
@@ -97,13 +98,20 @@ void fix_propagated_states(JunctionTree& tree) noexcept {
   apply_fixed_states(engine_of(tree));
 }
 
+void set_constants(JunctionTree& tree, double log_constant) noexcept {
+  tree.constant = std::exp(log_constant);
+  tree.log_constant = log_constant;
+}
+
+// The constants begin with the probability of the required instantiations.
 tv_status_t initialize_to_sum(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
   fix_propagated_states(tree);
   mark_all_cliques(engine);
   want_all_beliefs(engine);
-  const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal, true, true};
+  const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal, true};
   if (tv_status_t status = _tv_jt_global_propagate(sweep, 0)) return status;
+  if (engine.evidence_count == 0) set_constants(tree, 0.0);  // but for rounding
   tree.equilibrium = tv_equilibrium_sum;
   return tv_status_none;
 }
@@ -130,6 +138,7 @@ void save_tables(JunctionTree& tree) {
     beliefs.insert(beliefs.end(), compiled(*node).belief, compiled(*node).belief + node->number_of_states);
   engine.copied_beliefs = std::move(beliefs);
   engine.copy = std::move(copy);
+  engine.copied_log_constant = engine.evidence_count == 0 ? 0.0 : tree.log_constant;
 }
 
 void load_tables(JunctionTree& tree) noexcept {
@@ -148,6 +157,7 @@ void load_tables(JunctionTree& tree) noexcept {
     std::copy(beliefs, beliefs + node->number_of_states, compiled(*node).belief);
     beliefs += node->number_of_states;
   }
+  set_constants(tree, engine.copied_log_constant);
   tree.equilibrium = tv_equilibrium_sum;
 }
 

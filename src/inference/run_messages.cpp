@@ -122,7 +122,7 @@ class Runner {
   // ---- Branches ----
 
   bool can_run_branches() const noexcept {
-    if (!settings_.workers || items_.weighs_findings() || sweep_.plain || engine_.domain->progress_handler ||
+    if (!settings_.workers || items_.weighs_findings() || engine_.domain->progress_handler ||
         sweep_.equilibrium != tv_equilibrium_sum)
       return false;
     for (size_t i = 0; i < tape_.item_count; ++i)

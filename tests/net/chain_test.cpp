@@ -164,7 +164,7 @@ void expect_answers(const ChainGraph& graph, const Parsed& parsed, Generator& ra
     mass += weight;
     for (size_t i = 0; i < states.size(); ++i) beliefs[i][states[i]] += weight;
   });
-  EXPECT_NEAR(1, tv_domain_get_normalization_constant(parsed.domain.get()) / mass, 1e-4);
+  EXPECT_NEAR(std::log(mass), tv_domain_get_log_normalization_constant(parsed.domain.get()), 1e-4);
   for (size_t i = 0; i < nodes.size(); ++i)
     for (size_t s = 0; s < graph.counts[i]; ++s)
       EXPECT_NEAR(beliefs[i][s] / mass, tv_node_get_belief(nodes[i], s), 1e-5) << name_of(i);
@@ -193,6 +193,72 @@ TEST(ChainPotentials, GiveTheBeliefsOfTheChainGraph) {
     if (HasFailure()) FAIL() << graph.text();
   }
   tv::limits.factored = usual;
+}
+
+// What a host may do before it asks for the probability of evidence.
+void disturb(Generator& random, tv_domain_t* domain, bool has_continuous) {
+  const auto propagate = [&](tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+    if (has_continuous) return;
+    EXPECT_EQ(tv_status_none, tv_domain_propagate(domain, equilibrium, mode));
+  };
+  switch (random.below(8)) {
+    case 0:
+      return propagate(tv_equilibrium_sum, tv_evidence_fast_retraction);
+    case 1:
+      return propagate(tv_equilibrium_max, tv_evidence_normal);
+    case 2:
+      return propagate(tv_equilibrium_max, tv_evidence_fast_retraction);
+    case 3:
+      EXPECT_EQ(tv_status_none, tv_domain_reset_inference_engine(domain));
+      return;
+    case 4:
+      EXPECT_EQ(tv_status_none, tv_domain_initialize(domain));
+      return;
+    case 5:
+      EXPECT_EQ(tv_status_none, tv_domain_initialize(domain));
+      EXPECT_EQ(tv_status_none, tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal));
+      [[fallthrough]];
+    case 6:
+      EXPECT_EQ(tv_status_none, tv_domain_save_to_memory(domain));
+      return;
+    default:
+      EXPECT_EQ(tv_status_none, tv_domain_reclaim_memory_tables(domain));
+  }
+}
+
+// The powers of two that are kept apart from the numbers are counted once, whatever came before; also where
+// resets bring the tables to an equilibrium at once.
+TEST(ChainPotentials, GiveTheProbabilityOfEvidenceHoweverItIsReached) {
+  Generator random(72);
+  for (int i = 0; i < 60; ++i) {
+    const bool has_continuous = i % 3 == 0;
+    const ChainGraph graph = random_chain_graph(random, i % 2 ? 1 : 64);
+    std::string text = graph.text();
+    if (has_continuous) {
+      text += "continuous node X { } potential (X | n0) { data = (";
+      for (size_t s = 0; s < graph.counts[0]; ++s) text += " normal(" + std::to_string(s) + ", 1)";
+      text += "); }";
+    }
+    const Parsed parsed = parse(text);
+    ASSERT_EQ(tv_status_none, parsed.status) << text << testing::PrintToString(parsed.messages);
+    ASSERT_EQ(tv_status_none, tv_domain_compile(parsed.domain.get())) << text;
+    for (int j = 0; j < 12; ++j) {
+      expect_answers(graph, parsed, random);
+      disturb(random, parsed.domain.get(), has_continuous);
+    }
+    if (HasFailure()) FAIL() << text;
+  }
+}
+
+TEST(ChainPotentials, MakeNoConflictOfOneFinding) {
+  const Parsed parsed = parse(
+      "node A { states = (\"0\" \"1\"); } node B { states = (\"0\" \"1\"); } continuous node X { }\n"
+      "potential (A B) { data = (1 2 3 4); } potential (X | A) { data = (normal(0, 1) normal(1, 1)); }");
+  ASSERT_EQ(tv_status_none, tv_domain_compile(parsed.domain.get()));
+  tv_node_select_state(node(parsed, "A"), 1);
+  ASSERT_EQ(tv_status_none, tv_domain_propagate(parsed.domain.get(), tv_equilibrium_sum, tv_evidence_normal));
+  EXPECT_NEAR(0.7, tv_domain_get_normalization_constant(parsed.domain.get()), 1e-6);
+  EXPECT_NEAR(1, tv_domain_get_conflict(parsed.domain.get()), 1e-6);
 }
 
 const char kPair[] =
