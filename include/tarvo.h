@@ -1548,8 +1548,12 @@ TV_API tv_table_t* tv_clique_get_probability_table(const tv_clique_t* clique);
 /**
  * The table of expected utilities of a clique, owned by it; NULL with status none in a domain without utility
  * nodes. For each configuration of the members its data are the expected sum of all utilities of the tree,
- * given the configuration and the evidence; 0 where that is impossible. After a reset, before the next
- * propagation, they are the sum of the utilities that are assigned to the clique.
+ * given the configuration and the evidence; 0 where that is impossible. Like all results they are those of the
+ * last propagation, whatever is entered or changed since. After a reset, before the next propagation, they are
+ * the sum of the utilities that are assigned to the clique.
+ *
+ * tv_table_get_data fails, returning NULL: no_equilibrium - a table was changed, through a pointer to its data
+ * from before the last propagation, since then.
  */
 TV_API tv_table_t* tv_clique_get_utility_table(const tv_clique_t* clique);
 
@@ -1773,8 +1777,8 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  * When one of the checks listed first fails, nothing changes. On any later failure the trees are reset: no
  * evidence is propagated, results cannot be read (no_equilibrium) until a propagation succeeds, and the
  * entered evidence is still there to be corrected. Trees with continuous nodes, unless the progress handler
- * asked to stop, and trees whose initial tables are kept in memory (tv_domain_save_to_memory) answer without
- * evidence instead.
+ * asked to stop or memory ran out, and trees whose initial tables are kept in memory
+ * (tv_domain_save_to_memory) answer without evidence instead.
  *
  * Fails, checked in this order: usage - `equilibrium` is neither sum nor max, or `mode` is none of the two;
  * not_compiled; usage - anything but sum and normal in a domain with continuous nodes; invalid_evidence - a
@@ -1785,7 +1789,8 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  * message; low_density - the density of an observed value is no normal number; zero_variance - an observed
  * value was certain already, given the other ones, in a configuration of positive probability, so that it has
  * no density; overflow - a number grew beyond 3.40282e+38; fast_retraction - zeros in the distributions defeat
- * that mode; error - the progress handler asked to stop, or the domain needs what this version does not
+ * that mode; normalization - in that mode, what is entered on all nodes but one is impossible, so that this one
+ * has no belief; error - the progress handler asked to stop, or the domain needs what this version does not
  * have.
  */
 TV_API tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equilibrium,
@@ -1824,12 +1829,15 @@ TV_API int tv_domain_evidence_mode_is(const tv_domain_t* domain, tv_evidence_mod
 TV_API int tv_jt_evidence_mode_is(const tv_junction_tree_t* jt, tv_evidence_mode_t mode);
 
 /**
- * Fills all trees again from the potentials, without evidence. The entered evidence stays entered and is
- * taken in by the next propagation; until then there may be no result to read (no_equilibrium). A failure in
- * one tree does not keep the others from being reset; the first one is reported.
+ * Fills all trees again from the potentials, without evidence, so with the policies of all decisions. The
+ * entered evidence stays entered and is taken in by the next propagation; until then there may be no result to
+ * read (no_equilibrium). A failure in one tree does not keep the others from being reset; the first one is
+ * reported.
  *
  * Fails: not_compiled; invalid_evidence - a required selected state is missing;
- * invalid_probability_potential - as for tv_domain_propagate.
+ * invalid_probability_potential - as for tv_domain_propagate; inconsistency_or_underflow - the required states
+ * are impossible together; error - the progress handler asked to stop. The last two only where a tree is brought
+ * to equilibrium at once: one with continuous nodes, or one whose initial tables are kept in memory.
  */
 TV_API tv_status_t tv_domain_reset_inference_engine(tv_domain_t* domain);
 

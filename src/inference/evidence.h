@@ -41,7 +41,7 @@ bool _tv_node_hard_evidence_is_propagated(const Node& node) noexcept;
 bool _tv_node_likelihood_is_propagated(const Node& node) noexcept;
 tv_number_t _tv_node_get_propagated_finding(const Node& node, size_t state) noexcept;
 
-// Whether a decision has been taken: its state then stands in the place of its policy.
+// Whether a decision has been taken: once that is propagated its state stands in the place of its policy.
 inline bool decision_is_made(const Node& node) noexcept {
   return node.category == tv_category_decision && node.entered.state >= 0;
 }

@@ -67,7 +67,7 @@ void instantiate_known_members(const NodeList& members, size_t discrete,
 tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
   std::fill(full.data.begin(), full.data.end(), 1.0f);
   for (const PotentialPlan& plan : work.potentials) {
-    if (plan.node() && decision_is_made(*plan.node())) continue;
+    if (plan.node() && compiled(*plan.node()).policy_left_out) continue;
     if (const Table* table = plan.table()) {
       if (tv_status_t status = multiply_table(full, *table)) return status;
     } else {

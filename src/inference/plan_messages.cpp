@@ -74,7 +74,8 @@ class Planner {
       const Node& node = *(*work.table.members)[m];
       if (towards_root.member_of[m] != kNoMember || !is_discrete(node)) continue;
       const CompiledNode& data = compiled(node);
-      if (data.assigned != work.clique || data.propagated_state != kNoEvidence) return false;
+      if (data.assigned != work.clique || data.propagated_state != kNoEvidence || data.policy_left_out)
+        return false;
       ++own;
     }
     return own == work.potentials.size();
@@ -107,7 +108,7 @@ class Planner {
     Operation operation = Operation::assign;
     for (PotentialPlan& plan : work.potentials) {
       refresh(plan);
-      if (plan.node() && decision_is_made(*plan.node())) {
+      if (plan.node() && compiled(*plan.node()).policy_left_out) {
         lists_.steps.push_back({operation, &scalar_of(work), &kOne});
       } else if (plan.table()) {
         lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.size(), &plan});

@@ -27,6 +27,12 @@
 namespace tv {
 namespace {
 
+bool has_made_decision(const JunctionTree& tree) noexcept {
+  if (tree.domain->counters.decision == 0) return false;
+  return std::any_of(tree.nodes.begin(), tree.nodes.end(),
+                     [](const Node* node) { return decision_is_made(*node); });
+}
+
 bool decision_evidence_changes(const JunctionTree& tree) noexcept {
   if (tree.domain->counters.decision == 0) return false;
   for (const Node* node : tree.nodes)
@@ -250,8 +256,20 @@ tv_status_t refuse_for_continuous() noexcept {
 }
 
 // Trees with continuous nodes answer without evidence after a failure, where nothing prevents that.
-void reset_continuous(JunctionTree& tree) {
-  if (tree.has_continuous && _tv_jt_reset_inference_engine(tree, ResetForm::full)) recover_tree(tree);
+void reset_continuous(JunctionTree& tree) noexcept {
+  if (tree.has_continuous)
+    succeeds_with_memory([&] { _tv_jt_reset_inference_engine(tree, ResetForm::full); });
+}
+
+// A failure in one tree takes all of them back.
+tv_status_t propagate_all_trees(Domain& domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  DomainRecovery recovery(domain);
+  const auto propagate = [&](JunctionTree& tree) {
+    return _tv_jt_make_consistent(tree, nullptr, equilibrium, mode);
+  };
+  if (tv_status_t status = for_each_tree_in_order(domain, propagate)) return status;
+  recovery.dismiss();
+  return tv_status_none;
 }
 
 tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
@@ -260,23 +278,18 @@ tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t eq
   if (tree.has_continuous && !is_plain_request(equilibrium, mode)) return refuse_for_continuous();
   if (!_tv_jt_evidence_is_valid(tree) || !_tv_domain_ijt_nodes_are_instantiated(*tree.domain))
     return tv_status_invalid_evidence;
-  TreeRecovery recovery(tree);
   const tv_status_t status = _tv_jt_make_consistent(tree, root, equilibrium, mode);
   if (status && status != tv_status_error) reset_continuous(tree);
-  recovery.dismiss();
   return explain_failure(*tree.domain, status);
-}
-
-void reset_after_failure(Domain& domain) {
-  for (JunctionTree& tree : domain.forest->trees) recover_tree(tree);
-  for (JunctionTree& tree : domain.forest->trees) reset_continuous(tree);
 }
 
 // Every tree is reset, whatever becomes of the others; the first failure is told.
 tv_status_t reset_all_trees(Domain& domain) {
   tv_status_t first = tv_status_none;
   const auto reset = [&](JunctionTree& tree) {
-    const tv_status_t status = _tv_jt_reset_inference_engine(tree, ResetForm::full);
+    tv_status_t status = tv_status_none;
+    if (!succeeds_with_memory([&] { status = _tv_jt_reset_inference_engine(tree, ResetForm::full); }))
+      status = tv_status_no_memory;
     if (first == tv_status_none) first = status;
     return tv_status_none;
   };
@@ -294,8 +307,8 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   const bool is_reset = reset_is_needed(tree, mode);
   if (is_reset) {
     const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction
-                           : holds_entered_values(tree)        ? ResetForm::bare
-                                                               : ResetForm::full;
+                           : holds_entered_values(tree) || has_made_decision(tree) ? ResetForm::bare
+                                                                                   : ResetForm::full;
     if (tv_status_t status = _tv_jt_reset_inference_engine(tree, form)) return status;
   }
   if ((engine.cg || !is_reset) && has_nothing_to_do(tree, equilibrium, mode)) {
@@ -320,13 +333,9 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
 tv_status_t _tv_domain_propagate(Domain& domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
   if (!_tv_domain_evidence_is_valid(domain) || !_tv_domain_ijt_nodes_are_instantiated(domain))
     return tv_status_invalid_evidence;
-  DomainRecovery recovery(domain);
-  const auto propagate = [&](JunctionTree& tree) {
-    return _tv_jt_make_consistent(tree, nullptr, equilibrium, mode);
-  };
-  const tv_status_t status = for_each_tree_in_order(domain, propagate);
-  if (status && status != tv_status_error) reset_after_failure(domain);
-  recovery.dismiss();
+  const tv_status_t status = propagate_all_trees(domain, equilibrium, mode);
+  if (status && status != tv_status_error)
+    for (JunctionTree& tree : domain.forest->trees) reset_continuous(tree);
   return explain_failure(domain, status);
 }
 

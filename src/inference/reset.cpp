@@ -38,7 +38,7 @@ void clear_state(JunctionTree& tree) noexcept {
   for_each_with_evidence(engine, [](const Node& node) {
     CompiledNode& data = compiled(node);
     data.propagated_state = kNoEvidence;
-    data.value_propagated = false;
+    data.value_propagated = data.policy_left_out = false;
   });
   engine.evidence_count = engine.likelihood_count = 0;
   // The evidence of required instantiations becomes part of the initial tables.
@@ -84,11 +84,15 @@ void remember_configurations(JunctionTree& tree) noexcept {
     compiled(*node).table_configuration = any ? configuration_of_required(*node) : kNone;
 }
 
-// The initial tables are then others than those without evidence: the policy is not in them.
-bool has_made_decision(const JunctionTree& tree) noexcept {
+// Whether there is any. What is propagated next then does not start from the initial tables.
+bool leave_out_policies(JunctionTree& tree) noexcept {
   if (tree.domain->counters.decision == 0) return false;
-  return std::any_of(tree.nodes.begin(), tree.nodes.end(),
-                     [](const Node* node) { return decision_is_made(*node); });
+  bool any = false;
+  for_each_with_evidence(engine_of(tree), [&](const Node& node) {
+    compiled(node).policy_left_out = decision_is_made(node);
+    any |= decision_is_made(node);
+  });
+  return any;
 }
 
 void fix_propagated_states(JunctionTree& tree) noexcept {
@@ -193,25 +197,45 @@ void forget_conflicts(TreeEngine& engine) noexcept {
   engine.all_in_conflict = false;
 }
 
-void recover_tree(JunctionTree& tree) noexcept {
-  const TreeEngine& engine = engine_of(tree);
-  const bool copy_holds = engine.keep_copy && engine.copy.data() && !tree.tables_touched &&
-                          !has_made_decision(tree) && !_tv_jt_has_new_tables(tree);
+namespace {
+
+void forget_all(JunctionTree& tree) noexcept {
   clear_state(tree);
   count_evidence_to_propagate(tree);
   forget_tables(engine_of(tree));
   forget_utilities(tree);
-  if (!copy_holds) return;
+}
+
+bool copy_holds(const JunctionTree& tree) noexcept {
+  const TreeEngine& engine = engine_of(tree);
+  return engine.keep_copy && engine.copy.data() && !tree.tables_touched && !_tv_jt_has_new_tables(tree);
+}
+
+void load_copy(JunctionTree& tree) noexcept {
   load_tables(tree);
   update_expected_utilities(tree, {});
 }
 
+}  // namespace
+
+void recover_tree(JunctionTree& tree) noexcept {
+  forget_all(tree);
+  if (copy_holds(tree)) load_copy(tree);
+}
+
 tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
   TreeEngine& engine = engine_of(tree);
-  const tv_status_t generated = refresh_own_model_tables(tree);
-  recover_tree(tree);
-  if (generated) return generated;
-  if (tree.equilibrium == tv_equilibrium_sum) return tv_status_none;  // from the copy
+  TreeRecovery recovery(tree);
+  if (tv_status_t status = refresh_own_model_tables(tree)) return status;
+  forget_all(tree);
+  const bool is_decided = form != ResetForm::full && leave_out_policies(tree);
+  const bool holds = copy_holds(tree);
+  if (holds && !is_decided) {
+    load_copy(tree);
+    recovery.dismiss();
+    return tv_status_none;
+  }
+  if (!holds) engine.copy.reset();  // nothing will tell any more that it is of other tables
   if (tree.tables_touched) {
     if (engine.cg) forget_all_regressions(*engine.cg);
     if (tv_status_t status = jt_check_user_potentials(tree)) return status;
@@ -219,14 +243,16 @@ tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
   }
   tree.approximation_constant = 1.0;
   const bool initializes = form == ResetForm::fast_retraction || (form == ResetForm::full && engine.cg);
-  if (initializes || engine.keep_copy) {
+  const bool keeps_copy = engine.keep_copy && !is_decided;
+  if (initializes || keeps_copy) {
     if (engine.cg) drop_values(*engine.cg);
     if (tv_status_t status = initialize_to_sum(tree)) return status;
     update_expected_utilities(tree, {});
   }
-  if (engine.keep_copy && !has_made_decision(tree)) save_tables(tree);
+  if (keeps_copy) save_tables(tree);
   remember_configurations(tree);
   tree.tables_touched = false;
+  recovery.dismiss();
   return tv_status_none;
 }
 

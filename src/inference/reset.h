@@ -7,11 +7,13 @@ namespace tv {
 
 enum class ResetForm {
   full,  // the next propagation starts from the potentials; a tree with continuous nodes is brought
-         // to sum equilibrium at once
-  fast_retraction,  // every tree is
-  bare              // none is
+         // to sum equilibrium at once, and one whose initial tables are kept
+  fast_retraction,  // every tree is; for a propagation that follows
+  bare              // also for one: a tree is brought to it only where its initial tables are kept
 };
 
+// What a propagation that follows starts from lacks the policies of decisions that have been made. The tree
+// is left as after any failure when the reset fails.
 tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form);
 
 // The reset after a failure: never fails, looks at no potential, and computes nothing; a copy of the

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <numeric>
 
@@ -184,6 +185,40 @@ TEST_F(ResetRules, RequiredStatesArePartOfTheTables) {
   propagate();
 }
 
+// However little probability the required states have together; only where they have none a reset that brings
+// the tables to an equilibrium fails.
+TEST(RequiredStates, MayBeImprobable) {
+  for (const bool possible : {true, false}) {
+    const DomainOwner domain = new_domain();
+    tv_node_t* cause = add_node(domain.get(), "cause", 2, {}, {0.25f, 0.75f});
+    std::vector<tv_node_t*> required;
+    for (int i = 0; i < 12; ++i)
+      required.push_back(add_node(domain.get(), nullptr, 2, {cause}, {1e-5f, 1, 2e-5f, 1}));
+    if (!possible) set_table(required.back(), {0, 1, 0, 1});
+    for (tv_node_t* node : required) tv_node_select_state(node, 1);
+    std::vector<tv_node_t*> list = required;
+    list.push_back(nullptr);
+    ASSERT_EQ(tv_domain_set_ijt_nodes(domain.get(), list.data()), tv_status_none);
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    ASSERT_EQ(tv_domain_save_to_memory(domain.get()), tv_status_none);
+    for (tv_node_t* node : required) tv_node_select_state(node, 0);
+    const tv_status_t expected = possible ? tv_status_none : tv_status_inconsistency_or_underflow;
+    EXPECT_EQ(tv_domain_reset_inference_engine(domain.get()), expected);
+    EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), expected);
+    if (!possible) continue;
+    EXPECT_NEAR(tv_node_get_belief(cause, 0), 1 / (1 + 3 * 4096.0), 1e-6);
+    EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_fast_retraction), expected);
+    EXPECT_NEAR(tv_node_get_belief(required[0], 0), 2e-5, 1e-7);
+    tv_node_select_state(cause, 1);
+    for (int round = 0; round < 2; ++round) {
+      ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+      EXPECT_NEAR(tv_domain_get_log_normalization_constant(domain.get()),
+                  std::log(0.75) + 12 * std::log(2e-5 / 1.00002), 1e-5);
+      ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+    }
+  }
+}
+
 // A kept copy holds for one list of required nodes and one choice of their states, also of nodes that have
 // no table of their own.
 TEST_F(ResetRules, CopiesFollowTheRequiredStates) {
@@ -255,6 +290,46 @@ TEST_F(ResetRules, InvalidTablesAreRefusedAndRepaired) {
   set_table(cause, {2, 3, 5});
   propagate();
   EXPECT_FLOAT_EQ(tv_table_get_data(tv_node_get_table(cause))[2], 0.5f) << "shown normalised after use";
+}
+
+// Asks to stop when it is called for the n-th time.
+struct Stop {
+  int calls_left;
+  static int ask(const char*, double, void* data) { return static_cast<Stop*>(data)->calls_left-- == 0; }
+};
+
+// Wherever the host stops a propagation, the whole domain is as before any: no tree answers with evidence
+// that others lack.
+TEST(Stops, TakeAllTreesBack) {
+  size_t stops = 0;
+  for (uint64_t seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    Generator random(seed);
+    const DomainOwner domain =
+        random_network(random, Values::positive, {.max_joint = 300, .link_chance = 0.2});
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    for (int n = 0, stopped = 1; stopped; ++n) {
+      for (tv_node_t* node : nodes_of(domain.get()))
+        if (random.chance(0.5)) change_evidence(random, node, Findings::positive);
+      if (random.chance(0.1)) tv_domain_save_to_memory(domain.get());
+      const auto mode = random.chance(0.5) ? tv_evidence_normal : tv_evidence_fast_retraction;
+      const Oracle::Evidence entered = Oracle(domain.get()).entered();
+      Stop stop = {n};
+      tv_domain_set_progress_handler(domain.get(), Stop::ask, &stop);
+      const tv_status_t status = tv_domain_propagate(domain.get(), tv_equilibrium_sum, mode);
+      tv_domain_set_progress_handler(domain.get(), nullptr, nullptr);
+      stopped = status != tv_status_none;
+      if (!stopped) break;
+      ++stops;
+      EXPECT_EQ(status, tv_status_error);
+      EXPECT_EQ(tv_domain_evidence_is_propagated(domain.get()), 0);
+      EXPECT_EQ(Oracle(domain.get()).entered(), entered);
+      if (random.chance(0.3)) continue;
+      ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, mode), tv_status_none);
+      EXPECT_EQ(wrong_answer(domain.get(), tv_equilibrium_sum, mode, mode == tv_evidence_normal), "");
+    }
+  }
+  EXPECT_GT(stops, 300u);
 }
 
 TEST(Sizes, ATableBeyondTheAddressSpaceStopsCompilation) {
