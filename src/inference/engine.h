@@ -16,6 +16,7 @@
 
 #include "compile/forest.h"
 #include "inference/fixed_list.h"
+#include "inference/kept_tables.h"
 #include "inference/tape.h"
 #include "tables/control.h"
 
@@ -111,12 +112,6 @@ struct CliqueWork {
   MemberList findings;            // members whose update findings wait to be multiplied in
 };
 
-// The numbers that a node's table had when its tree came to its equilibrium.
-struct KeptPotential {
-  size_t layout = kNone;  // kNone: not kept
-  Block<float> numbers;
-};
-
 struct TreeEngine {
   TreeEngine();
   ~TreeEngine();
@@ -179,8 +174,7 @@ struct TreeEngine {
   double entries = 0.0;  // of all clique tables
   uint32_t patterns_to_pass = 0;
   bool has_beliefs_only = false;
-  std::vector<KeptPotential> kept_potentials;  // then, by position of the node: what may have changed since
-  bool has_lost_potentials = false;            // some changed without notice
+  KeptTables kept_potentials;  // then, by position of the node: what may have changed since
 
   FixedList<Node*> pending;   // nodes whose evidence the current propagation takes in
   FixedList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit

@@ -192,7 +192,6 @@ void refresh_plans(TreeEngine& engine) noexcept {
 void forget_tables(TreeEngine& engine) noexcept {
   engine.has_beliefs_only = false;
   engine.kept_potentials.clear();
-  engine.has_lost_potentials = false;
   for (CliqueWork& work : engine.cliques) {
     work.initialized = false;
     work.constant = 1.0f;

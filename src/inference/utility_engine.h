@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "compile/forest.h"
+#include "inference/kept_tables.h"
 #include "tables/product_pass.h"
 
 namespace tv {
@@ -81,9 +82,10 @@ struct UtilityEngine {
   };
   std::vector<Hop> path;  // of a walk over the tree
   tv_evidence_mode_t mode = tv_evidence_normal;
-  bool stale = true;   // messages and results say nothing about the tables as they are now
-  size_t version = 0;  // grows with every change of results, for the host's copies
-  double scale = 0.0;  // bound of the sum of all utilities
+  KeptTables kept_tables;  // by operand: those that may have changed since they were propagated
+  bool stale = true;       // messages and results say nothing about the tables as they are now
+  size_t version = 0;      // grows with every change of results, for the host's copies
+  double scale = 0.0;      // bound of the sum of all utilities
 };
 
 // Null for a tree without utility nodes.
@@ -116,6 +118,9 @@ size_t known_offset(const UtilityClique& work, const UtilityOperand& operand) no
 // Whether the operand has numbers that count: those of a decision with evidence do not, nor those of a node
 // without a table.
 bool counts(const UtilityOperand& operand) noexcept;
+
+// The position of a node's table among the operands; kNone where it is none of them.
+size_t operand_of(const UtilityEngine& engine, const Node& node) noexcept;
 
 // Makes all messages to a clique valid.
 void collect_utilities(UtilityEngine& engine, size_t clique) noexcept;

@@ -202,6 +202,7 @@ void invalidate_messages(UtilityEngine& engine, size_t clique) noexcept {
 void forget_utilities(JunctionTree& tree) noexcept {
   if (UtilityEngine* engine = utilities_of(tree)) {
     engine->stale = true;
+    engine->kept_tables.clear();
     ++engine->version;
   }
 }
@@ -225,6 +226,7 @@ void update_expected_utilities(JunctionTree& tree, std::span<Node* const> change
       if (engine->cliques[c].dirty) invalidate_messages(*engine, c);
   }
   engine->stale = false;
+  engine->kept_tables.clear();
   ++engine->version;
   for (size_t c = 0; c < engine->cliques.size(); ++c) read_clique(*engine, c);
 }

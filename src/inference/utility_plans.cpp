@@ -99,7 +99,16 @@ size_t known_offset(const UtilityClique& work, const UtilityOperand& operand) no
 
 bool counts(const UtilityOperand& operand) noexcept {
   const Table* table = operand.table();
-  return table && has_data(*table) && !(operand.node && decision_is_made(*operand.node));
+  return table && has_data(*table) && !(operand.node && compiled(*operand.node).policy_left_out);
+}
+
+size_t operand_of(const UtilityEngine& engine, const Node& node) noexcept {
+  const Clique* const clique = compiled(node).assigned;
+  if (!clique) return kNone;
+  const std::span<UtilityOperand> operands = engine.cliques[clique->position].operands;
+  const auto found = std::find_if(operands.begin(), operands.end(),
+                                  [&](const UtilityOperand& operand) { return operand.node == &node; });
+  return found == operands.end() ? kNone : static_cast<size_t>(&*found - engine.operands.data());
 }
 
 }  // namespace tv

@@ -74,13 +74,17 @@ tv_status_t materialize_utilities(Table& table) {
   UtilityEngine& engine = *utilities_of(*clique.tree);
   UtilityClique& work = engine.cliques[clique.position];
   if (has_data(table) && work.materialized == engine.version) return tv_status_none;
+  if (engine.kept_tables.are_lost) return tv_status_no_equilibrium;
   if (!has_data(table)) table.data.allocate_uninitialized(table.size);
   std::fill(table.data.begin(), table.data.end(), 0.0f);
   work.materialized = kNone;  // should memory run out on the way
-  if (engine.stale)
+  if (engine.stale) {
     add_own_utilities(work, table);
-  else
+  } else {
+    const FormerNumbers numbers(engine.kept_tables,
+                                [&](size_t place) { return engine.operands[place].node->table.get(); });
     spread_utilities(engine, clique.position, table);
+  }
   work.materialized = engine.version;
   return tv_status_none;
 }

@@ -90,8 +90,24 @@ class Host {
       tv_domain_set_concurrency_level(domain, 1 + random.below(3));
     } else if (kind < 0.91) {
       tv_domain_set_grain_size(domain, random.chance(0.5) ? 1 : 10000);
+    } else if (kind < 0.96) {
+      return reorder(random, tv_node_get_table(any(random)));
     }
     return tv_status_none;
+  }
+
+  // Now and then the host has looked at the numbers before, or changes them afterwards.
+  tv_status_t reorder(Generator& random, tv_table_t* table) {
+    std::vector<tv_node_t*> order;
+    for (tv_node_t** node = tv_table_get_nodes(table); *node; ++node) order.push_back(*node);
+    const bool looks = random.chance(0.3), changes = random.chance(0.3);
+    if (looks) tv_table_get_data(table);
+    for (size_t i = order.size() - 1; i > 1; --i) std::swap(order[i - 1], order[random.below(i)]);
+    tv_node_t* const node = order.back();
+    order.push_back(nullptr);
+    const tv_status_t status = tv_table_reorder_nodes(table, order.data());
+    if (changes) set_random_table(random, node, values_);
+    return status;
   }
 
   Observed observe(uint64_t seed) {

@@ -46,10 +46,21 @@ void expect_right_utilities(tv_domain_t* domain, tv_evidence_mode_t mode) {
   }
 }
 
-// The utility table of each clique: the expectation given each of its configurations.
-void expect_right_clique_tables(tv_domain_t* domain) {
+void expect_right_beliefs(tv_domain_t* domain) {
   const LimidOracle oracle(domain);
-  const LimidOracle::Evidence evidence = oracle.entered();
+  std::map<const tv_node_t*, std::vector<double>> beliefs;
+  for (tv_node_t* node : oracle.variables()) beliefs[node].resize(tv_node_get_number_of_states(node));
+  oracle.each(oracle.entered(), nullptr, [&](const LimidOracle::States& states, double weight) {
+    for (auto& [node, belief] : beliefs) belief[states.at(node)] += weight;
+  });
+  for (const auto& [node, belief] : beliefs)
+    for (size_t s = 0; s < belief.size(); ++s)
+      EXPECT_NEAR(tv_node_get_belief(node, s), belief[s] / oracle.mass(oracle.entered()), 1e-5);
+}
+
+// The utility table of each clique: the expectation given each of its configurations.
+void expect_right_clique_tables(tv_domain_t* domain, const LimidOracle& oracle,
+                                const LimidOracle::Evidence& evidence) {
   for (tv_clique_t* clique = tv_domain_get_first_clique(domain); clique;
        clique = tv_clique_get_next(clique)) {
     tv_table_t* table = tv_clique_get_utility_table(clique);
@@ -69,6 +80,11 @@ void expect_right_clique_tables(tv_domain_t* domain) {
       EXPECT_NEAR(data[i], expected, 1e-6 * std::abs(expected) + 1e-3 * (std::abs(expected) > 1e3) + 1e-4);
     }
   }
+}
+
+void expect_right_clique_tables(tv_domain_t* domain) {
+  const LimidOracle oracle(domain);
+  expect_right_clique_tables(domain, oracle, oracle.entered());
 }
 
 void change_evidence_anywhere(Generator& random, tv_domain_t* domain) {
@@ -109,6 +125,94 @@ TEST(ExpectedUtility, IsTheSumOverAllConfigurations) {
     }
   }
   EXPECT_GT(propagations, 400u);
+}
+
+void reorder_parents(Generator& random, tv_node_t* node) {
+  tv_table_t* const table = tv_node_get_table(node);
+  std::vector<tv_node_t*> order;
+  for (tv_node_t** member = tv_table_get_nodes(table); *member; ++member) order.push_back(*member);
+  const size_t free = order.size() - !has_category(node, tv_category_utility);
+  for (size_t i = free; i > 1; --i) std::swap(order[i - 1], order[random.below(i)]);
+  order.push_back(nullptr);
+  EXPECT_EQ(tv_table_reorder_nodes(table, order.data()), tv_status_none);
+}
+
+// Neither what is entered nor what is changed counts before it is propagated, also not in tables that are
+// formed when they are first asked for.
+TEST(ExpectedUtility, CliqueTablesShowWhatIsPropagated) {
+  size_t looks = 0;
+  for (uint64_t seed = 300; seed < 400; ++seed) {
+    SCOPED_TRACE(seed);
+    Generator random(seed);
+    const DomainOwner domain = random_limid(random, {.nodes = 7, .max_joint = 120});
+    if (nodes_with(domain.get(), tv_category_utility).empty()) continue;
+    if (tv_domain_compile(domain.get()) != tv_status_none) continue;
+    for (int step = 0; step < 4; ++step) {
+      change_evidence_anywhere(random, domain.get());
+      if (tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal) != tv_status_none) {
+        tv_domain_retract_findings(domain.get());
+        ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+      }
+      if (random.chance(0.4)) {
+        ASSERT_EQ(tv_domain_update_policies(domain.get()), tv_status_none);
+      }
+      const LimidOracle oracle(domain.get());
+      const LimidOracle::Evidence evidence = oracle.entered();
+      for (int change = 0; change < 3; ++change) {
+        tv_node_t* const node = random.pick(nodes_of(domain.get()));
+        if (random.chance(0.3))
+          fill_table(random, node, false);
+        else if (random.chance(0.5))
+          reorder_parents(random, node);
+        else
+          change_evidence_anywhere(random, domain.get());
+      }
+      expect_right_clique_tables(domain.get(), oracle, evidence);
+      ++looks;
+      if (HasFailure()) return;
+    }
+  }
+  EXPECT_GT(looks, 200u);
+}
+
+// Resets show the policies of all decisions, also of those that are entered as made.
+TEST(ExpectedUtility, CopiesOfTheInitialTablesHoldThePolicies) {
+  size_t resets = 0;
+  for (uint64_t seed = 500; seed < 600; ++seed) {
+    SCOPED_TRACE(seed);
+    Generator random(seed);
+    const DomainOwner domain = random_limid(random, {.nodes = 6, .max_joint = 100, .decision_chance = 0.5});
+    if (nodes_with(domain.get(), tv_category_utility).empty()) continue;
+    if (tv_domain_compile(domain.get()) != tv_status_none) continue;
+    for (int step = 0; step < 8; ++step) {
+      change_evidence_anywhere(random, domain.get());
+      if (random.chance(0.2)) fill_table(random, random.pick(nodes_of(domain.get())), false);
+      const auto mode = random.chance(0.2) ? tv_evidence_fast_retraction : tv_evidence_normal;
+      const tv_status_t status = tv_domain_propagate(domain.get(), tv_equilibrium_sum, mode);
+      const bool possible = LimidOracle(domain.get()).mass(LimidOracle(domain.get()).entered()) > 0;
+      if (status == tv_status_none && possible) {
+        expect_right_utilities(domain.get(), mode);
+        if (mode == tv_evidence_normal) expect_right_beliefs(domain.get());
+      }
+      if (random.chance(0.3)) {
+        ASSERT_EQ(tv_domain_save_to_memory(domain.get()), tv_status_none);
+      }
+      if (random.chance(0.1)) {
+        ASSERT_EQ(tv_domain_reclaim_memory_tables(domain.get()), tv_status_none);
+      }
+      if (random.chance(0.4)) {
+        ASSERT_EQ(tv_domain_initialize(domain.get()), tv_status_none);
+        if (tv_domain_equilibrium_is(domain.get(), tv_equilibrium_sum) == 1) {
+          ++resets;
+          expect_right_utilities(domain.get(), tv_evidence_normal);
+          expect_right_beliefs(domain.get());
+          EXPECT_NEAR(tv_domain_get_log_normalization_constant(domain.get()), 0, 1e-5);
+        }
+      }
+      if (HasFailure()) return;
+    }
+  }
+  EXPECT_GT(resets, 50u);
 }
 
 TEST(ExpectedUtility, LargeCliquesAreSummedInBlocks) {
