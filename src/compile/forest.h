@@ -139,7 +139,7 @@ struct CompiledNode {
   bool belief_wanted = false;  // to be updated by the current propagation
   bool value_propagated = false;
   bool belief_in_separator = false;
-  bool policy_left_out = false;  // of a decision: its state stands in the place of its policy
+  bool policy_left_out = false;   // of a decision: its state stands in the place of its policy
   unsigned char trail_marks = 0;  // of the d-connection search; 0 outside it
   double propagated_value = 0.0;
 
