@@ -1,41 +1,107 @@
-// tarvo check: what the parser says of a file, and what the library says of its potentials.
+// tarvo check: everything about a network that cannot be, or is hardly meant as it stands.
+#include "check.h"
+
+#include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "memory.h"
-#include "trace_text.h"
+#include "progress.h"
 
 namespace program {
 namespace {
 
-// The section of the trace that begins with `heading`, up to the heading `next` or the end; empty when there
-// is none.
-std::string section(const std::string& trace, const std::string& heading, const std::string& next) {
-  const size_t begin = trace.find("\n\n" + heading);
-  if (begin == std::string::npos) return "";
-  const size_t end = trace.find("\n\n" + next, begin + 2);
-  std::string text = trace.substr(begin + 2, end == std::string::npos ? end : end - begin - 2);
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  return text + "\n";
+const char* name_of(Severity severity) {
+  return severity == Severity::kError ? "error" : severity == Severity::kWarning ? "warning" : "note";
+}
+
+struct Verdict {
+  size_t errors = 0, warnings = 0, notes = 0;
+  bool is_sound() const { return errors + warnings == 0; }
+};
+
+Verdict verdict_of(const Network& network, const Remarks& remarks) {
+  Verdict verdict;
+  for (const Message& message : network.messages().all())
+    ++(message.is_warning ? verdict.warnings : verdict.errors);
+  for (const Remark& remark : remarks)
+    ++(remark.severity == Severity::kError     ? verdict.errors
+       : remark.severity == Severity::kWarning ? verdict.warnings
+                                               : verdict.notes);
+  return verdict;
+}
+
+std::string counted(size_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+void print_as_text(const Network& network, const Remarks& remarks, const Verdict& verdict) {
+  for (const Message& message : network.messages().all())
+    std::printf("%s\n", network.messages().shown(message).c_str());
+  const std::string file = printable(network.file());
+  for (const Remark& remark : remarks)
+    std::printf("%s: %s (%s): %s\n", file.c_str(), name_of(remark.severity), remark.certainty.c_str(),
+                printable(remark.text).c_str());
+  std::printf("%s: %s: %s, %s, %s\n", file.c_str(),
+              network.domain() ? counted(network.nodes().size(), "node").c_str() : "no network",
+              counted(verdict.errors, "error").c_str(), counted(verdict.warnings, "warning").c_str(),
+              counted(verdict.notes, "note").c_str());
+}
+
+void print_as_json(const Network& network, const Remarks& remarks, const Verdict& verdict) {
+  Json document = {
+      {"command", "check"},          {"file", network.file()},   {"nodes", network.nodes().size()},
+      {"sound", verdict.is_sound()}, {"errors", verdict.errors}, {"warnings", verdict.warnings},
+      {"notes", verdict.notes},      {"remarks", Json::array()}};
+  for (const Message& message : network.messages().all())
+    document["remarks"].push_back({{"severity", message.is_warning ? "warning" : "error"},
+                                   {"kind", "text"},
+                                   {"certainty", "certain"},
+                                   {"line", message.line ? Json(message.line) : Json()},
+                                   {"column", message.column ? Json(message.column) : Json()},
+                                   {"node", Json()},
+                                   {"text", message.text}});
+  for (const Remark& remark : remarks)
+    document["remarks"].push_back({{"severity", name_of(remark.severity)},
+                                   {"kind", remark.kind},
+                                   {"certainty", remark.certainty},
+                                   {"line", Json()},
+                                   {"column", Json()},
+                                   {"node", remark.node.empty() ? Json() : Json(remark.node)},
+                                   {"text", remark.text}});
+  print_json(document);
+}
+
+void print_as_csv(const Network& network, const Remarks& remarks) {
+  const CsvWriter csv({"severity", "kind", "certainty", "line", "column", "node", "text"});
+  const auto number = [](size_t value) { return value ? std::to_string(value) : ""; };
+  for (const Message& message : network.messages().all())
+    csv.row({message.is_warning ? "warning" : "error", "text", "certain", number(message.line),
+             number(message.column), "", message.text});
+  for (const Remark& remark : remarks)
+    csv.row({name_of(remark.severity), remark.kind, remark.certainty, "", "", remark.node, remark.text});
 }
 
 }  // namespace
 
-ExitCode check(const std::string& file) {
-  const TraceText trace;  // outlives the network
-  const Network network(file);
-  std::printf("%s: %zu nodes, %zu message%s of the parser\n", file.c_str(), network.nodes().size(),
-              network.messages(), network.messages() == 1 ? "" : "s");
-  expect(tv_domain_set_log_file(network.domain(), trace.stream()), file);
-  const tv_status_t status = compile_within_limit(network, four_fifths_of_physical_memory());
-  const std::string text = trace.text();
-  const std::string tables = section(text, "Checking tables for all nodes", "Checking");
-  if (tables.find("Warning") != std::string::npos) std::printf("\n%s", tables.c_str());
-  const std::string potentials = section(text, "Checking conditional probability", "Beliefs");
-  if (!potentials.empty()) std::printf("\n%s", potentials.c_str());
-  std::fflush(stdout);
-  if (status != tv_status_none) fail_to_compile(network, status, "best_greedy");
-  return kSuccess;
+ExitCode check(const CheckOptions& options) {
+  const Network network(options.source, Network::kKeepMessages);
+  Remarks remarks;
+  if (network.domain()) {
+    const Activity checking("checking " + network.file());
+    check_labels(network, remarks);
+    check_tables(network, remarks);
+    check_links(network, remarks);
+    check_by_propagation(network, remarks);
+  }
+  std::stable_sort(remarks.begin(), remarks.end(),
+                   [](const Remark& a, const Remark& b) { return a.severity < b.severity; });
+  const Verdict verdict = verdict_of(network, remarks);
+  if (options.format == Format::kText) print_as_text(network, remarks, verdict);
+  if (options.format == Format::kJson) print_as_json(network, remarks, verdict);
+  if (options.format == Format::kCsv) print_as_csv(network, remarks);
+  return verdict.is_sound() ? kSuccess : kFailed;
 }
 
 }  // namespace program

@@ -1,71 +1,112 @@
 #include "files.h"
 
-#include <algorithm>
-#include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include "formats.h"
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "failure.h"
 
 namespace program {
 namespace {
 
-std::string read_whole(const std::string& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(stream), {}};
-  if (!stream) throw Failure(kFailed, file + ": cannot be read");
-  return text;
+// The name of the unfinished file, where a signal handler can read it; empty when there is none.
+char unfinished[PATH_MAX] = "";
+
+std::string reason(int error) { return std::strerror(error); }
+
+std::string behind_links(const std::string& file) {
+  const std::unique_ptr<char, void (*)(void*)> path(realpath(file.c_str(), nullptr), std::free);
+  return path ? path.get() : file;
 }
 
-std::string in_other_format(const Network& network, const std::string& format) {
-  try {
-    return format == "bif" ? formats::write_bif(network.domain()) : formats::write_xmlbif(network.domain());
-  } catch (const formats::Error& error) {
-    throw Failure(kFailed, network.file() + ": " + error.what());
-  }
-}
-
-void write_text(const std::string& file, const std::string& text) {
-  if (file == "-") {
-    std::fwrite(text.data(), 1, text.size(), stdout);  // failures are noticed at the end
-    return;
-  }
-  std::ofstream stream(file, std::ios::binary);
-  stream << text;
-  stream.close();
-  if (!stream) throw Failure(kFailed, file + ": cannot be written");
+mode_t mode_of_new_files() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
 }
 
 }  // namespace
 
-std::string format_of(const std::string& file) {
-  const auto ends_with = [&](const std::string& end) {
-    return file.size() >= end.size() &&
-           std::equal(end.rbegin(), end.rend(), file.rbegin(),
-                      [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b); });
-  };
-  if (ends_with(".bif")) return "bif";
-  return ends_with(".xml") || ends_with(".xmlbif") || ends_with(".bifxml") ? "xmlbif" : "net";
+std::string shown_file(const std::string& file) { return file == "-" ? "standard input" : file; }
+
+std::string read_file(const std::string& file) {
+  std::FILE* stream = file == "-" ? stdin : std::fopen(file.c_str(), "rb");
+  if (!stream) throw Failure(kFailed, file + ": " + reason(errno));
+  std::string text;
+  char block[1 << 16];
+  errno = 0;
+  for (size_t size; (size = std::fread(block, 1, sizeof block, stream)) > 0;) text.append(block, size);
+  const int error = std::ferror(stream) ? errno : 0;
+  if (stream != stdin) std::fclose(stream);
+  if (error) throw Failure(kFailed, shown_file(file) + ": " + reason(error));
+  return text;
 }
 
-tv_domain_t* read_other_format(const std::string& file, const std::string& format) {
-  const std::string text = read_whole(file);
-  try {
-    return (format == "bif" ? formats::read_bif(text) : formats::read_xmlbif(text)).release();
-  } catch (const formats::Error& error) {
-    const std::string place = error.line ? ":" + std::to_string(error.line) : "";
-    throw Failure(kFailed, file + place + ": " + error.what());
+FileWriter::FileWriter(const std::string& file) : file_(file == "-" ? "standard output" : file) {
+  if (file == "-") {
+    stream_ = stdout;
+    return;
   }
+  target_ = behind_links(file);
+  struct stat present {};
+  const bool exists = stat(target_.c_str(), &present) == 0;
+  if (exists && S_ISDIR(present.st_mode)) throw Failure(kFailed, file_ + ": " + reason(EISDIR));
+  if (exists && !S_ISREG(present.st_mode)) {
+    stream_ = std::fopen(target_.c_str(), "w");
+    if (!stream_) fail(reason(errno));
+    return;
+  }
+  if (exists && access(target_.c_str(), W_OK) != 0) fail(reason(errno));
+  temporary_ = target_ + ".XXXXXX";
+  if (temporary_.size() >= sizeof unfinished) fail(reason(ENAMETOOLONG));
+  const int descriptor = mkstemp(temporary_.data());
+  if (descriptor < 0) {
+    temporary_.clear();
+    fail(reason(errno));
+  }
+  std::strcpy(unfinished, temporary_.c_str());
+  const bool has_mode = fchmod(descriptor, exists ? present.st_mode & 07777 : mode_of_new_files()) == 0;
+  stream_ = has_mode ? fdopen(descriptor, "w") : nullptr;
+  if (stream_) return;
+  const int error = errno;
+  close(descriptor);
+  remove_unfinished_file();
+  fail(reason(error));
 }
 
-void write_network(const Network& network, const std::string& file, const std::string& format) {
-  if (format != "net") return write_text(file, in_other_format(network, format));
-  struct Free {
-    void operator()(char* text) const { std::free(text); }
-  };
-  const std::unique_ptr<char, Free> text(tv_domain_to_net_string(network.domain()));
-  if (!text) fail_with_status(network.file());
-  write_text(file, text.get());
+FileWriter::~FileWriter() {
+  if (stream_ && stream_ != stdout) std::fclose(stream_);
+  if (!temporary_.empty()) remove_unfinished_file();
+}
+
+void FileWriter::fail(const std::string& trouble) const {
+  throw Failure(kFailed, file_ + ": it could not be written: " + trouble);
+}
+
+void FileWriter::commit() {
+  if (stream_ == stdout) return;  // looked at when the program ends
+  errno = 0;
+  const bool stored = std::fflush(stream_) == 0 && !std::ferror(stream_) &&
+                      (temporary_.empty() || fsync(fileno(stream_)) == 0);
+  const int error = errno;
+  const bool closed = std::fclose(stream_) == 0;
+  stream_ = nullptr;
+  if (!stored || !closed) fail(reason(stored ? errno : error));
+  if (temporary_.empty()) return;
+  if (std::rename(temporary_.c_str(), target_.c_str()) != 0) fail(reason(errno));
+  unfinished[0] = '\0';
+  temporary_.clear();
+}
+
+void remove_unfinished_file() noexcept {
+  if (unfinished[0]) unlink(unfinished);
+  unfinished[0] = '\0';
 }
 
 }  // namespace program

@@ -1,35 +1,56 @@
 #include "memory.h"
 
-#include <unistd.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <fstream>
+
+#include "available_memory.h"
+#include "method.h"
 
 namespace program {
 namespace {
 
 constexpr size_t kHuge = static_cast<size_t>(-1);
 constexpr char kUnits[] = {'K', 'M', 'G', 'T'};
+constexpr size_t kSlack = size_t{64} << 20;  // for stacks, buffers and what tables bring with them
+
+size_t default_limit() { return available_memory().bytes / 5 * 4; }
+
+std::string limit_text(size_t limit) {
+  std::string text = "the limit is " + memory_text(limit);
+  if (limit == default_limit()) text += std::string(" (four fifths of ") + available_memory().what + ")";
+  return text;
+}
 
 std::string refusal(const Network& network, const std::string& method) {
   tv_domain_t* domain = network.domain();
-  const size_t need = tv_domain_get_memory_need(domain), limit = tv_domain_get_memory_limit(domain);
+  const size_t need = tv_domain_get_memory_need(domain);
   std::string text = network.file() + ": too large to compile: ";
   text += need == kHuge ? "the memory needed is beyond any number of this machine"
                         : memory_text(need) + " needed";
-  text += ", the limit is " + memory_text(limit);
-  if (limit == four_fifths_of_physical_memory()) text += " (four fifths of the physical memory)";
+  text += ", " + limit_text(network.memory_limit());
   text += "\n  The treewidth is " + std::to_string(treewidth(domain)) + " by the method " + method + ".";
   text += "\n  What may help: ";
-  if (method != "best_greedy") text += "--method best_greedy; ";
+  if (method != kBestMethod) text += "--method " + kBestMethod + "; ";
   text += "a higher --memory-limit; a network with fewer states, or fewer parents for its nodes.";
   text += "\n  \"tarvo info FILE --method all\" shows the need of every method without allocating it.";
   return text;
 }
 
+bool has_own_table(tv_node_t* node) { return !is_real_valued_function(node); }
+
 }  // namespace
+
+double table_numbers(tv_node_t* node) {
+  double numbers = is_discrete(node) ? static_cast<double>(states_of(node)) : 1;
+  for (const tv_node_t* parent : each(tv_node_get_parents(node)))
+    if (is_discrete(parent)) numbers *= static_cast<double>(states_of(parent));
+  return numbers;
+}
 
 std::optional<size_t> parse_memory_size(const std::string& text) {
   const char* end = text.data() + text.size();
@@ -57,6 +78,54 @@ std::string memory_text(size_t bytes) {
   return text;
 }
 
+size_t memory_limit_of(const std::string& text) {
+  if (text.empty()) return default_limit();
+  return parse_memory_size(text).value_or(0);
+}
+
+void enforce_memory_limit(size_t limit) {
+#if !defined(__SANITIZE_ADDRESS__) && \
+    !defined(__SANITIZE_THREAD__)  // which reserve more than any machine has
+  rlimit present{};
+  if (limit == 0 || limit > kHuge - kSlack || getrlimit(RLIMIT_DATA, &present) != 0) return;
+  present.rlim_cur = std::min<rlim_t>(present.rlim_cur, limit + kSlack);
+  setrlimit(RLIMIT_DATA,
+            &present);  // where that is not possible, the needs computed beforehand are the limit
+#else
+  (void)limit;
+#endif
+}
+
+void expect_to_fit(const Network& network, const std::vector<tv_node_t*>& nodes, double bytes_per_number) {
+  if (network.memory_limit() == 0) return;
+  double total = 0, most = 0;
+  tv_node_t* largest = nullptr;
+  for (tv_node_t* node : nodes) {
+    if (!has_own_table(node)) continue;
+    const double numbers = table_numbers(node);
+    total += numbers;
+    if (numbers > most) {
+      most = numbers;
+      largest = node;
+    }
+  }
+  const auto bytes = [&](double numbers) {
+    const double need = numbers * (sizeof(tv_number_t) + bytes_per_number);
+    return need < 0x1p63 ? static_cast<size_t>(need) : kHuge;
+  };
+  if (!largest || bytes(total) <= network.memory_limit()) return;
+  char numbers[32];
+  std::snprintf(numbers, sizeof numbers, most < 1e15 ? "%.0f" : "%.3g", most);
+  throw Failure(kFailed, network.file() + ": too large: the table of \"" + name_of(largest) + "\" has " +
+                             numbers + " numbers, which take " + memory_text(bytes(most)) +
+                             (bytes(total) == bytes(most) ? "" : " of " + memory_text(bytes(total))) + "; " +
+                             limit_text(network.memory_limit()) +
+                             "\n  What may help: a higher --memory-limit; " +
+                             "fewer states, or fewer parents for the node.");
+}
+
+void expect_to_fit(const Network& network) { expect_to_fit(network, network.nodes(), 0); }
+
 size_t treewidth(tv_domain_t* domain) {
   size_t largest = 1;
   for (const tv_clique_t* clique = tv_domain_get_first_clique(domain); clique;
@@ -65,25 +134,14 @@ size_t treewidth(tv_domain_t* domain) {
   return largest - 1;
 }
 
-size_t four_fifths_of_physical_memory() {
-  const long pages = sysconf(_SC_PHYS_PAGES), page_size = sysconf(_SC_PAGESIZE);
-  if (pages <= 0 || page_size <= 0) return 0;  // not known: no limit
-  return static_cast<size_t>(pages) / 5 * 4 * static_cast<size_t>(page_size);
-}
-
-tv_status_t compile_within_limit(const Network& network, size_t limit) {
-  expect(tv_domain_set_memory_limit(network.domain(), limit), network.file());
-  return tv_domain_compile(network.domain());
-}
-
 void fail_to_compile(const Network& network, tv_status_t status, const std::string& method) {
+  const std::string reason = library_message();
   tv_domain_t* domain = network.domain();
-  const size_t limit = tv_domain_get_memory_limit(domain);
+  const size_t limit = network.memory_limit();
   if (status == tv_status_no_memory && tv_domain_is_triangulated(domain) == 1 && limit > 0 &&
       tv_domain_get_memory_need(domain) > limit)
     throw Failure(kFailed, refusal(network, method));
-  const unsigned code = static_cast<unsigned>(status);
-  throw Failure(kFailed, network.file() + ": " + tv_error_name(code) + ": " + tv_error_description(code));
+  throw Failure(kFailed, network.file() + ": " + reason);
 }
 
 }  // namespace program

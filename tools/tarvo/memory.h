@@ -14,14 +14,23 @@ std::optional<size_t> parse_memory_size(const std::string& text);
 // "17 bytes", "1.5 KiB" ...; "HUGE" for all ones, which stands for a size that does not fit.
 std::string memory_text(size_t bytes);
 
+// The limit for a command that was given `text`: four fifths of what there is where that is empty. In bytes,
+// 0 for none.
+size_t memory_limit_of(const std::string& text);
+
+// From here on allocations fail that would take the process well beyond the limit, whoever asks for them.
+void enforce_memory_limit(size_t limit);
+
+// How many numbers a node's own table has, as a double: a product of many state counts passes any integer.
+double table_numbers(tv_node_t* node);
+
+// The tables of a network, as many as `nodes` has, or all. Fails when their numbers alone pass the limit,
+// with `bytes_per_number` for each beside what the library keeps, and names the largest of them.
+void expect_to_fit(const Network& network, const std::vector<tv_node_t*>& nodes, double bytes_per_number);
+void expect_to_fit(const Network& network);
+
 // How far the triangulated domain is from a tree: the members of its largest clique, less one.
 size_t treewidth(tv_domain_t* domain);
-
-// What commands allow themselves unless they are told otherwise; 0, no limit, where that is not known.
-size_t four_fifths_of_physical_memory();
-
-// Compiles the network, which may be triangulated, under a memory limit in bytes (0 for none).
-tv_status_t compile_within_limit(const Network& network, size_t limit);
 
 // Ends the command after a compilation that failed with `status`, and explains it where the limit was the
 // reason. The method is the one of the triangulation.

@@ -2,45 +2,85 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 
 #include "files.h"
+#include "formats.h"
+#include "memory.h"
+#include "network_format.h"
+#include "output.h"
+#include "progress.h"
 #include "suggest.h"
 
 namespace program {
+namespace {
 
-void print_message(size_t line, const char* message, void* data) {
-  auto& printer = *static_cast<MessagePrinter*>(data);
-  ++printer.count;
-  std::fprintf(stderr, "%s:%zu: %s\n", printer.file.c_str(), line, message);
+struct DeleteDomain {
+  void operator()(tv_domain_t* domain) const { tv_domain_delete(domain); }
+};
+using DomainOwner = std::unique_ptr<tv_domain_t, DeleteDomain>;
+
+// The library's reader of streams knows handlers without data of their own.
+Messages* receiver = nullptr;
+void receive(size_t line, const char* message) { receiver->add(line, 0, message); }
+
+DomainOwner parse_net(const std::string& text, Messages& messages) {
+  if (text.empty()) {
+    messages.add(0, 0, "the file is empty");
+    return nullptr;
+  }
+  std::FILE* stream = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
+  if (!stream) throw std::bad_alloc();
+  receiver = &messages;
+  DomainOwner domain(tv_net_parse(stream, receive));
+  std::fclose(stream);
+  return domain;
 }
 
-void fail_with_status(const std::string& subject) {
-  const unsigned code = static_cast<unsigned>(tv_error_code());
-  throw Failure(kFailed, subject + ": " + tv_error_name(code) + ": " + tv_error_description(code));
+DomainOwner parse_other(const std::string& text, const std::string& format, Messages& messages) {
+  try {
+    return DomainOwner((format == "bif" ? formats::read_bif(text) : formats::read_xmlbif(text)).release());
+  } catch (const formats::Error& error) {
+    messages.add(error.line, 0, error.what());
+    return nullptr;
+  }
 }
 
-Network::Network(const std::string& file, const std::string& format) : file_(file) {
-  std::error_code unreadable;
-  if (std::filesystem::is_directory(file, unreadable)) throw Failure(kFailed, file + ": is a folder");
-  MessagePrinter printer{file_};
-  const std::string written_in = format.empty() ? format_of(file) : format;
-  if (written_in == "net")
-    domain_.reset(tv_net_parse_domain(file.c_str(), print_message, &printer));
-  else
-    domain_.reset(read_other_format(file, written_in));
-  if (!domain_) fail_with_status(file);
-  messages_ = printer.count;
-  for (tv_node_t* node = tv_domain_get_first_node(domain()); node; node = tv_node_get_next(node))
+}  // namespace
+
+Network::Network(const Source& source, KeepMessages)
+    : file_(shown_file(source.file)), memory_limit_(memory_limit_of(source.memory_limit)) {
+  const Activity reading("reading " + file_);
+  enforce_memory_limit(memory_limit_);
+  text_ = read_file(source.file);
+  messages_ = Messages(file_, text_);
+  read(source.format.empty() ? format_of(source.file) : source.format);
+  if (messages_.all().empty()) std::string().swap(text_);
+}
+
+Network::Network(const Source& source) : Network(source, kKeepMessages) {
+  messages_.print();
+  if (!domain_) throw Failure(kFailed, "");
+}
+
+void Network::read(const std::string& format) {
+  DomainOwner domain = format == "net" ? parse_net(text_, messages_) : parse_other(text_, format, messages_);
+  if (!domain && !messages_.has_errors()) messages_.add(0, 0, library_message().c_str());
+  domain_.reset(domain.release());
+  if (!domain_) return;
+  for (tv_node_t* node = tv_domain_get_first_node(domain_.get()); node; node = tv_node_get_next(node))
     nodes_.push_back(node);
+  expect(tv_domain_set_memory_limit(domain_.get(), memory_limit_), file_);
+  show_progress_of(domain_.get());
 }
 
 tv_node_t* Network::find(const std::string& name) const {
   if (tv_node_t* node = tv_domain_get_node_by_name(domain(), name.c_str())) return node;
   std::vector<std::string> names;
-  for (tv_node_t* node : nodes_) names.push_back(tv_node_get_name(node));
+  for (tv_node_t* node : nodes_) names.push_back(name_of(node));
   throw Failure(kFailed, file_ + ": there is no node \"" + name + "\"" + did_you_mean(name, names));
 }
+
+bool Network::has_decisions() const { return std::any_of(nodes_.begin(), nodes_.end(), is_decision); }
 
 std::string state_name(const tv_node_t* node, size_t state) {
   const std::string label = tv_node_get_state_label(node, state);
@@ -49,26 +89,15 @@ std::string state_name(const tv_node_t* node, size_t state) {
 
 std::vector<std::string> state_names(const tv_node_t* node) {
   std::vector<std::string> names;
-  for (size_t state = 0; state < tv_node_get_number_of_states(node); ++state)
-    names.push_back(state_name(node, state));
+  for (size_t state = 0; state < states_of(node); ++state) names.push_back(state_name(node, state));
   return names;
 }
 
-std::string csv_text(const std::string& field) {
-  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
-  std::string text = "\"";
-  for (char c : field) text += c == '"' ? std::string("\"\"") : std::string(1, c);
-  return text + '"';
-}
+std::string shown_state(const tv_node_t* node, size_t state) { return printable(state_name(node, state)); }
 
-size_t display_width(const std::string& text) {
-  return static_cast<size_t>(std::count_if(
-      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
-}
-
-std::string padded(const std::string& text, size_t width) {
-  const size_t used = display_width(text);
-  return text + std::string(used < width ? width - used : 0, ' ');
+std::string heading_of(tv_node_t* node) {
+  const std::string name = name_of(node), label = tv_node_get_label(node);
+  return label.empty() || label == name ? name : name + "  (" + printable(label) + ")";
 }
 
 }  // namespace program

@@ -1,0 +1,98 @@
+// The forms for other programs: what the schemas promise is what is printed, and CSV has rows of equal
+// length.
+#include <gtest/gtest.h>
+
+#include "program/program.h"
+
+namespace test {
+namespace {
+
+using nlohmann::json;
+
+bool has_type(const json& value, const std::string& type) {
+  if (type == "integer") return value.is_number_integer();
+  if (type == "number") return value.is_number();
+  if (type == "string") return value.is_string();
+  if (type == "boolean") return value.is_boolean();
+  if (type == "null") return value.is_null();
+  return type == "array" ? value.is_array() : value.is_object();
+}
+
+// As much of JSON Schema as the schemas use; returns the first fault, or nothing.
+std::string fault(const json& value, const json& schema, const std::string& place) {
+  if (schema.contains("type")) {
+    const json types = schema.at("type").is_array() ? schema.at("type") : json::array({schema.at("type")});
+    bool fits = false;
+    for (const auto& type : types) fits |= has_type(value, type);
+    if (!fits) return place + " has another type: " + value.dump();
+  }
+  if (schema.contains("enum")) {
+    bool fits = false;
+    for (const auto& choice : schema.at("enum")) fits |= choice == value;
+    if (!fits) return place + " is none of the values: " + value.dump();
+  }
+  std::string found;
+  for (size_t i = 0; value.is_array() && schema.contains("items") && i < value.size() && found.empty(); ++i)
+    found = fault(value[i], schema.at("items"), place + "[" + std::to_string(i) + "]");
+  if (!value.is_object() || !found.empty()) return found;
+  const json properties = schema.value("properties", json::object());
+  for (const auto& [key, entry] : value.items()) {
+    if (!found.empty()) return found;
+    if (properties.contains(key))
+      found = fault(entry, properties.at(key), place + "." + key);
+    else if (schema.value("additionalProperties", json(true)) == json(false))
+      found = place + " has the unknown entry " + key;
+  }
+  for (const auto& key : schema.value("required", json::array()))
+    if (!value.contains(key.get<std::string>())) found = place + " lacks " + key.get<std::string>();
+  return found;
+}
+
+size_t columns_of(const std::string& row) {
+  size_t columns = 1;
+  bool quoted = false;
+  for (const char c : row) {
+    quoted ^= c == '"';
+    columns += c == ',' && !quoted;
+  }
+  return columns;
+}
+
+TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
+  const std::string odd =
+      write("odd.net", "net {} node a { states = (\"x\" \"x\"); } potential (a) { data = (0.5 0.4); }");
+  const char* const commands[] = {
+      "beliefs chest.net -e x_ray=abnormal -l dyspnoea=0.5,1",
+      "beliefs coins.net -e gauge=23.6",
+      "beliefs claims.net",
+      "beliefs printer.net --max",
+      "beliefs wildcatter.net -e test=yes",
+      "decide wildcatter.net -e test=yes",
+      "decide breeding.net",
+      "info printer.net",
+      "info coins.net --method all",
+      "check chest.net",
+      "check ODD",
+      "tables chest.net dyspnoea",
+      "tables cellar.net good1",
+      "tables wildcatter.net drill",
+      "convert chest.net OUT --to bif",
+  };
+  for (std::string command : commands) {
+    if (const size_t place = command.find("ODD"); place != command.npos) command.replace(place, 3, odd);
+    if (const size_t place = command.find("OUT"); place != command.npos)
+      command.replace(place, 3, path("out.net"));
+    const std::string name = command.substr(0, command.find(' '));
+    const json schema = json::parse(read_file(kExamples + "/../docs/schemas/" + name + ".json"));
+    EXPECT_EQ(fault(json::parse(tarvo(command + " --format json").output), schema, name), "") << command;
+
+    std::istringstream rows(tarvo(command + " --format csv").output);
+    std::string header;
+    ASSERT_TRUE(std::getline(rows, header)) << command;
+    for (std::string row; std::getline(rows, row);)
+      EXPECT_EQ(columns_of(row), columns_of(header)) << command << row;
+  }
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,257 @@
+#include "command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+#include "commands.h"
+#include "memory.h"
+#include "network_format.h"
+#include "progress.h"
+#include "suggest.h"
+
+namespace program {
+namespace {
+
+constexpr const char* kExitCodes =
+    "Exit code: 0 success; 1 the answer is no, or a file or the network is wrong; 2 wrong usage.";
+const std::vector<std::string> kForms = {"text", "json", "csv"};
+
+// Every command's options and what it does; the one that is given is run.
+struct Commands {
+  BeliefsOptions beliefs;
+  DecideOptions decide;
+  InfoOptions info;
+  CheckOptions check;
+  ConvertOptions convert;
+  TablesOptions tables;
+};
+
+std::vector<std::string> method_names() {
+  std::vector<std::string> names;
+  for (const auto& method : kMethods) names.push_back(method.first);
+  return names;
+}
+
+// One of a few words, with a suggestion for what is none of them.
+CLI::Validator one_of(const std::vector<std::string>& words) {
+  return CLI::Validator(
+      [words](std::string& text) {
+        if (std::find(words.begin(), words.end(), text) != words.end()) return std::string();
+        std::string message = "\"" + text + "\" is none of";
+        for (size_t i = 0; i < words.size(); ++i) message += (i ? ", " : " ") + words[i];
+        return message + did_you_mean(text, words);
+      },
+      "");
+}
+
+void add_choice(CLI::App* command, const char* name, std::string& value, const char* type,
+                const std::vector<std::string>& words, const char* description) {
+  command->add_option(name, value, description)->type_name(type)->check(one_of(words));
+}
+
+void add_format(CLI::App* command, Format& format) {
+  command
+      ->add_option_function<std::string>(
+          "--format",
+          [&format](const std::string& text) {
+            format = text == "json" ? Format::kJson : text == "csv" ? Format::kCsv : Format::kText;
+          },
+          "form of the output: text, json or csv")
+      ->type_name("FORM")
+      ->check(one_of(kForms));
+}
+
+// An option that is given once for each value, so that it never swallows FILE.
+void add_repeated(CLI::App* command, const char* name, std::vector<std::string>& values, const char* type,
+                  const char* description) {
+  command->add_option(name, values, description)->type_name(type)->allow_extra_args(false)->type_size(1);
+}
+
+// What all commands have in common.
+CLI::App* add_command(CLI::App& app, const char* name, const char* description, const char* examples,
+                      Source& source, Format& format) {
+  CLI::App* command = app.add_subcommand(name, description);
+  command->footer(std::string("Examples:\n") + examples + "\n\n" + kExitCodes);
+  command->set_version_flag("--version", std::string("tarvo ") + tv_get_version());
+  command
+      ->add_option("FILE", source.file,
+                   "network, or - for the standard input (NET; BIF or XMLBIF by the end of its name)")
+      ->required()
+      ->type_name("");
+  add_choice(command, "--from", source.format, "FORMAT", kNetworkFormats,
+             "format of FILE: net, bif or xmlbif (default: by the end of its name)");
+  command
+      ->add_option("--memory-limit", source.memory_limit,
+                   "refuse what needs more: bytes, or with K, M, G or T; 0 for no limit\n"
+                   "(default: four fifths of the memory there is)")
+      ->type_name("SIZE")
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            return parse_memory_size(text) ? "" : "\"" + text + "\" is no size; expected 4G or the like";
+          },
+          ""));
+  command->add_flag_function(
+      "-q,--quiet", [](int64_t) { be_quiet(); }, "show no progress on the terminal");
+  add_format(command, format);
+  return command;
+}
+
+void add_evidence(CLI::App* command, EvidenceOptions& evidence) {
+  add_repeated(command, "-e,--evidence", evidence.observations, "NODE=VALUE",
+               "observe a state, by its label, as #INDEX or by its value, several states with\n"
+               "commas between them, or the value of a continuous node (repeatable)");
+  add_repeated(command, "-l,--likelihood", evidence.likelihoods, "NODE=v1,v2,...",
+               "enter a likelihood, one value a state (repeatable)");
+  command
+      ->add_option("--case", evidence.case_file,
+                   "read evidence from a case file, or - for the standard input, before -e and -l")
+      ->type_name("FILE");
+}
+
+CLI::App* add_beliefs(CLI::App& app, BeliefsOptions& options) {
+  CLI::App* command =
+      add_command(app, "beliefs", "Print the probability of every state, given evidence",
+                  "  tarvo beliefs examples/chest.net -e dyspnoea=yes -e smoker=no\n"
+                  "  tarvo beliefs examples/chest.net -l x_ray=0.8,0.1 -n lung_cancer --format json\n"
+                  "  tarvo beliefs examples/chest.net --case examples/patient.case",
+                  options.source, options.format);
+  add_evidence(command, options.evidence);
+  add_repeated(command, "-n,--node", options.nodes, "NODE", "print this node only (repeatable)");
+  command->add_flag("--max", options.max, "beliefs of the most probable configurations instead of sums");
+  command->add_flag("--fast-retraction", options.fast_retraction,
+                    "leave each node's own evidence out of its belief");
+  add_choice(command, "--method", options.method, "METHOD", method_names(),
+             "triangulation method (default: best_greedy)");
+  command->add_option("--threads", options.threads, "threads for the operations on large tables (default: 1)")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber);
+  command->add_option("--trace", options.trace, "write the trace of the compilation to a file")
+      ->type_name("FILE");
+  return command;
+}
+
+CLI::App* add_decide(CLI::App& app, DecideOptions& options) {
+  CLI::App* command =
+      add_command(app, "decide", "Print the best policies of decisions, given evidence",
+                  "  tarvo decide examples/wildcatter.net\n"
+                  "  tarvo decide examples/wildcatter.net -e test=yes -e sounding=closed --format json",
+                  options.source, options.format);
+  add_evidence(command, options.evidence);
+  return command;
+}
+
+CLI::App* add_info(CLI::App& app, InfoOptions& options) {
+  CLI::App* command = add_command(app, "info", "Print the size of a network and of its junction forest",
+                                  "  tarvo info examples/printer.net\n"
+                                  "  tarvo info examples/printer.net --method all",
+                                  options.source, options.format);
+  std::vector<std::string> methods = method_names();
+  methods.push_back("all");
+  add_choice(command, "--method", options.method, "METHOD", methods,
+             "triangulation method, or all to compare them (default: best_greedy)");
+  return command;
+}
+
+CLI::App* add_check(CLI::App& app, CheckOptions& options) {
+  return add_command(app, "check", "Look for everything in a network that is wrong or hardly meant",
+                     "  tarvo check examples/chest.net\n"
+                     "  tarvo check examples/chest.net --format json",
+                     options.source, options.format);
+}
+
+CLI::App* add_convert(CLI::App& app, ConvertOptions& options) {
+  CLI::App* command =
+      add_command(app, "convert", "Rewrite a network in one fixed layout, or in another format",
+                  "  tarvo convert examples/chest.net chest.bif\n"
+                  "  tarvo convert chest.bif chest.net\n"
+                  "  tarvo convert examples/chest.net - --to xmlbif",
+                  options.source, options.format);
+  command->add_option("OUT", options.to, "file to write, or - for the standard output")
+      ->required()
+      ->type_name("");
+  add_choice(command, "--to", options.to_format, "FORMAT", kNetworkFormats,
+             "format of OUT: net, bif or xmlbif (default: by the end of its name)");
+  return command;
+}
+
+CLI::App* add_tables(CLI::App& app, TablesOptions& options) {
+  CLI::App* command = add_command(app, "tables", "Print the table of a node",
+                                  "  tarvo tables examples/chest.net dyspnoea\n"
+                                  "  tarvo tables examples/chest.net dyspnoea --format csv",
+                                  options.source, options.format);
+  command->add_option("NODE", options.node, "the node")->required()->type_name("");
+  return command;
+}
+
+// The names by which the options of a command can be given.
+std::vector<std::string> option_names(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : command.get_options())
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  return names;
+}
+
+// CLI11's words, with a suggestion for an option that does not exist.
+[[noreturn]] void fail_for(const CLI::ParseError& error, CLI::App& app) {
+  const std::vector<CLI::App*> given = app.get_subcommands();
+  const std::vector<std::string> known = option_names(given.empty() ? app : *given.front());
+  std::string text = error.what(), help = given.empty() ? "tarvo" : "tarvo " + given.front()->get_name();
+  for (const std::string& word : app.remaining(true))
+    if (word.rfind("--", 0) == 0) {
+      const std::string name = word.substr(0, word.find('='));
+      text = "there is no option \"" + name + "\"" + did_you_mean(name, known);
+      break;
+    }
+  throw Failure(kWrongUsage, text + "\nRun \"" + help + " --help\" for more information.");
+}
+
+void expect_known_command(const std::string& word, const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  if (word[0] == '-' || std::find(names.begin(), names.end(), word) != names.end()) return;
+  throw Failure(kWrongUsage, "there is no command \"" + word + "\"" + did_you_mean(word, names));
+}
+
+void expect_one_reader(const Source& source, const EvidenceOptions& evidence) {
+  if (source.file == "-" && evidence.case_file == "-")
+    throw Failure(kWrongUsage, "the network and the case cannot both come from the standard input");
+}
+
+}  // namespace
+
+ExitCode run_command(int argc, char** argv) {
+  CLI::App app{"Exact inference in probabilistic graphical models."};
+  app.name("tarvo");
+  app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("tarvo ") + tv_get_version());
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.footer(std::string("Example:\n  tarvo beliefs examples/chest.net -e dyspnoea=yes\n\n"
+                         "Help on a command: tarvo COMMAND --help\n") +
+             kExitCodes);
+  Commands options;
+  const CLI::App* beliefs_command = add_beliefs(app, options.beliefs);
+  const CLI::App* info_command = add_info(app, options.info);
+  const CLI::App* check_command = add_check(app, options.check);
+  const CLI::App* convert_command = add_convert(app, options.convert);
+  const CLI::App* tables_command = add_tables(app, options.tables);
+  const CLI::App* decide_command = add_decide(app, options.decide);
+  if (argc > 1 && *argv[1]) expect_known_command(argv[1], app);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() != 0) fail_for(error, app);
+    app.exit(error);  // help and version
+    return kSuccess;
+  }
+  expect_one_reader(options.beliefs.source, options.beliefs.evidence);
+  expect_one_reader(options.decide.source, options.decide.evidence);
+  if (*beliefs_command) return show_beliefs(options.beliefs);
+  if (*info_command) return show_info(options.info);
+  if (*check_command) return check(options.check);
+  if (*convert_command) return convert(options.convert);
+  if (*tables_command) return show_table(options.tables);
+  if (*decide_command) return decide(options.decide);
+  return kWrongUsage;
+}
+
+}  // namespace program
