@@ -11,10 +11,9 @@ static void print_message(size_t line, const char *message, void *data) {
   fprintf(stderr, "line %zu: %s\n", line, message);
 }
 
-/* Every failed call leaves its code in the status of the thread. */
+/* Every failed call leaves a message with its thread. */
 static int failed(tv_domain_t *domain, const char *doing) {
-  unsigned code = (unsigned)tv_error_code();
-  fprintf(stderr, "%s: %s: %s\n", doing, tv_error_name(code), tv_error_description(code));
+  fprintf(stderr, "%s: %s\n", doing, tv_error_message());
   if (domain) tv_domain_delete(domain);
   return 1;
 }

@@ -18,7 +18,7 @@ struct DomainDelete {
 using Domain = std::unique_ptr<tv_domain_t, DomainDelete>;
 
 void expect(tv_status_t status) {
-  if (status != tv_status_none) throw std::runtime_error(tv_error_description(static_cast<unsigned>(status)));
+  if (status != tv_status_none) throw std::runtime_error(tv_error_message());
 }
 
 // A node with the states yes and no. `probabilities` has the last parent varying faster than the first, and

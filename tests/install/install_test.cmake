@@ -14,6 +14,12 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${stage}/usr)
+foreach(file LICENSE program.md schemas/beliefs.json examples/chest.net examples/patient.case)
+  file(GLOB found ${stage}/usr/share/doc/*/${file})
+  if(NOT found)
+    message(FATAL_ERROR "${file} is not installed")
+  endif()
+endforeach()
 run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${stage}/build -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${stage}/usr
   -DCMAKE_C_COMPILER=${C} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 run(${CMAKE_COMMAND} --build ${stage}/build)

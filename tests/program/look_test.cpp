@@ -148,6 +148,43 @@ TEST_F(Program, EveryExampleIsSoundAndItsBeliefsAreDistributions) {
   EXPECT_GE(examples, 6u);
 }
 
+// Every session of the program that the pages show, but for times and for files that would be written.
+TEST_F(Program, ThePagesShowWhatIsPrinted) {
+  const std::regex times("[0-9.]+\n"), blanks(" +");
+  size_t sessions = 0;
+  for (const char* page : {"README.md", "docs/program.md", "docs/decisions.md"}) {
+    std::istringstream lines(read_file(kExamples + "/../" + page));
+    std::string command, expected;
+    const auto compare = [&] {
+      const bool shows = command.rfind("tarvo ", 0) == 0 && !contains(command, "convert") &&
+                         !expected.empty() && !contains(command, "wrong.net") &&
+                         !contains(command, "[OPTION");
+      if (shows) {
+        ++sessions;
+        std::string printed = shell("cd .. && '" TARVO_PROGRAM "' " + command.substr(6) + " 2>&1").output;
+        if (contains(command, "--method all"))
+          for (std::string* text : {&printed, &expected}) *text = std::regex_replace(*text, times, "\n");
+        EXPECT_EQ(std::regex_replace(printed, blanks, " "), std::regex_replace(expected, blanks, " "))
+            << page << ": " << command;
+      }
+      command.clear();
+      expected.clear();
+    };
+    bool inside = false;
+    for (std::string line; std::getline(lines, line);) {
+      const bool is_fence = line.rfind("```", 0) == 0;
+      if (is_fence || line.rfind("$ ", 0) == 0) compare();
+      if (is_fence)
+        inside = line == "```console";
+      else if (inside && line.rfind("$ ", 0) == 0)
+        command = line.substr(2);
+      else if (inside)
+        expected += line + "\n";
+    }
+  }
+  EXPECT_GE(sessions, 8u);
+}
+
 TEST_F(Program, HostsInCAndInCppRun) {
   const Outcome c = shell("'" TARVO_HOST_BELIEFS "' chest.net dyspnoea yes x_ray abnormal");
   EXPECT_EQ(c.exit_code, 0) << c.errors;

@@ -144,7 +144,7 @@ void enter_real_value(const Network& network, tv_node_t* node, const std::string
     case Reading::kNone:
       fail(network, node, "\"" + text + "\" is not a number, and the node is continuous");
     case Reading::kTooLarge:
-      fail(network, node, "number out of range: " + text);
+      fail(network, node, "number is too large: " + text);
     case Reading::kNumber:
       expect(tv_node_enter_value(node, value), network.file());
   }
@@ -184,7 +184,7 @@ std::vector<tv_number_t> parse_likelihood(const std::string& node, const std::st
     const Reading reading = read_number(word, number);
     if (reading == Reading::kNone) fail("\"" + word + "\" is not a number");
     constexpr auto kLargest = static_cast<double>(std::numeric_limits<tv_number_t>::max());
-    if (reading == Reading::kTooLarge || std::fabs(number) >= kLargest) fail("number out of range: " + word);
+    if (reading == Reading::kTooLarge || std::fabs(number) >= kLargest) fail("number is too large: " + word);
     if (number < 0) fail("a likelihood has no negative numbers such as " + word);
     numbers.push_back(static_cast<tv_number_t>(number));
   }

@@ -82,7 +82,7 @@ class Display {
 
   void show(long seconds) {
     std::string line = printable(what_) + " ...";
-    char figures[16] = "";
+    char figures[24] = "";
     if (fraction >= 0)
       std::snprintf(figures, sizeof figures, " %.0f%%", 100 * fraction);
     else if (seconds > 0)
