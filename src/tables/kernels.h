@@ -46,7 +46,7 @@ struct Kernels {
 };
 
 // The table in use. TARVO_KERNELS=baseline|avx2|avx512 in the environment, read once, forces one that
-// this processor can run.
+// this processor can run; 64-bit ARM has the baseline alone.
 const Kernels& kernels() noexcept;
 
 // All that this processor can run, slowest first, null-terminated; and a way for tests to force one.
