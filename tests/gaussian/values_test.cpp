@@ -335,5 +335,23 @@ TEST(Values, RefuseTablesThatAreNoDistributions) {
   }
 }
 
+// What no table allows stays impossible when more values come in: here a variance of zero would be met there.
+TEST(Values, ConfigurationsThatAreRuledOutNeverComeBack) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* kind = add_node(domain.get(), "kind", 2, {}, {1, 0});
+  tv_node_t* x = add_continuous(domain.get(), "x", 0, 1, {}, {kind});
+  tv_node_t* y = add_continuous(domain.get(), "y", 0, 1, {{x, 1}}, {kind});
+  set_regression(x, 1, 0, 0);
+  set_regression(y, 1, 0, 0, {1});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  tv_node_enter_value(x, 1);
+  ASSERT_EQ(propagate(domain), tv_status_none);
+  tv_node_enter_value(y, 1.5);
+  ASSERT_EQ(propagate(domain), tv_status_none);
+  EXPECT_EQ(tv_node_get_belief(kind, 0), 1);
+  EXPECT_NEAR(tv_domain_get_log_normalization_constant(domain.get()),
+              std::log(normal_density(1, 0, 1) * normal_density(1.5, 1, 1)), 1e-6);
+}
+
 }  // namespace
 }  // namespace test
