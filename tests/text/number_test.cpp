@@ -10,6 +10,7 @@
 #include <string>
 
 #include "text/lexer.h"
+#include "text/number_text.h"
 #include "text/trace.h"
 
 namespace tv {
@@ -41,6 +42,21 @@ TEST(NumberText, WritesWhatPrintfWrites) {
     const int precision = static_cast<int>(random() % 18);
     const bool upper_case = random() % 2;
     ASSERT_EQ(as_printf(number, precision, upper_case), NumberText(number, precision, upper_case).c_str());
+  }
+}
+
+// Close to where a digit more is needed, halfway between two texts, and anywhere.
+TEST(NumberText, WritesSixDigitsAsPrintfDoes) {
+  std::mt19937_64 random(4);
+  for (int i = 0; i < 60000; ++i) {
+    double number = random_double(random);
+    const double power = std::pow(10.0, static_cast<int>(random() % 14) - 7);
+    if (i % 3 == 0) number = (static_cast<double>(100000 + random() % 900000) + 0.5) * power;
+    if (i % 3 == 1) number = (999999.5 + static_cast<double>(random() % 5) * 0.25 - 0.5) * power;
+    for (uint64_t steps = random() % 3; steps > 0; --steps) number = std::nextafter(number, 0.0);
+    if (std::isnan(number)) continue;
+    char text[kNumberRoom];
+    ASSERT_EQ(as_printf(number, 6, true), std::string(text, write_six_digits(text, number))) << i;
   }
 }
 
