@@ -47,7 +47,9 @@
  *     so every run of as many numbers as it has states is one distribution, given one configuration of the
  *     parents.
  * 10. Numbers. Tables hold single precision (tv_number_t); sums and logarithms are formed in double
- *     precision. Natural logarithms everywhere. The results are the same bits for every number of threads.
+ *     precision, and products with more range where single precision does not suffice: beliefs are right to
+ *     one part in a million (below 1e-23, to 1e-29), and only impossible evidence is refused. Natural
+ *     logarithms everywhere. The results are the same bits for every number of threads.
  * 11. Threads. Different domains may be used by different threads at the same time; one domain must never
  *     be used by two threads at once, not even for reading. Only the process-wide locale is shared:
  *     parsing and writing select the "C" locale for the length of the call and put yours back, so let no
@@ -198,7 +200,7 @@ enum {
   tv_status_low_density = 22,
   /** Conditioning on a variance of zero. */
   tv_status_zero_variance = 23,
-  /** The evidence is impossible, or its probability underflowed. */
+  /** The evidence is impossible. */
   tv_status_inconsistency_or_underflow = 24,
   /** A number became too large during propagation. */
   tv_status_overflow = 25,
@@ -1785,10 +1787,11 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  * decision has evidence other than a selected state, a chance node below an undecided decision has
  * evidence, or a required selected state is missing. Then: invalid_probability_potential - a table that was
  * touched has a negative, infinite or NaN entry or a distribution whose sum is zero or infinite;
- * inconsistency_or_underflow - the evidence is impossible, or its probability is below 1.17549e-38 for one
- * message; low_density - the density of an observed value is no normal number; zero_variance - an observed
+ * inconsistency_or_underflow - the evidence is impossible, however small the probability of possible evidence
+ * may be; low_density - the density of an observed value is no normal number; zero_variance - an observed
  * value was certain already, given the other ones, in a configuration of positive probability, so that it has
- * no density; overflow - a number grew beyond 3.40282e+38; fast_retraction - zeros in the distributions defeat
+ * no density; overflow - likelihoods or unnormalised tables let a message grow beyond 3.40282e+38;
+ * fast_retraction - zeros in the distributions defeat
  * that mode; normalization - in that mode, what is entered on all nodes but one is impossible, so that this one
  * has no belief; error - the progress handler asked to stop, or the domain needs what this version does not
  * have.
@@ -1901,9 +1904,11 @@ TV_API double tv_jt_get_conflict(const tv_junction_tree_t* jt);
 /**
  * The conflict gathered in one clique during the last propagation: of the evidence entered there and of what
  * reached it on the way to the root. It helps to find where a conflict comes from; it is 1 in cliques that
- * took no part.
+ * took no part. Where numbers left the range of single precision (see evidence-and-answers.md), it is found
+ * when first asked for, which takes about as long as collecting evidence; under fast retraction only the root
+ * has one then.
  *
- * Fails, returning -1.0: not_compiled.
+ * Fails, returning -1.0: not_compiled; no_memory.
  */
 TV_API double tv_clique_get_conflict(const tv_clique_t* clique);
 
@@ -2052,7 +2057,7 @@ TV_API double tv_node_get_quantile(tv_node_t* node, double probability);
  *
  * Fails, returning NULL: usage - the list is empty, a node stands in it twice, belongs to another domain, or
  * is neither discrete nor continuous; not_compiled; no_equilibrium - the tree of one of the nodes has no
- * valid result; normalization - the joint sums to zero by underflow; no_memory - also when the table's size
+ * valid result; normalization - in fast-retraction mode the joint sums to zero by underflow; no_memory - also when the table's size
  * does not fit into a size_t; overflow - a mean or covariance is no finite number.
  */
 TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes);

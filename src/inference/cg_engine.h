@@ -195,4 +195,23 @@ struct CgIncorporation {
 // Brings the densities of the evidence into the discrete tables of the pools.
 tv_status_t incorporate_densities(CgEngine& engine, CgIncorporation& result) noexcept;
 
+// The same where the tables are made from the densities: calls take(pool, logarithms) for each pool with
+// evidence, with a number for each configuration of its clique. Until then, tables hold no densities.
+template <class Take>
+tv_status_t collect_densities(CgEngine& engine, Take take);
+tv_status_t add_all_densities(CgEngine& engine, const CgPool& pool, bool& any) noexcept;
+
+// And afterwards.
+void note_densities(CgEngine& engine) noexcept;
+
+template <class Take>
+tv_status_t collect_densities(CgEngine& engine, Take take) {
+  for (const CgPool& pool : engine.pools) {
+    bool any = false;
+    if (tv_status_t status = add_all_densities(engine, pool, any)) return status;
+    if (any) take(pool, std::span<const double>(pool.applied, pool.clique->table.size));
+  }
+  return tv_status_none;
+}
+
 }  // namespace tv

@@ -132,4 +132,22 @@ tv_status_t incorporate_densities(CgEngine& engine, CgIncorporation& result) noe
   return tv_status_none;
 }
 
+tv_status_t add_all_densities(CgEngine& engine, const CgPool& pool, bool& any) noexcept {
+  std::fill_n(pool.applied, pool.clique->table.size, 0.0);
+  any = has_changed(engine, pool);
+  if (!any) return tv_status_none;
+  ProgressMeter progress(*engine.tree->domain, "propagation", engine.cliques.size());
+  if (tv_status_t status = add_densities(engine, pool, progress)) return status;
+  std::copy_n(engine.totals.data(), pool.clique->table.size, pool.applied);
+  return tv_status_none;
+}
+
+// What has been found possible stays so, although the tables were made anew meanwhile.
+void note_densities(CgEngine& engine) noexcept {
+  engine.incorporated = engine.observed > 0;
+  engine.growth = 0.0;
+  for (CgComponent& component : engine.components)
+    if (component.collected + 1 == engine.round) component.resets = engine.resets;
+}
+
 }  // namespace tv

@@ -90,6 +90,12 @@ bool may_eliminate(const Sweep& sweep) noexcept {
          tree.domain->counters.decision == 0 && tree.approximation_constant == 1.0;
 }
 
+std::unique_ptr<EliminationPlan> plan_any_elimination(TreeEngine& engine) {
+  if (has_finding_on_one_state(*engine.tree)) return nullptr;
+  const EliminationTree graph = best_elimination(*engine.tree, restricted_entries(*engine.tree));
+  return graph.cliques.empty() ? nullptr : write_plan(engine, graph, false);
+}
+
 std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
   const JunctionTree& tree = *engine.tree;
   const double nodes = static_cast<double>(tree.nodes.size());
@@ -101,7 +107,7 @@ std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
   const EliminationTree graph = is_large ? best_elimination(tree, entries) : EliminationTree{};
   const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
   if (!graph.cliques.empty() && (least == 0.0 || saved >= (comes_again ? kSaved : kSavedAtOnce)))
-    return write_plan(engine, graph);
+    return write_plan(engine, graph, true);
   if (comes_again)
     engine.kept_tapes->want_tables();  // nor will it be better the next time
   else if (is_large)

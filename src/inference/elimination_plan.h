@@ -8,6 +8,7 @@
 // no numbers then.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <span>
 
@@ -123,17 +124,18 @@ struct EliminationPlan {
   std::vector<Distribute> distributes;  // receivers last
   std::vector<Reply> replies;
   std::vector<Belief> beliefs;
-  std::vector<double> factors;    // taken out of what is collected
-  std::vector<uint32_t> parents;  // by clique, later ones; kNoClique where a tree ends
-  Block<double> inverses;         // by clique
-  Block<double> totals;           // of messages and replies
-  Block<double> sums;             // of beliefs
-  float* scratch = nullptr;       // the marginal of the present message or reply
-  float* turned = nullptr;        // and its ratio, before it is turned
-  size_t message_size = 0;        // of the largest: room in each of the two
-  size_t most_steps = 0;          // of a pass
-  Branches branches;              // found when the plan is first run on threads
-  size_t work = 0;                // entries times steps, of all passes
+  std::vector<double> factors;           // taken out of what is collected
+  std::vector<uint32_t> parents;         // by clique, later ones; kNoClique where a tree ends
+  Block<double> inverses;                // by clique
+  Block<double> totals;                  // of messages and replies
+  Block<double> sums;                    // of beliefs
+  float* scratch = nullptr;              // the marginal of the present message or reply
+  float* turned = nullptr;               // and its ratio, before it is turned
+  size_t message_size = 0;               // of the largest: room in each of the two
+  size_t most_steps = 0;                 // of a pass
+  Branches branches;                     // found when the plan is first run on threads
+  size_t work = 0;                       // entries times steps, of all passes
+  std::atomic<bool> left_range = false;  // in the last run, single precision did not suffice everywhere
   PlanMemory memory;
 
   size_t bytes() const noexcept;
@@ -146,14 +148,19 @@ struct EliminationPlan {
 bool may_eliminate(const Sweep& sweep) noexcept;
 
 // The plan over these cliques of the open nodes; null where the tables' memory does not suffice for it, or a
-// pass would need too many steps.
-std::unique_ptr<EliminationPlan> write_plan(TreeEngine& engine, const EliminationTree& graph);
+// pass would need too many steps. With `joins_factors`, small factors are multiplied beforehand, in single
+// precision.
+std::unique_ptr<EliminationPlan> write_plan(TreeEngine& engine, const EliminationTree& graph,
+                                            bool joins_factors);
 
-// The plan for the evidence that the tree has taken in; null where the tape is as good.
+// The plan for the evidence that the tree has taken in; null where the tape is as good. The second form makes
+// one whatever it costs, if there can be one, in which all products can be formed in doubles.
 std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine);
+std::unique_ptr<EliminationPlan> plan_any_elimination(TreeEngine& engine);
 
-// Stores the beliefs and the constants; `no_value` where some product of factors is too small for single
-// precision or the evidence is impossible: nothing is known then.
+// Stores the beliefs and the constants. Where single precision does not suffice for the products of a clique,
+// doubles serve. `kOutOfRange` where they do not suffice, either; `no_value` where the evidence is
+// impossible: nothing is known then.
 tv_status_t run_elimination(TreeEngine& engine, EliminationPlan& plan);
 
 }  // namespace tv

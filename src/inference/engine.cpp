@@ -226,6 +226,7 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
   visit(engine.order, cliques);
   visit(engine.reached_by, cliques);
   visit(engine.pending, nodes);
+  visit(engine.former_states, nodes);
   visit(engine.evidence, nodes);
   visit(engine.changed, nodes);
   visit(engine.wanted, nodes);

@@ -10,11 +10,13 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <span>
 #include <vector>
 
 #include "compile/forest.h"
+#include "inference/extended/wide_number.h"
 #include "inference/fixed_list.h"
 #include "inference/kept_tables.h"
 #include "inference/tape.h"
@@ -107,9 +109,10 @@ struct CliqueWork {
   size_t version = 0;        // grows with every change, so that the host's copy can be told stale
   size_t materialized = 0;   // the version that the host's copy shows
   std::span<PotentialPlan> potentials;
-  std::span<LinkPlan> links;      // in the order of clique->links
-  std::span<BeliefPlan> beliefs;  // nodes for which this is the smallest table
-  MemberList findings;            // members whose update findings wait to be multiplied in
+  std::span<LinkPlan> links;         // in the order of clique->links
+  std::span<BeliefPlan> beliefs;     // nodes for which this is the smallest table
+  MemberList findings;               // members whose update findings wait to be multiplied in
+  double finding_probability = 1.0;  // of the findings of this step that were entered here, before it
 };
 
 struct TreeEngine {
@@ -175,6 +178,21 @@ struct TreeEngine {
   uint32_t patterns_to_pass = 0;
   bool has_beliefs_only = false;
   KeptTables kept_potentials;  // then, by position of the node: what may have changed since
+
+  // Single precision did not suffice: the tables show what is possible, but only answers count, and further
+  // evidence is propagated from the potentials again.
+  bool is_extended = false;
+  // The binary logarithm of the greatest share of a table's mass that entries may hold which became too small
+  // while messages were distributed.
+  double lost_share = -std::numeric_limits<double>::infinity();
+  // What such a propagation needs to know of the step: the probability that its findings had before it, and
+  // what was known of the pending nodes until then, with the finding vectors one behind the other.
+  WideNumber finding_probability;
+  FixedList<int32_t> former_states;
+  std::vector<tv_number_t> former_findings;
+  bool knows_constants = false;  // those of the step are right, whatever becomes of the beliefs
+  static constexpr uint32_t kNoConflictRoot = UINT32_MAX;
+  uint32_t conflict_root = kNoConflictRoot;  // from which the conflicts of cliques are still to be found
 
   FixedList<Node*> pending;   // nodes whose evidence the current propagation takes in
   FixedList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "api/boundary.h"
 #include "inference/evidence.h"
 #include "inference/messages.h"
 #include "inference/schedule.h"
@@ -29,8 +30,15 @@ void incorporate(TreeEngine& engine, const Node& node, ptrdiff_t state, const tv
                  tv_equilibrium_t equilibrium) noexcept {
   CompiledNode& data = compiled(node);
   Clique& home = *data.home;
-  if (engine.tree->equilibrium != tv_equilibrium_none)
-    home.conflict *= probability_of_evidence(node, state, finding, equilibrium);
+  if (engine.tree->equilibrium != tv_equilibrium_none) {
+    const double probability = probability_of_evidence(node, state, finding, equilibrium);
+    CliqueWork& work = engine.cliques[home.position];
+    if (!work.measured) engine.measured.push_back(home.position);
+    work.measured = true;
+    work.finding_probability *= probability;
+    home.conflict *= probability;
+    engine.finding_probability.multiply(probability);
+  }
   data.in_conflict = true;
   mark_clique(engine, home.position);
 }
@@ -53,8 +61,27 @@ void make_update(const Node& node) noexcept {
   }
 }
 
+// The binary logarithm of what an entry can grow by.
+double growth_of_update(const Node& node) noexcept {
+  const tv_number_t* const update = update_finding(node);
+  const float largest = *std::max_element(update, update + node.number_of_states);
+  return std::max(0.0, std::log2(static_cast<double>(largest)));
+}
+
+// Without memory for a vector, the conflicts of single cliques will not be known, should they need it.
+void remember_former(TreeEngine& engine, const Node& node) noexcept {
+  const ptrdiff_t state = compiled(node).propagated_state;
+  engine.former_states.push_back(static_cast<int32_t>(state));
+  if (state == kFindingVector)
+    succeeds_with_memory([&] {
+      engine.former_findings.insert(engine.former_findings.end(), propagated_finding(node),
+                                    propagated_finding(node) + node.number_of_states);
+    });
+}
+
 void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibrium) noexcept {
   CompiledNode& data = compiled(node);
+  remember_former(engine, node);
   const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
   const bool only_selects =
       entered >= 0 && (propagated == kNoEvidence || propagated_finding(node)[entered] == 1.0f);
@@ -62,6 +89,7 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
     incorporate(engine, node, entered, nullptr, equilibrium);
   } else {
     make_update(node);
+    engine.lost_share += growth_of_update(node);
     incorporate(engine, node, kFindingVector, update_finding(node), equilibrium);
     multiply_update_later(engine, node);
     copy_entered_finding(node);
@@ -143,6 +171,15 @@ void copy_pending_evidence(TreeEngine& engine) noexcept {
 
 void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
   for (const Node* node : engine.pending) enter_one(engine, *node, equilibrium);
+}
+
+void mark_newly_fixed(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.pending) {
+    const CompiledNode& data = compiled(*node);
+    if (std::max<ptrdiff_t>(data.propagated_state, -1) == data.fixed_state) continue;
+    order_cliques_with(engine, *node);
+    for (const size_t clique : engine.order) mark_clique(engine, clique);
+  }
 }
 
 void mark_homes_of_pending(TreeEngine& engine) noexcept {

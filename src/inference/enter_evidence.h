@@ -19,6 +19,9 @@ void copy_pending_evidence(TreeEngine& engine) noexcept;
 
 void mark_homes_of_pending(TreeEngine& engine) noexcept;
 
+// Marks the cliques that hold a node whose state has become known.
+void mark_newly_fixed(TreeEngine& engine) noexcept;
+
 // Normal mode: turns the pending evidence into propagated states and update findings, and marks their homes.
 void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 

@@ -1,11 +1,15 @@
 #include "inference/form_tables.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "api/boundary.h"
+#include "api/float_environment.h"
 #include "inference/enter_evidence.h"
+#include "inference/extended/propagate_extended.h"
 #include "inference/messages.h"
+#include "inference/range.h"
 #include "inference/schedule.h"
 #include "inference/tape_cache.h"
 #include "inference/utility_engine.h"
@@ -42,8 +46,6 @@ class StateOfTree {
 
 // Again from the start, should an earlier attempt have failed halfway.
 tv_status_t propagate_without_beliefs(TreeEngine& engine) {
-  const FormerNumbers numbers(engine.kept_potentials,
-                              [&](size_t position) { return engine.tree->nodes[position]->table.get(); });
   KeptTables kept = std::move(engine.kept_potentials);
   forget_tables(engine);
   engine.kept_potentials = std::move(kept);
@@ -54,6 +56,17 @@ tv_status_t propagate_without_beliefs(TreeEngine& engine) {
   want_no_beliefs(engine);
   const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal, true};
   return _tv_jt_global_propagate(sweep, _tv_identify_subtree(engine, kNone));
+}
+
+tv_status_t form_from_former_numbers(JunctionTree& tree) {
+  TreeEngine& engine = engine_of(tree);
+  const FormerNumbers numbers(engine.kept_potentials,
+                              [&](size_t position) { return tree.nodes[position]->table.get(); });
+  const FloatEnvironment environment;
+  tv_status_t status = engine.is_extended ? kOutOfRange : propagate_without_beliefs(engine);
+  if (status == kOutOfRange) status = form_extended_tables(tree, tv_equilibrium_sum, tv_evidence_normal);
+  if (status == tv_status_none && range_flags()) engine.lost_share = lost_share_of(engine);
+  return status;
 }
 
 // The tree whose potentials the node's table is one of.
@@ -88,7 +101,7 @@ tv_status_t form_tables(JunctionTree& tree) {
   if (!engine.has_beliefs_only) return tv_status_none;
   if (engine.kept_potentials.are_lost) return tv_status_no_equilibrium;
   const StateOfTree state(tree);
-  if (tv_status_t status = propagate_without_beliefs(engine)) return status;
+  if (tv_status_t status = form_from_former_numbers(tree)) return status;
   engine.has_beliefs_only = false;
   engine.kept_potentials.clear();
   engine.kept_tapes->want_tables();

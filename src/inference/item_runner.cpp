@@ -4,8 +4,10 @@
 #include <cmath>
 #include <numbers>
 
+#include "api/float_environment.h"
 #include "inference/factored.h"
 #include "inference/findings_marginal.h"
+#include "tables/double_pass.h"
 #include "tables/long_arrays.h"
 #include "tables/number_bounds.h"
 
@@ -37,7 +39,7 @@ tv_status_t ItemRunner::run(const Lane& lane, const Item& item, CollectOutcome& 
     case ItemKind::root:
       return collect_root(lane, item, outcome);
     case ItemKind::pass:
-      return run_table_pass(lane, item), tv_status_none;
+      return run_table_pass(lane, item);
     case ItemKind::separator_pass:
       return run_separator_pass(lane, item), tv_status_none;
     case ItemKind::message:
@@ -50,11 +52,10 @@ tv_status_t ItemRunner::run(const Lane& lane, const Item& item, CollectOutcome& 
 
 // ---- Passes over a clique's table ----
 
-// Tapes are written for the totals of the engine.
-void ItemRunner::run_pass_in(const Lane& lane, const Shape& shape, float* numbers, const Step* steps,
-                             size_t count) {
-  if (lane.totals == engine_.totals.data()) return run_pass(shape, numbers, steps, count, lane.settings);
-  Step moved[kMostFormingSteps];
+// Tapes are written for the totals of the engine. Other lanes need room for the steps.
+const Step* ItemRunner::steps_for(const Lane& lane, const Step* steps, size_t count,
+                                  Step* moved) const noexcept {
+  if (lane.totals == engine_.totals.data()) return steps;
   for (size_t s = 0; s < count; ++s) {
     moved[s] = steps[s];
     double*& target = moved[s].target;
@@ -63,7 +64,32 @@ void ItemRunner::run_pass_in(const Lane& lane, const Shape& shape, float* number
     else if (target >= engine_.belief_totals.begin() && target < engine_.belief_totals.end())
       target = lane.belief_totals + (target - engine_.belief_totals.begin());
   }
-  run_pass(shape, numbers, moved, count, lane.settings);
+  return moved;
+}
+
+void ItemRunner::run_pass_in(const Lane& lane, const Shape& shape, float* numbers, const Step* steps,
+                             size_t count) {
+  Step moved[kMostFormingSteps];
+  run_pass(shape, numbers, steps_for(lane, steps, count, moved), count, lane.settings);
+}
+
+// A pass over a clique without a table. Where single precision is left on the way, its products are doubles;
+// false where these do not suffice. `clear` sets the totals to zero.
+template <class Clear>
+bool ItemRunner::run_over_products(const Lane& lane, const Item& item, Clear clear) {
+  const unsigned earlier = range_flags();
+  clear_range_flags();
+  clear();
+  run_steps(lane, item, steps(item), item.step_count);
+  if (range_flags()) {
+    clear_range_flags();
+    clear();
+    Step moved[kMostFormingSteps];
+    run_double_pass(item.shape, steps_for(lane, steps(item), item.step_count, moved), item.step_count);
+  }
+  const bool succeeds = !range_flags();
+  raise_range_flags(earlier);
+  return succeeds;
 }
 
 void ItemRunner::run_steps(const Lane& lane, const Item& item, const Step* steps, size_t count) {
@@ -73,12 +99,18 @@ void ItemRunner::run_steps(const Lane& lane, const Item& item, const Step* steps
   if (!steps->target) ++work(item).version;
 }
 
-void ItemRunner::run_table_pass(const Lane& lane, const Item& item) {
-  clear_array(lane.totals, item.clear_totals, lane.settings);
-  std::fill_n(lane.belief_totals, item.clear_beliefs, 0.0);
-  if (item.formed == 0 || work(item).factored) return run_steps(lane, item, steps(item), item.step_count);
+tv_status_t ItemRunner::run_table_pass(const Lane& lane, const Item& item) {
+  const auto clear = [&] {
+    clear_array(lane.totals, item.clear_totals, lane.settings);
+    std::fill_n(lane.belief_totals, item.clear_beliefs, 0.0);
+  };
+  if (item.formed > 0 && work(item).factored)
+    return run_over_products(lane, item, clear) ? tv_status_none : kOutOfRange;
+  clear();
+  if (item.formed == 0) return run_steps(lane, item, steps(item), item.step_count), tv_status_none;
   if (!item.repeats) bring_up_to_date(lane, item);
   run_steps(lane, item, steps(item) + item.formed, item.step_count - item.formed);
+  return tv_status_none;
 }
 
 // The tape was written for a factored clique, but its table is stored meanwhile: only the news are missing.
@@ -120,6 +152,7 @@ void ItemRunner::set_constants() noexcept {
   tree_.step_constant = std::ldexp(engine_.factor_mantissa, exponent);
   tree_.step_log_constant =
       std::log(engine_.factor_mantissa) + static_cast<double>(engine_.factor_exponent) * std::numbers::ln2;
+  engine_.knows_constants = true;
   tree_.constant *= tree_.step_constant;
   tree_.log_constant += tree_.step_log_constant;
 }
@@ -152,23 +185,33 @@ tv_status_t ItemRunner::run_in_parts(const Lane& lane, const Item& item, size_t 
   return tv_status_none;
 }
 
-// Brings a clique up to date and forms the outgoing marginal. Where little mass is left of the potentials'
-// product, entries may have been lost on the way: it is then formed again step by step.
+// Brings a clique up to date and forms the outgoing marginal. Where products leave the range of ordinary
+// numbers and little is left of all of them, the table is formed again and rescaled after each step.
 tv_status_t ItemRunner::update_and_marginalize(const Lane& lane, const Item& item, double* totals,
                                                size_t size, CollectOutcome& outcome) {
+  if (item.updates > limits.most_updates) return kOutOfRange;
+  const bool can_repeat = item.starts_anew && item.updates > 1;
   tv_status_t status = tv_status_none;
-  for (size_t together : {limits.updates_together, size_t{1}}) {
+  const auto clear = [&] {
     clear_array(totals, size, lane.settings);
-    outcome.exponent = 0;
     if (sweep_.equilibrium == tv_equilibrium_max) engine_.table_sum = 0.0;  // else it is not asked for
-    status = tv_status_none;
-    if (item.updates <= together || work(item).factored)
-      run_steps(lane, item, steps(item), item.step_count);
-    else
-      status = run_in_parts(lane, item, together, outcome);
-    if (!item.starts_anew || item.updates < 2 || holds_mass(totals, size)) break;
-    if (work(item).factored && !lane.may_allocate) return kNeedsToAllocate;
-    store_table(work(item));
+  };
+  clear_range_flags();
+  if (work(item).factored) {
+    if (!run_over_products(lane, item, clear)) return kOutOfRange;
+  } else {
+    for (size_t together : {limits.updates_together, size_t{1}}) {
+      clear();
+      outcome.exponent = 0;
+      status = tv_status_none;
+      if (item.updates <= together)
+        run_steps(lane, item, steps(item), item.step_count);
+      else
+        status = run_in_parts(lane, item, together, outcome);
+      if (!range_flags()) break;
+      if (!can_repeat || together == 1 || holds_mass(totals, size)) return kOutOfRange;
+      clear_range_flags();
+    }
   }
   work(item).findings.clear();
   if (status == tv_status_none && sweep_.equilibrium == tv_equilibrium_max)
@@ -214,12 +257,14 @@ tv_status_t ItemRunner::collect(const Lane& lane, const Item& item, CollectOutco
   float* message = place_of_message(item);
   const RatioResult result = (item.has_past ? divide_array : take_array)(lane.totals, separator.old.numbers,
                                                                          message, item.size, lane.settings);
+  if (range_flags()) return kOutOfRange;
   if (tv_status_t status = check_ratio(result, item.has_past)) return status;
   outcome.mass = sweep_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
   outcome.largest = result.largest;
   if (tv_status_t status = _tv_check_norm_factor(outcome.mass)) return status;
   if (tv_status_t status = _tv_check_norm_factor(outcome.largest)) return status;
   scale_array(message, item.size, 1.0 / outcome.largest, lane.settings);
+  if (range_flags()) return kOutOfRange;
   keep_message(item);
   return tv_status_none;
 }
@@ -299,7 +344,8 @@ tv_status_t ItemRunner::send(const Lane& lane, const Item& item) {
   const RatioResult result = (item.has_past ? divide_array : take_array)(
       totals, separator.old.numbers, place_of_message(item), item.size, lane.settings);
   keep_message(item);
-  return check_ratio(result, item.has_past);
+  const tv_status_t status = check_ratio(result, item.has_past);
+  return status && range_flags() ? kOutOfRange : status;
 }
 
 // Stores a belief so that it sums to one (or its largest entry is one, under max).
@@ -322,7 +368,7 @@ tv_status_t ItemRunner::store_belief(const Lane& lane, const Item& item) noexcep
   double whole = 0.0;
   for (size_t i = 0; i < states; ++i)
     whole = sweep_.equilibrium == tv_equilibrium_sum ? whole + totals[i] : std::max(whole, totals[i]);
-  if (!(whole >= kSmallestNormalFloat)) return tv_status_normalization;
+  if (!(whole >= kSmallestNormalFloat)) return kOutOfRange;
   for (size_t i = 0; i < states; ++i) data.belief[i] = static_cast<tv_number_t>(totals[i] / whole);
   return tv_status_none;
 }

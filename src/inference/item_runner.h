@@ -11,7 +11,6 @@ struct Lane {
   double* totals;
   double* belief_totals;
   ParallelSettings settings;
-  bool may_allocate;  // a thread of our own may not: nobody would catch its exception
 };
 
 // What a collecting clique has found out beside its message.
@@ -19,8 +18,6 @@ struct CollectOutcome {
   double mass = 1.0, largest = 1.0;
   int exponent = 0;  // powers of two that were taken out of its table
 };
-
-inline constexpr tv_status_t kNeedsToAllocate = -1;  // of an item that has to be run again by one who may
 
 class ItemRunner {
  public:
@@ -48,9 +45,12 @@ class ItemRunner {
   Step* steps(const Item& item) const noexcept { return steps_ + item.first_step; }
 
   // Passes over a table.
+  const Step* steps_for(const Lane& lane, const Step* steps, size_t count, Step* moved) const noexcept;
   void run_pass_in(const Lane& lane, const Shape& shape, float* numbers, const Step* steps, size_t count);
   void run_steps(const Lane& lane, const Item& item, const Step* steps, size_t count);
-  void run_table_pass(const Lane& lane, const Item& item);
+  tv_status_t run_table_pass(const Lane& lane, const Item& item);
+  template <class Clear>
+  bool run_over_products(const Lane& lane, const Item& item, Clear clear);
   void bring_up_to_date(const Lane& lane, const Item& item);
   void run_separator_pass(const Lane& lane, const Item& item);
 

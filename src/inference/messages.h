@@ -29,15 +29,20 @@ tv_status_t run_messages(const Sweep& sweep, const Tape& tape);
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root);
 
 inline constexpr double kLargestRatioSum = 8.988465674311579e+307;  // 2 to the power 1023
-inline constexpr double kSuspiciousMass = 5.421010862427522e-20;    // 2 to the power -64
+inline constexpr double kLittleMass = 5.421010862427522e-20;        // 2 to the power -64
 
-// Whether so much mass is left in a marginal that no product can have underflowed on the way.
+// Whether what is left of the largest products is far from the smallest normal number.
 bool holds_mass(const double* totals, size_t size) noexcept;
+
+// Of a propagation for which single precision does not suffice (extended/propagate_extended.h): the tables
+// are spoiled, and nothing is known.
+inline constexpr tv_status_t kOutOfRange = static_cast<tv_status_t>(-2);
 
 // Takes a factor out of the tables into the constants of the propagation.
 void take_out_factor(TreeEngine& engine, double factor) noexcept;
 
-// `overflow` or `inconsistency_or_underflow` when a normalising factor leaves the range of normal floats.
+// What a normalising factor means: zero is `inconsistency_or_underflow`; any other one that no normal float
+// holds, `kOutOfRange`.
 tv_status_t _tv_check_norm_factor(double factor) noexcept;
 
 // The probability of a node's evidence under its present belief: `state` >= 0 selects one state,

@@ -13,13 +13,14 @@ constexpr size_t kSmallShare = 8;  // what is so many times smaller than a cliqu
 
 class Planner {
  public:
-  Planner(TreeEngine& engine, const EliminationTree& graph)
+  Planner(TreeEngine& engine, const EliminationTree& graph, bool joins_factors)
       : engine_(engine),
         graph_(graph),
         plan_(std::make_unique<EliminationPlan>()),
         factors_(engine, graph, *plan_),
         pass_(graph, factors_, *plan_),
         groups_(graph, factors_, pass_, *plan_),
+        joins_factors_(joins_factors),
         first_child_(graph.cliques.size(), kNothing),
         next_sibling_(graph.cliques.size(), kNothing),
         heard_(graph.cliques.size(), kNothing),
@@ -198,7 +199,7 @@ class Planner {
   // list.
   uint32_t group_chosen(size_t clique_size) {
     const uint32_t first_product = count_of(plan_->products);
-    if (clique_size < limits.plan_clique) return first_product;
+    if (!joins_factors_ || clique_size < limits.plan_clique) return first_product;
     groups_.join(chosen_, order_, clique_size / kSmallShare);
     return first_product;
   }
@@ -460,6 +461,7 @@ class Planner {
   EliminationFactors factors_;
   PassWriter pass_;
   FactorGroups groups_;
+  bool joins_factors_;
   bool fits_ = true;
 
   std::vector<uint32_t> first_child_, next_sibling_;  // by clique
@@ -480,8 +482,9 @@ class Planner {
 
 }  // namespace
 
-std::unique_ptr<EliminationPlan> write_plan(TreeEngine& engine, const EliminationTree& graph) {
-  return Planner(engine, graph).plan();
+std::unique_ptr<EliminationPlan> write_plan(TreeEngine& engine, const EliminationTree& graph,
+                                            bool joins_factors) {
+  return Planner(engine, graph, joins_factors).plan();
 }
 
 }  // namespace tv

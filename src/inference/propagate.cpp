@@ -5,19 +5,23 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "api/boundary.h"
+#include "api/float_environment.h"
 #include "inference/cg_engine.h"
 #include "inference/d_connection.h"
 #include "inference/elimination_plan.h"
 #include "inference/enter_evidence.h"
 #include "inference/evidence.h"
 #include "inference/explain_failure.h"
+#include "inference/extended/propagate_extended.h"
 #include "inference/factored.h"
 #include "inference/form_tables.h"
 #include "inference/messages.h"
 #include "inference/model_tables.h"
 #include "inference/queries.h"
+#include "inference/range.h"
 #include "inference/reset.h"
 #include "inference/schedule.h"
 #include "inference/tape_cache.h"
@@ -69,6 +73,11 @@ void start_step(JunctionTree& tree) noexcept {
   want_no_beliefs(engine_of(tree));
   tree.conflict = tree.step_constant = 1.0;
   tree.step_log_constant = 0.0;
+  TreeEngine& engine = engine_of(tree);
+  engine.finding_probability = {0.5, 1};
+  engine.former_states.clear();
+  engine.former_findings.clear();
+  engine.knows_constants = false;
 }
 
 void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
@@ -100,6 +109,19 @@ void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium)
     mark_all_cliques(engine);
   }
   copy_pending_evidence(engine);
+}
+
+// The largest share of a table that may have been lost for good while messages were distributed, which
+// evidence that was improbable makes larger. Results that become too small to be shown count, too.
+// Under fast retraction findings are still to come.
+tv_status_t note_lost_share(JunctionTree& tree, tv_evidence_mode_t mode) noexcept {
+  TreeEngine& engine = engine_of(tree);
+  if (engine.has_beliefs_only) return tv_status_none;
+  const unsigned flags = range_flags();
+  if ((flags & kOverflowFlag) || (flags && mode == tv_evidence_fast_retraction)) return kOutOfRange;
+  engine.lost_share -= std::min(0.0, tree.step_log_constant) / std::numbers::ln2;
+  if (flags) engine.lost_share = std::max(engine.lost_share, lost_share_of(engine));
+  return engine.lost_share > kNegligibleLater ? kOutOfRange : tv_status_none;
 }
 
 // Only sums are left alone by nodes that evidence cannot reach: the largest entry over an unobserved common
@@ -140,6 +162,7 @@ tv_status_t propagate_by_elimination(const Sweep& sweep, EliminationPlan* kept) 
   if (status) return status;
   fix_states_without_plans(engine);
   engine.has_beliefs_only = true;
+  engine.is_extended = plan->left_range.load(std::memory_order_relaxed);
   if (fresh) cache.keep(std::move(fresh));
   return tv_status_none;
 }
@@ -203,19 +226,30 @@ tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
   return tv_status_none;
 }
 
+// In single precision, as far as that goes: `kOutOfRange` beyond.
+tv_status_t propagate_in_range(const Sweep& sweep, const Clique* root) {
+  JunctionTree& tree = *sweep.engine.tree;
+  const bool starts_anew = sweep.first && !root;
+  tv_status_t status = starts_anew ? propagate_anew(sweep) : propagate_on(sweep, root);
+  if (!status && sweep.engine.cg) status = propagate_values(tree, root);
+  return status ? status : note_lost_share(tree, sweep.mode);
+}
+
 // From the present tables, or from the potentials when there are none, to the entered evidence.
 tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equilibrium_t equilibrium,
                                tv_evidence_mode_t mode) {
   TreeEngine& engine = engine_of(tree);
+  const FloatEnvironment environment;
+  const FormerConstants former(tree);
   start_step(tree);
   if (mode == tv_evidence_normal)
     enter_normal(tree, equilibrium);
   else
     enter_for_fast_retraction(tree, equilibrium);
   const Sweep sweep = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
-  const bool starts_anew = sweep.first && !root;
-  if (tv_status_t status = starts_anew ? propagate_anew(sweep) : propagate_on(sweep, root)) return status;
-  return engine.cg ? propagate_values(tree, root) : tv_status_none;
+  tv_status_t status = engine.is_extended ? kOutOfRange : propagate_in_range(sweep, root);
+  if (status == kOutOfRange) status = propagate_extended(tree, root, equilibrium, mode, former);
+  return status;
 }
 
 // The densities of values may be so far apart that entries of the tables underflow. One that has grown by no
@@ -315,7 +349,8 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
     recovery.dismiss();
     return tv_status_none;
   }
-  if (tv_status_t status = form_tables(tree)) return status;
+  if (!engine.is_extended)
+    if (tv_status_t status = form_tables(tree)) return status;
   const bool may_have_lost = engine.cg && engine.cg->incorporated;
   tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);
   const bool stopped = status == tv_status_error;

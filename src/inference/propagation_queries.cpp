@@ -1,6 +1,7 @@
 // What a host can ask about the state that propagation left: which equilibrium holds, in which mode
 // evidence was propagated, the probability of the evidence and the conflict within it.
 #include "api/boundary.h"
+#include "inference/extended/clique_conflicts.h"
 #include "inference/queries.h"
 
 namespace tv {
@@ -82,7 +83,8 @@ double tv_jt_get_conflict(const tv_junction_tree_t* jt) {
 
 double tv_clique_get_conflict(const tv_clique_t* clique) {
   if (!tv::check(clique) || !tv::require_compiled(clique->domain())) return -1;
-  return clique->conflict;
+  const tv_status_t status = tv::guarded([&] { return tv::measure_conflicts(*clique->tree); });
+  return status ? -1 : clique->conflict;
 }
 
 tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node) {

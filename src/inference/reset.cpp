@@ -9,9 +9,11 @@
 #include <cmath>
 
 #include "api/boundary.h"
+#include "api/float_environment.h"
 #include "inference/cg_engine.h"
 #include "inference/chain_divisor.h"
 #include "inference/evidence.h"
+#include "inference/extended/propagate_extended.h"
 #include "inference/factored.h"
 #include "inference/form_tables.h"
 #include "inference/messages.h"
@@ -114,7 +116,10 @@ tv_status_t initialize_to_sum(JunctionTree& tree) {
   mark_all_cliques(engine);
   want_all_beliefs(engine);
   const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal, true};
-  if (tv_status_t status = _tv_jt_global_propagate(sweep, 0)) return status;
+  const FloatEnvironment environment;
+  tv_status_t status = _tv_jt_global_propagate(sweep, 0);
+  if (status == kOutOfRange) status = initialize_extended(tree);
+  if (status) return status;
   if (engine.evidence_count == 0) set_constants(tree, 0.0);  // but for rounding
   tree.equilibrium = tv_equilibrium_sum;
   return tv_status_none;
@@ -187,9 +192,11 @@ void count_evidence_to_propagate(JunctionTree& tree) noexcept {
 void forget_conflicts(TreeEngine& engine) noexcept {
   for (const uint32_t clique : engine.measured) {
     engine.cliques[clique].measured = false;
+    engine.cliques[clique].finding_probability = 1.0;
     engine.cliques[clique].clique->conflict = 1.0;
   }
   engine.measured.clear();
+  engine.conflict_root = TreeEngine::kNoConflictRoot;
   if (engine.all_in_conflict)
     for_each_with_evidence(engine, [](const Node& node) { compiled(node).in_conflict = false; });
   else

@@ -192,6 +192,8 @@ void refresh_plans(TreeEngine& engine) noexcept {
 void forget_tables(TreeEngine& engine) noexcept {
   engine.has_beliefs_only = false;
   engine.kept_potentials.clear();
+  engine.is_extended = false;
+  engine.lost_share = -std::numeric_limits<double>::infinity();
   for (CliqueWork& work : engine.cliques) {
     work.initialized = false;
     work.constant = 1.0f;

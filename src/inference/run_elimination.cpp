@@ -5,16 +5,17 @@
 #include <cmath>
 #include <numbers>
 
+#include "api/float_environment.h"
 #include "inference/elimination_plan.h"
+#include "inference/range.h"
 #include "network/progress.h"
+#include "tables/double_pass.h"
 #include "tables/long_arrays.h"
 #include "tables/number_bounds.h"
 #include "tables/parallel.h"
 
 namespace tv {
 namespace {
-
-constexpr double kSuspiciousMass = 5.421010862427522e-20;  // 2 to the power -64
 
 class EliminationRun {
  public:
@@ -28,6 +29,7 @@ class EliminationRun {
   }
 
   tv_status_t run() {
+    plan_.left_range.store(false, std::memory_order_relaxed);
     bind_potentials();
     if (settings_.workers && !engine_.domain->progress_handler) {
       if (plan_.branches.threads != settings_.concurrency_level)
@@ -38,7 +40,7 @@ class EliminationRun {
     const Lane lane = main_lane(settings_);
     for (size_t i = 0; i < plan_.collects.size() + plan_.distributes.size(); ++i) {
       if (tv_status_t status = progress.advance()) return status;
-      if (!run_item(lane, i)) return tv_status_no_value;
+      if (!run_item(lane, i)) return failure();
     }
     return finish();
   }
@@ -64,6 +66,9 @@ class EliminationRun {
     return i < collects ? collect(lane, plan_.collects[i], plan_.factors[i])
                         : distribute(lane, plan_.distributes[i - collects]);
   }
+
+  // Without a number that was out of range, the evidence is impossible.
+  static tv_status_t failure() noexcept { return range_flags() ? kOutOfRange : tv_status_no_value; }
 
   tv_status_t finish() noexcept {
     for (const double factor : plan_.factors) take_factor(factor);
@@ -118,10 +123,9 @@ class EliminationRun {
       lanes.push_back({block.data(), block.data() + plan_.totals.size(), scratch, scratch + 2 * message,
                        alone, moved.data() + (lanes.size() - 1) * plan_.most_steps});
     }
-    const bool succeeds = run_parts(branches.collect, lanes) &&
-                          run_part(main_lane(settings_), branches.trunk) &&
-                          run_parts(branches.distribute, lanes);
-    return succeeds ? finish() : tv_status_no_value;
+    if (!run_parts(branches.collect, lanes)) return failure();
+    if (!run_part(main_lane(settings_), branches.trunk)) return failure();
+    return run_parts(branches.distribute, lanes) ? finish() : failure();
   }
 
   // ---- Potentials ----
@@ -210,8 +214,12 @@ class EliminationRun {
 
   // Plans are written for the totals and the room of the plan.
   void run(const Lane& lane, const EliminationPlan::Pass& pass, float* numbers) {
-    if (!lane.moved) return run_pass(pass.shape, numbers, pass.steps, pass.step_count, lane.settings);
+    run_pass(pass.shape, numbers, steps_for(lane, pass), pass.step_count, lane.settings);
+  }
+
+  const Step* steps_for(const Lane& lane, const EliminationPlan::Pass& pass) const noexcept {
     Step* const moved = lane.moved;
+    if (!moved) return pass.steps;
     for (size_t s = 0; s < pass.step_count; ++s) {
       moved[s] = pass.steps[s];
       if (moved[s].operand == plan_.turned) moved[s].operand = lane.turned;
@@ -221,7 +229,7 @@ class EliminationRun {
       else if (target)
         target = lane.sums + (target - plan_.sums.begin());
     }
-    run_pass(pass.shape, numbers, moved, pass.step_count, lane.settings);
+    return moved;
   }
 
   void form_products(const Lane& lane, size_t first, size_t count) {
@@ -229,35 +237,70 @@ class EliminationRun {
       run(lane, plan_.products[p].pass, plan_.products[p].numbers);
   }
 
-  // False where too little is left of the factors' product: entries may have been lost on the way.
+  static bool has_more_factors(const EliminationPlan::Pass& pass, size_t most) noexcept {
+    if (pass.step_count <= most) return false;  // of which some are targets
+    return std::count_if(pass.steps, pass.steps + pass.step_count,
+                         [](const Step& step) { return !step.target; }) > static_cast<ptrdiff_t>(most);
+  }
+
+  // Runs a pass over factors alone, again in doubles where single precision is left. False where that is not
+  // enough. `clear` sets the totals to zero.
+  template <class Clear>
+  bool sum_products(const Lane& lane, const EliminationPlan::Pass& pass, Clear clear) {
+    if (range_flags()) return false;  // some factor has lost numbers already
+    if (!has_more_factors(pass, limits.most_updates)) {
+      clear();
+      run(lane, pass, nullptr);
+      if (!range_flags()) return true;
+    } else if (has_more_factors(pass, limits.most_rounded)) {
+      return raise_range_flags(kRangeFlags), false;
+    }
+    clear_range_flags();
+    plan_.left_range.store(true, std::memory_order_relaxed);
+    clear();
+    run_double_pass(pass.shape, steps_for(lane, pass), pass.step_count);
+    return !range_flags();
+  }
+
+  // False where a number is out of range, or nothing is left.
   bool collect(const Lane& lane, const EliminationPlan::Collect& item, double& factor) {
     double* totals = lane.totals;
-    clear_array(totals, item.size, lane.settings);
+    clear_range_flags();
     form_products(lane, item.first_product, item.product_count);
-    run(lane, item.pass, nullptr);
-    double sum = totals[0], largest = totals[0];
-    if (item.message) {
-      float* message = item.turn ? lane.turned : item.message;
-      const RatioResult result = take_array(totals, lane.scratch, message, item.size, lane.settings);
-      sum = result.sum;
-      largest = result.largest;
+    if (!sum_products(lane, item.pass, [&] { clear_array(totals, item.size, lane.settings); })) return false;
+    factor = item.message ? store_message(lane, item) : totals[0];
+    if (!item.message) plan_.inverses[item.clique] = 1.0 / factor;
+    return factor > 0.0 && factor < kLargestFloat;
+  }
+
+  // The message in single precision, the largest number being one. What would be lost becomes the smallest
+  // normal number, which is too much: the answer tells whether that matters. Returns what was divided by.
+  double store_message(const Lane& lane, const EliminationPlan::Collect& item) {
+    float* const message = item.turn ? lane.turned : item.message;
+    double largest = take_array(lane.totals, lane.scratch, message, item.size, lane.settings).largest;
+    if (largest >= kSmallestNormalFloat && largest < kLargestFloat)
+      scale_array(message, item.size, 1.0 / largest, lane.settings);
+    if (range_flags()) {
+      clear_range_flags();
+      plan_.left_range.store(true, std::memory_order_relaxed);
+      largest = *std::max_element(lane.totals, lane.totals + item.size);
+      for (size_t i = 0; i < item.size; ++i)
+        message[i] = lane.totals[i] > 0.0
+                         ? static_cast<float>(std::max(lane.totals[i] / largest, kSmallestNormalFloat))
+                         : 0.0f;
     }
-    const bool may_have_lost = item.pass.step_count > 2 && sum < kSuspiciousMass;
-    if (may_have_lost || !(largest >= kSmallestNormalFloat) || !(sum < kLargestFloat)) return false;
-    factor = largest;
     if (item.turn) run(lane, *item.turn, item.message);
-    if (item.message)
-      scale_array(item.message, item.size, 1.0 / largest, lane.settings);
-    else
-      plan_.inverses[item.clique] = 1.0 / largest;
-    return true;
+    return largest;
   }
 
   bool distribute(const Lane& lane, const EliminationPlan::Distribute& item) {
-    clear_array(lane.totals, item.clear_totals, lane.settings);
-    clear_sums(lane, item.first_belief, item.belief_count);
+    const auto clear = [&] {
+      clear_array(lane.totals, item.clear_totals, lane.settings);
+      clear_sums(lane, item.first_belief, item.belief_count);
+    };
+    clear_range_flags();
     form_products(lane, item.first_product, item.product_count);
-    run(lane, item.pass, nullptr);
+    if (!sum_products(lane, item.pass, clear)) return false;
     if (!store_beliefs(lane, item.first_belief, item.belief_count)) return false;
     for (size_t r = 0; r < item.reply_count; ++r)
       if (!answer(lane, plan_.replies[item.first_reply + r])) return false;
@@ -265,20 +308,58 @@ class EliminationRun {
   }
 
   bool answer(const Lane& lane, const EliminationPlan::Reply& reply) {
-    const double* totals = lane.totals + reply.totals;
-    float* ratio = reply.turn ? lane.turned : reply.ratio;
-    if (!reply.heard) {
-      take_array(totals, lane.scratch, ratio, reply.size, lane.settings);
-    } else {
-      spread_message(lane, reply);
-      divide_array(totals, lane.scratch, ratio, reply.size, lane.settings);
+    clear_range_flags();
+    if (!form_ratio(lane, reply)) return false;
+    if (range_flags()) {
+      scale_totals(lane, reply);
+      clear_range_flags();
+      if (!form_ratio(lane, reply)) return false;
     }
     if (reply.turn) run(lane, *reply.turn, reply.ratio);
     if (reply.inverse) scale_array(reply.ratio, reply.size, *reply.inverse, lane.settings);
+    // What is still too small says nothing any more.
+    if (range_flags() & kOverflowFlag) return false;
     if (reply.belief_count == 0) return true;
     clear_sums(lane, reply.first_belief, reply.belief_count);
     run(lane, *reply.sums, lane.scratch);
     return store_beliefs(lane, reply.first_belief, reply.belief_count);
+  }
+
+  // The marginal without what the receiver knows already; the marginal itself remains in the scratch.
+  bool form_ratio(const Lane& lane, const EliminationPlan::Reply& reply) {
+    const double* const totals = lane.totals + reply.totals;
+    float* const ratio = reply.turn ? lane.turned : reply.ratio;
+    if (!reply.heard) {
+      take_array(totals, lane.scratch, ratio, reply.size, lane.settings);
+      return true;
+    }
+    spread_message(lane, reply);
+    if (plan_.left_range.load(std::memory_order_relaxed) && !is_negligible(lane, reply)) return false;
+    divide_array(totals, lane.scratch, ratio, reply.size, lane.settings);
+    return true;
+  }
+
+  // Lets the largest total lie between one and two. Receivers normalise what they make of the answer.
+  void scale_totals(const Lane& lane, const EliminationPlan::Reply& reply) const noexcept {
+    double* const totals = lane.totals + reply.totals;
+    const double largest = *std::max_element(totals, totals + reply.size);
+    if (!(largest > 0.0) || !std::isfinite(largest)) return;
+    const int exponent = -std::ilogb(largest);
+    for (size_t i = 0; i < reply.size; ++i) totals[i] = std::ldexp(totals[i], exponent);
+  }
+
+  // Whether hardly any probability falls on the numbers of the receiver's message that were too small.
+  bool is_negligible(const Lane& lane, const EliminationPlan::Reply& reply) const noexcept {
+    const double* const totals = lane.totals + reply.totals;
+    double mass = 0.0, doubtful = 0.0;
+    for (size_t i = 0; i < reply.size; ++i) {
+      mass += totals[i];
+      if (lane.scratch[i] > 0.0f && lane.scratch[i] <= static_cast<float>(kSmallestNormalFloat))
+        doubtful += totals[i];
+    }
+    if (doubtful <= mass * kNegligible) return true;
+    raise_range_flags(kRangeFlags);
+    return false;
   }
 
   void spread_message(const Lane& lane, const EliminationPlan::Reply& reply) {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cmath>
 
+#include "api/float_environment.h"
 #include "api/memory.h"
 #include "inference/branches.h"
 #include "inference/factored.h"
@@ -62,7 +63,7 @@ class Runner {
   }
 
   Lane main_lane(const ParallelSettings& settings) const noexcept {
-    return {engine_.totals.data(), engine_.belief_totals.data(), settings, true};
+    return {engine_.totals.data(), engine_.belief_totals.data(), settings};
   }
 
   tv_status_t run_items() {
@@ -147,7 +148,6 @@ class Runner {
     const Branches& branches;
     const std::vector<Branches::Part>& parts;
     std::vector<CollectOutcome>& outcomes;
-    std::vector<size_t>& reached;  // how many items of each part are done
     std::vector<Failure>& failures;
     const std::vector<Lane>& lanes;
     size_t limit;  // items from here on are left out
@@ -159,28 +159,20 @@ class Runner {
         run.run_part(part, run.lanes[begin]);
     }
 
-    // Stops before an item that needs to allocate, and at one that fails.
     void run_part(size_t part, const Lane& lane) {
       const uint32_t* const items = branches.items.data() + parts[part].first;
-      for (size_t& at = reached[part]; at < parts[part].count && items[at] < limit; ++at) {
-        const tv_status_t status =
-            runner.items_.run(lane, runner.tape_.items[items[at]], outcomes[items[at]]);
-        if (status == kNeedsToAllocate) return;
-        if (status) return failures[part].note(items[at], status);
-      }
+      for (size_t at = 0; at < parts[part].count && items[at] < limit; ++at)
+        if (tv_status_t status = runner.items_.run(lane, runner.tape_.items[items[at]], outcomes[items[at]]))
+          return failures[part].note(items[at], status);
     }
   };
 
   void run_parts(const Branches& branches, const std::vector<Branches::Part>& parts,
                  const std::vector<Lane>& lanes, std::vector<CollectOutcome>& outcomes, Failure& failure) {
-    std::vector<size_t> reached(parts.size(), 0);
     std::vector<Failure> failures(parts.size());
-    BranchRun run = {*this, branches, parts, outcomes, reached, failures, lanes, failure.item};
+    BranchRun run = {*this, branches, parts, outcomes, failures, lanes, failure.item};
     run_on_threads(lanes.size(), lanes.size(), BranchRun::run, &run, settings_.workers);
-    for (size_t part = 0; part < parts.size(); ++part) {
-      if (failures[part].item == kNone) run.run_part(part, main_lane(settings_));
-      failure.note(failures[part].item, failures[part].status);
-    }
+    for (const Failure& each : failures) failure.note(each.item, each.status);
   }
 
   tv_status_t run_branches(const Branches& branches) {
@@ -188,11 +180,10 @@ class Runner {
     ParallelSettings alone = settings_;
     alone.concurrency_level = 1;
     std::vector<Lane> lanes = {main_lane(alone)};
-    lanes[0].may_allocate = false;
     for (Block<double>& block : totals) {
       block.allocate_uninitialized(branches.totals + branches.belief_totals + alone.scratch_size);
       alone.scratch = block.data() + branches.totals + branches.belief_totals;
-      lanes.push_back({block.data(), block.data() + branches.totals, alone, false});
+      lanes.push_back({block.data(), block.data() + branches.totals, alone});
     }
     std::vector<CollectOutcome> outcomes(tape_.item_count);
     Failure failure;
@@ -243,11 +234,16 @@ class Runner {
   ProgressMeter progress_;
 };
 
+// What failed after a number had left the range of single precision says nothing.
+tv_status_t judge_range(tv_status_t status) noexcept {
+  return status != tv_status_none && status != tv_status_error && range_flags() ? kOutOfRange : status;
+}
+
 }  // namespace
 
 tv_status_t _tv_check_norm_factor(double factor) noexcept {
-  if (factor >= kLargestFloat) return tv_status_overflow;
-  if (factor >= 0.0 && factor < kSmallestNormalFloat) return tv_status_inconsistency_or_underflow;
+  if (factor == 0.0) return tv_status_inconsistency_or_underflow;
+  if (factor >= kLargestFloat || (factor > 0.0 && factor < kSmallestNormalFloat)) return kOutOfRange;
   return tv_status_none;  // a negative factor is deliberately not reported
 }
 
@@ -267,8 +263,8 @@ double probability_of_evidence(const Node& node, ptrdiff_t state, const tv_numbe
 
 bool holds_mass(const double* totals, size_t size) noexcept {
   double mass = 0.0;
-  for (size_t i = 0; i < size && mass < kSuspiciousMass; ++i) mass += totals[i];
-  return mass >= kSuspiciousMass;
+  for (size_t i = 0; i < size && mass < kLittleMass; ++i) mass += totals[i];
+  return mass >= kLittleMass;
 }
 
 void take_out_factor(TreeEngine& engine, double factor) noexcept {
@@ -280,7 +276,7 @@ void take_out_factor(TreeEngine& engine, double factor) noexcept {
 }
 
 tv_status_t run_messages(const Sweep& sweep, const Tape& tape) {
-  return Runner(sweep, tape.brief ? tape.brief->item_count : tape.item_count).run(tape);
+  return judge_range(Runner(sweep, tape.brief ? tape.brief->item_count : tape.item_count).run(tape));
 }
 
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root) {
@@ -294,7 +290,7 @@ tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root) {
   if (may_deserve_threads(engine) && make_room_for_tape(*engine.tree, lists))
     return run_messages(sweep, plan_messages(sweep, root, lists));
   Runner runner(sweep, 4 * (engine.marked.size() + engine.cliques.size()));
-  return plan_portions(sweep, root, Runner::run_portion, &runner);
+  return judge_range(plan_portions(sweep, root, Runner::run_portion, &runner));
 }
 
 }  // namespace tv

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "api/float_environment.h"
 #include "tables/number_bounds.h"
 
 namespace tv {
@@ -67,7 +68,7 @@ tv_status_t rescale(TreeEngine& engine, const ShortItem& item) noexcept {
   return tv_status_none;
 }
 
-// The product again, where entries may have been lost on the way: the table is rescaled after each factor.
+// The product again, where entries were lost on the way: the table is rescaled after each factor.
 tv_status_t form_and_sum_carefully(TreeEngine& engine, const ShortTape& tape, const ShortItem& item,
                                    double* totals) noexcept {
   for (size_t f = 0; f < item.factor_count; ++f) {
@@ -76,14 +77,16 @@ tv_status_t form_and_sum_carefully(TreeEngine& engine, const ShortTape& tape, co
     apply(item, factors_of(tape, item)[f], item.assigns && f == 0);
   }
   sum(item, totals);
-  return tv_status_none;
+  return range_flags() ? kOutOfRange : tv_status_none;
 }
 
 tv_status_t form_and_sum(TreeEngine& engine, const ShortTape& tape, const ShortItem& item,
                          double* totals) noexcept {
   form(tape, item);
   sum(item, totals);
-  if (item.factor_count < 2 || !item.assigns || holds_mass(totals, item.targets)) return tv_status_none;
+  if (!range_flags()) return tv_status_none;
+  if (item.factor_count < 2 || !item.assigns || holds_mass(totals, item.targets)) return kOutOfRange;
+  clear_range_flags();
   return form_and_sum_carefully(engine, tape, item, totals);
 }
 
@@ -123,7 +126,7 @@ tv_status_t collect(TreeEngine& engine, const ShortTape& tape, const ShortItem& 
   const double inverse = 1.0 / found.largest;
   for (size_t t = 0; t < item.targets; ++t)
     item.message[t] = static_cast<float>(static_cast<double>(item.message[t]) * inverse);
-  return tv_status_none;
+  return range_flags() ? kOutOfRange : tv_status_none;
 }
 
 tv_status_t send(const ShortItem& item) noexcept {
@@ -132,7 +135,7 @@ tv_status_t send(const ShortItem& item) noexcept {
   if (!item.has_past)
     take(item, totals);
   else if (divide(item, totals) > kLargestRatioSum)
-    return tv_status_inconsistency_or_underflow;
+    return kOutOfRange;
   return tv_status_none;
 }
 
@@ -140,7 +143,7 @@ tv_status_t store_belief(const ShortItem& item) noexcept {
   double totals[kMostTotals], whole = 0.0;
   sum(item, totals);
   for (size_t t = 0; t < item.targets; ++t) whole += totals[t];
-  if (!(whole >= kSmallestNormalFloat)) return tv_status_normalization;
+  if (!(whole >= kSmallestNormalFloat)) return kOutOfRange;
   for (size_t t = 0; t < item.targets; ++t) item.result[t] = static_cast<float>(totals[t] / whole);
   return tv_status_none;
 }

@@ -23,6 +23,8 @@ struct Limits {
   size_t factored = 16384;       // from so many entries on, a clique may do without a table of its own
   size_t shared_totals = 65536;  // so many totals of separators together are formed in one pass
   size_t updates_together = 8;   // messages that a clique takes in before it is rescaled
+  size_t most_updates = 16;      // of more, products are doubles: rounding could add up
+  size_t most_rounded = 64;      // of still more, the factors, too
 
   // Propagation without tables
   size_t entries_for_plan = 64;  // in all cliques, for each node; 0 plans whatever the evidence

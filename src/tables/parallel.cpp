@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "api/float_environment.h"
 #include "api/memory.h"
 
 namespace tv {
@@ -52,16 +53,17 @@ Workers::~Workers() {
 
 void* Workers::serve(void* worker) {
   Workers& workers = *static_cast<Worker*>(worker)->workers;
+  clear_range_flags();  // of the thread that started this one
   for (uint32_t seen = 0;;) {
     await_change(workers.round_, seen);
     seen = workers.round_.load(std::memory_order_acquire);
     if (workers.ends_.load(std::memory_order_relaxed)) return nullptr;
-    workers.take_shares(seen);
+    workers.take_shares(seen, false);
   }
 }
 
 // Does shares until none is left, or until another round has begun, which comes after the end of this one.
-void Workers::take_shares(uint32_t round) {
+void Workers::take_shares(uint32_t round, bool is_caller) {
   uint64_t left = left_.load(std::memory_order_acquire);
   while (left >> 32 == round && (left & 0xffffffff) != 0) {
     if (!left_.compare_exchange_weak(left, left - 1, std::memory_order_acq_rel, std::memory_order_acquire))
@@ -69,9 +71,17 @@ void Workers::take_shares(uint32_t round) {
     const size_t threads = threads_;
     const UnitRange share = units_of_thread(units_, threads, threads - (left & 0xffffffff));
     task_(context_, share.begin, share.end);
+    if (!is_caller) hand_over_range_flags();
     if (done_.fetch_add(1, std::memory_order_acq_rel) + 1 == threads) done_.notify_one();
     left = left_.load(std::memory_order_acquire);
   }
+}
+
+void Workers::hand_over_range_flags() noexcept {
+  const unsigned flags = range_flags();
+  if (!flags) return;
+  range_flags_.fetch_or(flags, std::memory_order_relaxed);
+  clear_range_flags();
 }
 
 void Workers::start() {
@@ -95,8 +105,9 @@ void Workers::run(size_t units, size_t threads, ThreadTask task, void* context) 
   left_.store(static_cast<uint64_t>(round) << 32 | threads, std::memory_order_release);
   round_.store(round, std::memory_order_release);
   if (!list_.empty()) round_.notify_all();
-  take_shares(round);
+  take_shares(round, true);
   for (uint32_t done; (done = done_.load(std::memory_order_acquire)) != threads;) await_change(done_, done);
+  raise_range_flags(range_flags_.exchange(0, std::memory_order_relaxed));
 }
 
 void run_on_threads(size_t units, size_t threads, ThreadTask task, void* context, Workers* workers) {

@@ -45,13 +45,15 @@ class Workers {
 
   static void* serve(void* worker);
   void start();
-  void take_shares(uint32_t round);
+  void take_shares(uint32_t round, bool is_caller);
+  void hand_over_range_flags() noexcept;
 
   size_t most_;
   std::vector<Worker> list_;
-  std::atomic<uint32_t> round_ = 0;  // grows with every operation
-  std::atomic<uint64_t> left_ = 0;   // the round, and below it how many shares nobody has taken yet
-  std::atomic<uint32_t> done_ = 0;   // shares of this round that are done
+  std::atomic<uint32_t> round_ = 0;        // grows with every operation
+  std::atomic<uint64_t> left_ = 0;         // the round, and below it how many shares nobody has taken yet
+  std::atomic<uint32_t> done_ = 0;         // shares of this round that are done
+  std::atomic<unsigned> range_flags_ = 0;  // raised by the other threads
   std::atomic<bool> ends_ = false;
   // Of this round; read by those who have taken a share, for whose end the caller waits.
   ThreadTask task_ = nullptr;
@@ -60,7 +62,8 @@ class Workers {
 };
 
 // Calls task(context, begin, end) for the ranges of all threads and waits for them. The calling thread takes
-// part, and does what no thread has begun.
+// part, and does what no thread has begun. Range flags that the others raise are raised in the calling
+// thread.
 void run_on_threads(size_t units, size_t threads, ThreadTask task, void* context, Workers* workers = nullptr);
 
 }  // namespace tv

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <sstream>
 
 #include "support/builders.h"
@@ -119,7 +120,7 @@ Real Oracle::least_constant(const Evidence& evidence, tv_equilibrium_t equilibri
 
 bool close(Real found, Real expected) {
   const Real error = std::fabs(found - expected);
-  return error <= 1e-5L && (expected <= 1e-6L || error <= 1e-4L * expected);
+  return error <= std::max(2e-6L * expected, 1e-29L);
 }
 
 std::string wrong_answer(tv_domain_t* domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode,
@@ -139,8 +140,9 @@ std::string wrong_answer(tv_domain_t* domain, tv_equilibrium_t equilibrium, tv_e
   const Real constant = oracle.constant(evidence, equilibrium);
   const Real found = tv_domain_get_normalization_constant(domain);
   const Real log_found = tv_domain_get_log_normalization_constant(domain);
-  if (std::fabs(found - constant) > 1e-4L * constant) out << "constant is " << found << ", not " << constant;
-  if (std::fabs(log_found - std::log(constant)) > 1e-5L + 1e-4L * std::fabs(std::log(constant)))
+  if (constant > std::numeric_limits<double>::min() && std::fabs(found - constant) > 2e-6L * constant)
+    out << "constant is " << found << ", not " << constant;
+  if (std::fabs(log_found - std::log(constant)) > 2e-6L)
     out << "log constant is " << log_found << ", not " << std::log(constant);
   return out.str();
 }

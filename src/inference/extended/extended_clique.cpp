@@ -1,0 +1,147 @@
+#include "inference/extended/extended_clique.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace tv {
+namespace {
+
+size_t observed_state(const Node& node) noexcept {
+  return static_cast<size_t>(std::max<ptrdiff_t>(compiled(node).propagated_state, 0));
+}
+
+void set_from_logarithm(WideArray& array, size_t i, double logarithm) noexcept {
+  if (!std::isfinite(logarithm)) return;
+  const double binary = logarithm / std::numbers::ln2, whole = std::floor(binary);
+  array.mantissas[i] = std::exp2(binary - whole);
+  array.exponents[i] = static_cast<int32_t>(whole);
+}
+
+}  // namespace
+
+size_t ExtendedClique::size() const noexcept {
+  size_t size = 1;
+  for (const size_t count : counts_) size *= count;
+  return size;
+}
+
+void ExtendedClique::add_scalar(double number) {
+  numbers_.push_back({{number}, {}});
+  factors_.push_back({&numbers_.back(), std::vector<size_t>(counts_.size(), 0)});
+}
+
+// A copy of the entries that agree with the observed states. `read(array, i, place)` fills entry i from the
+// place in the whole table, in which the members have these strides.
+template <class Read>
+void ExtendedClique::add_reduced(const size_t* member_strides, Read read) {
+  size_t place = 0;
+  for (size_t m = 0; m < work_.table.members->size(); ++m)
+    if (member_strides[m] && !std::binary_search(members_.begin(), members_.end(), m))
+      place += member_strides[m] * observed_state(member(m));
+  std::vector<size_t> strides(counts_.size(), 0), dimensions;
+  size_t size = 1;
+  for (size_t d = counts_.size(); d-- > 0;) {
+    if (member_strides[members_[d]] == 0) continue;
+    strides[d] = size;
+    size *= counts_[d];
+    dimensions.push_back(d);
+  }
+  numbers_.push_back({std::vector<double>(size), {}});
+  WideArray& array = numbers_.back();
+  std::vector<size_t> states(dimensions.size(), 0);  // the innermost first
+  for (size_t i = 0; i < size; ++i) {
+    read(array, i, place);
+    for (size_t k = 0; k < dimensions.size(); ++k) {
+      const size_t stride = member_strides[members_[dimensions[k]]];
+      place += stride;
+      if (++states[k] < counts_[dimensions[k]]) break;
+      place -= stride * states[k];
+      states[k] = 0;
+    }
+  }
+  factors_.push_back({&array, std::move(strides)});
+}
+
+void ExtendedClique::add_potentials() {
+  for (const PotentialPlan& plan : work_.potentials) {
+    if (plan.node() && compiled(*plan.node()).policy_left_out) continue;
+    const Table* const table = plan.table();
+    if (!table) {
+      add_scalar(1.0 / static_cast<double>(plan.owner->number_of_states));
+      continue;
+    }
+    add_reduced(plan.strides, [&](WideArray& array, size_t i, size_t place) {
+      array.mantissas[i] = static_cast<double>(table->data[place]);
+    });
+  }
+}
+
+void ExtendedClique::add_finding(size_t m, const tv_number_t* finding) {
+  const auto dimension = std::lower_bound(members_.begin(), members_.end(), m);
+  if (dimension == members_.end() || *dimension != m)
+    return add_scalar(static_cast<double>(finding[observed_state(member(m))]));
+  numbers_.push_back({std::vector<double>(finding, finding + member(m).number_of_states), {}});
+  factors_.push_back({&numbers_.back(), strides_of_member(m)});
+}
+
+void ExtendedClique::add_state(size_t m, size_t state) {
+  if (!std::binary_search(members_.begin(), members_.end(), m)) return;
+  numbers_.push_back({std::vector<double>(member(m).number_of_states, 0.0), {}});
+  numbers_.back().mantissas[state] = 1.0;
+  factors_.push_back({&numbers_.back(), strides_of_member(m)});
+}
+
+void ExtendedClique::add_logarithms(const LogFactor& factor) {
+  std::vector<size_t> strides(work_.table.members->size(), 0);
+  size_t stride = 1;
+  for (size_t m = strides.size(); m-- > 0;) {
+    if (!is_discrete(member(m))) continue;
+    strides[m] = stride;
+    stride *= member(m).number_of_states;
+  }
+  add_reduced(strides.data(), [&](WideArray& array, size_t i, size_t place) {
+    if (array.is_plain()) array.exponents.assign(array.size(), 0);
+    set_from_logarithm(array, i, factor.logarithms[place]);
+  });
+}
+
+std::vector<size_t> ExtendedClique::strides_in(const LinkPlan& link, const NodeList& separator) const {
+  std::vector<size_t> of_member(separator.size(), 0), strides(counts_.size(), 0);
+  for (size_t d = 0; d < counts_.size(); ++d)
+    if (link.member_of[members_[d]] != kNoMember) of_member[link.member_of[members_[d]]] = counts_[d];
+  size_t stride = 1;
+  for (size_t s = of_member.size(); s-- > 0;) {
+    if (of_member[s] == 0) continue;
+    const size_t count = of_member[s];
+    of_member[s] = stride;
+    stride *= count;
+  }
+  for (size_t d = 0; d < counts_.size(); ++d)
+    if (link.member_of[members_[d]] != kNoMember) strides[d] = of_member[link.member_of[members_[d]]];
+  return strides;
+}
+
+size_t ExtendedClique::separator_size(const LinkPlan& link) const noexcept {
+  size_t size = 1;
+  for (size_t d = 0; d < counts_.size(); ++d)
+    if (link.member_of[members_[d]] != kNoMember) size *= counts_[d];
+  return size;
+}
+
+std::vector<size_t> ExtendedClique::strides_of_member(size_t m) const {
+  std::vector<size_t> strides(counts_.size(), 0);
+  const auto dimension = std::lower_bound(members_.begin(), members_.end(), m);
+  if (dimension != members_.end() && *dimension == m)
+    strides[static_cast<size_t>(dimension - members_.begin())] = 1;
+  return strides;
+}
+
+std::vector<size_t> ExtendedClique::own_strides() const {
+  std::vector<size_t> strides(counts_.size());
+  size_t stride = 1;
+  for (size_t d = counts_.size(); d-- > 0; stride *= counts_[d]) strides[d] = stride;
+  return strides;
+}
+
+}  // namespace tv

@@ -1,0 +1,175 @@
+#include "inference/extended/propagate_extended.h"
+
+#include <cmath>
+#include <numbers>
+
+#include "inference/cg_engine.h"
+#include "inference/elimination_plan.h"
+#include "inference/enter_evidence.h"
+#include "inference/extended/extended_propagation.h"
+#include "inference/factored.h"
+#include "inference/messages.h"
+#include "inference/schedule.h"
+
+namespace tv {
+namespace {
+
+// Gives all cliques a table of the shape that the propagated evidence asks for, without numbers.
+void shape_tables(JunctionTree& tree, tv_evidence_mode_t mode) {
+  TreeEngine& engine = engine_of(tree);
+  KeptTables kept = std::move(engine.kept_potentials);
+  const bool is_asked_for = engine.has_beliefs_only;  // which it stays until they are there
+  forget_tables(engine);
+  engine.kept_potentials = std::move(kept);
+  engine.has_beliefs_only = is_asked_for;
+  if (mode == tv_evidence_normal) {
+    const tv_equilibrium_t equilibrium = tree.equilibrium;
+    tree.equilibrium = tv_equilibrium_none;  // every clique is shaped anew
+    fix_states(engine);
+    tree.equilibrium = equilibrium;
+  }
+  store_all_tables(engine);
+}
+
+void note_tables(TreeEngine& engine) noexcept {
+  for (CliqueWork& work : engine.cliques) {
+    work.initialized = true;
+    ++work.version;
+  }
+  engine.is_extended = true;
+  engine.has_beliefs_only = false;
+}
+
+tv_status_t run(ExtendedPropagation& propagation, JunctionTree& tree, size_t root, tv_evidence_mode_t mode,
+                ExtendedPropagation::Results results) {
+  if (tv_status_t status = propagation.collect(root)) return status;
+  if (results.tables) shape_tables(tree, mode);
+  if (tv_status_t status = propagation.distribute(results)) return status;
+  if (results.tables) note_tables(engine_of(tree));
+  return tv_status_none;
+}
+
+// The product of the probabilities that the findings of this step had before it.
+WideNumber probability_of_findings(const JunctionTree& tree, tv_equilibrium_t equilibrium,
+                                   tv_evidence_mode_t mode) noexcept {
+  const TreeEngine& engine = engine_of(tree);
+  if (mode == tv_evidence_normal) return engine.finding_probability;
+  WideNumber product = {0.5, 1};
+  for_each_with_evidence(engine, [&](const Node& node) {
+    const ptrdiff_t state = compiled(node).propagated_state;
+    if (is_discrete(node) && state != kNoEvidence)
+      product.multiply(probability_of_evidence(node, state, propagated_finding(node), equilibrium));
+  });
+  return product;
+}
+
+void set_constants(JunctionTree& tree, WideNumber mass, const FormerConstants& former) noexcept {
+  mass.exponent += tree.potential_exponent;
+  tree.constant = mass.value();
+  tree.log_constant = mass.logarithm();
+  tree.step_log_constant = tree.log_constant - former.log_constant;
+  tree.step_constant =
+      former.log_constant == 0.0 ? tree.constant / former.constant : std::exp(tree.step_log_constant);
+}
+
+// The densities of all observed values, by the cliques that take them. The tables hold the probabilities
+// without them.
+tv_status_t take_in_densities(JunctionTree& tree, std::vector<LogFactor>& factors) {
+  CgEngine& cg = *engine_of(tree).cg;
+  ++cg.round;
+  take_in_values(tree);
+  return collect_densities(cg, [&](const CgPool& pool, std::span<const double> logarithms) {
+    factors.push_back({pool.clique->position, {logarithms.begin(), logarithms.end()}});
+  });
+}
+
+// That of the tree; those of its cliques are found when they are asked for.
+void set_conflict(JunctionTree& tree, size_t root, WideNumber findings) noexcept {
+  TreeEngine& engine = engine_of(tree);
+  tree.conflict = std::exp(findings.logarithm() - tree.step_log_constant);
+  for (const uint32_t clique : engine.marked) {
+    if (engine.cliques[clique].measured) continue;
+    engine.cliques[clique].measured = true;
+    engine.measured.push_back(clique);
+  }
+  for (const uint32_t clique : engine.measured) engine.cliques[clique].clique->conflict = 1.0;
+  engine.cliques[root].clique->conflict = tree.conflict;
+  engine.conflict_root = static_cast<uint32_t>(root);
+}
+
+// Once more with the densities of the observed values.
+tv_status_t multiply_densities(JunctionTree& tree, size_t root, WideNumber& mass) {
+  std::vector<LogFactor> factors;
+  if (tv_status_t status = take_in_densities(tree, factors)) return status;
+  if (!factors.empty()) {
+    ExtendedPropagation propagation(engine_of(tree), tv_equilibrium_sum, tv_evidence_normal, factors);
+    if (tv_status_t status =
+            run(propagation, tree, root, tv_evidence_normal, {.beliefs = true, .tables = true}))
+      return status;
+    mass = propagation.mass();
+  }
+  note_densities(*engine_of(tree).cg);
+  return tv_status_none;
+}
+
+// Without tables, where that can be done in doubles: over the cliques of the unobserved nodes alone. Leaves
+// the constants of the whole evidence in the tree.
+bool eliminates(const Sweep& sweep) {
+  TreeEngine& engine = sweep.engine;
+  if (!may_eliminate(sweep)) return false;
+  forget_tables(engine);
+  const std::unique_ptr<EliminationPlan> plan = plan_any_elimination(engine);
+  engine.tree->constant = 1.0;
+  engine.tree->log_constant = 0.0;
+  return plan && run_elimination(engine, *plan) == tv_status_none;
+}
+
+WideNumber mass_of_elimination(const JunctionTree& tree) noexcept {
+  const double binary = tree.log_constant / std::numbers::ln2, whole = std::floor(binary);
+  return {std::exp2(binary - whole), static_cast<int64_t>(whole)};
+}
+
+}  // namespace
+
+tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equilibrium_t equilibrium,
+                               tv_evidence_mode_t mode, const FormerConstants& former) {
+  TreeEngine& engine = engine_of(tree);
+  const bool measures = tree.equilibrium != tv_equilibrium_none && !engine.knows_constants;
+  const WideNumber findings = probability_of_findings(tree, equilibrium, mode);
+  mark_newly_fixed(engine);
+  const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
+  WideNumber mass;
+  const bool waits = !engine.cg && equilibrium == tv_equilibrium_sum && mode == tv_evidence_normal;
+  if (waits && eliminates({engine, equilibrium, mode, true})) {
+    mass = mass_of_elimination(tree);
+  } else {
+    ExtendedPropagation propagation(engine, equilibrium, mode);
+    if (tv_status_t status = run(propagation, tree, start, mode, {.beliefs = true, .tables = !waits}))
+      return status;
+    mass = propagation.mass();
+  }
+  if (engine.cg)
+    if (tv_status_t status = multiply_densities(tree, start, mass)) return status;
+  if (!engine.knows_constants || engine.cg) set_constants(tree, mass, former);
+  if (measures) set_conflict(tree, start, findings);
+  if (!waits) return tv_status_none;
+  forget_tables(engine);
+  fix_states_without_plans(engine);
+  engine.is_extended = engine.has_beliefs_only = true;
+  return tv_status_none;
+}
+
+tv_status_t form_extended_tables(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  ExtendedPropagation propagation(engine_of(tree), equilibrium, mode);
+  return run(propagation, tree, 0, mode, {.tables = true});
+}
+
+tv_status_t initialize_extended(JunctionTree& tree) {
+  ExtendedPropagation propagation(engine_of(tree), tv_equilibrium_sum, tv_evidence_normal);
+  if (tv_status_t status = run(propagation, tree, 0, tv_evidence_normal, {.beliefs = true, .tables = true}))
+    return status;
+  set_constants(tree, propagation.mass(), FormerConstants(tree));
+  return tv_status_none;
+}
+
+}  // namespace tv

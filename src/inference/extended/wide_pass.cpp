@@ -1,0 +1,223 @@
+#include "inference/extended/wide_pass.h"
+
+#include <algorithm>
+#include <deque>
+
+#include "api/float_environment.h"
+
+namespace tv {
+namespace {
+
+constexpr size_t kBlock = 256;            // configurations that are multiplied together
+constexpr size_t kFactorsTogether = 500;  // mantissas of at least one half, before they are scaled again
+
+using Positions = std::vector<uint32_t>;  // where the entries of a block stand in an array
+
+// The blocks of a clique: its innermost dimensions, and a walk over the others.
+class Blocks {
+ public:
+  explicit Blocks(std::span<const size_t> counts) : counts_(counts), outer_(counts.size()) {
+    while (outer_ > 0 && size_ * counts[outer_ - 1] <= kBlock) size_ *= counts[--outer_];
+    place_.assign(outer_, 0);
+  }
+
+  size_t size() const noexcept { return size_; }
+
+  // Arrays that meet a block alike share their positions.
+  const Positions* positions_of(const std::vector<size_t>& strides) {
+    const std::span<const size_t> inner(strides.begin() + static_cast<ptrdiff_t>(outer_), strides.end());
+    for (const Shared& each : shared_)
+      if (std::equal(inner.begin(), inner.end(), each.strides.begin())) return &each.positions;
+    shared_.push_back({{inner.begin(), inner.end()}, Positions(size_, 0)});
+    Positions& positions = shared_.back().positions;
+    size_t repeat = 1;
+    for (size_t d = counts_.size(); d-- > outer_; repeat *= counts_[d])
+      for (size_t i = 0; i < size_; ++i)
+        positions[i] += static_cast<uint32_t>(i / repeat % counts_[d] * strides[d]);
+    return &positions;
+  }
+
+  // Goes on to the next block; `move(dimension, steps)` tells how.
+  template <class Move>
+  bool next(Move move) {
+    for (size_t d = outer_; d-- > 0;) {
+      if (++place_[d] < counts_[d]) return move(d, ptrdiff_t{1}), true;
+      move(d, 1 - static_cast<ptrdiff_t>(counts_[d]));
+      place_[d] = 0;
+    }
+    return false;
+  }
+
+ private:
+  struct Shared {
+    std::vector<size_t> strides;
+    Positions positions;
+  };
+
+  std::span<const size_t> counts_;
+  size_t outer_;
+  size_t size_ = 1;
+  std::vector<size_t> place_;
+  std::deque<Shared> shared_;
+};
+
+// An array on the walk over the blocks.
+template <class Number>
+struct Cursor {
+  Number* numbers;
+  int32_t* exponents;
+  const std::vector<size_t>* strides;
+  const Positions* positions;
+
+  void move(size_t dimension, ptrdiff_t steps) noexcept {
+    const ptrdiff_t by = steps * static_cast<ptrdiff_t>((*strides)[dimension]);
+    numbers += by;
+    if (exponents) exponents += by;
+  }
+};
+
+// Products and totals in doubles.
+struct PlainBlock {
+  double products[kBlock];
+
+  void start(size_t size) noexcept { std::fill_n(products, size, 1.0); }
+  void multiply(const Cursor<const double>& factor, size_t size) noexcept {
+    const uint32_t* at = factor.positions->data();
+    for (size_t i = 0; i < size; ++i) products[i] *= factor.numbers[at[i]];
+  }
+  void finish(size_t) noexcept {}
+  template <bool maximizes>
+  void add_to(const Cursor<double>& target, size_t size) const noexcept {
+    const uint32_t* at = target.positions->data();
+    for (size_t i = 0; i < size; ++i) {
+      double& total = target.numbers[at[i]];
+      total = maximizes ? std::max(total, products[i]) : total + products[i];
+    }
+  }
+};
+
+// The same with an exponent for each entry.
+struct WideBlock {
+  double products[kBlock];
+  int32_t exponents[kBlock];
+  size_t factors = 0;
+
+  void start(size_t size) noexcept {
+    std::fill_n(products, size, 1.0);
+    std::fill_n(exponents, size, 0);
+    factors = 0;
+  }
+  void multiply(const Cursor<const double>& factor, size_t size) noexcept {
+    const uint32_t* at = factor.positions->data();
+    for (size_t i = 0; i < size; ++i) {
+      products[i] *= factor.numbers[at[i]];
+      exponents[i] += factor.exponents[at[i]];
+    }
+    if (++factors % kFactorsTogether == 0) finish(size);
+  }
+  void finish(size_t size) noexcept {
+    for (size_t i = 0; i < size; ++i) {
+      int shift = 0;
+      products[i] = std::frexp(products[i], &shift);
+      exponents[i] += shift;
+    }
+  }
+  template <bool maximizes>
+  void add_to(const Cursor<double>& target, size_t size) const noexcept {
+    const uint32_t* at = target.positions->data();
+    for (size_t i = 0; i < size; ++i)
+      if (products[i] > 0.0)
+        add<maximizes>(target.numbers[at[i]], target.exponents[at[i]], products[i], exponents[i]);
+  }
+
+ private:
+  static constexpr int64_t kFarApart = 128;  // beyond it the smaller of two numbers adds nothing to the other
+
+  // Totals are at least one half wherever they are positive.
+  template <bool maximizes>
+  static void add(double& total, int32_t& exponent, double product, int32_t product_exponent) noexcept {
+    const int64_t above = total > 0.0 ? int64_t{product_exponent} - exponent : kFarApart;
+    if (above >= kFarApart || (maximizes && above > 0)) {
+      total = product;
+      exponent = product_exponent;
+    } else if (maximizes) {
+      if (above == 0) total = std::max(total, product);
+    } else if (above > 0) {
+      total = std::ldexp(total, -static_cast<int>(above)) + product;
+      exponent = product_exponent;
+    } else if (above > -kFarApart - 64) {
+      total += std::ldexp(product, static_cast<int>(above));
+    }
+  }
+};
+
+struct Arrays {
+  std::vector<Cursor<const double>> factors;
+  std::vector<Cursor<double>> targets;
+};
+
+template <bool maximizes, class Block>
+void run_blocks(Blocks& blocks, Arrays& arrays) noexcept {
+  Block block;
+  const size_t size = blocks.size();
+  do {
+    block.start(size);
+    for (const auto& factor : arrays.factors) block.multiply(factor, size);
+    block.finish(size);
+    for (const auto& target : arrays.targets) block.template add_to<maximizes>(target, size);
+  } while (blocks.next([&](size_t dimension, ptrdiff_t steps) {
+    for (auto& factor : arrays.factors) factor.move(dimension, steps);
+    for (auto& target : arrays.targets) target.move(dimension, steps);
+  }));
+}
+
+template <class Block>
+void run(std::span<const size_t> counts, std::span<const WideOperand> operands,
+         std::span<const WideArray* const> numbers, std::span<const WideTarget> targets, bool maximizes) {
+  Blocks blocks(counts);
+  Arrays arrays;
+  for (size_t f = 0; f < operands.size(); ++f) {
+    const WideArray& array = *numbers[f];
+    arrays.factors.push_back({array.mantissas.data(), const_cast<int32_t*>(array.exponents.data()),
+                              &operands[f].strides, blocks.positions_of(operands[f].strides)});
+  }
+  for (const WideTarget& target : targets) {
+    std::fill(target.totals->mantissas.begin(), target.totals->mantissas.end(), 0.0);
+    int32_t* exponents = nullptr;
+    if constexpr (std::is_same_v<Block, WideBlock>) {
+      target.totals->exponents.assign(target.totals->size(), 0);
+      exponents = target.totals->exponents.data();
+    } else {
+      target.totals->exponents.clear();
+    }
+    arrays.targets.push_back(
+        {target.totals->mantissas.data(), exponents, &target.strides, blocks.positions_of(target.strides)});
+  }
+  if (maximizes)
+    run_blocks<true, Block>(blocks, arrays);
+  else
+    run_blocks<false, Block>(blocks, arrays);
+}
+
+}  // namespace
+
+void run_wide_pass(std::span<const size_t> counts, std::span<const WideOperand> operands,
+                   std::span<const WideTarget> targets, bool maximizes) {
+  std::vector<const WideArray*> numbers;
+  for (const WideOperand& operand : operands) numbers.push_back(operand.numbers);
+  if (std::all_of(numbers.begin(), numbers.end(), [](const WideArray* array) { return array->is_plain(); })) {
+    clear_range_flags();
+    run<PlainBlock>(counts, operands, numbers, targets, maximizes);
+    if (!range_flags()) return;
+  }
+  // Many operands are short and alike; each is made wide once.
+  std::deque<WideArray> copies;
+  for (const WideArray*& array : numbers) {
+    copies.push_back(*array);
+    make_wide(copies.back());
+    array = &copies.back();
+  }
+  run<WideBlock>(counts, operands, numbers, targets, maximizes);
+}
+
+}  // namespace tv

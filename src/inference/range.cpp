@@ -1,0 +1,20 @@
+#include "inference/range.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tv {
+namespace {
+
+constexpr double kSmallestExponent = -126.0;  // of a normal number
+
+}  // namespace
+
+// Every entry may be one that was lost.
+double lost_share_of(const TreeEngine& engine) noexcept {
+  size_t largest = 1;
+  for (const CliqueWork& work : engine.cliques) largest = std::max(largest, work.table.shape.size);
+  return kSmallestExponent + std::log2(static_cast<double>(largest));
+}
+
+}  // namespace tv

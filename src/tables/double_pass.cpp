@@ -1,0 +1,86 @@
+#include "tables/double_pass.h"
+
+#include <algorithm>
+
+#include "tables/block.h"
+#include "tables/double_loops.h"
+
+namespace tv {
+namespace {
+
+// The blocks of a shape in order, and where each step's operand or target stands.
+class DoubleWalk {
+ public:
+  DoubleWalk(const Shape& shape, const Step* steps, size_t count)
+      : shape_(shape), steps_(steps), offsets_(count, 0) {
+    const bool is_cut = shape.outer < shape.dimensions && shape.part < shape.counts[shape.outer];
+    levels_ = shape.outer + is_cut;
+  }
+
+  // How many indices of the first dimension within the block lie in it.
+  size_t part() const noexcept {
+    if (levels_ == shape_.outer) return shape_.part;
+    return std::min<size_t>(shape_.part, shape_.counts[shape_.outer] - position_[shape_.outer]);
+  }
+  size_t offset(size_t step) const noexcept { return offsets_[step]; }
+
+  bool next() noexcept {
+    for (size_t d = levels_; d-- > 0;) {
+      const size_t by = d == shape_.outer ? shape_.part : 1;
+      if (position_[d] + by < shape_.counts[d]) {
+        position_[d] += by;
+        for (size_t s = 0; s < offsets_.size(); ++s) offsets_[s] += by * steps_[s].control->steps[d];
+        return true;
+      }
+      for (size_t s = 0; s < offsets_.size(); ++s) offsets_[s] -= position_[d] * steps_[s].control->steps[d];
+      position_[d] = 0;
+    }
+    return false;
+  }
+
+ private:
+  const Shape& shape_;
+  const Step* steps_;
+  size_t levels_;
+  std::vector<size_t> offsets_;
+  size_t position_[64] = {};
+};
+
+// The control of a block of which only a part is there.
+struct PartControl : Control {
+  PartControl(const Control& whole, size_t of, size_t part) noexcept : Control(whole) {
+    if (part == of) return;
+    std::copy_n(whole.inner, whole.inner_count, nest);
+    nest[0].count = nest[0].count / of * part;
+    inner = nest;
+  }
+  Dimension nest[64];
+};
+
+void run_step(const Step& step, const Control& control, double* block, size_t offset) noexcept {
+  switch (step.operation) {
+    case Operation::assign:
+    case Operation::multiply:
+      return run_operation<Multiply<float>>(control, block, step.operand + offset);
+    case Operation::sum:
+      return run_operation<Sum>(control, block, step.target + offset);
+    case Operation::max:
+      return run_operation<Maximum>(control, block, step.target + offset);
+  }
+}
+
+}  // namespace
+
+void run_double_pass(const Shape& shape, const Step* steps, size_t count) {
+  Block<double> block;
+  block.allocate_uninitialized(std::min(shape.size, kCapacity.block));
+  DoubleWalk walk(shape, steps, count);
+  do {
+    std::fill(block.begin(), block.end(), 1.0);
+    for (size_t s = 0; s < count; ++s)
+      run_step(steps[s], PartControl(*steps[s].control, shape.part, walk.part()), block.data(),
+               walk.offset(s));
+  } while (walk.next());
+}
+
+}  // namespace tv

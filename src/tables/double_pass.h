@@ -1,0 +1,11 @@
+// A pass without a table whose products are doubles, for where they leave the range of single precision.
+#pragma once
+
+#include "tables/control.h"
+
+namespace tv {
+
+// Like run_pass without a table, on the calling thread. Its bits differ from those of run_pass.
+void run_double_pass(const Shape& shape, const Step* steps, size_t count);
+
+}  // namespace tv
