@@ -1,6 +1,7 @@
 // Networks and cases as text, and stored cases, under failing allocation.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -15,7 +16,8 @@ const char kChainNet[] =
     "potential (a b | p) { data = (1 2 3 4 5 6 7 8); } potential (p) { data = (0.25 0.75); }\n";
 
 // A file with some text, written before the fault.
-const std::string kFile = testing::TempDir() + "tarvo_faults";
+const std::string kFile =
+    testing::TempDir() + "tarvo_faults_" + std::to_string(getpid());  // suites run side by side
 void with_case_file(World&) { std::ofstream(kFile) << "b: (1 0.5 1)\na: #1\nd: #0\n"; }
 void with_cases_file(World& w) {
   with_cases(w);
