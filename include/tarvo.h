@@ -19,7 +19,7 @@
  *     compilation. Changing numbers in tables does not uncompile: say tv_node_touch_table and propagate.
  *  2. Status. Each thread has a status, the outcome of its most recent call into the library, read with
  *     tv_error_code. A success leaves tv_status_none there, also when an earlier call failed. Only the
- *     four tv_error_ functions and tv_get_version leave it alone. tv_error_message says in a sentence what
+ *     tv_error_ functions and tv_get_version leave it alone. tv_error_message says in a sentence what
  *     went wrong.
  *  3. Failure values. A function that returns a tv_status_t returns the code itself, so `if (call(...))`
  *     reads "if it failed". Others return: NULL for handles, lists and strings; all ones, `(size_t)-1`, for
@@ -51,9 +51,10 @@
  *     one part in a million (below 1e-23, to 1e-29), and only impossible evidence is refused. Natural
  *     logarithms everywhere. The results are the same bits for every number of threads.
  * 11. Threads. Different domains may be used by different threads at the same time; one domain must never
- *     be used by two threads at once, not even for reading. Only the process-wide locale is shared:
- *     parsing and writing select the "C" locale for the length of the call and put yours back, so let no
- *     other thread depend on, or change, the locale meanwhile. Numbers always use a decimal point.
+ *     be used by two threads at once, not even for reading. Nothing is shared between domains, the locale
+ *     included: parsing and writing select the "C" locale for the calling thread (uselocale) and put back
+ *     what it used before they return. Your handlers run under it; other threads and the locale of the
+ *     process (setlocale) do not notice. Numbers always use a decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
  * 13. Not there yet. The exact total-weight triangulation is not available in this version. Where it matters,
@@ -434,6 +435,7 @@ enum {
  * Receives the errors and warnings of a parser.
  *
  * @param position      the line when a file is read; the number of characters read so far when a string is
+ *                      (tv_error_line and tv_error_column tell line and column of both)
  * @param message       the text, valid during the call; warnings begin with "warning: "
  * @param handler_data  the pointer that was given with the handler
  */
@@ -481,6 +483,18 @@ TV_API const char* tv_error_description(unsigned code);
  * 239 bytes long (longer ones end with "...") and valid until the thread's next call. The status stays as it is.
  */
 TV_API const char* tv_error_message(void);
+
+/**
+ * Where the latest message of a parser stands: the line, counted from 1. Handlers may ask for it, and it stays
+ * until the same thread reads another text. 0 when there has been no message. The status stays as it is.
+ *
+ * Unlike the position that the handler is given, it is the same for files and strings, and it is where the word
+ * or number begins at which the parser stopped. Lines end with a line feed, a carriage return, or both.
+ */
+TV_API size_t tv_error_line(void);
+
+/** The column in that line, in bytes, counted from 1; 0 when there has been no message. */
+TV_API size_t tv_error_column(void);
 
 /** The version of the library, "MAJOR.MINOR.PATCH". The string is static. The status stays as it is. */
 TV_API const char* tv_get_version(void);
@@ -719,7 +733,8 @@ TV_API tv_status_t tv_node_reorder_states(tv_node_t* node, const size_t* order);
  * Stores `value` under `key`, both copied. A key that is there keeps its place in the list; a new key comes
  * first. A null `value` removes the key, and it is no failure if it was not there.
  *
- * Fails: invalid_name - the key does not have the form of a C identifier.
+ * Fails: invalid_name - the key does not have the form of a C identifier, or stands for something else in files:
+ * of a domain node_size, inputs and outputs; of a node label, position, states, subtype and state_values.
  */
 TV_API tv_status_t tv_domain_set_attribute(tv_domain_t* domain, const char* key, const char* value);
 
@@ -888,7 +903,7 @@ TV_API tv_node_t** tv_node_get_descendants(const tv_node_t* node);
  * @{
  */
 
-/** Sets the size of the symbol of every node of the domain. */
+/** Sets the size of the symbol of every node of the domain. Fails: usage - one of them is all ones. */
 TV_API tv_status_t tv_domain_set_node_size(tv_domain_t* domain, size_t width, size_t height);
 
 /** Gets the size of the symbols, 80 by 40 until it is set. On failure nothing is written. */
@@ -1270,7 +1285,7 @@ TV_API tv_status_t tv_model_set_expression(tv_model_t* model, size_t index, tv_e
  */
 TV_API tv_expression_t* tv_model_get_expression(const tv_model_t* model, size_t index);
 
-/** In how many points intervals of parents are sampled, 25 at first. Fails: usage - `count` is 0. */
+/** In how many points intervals of parents are sampled, 25 at first. Fails: usage - `count` is 0 or all ones. */
 TV_API tv_status_t tv_model_set_number_of_samples_per_interval(tv_model_t* model, size_t count);
 
 /** The number of sample points per interval. */
@@ -2114,8 +2129,9 @@ TV_API tv_node_t** tv_node_get_requisite_ancestors(tv_node_t* node);
 /**
  * @defgroup reading Reading networks
  * The NET language is the textual form of a network. A short taste is the program at the top. Names, links
- * and numbers are checked as by the functions above. At the first error the handler is told and nothing is
- * returned; warnings are told and parsing goes on. The handler may be null.
+ * and numbers are checked as by the functions above. Errors are told to the handler, and nothing is returned
+ * then; warnings are told and parsing goes on. The handler may be null. tv_net_parse_file and tv_net_parse_buffer
+ * go on behind an error where they can, for up to ten errors; the others stop at the first.
  * @{
  */
 
@@ -2134,6 +2150,20 @@ TV_API tv_node_t** tv_node_get_requisite_ancestors(tv_node_t* node);
  * create nodes and links, each told to the handler as well.
  */
 TV_API tv_domain_t* tv_net_parse_domain(const char* source, tv_error_handler_t handler, void* handler_data);
+
+/**
+ * Reads a domain from a file, whatever its name is. Where the text is wrong, the handler is told of up to ten
+ * errors: parsing goes on with the next attribute or item, and what only follows from an earlier error is left out.
+ * The status is that of the first error. Otherwise like tv_net_parse_domain.
+ */
+TV_API tv_domain_t* tv_net_parse_file(const char* file_name, tv_error_handler_t handler, void* handler_data);
+
+/**
+ * The same from a text of `length` bytes, which needs no null character at its end. The position told to the
+ * handler is the number of characters read.
+ */
+TV_API tv_domain_t* tv_net_parse_buffer(const char* text, size_t length, tv_error_handler_t handler,
+                                        void* handler_data);
 
 /** Reads a domain from an open stream, which you close. The position told to the handler is the line. */
 TV_API tv_domain_t* tv_net_parse(FILE* stream, tv_old_error_handler_t handler);
@@ -2163,9 +2193,15 @@ TV_API tv_node_t** tv_domain_parse_nodes(tv_domain_t* domain, const char* file_n
  */
 
 /**
- * Writes the domain to an open stream. Nodes without a name get one (tv_node_get_name).
+ * Writes the domain to an open stream and flushes it. Nodes without a name get one (tv_node_get_name).
  *
- * Fails: usage - an argument is null; io - the stream took not everything; no_memory; locale - the "C"
+ * What no text can say is refused before anything is written: invalid_probability_potential - a probability or a
+ * policy is not finite, or negative in the table of a node without discrete parents; usage - a utility, an
+ * experience count or a fading factor is not finite; invalid_state_values - a value or an inner bound is infinite
+ * or the largest double, which stands for infinity; invalid_expression - a number in an expression is not finite,
+ * its text is nested too deeply to be read, or it has a truth value whose name is that of a node.
+ *
+ * Fails: these; usage - an argument is null; io - the stream took not everything; no_memory; locale - the "C"
  * locale could not be selected.
  */
 TV_API tv_status_t tv_domain_write_net(tv_domain_t* domain, FILE* stream);

@@ -2,8 +2,6 @@
 
 #include <cerrno>
 #include <charconv>
-#include <clocale>
-#include <cstdlib>
 #include <cstring>
 
 #include "api/memory.h"
@@ -19,24 +17,14 @@ std::FILE* _tv_open_file(const char* name, const char* mode) noexcept {
   return stream;
 }
 
-char* _tv_select_C_locale() noexcept {
-  const char* present = std::setlocale(LC_ALL, nullptr);
-  if (!present) {
-    store_status(tv_status_locale);
-    return nullptr;
-  }
-  char* saved = _tv_allocate_string(present);
-  if (saved && !std::setlocale(LC_ALL, "C")) {
-    std::free(saved);
-    store_status(tv_status_locale);
-    return nullptr;
-  }
-  return saved;
+CLocale::CLocale() noexcept
+    : own_(newlocale(LC_ALL_MASK, "C", nullptr)), before_(own_ ? uselocale(own_) : nullptr) {
+  if (!selected()) store_status(!own_ && errno == ENOMEM ? tv_status_no_memory : tv_status_locale);
 }
 
-void _tv_restore_locale(char* saved) noexcept {
-  std::setlocale(LC_ALL, saved);
-  std::free(saved);
+CLocale::~CLocale() {
+  if (selected()) uselocale(before_);
+  if (own_) freelocale(own_);
 }
 
 const char* _tv_print_size(PrintContext& context, size_t size) noexcept {

@@ -2,6 +2,8 @@
 // the duration of a parse or a write, and sizes as text for reports.
 #pragma once
 
+#include <locale.h>
+
 #include <cstdio>
 
 #include "api/status.h"
@@ -11,24 +13,19 @@ namespace tv {
 // Opens `name`; stores `io` and returns null on failure, `none` on success.
 std::FILE* _tv_open_file(const char* name, const char* mode) noexcept;
 
-// Selects the "C" locale for all categories and returns the name of the locale that was in force,
-// to be given back to `_tv_restore_locale`; null with `locale` or `no_memory` on failure.
-char* _tv_select_C_locale() noexcept;
-void _tv_restore_locale(char* saved) noexcept;
-
-// The "C" locale for the lifetime of the object.
+// The "C" locale in all categories, on this thread and for the lifetime of the object. The locale of the
+// process stays as it is: other threads may be reading and writing at the same time, or need the host's.
 class CLocale {
  public:
-  CLocale() noexcept : saved_(_tv_select_C_locale()) {}
-  ~CLocale() {
-    if (saved_) _tv_restore_locale(saved_);
-  }
+  CLocale() noexcept;  // stores `locale` or `no_memory` when it cannot be selected
+  ~CLocale();
   CLocale(const CLocale&) = delete;
   CLocale& operator=(const CLocale&) = delete;
-  bool selected() const noexcept { return saved_ != nullptr; }
+  bool selected() const noexcept { return before_ != nullptr; }
 
  private:
-  char* saved_;
+  locale_t own_;
+  locale_t before_;  // what the thread used; null when nothing was selected
 };
 
 // Eight texts in rotation, so that up to eight sizes can stand in one message.

@@ -30,6 +30,10 @@ namespace tv {
 // Work on expressions is recursive, so their height has a limit.
 inline constexpr size_t kMaxHeight = 2000;
 
+// Reading a text is recursive, too, and takes several calls for each parenthesis and each operator with a
+// name.
+inline constexpr size_t kMaxNesting = 500;
+
 // Shared operands can unfold to more than any memory holds; nothing larger than this is unfolded.
 inline constexpr size_t kMaxCount = size_t{1} << 28;
 
@@ -80,5 +84,8 @@ ValueType type_of_states(const Node& node) noexcept;  // of a discrete node
 // Printed with the fewest parentheses, so that parsing it gives the same expression (but for digits that
 // "%G" drops).
 std::string expression_text(const Expression& expression);
+
+// How deep a parser has to go into that text; it reads no more than kMaxNesting.
+size_t nesting_of_text(const Expression& expression) noexcept;
 
 }  // namespace tv

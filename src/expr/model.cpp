@@ -111,7 +111,7 @@ tv_expression_t* tv_model_get_expression(const tv_model_t* model, size_t index) 
 }
 
 tv_status_t tv_model_set_number_of_samples_per_interval(tv_model_t* model, size_t count) {
-  if (!tv::check(model && count > 0)) return tv_status_usage;
+  if (!tv::check(model && count > 0 && count != tv::kNone)) return tv_status_usage;
   tv::set_samples_per_interval(*model, count);
   return tv_status_none;
 }

@@ -9,8 +9,6 @@
 namespace tv {
 namespace {
 
-constexpr size_t kMaxNesting = 500;  // of parentheses and calls, each of which takes several calls here
-
 tv_operator_t comparison_of(Token token) noexcept {
   if (token == Token::equal) return tv_operator_equals;
   if (token == Token::not_equal) return tv_operator_not_equals;

@@ -1,4 +1,5 @@
 // Expressions as text. Parentheses stand only where the grammar would otherwise read something else.
+#include <algorithm>
 #include <cmath>
 
 #include "api/boundary.h"
@@ -106,6 +107,18 @@ class Printer {
 };
 
 }  // namespace
+
+size_t nesting_of_text(const Expression& expression) noexcept {
+  if (expression.height < kMaxNesting) return expression.height;  // it cannot be more
+  size_t deepest = 0;
+  for (size_t i = 0; i < expression.operand_count(); ++i) {
+    const Expression& operand = *expression.operands[i];
+    const bool goes_deeper = is_named(expression.op) || expression.op == tv_operator_state_index ||
+                             needs_parentheses(operand, expression.op, i == 1);
+    deepest = std::max(deepest, nesting_of_text(operand) + goes_deeper);
+  }
+  return std::max<size_t>(deepest, 1);
+}
 
 std::string expression_text(const Expression& expression) {
   if (expression.count > kMaxCount) throw std::bad_alloc();

@@ -114,6 +114,7 @@ class CaseParser {
       if (token == punctuation(')')) return fail("likelihood vector too short");
       if (token != Token::number) return fail("number expected");
       if (lexer_.number() < 0) return fail("likelihood values must be nonnegative");
+      if (lexer_.number() >= kBeyondTables) return fail(kTooLarge);
       findings.push_back(static_cast<tv_number_t>(lexer_.number()));
     }
     lexer_.push_back();

@@ -1,20 +1,27 @@
 #include "net/case_lines.h"
 
+#include <utility>
+
+#include "api/text_place.h"
+
 namespace tv {
 namespace {
 
 constexpr size_t kWindow = size_t{1} << 16;
 
-bool is_blank(int c) noexcept { return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v'; }
+bool is_blank(int c) noexcept { return c == ' ' || c == '\t' || c == '\f' || c == '\v'; }
 bool ends_line(int c) noexcept { return c < 0 || c == '\n'; }
 bool ends_cell(int c) noexcept { return ends_line(c) || c == ',' || c == '%'; }
 
 }  // namespace
 
 CaseLines::CaseLines(std::FILE* stream, MessageHandler handler)
-    : stream_(stream), handler_(handler), window_(kWindow) {}
+    : stream_(stream), handler_(handler), window_(kWindow) {
+  last_place = {};
+}
 
 void CaseLines::report(const char* message) noexcept {
+  last_place = {line_, column_};
   if (handler_.function) handler_.function(line_, message, handler_.data);
 }
 
@@ -23,21 +30,34 @@ tv_status_t CaseLines::fail(const std::string& message) noexcept {
   return tv_status_parse;
 }
 
+tv_status_t CaseLines::fail(const std::string& message, const Cell& cell) noexcept {
+  column_ = cell.column;
+  return fail(message);
+}
+
 void CaseLines::warn(const char* message) noexcept { report(message); }
 
 bool CaseLines::refill() noexcept {
   if (next_ < end_) return true;
   end_ = std::fread(window_.data(), 1, window_.size(), stream_);
-  next_ = 0;
-  return end_ > 0;
+  const std::string_view text(window_.data(), end_);
+  next_ = std::exchange(is_first_, false) ? end_ - without_byte_order_mark(text).size() : 0;
+  return next_ < end_;
 }
 
+// Whatever ends a line, a line feed, a carriage return or both, is handed on as one line feed.
 int CaseLines::read_character() noexcept {
   for (;;) {
     if (!refill()) return -1;
-    if (newline_read_) ++line_;
-    const char character = window_[next_++];
-    newline_read_ = character == '\n';
+    if (newline_read_) {
+      ++line_;
+      column_ = 0;
+    }
+    char character = window_[next_++];
+    ++column_;
+    newline_read_ = character == '\n' || character == '\r';
+    if (character == '\r' && refill() && window_[next_] == '\n') ++next_;
+    if (newline_read_) return '\n';
     if (character != '\0') return static_cast<unsigned char>(character);
     warn("warning: null character ignored");
   }
@@ -64,6 +84,7 @@ tv_status_t CaseLines::next(std::vector<Cell>& cells) {
 tv_status_t CaseLines::read_cell(int& character, Cell& cell) {
   do character = read_character();
   while (is_blank(character));
+  cell.column = column_;
   if (character == '"') return read_quoted(character, cell);
   for (; !ends_cell(character); character = read_character()) {
     if (character == '"') return fail("syntax error");

@@ -14,6 +14,7 @@ namespace tv {
 struct Cell {
   std::string text;
   bool quoted = false;
+  size_t column = 0;  // where it begins in its line, from 1
   bool is_missing() const noexcept { return !quoted && (text.empty() || text == "*"); }
 };
 
@@ -25,6 +26,7 @@ class CaseLines {
   tv_status_t next(std::vector<Cell>& cells);
 
   tv_status_t fail(const std::string& message) noexcept;  // gives `parse`
+  tv_status_t fail(const std::string& message, const Cell& cell) noexcept;
   void warn(const char* message) noexcept;
 
  private:
@@ -39,8 +41,9 @@ class CaseLines {
   MessageHandler handler_;
   std::vector<char> window_;
   size_t next_ = 0, end_ = 0;
-  size_t line_ = 1;  // of the character that was read last
+  size_t line_ = 1, column_ = 0;  // of the character that was read last
   bool newline_read_ = false;
+  bool is_first_ = true;  // nothing has been read
 };
 
 }  // namespace tv

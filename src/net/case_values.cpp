@@ -66,7 +66,7 @@ std::string state_of_label(const Node& node, const std::string& label, size_t& s
     return "state labels are only allowed for labeled nodes";
   size_t matches = 0;
   for (size_t i = 0; i < node.number_of_states; ++i) {
-    if (label != state_label(node, i)) continue;
+    if (label != (node.state_labels.empty() ? std::string_view() : node.state_labels[i])) continue;
     state = i;
     ++matches;
   }

@@ -2,8 +2,6 @@
 // A file is read aside and replaces the stored cases when all of it is right.
 
 #include <charconv>
-#include <cmath>
-#include <limits>
 
 #include "api/boundary.h"
 #include "net/case_lines.h"
@@ -43,7 +41,7 @@ void write_cell(OutputSink& sink, const Node& node, size_t index) {
   if (is_continuous(node)) return write_exactly(sink, node.cases.values[index]);
   const size_t state = static_cast<size_t>(node.cases.states[index]);
   const std::string finding = finding_text(node, state);
-  const std::string_view label = state_label(node, state);
+  const std::string_view label = node.state_labels.empty() ? std::string_view() : node.state_labels[state];
   sink.text(finding[0] == '"' && is_plain(label) ? label : std::string_view(finding));
 }
 
@@ -59,7 +57,8 @@ std::vector<Node*> columns_to_write(Domain& domain) {
 
 tv_status_t write_cases(OutputSink& sink, Domain& domain) {
   const std::vector<Node*> columns = columns_to_write(domain);
-  const bool has_counts = !domain.cases.counts.empty();
+  // Without any column at all, only counts can say how many cases there are.
+  const bool has_counts = !domain.cases.counts.empty() || (columns.empty() && domain.cases.count > 0);
   if (has_counts) sink.text(kCountColumn);
   for (Node* node : columns) {
     if (has_counts || node != columns.front()) sink.text(",");
@@ -81,11 +80,10 @@ tv_status_t write_cases(OutputSink& sink, Domain& domain) {
 
 // ---- Reading ----
 
-bool read_number(std::string_view text, double& number) noexcept {
-  if (!text.empty() && text[0] == '+') text.remove_prefix(1);
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  return result.ec == std::errc() && result.ptr == end && std::isfinite(number);
+Scan read_number(std::string_view text, double& number) noexcept {
+  const char *cursor = text.data(), *const end = cursor + text.size();
+  const Scan outcome = scan_decimal(cursor, end, number);
+  return cursor == end ? outcome : Scan::none;
 }
 
 struct Column {
@@ -124,12 +122,12 @@ class CasesParser {
   tv_status_t parse_header(const std::vector<Cell>& cells) {
     bool has_counts = false;
     for (const Cell& cell : cells) {
-      if (cell.text.empty()) return lines_.fail("line is incomplete");
+      if (cell.text.empty()) return lines_.fail("line is incomplete", cell);
       Column column;
       if (cell.text == kCountColumn) {
-        if (has_counts) return lines_.fail("node `" + cell.text + "' listed twice");
+        if (has_counts) return lines_.fail("node `" + cell.text + "' listed twice", cell);
         has_counts = true;
-      } else if (tv_status_t status = find_column(cell.text, column.node)) {
+      } else if (tv_status_t status = find_column(cell, column.node)) {
         return status;
       }
       columns_.push_back(std::move(column));
@@ -137,19 +135,21 @@ class CasesParser {
     return tv_status_none;
   }
 
-  tv_status_t find_column(const std::string& name, Node*& node) {
+  tv_status_t find_column(const Cell& cell, Node*& node) {
+    const std::string& name = cell.text;
     node = find_node(domain_, name);
-    if (!node) return lines_.fail("the domain has no node named `" + name + "'");
+    if (!node) return lines_.fail("the domain has no node named `" + name + "'", cell);
     if (!can_have_findings(*node))
-      return lines_.fail("node `" + name + "' is not a chance, a decision, or a discrete function node");
+      return lines_.fail("node `" + name + "' is not a chance, a decision, or a discrete function node",
+                         cell);
     for (const Column& column : columns_)
-      if (column.node == node) return lines_.fail("node `" + name + "' listed twice");
+      if (column.node == node) return lines_.fail("node `" + name + "' listed twice", cell);
     return tv_status_none;
   }
 
   tv_status_t parse_case(const std::vector<Cell>& cells) {
     if (columns_.empty() || cells.size() > columns_.size())
-      return lines_.fail("the case has extra stuff at the end");
+      return lines_.fail("the case has extra stuff at the end", cells[columns_.size()]);
     if (cells.size() < columns_.size()) return lines_.fail("the case has too few data items");
     for (size_t i = 0; i < cells.size(); ++i)
       if (tv_status_t status = columns_[i].node ? parse_cell(columns_[i], cells[i]) : parse_count(cells[i]))
@@ -158,12 +158,15 @@ class CasesParser {
   }
 
   tv_status_t parse_count(const Cell& cell) {
-    double count = 0;
-    if (cell.quoted || !read_number(cell.text, count)) return lines_.fail("case count expected");
-    if (count < 0) return lines_.fail("case counts must be nonnegative");
-    if (count > static_cast<double>(std::numeric_limits<tv_number_t>::max()))
-      return lines_.fail("case count expected");
-    counts_.push_back(static_cast<tv_number_t>(count));
+    double number = 0;
+    const Scan outcome = cell.quoted ? Scan::none : read_number(cell.text, number);
+    if (outcome == Scan::none) return lines_.fail("case count expected", cell);
+    if (number < 0) return lines_.fail("case counts must be nonnegative", cell);
+    if (outcome == Scan::too_large || number >= kBeyondTables) return lines_.fail(kTooLarge, cell);
+    tv_number_t count = static_cast<tv_number_t>(number);
+    // What was written for this very type comes back unchanged when it is not rounded twice.
+    std::from_chars(cell.text.data(), cell.text.data() + cell.text.size(), count);
+    counts_.push_back(count);
     has_other_counts_ |= counts_.back() != 1;
     return tv_status_none;
   }
@@ -173,7 +176,9 @@ class CasesParser {
     column.is_used |= known;
     if (is_continuous(*column.node)) {
       double value = 0;
-      if (known && (cell.quoted || !read_number(cell.text, value))) return lines_.fail("syntax error");
+      const Scan outcome = cell.quoted ? Scan::none : read_number(cell.text, value);
+      if (known && outcome != Scan::number)
+        return lines_.fail(outcome == Scan::none ? "syntax error" : kTooLarge, cell);
       column.cells.values.push_back(value);
       column.cells.known.push_back(known);
       return tv_status_none;
@@ -181,7 +186,7 @@ class CasesParser {
     size_t state = 0;
     if (known) {
       const std::string message = find_state(*column.node, cell, state);
-      if (!message.empty()) return lines_.fail(message);
+      if (!message.empty()) return lines_.fail(message, cell);
       if (state >= kStateLimit) return tv_status_case_state_too_large;
     }
     column.cells.states.push_back(known ? static_cast<int16_t>(state) : kMissingCase);
@@ -192,12 +197,14 @@ class CasesParser {
   static std::string find_state(Node& node, const Cell& cell, size_t& state) {
     double number = -1;
     if (!cell.quoted && cell.text[0] == '#') {
-      if (!read_number(std::string_view(cell.text).substr(1), number)) number = -1;
+      if (read_number(std::string_view(cell.text).substr(1), number) != Scan::number) number = -1;
       return state_of_index(node, number, state);
     }
     if (cell.quoted || node.subtype == tv_subtype_label) return state_of_label(node, cell.text, state);
     if (node.subtype == tv_subtype_boolean) return state_of_word(cell.text, state);
-    return read_number(cell.text, number) ? state_of_value(node, number, state) : "syntax error";
+    const Scan outcome = read_number(cell.text, number);
+    if (outcome == Scan::number) return state_of_value(node, number, state);
+    return outcome == Scan::none ? "syntax error" : kTooLarge;
   }
 
   CaseLines& lines_;

@@ -9,12 +9,6 @@
 #include "network/links.h"
 
 namespace tv {
-namespace {
-
-constexpr double kLargestCount = 9007199254740992.0;  // beyond it doubles skip integers
-
-}  // namespace
-
 tv_status_t NetParser::check_model_is_allowed(const Potential& potential) {
   if (potential.is_chain()) return fail("models cannot be specified for chain graph potentials");
   if (is_continuous(*potential.children.front())) return fail("models cannot be specified for CG nodes");
@@ -66,11 +60,11 @@ tv_status_t NetParser::parse_samples_per_interval(const Potential& potential) {
   if (tv_status_t status = check_model_is_allowed(potential)) return status;
   Model* const model = potential.model();
   if (!model) return fail("`model_nodes' attribute has not been specified");
-  double count;
-  if (!lexer_.read_number(count)) return fail("number expected");
-  if (!(count >= 1 && count < kLargestCount && count == std::floor(count)))
+  WrittenNumber count;
+  if (!read_written(count)) return fail("number expected");
+  if (!(count.value >= 1 && count.value == std::floor(count.value)))
     return fail("`samples_per_interval' must be a positive integer");
-  set_samples_per_interval(*model, static_cast<size_t>(count));
+  set_samples_per_interval(*model, to_size(count));
   return tv_status_none;
 }
 

@@ -35,7 +35,7 @@ tv_status_t NetParser::parse_node(tv_node_category_t category, tv_node_kind_t ki
   };
   if (tv_status_t status = parse_block(parse_attribute)) return status;
   node.attributes.reverse();
-  if (!parsed(node).is_boolean) return tv_status_none;
+  if (!parsed(node).is_boolean || item_is_broken()) return tv_status_none;
   if (node.number_of_states != 2) return fail("a boolean node must have exactly two states");
   return set_subtype(node, tv_subtype_boolean);
 }
@@ -48,7 +48,7 @@ tv_status_t NetParser::parse_node_attribute(Node& node, const std::string& name,
   if (name == "label") return parse_string(node.label, "string expected");
   if (name == "subtype") return parse_subtype(node);
   if (name == "position") {
-    double x, y;
+    WrittenNumber x, y;
     if (tv_status_t status = parse_pair(x, y)) return status;
     node.x = to_coordinate(x);
     node.y = to_coordinate(y);
@@ -89,6 +89,7 @@ tv_status_t NetParser::parse_subtype(Node& node) {
 
 // `( value* )`: one for each state, or the bounds of all intervals.
 tv_status_t NetParser::parse_state_values(Node& node, Keys& keys) {
+  if (item_is_broken()) return fail_silently();  // it may be what the values need that could not be read
   if (!is_discrete(node)) return fail("only discrete nodes can have state values");
   if (!is_numeric(node)) return fail("only numeric nodes can have state values");
   if (!parsed(node).states_known) return fail("states must be specified before state values");

@@ -20,7 +20,7 @@ void skip_space(std::string_view& text) noexcept {
   for (;;) {
     while (!text.empty() && is_space(text[0])) text.remove_prefix(1);
     if (text.empty() || text[0] != '%') return;
-    text.remove_prefix(std::min(text.find('\n'), text.size()));
+    text.remove_prefix(std::min(text.find_first_of("\n\r"), text.size()));
   }
 }
 
@@ -67,10 +67,11 @@ tv_status_t NetParser::parse_older_header() {
   const Token token = lexer_.next();
   lexer_.push_back();
   if (token != Token::number) return tv_status_none;
-  double width, height;
-  for (double* number : {&width, &height, &position_scale_})
-    if (!lexer_.read_number(*number)) return fail("number expected");
-  if (width < 0 || height < 0 || position_scale_ < 0)
+  WrittenNumber width, height, scale;
+  for (WrittenNumber* number : {&width, &height, &scale})
+    if (!read_written(*number)) return fail("number expected");
+  position_scale_ = scale.value;
+  if (width.value < 0 || height.value < 0 || position_scale_ < 0)
     return fail("node width and height, and scale factor must be nonnegative");
   domain_.node_width = to_size(width);
   domain_.node_height = to_size(height);
@@ -134,8 +135,8 @@ tv_status_t NetParser::parse_older_display(Node& node) {
   double x, y;
   for (double* number : {&x, &y})
     if (!lexer_.read_number(*number)) return fail("number expected");
-  node.x = to_coordinate(x * position_scale_);
-  node.y = to_coordinate(y * position_scale_);
+  node.x = to_coordinate({x * position_scale_, {}});
+  node.y = to_coordinate({y * position_scale_, {}});
   return tv_status_none;
 }
 

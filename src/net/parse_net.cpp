@@ -18,14 +18,17 @@ constexpr std::array<std::string_view, 9> kKeywords = {
 
 bool is_space(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
+// So many errors are told by those who go on behind the first.
+constexpr size_t kMostErrors = 10;
+
 // Null with the status stored when the text is not a domain.
-std::unique_ptr<Domain> parse_domain(Lexer& lexer) {
+std::unique_ptr<Domain> parse_domain(Lexer& lexer, size_t most_errors = 1) {
   std::unique_ptr<Domain> domain;
   const tv_status_t status = guarded([&]() -> tv_status_t {
     const CLocale locale;
     if (!locale.selected()) return current_status();
     domain = std::make_unique<Domain>();
-    NetParser parser(lexer, *domain);
+    NetParser parser(lexer, *domain, most_errors);
     return uses_older_language(lexer.lookahead()) ? parser.parse_older() : parser.parse();
   });
   if (status) {
@@ -45,12 +48,12 @@ MessageHandler adapt(tv_old_error_handler_t& handler) noexcept {
   return handler ? MessageHandler{call_old_handler, &handler} : MessageHandler{};
 }
 
-Domain* parse_file(const char* name, MessageHandler handler) {
+Domain* parse_file(const char* name, MessageHandler handler, size_t most_errors) {
   OpenFile file = open_file(name, "r");
   if (!file) return nullptr;
   std::string file_name = name;
   Lexer lexer(file.get(), handler);
-  std::unique_ptr<Domain> domain = parse_domain(lexer);
+  std::unique_ptr<Domain> domain = parse_domain(lexer, most_errors);
   if (!domain) return nullptr;
   domain->file_name = std::move(file_name);
   if (store_status(close_file(std::move(file)))) return nullptr;
@@ -71,10 +74,10 @@ bool is_keyword(std::string_view word) noexcept {
 }
 
 int _tv_string_is_net_description(const char* source) noexcept {
-  const char* p = source;
+  const char* p = without_byte_order_mark(source).data();
   while (is_space(*p) || *p == '%') {
     if (*p == '%')
-      p += std::strcspn(p, "\n");
+      p += std::strcspn(p, "\n\r");
     else
       ++p;
   }
@@ -91,9 +94,27 @@ tv_domain_t* tv_net_parse_domain(const char* source, tv_error_handler_t handler,
     if (!check(source != nullptr)) return nullptr;
     const int is_text = _tv_string_is_net_description(source);
     if (is_text < 0) return nullptr;
-    if (is_text == 0) return parse_file(source, {handler, handler_data});
+    if (is_text == 0) return parse_file(source, {handler, handler_data}, 1);
     Lexer lexer(std::string_view(source), {handler, handler_data});
     return parse_domain(lexer).release();
+  });
+}
+
+tv_domain_t* tv_net_parse_file(const char* file_name, tv_error_handler_t handler, void* handler_data) {
+  using namespace tv;
+  return guarded(static_cast<Domain*>(nullptr), [&]() -> Domain* {
+    if (!check(file_name != nullptr)) return nullptr;
+    return parse_file(file_name, {handler, handler_data}, kMostErrors);
+  });
+}
+
+tv_domain_t* tv_net_parse_buffer(const char* text, size_t length, tv_error_handler_t handler,
+                                 void* handler_data) {
+  using namespace tv;
+  return guarded(static_cast<Domain*>(nullptr), [&]() -> Domain* {
+    if (!check(text != nullptr)) return nullptr;
+    Lexer lexer(std::string_view(text, length), {handler, handler_data});
+    return parse_domain(lexer, kMostErrors).release();
   });
 }
 

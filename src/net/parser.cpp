@@ -3,7 +3,10 @@
 
 #include "net/parser.h"
 
-#include <cmath>
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <utility>
 
 namespace tv {
 namespace {
@@ -28,14 +31,36 @@ const Declaration* find_declaration(std::string_view keyword) {
   return nullptr;
 }
 
-constexpr double kLargestWhole = 9007199254740992.0;
+// Whether all of the text is a whole number of the type.
+template <class Whole>
+bool is_whole(std::string_view text, Whole& number) noexcept {
+  if (text.starts_with('+')) text.remove_prefix(1);
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number);
+  return result.ec == std::errc() && result.ptr == end;
+}
 
 }  // namespace
 
-size_t to_size(double number) noexcept { return static_cast<size_t>(std::fmin(number, kLargestWhole)); }
+// All ones stands for no size at all.
+size_t to_size(const WrittenNumber& number) noexcept {
+  size_t size = 0;
+  if (!is_whole(number.text, size))
+    size = number.value < 0x1p64 ? static_cast<size_t>(number.value) : kHugeSize;
+  return std::min(size, kHugeSize - 1);
+}
 
-long to_coordinate(double number) noexcept {
-  return static_cast<long>(std::fmax(-kLargestWhole, std::fmin(number, kLargestWhole)));
+long to_coordinate(const WrittenNumber& number) noexcept {
+  long coordinate = 0;
+  if (is_whole(number.text, coordinate)) return coordinate;
+  if (number.value >= 0x1p63) return std::numeric_limits<long>::max();
+  return number.value < -0x1p63 ? std::numeric_limits<long>::min() : static_cast<long>(number.value);
+}
+
+bool NetParser::read_written(WrittenNumber& number) {
+  if (!lexer_.read_number(number.value)) return false;
+  number.text = lexer_.number_text();
+  return true;
 }
 
 tv_status_t NetParser::fail(const std::string& message) {
@@ -43,11 +68,6 @@ tv_status_t NetParser::fail(const std::string& message) {
   if (lexer_.status()) return lexer_.status();
   lexer_.report_error(message.c_str());
   return tv_status_parse;
-}
-
-tv_status_t NetParser::refuse(const std::string& message) {
-  lexer_.report_error(message.c_str());
-  return tv_status_error;
 }
 
 tv_status_t NetParser::expect(char character) {
@@ -62,10 +82,10 @@ bool NetParser::next_is(char character) {
 }
 
 // `( number number )`
-tv_status_t NetParser::parse_pair(double& first, double& second) {
+tv_status_t NetParser::parse_pair(WrittenNumber& first, WrittenNumber& second) {
   if (tv_status_t status = expect('(')) return status;
-  for (double* number : {&first, &second})
-    if (!lexer_.read_number(*number)) return fail("number expected");
+  for (WrittenNumber* number : {&first, &second})
+    if (!read_written(*number)) return fail("number expected");
   return expect(')');
 }
 
@@ -108,10 +128,15 @@ tv_status_t NetParser::parse_more_nodes() {
 
 tv_status_t NetParser::parse_items() {
   for (;;) {
-    const Token token = lexer_.next();
-    if (token == Token::end) return complete_tables();
-    if (token != Token::name) return fail("unexpected token");
-    if (tv_status_t status = parse_item()) return status;
+    std::string keyword = std::exchange(next_keyword_, {});
+    const Token token = keyword.empty() ? lexer_.next() : Token::name;
+    if (token == Token::end) return first_failure_ ? first_failure_ : complete_tables();
+    if (keyword.empty() && token == Token::name) keyword = lexer_.text();
+    item_errors_ = lexer_.error_count();
+    item_offset_ = lexer_.offset();
+    in_block_ = item_has_ended_ = false;
+    const tv_status_t status = token == Token::name ? parse_item(keyword) : fail("unexpected token");
+    if (status && !(goes_on_after(status) && skip_item(keyword))) return first_failure_;
   }
 }
 
@@ -123,9 +148,8 @@ tv_status_t NetParser::complete_tables() {
   return tv_status_none;
 }
 
-// The item's first word has just been read.
-tv_status_t NetParser::parse_item() {
-  const std::string keyword = lexer_.text();
+// The item's first word has been read.
+tv_status_t NetParser::parse_item(const std::string& keyword) {
   if (keyword == "net") return parse_net();
   if (keyword == "potential") return parse_potential();
   if (keyword == "continuous") {
@@ -152,9 +176,9 @@ tv_status_t NetParser::parse_net_attribute(const std::string& name) {
   if (name == "inputs" || name == "outputs") return parse_interface();
   if (name != "node_size")
     return parse_user_attribute(adds_nodes_ ? other_attributes_ : domain_.attributes, name);
-  double width, height;
+  WrittenNumber width, height;
   if (tv_status_t status = parse_pair(width, height)) return status;
-  if (width < 0 || height < 0) return fail("<number> must be nonnegative");
+  if (width.value < 0 || height.value < 0) return fail("<number> must be nonnegative");
   if (adds_nodes_) return tv_status_none;
   domain_.node_width = to_size(width);
   domain_.node_height = to_size(height);

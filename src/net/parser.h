@@ -1,6 +1,8 @@
 // The parser of network descriptions: recursive descent over the tokens of the lexer, building a domain
 // through the same operations that a host uses. It stops at the first error, whose message has then been
-// reported; a failure of the library itself travels up as its status and is reported once, at the end.
+// reported; a failure of the library itself travels up as its status and is reported once, at the end. Or it
+// goes on behind an attribute or an item that is wrong, for as many errors as whoever called wants to hear
+// of.
 #pragma once
 
 #include <memory>
@@ -13,6 +15,12 @@
 #include "text/lexer.h"
 
 namespace tv {
+
+// A number and how it was written: doubles skip integers from 2^53 on.
+struct WrittenNumber {
+  double value = 0;
+  std::string text;
+};
 
 // What the parser must know of a node beside its record.
 struct ParsedNode {
@@ -28,9 +36,15 @@ struct ParsedNode {
 
 class NetParser {
  public:
-  NetParser(Lexer& lexer, Domain& domain) noexcept : lexer_(lexer), domain_(domain) {}
+  NetParser(Lexer& lexer, Domain& domain, size_t most_errors = 1) noexcept
+      : lexer_(lexer), domain_(domain), most_errors_(most_errors) {
+    domain_.links_are_read = true;
+  }
+  ~NetParser() { domain_.links_are_read = false; }
+  NetParser(const NetParser&) = delete;
+  NetParser& operator=(const NetParser&) = delete;
 
-  tv_status_t parse();  // a whole description into an empty domain
+  tv_status_t parse();  // a whole description into an empty domain; after errors, the status of the first
 
   tv_status_t parse_older();  // the same in the older language
 
@@ -43,7 +57,7 @@ class NetParser {
 
   // Items of the description (parser.cpp).
   tv_status_t parse_items();
-  tv_status_t parse_item();
+  tv_status_t parse_item(const std::string& keyword);
   tv_status_t complete_tables();
   tv_status_t parse_net();
   tv_status_t parse_net_attribute(const std::string& name);
@@ -114,14 +128,24 @@ class NetParser {
   tv_status_t check_older_nodes();
   tv_status_t find_older_node(Node*& node);
 
+  // Going on after errors (recovery.cpp).
+  bool goes_on_after(tv_status_t status);
+  bool skip_attribute();
+  bool skip_item(const std::string& keyword);
+  Token next_to_skip();
+  tv_status_t fail_silently() noexcept;  // for what follows from an error that has been reported
+  bool item_is_broken() const noexcept { return lexer_.error_count() > item_errors_; }
+
   // Pieces that all of them share (parser.cpp).
   template <class ParseValue>
   tv_status_t parse_block(ParseValue parse_value);
+  template <class ParseValue>
+  tv_status_t parse_attribute(Token first, ParseValue parse_value);
   tv_status_t expect(char character);
-  bool next_is(char character);                    // and leaves the token where it is
-  tv_status_t fail(const std::string& message);    // gives `parse`
-  tv_status_t refuse(const std::string& message);  // for what is not supported: gives `error`
-  tv_status_t parse_pair(double& first, double& second);
+  bool next_is(char character);                  // and leaves the token where it is
+  tv_status_t fail(const std::string& message);  // gives `parse`
+  bool read_written(WrittenNumber& number);
+  tv_status_t parse_pair(WrittenNumber& first, WrittenNumber& second);
   tv_status_t parse_string(std::string& text, const char* message);
   tv_status_t check_new_key(Keys& keys, const std::string& name);
   tv_status_t parse_user_attribute(AttributeList& attributes, const std::string& name);
@@ -138,6 +162,18 @@ class NetParser {
   size_t potential_count_ = 0;
   bool is_older_ = false;      // the text is in the older language
   double position_scale_ = 1;  // of its positions
+
+  size_t most_errors_;  // to be reported before the parser gives up
+  tv_status_t first_failure_ = tv_status_none;
+  size_t told_errors_ = 0;          // how many the lexer had reported after the last failure
+  size_t item_errors_ = 0;          // and before the present item
+  size_t item_offset_ = 0;          // of what follows its keyword
+  bool is_silent_ = false;          // the failure on its way up needs no message
+  bool value_is_complete_ = false;  // of an attribute that lacks its semicolon
+  bool in_block_ = false;           // of the present item
+  bool item_has_ended_ = false;     // with the brace behind its block
+  std::string next_keyword_;        // of an item that starts where the one before should have ended
+  Keys lost_names_;                 // of nodes whose declarations could not be read
 };
 
 // Whether an item of a description can begin with the word.
@@ -148,22 +184,39 @@ bool is_keyword(std::string_view word) noexcept;
 bool uses_older_language(std::string_view text) noexcept;
 
 // Whole numbers from doubles; what lies beyond their range is as far away as they get.
-size_t to_size(double number) noexcept;
-long to_coordinate(double number) noexcept;
+size_t to_size(const WrittenNumber& number) noexcept;
+long to_coordinate(const WrittenNumber& number) noexcept;
 
 // `{ (NAME = value ;)* }`, the values by `parse_value(name)`.
 template <class ParseValue>
 tv_status_t NetParser::parse_block(ParseValue parse_value) {
   if (tv_status_t status = expect('{')) return status;
+  in_block_ = true;
   for (;;) {
     const Token token = lexer_.next();
-    if (token == punctuation('}')) return tv_status_none;
-    if (token != Token::name) return fail("`}' or an attribute name expected");
-    const std::string name = lexer_.text();
-    if (tv_status_t status = expect('=')) return status;
-    if (tv_status_t status = parse_value(name)) return status;
-    if (tv_status_t status = expect(';')) return status;
+    if (token == punctuation('}')) {
+      in_block_ = false;
+      item_has_ended_ = true;
+      return tv_status_none;
+    }
+    const tv_status_t status = parse_attribute(token, parse_value);
+    if (status && !goes_on_after(status)) return status;
+    if (status && !skip_attribute()) return fail_silently();
   }
+}
+
+template <class ParseValue>
+tv_status_t NetParser::parse_attribute(Token first, ParseValue parse_value) {
+  if (first != Token::name) return fail("`}' or an attribute name expected");
+  const std::string name = lexer_.text();
+  if (tv_status_t status = expect('=')) {
+    if (is_keyword(name)) next_keyword_ = name;  // perhaps of the next item
+    return status;
+  }
+  if (tv_status_t status = parse_value(name)) return status;
+  const tv_status_t status = expect(';');
+  value_is_complete_ = status != tv_status_none;
+  return status;
 }
 
 }  // namespace tv

@@ -49,7 +49,7 @@ tv_status_t NetParser::parse_body(Potential& potential) {
   Model* const model = potential.model();
   if (model && potential.has_data)
     model->stale = false;  // the data are taken for what the model gives
-  else if (!model && !potential.has_data)
+  else if (!model && !potential.has_data && !item_is_broken())
     lexer_.report_warning("warning: no potential data specified");
   return tv_status_none;
 }
@@ -84,6 +84,7 @@ tv_status_t NetParser::find_potential_node(Node*& node) {
     const std::string instance = name.substr(0, name.rfind('.'));
     if (instance != name && find_node(domain_, instance))
       return fail("node `" + instance + "' is not an instance node");
+    if (lost_names_.count(name)) return fail_silently();
     return fail("node `" + name + "' not found");
   }
   if (parsed(*node).potential == potential_count_)

@@ -4,6 +4,7 @@
 // a deep stack. The leaves of a continuous node's table are regressions in place of numbers.
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "net/parser.h"
@@ -139,6 +140,7 @@ tv_status_t NetParser::parse_leaf(TableText& text, bool is_nested) {
   double number = 1;
   if (text.continuous.empty()) {
     if (!lexer_.read_number(number)) return fail("number expected");
+    if (std::fabs(number) >= kBeyondTables) return fail(kTooLarge);
     if (number < 0 && text.is_probability) {
       if (!is_nested) return fail("<number> must be nonnegative");
       lexer_.report_warning("warning: negative value in probability potential");

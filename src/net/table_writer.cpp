@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "net/writable.h"
 #include "network/node_operations.h"
 #include "text/number_text.h"
 
@@ -12,11 +13,6 @@ namespace {
 
 constexpr int kValueDigits = 8;
 constexpr double kLargest = std::numeric_limits<double>::max();
-
-bool is_probability(const Table& table) noexcept {
-  return table.kind == TableKind::chain ||
-         (table.kind == TableKind::node && table.owner->category != tv_category_utility);
-}
 
 std::string number_text(double number) {
   char text[kNumberRoom];
@@ -28,10 +24,10 @@ std::string value_text(double value) {
   return value >= kLargest ? "infinity" : number_text(value);
 }
 
-// A state as a comment names it.
+// A state as a comment names it; a label that would end the comment does not.
 std::string comment_text(const Node& node, size_t state) {
   const std::string_view label = state_label(node, state);
-  if (!label.empty() && label.find('\n') == label.npos) return std::string(label);
+  if (!label.empty() && label.find_first_of("\n\r") == label.npos) return std::string(label);
   if (node.subtype == tv_subtype_boolean) return state == 0 ? "false" : "true";
   if (node.subtype != tv_subtype_label && !node.state_values.empty()) {
     if (node.subtype == tv_subtype_number) return value_text(node.state_values[state]);
@@ -47,7 +43,7 @@ class TableWriter {
       : sink_(sink), table_(table), indent_(indent), levels_(table.discrete_count), states_(levels_, 0) {
     has_leaves_ = table.continuous_count > 0;
     if (has_leaves_) own_place_ = table.nodes.position(table.owner) - table.discrete_count;
-    lists_entries_ = has_leaves_ || !is_probability(table);
+    lists_entries_ = has_leaves_ || !is_probability_table(table);
     const size_t identified = levels_ - (levels_ > 0 && !lists_entries_ ? 1 : 0);
     comments_.resize(identified);
     for (size_t i = 0; i < identified; ++i) {
@@ -159,7 +155,7 @@ class TableWriter {
 
 bool data_fits_on_line(const Table& table) noexcept {
   return table.nodes.empty() ||
-         (table.nodes.size() == 1 && table.continuous_count == 0 && is_probability(table));
+         (table.nodes.size() == 1 && table.continuous_count == 0 && is_probability_table(table));
 }
 
 void write_table(OutputSink& sink, const Table& table, std::string_view indent) {

@@ -1,14 +1,14 @@
 // The writer of network descriptions: the domain's attributes, all nodes, all potentials, in a fixed layout
 // that the parser reads back.
 
-#include <algorithm>
-
 #include "api/boundary.h"
 #include "api/streams.h"
 #include "expr/expression.h"
 #include "net/table_writer.h"
+#include "net/writable.h"
 #include "network/domain.h"
 #include "network/node_operations.h"
+#include "network/node_tables.h"
 #include "tables/table_operations.h"
 #include "text/state_text.h"
 
@@ -53,6 +53,7 @@ class NetWriter {
 
   tv_status_t write() {
     if (tv_status_t status = prepare()) return status;
+    if (tv_status_t status = check_is_writable(domain_)) return status;
     write_header();
     for (const Node& node : domain_.nodes)
       if (tv_status_t status = write_node(node)) return status;
@@ -123,7 +124,7 @@ class NetWriter {
   tv_status_t write_states(const Node& node) {
     put(kInner, "states = (");
     for (size_t state = 0; state < node.number_of_states; ++state)
-      put(state ? " " : "", quoted_text(state_label(node, state)));
+      put(state ? " " : "", quoted_text(stored_label(node, state)));
     put(");\n");
     const char* const subtype = subtype_keyword(node.subtype);
     if (!subtype) return tv_status_error;
@@ -140,12 +141,14 @@ class NetWriter {
     return tv_status_none;
   }
 
+  // Without the names that states of a boolean node have on their own.
+  static std::string_view stored_label(const Node& node, size_t state) noexcept {
+    return node.state_labels.empty() ? std::string_view() : node.state_labels[state];
+  }
+
   // ---- Potentials ----
 
   static bool has_model(const Node& node) noexcept { return node.model != nullptr; }
-  static bool has_current_table(const Node& node) noexcept {
-    return node.table && !(node.model && node.model->stale);
-  }
 
   tv_status_t write_potential(const Node& node) {
     put("\npotential (", node.name);
@@ -158,10 +161,19 @@ class NetWriter {
     put("\n{\n");
     if (node.model) write_model(*node.model);
     if (has_current_table(node)) write_field("data", *node.table);
-    if (node.experience_table) write_field("experience", *node.experience_table);
-    if (node.fading_table) write_field("fading", *node.fading_table);
+    if (node.experience_table) write_learned("experience", *node.experience_table);
+    if (node.fading_table) write_learned("fading", *node.fading_table);
     put("}\n");
     return sink_.status();
+  }
+
+  // The host may have given each table of a node another order; the reader knows that of the parents alone.
+  void write_learned(std::string_view keyword, const Table& table) {
+    const NodeList order = discrete_nodes(written_parents(*table.owner));
+    if (order == table.nodes) return write_field(keyword, table);
+    const std::unique_ptr<Table> reordered = clone_table(table);
+    permute_table(*reordered, order);
+    write_field(keyword, *reordered);
   }
 
   // Expressions stand only for all configurations together.
@@ -175,23 +187,28 @@ class NetWriter {
       put(";\n");
     }
     const std::vector<Expression*>& expressions = model.expressions;
-    if (expressions.empty() ||
-        std::find(expressions.begin(), expressions.end(), nullptr) != expressions.end())
-      return;
+    if (!has_all_expressions(model)) return;
     put(kInner, "model_data", expressions.size() > 1 ? "\n\t   " : "", " = ( ");
     for (size_t i = 0; i < expressions.size(); ++i) put(i ? ",\n\t\t" : "", expression_text(*expressions[i]));
     put(" );\n");
   }
 
   // In the order in which the data name them, real-valued functions last.
-  void write_parents(const Node& node) noexcept {
+  static NodeList written_parents(const Node& node) {
+    const bool by_table = node.table && node.category != tv_category_function;
+    NodeList parents;
+    parents.reserve(node.parents.size());
+    for (Node* parent : by_table ? node.table->nodes : node.parents)
+      if (parent != &node && !is_real_valued_function(*parent)) parents.push_back(parent);
+    for (Node* parent : node.parents)
+      if (is_real_valued_function(*parent)) parents.push_back(parent);
+    return parents;
+  }
+
+  void write_parents(const Node& node) {
     if (node.parents.empty()) return;
     put(" |");
-    const bool by_table = node.table && node.category != tv_category_function;
-    for (const Node* parent : by_table ? node.table->nodes : node.parents)
-      if (parent != &node && !is_real_valued_function(*parent)) put(" ", parent->name);
-    for (const Node* parent : node.parents)
-      if (is_real_valued_function(*parent)) put(" ", parent->name);
+    for (const Node* parent : written_parents(node)) put(" ", parent->name);
   }
 
   void write_field(std::string_view keyword, const Table& table) {

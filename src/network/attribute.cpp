@@ -1,6 +1,7 @@
 // Attributes of domains and nodes: short lists, so a linear search is all they need.
 #include "network/attribute.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "api/boundary.h"
@@ -16,8 +17,16 @@ Attribute* find(const AttributeList& attributes, std::string_view key) noexcept 
   return nullptr;
 }
 
-tv_status_t set_or_remove(AttributeList& attributes, const char* key, const char* value) {
-  return value ? set_attribute(attributes, key, value) : remove_attribute(attributes, key);
+// What a description of a network says under these keys is something else.
+constexpr std::string_view kNodeFields[] = {"label", "position", "states", "subtype", "state_values"};
+constexpr std::string_view kDomainFields[] = {"node_size", "inputs", "outputs"};
+
+template <size_t n>
+tv_status_t set_or_remove(AttributeList& attributes, const std::string_view (&fields)[n], const char* key,
+                          const char* value) {
+  if (!value) return remove_attribute(attributes, key);
+  if (std::find(std::begin(fields), std::end(fields), key) != std::end(fields)) return tv_status_invalid_name;
+  return set_attribute(attributes, key, value);
 }
 
 }  // namespace
@@ -51,14 +60,14 @@ const char* find_attribute(const AttributeList& attributes, std::string_view key
 tv_status_t tv_domain_set_attribute(tv_domain_t* domain, const char* key, const char* value) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(domain && key)) return tv_status_usage;
-    return tv::set_or_remove(domain->attributes, key, value);
+    return tv::set_or_remove(domain->attributes, tv::kDomainFields, key, value);
   });
 }
 
 tv_status_t tv_node_set_attribute(tv_node_t* node, const char* key, const char* value) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(node && key)) return tv_status_usage;
-    return tv::set_or_remove(node->attributes, key, value);
+    return tv::set_or_remove(node->attributes, tv::kNodeFields, key, value);
   });
 }
 

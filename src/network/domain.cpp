@@ -101,7 +101,7 @@ tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progress_hand
 }
 
 tv_status_t tv_domain_set_node_size(tv_domain_t* domain, size_t width, size_t height) {
-  if (!tv::check(domain)) return tv_status_usage;
+  if (!tv::check(domain && width != tv::kNone && height != tv::kNone)) return tv_status_usage;
   domain->node_width = width;
   domain->node_height = height;
   return tv_status_none;

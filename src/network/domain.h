@@ -60,6 +60,7 @@ struct tv_domain_s {
   size_t table_layouts = 0;     // how often some table has got nodes, or others, or in another order
   size_t function_outlets = 0;  // links that leave function nodes
   size_t model_count = 0;       // nodes with a model
+  bool links_are_read = false;  // from a text, where their order means nothing
   tv::RandomGenerator random;
 
   // Settings of compilation.

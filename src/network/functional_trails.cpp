@@ -94,7 +94,14 @@ struct SideOfLink {
   bool function_meets_other = false;  // a function node linked to such a node further out
 };
 
+// The links of a text come in no particular order. There, plain links out of function nodes count as still to
+// come, so that what some order of the links makes is read in every order.
+bool is_still_to_come(const Node& from, const Node& to) noexcept {
+  return from.domain->links_are_read && is_function(from) && !is_functional_link(from, to);
+}
+
 SideOfLink explore(Node& start, NodeList Node::*links, DirectedLink absent) {
+  const bool upwards = links == &Node::parents;
   SideOfLink side;
   MarkedNodes reached;
   reached.reach(&start, 1);
@@ -103,6 +110,7 @@ SideOfLink explore(Node& start, NodeList Node::*links, DirectedLink absent) {
     if (!is_function(*node)) side.has_other_node = true;
     for (Node* next : node->*links) {
       if (absent.is(node, next) || absent.is(next, node)) continue;
+      if (is_still_to_come(upwards ? *next : *node, upwards ? *node : *next)) continue;
       if (is_function(*node) && !is_function(*next)) side.function_meets_other = true;
       reached.reach(next, 1);
     }

@@ -34,11 +34,11 @@ bool is_large(const char* digits, const char* end, ptrdiff_t integer_digits, int
 }
 
 // A number whose digits or power are too many for exact arithmetic. It starts at `digits` and has no sign.
-[[gnu::noinline]] bool convert_long(const char* digits, const char* end, ptrdiff_t integer_digits,
+[[gnu::noinline]] Scan convert_long(const char* digits, const char* end, ptrdiff_t integer_digits,
                                     int64_t exponent, double& number) noexcept {
-  if (std::from_chars(digits, end, number).ec == std::errc()) return true;
+  if (std::from_chars(digits, end, number).ec == std::errc()) return Scan::number;
   number = 0.0;
-  return !is_large(digits, end, integer_digits, exponent);
+  return is_large(digits, end, integer_digits, exponent) ? Scan::too_large : Scan::number;
 }
 
 // An optional exponent at `cursor`; false when it has no digits.
@@ -54,7 +54,7 @@ inline bool scan_exponent(const char*& cursor, const char* end, int64_t& exponen
   return cursor != digits;
 }
 
-inline bool scan_unsigned(const char*& cursor, const char* end, double& number) noexcept {
+inline Scan scan_unsigned(const char*& cursor, const char* end, double& number) noexcept {
   uint64_t mantissa = 0;
   const char* const digits = cursor;
   cursor = scan_digits(cursor, end, mantissa);
@@ -65,9 +65,9 @@ inline bool scan_unsigned(const char*& cursor, const char* end, double& number) 
     cursor = scan_digits(cursor, end, mantissa);
     fraction_digits = cursor - fraction;
   }
-  if (integer_digits + fraction_digits == 0) return false;
+  if (integer_digits + fraction_digits == 0) return Scan::none;
   int64_t exponent = 0;
-  if (!scan_exponent(cursor, end, exponent)) return false;
+  if (!scan_exponent(cursor, end, exponent)) return Scan::none;
 
   const int64_t power = exponent - fraction_digits;
   if (integer_digits + fraction_digits > kMantissaDigits || mantissa > kLargestExactMantissa ||
@@ -75,17 +75,17 @@ inline bool scan_unsigned(const char*& cursor, const char* end, double& number) 
     return convert_long(digits, cursor, integer_digits, exponent, number);
   const double exact = static_cast<double>(mantissa);
   number = power < 0 ? exact / kPowersOfTen[-power] : exact * kPowersOfTen[power];
-  return true;
+  return Scan::number;
 }
 
 }  // namespace
 
-bool scan_decimal(const char*& cursor, const char* end, double& number) noexcept {
+Scan scan_decimal(const char*& cursor, const char* end, double& number) noexcept {
   bool negative = false;
   if (cursor != end && is_sign(*cursor)) negative = *cursor++ == '-';
-  if (!scan_unsigned(cursor, end, number)) return false;
+  const Scan outcome = scan_unsigned(cursor, end, number);
   if (negative) number = -number;
-  return true;
+  return outcome;
 }
 
 size_t scan_decimals(const char*& cursor, const char* end, tv_number_t* numbers, size_t limit,
@@ -96,7 +96,7 @@ size_t scan_decimals(const char*& cursor, const char* end, tv_number_t* numbers,
     if (cursor == end || !(is_digit(*cursor) || *cursor == '.')) break;
     const char* behind = cursor;
     double number;
-    if (!scan_unsigned(behind, end, number) || behind == end) break;
+    if (scan_unsigned(behind, end, number) != Scan::number || behind == end || number >= kBeyondTables) break;
     numbers[count] = static_cast<tv_number_t>(number);
     cursor = behind;
   }

@@ -6,6 +6,8 @@
 #include <limits>
 #include <new>
 
+#include "api/text_place.h"
+
 namespace tv {
 namespace {
 
@@ -44,6 +46,7 @@ bool is(char character, int classes) noexcept {
 }
 
 bool is_sign(char character) noexcept { return character == '+' || character == '-'; }
+bool ends_line(char character) noexcept { return character == '\n' || character == '\r'; }
 bool is_octal(char character) noexcept { return character >= '0' && character <= '7'; }
 
 unsigned digit_value(char digit) noexcept {
@@ -51,7 +54,31 @@ unsigned digit_value(char digit) noexcept {
   return static_cast<unsigned>((digit | 0x20) - 'a') + 10;
 }
 
+// The first character that ends a line, or `end`. Looked for in pieces, because the one of the two that a
+// text does not use would otherwise be looked for up to its end each time.
+const char* find_line_end(const char* from, const char* end) noexcept {
+  constexpr ptrdiff_t piece = 256;
+  while (from != end) {
+    size_t length = static_cast<size_t>(std::min(piece, end - from));
+    const char* found = nullptr;
+    for (const char character : {'\n', '\r'}) {
+      const void* const place = std::memchr(from, character, length);
+      if (!place) continue;
+      found = static_cast<const char*>(place);
+      length = static_cast<size_t>(found - from);
+    }
+    if (found) return found;
+    from += length;
+  }
+  return end;
+}
+
 }  // namespace
+
+std::string_view without_byte_order_mark(std::string_view text) noexcept {
+  constexpr std::string_view mark = "\xEF\xBB\xBF";
+  return text.starts_with(mark) ? text.substr(mark.size()) : text;
+}
 
 bool TokenBuffer::append(const char* text, size_t length) noexcept {
   if (length > capacity_ - size_) {
@@ -69,7 +96,10 @@ bool TokenBuffer::append(const char* text, size_t length) noexcept {
 }
 
 Lexer::Lexer(std::string_view text, MessageHandler handler) noexcept
-    : begin_(text.data()), cursor_(begin_), end_(begin_ + text.size()), handler_(handler) {}
+    : begin_(text.data()), cursor_(begin_), end_(begin_ + text.size()), handler_(handler) {
+  last_place = {};
+  skip_byte_order_mark();
+}
 
 Lexer::Lexer(std::FILE* stream, MessageHandler handler)
     : stream_(stream),
@@ -78,18 +108,42 @@ Lexer::Lexer(std::FILE* stream, MessageHandler handler)
       exhausted_(false),
       handler_(handler) {
   begin_ = cursor_ = end_ = window_.get();
+  last_place = {};
 }
 
-size_t Lexer::position() const noexcept { return stream_ ? line_ : static_cast<size_t>(cursor_ - begin_); }
+size_t Lexer::position() const noexcept { return stream_ ? line_ : offset(); }
+
+bool Lexer::at_line_end() const noexcept { return cursor_ == end_ ? exhausted_ : ends_line(*cursor_); }
+
+// The cursor stands at the beginning of everything.
+void Lexer::skip_byte_order_mark() noexcept {
+  const std::string_view text(cursor_, static_cast<size_t>(end_ - cursor_));
+  dropped_ = text.size() - without_byte_order_mark(text).size();
+  begin_ = cursor_ += dropped_;
+}
+
+// From 1, in bytes; `place` is one in the text or the window.
+size_t Lexer::column_of(const char* place) const noexcept {
+  const char* start = place;
+  while (start != begin_ && !ends_line(start[-1])) --start;
+  return static_cast<size_t>(place - start) + 1 + (start == begin_ ? begin_column_ : 0);
+}
+
+std::string_view Lexer::number_text() const noexcept {
+  return {token_start_, static_cast<size_t>(cursor_ - token_start_)};
+}
+
+void Lexer::report(const char* message) noexcept {
+  last_place = {token_line_, token_start_ ? column_of(token_start_) : token_column_};
+  if (handler_.function) handler_.function(position(), message, handler_.data);
+}
 
 void Lexer::report_error(const char* message) noexcept {
   ++error_count_;
-  if (handler_.function) handler_.function(position(), message, handler_.data);
+  report(message);
 }
 
-void Lexer::report_warning(const char* message) noexcept {
-  if (handler_.function) handler_.function(position(), message, handler_.data);
-}
+void Lexer::report_warning(const char* message) noexcept { report(message); }
 
 Token Lexer::fail(const char* message, tv_status_t status) noexcept {
   report_error(message);
@@ -103,7 +157,10 @@ Token Lexer::unexpected(char character) noexcept {
   return fail(message);
 }
 
+// The cursor stands behind the character, which follows the backslash.
 Token Lexer::illegal_escape(char character) noexcept {
+  token_line_ = line_;
+  if (cursor_ - begin_ >= 2) token_start_ = cursor_ - 2;
   char message[] = "illegal escape sequence: `\\?'";
   *std::strchr(message, '?') = character;
   return fail(message);
@@ -113,6 +170,11 @@ Token Lexer::illegal_escape(char character) noexcept {
 // fills the whole window makes it grow. False when there is nothing more to read.
 bool Lexer::refill() {
   if (exhausted_) return false;
+  const bool is_first = end_ == window_.get();
+  if (token_start_) token_column_ = column_of(token_start_);
+  token_start_ = nullptr;
+  begin_column_ = column_of(cursor_) - 1;
+  dropped_ += static_cast<size_t>(cursor_ - begin_);
   const size_t kept = static_cast<size_t>(end_ - cursor_);
   if (kept == window_size_) {
     std::unique_ptr<char[]> larger(new char[2 * window_size_]);
@@ -130,7 +192,8 @@ bool Lexer::refill() {
   }
   begin_ = cursor_ = window_.get();
   end_ = begin_ + kept + count;
-  return count > 0;
+  if (is_first) skip_byte_order_mark();
+  return count > 0 && cursor_ != end_;
 }
 
 std::string_view Lexer::lookahead() {
@@ -143,19 +206,21 @@ int Lexer::peek_character() {
   return static_cast<unsigned char>(*cursor_);
 }
 
-// Moves to the next character that is neither white space nor part of a comment.
+// Moves to the next character that is neither white space nor part of a comment. A line ends with a line
+// feed, a carriage return, or both.
 bool Lexer::skip_space() {
-  bool in_comment = false;
+  bool in_comment = false, after_return = false;
   do {
     while (cursor_ != end_) {
+      const char character = *cursor_;
       if (in_comment) {
-        const void* newline = std::memchr(cursor_, '\n', static_cast<size_t>(end_ - cursor_));
-        in_comment = !newline;
-        cursor_ = newline ? static_cast<const char*>(newline) : end_;
-      } else if (is(*cursor_, kSpace)) {
-        line_ += *cursor_ == '\n';
+        cursor_ = find_line_end(cursor_, end_);
+        in_comment = cursor_ == end_;
+      } else if (is(character, kSpace)) {
+        line_ += character == '\r' || (character == '\n' && !after_return);
+        after_return = character == '\r';
         ++cursor_;
-      } else if (*cursor_ == '%') {
+      } else if (character == '%') {
         in_comment = true;
       } else {
         return true;
@@ -171,7 +236,10 @@ Token Lexer::next(bool in_expression) {
     return token_;
   }
   if (status_) return token_ = Token::error;
-  if (!skip_space()) return token_ = status_ ? Token::error : Token::end;
+  const bool at_end = !skip_space();
+  token_start_ = cursor_;
+  token_line_ = line_;
+  if (at_end) return token_ = status_ ? Token::error : Token::end;
   const char first = *cursor_;
   if (in_expression && is(first, kOperator)) return token_ = read_operator(first);
   if (is(first, kPunctuation)) {
@@ -205,6 +273,11 @@ Token Lexer::read_operator(char first) {
   }
 }
 
+bool Lexer::recover() noexcept {
+  if (status_ == tv_status_parse) status_ = tv_status_none;
+  return status_ == tv_status_none;
+}
+
 bool Lexer::read_number(double& number) {
   const bool is_number = next() == Token::number;
   number = number_;
@@ -218,11 +291,13 @@ size_t Lexer::read_numbers(tv_number_t* numbers, size_t limit) noexcept {
 Token Lexer::scan_number() {
   for (;;) {
     const char* cursor = cursor_;
-    const bool valid = scan_decimal(cursor, end_, number_);
+    const Scan outcome = scan_decimal(cursor, end_, number_);
     // What ends with the window may go on behind it.
     if (cursor == end_ && refill()) continue;
+    token_start_ = cursor_;
     cursor_ = cursor;
-    return valid ? Token::number : Token::error;
+    if (outcome == Scan::too_large) return fail(kTooLarge);
+    return outcome == Scan::number ? Token::number : Token::error;
   }
 }
 
@@ -259,8 +334,8 @@ Token Lexer::read_string() {
   for (;;) {
     const int next_character = peek_character();
     if (next_character < 0 && status_) return Token::error;
-    if (next_character < 0 || next_character == '\n') return fail("string did not end");
     const char character = static_cast<char>(next_character);
+    if (next_character < 0 || ends_line(character)) return fail("string did not end");
     ++cursor_;
     if (character == '"') return Token::string;
     if (!(character == '\\' ? read_escape() : keep(character))) return Token::error;
@@ -295,8 +370,9 @@ bool Lexer::read_escape() {
     return false;
   }
   ++cursor_;
-  if (character == '\n') {
+  if (ends_line(character)) {
     ++line_;
+    if (character == '\r' && peek_character() == '\n') ++cursor_;
     return true;
   }
   const size_t index = escaped.find(character);

@@ -31,6 +31,9 @@ constexpr Token punctuation(char character) noexcept {
   return static_cast<Token>(static_cast<unsigned char>(character));
 }
 
+// What some editors put in front of a text to say that it is UTF-8 is no part of it.
+std::string_view without_byte_order_mark(std::string_view text) noexcept;
+
 // The text of the last name or string. Growing it is the one allocation whose failure has a message of
 // its own, so it reports failure instead of throwing.
 class TokenBuffer {
@@ -76,7 +79,12 @@ class Lexer {
   std::string_view view() const noexcept { return buffer_.view(); }
   double number() const noexcept { return number_; }
 
+  // A number as it is written; valid until anything else is read.
+  std::string_view number_text() const noexcept;
+
   size_t position() const noexcept;
+  size_t offset() const noexcept { return dropped_ + static_cast<size_t>(cursor_ - begin_); }  // in bytes
+  bool at_line_end() const noexcept;
   size_t line() const noexcept { return line_; }
 
   // What comes next as far as it is at hand: the text, or the first piece of the stream. For a look at the
@@ -89,12 +97,17 @@ class Lexer {
   // What the lexer itself ran into, `none` as long as it is fine. Nothing more need be reported then,
   // except for `io`, which has no message here.
   tv_status_t status() const noexcept { return status_; }
+  // Goes on behind what was no token; false when there is no going on, because reading or memory failed.
+  bool recover() noexcept;
 
  private:
   Token next(bool in_expression);
   Token read_operator(char first);
   bool skip_space();
+  void skip_byte_order_mark() noexcept;
   bool refill();
+  size_t column_of(const char* place) const noexcept;
+  void report(const char* message) noexcept;
   int peek_character();
   Token read_name();
   Token scan_number();
@@ -108,6 +121,8 @@ class Lexer {
   const char* begin_ = nullptr;   // of the text or the window
   const char* cursor_ = nullptr;  // the next character
   const char* end_ = nullptr;
+  size_t dropped_ = 0;           // bytes of the whole text in front of `begin_`
+  size_t begin_column_ = 0;      // bytes of the same line in front of `begin_`
   std::FILE* stream_ = nullptr;  // null: the text is all there is
   std::unique_ptr<char[]> window_;
   size_t window_size_ = 0;
@@ -115,6 +130,9 @@ class Lexer {
   size_t line_ = 1;
 
   Token token_ = Token::end;
+  const char* token_start_ = nullptr;  // null when the window has moved since
+  size_t token_line_ = 1;
+  size_t token_column_ = 1;  // when there is no `token_start_`
   bool pushed_back_ = false;
   TokenBuffer buffer_;
   double number_ = 0.0;
@@ -124,13 +142,22 @@ class Lexer {
   tv_status_t status_ = tv_status_none;
 };
 
+// The message about every number that does not fit where it stands, in whatever text.
+inline constexpr char kTooLarge[] = "number is too large";
+
+// Doubles from here on round to no number of a table.
+inline constexpr double kBeyondTables = 0x1.ffffffp127;
+
+enum class Scan { number, none, too_large };
+
 // Reads an optional sign, decimal digits with an optional point, and an optional exponent; `cursor` moves
-// behind what was read. False when there is no number, the exponent has no digits, or the value is too
-// large for a double; one that is too small becomes zero.
-bool scan_decimal(const char*& cursor, const char* end, double& number) noexcept;
+// behind what was read. There is none when the exponent has no digits; a number that is too small for a
+// double becomes zero.
+Scan scan_decimal(const char*& cursor, const char* end, double& number) noexcept;
 
 // Unsigned numbers with blanks and newlines between them; `line` counts the newlines. Stops before
-// anything else and before a number that touches the end, which may be cut short there.
+// anything else, before a number that is too large, and before one that touches the end, which may be cut
+// short there.
 size_t scan_decimals(const char*& cursor, const char* end, tv_number_t* numbers, size_t limit,
                      size_t& line) noexcept;
 

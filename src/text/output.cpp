@@ -70,8 +70,10 @@ void OutputSink::number(double number, int precision) noexcept {
   if (to) used_ += static_cast<size_t>(write_digits(to, number, precision) - to);
 }
 
+// What the stream still holds must arrive, too: a full device is often noticed no earlier than then.
 tv_status_t OutputSink::finish() noexcept {
   if (stream_) flush();
+  if (stream_ && !status_ && std::fflush(stream_) != 0) status_ = tv_status_io;
   return status_;
 }
 

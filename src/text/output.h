@@ -24,7 +24,7 @@ class OutputSink {
 
   // What went wrong first: `no_memory` or `io`.
   tv_status_t status() const noexcept { return status_; }
-  // Hands the rest to the stream.
+  // Hands the rest to the stream, and flushes the stream.
   tv_status_t finish() noexcept;
   // The text, which is the caller's to free; null after a failure.
   char* release() noexcept;

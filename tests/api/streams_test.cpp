@@ -2,9 +2,8 @@
 #include "api/streams.h"
 
 #include <gtest/gtest.h>
+#include <langinfo.h>
 
-#include <clocale>
-#include <cstdlib>
 #include <string>
 
 #include "api/memory.h"
@@ -21,21 +20,23 @@ TEST(Streams, OpeningAFileReportsItsOutcome) {
 }
 
 TEST(Streams, TheCLocaleHoldsForTheLifetimeOfTheObject) {
-  if (!std::setlocale(LC_ALL, "C.UTF-8")) GTEST_SKIP() << "no second locale on this machine";
-  std::setlocale(LC_NUMERIC, "C");  // categories that differ must come back as they were
-  const std::string before = std::setlocale(LC_ALL, nullptr);
+  const locale_t other = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
+  if (!other) GTEST_SKIP() << "no second locale on this machine";
+  const locale_t at_first = uselocale(other);
+  const std::string before = nl_langinfo(CODESET);
   {
     tv::CLocale locale;
     EXPECT_TRUE(locale.selected());
-    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
+    EXPECT_NE(nl_langinfo(CODESET), before);
     {
       tv::CLocale nested;
       EXPECT_TRUE(nested.selected());
     }
-    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
+    EXPECT_NE(nl_langinfo(CODESET), before);
   }
-  EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before);
-  std::setlocale(LC_ALL, "C");
+  EXPECT_EQ(nl_langinfo(CODESET), before);
+  EXPECT_EQ(uselocale(at_first), other);
+  freelocale(other);
 }
 
 TEST(Streams, SizesAreDigitsAndTheSentinelIsHuge) {

@@ -69,6 +69,8 @@ const Cases cases = {
     ASKS_FOR_NOTHING(tv_error_name, plain, tv_status_no_memory),
     ASKS_FOR_NOTHING(tv_error_description, plain, tv_status_no_memory),
     ASKS_FOR_NOTHING(tv_error_message, plain),
+    ASKS_FOR_NOTHING(tv_error_line, plain),
+    ASKS_FOR_NOTHING(tv_error_column, plain),
     ASKS_FOR_NOTHING(tv_get_version, plain),
     ASKS_FOR_NOTHING(tv_domain_delete, with_copy, w.made.release()),
     ASKS_FOR_NOTHING(tv_domain_get_number_of_nodes, plain, net(w)),

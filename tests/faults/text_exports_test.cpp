@@ -23,6 +23,7 @@ void with_cases_file(World& w) {
   with_cases(w);
   std::ofstream(kFile) << "#count,b,d\n2,mid,#0\n1,#0,*\n";
 }
+void with_net_file(World&) { std::ofstream(kFile) << kNet; }
 void with_node_file(World& w) {
   compiled(w);
   std::ofstream(kFile)
@@ -41,6 +42,10 @@ const Cases cases = {
      [](World& w) { w.made.reset(tv_net_parse_domain(kNet, nullptr, nullptr)); }},
     {"tv_net_parse_from_string", plain,
      [](World& w) { w.made.reset(tv_net_parse_from_string(kNet, nullptr)); }},
+    {"tv_net_parse_file", with_net_file,
+     [](World& w) { w.made.reset(tv_net_parse_file(kFile.c_str(), nullptr, nullptr)); }},
+    {"tv_net_parse_buffer", plain,
+     [](World& w) { w.made.reset(tv_net_parse_buffer(kNet, sizeof kNet - 1, nullptr, nullptr)); }},
     {"tv_net_parse", plain,
      [](World& w) {
        std::rewind(w.net_stream.get());

@@ -163,12 +163,13 @@ TEST_F(Cases, MessagesOfOne) {
   EXPECT_EQ(tv_status_parse, load("L: #0\nL: #1\nQ: 1\n"));
   EXPECT_EQ(2u, messages.size());
   EXPECT_EQ(tv_status_parse, load("L: (1 1e39 0)"));
-  EXPECT_EQ((std::vector<Message>{{1, std::string("API error: ") + tv_error_description(tv_status_usage)}}),
-            messages);
+  EXPECT_EQ((std::vector<Message>{{1, "number is too large"}}), messages);
 
   tv_node_select_state((*this)["B"], 1);
   EXPECT_EQ(tv_status_io, tv_domain_parse_case(domain, "/nowhere/at/all", nullptr, nullptr));
   EXPECT_EQ(tv_status_io, tv_domain_save_case(domain, "/nowhere/at/all"));
+  EXPECT_EQ(tv_status_io, tv_domain_save_case(domain, "/dev/full"));
+  EXPECT_EQ(tv_status_io, tv_domain_save_cases(domain, "/dev/full"));
   EXPECT_EQ(1, tv_node_get_selected_state((*this)["B"])) << "nothing was read";
   EXPECT_EQ(tv_status_usage, tv_domain_parse_case(domain, nullptr, nullptr, nullptr));
   EXPECT_EQ(tv_status_usage, tv_domain_save_case(nullptr, "x"));

@@ -78,7 +78,7 @@ TEST(Messages, OfTheLexer) {
       {"net { a = \"\\q^\"; }", "illegal escape sequence: `\\q'"},
       {"net { a = !^\"\"; }", "unexpected character: `!'"},
       {"node a.^ {}", "`.' must be followed by a letter or an `_'"},
-      {"node A { position = (\n1 1e400^) }", "number expected"},
+      {"node A { position = (\n1 1e400^) }", "number is too large"},
   };
   for (const Case& test : cases) expect_message("net {} ", test);
 }

@@ -1,10 +1,12 @@
 // What good descriptions become.
 
 #include <gtest/gtest.h>
+#include <langinfo.h>
 
 #include <clocale>
 #include <cmath>
 #include <random>
+#include <thread>
 
 #include "net_world.h"
 
@@ -314,14 +316,29 @@ TEST(Parse, ReportsAFailureToRead) {
   EXPECT_EQ(tv_status_io, tv_error_code());
 }
 
-// The handler sees the locale of the parse, and the host's comes back.
-std::string locale_of_handler;
-void note_locale(size_t, const char*, void*) { locale_of_handler = std::setlocale(LC_ALL, nullptr); }
+// The handler sees the locale of the parse; the host's stays in force everywhere else, on other threads and
+// for threads that are started meanwhile.
+void note_locale(size_t, const char*, void* data) {
+  auto& seen = *static_cast<std::pair<std::string, std::string>*>(data);
+  seen = {nl_langinfo(CODESET), std::setlocale(LC_ALL, nullptr)};
+}
 
-TEST(Parse, RunsUnderTheCLocale) {
+TEST(Parse, LeavesTheLocaleOfTheProcessAlone) {
   if (!std::setlocale(LC_ALL, "C.UTF-8")) GTEST_SKIP();
-  EXPECT_EQ(nullptr, tv_net_parse_domain("net {", note_locale, nullptr));
-  EXPECT_EQ("C", locale_of_handler);
+  const auto read_and_write = [] {
+    for (int i = 0; i < 300; ++i) {
+      const DomainHandle domain(tv_net_parse_domain("net {} node A {}", nullptr, nullptr));
+      free(tv_domain_to_net_string(domain.get()));
+      std::pair<std::string, std::string> seen;
+      EXPECT_EQ(nullptr, tv_net_parse_domain("net {", note_locale, &seen));
+      EXPECT_NE("UTF-8", seen.first);
+      EXPECT_EQ("C.UTF-8", seen.second);
+      EXPECT_STREQ("UTF-8", nl_langinfo(CODESET));
+    }
+  };
+  std::thread other(read_and_write);
+  read_and_write();
+  other.join();
   EXPECT_STREQ("C.UTF-8", std::setlocale(LC_ALL, nullptr));
   std::setlocale(LC_ALL, "C");
 }

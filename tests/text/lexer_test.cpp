@@ -130,7 +130,10 @@ TEST(Lexer, ReportsWhatItCannotRead) {
       {"\"\\\n\\q\"", "illegal escape sequence: `\\q'", 5, 2},
       {"\"\\xg\"", "illegal escape sequence: `\\x'", 3, 1},
       {"1 -", "", 0, 0},
-      {"1e999", "", 0, 0},
+      {"1e999 2", "number is too large", 5, 1},
+      {"\r\"abc\r\n\"", "string did not end", 5, 2},
+      {"\"\\\r\n\\\r\\q\"", "illegal escape sequence: `\\q'", 8, 3},
+      {"\xEF\xBB\xBF\r\r\n% a\r\n &", "unexpected character: `&'", 13, 4},
   };
   for (const Failure& failure : failures) {
     for (const bool from_file : {false, true}) {

@@ -77,7 +77,7 @@ TEST(CostText, CountsUpToTheLastExactInteger) {
 // What is left of the text behind the number, or "none".
 std::string scan(const std::string& text, double& number) {
   const char* cursor = text.data();
-  const bool valid = scan_decimal(cursor, text.data() + text.size(), number);
+  const bool valid = scan_decimal(cursor, text.data() + text.size(), number) == Scan::number;
   return valid ? std::string(cursor) : "none";
 }
 
