@@ -15,8 +15,8 @@ bool NetParser::goes_on_after(tv_status_t status) {
   if (most_errors_ <= 1) return false;
   if (lexer_.error_count() == told_errors_ && !is_silent_) report_failure(lexer_, status);
   told_errors_ = lexer_.error_count();
-  is_silent_ = false;
-  return status != tv_status_no_memory && told_errors_ < most_errors_ && lexer_.recover();
+  is_silent_ = status == tv_status_no_memory || told_errors_ >= most_errors_ || !lexer_.recover();
+  return !is_silent_;
 }
 
 tv_status_t NetParser::fail_silently() noexcept {
@@ -66,12 +66,12 @@ bool NetParser::skip_attribute() {
 bool NetParser::skip_item(const std::string& keyword) {
   if (item_has_ended_ || !next_keyword_.empty()) return true;
   if (lexer_.offset() != item_offset_) lexer_.push_back();  // the keyword itself is done with
-  bool in_block = in_block_;
-  size_t parentheses = 0;
+  size_t blocks = in_block_ ? 1 : 0, parentheses = 0;
   for (Token token = next_to_skip(); token != Token::end; token = next_to_skip()) {
-    if (token == punctuation('}')) return true;
-    in_block |= token == punctuation('{');
-    if (in_block) continue;
+    blocks += token == punctuation('{');
+    if (token == punctuation('}') && blocks <= 1) return true;
+    blocks -= token == punctuation('}');
+    if (blocks > 0) continue;
     parentheses += token == punctuation('(');
     parentheses -= token == punctuation(')') && parentheses > 0;
     if (token != Token::name || parentheses > 0) continue;

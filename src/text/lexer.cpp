@@ -338,7 +338,21 @@ Token Lexer::read_string() {
     if (next_character < 0 || ends_line(character)) return fail("string did not end");
     ++cursor_;
     if (character == '"') return Token::string;
-    if (!(character == '\\' ? read_escape() : keep(character))) return Token::error;
+    if (character == '\\' ? read_escape() : keep(character)) continue;
+    skip_string();
+    return Token::error;
+  }
+}
+
+// Behind an error in a string, so that what comes after it is not taken for its end.
+void Lexer::skip_string() {
+  bool is_escaped = false;
+  for (int next_character = peek_character(); next_character >= 0; next_character = peek_character()) {
+    const char character = static_cast<char>(next_character);
+    if (ends_line(character)) return;
+    ++cursor_;
+    if (character == '"' && !is_escaped) return;
+    is_escaped = character == '\\' && !is_escaped;
   }
 }
 

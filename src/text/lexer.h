@@ -113,6 +113,7 @@ class Lexer {
   Token scan_number();
   Token read_string();
   bool read_escape();
+  void skip_string();
   bool keep(char character);
   Token fail(const char* message, tv_status_t status = tv_status_parse) noexcept;
   Token unexpected(char character) noexcept;

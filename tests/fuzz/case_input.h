@@ -44,10 +44,6 @@ inline tv_domain_t* case_domain() {
   return domain;
 }
 
-inline void count_errors(size_t, const char* message, void* errors) {
-  *static_cast<size_t*>(errors) += std::strncmp(message, "warning: ", 9) != 0;
-}
-
 inline std::string saved(bool many) {
   const MemoryFile file("");
   const tv_status_t status = many ? tv_domain_save_cases(case_domain(), file.name())

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 #include "net_world.h"
@@ -158,6 +159,10 @@ TEST_F(Cases, MessagesOfOne) {
     EXPECT_EQ((std::vector<Message>{{test.line, test.message}}), messages) << test.text;
     EXPECT_EQ("", saved()) << "no finding is left";
   }
+  EXPECT_EQ(tv_status_parse, load("\xEF\xBB\xBF% mark\rL: #0\r\nX:\r 1e999"));
+  EXPECT_EQ((std::vector<Message>{{4, "number is too large"}}), messages);
+  EXPECT_EQ(4u, tv_error_line());
+  EXPECT_EQ(2u, tv_error_column());
   EXPECT_EQ(tv_status_parse, load("L: #0\nL: #1\nX: 1\n"));
   EXPECT_EQ((std::vector<Message>{{2, "findings specified twice for `L'"}}), messages);
   EXPECT_EQ(tv_status_parse, load("L: #0\nL: #1\nQ: 1\n"));
@@ -202,11 +207,39 @@ TEST_F(Cases, ManyAreWrittenAsTheyAreRead) {
   EXPECT_EQ(1234567.0f, tv_domain_get_case_count(domain, 1));
   EXPECT_EQ(0.1f, tv_domain_get_case_count(domain, 2));
 
+  for (const float count : {std::numeric_limits<float>::max(), std::numeric_limits<float>::denorm_min()}) {
+    tv_domain_set_case_count(domain, 1, count);
+    ASSERT_EQ(tv_status_none, load_all(all_saved())) << testing::PrintToString(messages);
+    EXPECT_EQ(count, tv_domain_get_case_count(domain, 1));
+  }
+
   ASSERT_EQ(tv_status_none, load_all("L\n"));
   EXPECT_EQ((std::vector<Message>{{1, "warning: file contains no cases"}}), messages);
   EXPECT_EQ(0u, tv_domain_get_number_of_cases(domain));
   ASSERT_EQ(tv_status_none, load_all(std::string("L\n\0yes\n", 7)));
   EXPECT_EQ((std::vector<Message>{{2, "warning: null character ignored"}}), messages);
+}
+
+// Labels with null characters, and cases of a domain that has nothing to observe.
+TEST_F(Cases, OddOnesReadBack) {
+  const Parsed odd = parse("node A { states = (\"a\\0b\" \"a\"); }");
+  tv_node_t* a = node(odd, "A");
+  const TextFile file("");
+  tv_node_select_state(a, 0);
+  ASSERT_EQ(tv_status_none, tv_domain_save_case(odd.domain.get(), file.name().c_str()));
+  EXPECT_EQ(tv_status_none, tv_domain_parse_case(odd.domain.get(), file.name().c_str(), nullptr, nullptr));
+  EXPECT_EQ(0, tv_node_get_selected_state(a));
+  tv_domain_set_number_of_cases(odd.domain.get(), 1);
+  tv_node_set_case_state(a, 0, 0);
+  ASSERT_EQ(tv_status_none, tv_domain_save_cases(odd.domain.get(), file.name().c_str()));
+  EXPECT_EQ(tv_status_none, tv_domain_parse_cases(odd.domain.get(), file.name().c_str(), nullptr, nullptr));
+  EXPECT_EQ(0u, tv_node_get_case_state(a, 0));
+
+  const Parsed empty = parse("utility U {}");
+  tv_domain_set_number_of_cases(empty.domain.get(), 3);
+  ASSERT_EQ(tv_status_none, tv_domain_save_cases(empty.domain.get(), file.name().c_str()));
+  ASSERT_EQ(tv_status_none, tv_domain_parse_cases(empty.domain.get(), file.name().c_str(), nullptr, nullptr));
+  EXPECT_EQ(3u, tv_domain_get_number_of_cases(empty.domain.get()));
 }
 
 TEST_F(Cases, MessagesOfMany) {
@@ -232,6 +265,9 @@ TEST_F(Cases, MessagesOfMany) {
       {"L\n\"yes\n", "unexpected end-of-line", 2},
       {"L\n\"yes", "unexpected end-of-file", 2},
       {"L\n\"yes\\", "unexpected end-of-file", 2},
+      {"\xEF\xBB\xBFL,X\ryes,1 % one\r\n\r\nyes,1e999", "number is too large", 4},
+      {"L,#count\nyes,3.4028236e38\n", "number is too large", 2},
+      {"L\r\"yes\r\n", "unexpected end-of-line", 2},
       {"L\nyes\nno\n", "\"no\" is not a (unique) state label of `L'", 3},
       {"L\n#3\n", "`#' must be followed by a valid state index", 2},
       {"L\n#\n", "`#' must be followed by a valid state index", 2},

@@ -103,7 +103,6 @@ TEST(Recovery, StopsAtTheTenth) {
   for (int i = 0; i < 30; ++i) text += "node N" + std::to_string(i) + " { label = 1; }\n";
   EXPECT_EQ(10u, outcome_of(text).told.size());
   EXPECT_EQ(10u, outcome_of(std::string(100, '&')).told.size());
-  EXPECT_EQ(10u, outcome_of("utility U {}" + std::string(40, '(')).told.size());
 }
 
 // Whatever is cut off or put in, the parser comes to an end and never takes a wrong text for a right one.

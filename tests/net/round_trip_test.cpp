@@ -283,9 +283,9 @@ class DomainMaker {
     const tv_node_category_t category = tv_node_get_category(node);
     if (category == tv_category_function || random_.chance(0.2)) return;
     tv_table_t* table = tv_node_get_table(node);
-    const bool is_root = tv_node_get_parents(node)[0] == nullptr;
+    const bool is_flat = table->nodes.size() <= 1;  // and has no room for a negative number
     if (tv_node_get_kind(node) != tv_kind_continuous)
-      fill(table, category == tv_category_utility || (!is_root && random_.chance(0.1)));
+      fill(table, category == tv_category_utility || (!is_flat && random_.chance(0.1)));
     else
       fill_regressions(node);
     if (random_.chance(0.3)) shuffle(table);
@@ -347,29 +347,24 @@ class DomainMaker {
   const std::vector<const char*> net_keys_ = {"node_size", "inputs", "outputs"};
 };
 
-// Decision models take some function nodes between other nodes only when their links come in a certain order,
-// which the text does not keep.
-bool hangs_on_the_order_of_links(const tv_domain_t& domain) {
-  return domain.counters.decision + domain.counters.utility > 0 &&
-         !tv::_tv_function_nodes_satisfy_limid_constraints(domain);
-}
-
 TEST(RoundTrip, RandomDomainsOfAllKindsComeBack) {
   test::Generator random(17);
-  size_t count = 0, refused = 0;
+  size_t hang_on_order = 0, refused = 0;
   for (int i = 0; i < 4000; ++i) {
     const bool wild = i % 2 == 1;
     const test::DomainOwner domain = DomainMaker(random, wild).make();
-    if (hangs_on_the_order_of_links(*domain)) continue;
-    ++count;
+    // Decision models take some function nodes between other nodes only when their links come in a certain
+    // order, which the text does not keep.
+    hang_on_order += domain->counters.decision + domain->counters.utility > 0 &&
+                     !tv::_tv_function_nodes_satisfy_limid_constraints(*domain);
     const bool written = comes_back(domain.get());
     refused += !written;
     ASSERT_TRUE(written || wild) << "domain " << i << ": " << tv_error_name(tv_error_code());
     ASSERT_FALSE(testing::Test::HasFailure()) << "domain " << i;
   }
-  EXPECT_GT(count, 2500u);
+  EXPECT_GT(hang_on_order, 50u);
   EXPECT_GT(refused, 100u);
-  EXPECT_LT(refused, count / 3);
+  EXPECT_LT(refused, 1000u);
 }
 
 TEST(RoundTrip, ExamplesComeBack) {

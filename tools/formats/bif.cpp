@@ -205,7 +205,7 @@ class BifReader {
     while (!words_.take_if(";")) {
       if (words_.take_if(",")) continue;
       tv_number_t number = 0;
-      if (!read_number(words_.next().text, number)) words_.fail("number expected");
+      if (const char* message = read_number(words_.next().text, number)) words_.fail(message);
       if (number < 0) words_.fail("probabilities must not be negative");
       if (numbers.size() == count) words_.fail("too many numbers");
       numbers.push_back(number);
@@ -298,7 +298,7 @@ void write_probability(std::string& text, const Draft& draft, const Definition& 
 
 }  // namespace
 
-DomainOwner read_bif(std::string_view text) { return build(BifReader(text).read()); }
+DomainOwner read_bif(std::string_view text) { return build(BifReader(with_plain_lines(text)).read()); }
 
 std::string write_bif(tv_domain_t* domain) {
   const Draft draft = describe(domain);

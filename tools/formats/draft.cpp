@@ -222,15 +222,32 @@ std::string number_text(tv_number_t number) {
   return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
-bool read_number(std::string_view text, tv_number_t& number) {
+const char* read_number(std::string_view text, tv_number_t& number) {
+  constexpr long double beyond_tables = 0x1.ffffffp127L;  // rounds to no number of a table
   if (!text.empty() && text[0] == '+') text.remove_prefix(1);
-  double wide = 0;
+  long double wide = 0;
   const char* const end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, wide);
-  if (result.ptr != end || (result.ec != std::errc() && result.ec != std::errc::result_out_of_range))
-    return false;
+  const bool fits = result.ec == std::errc();
+  if (result.ptr != end || (!fits && result.ec != std::errc::result_out_of_range) || std::isnan(wide) ||
+      std::isinf(wide))
+    return "number expected";
+  if (!fits) wide = text.find("e-") == text.npos && text.find("E-") == text.npos ? beyond_tables : 0;
+  if (std::fabs(wide) >= beyond_tables) return "number is too large";
   number = static_cast<tv_number_t>(wide);
-  return std::isfinite(number);
+  return nullptr;
+}
+
+std::string with_plain_lines(std::string_view text) {
+  constexpr std::string_view mark = "\xEF\xBB\xBF";
+  if (text.starts_with(mark)) text.remove_prefix(mark.size());
+  std::string plain;
+  plain.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool is_pair = text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
+    if (!is_pair) plain += text[i] == '\r' ? '\n' : text[i];
+  }
+  return plain;
 }
 
 }  // namespace formats

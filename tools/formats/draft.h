@@ -48,6 +48,9 @@ void read_property(std::string_view text, Variable& variable);
 std::vector<std::string> properties(const Variable& variable);
 
 std::string number_text(tv_number_t number);
-bool read_number(std::string_view text, tv_number_t& number);
+const char* read_number(std::string_view text, tv_number_t& number);  // null, or why there is none
+
+// Without the mark that says that a text is UTF-8, and with line feeds for whatever else ends its lines.
+std::string with_plain_lines(std::string_view text);
 
 }  // namespace formats

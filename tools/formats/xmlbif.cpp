@@ -73,9 +73,9 @@ class XmlbifReader {
     std::istringstream table(text_of(element.child("TABLE")));
     for (std::string word; table >> word;) {
       tv_number_t number = 0;
-      if (!read_number(word, number))
+      if (const char* message = read_number(word, number))
         throw Error(definition.line,
-                    "the table of \"" + definition.child + "\": \"" + word + "\" is no number");
+                    std::string(message) + ": \"" + word + "\" in the table of \"" + definition.child + "\"");
       if (number < 0 && draft.expect(definition.child, definition.line).category != tv_category_utility)
         throw Error(definition.line, "the table of \"" + definition.child + "\" has a negative number");
       if (definition.numbers.size() == size)
@@ -111,7 +111,7 @@ void write_definition(pugi::xml_node network, const Definition& definition) {
 
 }  // namespace
 
-DomainOwner read_xmlbif(std::string_view text) { return build(XmlbifReader(text).read()); }
+DomainOwner read_xmlbif(std::string_view text) { return build(XmlbifReader(with_plain_lines(text)).read()); }
 
 std::string write_xmlbif(tv_domain_t* domain) {
   const Draft draft = describe(domain);

@@ -32,8 +32,8 @@ class NamedText {
   int descriptor_;
 };
 
-void note(size_t line, const char* text, void* messages) {
-  static_cast<Messages*>(messages)->add(line, 0, text);
+void note(size_t, const char* text, void* messages) {
+  static_cast<Messages*>(messages)->add_from_library(text);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <tarvo.h>
+
 #include "output.h"
 #include "progress.h"
 
@@ -27,19 +29,35 @@ size_t byte_of(const std::string& line, size_t character) {
 
 }  // namespace
 
-// Lines end with either or both of the usual characters.
-std::string Messages::line_of(size_t line) const {
-  if (!text_ || line == 0) return "";
+// Lines end with either or both of the usual characters; a byte order mark belongs to none. Where there is no such
+// line, the end of all text.
+size_t Messages::begin_of(size_t line) const {
+  if (!text_ || line == 0) return std::string::npos;
   if (lines_.empty()) {
-    lines_.push_back(0);
+    lines_.push_back(text_->rfind("\xEF\xBB\xBF", 0) == 0 ? 3 : 0);
     for (size_t end = 0; (end = text_->find_first_of("\r\n", end)) != std::string::npos;) {
       end += text_->compare(end, 2, "\r\n") == 0 ? 2 : 1;
       lines_.push_back(end);
     }
   }
-  if (line > lines_.size()) return "";
-  const size_t begin = lines_[line - 1];
+  return line > lines_.size() ? std::string::npos : lines_[line - 1];
+}
+
+std::string Messages::line_of(size_t line) const {
+  const size_t begin = begin_of(line);
+  if (begin == std::string::npos) return "";
   return text_->substr(begin, text_->find_first_of("\r\n", begin) - begin);
+}
+
+// The library counts bytes, people count characters. In lines that nobody looks at as a whole it makes no
+// difference.
+void Messages::add_from_library(const char* text) {
+  constexpr size_t looked_at = 1 << 16;
+  const size_t line = tv_error_line(), begin = begin_of(line);
+  size_t column = tv_error_column();
+  if (begin != std::string::npos && column <= looked_at)
+    column = 1 + display_width(text_->substr(begin, column - 1));
+  add(line, column, text);
 }
 
 void Messages::add(size_t line, size_t column, const char* text) {

@@ -22,6 +22,8 @@ class Messages {
   Messages(std::string file, const std::string& text) : file_(std::move(file)), text_(&text) {}
 
   void add(size_t line, size_t column, const char* text);
+  // The library's latest message, whose place it knows.
+  void add_from_library(const char* text);
   const std::vector<Message>& all() const { return messages_; }
   bool has_errors() const;
 
@@ -30,6 +32,7 @@ class Messages {
   void print() const;  // errors, and the first warnings
 
  private:
+  size_t begin_of(size_t line) const;
   std::string line_of(size_t line) const;
 
   std::string file_;

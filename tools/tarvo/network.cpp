@@ -19,21 +19,16 @@ struct DeleteDomain {
 };
 using DomainOwner = std::unique_ptr<tv_domain_t, DeleteDomain>;
 
-// The library's reader of streams knows handlers without data of their own.
-Messages* receiver = nullptr;
-void receive(size_t line, const char* message) { receiver->add(line, 0, message); }
+void receive(size_t, const char* message, void* messages) {
+  static_cast<Messages*>(messages)->add_from_library(message);
+}
 
 DomainOwner parse_net(const std::string& text, Messages& messages) {
   if (text.empty()) {
     messages.add(0, 0, "the file is empty");
     return nullptr;
   }
-  std::FILE* stream = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
-  if (!stream) throw std::bad_alloc();
-  receiver = &messages;
-  DomainOwner domain(tv_net_parse(stream, receive));
-  std::fclose(stream);
-  return domain;
+  return DomainOwner(tv_net_parse_buffer(text.data(), text.size(), receive, &messages));
 }
 
 DomainOwner parse_other(const std::string& text, const std::string& format, Messages& messages) {
