@@ -1,5 +1,6 @@
 #include "net/case_lines.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "api/text_place.h"
@@ -21,7 +22,7 @@ CaseLines::CaseLines(std::FILE* stream, MessageHandler handler)
 }
 
 void CaseLines::report(const char* message) noexcept {
-  last_place = {line_, column_};
+  last_place = {line_, std::max<size_t>(column_, 1)};
   if (handler_.function) handler_.function(line_, message, handler_.data);
 }
 

@@ -107,7 +107,7 @@ Lexer::Lexer(std::FILE* stream, MessageHandler handler)
       window_size_(kWindowSize),
       exhausted_(false),
       handler_(handler) {
-  begin_ = cursor_ = end_ = window_.get();
+  begin_ = cursor_ = end_ = anchor_ = window_.get();
   last_place = {};
 }
 
@@ -119,14 +119,16 @@ bool Lexer::at_line_end() const noexcept { return cursor_ == end_ ? exhausted_ :
 void Lexer::skip_byte_order_mark() noexcept {
   const std::string_view text(cursor_, static_cast<size_t>(end_ - cursor_));
   dropped_ = text.size() - without_byte_order_mark(text).size();
-  begin_ = cursor_ += dropped_;
+  begin_ = anchor_ = cursor_ += dropped_;
 }
 
-// From 1, in bytes; `place` is one in the text or the window.
-size_t Lexer::column_of(const char* place) const noexcept {
+// From 1, in bytes; `place` is one in the text or the window, and no later one has been asked for.
+size_t Lexer::column_of(const char* place) noexcept {
   const char* start = place;
-  while (start != begin_ && !ends_line(start[-1])) --start;
-  return static_cast<size_t>(place - start) + 1 + (start == begin_ ? begin_column_ : 0);
+  while (start > anchor_ && !ends_line(start[-1])) --start;
+  anchor_column_ = static_cast<size_t>(place - start) + (start == anchor_ ? anchor_column_ : 0);
+  anchor_ = place;
+  return anchor_column_ + 1;
 }
 
 std::string_view Lexer::number_text() const noexcept {
@@ -160,7 +162,7 @@ Token Lexer::unexpected(char character) noexcept {
 // The cursor stands behind the character, which follows the backslash.
 Token Lexer::illegal_escape(char character) noexcept {
   token_line_ = line_;
-  if (cursor_ - begin_ >= 2) token_start_ = cursor_ - 2;
+  if (cursor_ - anchor_ >= 2) token_start_ = cursor_ - 2;
   char message[] = "illegal escape sequence: `\\?'";
   *std::strchr(message, '?') = character;
   return fail(message);
@@ -173,7 +175,7 @@ bool Lexer::refill() {
   const bool is_first = end_ == window_.get();
   if (token_start_) token_column_ = column_of(token_start_);
   token_start_ = nullptr;
-  begin_column_ = column_of(cursor_) - 1;
+  column_of(cursor_);
   dropped_ += static_cast<size_t>(cursor_ - begin_);
   const size_t kept = static_cast<size_t>(end_ - cursor_);
   if (kept == window_size_) {
@@ -190,7 +192,7 @@ bool Lexer::refill() {
     exhausted_ = true;
     if (std::ferror(stream_)) status_ = tv_status_io;
   }
-  begin_ = cursor_ = window_.get();
+  begin_ = cursor_ = anchor_ = window_.get();
   end_ = begin_ + kept + count;
   if (is_first) skip_byte_order_mark();
   return count > 0 && cursor_ != end_;

@@ -106,7 +106,7 @@ class Lexer {
   bool skip_space();
   void skip_byte_order_mark() noexcept;
   bool refill();
-  size_t column_of(const char* place) const noexcept;
+  size_t column_of(const char* place) noexcept;
   void report(const char* message) noexcept;
   int peek_character();
   Token read_name();
@@ -122,8 +122,11 @@ class Lexer {
   const char* begin_ = nullptr;   // of the text or the window
   const char* cursor_ = nullptr;  // the next character
   const char* end_ = nullptr;
-  size_t dropped_ = 0;           // bytes of the whole text in front of `begin_`
-  size_t begin_column_ = 0;      // bytes of the same line in front of `begin_`
+  size_t dropped_ = 0;  // bytes of the whole text in front of `begin_`
+  // Where the way back to the start of a line may end: a place that was asked for before, or the beginning,
+  // and the bytes of its line in front of it.
+  const char* anchor_ = nullptr;
+  size_t anchor_column_ = 0;
   std::FILE* stream_ = nullptr;  // null: the text is all there is
   std::unique_ptr<char[]> window_;
   size_t window_size_ = 0;

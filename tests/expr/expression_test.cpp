@@ -113,7 +113,7 @@ TEST_F(Expressions, ATextThatIsNoneIsRefusedWithItsPosition) {
   EXPECT_EQ(refusal(""), "syntax 0: unexpected token\n");
   EXPECT_EQ(refusal("a & x"), "syntax 3: unexpected character: `&'\n");
   EXPECT_EQ(refusal("\"red"), "syntax 4: string did not end\n");
-  EXPECT_EQ(refusal("1e999"), "syntax 5: unexpected token\n");
+  EXPECT_EQ(refusal("1e999"), "syntax 5: number is too large\n");
   const std::string deep(20000, '(');
   EXPECT_EQ(refusal(deep).substr(0, 7), "syntax ");
   EXPECT_EQ(refusal("Normal (0)"),

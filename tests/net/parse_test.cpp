@@ -278,6 +278,8 @@ TEST(Parse, TakesTextFromEverySource) {
   fclose(stream);
   const DomainHandle from_string(tv_net_parse_from_string(text.c_str(), nullptr));
   EXPECT_NE(nullptr, from_string);
+  for (const char* marked : {"\xEF\xBB\xBFnet {} node A {}", "% a name?\rnet\r{}\rnode A {}"})
+    EXPECT_NE(nullptr, parse(marked).domain) << marked;
   const DomainHandle empty(tv_net_parse_from_string("% nothing", nullptr));
   ASSERT_NE(nullptr, empty);
   EXPECT_EQ(0u, tv_domain_get_number_of_nodes(empty.get()));
