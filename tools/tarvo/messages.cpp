@@ -1,10 +1,10 @@
 #include "messages.h"
 
+#include <tarvo.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-
-#include <tarvo.h>
 
 #include "output.h"
 #include "progress.h"
@@ -29,8 +29,8 @@ size_t byte_of(const std::string& line, size_t character) {
 
 }  // namespace
 
-// Lines end with either or both of the usual characters; a byte order mark belongs to none. Where there is no such
-// line, the end of all text.
+// Where a line begins, all ones when there is no such line. Lines end with either or both of the usual
+// characters; a byte order mark belongs to none.
 size_t Messages::begin_of(size_t line) const {
   if (!text_ || line == 0) return std::string::npos;
   if (lines_.empty()) {
