@@ -68,7 +68,7 @@ std::optional<size_t> parse_memory_size(const std::string& text) {
 }
 
 std::string memory_text(size_t bytes) {
-  if (bytes == kHuge) return "HUGE";
+  if (bytes >= kHuge / 2) return "HUGE";
   if (bytes < 1024) return std::to_string(bytes) + " bytes";
   double number = static_cast<double>(bytes) / 1024;
   size_t unit = 0;
@@ -96,7 +96,8 @@ void enforce_memory_limit(size_t limit) {
 #endif
 }
 
-void expect_to_fit(const Network& network, const std::vector<tv_node_t*>& nodes, double bytes_per_number) {
+void expect_to_fit(const Network& network, const std::vector<tv_node_t*>& nodes, double copies,
+                   size_t beside) {
   if (network.memory_limit() == 0) return;
   double total = 0, most = 0;
   tv_node_t* largest = nullptr;
@@ -110,21 +111,21 @@ void expect_to_fit(const Network& network, const std::vector<tv_node_t*>& nodes,
     }
   }
   const auto bytes = [&](double numbers) {
-    const double need = numbers * (sizeof(tv_number_t) + bytes_per_number);
-    return need < 0x1p63 ? static_cast<size_t>(need) : kHuge;
+    const double need = numbers * (sizeof(tv_number_t) + copies);
+    return need < 0x1p62 ? static_cast<size_t>(need) : kHuge / 2;
   };
-  if (!largest || bytes(total) <= network.memory_limit()) return;
+  if (!largest || bytes(total) + std::min(beside, kHuge / 2) <= network.memory_limit()) return;
   char numbers[32];
   std::snprintf(numbers, sizeof numbers, most < 1e15 ? "%.0f" : "%.3g", most);
-  throw Failure(kFailed, network.file() + ": too large: the table of \"" + name_of(largest) + "\" has " +
-                             numbers + " numbers, which take " + memory_text(bytes(most)) +
-                             (bytes(total) == bytes(most) ? "" : " of " + memory_text(bytes(total))) + "; " +
-                             limit_text(network.memory_limit()) +
-                             "\n  What may help: a higher --memory-limit; " +
-                             "fewer states, or fewer parents for the node.");
+  std::string text = network.file() + ": too large: the table of \"" + name_of(largest) + "\" has " +
+                     numbers + " numbers, which take " + memory_text(bytes(most));
+  if (memory_text(bytes(total)) != memory_text(bytes(most))) text += " of " + memory_text(bytes(total));
+  if (beside > 0) text += ", beside " + memory_text(beside) + " for inference";
+  text += "; " + limit_text(network.memory_limit());
+  throw Failure(
+      kFailed,
+      text + "\n  What may help: a higher --memory-limit; fewer states, or fewer parents for the node.");
 }
-
-void expect_to_fit(const Network& network) { expect_to_fit(network, network.nodes(), 0); }
 
 size_t treewidth(tv_domain_t* domain) {
   size_t largest = 1;
@@ -141,6 +142,9 @@ void fail_to_compile(const Network& network, tv_status_t status, const std::stri
   if (status == tv_status_no_memory && tv_domain_is_triangulated(domain) == 1 && limit > 0 &&
       tv_domain_get_memory_need(domain) > limit)
     throw Failure(kFailed, refusal(network, method));
+  if (status == tv_status_no_memory && limit > 0)
+    throw Failure(kFailed,
+                  network.file() + ": compiling takes more memory than tables leave; " + limit_text(limit));
   throw Failure(kFailed, network.file() + ": " + reason);
 }
 

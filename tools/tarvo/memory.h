@@ -24,10 +24,10 @@ void enforce_memory_limit(size_t limit);
 // How many numbers a node's own table has, as a double: a product of many state counts passes any integer.
 double table_numbers(tv_node_t* node);
 
-// The tables of a network, as many as `nodes` has, or all. Fails when their numbers alone pass the limit,
-// with `bytes_per_number` for each beside what the library keeps, and names the largest of them.
-void expect_to_fit(const Network& network, const std::vector<tv_node_t*>& nodes, double bytes_per_number);
-void expect_to_fit(const Network& network);
+// Ends the command when the tables of these nodes pass the limit, and names the largest of them. `copies` is
+// how many bytes are needed for each number beside its own four, and `beside` how many for other things.
+void expect_to_fit(const Network& network, const std::vector<tv_node_t*>& nodes, double copies = 0,
+                   size_t beside = 0);
 
 // How far the triangulated domain is from a tree: the members of its largest clique, less one.
 size_t treewidth(tv_domain_t* domain);

@@ -92,7 +92,7 @@ std::vector<tv_node_t*> smallest_impossible_group(const Network& network) {
 void compile(const Network& network, const std::string& method) {
   const Activity compiling("compiling " + network.file());
   tv_domain_t* domain = network.domain();
-  expect_to_fit(network);
+  expect_to_fit(network, network.nodes());
   if (const size_t treewidth = hopeless_treewidth(network))
     throw Failure(kFailed, network.file() + ": too large to compile: " + explain_hopeless(treewidth));
   expect(tv_domain_triangulate(domain, method_by_name(method)), network.file());
