@@ -9,6 +9,7 @@
 
 #include "net/parser.h"
 #include "network/node_tables.h"
+#include "network/refusals.h"
 
 namespace tv {
 namespace {
@@ -53,6 +54,17 @@ class NumberCollector {
   size_t limit_;
 };
 
+// For people, beside what the grammar says of it: lists of numbers that are too short or too long.
+void explain_too_few(const Node& child, const char* where, size_t count, size_t expected) noexcept {
+  refuse(tv_status_parse, "the table of \"%s\" has %zu number%s%s instead of %zu", shown_name(child), count,
+         count == 1 ? "" : "s", where, expected);
+}
+
+void explain_too_many(const Node& child, const char* where, size_t expected) noexcept {
+  refuse(tv_status_parse, "the table of \"%s\" has more than %zu number%s%s", shown_name(child), expected,
+         expected == 1 ? "" : "s", where);
+}
+
 }  // namespace
 
 struct NetParser::TableText {
@@ -63,6 +75,7 @@ struct NetParser::TableText {
   // a number 1 for each.
   NodeList continuous;
   NumberCollector<double> blocks;
+  const Node* child;  // whose table it is, or one of several
 };
 
 // Reads the data of a table over `nodes` and gives it to `owner` (null: nobody) in `destination`.
@@ -87,8 +100,12 @@ tv_status_t NetParser::parse_table(const NodeList& nodes, TableKind kind, Node* 
   const size_t limit = all_known ? size : kHugeSize;
   const size_t block_limit = size_multiply(limit, cg_size_for(continuous.size()));
   if (size == kHugeSize || (all_known && block_limit == kHugeSize)) return tv_status_no_memory;
-  TableText text{std::move(state_counts), is_probability, NumberCollector<tv_number_t>(limit),
-                 std::move(continuous), NumberCollector<double>(block_limit)};
+  TableText text{std::move(state_counts),
+                 is_probability,
+                 NumberCollector<tv_number_t>(limit),
+                 std::move(continuous),
+                 NumberCollector<double>(block_limit),
+                 owner ? owner : nodes.back()};
   if (tv_status_t status = parse_table_text(text, size)) return status;
 
   for (size_t i = 0; i < discrete.size(); ++i) {
@@ -121,6 +138,7 @@ tv_status_t NetParser::parse_table_text(TableText& text, size_t size) {
   const bool is_open = levels == 1 && text.state_counts[0] == 0;
   if (tv_status_t status = is_open ? parse_open_list(text) : parse_numbers(text, size)) return status;
   if (levels == 1) text.state_counts[0] = text.numbers.count();
+  if (!next_is(')')) explain_too_many(*text.child, "", text.numbers.count());
   return expect(')');
 }
 
@@ -129,6 +147,8 @@ tv_status_t NetParser::parse_numbers(TableText& text, size_t count) {
   while (count > 0) {
     count -= read_plain_numbers(text, count);
     if (count == 0) break;
+    const size_t known = text.numbers.count();
+    if (known > 0 && next_is(')')) explain_too_few(*text.child, "", known, known + count);
     if (tv_status_t status = parse_leaf(text, false)) return status;
     --count;
   }
@@ -179,6 +199,7 @@ tv_status_t NetParser::parse_nested(TableText& text) {
     size_t& state_count = text.state_counts[entries.size() - 1];
     if (state_count ? count == state_count : count > 0 && next_is(')')) {
       state_count = count;
+      if (entries.size() == levels && !next_is(')')) explain_too_many(*text.child, " in a row", count);
       if (tv_status_t status = expect(')')) return status;
       entries.pop_back();
       if (!entries.empty()) ++entries.back();
@@ -188,6 +209,7 @@ tv_status_t NetParser::parse_nested(TableText& text) {
     } else if (const size_t plain = state_count ? read_plain_numbers(text, state_count - count) : 0) {
       count += plain;
     } else {
+      if (state_count && next_is(')')) explain_too_few(*text.child, " in a row", count, state_count);
       if (tv_status_t status = parse_leaf(text, true)) return status;
       ++count;
     }

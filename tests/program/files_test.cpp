@@ -110,6 +110,25 @@ TEST_F(Program, MessagesOfTheReaderShowTheLine) {
   EXPECT_EQ(outcome.errors.find(file + ":3"), 0u) << outcome.errors;
   EXPECT_TRUE(contains(outcome.errors, ": node `b' not found\n      potential (b) {}\n")) << outcome.errors;
   EXPECT_EQ(tarvo("beliefs " + write("empty.net", "")).errors, path("empty.net") + ": the file is empty\n");
+  const struct {
+    const char *item, *message;
+  } cases[] = {
+      {"potential (a | b) { data = (1 2 3); }",
+       ": number expected: the table of \"a\" has 3 numbers instead of 4\n"},
+      {"potential (a | b) { data = (1 2 3 4 5); }",
+       ": `)' expected: the table of \"a\" has more than 4 numbers\n"},
+      {"potential (a | b) { data = ((1 2)(3)); }",
+       ": number expected: the table of \"a\" has 1 number in a row instead of 2\n"},
+      {"potential (a | b) { data = ((1 2 3)(3)); }",
+       ": `)' expected: the table of \"a\" has more than 2 numbers in a row\n"},
+      {"continuous node x {} decision d {}", ": continuous nodes do not mix with decisions and utilities\n"},
+  };
+  for (const auto& [item, message] : cases) {
+    const std::string text =
+        std::string("net {} node a { states = (\"x\" \"y\"); } node b { states = (\"x\" \"y\"); } ") + item;
+    const std::string errors = tarvo("beliefs " + write("count.net", text)).errors;
+    EXPECT_TRUE(contains(errors, message)) << errors;
+  }
 }
 
 TEST_F(Program, ConvertsBetweenFormats) {

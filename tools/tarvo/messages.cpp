@@ -6,12 +6,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "failure.h"
 #include "output.h"
 #include "progress.h"
 
 namespace program {
 namespace {
 
+constexpr char kFailure[] = "API error: ", kAboutTable[] = "the table of ";
 constexpr char kWarning[] = "warning: ";
 constexpr size_t kWidth = 100;  // of the part of a line that is shown
 constexpr size_t kShownWarnings = 10;
@@ -66,6 +68,13 @@ void Messages::add(size_t line, size_t column, const char* text) {
     message.is_warning = true;
     message.text.erase(0, std::strlen(kWarning));
   }
+  // The library's words about codes are for programmers; about a wrong table it knows more than the grammar
+  // says.
+  if (message.text.rfind(kFailure, 0) == 0)
+    message.text = library_message();
+  else if (const std::string detail = tv_error_message();
+           detail.rfind(kAboutTable, 0) == 0 && detail != detail_)
+    message.text += ": " + (detail_ = detail);
   messages_.push_back(std::move(message));
 }
 

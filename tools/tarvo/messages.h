@@ -39,6 +39,7 @@ class Messages {
   const std::string* text_ = nullptr;  // of the file
   mutable std::vector<size_t> lines_;  // where they begin; made when the first one is shown
   std::vector<Message> messages_;
+  std::string detail_;  // the latest of those that the library added to an error
 };
 
 }  // namespace program
