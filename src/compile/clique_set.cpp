@@ -2,6 +2,7 @@
 #include "compile/clique_set.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tv {
 namespace {
@@ -25,9 +26,10 @@ bool CliqueSet::covers(const VertexSet& set) const noexcept {
 }
 
 size_t CliqueSet::only_clique_with(Vertex a, Vertex b) const noexcept {
+  if (holders_[a].size() > holders_[b].size()) std::swap(a, b);
   size_t found = kNoClique;
-  for (const std::uint32_t i : holders_[holders_[a].size() < holders_[b].size() ? a : b]) {
-    if (!contains(cliques_[i], a) || !contains(cliques_[i], b)) continue;
+  for (const std::uint32_t i : holders_[a]) {  // few of which hold b
+    if (!contains(cliques_[i], b) || !contains(cliques_[i], a)) continue;
     if (found != kNoClique) return kNoClique;
     found = i;
   }

@@ -2,6 +2,8 @@
 // questions about containment look at few of them.
 #pragma once
 
+#include <algorithm>
+
 #include "compile/vertex_graph.h"
 
 namespace tv {
@@ -20,6 +22,11 @@ class CliqueSet {
 
   // The clique that holds both vertices when there is exactly one such clique.
   size_t only_clique_with(Vertex a, Vertex b) const noexcept;
+
+  // How many cliques that question looks into.
+  size_t looks_for(Vertex a, Vertex b) const noexcept {
+    return std::min(holders_[a].size(), holders_[b].size());
+  }
 
   void add(VertexSet clique);
   void erase(size_t i) noexcept { cliques_[i].clear(); }  // leaves an empty set behind

@@ -20,18 +20,24 @@ struct Elimination {
 // The host's chance to stop a long triangulation.
 class Progress {
  public:
+  static constexpr size_t kVertex = 4096;  // what a vertex counts, however little there is to do about it
+
   explicit Progress(const Domain& domain) noexcept : domain_(domain) {}
 
-  // To be called once for each vertex; asks the host now and then.
-  bool stop_requested() noexcept {
-    if (!domain_.progress_handler || ++steps_ % kInterval != 0) return false;
-    return domain_.progress_handler("triangulation", -1.0, domain_.progress_data) != 0;
+  // To be told of work as it is done, in looks at list entries; asks the host some hundred times in a second.
+  // What has been stopped stays stopped.
+  bool stop_requested(size_t work) noexcept {
+    if (!domain_.progress_handler || stopped_ || (work_ += work) < kInterval) return stopped_;
+    work_ = 0;
+    stopped_ = domain_.progress_handler("triangulation", -1.0, domain_.progress_data) != 0;
+    return stopped_;
   }
 
  private:
-  static constexpr size_t kInterval = 256;
+  static constexpr size_t kInterval = size_t{256} * kVertex;
   const Domain& domain_;
-  size_t steps_ = 0;
+  size_t work_ = 0;
+  bool stopped_ = false;
 };
 
 // The word of a greedy method in the trace.
@@ -43,8 +49,10 @@ tv_status_t eliminate_greedily(const VertexGraph& graph, tv_triangulation_method
                                Progress& progress, Elimination& result);
 
 // Removes fill-ins until none is left whose removal would keep the graph chordal, so that the
-// triangulation is a minimal one. The cliques stay the maximal cliques of the filled graph.
-void _tv_remove_redundant_fill_ins(const VertexGraph& graph, Elimination& elimination, Trace& trace);
+// triangulation is a minimal one. The cliques stay the maximal cliques of the filled graph. `error` when the
+// host asked to stop.
+tv_status_t _tv_remove_redundant_fill_ins(const VertexGraph& graph, Elimination& elimination, Trace& trace,
+                                          Progress& progress);
 
 // Writes "\t<verb> fill-in between <a> and <b>\n" for two vertices.
 void trace_fill_in(Trace& trace, const char* verb, const VertexGraph& graph, Vertex a, Vertex b);

@@ -121,9 +121,10 @@ bool list_holds(const VertexSet& list, Vertex v) noexcept {
 class GreedyEliminator {
  public:
   GreedyEliminator(const VertexGraph& graph, tv_triangulation_method_t method, Trace& trace,
-                   Elimination& result)
+                   Progress& progress, Elimination& result)
       : graph_(graph),
         trace_(trace),
+        progress_(progress),
         result_(result),
         weighted_(method == tv_method_clique_weight || method == tv_method_fill_in_weight),
         records_(initial_records(graph, weighted_)),
@@ -131,11 +132,11 @@ class GreedyEliminator {
         near_(graph.size()),
         met_(graph.size()) {}
 
-  tv_status_t run(Progress& progress) {
+  tv_status_t run() {
     while (!heap_.empty()) {
-      if (progress.stop_requested()) return tv_status_error;
       const Vertex v = heap_.best();
       VertexSet clique = eliminate_vertex(v);
+      if (progress_.stop_requested(Progress::kVertex + clique.size())) return tv_status_error;
       if (result_.cliques.covers(clique)) continue;
       eliminate_inside(clique, v);
       result_.cliques.add(std::move(clique));
@@ -165,7 +166,8 @@ class GreedyEliminator {
     const VertexSet neighbors = records_[v].neighbors;
     for (const Vertex u : neighbors) meet(u);
     if (records_[v].missing_links > 0) {
-      for (size_t i = 0; i < neighbors.size(); ++i) connect_to_later(neighbors, i);
+      for (size_t i = 0; i < neighbors.size() && !progress_.stop_requested(0); ++i)
+        connect_to_later(neighbors, i);
     }
     heap_.remove(v);
     records_[v].eliminated = true;
@@ -190,6 +192,7 @@ class GreedyEliminator {
   void connect_to_later(const VertexSet& neighbors, size_t i) {
     const Vertex a = neighbors[i];
     const bool long_list = records_[a].neighbors.size() / 16 > neighbors.size();
+    progress_.stop_requested(long_list ? neighbors.size() : neighbors.size() + records_[a].neighbors.size());
     if (!long_list) stamp_neighbors(a);
     bool stamped = !long_list;
     for (size_t j = i + 1; j < neighbors.size(); ++j) {
@@ -212,6 +215,7 @@ class GreedyEliminator {
     result_.fill_ins.push_back({a, b});
     Record& first = records_[a];
     Record& second = records_[b];
+    progress_.stop_requested(second.neighbors.size());
     const double weight = first.fill_weight * second.fill_weight;
     size_t common = 0;
     double common_weight = 0.0;
@@ -285,6 +289,7 @@ class GreedyEliminator {
 
   const VertexGraph& graph_;
   Trace& trace_;
+  Progress& progress_;
   Elimination& result_;
   bool weighted_;
   std::vector<Record> records_;
@@ -396,7 +401,7 @@ const char* method_name(tv_triangulation_method_t method) noexcept {
 
 tv_status_t eliminate_greedily(const VertexGraph& graph, tv_triangulation_method_t method, Trace& trace,
                                Progress& progress, Elimination& result) {
-  return GreedyEliminator(graph, method, trace, result).run(progress);
+  return GreedyEliminator(graph, method, trace, progress, result).run();
 }
 
 }  // namespace tv

@@ -68,9 +68,11 @@ class HypergraphSearch {
     for (const Node* node : graph.nodes) discrete_count_ += is_discrete(*node);
   }
 
-  CliqueOrder run() {
+  tv_status_t run(Progress& progress, CliqueOrder& result) {
     size_t bucket = 0;
     while (result_.order.size() < cliques_.size()) {
+      if (progress.stop_requested(Progress::kVertex + looks_)) return tv_status_error;
+      looks_ = 0;
       while (!drop_stale_entries(bucket)) --bucket;
       const size_t best = get_best_clique(bucket);
       candidates_[best].taken = true;
@@ -79,7 +81,8 @@ class HypergraphSearch {
       visit_members(best);
       bucket = cliques_[best].size();
     }
-    return std::move(result_);
+    result = std::move(result_);
+    return tv_status_none;
   }
 
  private:
@@ -171,6 +174,7 @@ class HypergraphSearch {
     result_.parent[i] = known->lightest;
     candidates_[known->lightest].children.push_back(i);
     for (const Vertex v : separator) {
+      looks_ += known_separators_[v].size();
       for (KnownSeparator& inner : known_separators_[v]) {
         if (candidates_[i].weight < candidates_[inner.lightest].weight &&
             contains_all(separator, inner.members)) {
@@ -186,6 +190,7 @@ class HypergraphSearch {
     while (!pending.empty()) {
       const size_t i = pending.back();
       pending.pop_back();
+      looks_ += (candidates_[i].children.size() + 1) * separator.size();
       const double weight = candidates_[i].weight;
       const double best_weight = candidates_[best].weight;
       if (weight < best_weight || (weight == best_weight && position(i) < position(best))) best = i;
@@ -217,6 +222,7 @@ class HypergraphSearch {
       time_[v] = ++clock_;
       result_.visited_by[v] = i;
       result_.number[v] = is_continuous(v) ? discrete_count_ + ++continuous_numbers_ : ++discrete_numbers_;
+      looks_ += holders_[v].size();
       for (const size_t holder : holders_[v]) {
         Candidate& candidate = candidates_[holder];
         ++candidate.visited;
@@ -241,6 +247,7 @@ class HypergraphSearch {
   std::vector<size_t> time_;                                   // by vertex: 1, 2 ... ; 0 while unvisited
   std::vector<bool> touched_mark_;
   std::vector<size_t> touched_;
+  size_t looks_ = 0;  // at lists, since the last report
   size_t clock_ = 0, discrete_count_ = 0, discrete_numbers_ = 0, continuous_numbers_ = 0;
   CliqueOrder result_;
 };
@@ -265,8 +272,9 @@ bool cliques_cover_graph(const VertexGraph& graph, const std::vector<VertexSet>&
   return true;
 }
 
-CliqueOrder _tv_perform_hypergraph_mcs(const VertexGraph& graph, const std::vector<VertexSet>& cliques) {
-  return HypergraphSearch(graph, cliques).run();
+tv_status_t _tv_perform_hypergraph_mcs(const VertexGraph& graph, const std::vector<VertexSet>& cliques,
+                                       Progress& progress, CliqueOrder& result) {
+  return HypergraphSearch(graph, cliques).run(progress, result);
 }
 
 }  // namespace tv

@@ -2,7 +2,7 @@
 // each one meets the earlier ones inside one of them, its parent, and numbers the vertices on the way.
 #pragma once
 
-#include "compile/vertex_graph.h"
+#include "compile/elimination.h"
 
 namespace tv {
 
@@ -18,7 +18,9 @@ struct CliqueOrder {
 // Each vertex lies in a clique and each link inside one.
 bool cliques_cover_graph(const VertexGraph& graph, const std::vector<VertexSet>& cliques);
 
-// `cliques` are the maximal cliques of a chordal graph over the vertices of `graph`.
-CliqueOrder _tv_perform_hypergraph_mcs(const VertexGraph& graph, const std::vector<VertexSet>& cliques);
+// `cliques` are the maximal cliques of a chordal graph over the vertices of `graph`. `error` when the host
+// asked to stop.
+tv_status_t _tv_perform_hypergraph_mcs(const VertexGraph& graph, const std::vector<VertexSet>& cliques,
+                                       Progress& progress, CliqueOrder& result);
 
 }  // namespace tv

@@ -17,9 +17,10 @@ tv_status_t find_prime_components(const VertexGraph& graph, Progress& progress,
   if (tv_status_t status = eliminate_greedily(graph, tv_method_fill_in_size, silent, progress, elimination)) {
     return status;
   }
-  _tv_remove_redundant_fill_ins(graph, elimination, silent);
+  if (tv_status_t status = _tv_remove_redundant_fill_ins(graph, elimination, silent, progress)) return status;
   std::vector<VertexSet> cliques = elimination.cliques.take();
-  const CliqueOrder search = _tv_perform_hypergraph_mcs(graph, cliques);
+  CliqueOrder search;
+  if (tv_status_t status = _tv_perform_hypergraph_mcs(graph, cliques, progress, search)) return status;
 
   // A clique joins the component of its parent unless a complete separator lies between them.
   std::vector<size_t> component_of(cliques.size());

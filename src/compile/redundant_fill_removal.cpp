@@ -12,11 +12,15 @@ namespace {
 
 class FillInRemover {
  public:
-  FillInRemover(const VertexGraph& graph, Elimination& elimination, Trace& trace)
-      : graph_(graph), cliques_(elimination.cliques), fill_ins_(elimination.fill_ins), trace_(trace) {}
+  FillInRemover(const VertexGraph& graph, Elimination& elimination, Trace& trace, Progress& progress)
+      : graph_(graph),
+        cliques_(elimination.cliques),
+        fill_ins_(elimination.fill_ins),
+        trace_(trace),
+        progress_(progress) {}
 
-  void run() {
-    if (fill_ins_.empty()) return;
+  tv_status_t run() {
+    if (fill_ins_.empty()) return tv_status_none;
     index_partners();
     state_.assign(fill_ins_.size(), State::waiting);
     for (size_t i = 0; i < fill_ins_.size(); ++i) waiting_.push(i);
@@ -25,12 +29,14 @@ class FillInRemover {
       waiting_.pop();
       state_[i] = State::needed;
       const FillIn& link = fill_ins_[i];
+      if (progress_.stop_requested(cliques_.looks_for(link.a, link.b))) return tv_status_error;
       const size_t clique = cliques_.only_clique_with(link.a, link.b);
       if (clique == CliqueSet::kNoClique) continue;
       state_[i] = State::removed;
       trace_fill_in(trace_, "Removing redundant", graph_, link.a, link.b);
       split_clique(clique, link);
     }
+    return tv_status_none;
   }
 
  private:
@@ -94,6 +100,7 @@ class FillInRemover {
   CliqueSet& cliques_;
   const std::vector<FillIn>& fill_ins_;
   Trace& trace_;
+  Progress& progress_;
   std::vector<std::vector<Partner>> partners_;  // by vertex, sorted
   std::vector<State> state_;                    // by fill-in
   std::priority_queue<size_t> waiting_;         // the fill-in created last comes first
@@ -101,8 +108,9 @@ class FillInRemover {
 
 }  // namespace
 
-void _tv_remove_redundant_fill_ins(const VertexGraph& graph, Elimination& elimination, Trace& trace) {
-  FillInRemover(graph, elimination, trace).run();
+tv_status_t _tv_remove_redundant_fill_ins(const VertexGraph& graph, Elimination& elimination, Trace& trace,
+                                          Progress& progress) {
+  return FillInRemover(graph, elimination, trace, progress).run();
 }
 
 void trace_fill_in(Trace& trace, const char* verb, const VertexGraph& graph, Vertex a, Vertex b) {

@@ -18,7 +18,7 @@ tv_status_t triangulate_by_elimination(const VertexGraph& graph, tv_triangulatio
   trace.print("\n    Using minimum %s heuristic for triangulation:\n\n", method_name(method));
   Elimination elimination(graph.size());
   if (tv_status_t status = eliminate_greedily(graph, method, trace, progress, elimination)) return status;
-  _tv_remove_redundant_fill_ins(graph, elimination, trace);
+  if (tv_status_t status = _tv_remove_redundant_fill_ins(graph, elimination, trace, progress)) return status;
   cliques = elimination.cliques.take();
   trace.print("\nFound triangulation of prime component of cost %s\n",
               CostText(cost_of_cliques(graph, cliques)).c_str());
@@ -102,10 +102,10 @@ bool is_method(tv_triangulation_method_t method) noexcept {
 
 }  // namespace
 
-tv_status_t order_cliques(Triangulation& triangulation) {
+tv_status_t order_cliques(Triangulation& triangulation, Progress& progress) {
   if (!cliques_cover_graph(triangulation.graph, triangulation.cliques)) return tv_status_error;
-  triangulation.search = _tv_perform_hypergraph_mcs(triangulation.graph, triangulation.cliques);
-  return tv_status_none;
+  return _tv_perform_hypergraph_mcs(triangulation.graph, triangulation.cliques, progress,
+                                    triangulation.search);
 }
 
 NodeList elimination_sequence(const Triangulation& triangulation) {
@@ -131,7 +131,7 @@ tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t m
       return status;
     }
   }
-  if (tv_status_t status = order_cliques(result)) return status;
+  if (tv_status_t status = order_cliques(result, progress)) return status;
   trace.print("\n\nTotal cost of triangulation for all prime components is %s\n",
               CostText(cost_of_cliques(result.graph, result.cliques)).c_str());
   trace_elimination_sequence(result, trace);

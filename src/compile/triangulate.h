@@ -18,15 +18,15 @@ tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t m
                                Progress& progress, Triangulation& result);
 
 // Puts the cliques into order and numbers the nodes: the numbers are their elimination ranks. `error`
-// when some node or link lies in no clique.
-tv_status_t order_cliques(Triangulation& triangulation);
+// when some node or link lies in no clique, or when the host asked to stop.
+tv_status_t order_cliques(Triangulation& triangulation, Progress& progress);
 
 // The nodes of an ordered triangulation, those with the highest numbers first.
 NodeList elimination_sequence(const Triangulation& triangulation);
 
 // Triangulates by eliminating the nodes exactly in the given order, which has been checked.
-void build_cliques_from_order(const Forest& forest, const NodeList& order, Trace& trace,
-                              Triangulation& result);
+tv_status_t build_cliques_from_order(const Forest& forest, const NodeList& order, Trace& trace,
+                                     Progress& progress, Triangulation& result);
 
 // `enumeration` unless the (null-terminated) order names each node that takes part once, the continuous
 // nodes before the discrete ones.

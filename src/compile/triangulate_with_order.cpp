@@ -18,8 +18,8 @@ NodeList list_of(Node* const* nodes) {
 
 // Vertices are eliminated in their own order, so that the remaining neighbours of a vertex are those
 // with higher numbers.
-Elimination _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& trace) {
-  Elimination result(graph.size());
+tv_status_t _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& trace, Progress& progress,
+                                            Elimination& result) {
   std::vector<VertexSet> later(graph.size());
   for (Vertex v = 0; v < graph.size(); ++v) {
     const VertexSet& all = graph.neighbors[v];
@@ -31,6 +31,7 @@ Elimination _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& tra
     const VertexSet& remaining = later[v];
     for (size_t i = 0; i < remaining.size(); ++i) {
       VertexSet& list = later[remaining[i]];
+      if (progress.stop_requested(remaining.size() - i + list.size())) return tv_status_error;
       const auto rest = remaining.begin() + static_cast<ptrdiff_t>(i) + 1;
       const size_t old_size = list.size();
       for (auto b = rest; b != remaining.end(); ++b) {
@@ -41,11 +42,12 @@ Elimination _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& tra
       }
       std::inplace_merge(list.begin(), list.begin() + static_cast<ptrdiff_t>(old_size), list.end());
     }
+    if (progress.stop_requested(Progress::kVertex)) return tv_status_error;
     VertexSet clique{v};
     clique.insert(clique.end(), remaining.begin(), remaining.end());
     if (!result.cliques.covers(clique)) result.cliques.add(std::move(clique));
   }
-  return result;
+  return tv_status_none;
 }
 
 }  // namespace
@@ -82,13 +84,17 @@ tv_status_t _tv_check_elimination_order(const Domain& domain, Node* const* order
                                                                         : tv_status_enumeration;
 }
 
-void build_cliques_from_order(const Forest& forest, const NodeList& order, Trace& trace,
-                              Triangulation& result) {
+tv_status_t build_cliques_from_order(const Forest& forest, const NodeList& order, Trace& trace,
+                                     Progress& progress, Triangulation& result) {
   trace.text("\n\nUser specified triangulation -- Fill-in links and node numbering:\n\n");
   result.graph = _tv_create_moral_graph(forest, order);
-  Elimination elimination = _tv_generate_cliques_from_order(result.graph, trace);
-  _tv_remove_redundant_fill_ins(result.graph, elimination, trace);
+  Elimination elimination(result.graph.size());
+  if (tv_status_t status = _tv_generate_cliques_from_order(result.graph, trace, progress, elimination))
+    return status;
+  if (tv_status_t status = _tv_remove_redundant_fill_ins(result.graph, elimination, trace, progress))
+    return status;
   result.cliques = elimination.cliques.take();
+  return tv_status_none;
 }
 
 }  // namespace tv
@@ -102,9 +108,11 @@ tv_status_t tv_domain_triangulate_with_order(tv_domain_t* domain, tv_node_t** or
     tv::QualitativeCompilation compilation(*domain);
     compilation.moralize();
     tv::Triangulation triangulation;
-    tv::build_cliques_from_order(compilation.forest(), tv::list_of(order), compilation.trace(),
-                                 triangulation);
-    if (tv_status_t status = tv::order_cliques(triangulation)) return status;
+    if (tv_status_t status =
+            tv::build_cliques_from_order(compilation.forest(), tv::list_of(order), compilation.trace(),
+                                         compilation.progress(), triangulation))
+      return status;
+    if (tv_status_t status = tv::order_cliques(triangulation, compilation.progress())) return status;
     return compilation.finish(triangulation);
   });
 }
