@@ -10,6 +10,7 @@
 #include "inference/materialize.h"
 #include "inference/tape_cache.h"
 #include "inference/utility_engine.h"
+#include "tables/parallel.h"
 
 namespace tv {
 namespace {
@@ -319,7 +320,7 @@ TreeEngine::TreeEngine() = default;
 TreeEngine::~TreeEngine() = default;
 
 ParallelSettings parallel_settings(const Domain& domain) noexcept {
-  return {domain.grain_size, domain.concurrency_level};
+  return {domain.grain_size, usable_threads(domain.concurrency_level)};
 }
 
 size_t table_entries(const JunctionTree& tree) noexcept {

@@ -38,6 +38,7 @@ struct Limits {
   size_t least_kept_bytes = 1 << 20;  // in all trees together, however small their tables
 
   // Threads; a grain is the domain's setting
+  size_t processors = 0;             // taken for those that the process has; 0 asks the system
   size_t grains_for_threads = 1000;  // of a propagation
   size_t cliques_in_grain = 5;       // of fewer than so much work, writing the whole tape would take longer
   size_t grains_to_share = 4;        // of a pass that several threads share

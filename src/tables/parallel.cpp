@@ -2,10 +2,15 @@
 
 #include "tables/parallel.h"
 
+#include <sched.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
 
 #include "api/float_environment.h"
 #include "api/memory.h"
+#include "tables/limits.h"
 
 namespace tv {
 namespace {
@@ -30,7 +35,42 @@ void await_change(const std::atomic<uint32_t>& value, uint32_t old) noexcept {
   while (value.load(std::memory_order_acquire) == old) value.wait(old, std::memory_order_acquire);
 }
 
+#ifdef __linux__
+// The processors that the control group pays for, rounded up.
+size_t find_quota() noexcept {
+  long quota = 0, period = 0;
+  FILE* const file = std::fopen("/sys/fs/cgroup/cpu.max", "re");
+  const bool is_limited =
+      file && std::fscanf(file, "%ld %ld", &quota, &period) == 2;  // otherwise it says max
+  if (file) std::fclose(file);
+  if (!is_limited || quota <= 0 || period <= 0) return kHugeSize;
+  return static_cast<size_t>((quota - 1) / period + 1);
+}
+
+size_t bound_processors() noexcept {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) == 0) return static_cast<size_t>(CPU_COUNT(&set));
+  const long online = sysconf(_SC_NPROCESSORS_ONLN);  // more than the set has room for
+  return online > 0 ? static_cast<size_t>(online) : 1;
+}
+
+size_t processors() noexcept {
+  static const size_t quota = find_quota();
+  return std::min(quota, bound_processors());
+}
+#else
+size_t processors() noexcept {
+  const long online = sysconf(_SC_NPROCESSORS_ONLN);
+  return online > 0 ? static_cast<size_t>(online) : 1;
+}
+#endif
+
 }  // namespace
+
+size_t usable_threads(size_t wanted) noexcept {
+  if (wanted <= 1) return 1;
+  return std::clamp<size_t>(limits.processors ? limits.processors : processors(), 1, wanted);
+}
 
 size_t number_of_threads(size_t units, size_t work, const ParallelSettings& settings) noexcept {
   if (settings.concurrency_level <= 1 || units == 0 || work == 0) return 1;
@@ -48,11 +88,11 @@ Workers::~Workers() {
   ends_.store(true, std::memory_order_relaxed);
   round_.fetch_add(1, std::memory_order_release);
   round_.notify_all();
-  for (const Worker& worker : list_) pthread_join(worker.thread, nullptr);
+  for (const pthread_t thread : threads_started_) pthread_join(thread, nullptr);
 }
 
-void* Workers::serve(void* worker) {
-  Workers& workers = *static_cast<Worker*>(worker)->workers;
+void* Workers::serve(void* context) {
+  Workers& workers = *static_cast<Workers*>(context);
   clear_range_flags();  // of the thread that started this one
   for (uint32_t seen = 0;;) {
     await_change(workers.round_, seen);
@@ -84,19 +124,23 @@ void Workers::hand_over_range_flags() noexcept {
   clear_range_flags();
 }
 
-void Workers::start() {
-  list_.reserve(most_ - 1);
-  for (size_t t = 1; t < most_; ++t) {
-    list_.push_back({this, {}});
-    if (pthread_create(&list_.back().thread, nullptr, serve, &list_.back()) == 0) continue;
-    list_.pop_back();
-    return;
+// One that comes late sees the round that is on, like one that slept.
+void Workers::start(size_t count) {
+  threads_started_.reserve(count);
+  while (threads_started_.size() < count) {
+    pthread_t thread;
+    if (pthread_create(&thread, nullptr, serve, this) == 0) {
+      threads_started_.push_back(thread);
+    } else {
+      most_ = threads_started_.size() + 1;
+      return;
+    }
   }
 }
 
 void Workers::run(size_t units, size_t threads, ThreadTask task, void* context) {
   const uint32_t round = round_.load(std::memory_order_relaxed) + 1;
-  if (round == 1) start();
+  if (const size_t others = std::min(threads, most_) - 1; others > threads_started_.size()) start(others);
   task_ = task;
   context_ = context;
   units_ = units;
@@ -104,7 +148,7 @@ void Workers::run(size_t units, size_t threads, ThreadTask task, void* context) 
   done_.store(0, std::memory_order_relaxed);
   left_.store(static_cast<uint64_t>(round) << 32 | threads, std::memory_order_release);
   round_.store(round, std::memory_order_release);
-  if (!list_.empty()) round_.notify_all();
+  if (!threads_started_.empty()) round_.notify_all();
   take_shares(round, true);
   for (uint32_t done; (done = done_.load(std::memory_order_acquire)) != threads;) await_change(done_, done);
   raise_range_flags(range_flags_.exchange(0, std::memory_order_relaxed));

@@ -1,4 +1,5 @@
-// Splitting one operation over POSIX threads: how many threads the work deserves, who gets which part.
+// Splitting one operation over POSIX threads: how many there can be, how many of them the work deserves, who
+// gets which part.
 #pragma once
 
 #include <pthread.h>
@@ -12,6 +13,10 @@
 
 namespace tv {
 
+// Of `wanted` threads, as many as the process may run at the same time: not more than the processors that it
+// is bound to, nor than its control group gives it time for. Asked anew each time, for bindings change.
+size_t usable_threads(size_t wanted) noexcept;
+
 // `units` is what can be split, `work` the cost of one unit. One thread unless each has at least a grain.
 size_t number_of_threads(size_t units, size_t work, const ParallelSettings& settings) noexcept;
 
@@ -24,8 +29,8 @@ UnitRange units_of_thread(size_t units, size_t threads, size_t t) noexcept;
 using ThreadTask = void (*)(void* context, size_t begin, size_t end);
 
 // Threads that serve many operations one after the other: between them they watch for the next for a short
-// while and then sleep. They are started with the first operation that is split; `most` counts the caller,
-// too.
+// while and then sleep. They are started as operations want them; `most` counts the caller, too. Where the
+// system refuses one, those that are there do its share, and nobody asks again.
 class Workers {
  public:
   explicit Workers(size_t most) noexcept : most_(most) {}
@@ -38,18 +43,13 @@ class Workers {
   void run(size_t units, size_t threads, ThreadTask task, void* context);
 
  private:
-  struct Worker {
-    Workers* workers;
-    pthread_t thread;
-  };
-
-  static void* serve(void* worker);
-  void start();
+  static void* serve(void* workers);
+  void start(size_t count);
   void take_shares(uint32_t round, bool is_caller);
   void hand_over_range_flags() noexcept;
 
   size_t most_;
-  std::vector<Worker> list_;
+  std::vector<pthread_t> threads_started_;
   std::atomic<uint32_t> round_ = 0;        // grows with every operation
   std::atomic<uint64_t> left_ = 0;         // the round, and below it how many shares nobody has taken yet
   std::atomic<uint32_t> done_ = 0;         // shares of this round that are done

@@ -5,13 +5,14 @@
 
 #include "network/domain.h"
 #include "tables/control.h"
+#include "tables/parallel.h"
 #include "tables/table_operations.h"
 
 namespace tv {
 namespace {
 
 ParallelSettings settings_of(const Table& table) noexcept {
-  return {table.domain->grain_size, table.domain->concurrency_level};
+  return {table.domain->grain_size, usable_threads(table.domain->concurrency_level)};
 }
 
 // The counts of the table's dimensions.

@@ -2,7 +2,7 @@
 // `factored`, in which cliques have no table of their own; `planned` and `tabled`, in which propagations do
 // without tables wherever they can, or never; `tiny`, in which every limit is as small as it can be, so that
 // every table has several blocks, every message several parts and every propagation work for threads; `kept`,
-// in which every pattern of evidence leaves its tape or plan behind.
+// in which every pattern of evidence leaves its tape or plan behind. All tests believe in eight processors.
 #include "support/other_ways.h"
 
 #include <cstdio>
@@ -68,6 +68,7 @@ bool test::set_limits(std::string_view names) {
 namespace {
 
 [[maybe_unused]] const bool set = [] {
+  tv::limits.processors = 8;
   const char* given = std::getenv("TARVO_TEST_LIMITS");
   if (!given || test::set_limits(given)) return given != nullptr;
   std::fprintf(stderr, "TARVO_TEST_LIMITS: %s?\n", given);
