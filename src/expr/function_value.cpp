@@ -1,5 +1,6 @@
 #include "expr/function_value.h"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -35,6 +36,12 @@ bool suits(const Expression& expression, const Node& node) {
   return type == ValueType::distribution || type == type_of_states(node);
 }
 
+bool occurs(const Model& model, const Node* node) {
+  return std::any_of(
+      model.expressions.begin(), model.expressions.end(),
+      [node](const Expression* expression) { return expression && mentions(*expression, node); });
+}
+
 tv_status_t known_model_index(const Model& model, size_t& index) {
   index = 0;
   for (const Node* node : model.nodes) {
@@ -50,6 +57,14 @@ tv_status_t FunctionValues::number(Node& node, double& number) {
   const Outcome& outcome = function(node);
   number = outcome.value;
   return outcome.status;
+}
+
+tv_status_t FunctionValues::evaluate_parent(Node& parent) {
+  double number;
+  size_t state;
+  if (!is_discrete(parent) || type_of_states(parent) == ValueType::numeric)
+    return result_number(parent, number);
+  return result_state(parent, state);
 }
 
 // Functions among the parents first, without recursion however long the chain is.
@@ -74,6 +89,11 @@ FunctionValues::Outcome FunctionValues::compute(Node& node) {
   if (tv_status_t status = known_model_index(model, index)) return {status};
   const Expression* expression = model.expressions[index];
   if (!expression || !suits(*expression, node)) return {tv_status_invalid_expression};
+  // What is mentioned is evaluated as the expression asks; the value hangs on all other parents, too.
+  for (Node* parent : node.parents) {
+    if (is_real_valued_function(*parent) || occurs(model, parent)) continue;
+    if (tv_status_t status = evaluate_parent(*parent)) return {status};
+  }
   Outcome outcome;
   outcome.status = Evaluator(*expression, Evaluator::Mode::results, model.samples_per_interval, *this)
                        .evaluate(outcome.value);

@@ -14,6 +14,10 @@ class FunctionValues {
   // Of a node that stands for a number: a function's own value, or the result of any other node.
   tv_status_t number(Node& node, double& number);
 
+  // Whether a parent of a function node, not a real-valued function itself, has the value that its kind asks
+  // for.
+  tv_status_t evaluate_parent(Node& parent);
+
  private:
   struct Outcome {
     tv_status_t status = tv_status_none;
@@ -29,6 +33,9 @@ class FunctionValues {
 // Whether an expression can state the table or the value of the node: it has the right type, and mentions
 // only parents of the node.
 bool suits(const Expression& expression, const Node& node);
+
+// Whether any expression of the model mentions the node.
+bool occurs(const Model& model, const Node* node);
 
 // The index of the expression that a function node uses, by the states in which the evidence leaves the
 // model nodes.

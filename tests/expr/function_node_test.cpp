@@ -78,6 +78,25 @@ TEST_F(FunctionNodes, TakeTheMeansOfWhatTheyHangOn) {
   expect_failure(f, tv_status_no_equilibrium);  // there are no means
 }
 
+TEST_F(FunctionNodes, NeedTheValuesOfParentsThatTheyDoNotMention) {
+  tv_node_t* colour = add_labelled(domain, "colour", {"red", "green"});
+  tv_node_t* n = add_typed(domain, "n", tv_subtype_number, {1, 3});
+  tv_node_t* broken = function("broken", "1 / 0", {});
+  tv_node_t* f = function("f", "n", {n, colour, broken});
+  tv_node_t* g = function("g", "f + 1", {f});
+  compile();
+  expect_failure(f, tv_status_computation_failed);  // red or green
+  expect_failure(g, tv_status_computation_failed);
+  tv_node_select_state(colour, 1);
+  propagate();
+  EXPECT_EQ(tv_node_get_value(f), 2);
+  EXPECT_EQ(tv_node_get_value(g), 3);
+  tv_node_set_state_value(n, 1, 0);
+  EXPECT_EQ(tv_node_get_value(function("h", "2", {colour, n})), -1);
+  ASSERT_EQ(tv_domain_compile(domain), 0);
+  expect_failure(tv_domain_get_node_by_name(domain, "h"), tv_status_invalid_state_values);
+}
+
 TEST_F(FunctionNodes, ModelNodesChooseTheExpressionByTheirState) {
   tv_node_t* mode = add_node(domain, "mode", 2);
   tv_node_t* n = add_typed(domain, "n", tv_subtype_number, {0, 1});
