@@ -44,8 +44,9 @@ void clear_state(JunctionTree& tree) noexcept {
   });
   engine.evidence_count = engine.likelihood_count = 0;
   // The evidence of required instantiations becomes part of the initial tables.
-  for (const Node* node : tree.domain->required_instantiations)
-    if (compiled(*node).tree == &tree && node->entered.state >= 0) {
+  if (tree.domain->required_instantiations.empty()) return;
+  for (const Node* node : tree.nodes)
+    if (node->is_required && node->entered.state >= 0) {
       compiled(*node).propagated_state = node->entered.state;
       ++engine.evidence_count;
     }
@@ -64,10 +65,9 @@ constexpr size_t kForgotten = kNone - 1;  // equals no configuration
 
 // The configuration of the required instantiations among the nodes of a node's table; kNone without any.
 size_t configuration_of_required(const Node& node) noexcept {
-  const NodeList& required = node.domain->required_instantiations;
   size_t index = kNone;
   const auto take_in = [&](const Node* member) {
-    if (!required.contains(member)) return;
+    if (!member->is_required) return;
     const size_t state = member->entered.state >= 0 ? static_cast<size_t>(member->entered.state) : 0;
     index = (index == kNone ? 0 : index * member->number_of_states) + state;
   };
