@@ -251,8 +251,16 @@ enum {
   tv_status_error = 47
 };
 
+/* C lets a call pass any integer for an enumeration; so that C++ lets the library look at it, each says that it
+   is one. */
+#ifdef __cplusplus
+#define TV_INT_ENUM enum : int
+#else
+#define TV_INT_ENUM enum
+#endif
+
 /** What a node stands for. */
-typedef enum {
+typedef TV_INT_ENUM {
   /** The answer of a failed query. */
   tv_category_error = -1,
   /** A deterministic function of its parents. */
@@ -268,7 +276,7 @@ typedef enum {
 } tv_node_category_t;
 
 /** What values a node takes. */
-typedef enum {
+typedef TV_INT_ENUM {
   /** The answer of a failed query. */
   tv_kind_error = -2,
   /** -1: no states and no distribution (utility and real-valued function nodes). */
@@ -280,7 +288,7 @@ typedef enum {
 } tv_node_kind_t;
 
 /** What the states of a discrete node mean. */
-typedef enum {
+typedef TV_INT_ENUM {
   /** Names without order; the default. */
   tv_subtype_label = 30,
   /** Two states: state 0 is false, state 1 is true. */
@@ -298,7 +306,7 @@ typedef enum {
  * (Kjaerulff 1990, 1992). A node that needs no fill-in links always goes first. Weights are products of
  * numbers of states: the size of the table over a clique.
  */
-typedef enum {
+typedef TV_INT_ENUM {
   /** The fewest members in the clique that arises. */
   tv_method_clique_size = 15,
   /** The smallest weight of the clique that arises. */
@@ -314,7 +322,7 @@ typedef enum {
 } tv_triangulation_method_t;
 
 /** What the tables of the junction trees hold after a propagation. */
-typedef enum {
+typedef TV_INT_ENUM {
   /** Nothing valid: after a reset or a failed propagation. Cannot be asked for. */
   tv_equilibrium_none = 10,
   /** Sums over the other variables: beliefs are probabilities. */
@@ -327,7 +335,7 @@ typedef enum {
 } tv_equilibrium_t;
 
 /** How a propagation treats evidence. */
-typedef enum {
+typedef TV_INT_ENUM {
   /** All evidence counts for every belief. */
   tv_evidence_normal = 20,
   /** Each node's belief leaves out the evidence on that node itself (Cowell & Dawid 1992; Dawid 1992). */
@@ -929,7 +937,7 @@ TV_API const char* tv_node_get_label(const tv_node_t* node);
  */
 
 /**
- * The table of a node, owned by the node and created when first asked for.
+ * The table of a node, owned by the node and created when first asked for; its numbers when tv_table_get_data is.
  *
  * A chance node has its distribution given its parents, a decision node its policy, both created uniform (one
  * over the number of states); a utility node has its values over its discrete parents, created as zero; a
@@ -1325,8 +1333,9 @@ TV_API tv_status_t tv_domain_set_grain_size(tv_domain_t* domain, size_t size);
 TV_API size_t tv_domain_get_grain_size(const tv_domain_t* domain);
 
 /**
- * The most threads that work on one operation of this domain, including the calling one. All have ended
- * when the call returns. Fails, keeping it: usage - `level` is 0.
+ * The most threads that work on one operation of this domain, including the calling one; never more than its
+ * work deserves (the grain size), nor than the process has processors. All have ended when the call returns.
+ * Fails, keeping it: usage - `level` is 0.
  */
 TV_API tv_status_t tv_domain_set_concurrency_level(tv_domain_t* domain, size_t level);
 
@@ -1485,10 +1494,12 @@ TV_API size_t tv_domain_get_jt_cost(tv_domain_t* domain);
 TV_API size_t tv_domain_get_memory_need(tv_domain_t* domain);
 
 /**
- * Limits the memory need of compilation, in bytes; 0, the default, is no limit. tv_domain_compile computes
+ * Limits the memory of compilation and of tables, in bytes; 0, the default, is no limit. tv_domain_compile computes
  * the need (tv_domain_get_memory_need) before it allocates any of it, and where it exceeds the limit fails
- * with tv_status_no_memory; the domain is then triangulated. A compiled domain stays as it is. Clones have
- * the same limit.
+ * with tv_status_no_memory; the domain is then triangulated. A compiled domain stays as it is. The same limit
+ * holds for the numbers of the domain's tables, and those that it has given you, together with what compilation
+ * holds: what would make more of them (tv_table_get_data, a model, another parent, a marginal) fails with
+ * tv_status_no_memory; tv_table_get_size tells beforehand. Clones have the same limit.
  */
 TV_API tv_status_t tv_domain_set_memory_limit(tv_domain_t* domain, size_t bytes);
 
@@ -1999,7 +2010,8 @@ TV_API double tv_domain_get_expected_utility(const tv_domain_t* domain);
  * The value of a real-valued function node, computed from the results of its parents: a numbered node stands
  * for its mean, a node with intervals for the mean of their middles, a continuous node for its mean, a
  * utility node for its expected utility, a function node for its value. Labels, truth values and the states
- * of model nodes must follow from the evidence.
+ * of model nodes must follow from the evidence. Every parent but a real-valued function must have its value,
+ * also one that the expression does not mention.
  *
  * Fails, returning -1.0: usage - any other node; not_compiled; no_equilibrium; no_value - the node has no
  * model; invalid_expression - its expression is missing or does not suit it; computation_failed - a state

@@ -7,6 +7,7 @@
 #include "compile/junction_forest.h"
 #include "network/chain_graph.h"
 #include "network/node_operations.h"
+#include "network/node_tables.h"
 
 namespace tv {
 namespace {
@@ -166,7 +167,7 @@ void report_missing_tables(const Domain& domain, Trace& trace) {
   if (!trace.enabled()) return;
   trace.text("\n\nChecking tables for all nodes:\n\n");
   for (Node& node : domain.nodes) {
-    if (!has_potential(node) || node.table || in_chain_component(node)) continue;
+    if (!has_potential(node) || own_table(node) || in_chain_component(node)) continue;
     trace.print("    Warning: Node `%s' has no table\n", _tv_node_get_name(node));
   }
 }

@@ -18,7 +18,7 @@
 #include "network/progress.h"
 #include "network/refusals.h"
 #include "tables/number_bounds.h"
-#include "tables/table_operations.h"
+#include "tables/table_numbers.h"
 
 namespace tv {
 namespace {
@@ -29,16 +29,6 @@ const char* table_word(const Node& node) noexcept {
 }
 
 bool is_function(const Node& node) noexcept { return node.category == tv_category_function; }
-
-bool stands_for_number(const Node& node) noexcept {
-  return !is_discrete(node) || type_of_states(node) == ValueType::numeric;
-}
-
-bool occurs(const Model& model, const Node* node) {
-  return std::any_of(
-      model.expressions.begin(), model.expressions.end(),
-      [node](const Expression* expression) { return expression && mentions(*expression, node); });
-}
 
 // ---- One expression of the model over the parents ----
 
@@ -116,19 +106,20 @@ class TableGenerator {
     std::vector<double> inputs;
     if (depends_on_results(node_)) current_inputs(node_, inputs);
     std::unique_ptr<Table> made;
-    if (!node_.table) made = default_node_table(node_, node_.parents);
-    Table& table = made ? *made : *node_.table;
-    if (table.size == kHugeSize) return tv_status_no_memory;
+    if (!own_table(node_)) made = default_node_table(node_, node_.parents);
+    Table& table = made ? *made : *own_table(node_);
+    if (!is_within_memory_limit(*node_.domain, bytes_of_numbers(table))) return tv_status_no_memory;
     Block<tv_number_t> numbers;
     numbers.allocate_uninitialized(table.size);
     numbers_ = numbers.data();
     if (tv_status_t status = fill(table)) return status;
-    if (tv_status_t status = allocate_table_data(table)) return status;
     trace_.flush();
     if (tv_status_t status = trace_.status()) return status;
     keep_potential(node_);
-    std::copy(numbers.begin(), numbers.end(), table.data.begin());
-    if (made) install_table(node_.table, std::move(made));
+    if (has_data(table))  // the host may hold a pointer to them
+      std::copy(numbers.begin(), numbers.end(), table.data.begin());
+    else
+      install(table, std::move(numbers), std::move(made));
     model_.inputs.swap(inputs);
     model_.stale = false;
     _tv_node_touch_table(node_);
@@ -136,6 +127,15 @@ class TableGenerator {
   }
 
  private:
+  void install(Table& table, Block<tv_number_t> numbers, std::unique_ptr<Table> made) noexcept {
+    table.data = std::move(numbers);
+    note_new_layout(table);
+    if (made)
+      install_table(node_.table, std::move(made));
+    else
+      node_.table = std::move(node_.blank_table);
+  }
+
   static const char* name(Node& node) {
     const char* text = _tv_node_get_name(node);
     if (!text) throw std::bad_alloc();  // an automatic name could not be made
@@ -164,7 +164,7 @@ class TableGenerator {
   tv_status_t evaluate_parents() {
     for (Node* parent : node_.parents) {
       if (!is_function(node_) || is_real_valued_function(*parent)) continue;
-      if (tv_status_t status = evaluate_parent(*parent)) {
+      if (tv_status_t status = results_.evaluate_parent(*parent)) {
         if (trace_.enabled()) trace_.print("Evaluation of parent %s failed\n", name(*parent));
         return status;
       }
@@ -178,12 +178,6 @@ class TableGenerator {
       }
     }
     return tv_status_none;
-  }
-
-  tv_status_t evaluate_parent(Node& parent) {
-    double number;
-    size_t state;
-    return stands_for_number(parent) ? results_.number(parent, number) : result_state(parent, state);
   }
 
   // ---- Filling ----

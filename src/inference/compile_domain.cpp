@@ -12,8 +12,16 @@
 namespace tv {
 namespace {
 
+// Undirected links without numbers still join their nodes in an equilibrium.
+tv_status_t complete_chain_potentials(Domain& domain) {
+  for (const ChainPotential& potential : domain.chain_potentials)
+    if (tv_status_t status = allocate_table_data(*potential.table)) return status;
+  return tv_status_none;
+}
+
 tv_status_t real_compile_quantitatively(Domain& domain, Trace& trace) {
   domain.compiled = true;
+  domain.compiled_bytes = memory_needed(domain);
   if (tv_status_t status = create_engines(domain)) return status;
   if (trace.enabled()) {
     const tv_status_t status = inspect_all_potentials(domain, trace);
@@ -51,6 +59,7 @@ class CompilationRollback {
 };
 
 tv_status_t compile_quantitatively(Domain& domain, bool triangulated_here) {
+  if (tv_status_t status = complete_chain_potentials(domain)) return status;
   CompilationRollback rollback(domain, triangulated_here);
   Trace trace(domain);
   if (tv_status_t status = real_compile_quantitatively(domain, trace)) return status;

@@ -11,31 +11,31 @@
 namespace tv {
 namespace {
 
+// The place of one number of the distribution in the blocks of the node's table.
+using Entry = size_t (*)(const Table& table, const Node& parent);
+
 size_t place_among_continuous(const Table& table, const Node& node) noexcept {
   return table.nodes.position(&node) - table.discrete_count;
 }
 
-size_t intercept_entry(const Table& table) noexcept {
+size_t intercept_entry(const Table& table, const Node&) noexcept {
   return cg_mean_index(place_among_continuous(table, *table.owner));
 }
 
+// The variance, where the node itself stands for the parent.
 size_t coefficient_entry(const Table& table, const Node& parent) noexcept {
   return cg_covariance_index(place_among_continuous(table, *table.owner),
                              place_among_continuous(table, parent));
 }
 
-size_t variance_entry(const Table& table) noexcept { return coefficient_entry(table, *table.owner); }
-
-// The table of a continuous node, with its numbers, when there is such a configuration; null with the
-// status stored otherwise. Without a parent to look for, the node itself is named.
-Table* regression_table(Node* node, const Node* parent, size_t configuration) {
-  const bool is_own = node == parent;
-  if (!check(node && parent && is_continuous(*node) && is_continuous(*parent) &&
-             (is_own || node->parents.contains(parent))))
-    return nullptr;
-  Table* table = _tv_node_get_table(*node);
-  if (!table || !check(configuration < table->size)) return nullptr;
-  return store_status(allocate_table_data(*table)) ? nullptr : table;
+// Whether there is such a number; the node itself stands for a parent where none is concerned.
+bool is_place(const Node* node, const Node* parent, size_t configuration) noexcept {
+  if (!node || !parent || !is_continuous(*node) || !is_continuous(*parent)) return false;
+  if (node != parent && !node->parents.contains(parent)) return false;
+  size_t configurations = 1;
+  for (const Node* each : node->parents)
+    if (is_discrete(*each)) configurations = size_multiply(configurations, each->number_of_states);
+  return configuration < configurations;
 }
 
 // Some of what has been propagated is computed when it is asked for. It must not come from numbers that are
@@ -48,24 +48,24 @@ void secure_present_answers(const Node& node) noexcept {
   collect_component(engine, engine.cliques[cg_node(engine, node).assigned].component);
 }
 
-template <class Entry>
 tv_status_t set_entry(Node* node, const Node* parent, size_t configuration, double value, Entry entry) {
   return guarded([&]() -> tv_status_t {
-    if (!check(std::isfinite(value))) return tv_status_usage;
-    Table* table = regression_table(node, parent, configuration);
+    if (!check(std::isfinite(value) && is_place(node, parent, configuration))) return tv_status_usage;
+    Table* table = filled_node_table(*node);
     if (!table) return current_status();
     secure_present_answers(*node);
-    table->cg_data[configuration * table->cg_size + entry(*table)] = value;
+    table->cg_data[configuration * table->cg_size + entry(*table, *parent)] = value;
     _tv_node_touch_table(*node);
     return tv_status_none;
   });
 }
 
-template <class Entry>
+// Creates nothing: where nobody has given numbers, they are the same in every configuration.
 double get_entry(Node* node, const Node* parent, size_t configuration, Entry entry) {
   return guarded(-1.0, [&] {
-    const Table* table = regression_table(node, parent, configuration);
-    return table ? table->cg_data[configuration * table->cg_size + entry(*table)] : -1.0;
+    if (!check(is_place(node, parent, configuration))) return -1.0;
+    if (!node->table) return node == parent && entry == coefficient_entry ? 1.0 : 0.0;
+    return node->table->cg_data[configuration * node->table->cg_size + entry(*node->table, *parent)];
   });
 }
 
@@ -78,13 +78,12 @@ tv_status_t tv_node_set_intercept(tv_node_t* node, size_t configuration, double 
 
 tv_status_t tv_node_set_coefficient(tv_node_t* node, tv_node_t* parent, size_t configuration, double value) {
   if (!tv::check(node != parent)) return tv_status_usage;
-  return tv::set_entry(node, parent, configuration, value,
-                       [&](const tv::Table& table) { return tv::coefficient_entry(table, *parent); });
+  return tv::set_entry(node, parent, configuration, value, tv::coefficient_entry);
 }
 
 tv_status_t tv_node_set_conditional_variance(tv_node_t* node, size_t configuration, double value) {
   if (!tv::check(!(value < 0))) return tv_status_usage;
-  return tv::set_entry(node, node, configuration, value, tv::variance_entry);
+  return tv::set_entry(node, node, configuration, value, tv::coefficient_entry);
 }
 
 double tv_node_get_intercept(tv_node_t* node, size_t configuration) {
@@ -93,10 +92,9 @@ double tv_node_get_intercept(tv_node_t* node, size_t configuration) {
 
 double tv_node_get_coefficient(tv_node_t* node, tv_node_t* parent, size_t configuration) {
   if (!tv::check(node != parent)) return -1.0;
-  return tv::get_entry(node, parent, configuration,
-                       [&](const tv::Table& table) { return tv::coefficient_entry(table, *parent); });
+  return tv::get_entry(node, parent, configuration, tv::coefficient_entry);
 }
 
 double tv_node_get_conditional_variance(tv_node_t* node, size_t configuration) {
-  return tv::get_entry(node, node, configuration, tv::variance_entry);
+  return tv::get_entry(node, node, configuration, tv::coefficient_entry);
 }

@@ -97,7 +97,7 @@ class PolicyUpdate {
     size_t largest = 0;
     for (Node* decision : analysis_of_parents(*tree_.domain).update_order) {
       if (compiled(*decision).tree != &tree_ || !is_unmade(*decision)) continue;
-      const Table* policy = _tv_node_get_table(*decision);
+      const Table* policy = filled_node_table(*decision);
       if (!policy) return tv_status_no_memory;
       largest = std::max(largest, policy->size);
       decisions_.push_back(decision);

@@ -13,6 +13,7 @@ namespace {
 // Without what hangs on them, taking nodes out needs no memory.
 void strip(Node& node) noexcept {
   node.table.reset();
+  node.blank_table.reset();
   node.experience_table.reset();
   node.fading_table.reset();
   node.model.reset();

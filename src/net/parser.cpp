@@ -8,6 +8,8 @@
 #include <limits>
 #include <utility>
 
+#include "network/node_tables.h"
+
 namespace tv {
 namespace {
 
@@ -143,7 +145,7 @@ tv_status_t NetParser::parse_items() {
 // What was learned about a table is nothing without the table.
 tv_status_t NetParser::complete_tables() {
   for (Node& node : domain_.nodes)
-    if (!node.table && (node.experience_table || node.fading_table) && !_tv_node_get_table(node))
+    if (!own_table(node) && (node.experience_table || node.fading_table) && !_tv_node_get_table(node))
       return current_status();
   return tv_status_none;
 }

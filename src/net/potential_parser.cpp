@@ -194,8 +194,6 @@ tv_status_t NetParser::finish_chain_potential(Potential& potential) {
     for (Node* child : potential.children) nodes.push_back(child);
     table = new_table(domain_, TableKind::chain);
     set_table_nodes(*table, nodes);
-    if (tv_status_t status = allocate_table_data(*table)) return status;
-    std::fill(table->data.begin(), table->data.end(), tv_number_t{1});
   }
   add_chain_potential(domain_, potential.children, std::move(table));
   return tv_status_none;

@@ -6,6 +6,7 @@
 
 #include "net/writable.h"
 #include "network/node_operations.h"
+#include "tables/table_numbers.h"
 #include "text/number_text.h"
 
 namespace tv {
@@ -42,6 +43,10 @@ class TableWriter {
   TableWriter(OutputSink& sink, const Table& table, std::string_view indent)
       : sink_(sink), table_(table), indent_(indent), levels_(table.discrete_count), states_(levels_, 0) {
     has_leaves_ = table.continuous_count > 0;
+    if (!has_data(table)) {
+      default_number_ = default_number(table);
+      default_block_ = default_block(table);
+    }
     if (has_leaves_) own_place_ = table.nodes.position(table.owner) - table.discrete_count;
     lists_entries_ = has_leaves_ || !is_probability_table(table);
     const size_t identified = levels_ - (levels_ > 0 && !lists_entries_ ? 1 : 0);
@@ -108,10 +113,11 @@ class TableWriter {
 
   void write_entry(size_t index) {
     if (levels_ > 0) sink_.text(" ");
+    const bool is_blank = !has_data(table_);
     if (has_leaves_)
-      write_leaf(table_.cg_data.data() + index * table_.cg_size);
+      write_leaf(is_blank ? default_block_.data() : table_.cg_data.data() + index * table_.cg_size);
     else
-      sink_.table_number(table_.data[index]);
+      sink_.table_number(is_blank ? default_number_ : table_.data[index]);
   }
 
   // The regression of a continuous node on its continuous parents.
@@ -145,6 +151,8 @@ class TableWriter {
   std::string_view indent_;
   size_t levels_;
   std::vector<size_t> states_;
+  tv_number_t default_number_ = 0;                  // of all entries of a table that nobody has given numbers
+  std::vector<double> default_block_;               // of all its leaves
   std::vector<std::vector<std::string>> comments_;  // of the nodes that comments name, by state
   bool has_leaves_;                                 // of continuous nodes
   size_t own_place_ = 0;                            // of the node among them, where the host has put it

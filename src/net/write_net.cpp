@@ -9,11 +9,15 @@
 #include "network/domain.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"
+#include "tables/table_numbers.h"
 #include "tables/table_operations.h"
 #include "text/state_text.h"
 
 namespace tv {
 namespace {
+
+constexpr size_t kLargestBlank = size_t{1} << 20;    // numbers that are all the same
+constexpr size_t kLargestWritten = size_t{1} << 32;  // where they cannot be left out
 
 constexpr std::string_view kInner = "    ";  // in front of attributes and fields
 constexpr size_t kDefaultSamples = 25;
@@ -69,19 +73,18 @@ class NetWriter {
     (sink_.text(pieces), ...);
   }
 
-  // What only exists when somebody asks: names, and the numbers of tables. A table that nobody gave is
-  // uniform, and what was learned about it stands beside it.
+  // Names exist only when somebody asks. A table that nobody gave is uniform, and what was learned about it
+  // stands beside it.
   tv_status_t prepare() {
     for (Node& node : domain_.nodes) {
       if (!_tv_node_get_name(node)) return current_status();
-      if (!node.table && (node.experience_table || node.fading_table) && !_tv_node_get_table(node))
+      if (!own_table(node) && (node.experience_table || node.fading_table) && !_tv_node_get_table(node))
         return current_status();
-      for (Table* table : {node.table.get(), node.experience_table.get(), node.fading_table.get()})
-        if (table && !has_data(*table))
-          if (tv_status_t status = allocate_table_data(*table)) return status;
+      for (const Table* table : {node.experience_table.get(), node.fading_table.get()})
+        if (table && !can_be_written(*table)) return tv_status_no_memory;
     }
     for (const ChainPotential& potential : domain_.chain_potentials)
-      if (tv_status_t status = allocate_table_data(*potential.table)) return status;
+      if (!can_be_written(*potential.table)) return tv_status_no_memory;
     return tv_status_none;
   }
 
@@ -149,18 +152,29 @@ class NetWriter {
   // ---- Potentials ----
 
   static bool has_model(const Node& node) noexcept { return node.model != nullptr; }
+  static bool has_current_table(const Node& node) noexcept {
+    return has_written_table(node) && !(node.model && node.model->stale);
+  }
+
+  // An enormous table that nobody has given numbers reads the same when it is left out.
+  static bool has_written_table(const Node& node) noexcept {
+    return node.table || (node.blank_table && node.blank_table->size <= kLargestBlank);
+  }
+  static bool can_be_written(const Table& table) noexcept {
+    return has_data(table) || table.size <= kLargestWritten;
+  }
 
   tv_status_t write_potential(const Node& node) {
     put("\npotential (", node.name);
     write_parents(node);
     put(")");
-    if (!node.table && !has_model(node)) {
+    if (!has_written_table(node) && !has_model(node) && !node.experience_table && !node.fading_table) {
       put(" {}\n");
       return sink_.status();
     }
     put("\n{\n");
     if (node.model) write_model(*node.model);
-    if (has_current_table(node)) write_field("data", *node.table);
+    if (has_current_table(node)) write_field("data", *own_table(node));
     if (node.experience_table) write_learned("experience", *node.experience_table);
     if (node.fading_table) write_learned("fading", *node.fading_table);
     put("}\n");
@@ -195,10 +209,10 @@ class NetWriter {
 
   // In the order in which the data name them, real-valued functions last.
   static NodeList written_parents(const Node& node) {
-    const bool by_table = node.table && node.category != tv_category_function;
+    const bool by_table = own_table(node) && node.category != tv_category_function;
     NodeList parents;
     parents.reserve(node.parents.size());
-    for (Node* parent : by_table ? node.table->nodes : node.parents)
+    for (Node* parent : by_table ? own_table(node)->nodes : node.parents)
       if (parent != &node && !is_real_valued_function(*parent)) parents.push_back(parent);
     for (Node* parent : node.parents)
       if (is_real_valued_function(*parent)) parents.push_back(parent);

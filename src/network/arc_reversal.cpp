@@ -41,10 +41,16 @@ std::unique_ptr<Table> checked_copy(Node& node, tv_status_t& status) {
   return copy;
 }
 
+// Each is independent of the other, and so they remain.
+void reverse_blank_tables(TableChanges& changes, Node& x, Node& y, const NodeList& x_parents,
+                          const NodeList& y_parents) {
+  if (x.blank_table) changes.set_node_table(x, default_node_table(x, x_parents));
+  if (y.blank_table) changes.set_node_table(y, default_node_table(y, y_parents));
+}
+
 // The tables of X given `x_parents` (which hold Y) and of Y given `y_parents`, by way of their joint.
 tv_status_t reverse_tables(TableChanges& changes, Node& x, Node& y, const NodeList& x_parents,
                            const NodeList& y_parents) {
-  if (!x.table && !y.table) return tv_status_none;  // each independent of the other, and so they remain
   tv_status_t status = tv_status_none;
   const std::unique_ptr<Table> x_table = checked_copy(x, status);
   if (status) return status;
@@ -53,7 +59,7 @@ tv_status_t reverse_tables(TableChanges& changes, Node& x, Node& y, const NodeLi
 
   std::unique_ptr<Table> joint = default_node_table(x, x_parents);
   std::unique_ptr<Table> y_given_rest = default_node_table(y, y_parents);
-  if (!has_data(*joint) || !has_data(*y_given_rest)) return store_status(tv_status_no_memory);
+  if ((status = allocate_table_data(*joint)) || (status = allocate_table_data(*y_given_rest))) return status;
   if (is_continuous(x)) {
     if ((status = reverse_regression_tables(x, y, *x_table, *y_table, *joint, *y_given_rest))) return status;
     changes.set_node_table(x, std::move(joint));
@@ -85,7 +91,10 @@ tv_status_t reverse_link(Node& x, Node& y) {
   y_parents.erase(&x);
 
   TableChanges changes;
-  if (tv_status_t status = reverse_tables(changes, x, y, x_parents, y_parents)) return status;
+  if (!x.table && !y.table)
+    reverse_blank_tables(changes, x, y, x_parents, y_parents);
+  else if (tv_status_t status = reverse_tables(changes, x, y, x_parents, y_parents))
+    return status;
   change_parents_in_learning_tables(changes, x, nullptr, x_gains);
   change_parents_in_learning_tables(changes, y, &x, y_gains);
   for (Node* parent : x_gains) parent->children.reserve_one_more();

@@ -50,14 +50,6 @@ void join(std::vector<NodeList>& neighbors, const NodeList& children) {
       if (a != b && !neighbors[a->number - 1].contains(b)) neighbors[a->number - 1].push_back(b);
 }
 
-std::unique_ptr<Table> table_without(const Table& table, const Node& node) {
-  std::unique_ptr<Table> rest = table_without_parent(table, &node);
-  if (has_data(*rest) || rest->size == kHugeSize) return rest;
-  rest->data.allocate_uninitialized(rest->size);
-  std::fill(rest->data.begin(), rest->data.end(), tv_number_t{1});
-  return rest;
-}
-
 }  // namespace
 
 std::vector<NodeList> find_chain_components(const Domain& domain) {
@@ -129,7 +121,7 @@ ChainDeparture::ChainDeparture(Node& node) : node_(node) {
     if (children.size() < 2) continue;
     join(neighbors_, children);
     std::unique_ptr<Table> table;  // null: the table stays what it is
-    if (is_in(potential, node)) table = table_without(*potential.table, node);
+    if (is_in(potential, node)) table = table_without_parent(*potential.table, &node);
     remaining_.push_back({std::move(children), std::move(table)});
   }
 }

@@ -48,6 +48,7 @@ std::unique_ptr<Node> copy_own_properties(const Node& node, Domain& domain) {
 template <class Map>
 void copy_tables(Node& copy, const Node& node, Map map) {
   if (node.table) copy.table = copy_for_owner(*node.table, copy, map);
+  if (node.blank_table) copy.blank_table = copy_for_owner(*node.blank_table, copy, map);
   if (node.experience_table) copy.experience_table = copy_for_owner(*node.experience_table, copy, map);
   if (node.fading_table) copy.fading_table = copy_for_owner(*node.fading_table, copy, map);
   copy.table_checked = node.table_checked;
@@ -83,7 +84,7 @@ NodeList mapped(const NodeList& nodes, Map map) {
 
 // Gives the tables of a new node their serial numbers.
 void register_tables(Node& node) noexcept {
-  for (Table* table : {node.table.get(), node.experience_table.get(), node.fading_table.get()})
+  for (Table* table : tables_of(node))
     if (table) table->number = ++node.domain->table_count;
 }
 
@@ -119,6 +120,7 @@ std::unique_ptr<Domain> clone_domain(const Domain& domain) {
   }
   clone->initial_triangulation = mapped(domain.initial_triangulation, twin);
   clone->required_instantiations = mapped(domain.required_instantiations, twin);
+  for (Node* node : clone->required_instantiations) node->is_required = true;
   return clone;
 }
 

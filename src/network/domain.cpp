@@ -17,12 +17,16 @@ namespace {
 // Null without a list; the nodes are discrete nodes of the domain, none of them twice.
 tv_status_t set_required_instantiations(Domain& domain, Node* const* nodes) {
   NodeList list;
+  std::vector<bool> seen(domain.node_count, false);
   for (; nodes && *nodes; ++nodes) {
     const Node& node = **nodes;
-    if (node.domain != &domain || !is_discrete(node) || list.contains(&node))
+    if (node.domain != &domain || !is_discrete(node) || seen[node.number - 1])
       return store_status(tv_status_usage);
+    seen[node.number - 1] = true;
     list.push_back(*nodes);
   }
+  for (Node* node : domain.required_instantiations) node->is_required = false;
+  for (Node* node : list) node->is_required = true;
   domain.required_instantiations = std::move(list);
   return tv_status_none;
 }

@@ -56,11 +56,12 @@ struct tv_domain_s {
   std::string file_name;  // of the parsed file; empty when there was none
   bool is_class = false;  // the record serves as a class: stricter rules for names
   size_t node_width = 80, node_height = 40;
-  size_t table_count = 0;       // source of the serial numbers of registered tables
-  size_t table_layouts = 0;     // how often some table has got nodes, or others, or in another order
-  size_t function_outlets = 0;  // links that leave function nodes
-  size_t model_count = 0;       // nodes with a model
-  bool links_are_read = false;  // from a text, where their order means nothing
+  std::vector<tv::Table*> host_tables;  // those that the host has been given and not deleted yet
+  size_t table_count = 0;               // source of the serial numbers of registered tables
+  size_t table_layouts = 0;             // how often some table has got nodes, or others, or in another order
+  size_t function_outlets = 0;          // links that leave function nodes
+  size_t model_count = 0;               // nodes with a model
+  bool links_are_read = false;          // from a text, where their order means nothing
   tv::RandomGenerator random;
 
   // Settings of compilation.
@@ -76,7 +77,8 @@ struct tv_domain_s {
   // Everything that compilation made; null while the domain is not triangulated. The deleter is
   // given with the forest, because this record does not know what a forest is.
   std::unique_ptr<tv::Forest, void (*)(tv::Forest*)> forest;
-  bool compiled = false;  // the forest has its tables
+  bool compiled = false;      // the forest has its tables
+  size_t compiled_bytes = 0;  // what they take
 };
 
 namespace tv {

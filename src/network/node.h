@@ -46,13 +46,15 @@ struct tv_node_s {
   std::vector<std::string> state_labels;  // empty, or one per state ("" where none is set)
   std::vector<double> state_values;       // empty until first set, then number_of_states + 1
 
-  std::unique_ptr<tv::Table> table;  // null counts as uniform (utility: zero)
+  std::unique_ptr<tv::Table> table;        // with its numbers; null counts as uniform (utility: zero)
+  std::unique_ptr<tv::Table> blank_table;  // asked for without its numbers: becomes `table` with them
   std::unique_ptr<tv::Table> experience_table;
   std::unique_ptr<tv::Table> fading_table;
   bool table_checked = false;        // validated since the table was last touched
   std::unique_ptr<tv::Model> model;  // states the table by expressions; null for most nodes
 
   tv::EnteredEvidence entered;
+  bool is_required = false;         // among the required instantiations of the domain
   tv::CaseColumn cases;             // observations in the stored cases
   tv::Node* linked_node = nullptr;  // mirrors this node's evidence and answers for its results
   mutable int mark = 0;             // of graph searches; 0 between public calls

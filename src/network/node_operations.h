@@ -67,7 +67,10 @@ double state_value(const Node& node, size_t state) noexcept;
 // node list is that of the discrete parents in parent order, the discrete node itself, or the
 // continuous node itself followed by its continuous parents as tails. Null with `usage` for a function
 // node of kind other, and with `no_memory`.
-Table* _tv_node_get_table(Node& node);
+Table* _tv_node_get_table(Node& node);  // without its numbers, when nobody has asked for them
+
+// The same with its numbers; the node is discrete or continuous, or a utility node.
+Table* filled_node_table(Node& node);
 
 // Over the discrete parents alone: experience counts (chance nodes), 0 at first, and fading factors
 // (discrete chance nodes), 1 at first. Null with `usage` for other nodes.

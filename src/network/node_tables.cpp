@@ -1,4 +1,4 @@
-// Default contents of a node's tables, and the changes that follow the graph and the states.
+// The tables of a node as they are first asked for, and the changes that follow the graph and the states.
 #include "network/node_tables.h"
 
 #include <algorithm>
@@ -7,31 +7,16 @@
 #include "api/boundary.h"
 #include "network/domain.h"
 #include "network/node_operations.h"
+#include "tables/table_numbers.h"
 #include "tables/table_operations.h"
 
 namespace tv {
 namespace {
 
-// The value of every discrete entry for which nothing was specified; `states` counts those of the owner.
-tv_number_t default_entry(const Table& table, size_t states) noexcept {
-  if (table.kind == TableKind::experience) return 0;
-  if (table.kind == TableKind::fading || table.kind == TableKind::chain) return 1;
-  if (table.owner->category == tv_category_utility) return 0;
-  return is_discrete(*table.owner) ? static_cast<tv_number_t>(1.0 / static_cast<double>(states)) : 1;
-}
-
-// Gives a table without numbers its default ones, unless there are too many of them to exist.
-void fill_with_defaults(Table& table, size_t states) {
-  if (has_data(table) || size_multiply(table.size, std::max<size_t>(table.cg_size, 1)) == kHugeSize) return;
-  if (allocate_table_data(table)) throw std::bad_alloc();
-  std::fill(table.data.begin(), table.data.end(), default_entry(table, states));
-  fill_with_standard_blocks(table);
-}
-
 // Calls change(table) for each table that the node has.
 template <class Change>
 void for_each_table(const Node& node, Change change) {
-  for (Table* table : {node.table.get(), node.experience_table.get(), node.fading_table.get()})
+  for (Table* table : tables_of(node))
     if (table) change(*table);
 }
 
@@ -45,7 +30,6 @@ std::unique_ptr<Table> default_table(Node& node, TableKind kind, const NodeList&
   set_table_nodes(*table, nodes);
   if (kind == TableKind::node && is_continuous(node))
     for (size_t i = 1; i < table->tail_marks.size(); ++i) table->tail_marks[i] = 1;
-  fill_with_defaults(*table, node.number_of_states);
   return table;
 }
 
@@ -61,8 +45,9 @@ void TableChanges::add(Table& table, std::unique_ptr<Table> contents) {
 }
 
 void TableChanges::set_node_table(Node& node, std::unique_ptr<Table> contents) {
-  if (node.table) inherit_identity(*contents, *node.table);
-  changes_.push_back({&node, node.table.get(), std::move(contents)});
+  Table* const table = own_table(node);
+  if (table) inherit_identity(*contents, *table);
+  changes_.push_back({&node, table, std::move(contents)});
 }
 
 void TableChanges::commit() noexcept {
@@ -71,7 +56,10 @@ void TableChanges::commit() noexcept {
       take_over(*change.table, std::move(change.contents));
     else
       install_table(change.owner->table, std::move(change.contents));
-    if (change.owner) change.owner->table_checked = false;  // a chain potential has no owner
+    if (!change.owner) continue;  // of a chain potential
+    change.owner->table_checked = false;
+    if (change.owner->blank_table && has_data(*change.owner->blank_table))
+      change.owner->table = std::move(change.owner->blank_table);
   }
   changes_.clear();
 }
@@ -117,9 +105,7 @@ void remove_parent_from_tables(TableChanges& changes, Node& child, const Node& p
   if (!stands_in_tables_of(parent, child)) return;
   for_each_table(child, [&](Table& table) {
     if (!table.nodes.contains(&parent)) return;
-    std::unique_ptr<Table> contents = table_without_parent(table, &parent);
-    fill_with_defaults(*contents, child.number_of_states);
-    changes.add(table, std::move(contents));
+    changes.add(table, table_without_parent(table, &parent));
   });
 }
 
@@ -131,9 +117,7 @@ void change_parents_in_learning_tables(TableChanges& changes, const Node& node, 
     if (lost) contents = table_without_parent(*table, lost);
     for (Node* parent : gained)
       if (is_discrete(*parent)) contents = table_with_parent(contents ? *contents : *table, parent);
-    if (!contents) continue;
-    fill_with_defaults(*contents, node.number_of_states);
-    changes.add(*table, std::move(contents));
+    if (contents) changes.add(*table, std::move(contents));
   }
 }
 
@@ -141,21 +125,15 @@ void change_states_in_tables(TableChanges& changes, Node& node, size_t count) {
   const auto change = [&](Node& owner) {
     for_each_table(owner, [&](Table& table) {
       if (!table.nodes.contains(&node)) return;
-      const bool is_own = &owner == &node;
-      const tv_number_t fill = is_own ? 0 : default_entry(table, owner.number_of_states);
-      std::unique_ptr<Table> contents = table_with_state_count(table, &node, count, fill);
-      fill_with_defaults(*contents, is_own ? count : owner.number_of_states);
-      changes.add(table, std::move(contents));
+      const tv_number_t fill = &owner == &node ? 0 : default_number(table);
+      changes.add(table, table_with_state_count(table, &node, count, fill));
     });
   };
   change(node);
   for (Node* child : node.children) change(*child);
   for (const ChainPotential& potential : node.domain->chain_potentials) {
     Table& table = *potential.table;
-    if (!table.nodes.contains(&node)) continue;
-    std::unique_ptr<Table> contents = table_with_state_count(table, &node, count, 1);
-    fill_with_defaults(*contents, count);
-    changes.add(table, std::move(contents));
+    if (table.nodes.contains(&node)) changes.add(table, table_with_state_count(table, &node, count, 1));
   }
 }
 
@@ -186,7 +164,15 @@ Table* _tv_node_get_table(Node& node) {
     store_status(tv_status_usage);
     return nullptr;
   }
-  if (!node.table) install_table(node.table, default_node_table(node, node.parents));
+  if (!own_table(node)) install_table(node.blank_table, default_node_table(node, node.parents));
+  return own_table(node);
+}
+
+Table* filled_node_table(Node& node) {
+  if (Table* table = own_table(node)) return allocate_table_data(*table) ? nullptr : table;
+  std::unique_ptr<Table> table = default_node_table(node, node.parents);
+  if (allocate_table_data(*table)) return nullptr;  // nothing stays of it
+  install_table(node.table, std::move(table));
   return node.table.get();
 }
 

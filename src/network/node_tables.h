@@ -2,6 +2,7 @@
 // A change is built aside for all tables concerned and then committed at once, without failure.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -32,7 +33,7 @@ class TableChanges {
 };
 
 // All of them throw std::bad_alloc, also for a table whose size does not fit where there are numbers
-// to keep. A table of a size that cannot be represented exists without numbers.
+// to keep. A table that nobody has given numbers stays without.
 void add_parent_to_tables(TableChanges& changes, Node& child, Node& parent);
 void remove_parent_from_tables(TableChanges& changes, Node& child, const Node& parent);
 void change_states_in_tables(TableChanges& changes, Node& node, size_t count);
@@ -46,8 +47,18 @@ void change_parents_in_learning_tables(TableChanges& changes, const Node& node, 
 // Renames the old parent in the child's tables.
 void replace_parent_in_tables(Node& child, const Node& old_parent, Node& new_parent) noexcept;
 
-// The table over the given parents and the node that stands for "nothing was specified". It gets its
-// serial number when it is installed in the node.
+// The node's own table, with its numbers or without; null when nobody has asked for it.
+inline Table* own_table(const Node& node) noexcept {
+  return node.table ? node.table.get() : node.blank_table.get();
+}
+
+// Every table that the node has.
+inline std::array<Table*, 3> tables_of(const Node& node) noexcept {
+  return {own_table(node), node.experience_table.get(), node.fading_table.get()};
+}
+
+// The table over the given parents and the node, without numbers. It gets its serial number when it is
+// installed in the node.
 std::unique_ptr<Table> default_node_table(Node& node, const NodeList& parents);
 
 void install_table(std::unique_ptr<Table>& slot, std::unique_ptr<Table> table) noexcept;

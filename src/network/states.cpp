@@ -17,6 +17,9 @@ namespace {
 
 constexpr double kUnsetValue = -1.0;
 
+// More states could not even have values.
+constexpr size_t kMostStates = kHugeSize / 2 / sizeof(double) - 1;
+
 bool is_interval(const Node& node) noexcept { return node.subtype == tv_subtype_interval; }
 
 // Whether the entry of the state values means something: a value, or one of the bounds.
@@ -68,6 +71,7 @@ tv_status_t set_number_of_states(Node& node, size_t count) {
   if (node.subtype == tv_subtype_boolean && count != node.number_of_states)
     return refuse(tv_status_usage, "node \"%s\" is boolean and keeps its two states", shown_name(node));
   if (count == node.number_of_states) return tv_status_none;
+  if (count > kMostStates) return store_status(tv_status_no_memory);
   std::vector<std::string> labels = node.state_labels;
   if (!labels.empty()) labels.resize(count);
   std::vector<double> values = resized_values(node, count);

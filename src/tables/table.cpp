@@ -67,18 +67,6 @@ void note_new_layout(Table& table) noexcept {
   if (table.domain) ++table.domain->table_layouts;
 }
 
-tv_status_t allocate_table_data(Table& table) {
-  if (has_data(table)) return tv_status_none;
-  const size_t cg_count = size_multiply(table.size, table.cg_size);
-  if (table.size == kHugeSize || cg_count == kHugeSize) return store_status(tv_status_no_memory);
-  Block<tv_number_t> data(table.size);
-  Block<double> cg_data;
-  if (cg_count) cg_data.allocate(cg_count);
-  table.data = std::move(data);
-  table.cg_data = std::move(cg_data);
-  return tv_status_none;
-}
-
 std::unique_ptr<Table> clone_table(const Table& table) {
   auto copy = std::make_unique<Table>();
   copy->domain = table.domain;

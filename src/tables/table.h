@@ -75,8 +75,9 @@ void update_table_sizes(Table& table) noexcept;
 // To be called when they are no longer what they were, or in another order.
 void note_new_layout(Table& table) noexcept;
 
-// Allocates `data` and `cg_data` when absent, zero-filled. `no_memory` for a size that does not fit or
-// that the allocator refuses (as std::bad_alloc from the latter).
+// Makes the numbers when they are absent: those that stand for "nothing was specified" in a node's table or a
+// chain potential, zeros elsewhere. `no_memory` for a size that does not fit or exceeds the domain's memory
+// limit; the allocator refuses with std::bad_alloc.
 tv_status_t allocate_table_data(Table& table);
 
 // A copy with the same nodes, tail marks and data; kind free and unregistered unless said otherwise.

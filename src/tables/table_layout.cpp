@@ -2,10 +2,13 @@
 // to back and fetch from the old one along strides; neighbouring dimensions are merged first, so that
 // the inner loops run over the longest runs there are. A CG block moves with its configuration.
 #include <algorithm>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "network/node.h"
+#include "tables/host_table.h"
+#include "tables/table_numbers.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -185,6 +188,7 @@ std::unique_ptr<Table> new_successor(const Table& table) {
 
 // Both arrays for the sizes in force, with the contents still to be written.
 void allocate_for_overwriting(Table& table) {
+  if (!is_within_memory_limit(*table.domain, bytes_of_numbers(table))) throw std::bad_alloc();
   table.data.allocate_uninitialized(table.size);
   if (table.cg_size) table.cg_data.allocate_uninitialized(size_multiply(table.size, table.cg_size));
 }
@@ -246,15 +250,6 @@ void inherit_identity(Table& contents, const Table& table) noexcept {
   contents.user_data = table.user_data;
   contents.materialize = table.materialize;
   contents.materialize_source = table.materialize_source;
-}
-
-void fill_with_standard_blocks(Table& table) noexcept {
-  std::fill(table.cg_data.begin(), table.cg_data.end(), 0.0);
-  for (size_t i = 0; i < table.continuous_count; ++i) {
-    if (table.tail_marks[i]) continue;
-    for (size_t entry = cg_covariance_index(i, i); entry < table.cg_data.size(); entry += table.cg_size)
-      table.cg_data[entry] = 1.0;
-  }
 }
 
 std::unique_ptr<Table> table_with_parent(const Table& table, Node* parent) {
@@ -334,7 +329,7 @@ std::unique_ptr<Table> table_with_state_count(const Table& table, const Node* no
   if (!has_data(table)) return result;
   allocate_for_overwriting(*result);
   std::fill(result->data.begin(), result->data.end(), fill);
-  fill_with_standard_blocks(*result);
+  fill_with_default_blocks(*result, result->cg_data);
   const Split split = split_at(table, node);
   copy_common_states(table.data.data(), result->data.data(), split, count);
   if (table.cg_size)

@@ -26,9 +26,6 @@ std::unique_ptr<Table> table_without_parent(const Table& table, const Node* pare
 // Lets a table built aside stand for `table` under its number, owner and user data; all but the contents.
 void inherit_identity(Table& contents, const Table& table) noexcept;
 
-// Distributions that nobody has given yet are standard: mean 0, coefficients 0, variance 1.
-void fill_with_standard_blocks(Table& table) noexcept;
-
 // Gives `table` the nodes, sizes and data of a table built aside from it. The record stays where it is,
 // so that handles to it remain valid.
 void take_over(Table& table, std::unique_ptr<Table> changed) noexcept;
