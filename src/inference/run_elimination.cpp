@@ -37,6 +37,7 @@ class EliminationRun {
       if (!plan_.branches.empty()) return run_branches(plan_.branches);
     }
     ProgressMeter progress(*engine_.domain, "propagation", plan_.collects.size() + plan_.distributes.size());
+    if (engine_.domain->progress_handler) settings_.progress = &progress;
     const Lane lane = main_lane(settings_);
     for (size_t i = 0; i < plan_.collects.size() + plan_.distributes.size(); ++i) {
       if (tv_status_t status = progress.advance()) return status;

@@ -30,6 +30,7 @@ class Runner {
     engine_.factor_exponent = sweep_.first ? engine_.tree->potential_exponent : 0;
     settings_.scratch = engine_.pass_totals.data();
     settings_.scratch_size = engine_.pass_totals.size();
+    if (engine_.domain->progress_handler) settings_.progress = &progress_;
   }
 
   tv_status_t run(const Tape& tape) {

@@ -78,7 +78,8 @@ struct Step {
   double* target = nullptr;        // of the sums and maxima, which are accumulated into it
 };
 
-class Workers;  // tables/parallel.h
+class Workers;        // tables/parallel.h
+class ProgressMeter;  // network/progress.h
 
 struct ParallelSettings {
   size_t grain_size = 10000;
@@ -86,6 +87,7 @@ struct ParallelSettings {
   Workers* workers = nullptr;  // threads that wait for work; without them they are started for each pass
   double* scratch = nullptr;   // of the running thread, for totals of the parts of a pass
   size_t scratch_size = 0;
+  ProgressMeter* progress = nullptr;  // told on the calling thread during a long pass
 };
 
 // How much of it a pass over a table of so many entries asks for.

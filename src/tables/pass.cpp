@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "network/progress.h"
 #include "tables/control.h"
 #include "tables/forming.h"
 #include "tables/parallel.h"
@@ -168,7 +169,7 @@ struct BlockPlan {
 
 // Runs the steps over the blocks of a walk. Without a table every block is formed in a buffer.
 void run_blocks(const Shape& shape, float* table, const Step* steps, size_t count, const BlockPlan& plan,
-                BlockWalk& walk) noexcept {
+                BlockWalk& walk, ProgressMeter* progress) noexcept {
   const Kernels& kernels = tv::kernels();
   alignas(64) float buffer[kCapacity.block];
   do {
@@ -181,6 +182,7 @@ void run_blocks(const Shape& shape, float* table, const Step* steps, size_t coun
     else
       for (size_t s = formings.steps; s < count; ++s)
         run_rest(kernels, steps[s], shape.part, part, block, walk.offset(s));
+    if (progress) progress->look_in(count * limits.block);
   } while (walk.next());
 }
 
@@ -261,12 +263,13 @@ void run_single_block(float* table, const Step* steps, size_t count) noexcept {
   for (size_t s = formings.steps; s < count; ++s) run_block(kernels, steps[s], block, 0);
 }
 
-[[gnu::noinline]] void run_whole(const Shape& shape, float* table, const Step* steps, size_t count) noexcept {
+[[gnu::noinline]] void run_whole(const Shape& shape, float* table, const Step* steps, size_t count,
+                                 ProgressMeter* progress) noexcept {
   for (; count > 0; count -= std::min(count, kMostFormingSteps), steps += kMostFormingSteps) {
     const size_t together = std::min(count, kMostFormingSteps);
     const BlockPlan plan(shape, steps, together);
     BlockWalk walk(shape, steps, together);
-    run_blocks(shape, table, steps, together, plan, walk);
+    run_blocks(shape, table, steps, together, plan, walk, progress);
   }
 }
 
@@ -327,6 +330,8 @@ struct PassTask {
   const Split& split;
   const BlockPlan& plan;
   double* own;
+  ProgressMeter* progress;
+  pthread_t caller;  // who alone tells the host
 
   static void run(void* context, size_t begin, size_t end) {
     const PassTask& task = *static_cast<PassTask*>(context);
@@ -345,7 +350,8 @@ struct PassTask {
     }
     BlockWalk walk(shape, redirected, count);
     confine(walk, unit);
-    run_blocks(shape, table, redirected, count, plan, walk);
+    run_blocks(shape, table, redirected, count, plan, walk,
+               pthread_equal(pthread_self(), caller) ? progress : nullptr);
   }
 
   void confine(BlockWalk& walk, size_t unit) const noexcept {
@@ -424,10 +430,11 @@ void run_copy(const Shape& shape, float* table, const Step& step, const Parallel
   const size_t room = std::max(settings.scratch_size, limits.local_totals);
   const Split split = choose_split(shape, steps, count, room);
   const bool may_share = settings.concurrency_level > 1 && shape.size >= settings.grain_size;
-  if (split.units < 2 || (!may_share && split.own == 0)) return run_whole(shape, table, steps, count);
+  if (split.units < 2 || (!may_share && split.own == 0))
+    return run_whole(shape, table, steps, count, settings.progress);
   const BlockPlan plan(shape, steps, count);
   double* const own = split.units * split.own > limits.local_totals ? settings.scratch : local;
-  PassTask task = {shape, table, steps, count, split, plan, own};
+  PassTask task = {shape, table, steps, count, split, plan, own, settings.progress, pthread_self()};
   const size_t threads = number_of_threads(split.units, shape.size / split.units * count, settings);
   run_on_threads(split.units, threads, PassTask::run, &task, settings.workers);
   if (split.own) gather(steps, count, split, own);
