@@ -17,7 +17,7 @@ namespace tv {
 namespace {
 
 constexpr size_t kLargestBlank = size_t{1} << 20;    // numbers that are all the same
-constexpr size_t kLargestWritten = size_t{1} << 32;  // where they cannot be left out
+constexpr size_t kLargestWritten = size_t{1} << 32;  // where they cannot be left out, and of states
 
 constexpr std::string_view kInner = "    ";  // in front of attributes and fields
 constexpr size_t kDefaultSamples = 25;
@@ -78,6 +78,7 @@ class NetWriter {
   tv_status_t prepare() {
     for (Node& node : domain_.nodes) {
       if (!_tv_node_get_name(node)) return current_status();
+      if (node.number_of_states > kLargestWritten) return tv_status_no_memory;
       if (!own_table(node) && (node.experience_table || node.fading_table) && !_tv_node_get_table(node))
         return current_status();
       for (const Table* table : {node.experience_table.get(), node.fading_table.get()})

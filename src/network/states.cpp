@@ -17,8 +17,8 @@ namespace {
 
 constexpr double kUnsetValue = -1.0;
 
-// More states could not even have values.
-constexpr size_t kMostStates = kHugeSize / 2 / sizeof(double) - 1;
+// An entered state is kept with a sign.
+constexpr size_t kMostStates = kHugeSize / 2;
 
 bool is_interval(const Node& node) noexcept { return node.subtype == tv_subtype_interval; }
 

@@ -328,6 +328,7 @@ TEST(Values, RefuseTablesThatAreNoDistributions) {
   for (double bad : {-1.0, std::nan(""), kInfinity}) {
     DomainOwner domain = new_domain();
     tv_node_t* x = add_continuous(domain.get(), "x", 0, 1);
+    ASSERT_NE(tv_table_get_data(tv_node_get_table(x)), nullptr);
     tv_node_get_table(x)->cg_data[1] = bad;
     tv_node_touch_table(x);
     EXPECT_EQ(tv_domain_compile(domain.get()), tv_status_invalid_probability_potential);

@@ -150,7 +150,7 @@ TEST(NumberOfStates, HasABoundThatIsRefusedWithNothingChanged) {
   tv_node_t *a = add_node(domain.get(), "A", 2), *b = add_node(domain.get(), "B", 2, {a});
   tv_node_set_subtype(a, tv_subtype_interval);
   const std::string before = net_text(domain.get());
-  for (const size_t count : {kAllOnes, kAllOnes - 1, kAllOnes / 2, kAllOnes / 16}) {
+  for (const size_t count : {kAllOnes, kAllOnes - 1, kAllOnes / 2 + 1}) {
     EXPECT_EQ(tv_node_set_number_of_states(a, count), tv_status_no_memory);
     EXPECT_EQ(tv_node_set_number_of_states(b, count), tv_status_no_memory);
   }

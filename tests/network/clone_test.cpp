@@ -35,6 +35,7 @@ TEST(Clone, OfADomainEqualsIt) {
   for (tv_node_t* parent : {p, q}) tv_node_add_parent(x, parent);
   for (tv_node_t* parent : {c1, q}) tv_node_add_parent(c2, parent);
   set_table(x, {0.1f, 0.9f, 0.2f, 0.8f, 0.3f, 0.7f, 0.4f, 0.6f, 0.5f, 0.5f, 0.6f, 0.4f});
+  ASSERT_NE(tv_table_get_data(tv_node_get_table(c2)), nullptr);
   tv_node_get_table(c2)->cg_data[3] = 2.5;
   tv_node_get_experience_table(x);
   tv_node_get_fading_table(x);

@@ -49,6 +49,7 @@ TEST(Links, ParentsAndTablesKeepTheirOrder) {
   tv_node_t* c2 = world.continuous();
   tv_node_t* child = world.continuous();
   tv_table_t* table = tv_node_get_table(child);
+  ASSERT_NE(tv_table_get_data(table), nullptr);
   for (tv_node_t* parent : {p1, c1, p2, c2}) EXPECT_EQ(tv_node_add_parent(child, parent), tv_status_none);
   EXPECT_EQ(listed(tv_node_get_parents(child)), (Nodes{p2, p1, c1, c2}));
   EXPECT_EQ(listed(tv_node_get_children(c1)), (Nodes{child}));
@@ -75,6 +76,7 @@ TEST(Links, ParentsAndTablesKeepTheirOrder) {
   tv_node_t* later = world.continuous();  // a table made on demand has the same form
   for (tv_node_t* parent : {p1, c1, p2, c2}) tv_node_add_parent(later, parent);
   table = tv_node_get_table(later);
+  ASSERT_NE(tv_table_get_data(table), nullptr);
   EXPECT_EQ(listed(tv_table_get_nodes(table)), (Nodes{p2, p1, later, c1, c2}));
   EXPECT_EQ(table->tail_marks, (std::vector<unsigned char>{0, 1, 1}));
   EXPECT_EQ(table->cg_data[9 + tv::cg_covariance_index(0, 0)], 1.0);

@@ -129,11 +129,14 @@ TEST(States, SizesThatDoNotFitAreRefusedOrReported) {
   EXPECT_EQ(tv_error_code(), tv_status_size_too_large);
   EXPECT_EQ(tv_table_get_data(table), nullptr);
   EXPECT_EQ(tv_error_code(), tv_status_no_memory);
-  EXPECT_EQ(tv_node_set_number_of_states(parent, 2), tv_status_no_memory);  // still too many numbers
-  EXPECT_EQ(tv_node_set_number_of_states(wide, 2), tv_status_no_memory);
   EXPECT_EQ(tv_node_get_state_index_from_label(wide, "x"), -1);  // at once: there is nothing to search
   tv_node_t* twin = world.chance(many);
   EXPECT_EQ(tv_node_switch_parent(wide, parent, twin), tv_status_none);
+  EXPECT_EQ(tv_node_set_number_of_states(twin, 2), tv_status_none);
+  EXPECT_EQ(tv_table_get_size(table), 2 * many);
+  EXPECT_EQ(tv_table_get_data(table), nullptr);  // still too many numbers
+  EXPECT_EQ(tv_node_set_number_of_states(wide, 2), tv_status_none);
+  EXPECT_EQ(table_of(wide), (std::vector<float>{0.5f, 0.5f, 0.5f, 0.5f}));
   tv_node_delete(parent);
   tv_node_delete(twin);
   EXPECT_CODE(tv_status_none, tv_node_get_name(wide));

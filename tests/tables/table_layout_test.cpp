@@ -146,6 +146,7 @@ TEST(TableLayout, NewStatesAreFilledAndTheOthersKept) {
     Node* node = table->nodes[world.below(table->discrete_count)];
     const size_t old_count = node->number_of_states;
     const size_t new_count = 1 + world.below(6);
+    table->kind = tv::TableKind::node;
     auto changed = tv::table_with_state_count(*table, node, new_count, 0.25f);
     EXPECT_EQ(changed->size, table->size / old_count * new_count);
     ASSERT_EQ(changed->data.size(), changed->size);
