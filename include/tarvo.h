@@ -51,7 +51,8 @@
  *     one part in a million (below 1e-23, to 1e-29), and only impossible evidence is refused. Natural
  *     logarithms everywhere. The results are the same bits for every number of threads.
  * 11. Threads. Different domains may be used by different threads at the same time; one domain must never
- *     be used by two threads at once, not even for reading. Nothing is shared between domains, the locale
+ *     be used by two threads at once, not even for reading; a table that it
+ *     has given you belongs to it in this. Nothing is shared between domains, the locale
  *     included: parsing and writing select the "C" locale for the calling thread (uselocale) and put back
  *     what it used before they return. Your handlers run under it; other threads and the locale of the
  *     process (setlocale) do not notice. Numbers always use a decimal point.
@@ -1027,7 +1028,15 @@ TV_API tv_status_t tv_node_touch_table(tv_node_t* node);
  * @{
  */
 
-/** The nodes of a table: discrete ones in index order, then continuous ones. Owned by the table. */
+/**
+ * The nodes of a table: discrete ones in index order, then continuous ones. Owned by the table.
+ *
+ * A table that is yours (tv_domain_get_marginal, tv_node_get_distribution) keeps its numbers and the sizes that
+ * its nodes had, whatever becomes of them. Once one of them, or their domain, has been deleted, it has no
+ * list of nodes and cannot be reordered any more.
+ *
+ * Fails, returning NULL: usage - a node of the table has been deleted.
+ */
 TV_API tv_node_t** tv_table_get_nodes(const tv_table_t* table);
 
 /**
@@ -1109,8 +1118,8 @@ TV_API tv_status_t tv_table_get_configuration_from_index(const tv_table_t* table
  * become invalid. The present order does nothing.
  *
  * Fails: usage - `order` does not hold exactly the nodes of the table, a continuous node stands before a
- * discrete one, a discrete node would not be the last discrete node of its own table, or the table belongs
- * to a clique.
+ * discrete one, a discrete node would not be the last discrete node of its own table, the table belongs to a
+ * clique, or one of its nodes has been deleted.
  */
 TV_API tv_status_t tv_table_reorder_nodes(tv_table_t* table, tv_node_t** order);
 
@@ -2055,7 +2064,7 @@ TV_API double tv_node_get_variance(const tv_node_t* node);
  * The exact distribution of a continuous node given the evidence: a mixture of normal distributions over the
  * configurations of those discrete nodes that it depends on here. The result is a table over these nodes and the
  * node; its data are the weights, and tv_table_get_mean and tv_table_get_variance tell the components. It is
- * yours: release it with tv_table_delete, before the domain.
+ * yours: release it with tv_table_delete.
  *
  * Fails, returning NULL: usage - not continuous; not_compiled; no_equilibrium; overflow - a mean or variance
  * is no finite number; no_memory.
@@ -2078,7 +2087,7 @@ TV_API double tv_node_get_quantile(tv_node_t* node, double probability);
  * The result is a table over the nodes in the given order, discrete ones first (convention 9), summing to one.
  * Continuous nodes have, for each configuration of the discrete ones, their exact means and covariances given
  * that configuration (their joint distribution need not be normal: it may be a mixture over other nodes). It is yours:
- * release it with tv_table_delete, before the domain. After max propagation its entries relate to the best
+ * release it with tv_table_delete. After max propagation its entries relate to the best
  * one, which is 1; in fast-retraction mode the evidence on these nodes is left out. The present beliefs are
  * not disturbed. Time and memory grow with the table, and with what lies between the nodes in the tree.
  *

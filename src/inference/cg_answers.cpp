@@ -11,6 +11,7 @@
 #include "inference/marginal.h"
 #include "inference/materialize.h"
 #include "inference/queries.h"
+#include "tables/host_table.h"
 #include "tables/mixture.h"
 #include "tables/table_operations.h"
 
@@ -248,7 +249,9 @@ std::unique_ptr<Table> cg_distribution(const Node& node) {
 tv_table_t* tv_node_get_distribution(tv_node_t* node) {
   return tv::guarded<tv_table_t*>(nullptr, [&]() -> tv_table_t* {
     const tv::Node* source = tv::node_with_results(node, tv::is_continuous_node(node));
-    return source ? tv::cg_distribution(*source).release() : nullptr;
+    if (!source) return nullptr;
+    std::unique_ptr<tv::Table> distribution = tv::cg_distribution(*source);
+    return distribution ? tv::hand_over(std::move(distribution)) : nullptr;
   });
 }
 

@@ -12,6 +12,7 @@
 #include "inference/factor.h"
 #include "inference/form_tables.h"
 #include "inference/schedule.h"
+#include "tables/host_table.h"
 #include "tables/number_bounds.h"
 #include "tables/table_operations.h"
 
@@ -234,6 +235,7 @@ tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes) {
         return nullptr;
       list.push_back(*node);
     }
-    return tv::_tv_domain_marginal(*domain, list).release();
+    std::unique_ptr<tv::Table> marginal = tv::_tv_domain_marginal(*domain, list);
+    return marginal ? tv::hand_over(std::move(marginal)) : nullptr;
   });
 }

@@ -7,9 +7,10 @@
 #include "api/boundary.h"
 #include "network/name_table.h"
 #include "network/node_operations.h"
+#include "tables/host_table.h"
 
 tv_domain_s::tv_domain_s() : limid(nullptr, nullptr), forest(nullptr, nullptr) {}
-tv_domain_s::~tv_domain_s() = default;
+tv_domain_s::~tv_domain_s() { tv::forget_domain(*this); }
 
 namespace tv {
 namespace {

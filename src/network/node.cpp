@@ -10,6 +10,7 @@
 #include "network/node_operations.h"
 #include "network/node_tables.h"
 #include "network/refusals.h"
+#include "tables/host_table.h"
 
 namespace tv {
 namespace {
@@ -138,6 +139,7 @@ tv_status_t delete_node(Node& node) {
   disconnect_from_parents(node);
   disconnect_from_children(node);
   domain.required_instantiations.erase(&node);
+  forget_node(node);
   for (Node& other : domain.nodes) {
     if (other.number > node.number) --other.number;
     if (other.linked_node == &node) other.linked_node = nullptr;

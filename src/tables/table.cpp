@@ -10,6 +10,7 @@
 #include "network/domain.h"
 #include "network/node.h"
 #include "network/node_operations.h"
+#include "tables/host_table.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -54,8 +55,7 @@ void update_table_sizes(Table& table) noexcept {
   table.size = 1;
   for (const Node* node : table.nodes) {
     if (!is_discrete(*node)) continue;
-    ++table.discrete_count;
-    table.size = size_multiply(table.size, node->number_of_states);
+    table.size = size_multiply(table.size, state_count(table, table.discrete_count++));
   }
   table.continuous_count = table.nodes.size() - table.discrete_count;
   table.cg_size = cg_size_for(table.continuous_count);
@@ -101,6 +101,7 @@ tv_status_t bring_data_up_to_date(Table& table) {
 
 // The position of a node among the continuous nodes of the table; continuous_count when it is none of them.
 size_t continuous_position(const Table& table, const Node* node) noexcept {
+  if (!node) return table.continuous_count;  // in the list it stands for every node that is gone
   const size_t position = table.nodes.position(node);
   return position < table.discrete_count ? table.continuous_count : position - table.discrete_count;
 }
@@ -159,7 +160,7 @@ tv_status_t reorder_nodes(Table& table, Node* const* order) {
 }  // namespace tv
 
 tv_node_t** tv_table_get_nodes(const tv_table_t* table) {
-  return tv::check(table) ? table->nodes.terminated() : nullptr;
+  return tv::check(table && !tv::has_lost_nodes(*table)) ? table->nodes.terminated() : nullptr;
 }
 
 tv_number_t* tv_table_get_data(tv_table_t* table) {
@@ -201,7 +202,7 @@ size_t tv_table_get_index_from_configuration(const tv_table_t* table, const size
   if (!tv::check(table && (states || table->discrete_count == 0))) return tv::kNone;
   size_t index = 0;
   for (size_t i = 0; i < table->discrete_count; ++i) {
-    const size_t count = table->nodes[i]->number_of_states;
+    const size_t count = tv::state_count(*table, i);
     if (!tv::check(states[i] < count)) return tv::kNone;
     index = index * count + states[i];
   }
@@ -212,8 +213,8 @@ tv_status_t tv_table_get_configuration_from_index(const tv_table_t* table, size_
   if (!tv::check(table && (states || table->discrete_count == 0) && index < table->size))
     return tv_status_usage;
   for (size_t i = table->discrete_count; i-- > 0;) {
-    states[i] = index % table->nodes[i]->number_of_states;
-    index /= table->nodes[i]->number_of_states;
+    states[i] = index % tv::state_count(*table, i);
+    index /= tv::state_count(*table, i);
   }
   return tv_status_none;
 }
@@ -230,7 +231,7 @@ tv_status_t tv_table_reorder_nodes(tv_table_t* table, tv_node_t** order) {
 tv_status_t tv_table_delete(tv_table_t* table) {
   if (!tv::check(table)) return tv_status_usage;
   if (table->number == 0) {
-    delete table;
+    tv::delete_host_table(table);
   } else if (table->kind == tv::TableKind::experience) {
     table->owner->experience_table.reset();
   } else if (table->kind == tv::TableKind::fading) {

@@ -43,6 +43,10 @@ struct tv_table_s {
   size_t layout = 0;                      // grows whenever nodes, sizes or their order change: plans made for
                                           // an older layout are stale
   void* user_data = nullptr;
+  // Of a table that belongs to the host (host_table.h): how many states each discrete node had when it was
+  // made, and its place among those of its domain, which becomes null with the domain.
+  std::vector<size_t> own_state_counts;
+  size_t host_place = 0;
   // For a clique's table: brings `data` up to date before the host reads it (the library itself works
   // on tables restricted to what evidence allows). Null elsewhere.
   tv_status_t (*materialize)(tv::Table& table) = nullptr;

@@ -82,7 +82,7 @@ Split split_at(const Table& table, const Node* node) noexcept {
   Split split{1, 1, 1};
   bool is_behind = false;
   for (size_t i = 0; i < table.discrete_count; ++i) {
-    const size_t count = table.nodes[i]->number_of_states;
+    const size_t count = state_count(table, i);
     if (table.nodes[i] == node) {
       split.count = count;
       is_behind = true;
@@ -290,6 +290,9 @@ void take_over(Table& table, std::unique_ptr<Table> changed) noexcept { table = 
 
 tv_status_t permute_table(Table& table, const NodeList& order) {
   NodeList new_order = order;
+  std::vector<size_t> own_state_counts = table.own_state_counts;
+  for (size_t i = 0; i < own_state_counts.size(); ++i)
+    own_state_counts[i] = table.own_state_counts[table.nodes.position(order[i])];
   const std::vector<size_t> positions = old_continuous_positions(table, order);
   std::vector<unsigned char> tail_marks;
   for (size_t position : positions) tail_marks.push_back(table.tail_marks[position]);
@@ -303,6 +306,7 @@ tv_status_t permute_table(Table& table, const NodeList& order) {
   }
   table.nodes = std::move(new_order);
   table.tail_marks = std::move(tail_marks);
+  table.own_state_counts = std::move(own_state_counts);
   update_table_sizes(table);
   return tv_status_none;
 }
