@@ -269,6 +269,7 @@ tv_status_t ExtendedPropagation::store_belief(const Node& node, WideArray& total
   for (size_t i = 0; i < totals.size(); ++i)
     if (const WideNumber number = entry(totals, i); number.mantissa > 0.0)
       top = std::max(top, number.exponent);
+  if (top == INT64_MIN) top = 0;  // nothing is left
   double whole = 0.0;
   for (size_t i = 0; i < totals.size(); ++i) {
     WideNumber number = entry(totals, i);
