@@ -142,6 +142,13 @@ TEST_F(Program, ImpossibleEvidenceNamesASmallestGroup) {
   EXPECT_EQ(group, "5\n");
 }
 
+// The sanitizers reserve more addresses than any machine has memory.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+const std::string kFewAddresses;
+#else
+const std::string kFewAddresses = "ulimit -v 400000; ";
+#endif
+
 TEST_F(Program, LargeTablesAreRefusedByEveryCommandBeforeTheyAreMade) {
   std::string text = "net {}\n", last = "last |";
   for (int i = 0; i < 26; ++i) {
@@ -156,14 +163,14 @@ TEST_F(Program, LargeTablesAreRefusedByEveryCommandBeforeTheyAreMade) {
     std::string arguments = command;
     arguments.replace(arguments.find("F"), 1, file);
     const Outcome outcome =
-        shell("ulimit -v 400000; '" TARVO_PROGRAM "' " + arguments + " --memory-limit 100M");
+        shell(kFewAddresses + ("'" TARVO_PROGRAM "' " + arguments + " --memory-limit 100M"));
     EXPECT_EQ(outcome.exit_code, 1) << command << outcome.output;
     EXPECT_TRUE(
         contains(outcome.errors + outcome.output, "the table of \"last\" has 134217728 numbers, which take "))
         << command << outcome.errors;
     EXPECT_TRUE(contains(outcome.errors + outcome.output, "the limit is 100.0 MiB")) << outcome.errors;
   }
-  EXPECT_EQ(shell("ulimit -v 400000; '" TARVO_PROGRAM "' info " + file).exit_code, 0);
+  EXPECT_EQ(shell(kFewAddresses + ("'" TARVO_PROGRAM "' info " + file)).exit_code, 0);
 }
 
 // Triangulating it takes a minute.
