@@ -243,14 +243,14 @@ void PassWriter::multiply(uint32_t f) {
       {steps_.empty() ? Operation::assign : Operation::multiply, factor.control, factor.numbers});
 }
 
-void PassWriter::sum(std::span<const uint32_t> ranks, double* target) {
+void PassWriter::marginalize(std::span<const uint32_t> ranks, double* target) {
   axes_.clear();
   size_t stride = 1;
   for (size_t i = ranks.size(); i-- > 0;) {
     axes_.push_back({ranks[i], stride});
     stride *= graph_.nodes[ranks[i]]->number_of_states;
   }
-  steps_.push_back({Operation::sum, control(axes_), nullptr, target});
+  steps_.push_back({plan_.marginal, control(axes_), nullptr, target});
 }
 
 EliminationPlan::Pass PassWriter::close() {

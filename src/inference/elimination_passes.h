@@ -100,8 +100,8 @@ class PassWriter {
 
   // The first one is assigned, the others multiply.
   void multiply(uint32_t f);
-  // The marginal over some of the ranks is added to `target`, the last one fastest.
-  void sum(std::span<const uint32_t> ranks, double* target);
+  // The marginal over some of the ranks goes into `target`, the last one fastest.
+  void marginalize(std::span<const uint32_t> ranks, double* target);
   // Where a factor over some of the ranks lies.
   const Control* control_of(uint32_t f) { return control(factors_.axes(factors_[f])); }
 

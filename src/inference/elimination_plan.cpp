@@ -85,18 +85,19 @@ bool EliminationPlan::holds() const noexcept {
 
 bool may_eliminate(const Sweep& sweep) noexcept {
   const JunctionTree& tree = *sweep.engine.tree;
-  return sweep.equilibrium == tv_equilibrium_sum && sweep.mode == tv_evidence_normal &&
-         !tree.has_continuous && !tree.has_chain_components && !sweep.engine.utilities &&
+  return sweep.mode == tv_evidence_normal && !tree.has_continuous && !tree.has_chain_components && !sweep.engine.utilities &&
          tree.domain->counters.decision == 0 && tree.approximation_constant == 1.0;
 }
 
-std::unique_ptr<EliminationPlan> plan_any_elimination(TreeEngine& engine) {
-  if (has_finding_on_one_state(*engine.tree)) return nullptr;
-  const EliminationTree graph = best_elimination(*engine.tree, restricted_entries(*engine.tree));
-  return graph.cliques.empty() ? nullptr : write_plan(engine, graph, false);
+std::unique_ptr<EliminationPlan> plan_any_elimination(const Sweep& sweep) {
+  const JunctionTree& tree = *sweep.engine.tree;
+  if (has_finding_on_one_state(tree)) return nullptr;
+  const EliminationTree graph = best_elimination(tree, restricted_entries(tree));
+  return graph.cliques.empty() ? nullptr : write_plan(sweep, graph, false);
 }
 
-std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
+std::unique_ptr<EliminationPlan> plan_elimination(const Sweep& sweep) {
+  TreeEngine& engine = sweep.engine;
   const JunctionTree& tree = *engine.tree;
   const double nodes = static_cast<double>(tree.nodes.size());
   const double least = static_cast<double>(limits.entries_for_plan);
@@ -107,7 +108,7 @@ std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine) {
   const EliminationTree graph = is_large ? best_elimination(tree, entries) : EliminationTree{};
   const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
   if (!graph.cliques.empty() && (least == 0.0 || saved >= (comes_again ? kSaved : kSavedAtOnce)))
-    return write_plan(engine, graph, true);
+    return write_plan(sweep, graph, true);
   if (comes_again)
     engine.kept_tapes->want_tables();  // nor will it be better the next time
   else if (is_large)

@@ -3,7 +3,7 @@
 // and distributed to the cliques, whose products of factors are formed block by block and forgotten.
 //
 // A factor that only distributes a node which nobody else mentions sums to one and is left out while
-// collecting, so that nodes without evidence below them cost one pass. Plans depend on which nodes are
+// collecting sums, so that nodes without evidence below them cost one pass. Plans depend on which nodes are
 // observed, not on their states, and are kept (tape_cache.h). They use the memory of the tables, which have
 // no numbers then.
 #pragma once
@@ -117,6 +117,7 @@ struct EliminationPlan {
     double* totals = nullptr;
   };
 
+  Operation marginal = Operation::sum;  // or max: how variables are eliminated
   std::vector<Potential> potentials;
   std::vector<Use> uses;
   std::vector<Product> products;
@@ -150,13 +151,13 @@ bool may_eliminate(const Sweep& sweep) noexcept;
 // The plan over these cliques of the open nodes; null where the tables' memory does not suffice for it, or a
 // pass would need too many steps. With `joins_factors`, small factors are multiplied beforehand, in single
 // precision.
-std::unique_ptr<EliminationPlan> write_plan(TreeEngine& engine, const EliminationTree& graph,
+std::unique_ptr<EliminationPlan> write_plan(const Sweep& sweep, const EliminationTree& graph,
                                             bool joins_factors);
 
 // The plan for the evidence that the tree has taken in; null where the tape is as good. The second form makes
 // one whatever it costs, if there can be one, in which all products can be formed in doubles.
-std::unique_ptr<EliminationPlan> plan_elimination(TreeEngine& engine);
-std::unique_ptr<EliminationPlan> plan_any_elimination(TreeEngine& engine);
+std::unique_ptr<EliminationPlan> plan_elimination(const Sweep& sweep);
+std::unique_ptr<EliminationPlan> plan_any_elimination(const Sweep& sweep);
 
 // Stores the beliefs and the constants. Where single precision does not suffice for the products of a clique,
 // doubles serve. `kOutOfRange` where they do not suffice, either; `no_value` where the evidence is

@@ -23,6 +23,7 @@ class StateOfTree {
  public:
   explicit StateOfTree(JunctionTree& tree) noexcept
       : tree_(tree),
+        equilibrium_(tree.equilibrium),
         constant_(tree.constant),
         log_constant_(tree.log_constant),
         step_constant_(tree.step_constant),
@@ -30,7 +31,7 @@ class StateOfTree {
     tree.equilibrium = tv_equilibrium_none;  // nothing to divide by, and no conflict is measured
   }
   ~StateOfTree() {
-    tree_.equilibrium = tv_equilibrium_sum;
+    tree_.equilibrium = equilibrium_;
     tree_.constant = constant_;
     tree_.log_constant = log_constant_;
     tree_.step_constant = step_constant_;
@@ -41,11 +42,12 @@ class StateOfTree {
 
  private:
   JunctionTree& tree_;
+  tv_equilibrium_t equilibrium_;
   double constant_, log_constant_, step_constant_, step_log_constant_;
 };
 
 // Again from the start, should an earlier attempt have failed halfway.
-tv_status_t propagate_without_beliefs(TreeEngine& engine) {
+tv_status_t propagate_without_beliefs(TreeEngine& engine, tv_equilibrium_t equilibrium) {
   KeptTables kept = std::move(engine.kept_potentials);
   forget_tables(engine);
   engine.kept_potentials = std::move(kept);
@@ -54,17 +56,17 @@ tv_status_t propagate_without_beliefs(TreeEngine& engine) {
   enter_findings_again(engine);
   fix_states(engine);
   want_no_beliefs(engine);
-  const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal, true};
+  const Sweep sweep = {engine, equilibrium, tv_evidence_normal, true};
   return _tv_jt_global_propagate(sweep, _tv_identify_subtree(engine, kNone));
 }
 
-tv_status_t form_from_former_numbers(JunctionTree& tree) {
+tv_status_t form_from_former_numbers(JunctionTree& tree, tv_equilibrium_t equilibrium) {
   TreeEngine& engine = engine_of(tree);
   const FormerNumbers numbers(engine.kept_potentials,
                               [&](size_t position) { return tree.nodes[position]->table.get(); });
   const FloatEnvironment environment;
-  tv_status_t status = engine.is_extended ? kOutOfRange : propagate_without_beliefs(engine);
-  if (status == kOutOfRange) status = form_extended_tables(tree, tv_equilibrium_sum, tv_evidence_normal);
+  tv_status_t status = engine.is_extended ? kOutOfRange : propagate_without_beliefs(engine, equilibrium);
+  if (status == kOutOfRange) status = form_extended_tables(tree, equilibrium, tv_evidence_normal);
   if (status == tv_status_none && range_flags()) engine.lost_share = lost_share_of(engine);
   return status;
 }
@@ -100,8 +102,9 @@ tv_status_t form_tables(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
   if (!engine.has_beliefs_only) return tv_status_none;
   if (engine.kept_potentials.are_lost) return tv_status_no_equilibrium;
+  const tv_equilibrium_t equilibrium = tree.equilibrium;
   const StateOfTree state(tree);
-  if (tv_status_t status = form_from_former_numbers(tree)) return status;
+  if (tv_status_t status = form_from_former_numbers(tree, equilibrium)) return status;
   engine.has_beliefs_only = false;
   engine.kept_potentials.clear();
   engine.kept_tapes->want_tables();

@@ -13,11 +13,11 @@ constexpr size_t kSmallShare = 8;  // what is so many times smaller than a cliqu
 
 class Planner {
  public:
-  Planner(TreeEngine& engine, const EliminationTree& graph, bool joins_factors)
-      : engine_(engine),
+  Planner(const Sweep& sweep, const EliminationTree& graph, bool joins_factors)
+      : engine_(sweep.engine),
         graph_(graph),
         plan_(std::make_unique<EliminationPlan>()),
-        factors_(engine, graph, *plan_),
+        factors_(engine_, graph, *plan_),
         pass_(graph, factors_, *plan_),
         groups_(graph, factors_, pass_, *plan_),
         joins_factors_(joins_factors),
@@ -29,7 +29,9 @@ class Planner {
         shapes_(graph.cliques.size()),
         mentions_(graph.nodes.size(), 0),
         marks_(graph.nodes.size(), 0),
-        ordered_(graph.members.size(), 0) {}
+        ordered_(graph.members.size(), 0) {
+    if (sweep.equilibrium == tv_equilibrium_max) plan_->marginal = Operation::max;
+  }
 
   // Null where the tables' memory does not suffice, or a pass would need too many steps.
   std::unique_ptr<EliminationPlan> plan() {
@@ -210,10 +212,12 @@ class Planner {
     for (const Axis& axis : factors_.axes(factor)) mentions_[axis.rank] += by;
   }
 
-  // Leaves out distributions of nodes that are summed out here and that nothing else speaks of.
+  // Leaves out distributions of nodes that are summed out here and that nothing else speaks of. The largest
+  // entries of a distribution say something, whatever else does.
   void choose_told_factors(uint32_t clique) {
     choose_factors(clique);
     for (const uint32_t f : chosen_) count_mentions(factors_[f], 1);
+    if (plan_->marginal == Operation::max) return;
     const auto says_nothing = [&](uint32_t f) {
       const uint32_t child = factors_[f].child;
       if (child == kNothing || graph_.home_of[child] != clique || mentions_[child] != 1) return false;
@@ -279,7 +283,7 @@ class Planner {
     pass_.start(told_);
     if (told_.size() == order_.size()) shapes_[c] = pass_.shape();
     multiply_chosen();
-    pass_.sum(left_, plan_->totals.data());
+    pass_.marginalize(left_, plan_->totals.data());
     collect.pass = pass_.close();
     if (heard_[c] != kNothing) write_message(collect);
     plan_->collects.push_back(collect);
@@ -385,7 +389,7 @@ class Planner {
       if (sources_[m] != source) continue;
       const uint32_t rank = graph_.begin(clique)[m];
       double* sums = plan_->sums.data() + used;
-      pass_.sum({&rank, 1}, sums);
+      pass_.marginalize({&rank, 1}, sums);
       plan_->beliefs.push_back({graph_.nodes[rank], sums});
       used += states(rank);
       ++count;
@@ -407,7 +411,7 @@ class Planner {
       child.totals = pass.clear_totals;
       pass.clear_totals += child.size;
       list_shared(child.clique, order_, ranks_);
-      pass_.sum(ranks_, plan_->totals.data() + child.totals);
+      pass_.marginalize(ranks_, plan_->totals.data() + child.totals);
     }
     pass.pass = pass_.close();
     for (size_t i = first; i < next; ++i) add_reply(c, static_cast<uint32_t>(i));
@@ -482,9 +486,9 @@ class Planner {
 
 }  // namespace
 
-std::unique_ptr<EliminationPlan> write_plan(TreeEngine& engine, const EliminationTree& graph,
+std::unique_ptr<EliminationPlan> write_plan(const Sweep& sweep, const EliminationTree& graph,
                                             bool joins_factors) {
-  return Planner(engine, graph, joins_factors).plan();
+  return Planner(sweep, graph, joins_factors).plan();
 }
 
 }  // namespace tv

@@ -153,7 +153,7 @@ tv_status_t propagate_by_elimination(const Sweep& sweep, EliminationPlan* kept) 
   TapeCache& cache = *engine.kept_tapes;
   if (!may_eliminate(sweep)) return tv_status_no_value;
   std::unique_ptr<EliminationPlan> fresh;
-  if (!kept && !succeeds_with_memory([&] { fresh = plan_elimination(engine); })) return tv_status_no_value;
+  if (!kept && !succeeds_with_memory([&] { fresh = plan_elimination(sweep); })) return tv_status_no_value;
   EliminationPlan* plan = kept ? kept : fresh.get();
   if (!plan) return tv_status_no_value;
   tv_status_t status = tv_status_none;

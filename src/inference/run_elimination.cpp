@@ -389,7 +389,8 @@ class EliminationRun {
       const size_t states = belief.node->number_of_states;
       const double* const sums = sums_of(lane, belief);
       double whole = 0.0;
-      for (size_t i = 0; i < states; ++i) whole += sums[i];
+      for (size_t i = 0; i < states; ++i)
+        whole = plan_.marginal == Operation::sum ? whole + sums[i] : std::max(whole, sums[i]);
       if (!(whole >= kSmallestNormalFloat && whole < kLargestFloat)) return false;
       for (size_t i = 0; i < states; ++i)
         compiled(*belief.node).belief[i] = static_cast<tv_number_t>(sums[i] / whole);

@@ -118,7 +118,7 @@ bool eliminates(const Sweep& sweep) {
   TreeEngine& engine = sweep.engine;
   if (!may_eliminate(sweep)) return false;
   forget_tables(engine);
-  const std::unique_ptr<EliminationPlan> plan = plan_any_elimination(engine);
+  const std::unique_ptr<EliminationPlan> plan = plan_any_elimination(sweep);
   engine.tree->constant = 1.0;
   engine.tree->log_constant = 0.0;
   return plan && run_elimination(engine, *plan) == tv_status_none;
@@ -139,7 +139,7 @@ tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equili
   mark_newly_fixed(engine);
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   WideNumber mass;
-  const bool waits = !engine.cg && equilibrium == tv_equilibrium_sum && mode == tv_evidence_normal;
+  const bool waits = !engine.cg && mode == tv_evidence_normal;
   if (waits && eliminates({engine, equilibrium, mode, true})) {
     mass = mass_of_elimination(tree);
   } else {
