@@ -1,6 +1,7 @@
 #include "inference/elimination_passes.h"
 
 #include <cstring>
+#include <iterator>
 
 namespace tv {
 namespace {
@@ -115,6 +116,12 @@ uint32_t EliminationFactors::add_dense(std::span<const uint32_t> ranks, const fl
             [](const Axis& a, const Axis& b) { return a.rank < b.rank; });
   factors_.push_back(factor);
   return static_cast<uint32_t>(factors_.size() - 1);
+}
+
+void EliminationFactors::add_parts(uint32_t f, std::span<const uint32_t> parts) {
+  factors_[f].first_part = static_cast<uint32_t>(parts_.size());
+  factors_[f].part_count = static_cast<uint32_t>(parts.size());
+  parts_.insert(parts_.end(), parts.begin(), parts.end());
 }
 
 void EliminationFactors::lay_out(uint32_t f, std::span<const uint32_t> ranks, const float* numbers) noexcept {
@@ -253,17 +260,39 @@ void PassWriter::marginalize(std::span<const uint32_t> ranks, double* target) {
   steps_.push_back({plan_.marginal, control(axes_), nullptr, target});
 }
 
-EliminationPlan::Pass PassWriter::close() {
+EliminationPlan::Pass PassWriter::close(std::span<const uint32_t> factors) {
   const size_t first = shape_.dimensions ? shape_.counts[0] : 1;
   const bool is_one_block = shape_.outer == 0 && shape_.part == first;
   if (!is_one_block && steps_.size() > kMostFormingSteps) fits_ = false;
+  plan_.work = size_add(plan_.work, size_multiply(shape_.size, steps_.size()));
+  const std::span<Step> steps = take_steps();
+  return {shape_, steps.data(), steps.size(), exact_pass(factors, steps)};
+}
+
+std::span<Step> PassWriter::take_steps() {
   const std::span<Step> steps = plan_.memory.keep(steps_);
   for (const Use& use : uses_) plan_.uses.push_back({&steps[use.step], use.potential});
   plan_.most_steps = std::max(plan_.most_steps, steps_.size());
-  plan_.work = size_add(plan_.work, size_multiply(shape_.size, steps_.size()));
   steps_.clear();
   uses_.clear();
-  return {shape_, steps.data(), steps.size()};
+  return steps;
+}
+
+void PassWriter::multiply_parts(uint32_t f) {
+  if (factors_[f].part_count == 0) return multiply(f);
+  for (const uint32_t part : factors_.parts(factors_[f])) multiply_parts(part);
+}
+
+const EliminationPlan::Pass* PassWriter::exact_pass(std::span<const uint32_t> factors,
+                                                    std::span<const Step> steps) {
+  if (std::none_of(factors.begin(), factors.end(), [&](uint32_t f) { return factors_[f].part_count > 0; }))
+    return nullptr;
+  for (const uint32_t f : factors) multiply_parts(f);
+  std::copy_if(steps.begin(), steps.end(), std::back_inserter(steps_),
+               [](const Step& step) { return step.target != nullptr; });
+  auto* pass = plan_.memory.take<EliminationPlan::Pass>(1);
+  const std::span<Step> exact = take_steps();
+  return &(*pass = {shape_, exact.data(), exact.size()});
 }
 
 }  // namespace tv

@@ -24,9 +24,10 @@ struct EliminationFactor {
   uint32_t child = EliminationTree::kNoClique;      // rank of the node of which it is the distribution
   uint32_t next = EliminationTree::kNoClique;       // of the same clique
   size_t size = 1;
-  bool is_told = true;               // takes part in collecting
-  const Control* control = nullptr;  // of the last pass that took it in,
-  const size_t* counts = nullptr;    // over this shape
+  uint32_t first_part = 0, part_count = 0;  // of a product: where its factors are listed
+  bool is_told = true;                      // takes part in collecting
+  const Control* control = nullptr;         // of the last pass that took it in,
+  const size_t* counts = nullptr;           // over this shape
 };
 
 // All factors of a plan, by the cliques where their first variables are eliminated.
@@ -47,6 +48,12 @@ class EliminationFactors {
 
   // A factor over some ranks, the last one fastest.
   uint32_t add_dense(std::span<const uint32_t> ranks, const float* numbers);
+
+  // Says of which factors it is the product.
+  void add_parts(uint32_t f, std::span<const uint32_t> parts);
+  std::span<const uint32_t> parts(const EliminationFactor& factor) const noexcept {
+    return {parts_.data() + factor.first_part, factor.part_count};
+  }
 
   // Gives such a factor its numbers and another order of the same ranks.
   void lay_out(uint32_t f, std::span<const uint32_t> ranks, const float* numbers) noexcept;
@@ -80,6 +87,7 @@ class EliminationFactors {
   std::vector<uint32_t> rank_of_;  // by node number
   std::vector<EliminationFactor> factors_;
   std::vector<Axis> axes_;
+  std::vector<uint32_t> parts_;  // of products
   std::vector<uint32_t> first_;  // by clique
   std::vector<EliminationPlan::Potential::Fixed> fixed_;
   size_t used_ = 0, reserved_ = 0;
@@ -109,7 +117,8 @@ class PassWriter {
   void remember() { remembered_ = steps_, remembered_uses_ = uses_; }
   void repeat() { steps_ = remembered_, uses_ = remembered_uses_; }
 
-  EliminationPlan::Pass close();
+  // Ends the pass. `factors` are those that it multiplies: where some are products, there is an exact pass.
+  EliminationPlan::Pass close(std::span<const uint32_t> factors);
   bool fits() const noexcept { return fits_; }
 
  private:
@@ -121,6 +130,9 @@ class PassWriter {
     size_t outer = 0;  // dimensions whose steps it has
   };
 
+  void multiply_parts(uint32_t f);
+  std::span<Step> take_steps();
+  const EliminationPlan::Pass* exact_pass(std::span<const uint32_t> factors, std::span<const Step> steps);
   const Control* control(std::span<const Axis> axes);
   const Control* kept(const Control& control, size_t outer);
   static size_t hash(const Control& control) noexcept;

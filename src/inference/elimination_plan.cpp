@@ -73,7 +73,7 @@ size_t EliminationPlan::bytes() const noexcept {
   return memory.bytes() + potentials.capacity() * sizeof(Potential) + uses.capacity() * sizeof(Use) +
          products.capacity() * sizeof(Product) + collects.capacity() * sizeof(Collect) +
          distributes.capacity() * sizeof(Distribute) + replies.capacity() * sizeof(Reply) +
-         beliefs.capacity() * sizeof(Belief) + parents.capacity() * sizeof(uint32_t) +
+         beliefs.capacity() * sizeof(Belief) + parents.capacity() * sizeof(uint32_t) + lost.capacity() +
          (factors.size() + inverses.size() + totals.size() + sums.size()) * sizeof(double);
 }
 
@@ -93,7 +93,7 @@ std::unique_ptr<EliminationPlan> plan_any_elimination(const Sweep& sweep) {
   const JunctionTree& tree = *sweep.engine.tree;
   if (has_finding_on_one_state(tree)) return nullptr;
   const EliminationTree graph = best_elimination(tree, restricted_entries(tree));
-  return graph.cliques.empty() ? nullptr : write_plan(sweep, graph, false);
+  return graph.cliques.empty() ? nullptr : write_plan(sweep, graph);
 }
 
 std::unique_ptr<EliminationPlan> plan_elimination(const Sweep& sweep) {
@@ -108,7 +108,7 @@ std::unique_ptr<EliminationPlan> plan_elimination(const Sweep& sweep) {
   const EliminationTree graph = is_large ? best_elimination(tree, entries) : EliminationTree{};
   const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
   if (!graph.cliques.empty() && (least == 0.0 || saved >= (comes_again ? kSaved : kSavedAtOnce)))
-    return write_plan(sweep, graph, true);
+    return write_plan(sweep, graph);
   if (comes_again)
     engine.kept_tapes->want_tables();  // nor will it be better the next time
   else if (is_large)

@@ -71,6 +71,8 @@ struct EliminationPlan {
     Shape shape;
     Step* steps = nullptr;
     size_t step_count = 0;
+    // The same from the factors of its products, for doubles; null where it has no products.
+    const Pass* exact = nullptr;
   };
 
   // The product of factors that are small beside the cliques that they are multiplied into.
@@ -126,6 +128,7 @@ struct EliminationPlan {
   std::vector<Reply> replies;
   std::vector<Belief> beliefs;
   std::vector<double> factors;           // taken out of what is collected
+  std::vector<unsigned char> lost;       // by clique: single precision did not suffice for its products
   std::vector<uint32_t> parents;         // by clique, later ones; kNoClique where a tree ends
   Block<double> inverses;                // by clique
   Block<double> totals;                  // of messages and replies
@@ -149,13 +152,11 @@ struct EliminationPlan {
 bool may_eliminate(const Sweep& sweep) noexcept;
 
 // The plan over these cliques of the open nodes; null where the tables' memory does not suffice for it, or a
-// pass would need too many steps. With `joins_factors`, small factors are multiplied beforehand, in single
-// precision.
-std::unique_ptr<EliminationPlan> write_plan(const Sweep& sweep, const EliminationTree& graph,
-                                            bool joins_factors);
+// pass would need too many steps.
+std::unique_ptr<EliminationPlan> write_plan(const Sweep& sweep, const EliminationTree& graph);
 
 // The plan for the evidence that the tree has taken in; null where the tape is as good. The second form makes
-// one whatever it costs, if there can be one, in which all products can be formed in doubles.
+// one whatever it costs, if there can be one.
 std::unique_ptr<EliminationPlan> plan_elimination(const Sweep& sweep);
 std::unique_ptr<EliminationPlan> plan_any_elimination(const Sweep& sweep);
 

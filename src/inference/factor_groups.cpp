@@ -72,11 +72,15 @@ uint32_t FactorGroups::form(size_t group, const std::vector<uint32_t>& factors, 
   ranks_.clear();
   for (size_t m = 0; m < order_.size(); ++m)
     if (groups_[group].members >> m & 1) ranks_.push_back(order_[m]);
-  pass_.start(ranks_);
+  parts_.clear();
   for (size_t i = 0; i < factors.size(); ++i)
-    if (group_of_[i] == group) pass_.multiply(factors[i]);
-  plan_.products.push_back({pass_.close(), numbers});
-  return factors_.add_dense(ranks_, numbers);
+    if (group_of_[i] == group) parts_.push_back(factors[i]);
+  pass_.start(ranks_);
+  for (const uint32_t f : parts_) pass_.multiply(f);
+  plan_.products.push_back({pass_.close({}), numbers});
+  const uint32_t product = factors_.add_dense(ranks_, numbers);
+  factors_.add_parts(product, parts_);
+  return product;
 }
 
 }  // namespace tv

@@ -36,7 +36,7 @@ class FactorGroups {
   std::vector<uint32_t> position_of_;  // by rank
   std::vector<Group> groups_;
   std::vector<size_t> group_of_;  // by factor
-  std::vector<uint32_t> joined_, ranks_;
+  std::vector<uint32_t> joined_, parts_, ranks_;
 };
 
 }  // namespace tv

@@ -13,14 +13,13 @@ constexpr size_t kSmallShare = 8;  // what is so many times smaller than a cliqu
 
 class Planner {
  public:
-  Planner(const Sweep& sweep, const EliminationTree& graph, bool joins_factors)
+  Planner(const Sweep& sweep, const EliminationTree& graph)
       : engine_(sweep.engine),
         graph_(graph),
         plan_(std::make_unique<EliminationPlan>()),
         factors_(engine_, graph, *plan_),
         pass_(graph, factors_, *plan_),
         groups_(graph, factors_, pass_, *plan_),
-        joins_factors_(joins_factors),
         first_child_(graph.cliques.size(), kNothing),
         next_sibling_(graph.cliques.size(), kNothing),
         heard_(graph.cliques.size(), kNothing),
@@ -46,6 +45,7 @@ class Planner {
     for (uint32_t c = 0; c < graph_.cliques.size() && fits(); ++c) plan_collect(c);
     for (uint32_t c = static_cast<uint32_t>(graph_.cliques.size()); c-- > 0 && fits();) plan_distribute(c);
     plan_->factors.resize(plan_->collects.size());
+    plan_->lost.resize(graph_.cliques.size());
     return fits() ? std::move(plan_) : nullptr;
   }
 
@@ -201,7 +201,7 @@ class Planner {
   // list.
   uint32_t group_chosen(size_t clique_size) {
     const uint32_t first_product = count_of(plan_->products);
-    if (!joins_factors_ || clique_size < limits.plan_clique) return first_product;
+    if (clique_size < limits.plan_clique) return first_product;
     groups_.join(chosen_, order_, clique_size / kSmallShare);
     return first_product;
   }
@@ -284,7 +284,7 @@ class Planner {
     if (told_.size() == order_.size()) shapes_[c] = pass_.shape();
     multiply_chosen();
     pass_.marginalize(left_, plan_->totals.data());
-    collect.pass = pass_.close();
+    collect.pass = pass_.close(chosen_);
     if (heard_[c] != kNothing) write_message(collect);
     plan_->collects.push_back(collect);
   }
@@ -311,7 +311,7 @@ class Planner {
 
   const EliminationPlan::Pass* keep_pass() {
     auto* pass = plan_->memory.take<EliminationPlan::Pass>(1);
-    return &(*pass = pass_.close());
+    return &(*pass = pass_.close({}));
   }
 
   // ---- Distributing ----
@@ -413,7 +413,7 @@ class Planner {
       list_shared(child.clique, order_, ranks_);
       pass_.marginalize(ranks_, plan_->totals.data() + child.totals);
     }
-    pass.pass = pass_.close();
+    pass.pass = pass_.close(chosen_);
     for (size_t i = first; i < next; ++i) add_reply(c, static_cast<uint32_t>(i));
     pass.reply_count = static_cast<uint32_t>(next - first);
     plan_->distributes.push_back(pass);
@@ -465,7 +465,6 @@ class Planner {
   EliminationFactors factors_;
   PassWriter pass_;
   FactorGroups groups_;
-  bool joins_factors_;
   bool fits_ = true;
 
   std::vector<uint32_t> first_child_, next_sibling_;  // by clique
@@ -486,9 +485,8 @@ class Planner {
 
 }  // namespace
 
-std::unique_ptr<EliminationPlan> write_plan(const Sweep& sweep, const EliminationTree& graph,
-                                            bool joins_factors) {
-  return Planner(sweep, graph, joins_factors).plan();
+std::unique_ptr<EliminationPlan> write_plan(const Sweep& sweep, const EliminationTree& graph) {
+  return Planner(sweep, graph).plan();
 }
 
 }  // namespace tv

@@ -30,6 +30,7 @@ class EliminationRun {
 
   tv_status_t run() {
     plan_.left_range.store(false, std::memory_order_relaxed);
+    std::fill(plan_.lost.begin(), plan_.lost.end(), 0);
     bind_potentials();
     if (settings_.workers && !engine_.domain->progress_handler) {
       if (plan_.branches.threads != settings_.concurrency_level)
@@ -233,9 +234,14 @@ class EliminationRun {
     return moved;
   }
 
-  void form_products(const Lane& lane, size_t first, size_t count) {
-    for (size_t p = first; p < first + count; ++p)
+  // Notes where single precision does not suffice.
+  template <class Item>
+  void form_products(const Lane& lane, const Item& item) {
+    clear_range_flags();
+    for (size_t p = item.first_product; p < item.first_product + item.product_count; ++p)
       run(lane, plan_.products[p].pass, plan_.products[p].numbers);
+    if (range_flags()) plan_.lost[item.clique] = 1;
+    clear_range_flags();
   }
 
   static bool has_more_factors(const EliminationPlan::Pass& pass, size_t most) noexcept {
@@ -246,29 +252,28 @@ class EliminationRun {
 
   // Runs a pass over factors alone, again in doubles where single precision is left. False where that is not
   // enough. `clear` sets the totals to zero.
-  template <class Clear>
-  bool sum_products(const Lane& lane, const EliminationPlan::Pass& pass, Clear clear) {
-    if (range_flags()) return false;  // some factor has lost numbers already
-    if (!has_more_factors(pass, limits.most_updates)) {
+  template <class Item, class Clear>
+  bool sum_products(const Lane& lane, const Item& item, Clear clear) {
+    const EliminationPlan::Pass& pass = item.pass;
+    if (!plan_.lost[item.clique] && !has_more_factors(pass, limits.most_updates)) {
       clear();
       run(lane, pass, nullptr);
       if (!range_flags()) return true;
-    } else if (has_more_factors(pass, limits.most_rounded)) {
-      return raise_range_flags(kRangeFlags), false;
     }
+    const EliminationPlan::Pass& exact = pass.exact ? *pass.exact : pass;
+    if (has_more_factors(exact, limits.most_rounded)) return raise_range_flags(kRangeFlags), false;
     clear_range_flags();
     plan_.left_range.store(true, std::memory_order_relaxed);
     clear();
-    run_double_pass(pass.shape, steps_for(lane, pass), pass.step_count);
+    run_double_pass(exact.shape, steps_for(lane, exact), exact.step_count);
     return !range_flags();
   }
 
   // False where a number is out of range, or nothing is left.
   bool collect(const Lane& lane, const EliminationPlan::Collect& item, double& factor) {
     double* totals = lane.totals;
-    clear_range_flags();
-    form_products(lane, item.first_product, item.product_count);
-    if (!sum_products(lane, item.pass, [&] { clear_array(totals, item.size, lane.settings); })) return false;
+    form_products(lane, item);
+    if (!sum_products(lane, item, [&] { clear_array(totals, item.size, lane.settings); })) return false;
     factor = item.message ? store_message(lane, item) : totals[0];
     if (!item.message) plan_.inverses[item.clique] = 1.0 / factor;
     return factor > 0.0 && factor < kLargestFloat;
@@ -299,9 +304,8 @@ class EliminationRun {
       clear_array(lane.totals, item.clear_totals, lane.settings);
       clear_sums(lane, item.first_belief, item.belief_count);
     };
-    clear_range_flags();
-    form_products(lane, item.first_product, item.product_count);
-    if (!sum_products(lane, item.pass, clear)) return false;
+    form_products(lane, item);
+    if (!sum_products(lane, item, clear)) return false;
     if (!store_beliefs(lane, item.first_belief, item.belief_count)) return false;
     for (size_t r = 0; r < item.reply_count; ++r)
       if (!answer(lane, plan_.replies[item.first_reply + r])) return false;
