@@ -192,7 +192,8 @@ struct TreeEngine {
   std::vector<tv_number_t> former_findings;
   bool knows_constants = false;  // those of the step are right, whatever becomes of the beliefs
   static constexpr uint32_t kNoConflictRoot = UINT32_MAX;
-  uint32_t conflict_root = kNoConflictRoot;  // from which the conflicts of cliques are still to be found
+  uint32_t conflict_root = kNoConflictRoot;  // from which the conflicts of cliques are still to be found,
+  tv_equilibrium_t former_equilibrium = tv_equilibrium_none;  // and the equilibrium before this step
 
   FixedList<Node*> pending;   // nodes whose evidence the current propagation takes in
   FixedList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit

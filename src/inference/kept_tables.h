@@ -18,6 +18,7 @@ struct KeptTables {
   // Keeps a table for the first of `places` times that it is about to change.
   void keep(const Table& table, size_t place, size_t places);
   bool holds(size_t place) const noexcept { return place < copies.size() && copies[place]; }
+  bool are_untouched() const noexcept { return copies.empty() && !are_lost; }
   void clear() noexcept;
 };
 

@@ -161,6 +161,7 @@ tv_status_t propagate_by_elimination(const Sweep& sweep, EliminationPlan* kept) 
   if (status == tv_status_no_value) cache.want_tables();
   if (status) return status;
   fix_states_without_plans(engine);
+  for (CliqueWork& work : engine.cliques) work.findings.clear();  // the plan has multiplied them in
   engine.has_beliefs_only = true;
   engine.is_extended = plan->left_range.load(std::memory_order_relaxed);
   if (fresh) cache.keep(std::move(fresh));
@@ -235,6 +236,15 @@ tv_status_t propagate_in_range(const Sweep& sweep, const Clique* root) {
   return status ? status : note_lost_share(tree, sweep.mode);
 }
 
+// Whether a tree in equilibrium goes to the next one from its potentials: single precision did not suffice,
+// or all cliques would take part, and none has a table yet.
+bool starts_over(const Sweep& sweep) noexcept {
+  const TreeEngine& engine = sweep.engine;
+  return engine.is_extended ||
+         (engine.has_beliefs_only && engine.kept_potentials.are_untouched() &&
+          engine.tree->equilibrium != sweep.equilibrium && may_eliminate(sweep));
+}
+
 // From the present tables, or from the potentials when there are none, to the entered evidence.
 tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equilibrium_t equilibrium,
                                tv_evidence_mode_t mode) {
@@ -247,7 +257,7 @@ tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equili
   else
     enter_for_fast_retraction(tree, equilibrium);
   const Sweep sweep = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
-  tv_status_t status = engine.is_extended ? kOutOfRange : propagate_in_range(sweep, root);
+  tv_status_t status = starts_over(sweep) ? kOutOfRange : propagate_in_range(sweep, root);
   if (status == kOutOfRange) status = propagate_extended(tree, root, equilibrium, mode, former);
   return status;
 }
@@ -349,7 +359,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
     recovery.dismiss();
     return tv_status_none;
   }
-  if (!engine.is_extended)
+  if (!starts_over({engine, equilibrium, mode}))
     if (tv_status_t status = form_tables(tree)) return status;
   const bool may_have_lost = engine.cg && engine.cg->incorporated;
   tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);

@@ -17,6 +17,8 @@
 namespace tv {
 namespace {
 
+constexpr double kLeastWhole = 1e-280;  // of a belief: its parts are normal doubles, or do not matter
+
 class EliminationRun {
  public:
   EliminationRun(TreeEngine& engine, EliminationPlan& plan) noexcept
@@ -276,7 +278,8 @@ class EliminationRun {
     if (!sum_products(lane, item, [&] { clear_array(totals, item.size, lane.settings); })) return false;
     factor = item.message ? store_message(lane, item) : totals[0];
     if (!item.message) plan_.inverses[item.clique] = 1.0 / factor;
-    return factor > 0.0 && factor < kLargestFloat;
+    if (!std::isfinite(factor)) raise_range_flags(kRangeFlags);
+    return factor > 0.0 && std::isfinite(factor);
   }
 
   // The message in single precision, the largest number being one. What would be lost becomes the smallest
@@ -395,7 +398,7 @@ class EliminationRun {
       double whole = 0.0;
       for (size_t i = 0; i < states; ++i)
         whole = plan_.marginal == Operation::sum ? whole + sums[i] : std::max(whole, sums[i]);
-      if (!(whole >= kSmallestNormalFloat && whole < kLargestFloat)) return false;
+      if (!(whole >= kLeastWhole && std::isfinite(whole))) return raise_range_flags(kRangeFlags), false;
       for (size_t i = 0; i < states; ++i)
         compiled(*belief.node).belief[i] = static_cast<tv_number_t>(sums[i] / whole);
     }

@@ -283,7 +283,7 @@ tv_status_t run_messages(const Sweep& sweep, const Tape& tape) {
 tv_status_t _tv_jt_global_propagate(const Sweep& sweep, size_t root) {
   TreeEngine& engine = sweep.engine;
   for (const uint32_t clique : engine.marked) {
-    if (engine.cliques[clique].measured) continue;
+    if (engine.cliques[clique].measured || engine.tree->equilibrium == tv_equilibrium_none) continue;
     engine.cliques[clique].measured = true;
     engine.measured.push_back(clique);
   }

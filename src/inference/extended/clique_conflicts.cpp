@@ -46,7 +46,8 @@ class FormerEvidence {
 };
 
 // The sum of the ratios of two messages through a separator (or the largest, where maxima are propagated).
-// The former one may have dimensions of which the present evidence leaves one state.
+// The former one may have dimensions of which the present evidence leaves one state. What was impossible
+// before has the ratio zero.
 class MessageRatio {
  public:
   MessageRatio(const NodeList& members, const ExtendedPropagation& present, size_t separator) noexcept
@@ -60,8 +61,10 @@ class MessageRatio {
     double total = 0.0;
     for (size_t i = 0; i < message.size(); ++i) {
       WideNumber above = entry(message, i);
-      const WideNumber below = entry(former.message(separator_), former_index(i, strides, former_strides));
+      const size_t then = former_index(i, strides, former_strides);
+      const WideNumber below = entry(former.message(separator_), then);
       if (!(above.mantissa > 0.0) || !(below.mantissa > 0.0)) continue;
+      if (!(former.outward_message(separator_).mantissas[then] > 0.0)) continue;
       above.exponent += exponent - below.exponent;
       above.multiply(1.0 / below.mantissa);
       total = maximizes ? std::max(total, above.value()) : total + above.value();
@@ -94,12 +97,13 @@ tv_status_t measure_conflicts(JunctionTree& tree) {
   if (engine.conflict_root == TreeEngine::kNoConflictRoot) return tv_status_none;
   const size_t root = engine.conflict_root;
   ExtendedPropagation present(engine, tree.equilibrium, tv_evidence_normal);
-  ExtendedPropagation former(engine, tree.equilibrium, tv_evidence_normal);
+  ExtendedPropagation former(engine, engine.former_equilibrium, tv_evidence_normal);
   if (tv_status_t status = present.collect(root)) return status;
   std::vector<std::vector<size_t>> former_strides(engine.separators.size());
   {
     const FormerEvidence evidence(engine);
     if (tv_status_t status = former.collect(root)) return status;
+    if (tv_status_t status = former.distribute({})) return status;
     for (size_t s = 0; s < former_strides.size(); ++s)
       if (engine.separators[s].separator) former_strides[s] = former.strides(s);
   }

@@ -35,6 +35,9 @@ class ExtendedPropagation {
   int64_t exponent(size_t separator) const noexcept { return inward_[separator].exponent; }
   std::vector<size_t> strides(size_t separator) const;
 
+  // After `distribute`: what was sent outwards, alike.
+  const WideArray& outward_message(size_t separator) const noexcept { return outward_[separator].numbers; }
+
   // After `collect`: sends all messages outwards and stores what is asked for: the beliefs of the discrete
   // nodes; the tables of cliques and separators, in the shapes that they have now, in which possible entries
   // that no normal number holds become the smallest one. `fast_retraction` as above.

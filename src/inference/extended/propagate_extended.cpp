@@ -10,6 +10,7 @@
 #include "inference/factored.h"
 #include "inference/messages.h"
 #include "inference/schedule.h"
+#include "inference/tape_cache.h"
 
 namespace tv {
 namespace {
@@ -95,6 +96,7 @@ void set_conflict(JunctionTree& tree, size_t root, WideNumber findings) noexcept
   for (const uint32_t clique : engine.measured) engine.cliques[clique].clique->conflict = 1.0;
   engine.cliques[root].clique->conflict = tree.conflict;
   engine.conflict_root = static_cast<uint32_t>(root);
+  engine.former_equilibrium = tree.equilibrium;
 }
 
 // Once more with the densities of the observed values.
@@ -112,21 +114,37 @@ tv_status_t multiply_densities(JunctionTree& tree, size_t root, WideNumber& mass
   return tv_status_none;
 }
 
-// Without tables, where that can be done in doubles: over the cliques of the unobserved nodes alone. Leaves
-// the constants of the whole evidence in the tree.
-bool eliminates(const Sweep& sweep) {
-  TreeEngine& engine = sweep.engine;
-  if (!may_eliminate(sweep)) return false;
-  forget_tables(engine);
-  const std::unique_ptr<EliminationPlan> plan = plan_any_elimination(sweep);
-  engine.tree->constant = 1.0;
-  engine.tree->log_constant = 0.0;
-  return plan && run_elimination(engine, *plan) == tv_status_none;
-}
-
 WideNumber mass_of_elimination(const JunctionTree& tree) noexcept {
   const double binary = tree.log_constant / std::numbers::ln2, whole = std::floor(binary);
   return {std::exp2(binary - whole), static_cast<int64_t>(whole)};
+}
+
+// Without tables, over the cliques of the unobserved nodes alone. `kOutOfRange` where doubles do not suffice
+// for that, or no plan can be made.
+tv_status_t eliminate(const Sweep& sweep, WideNumber& mass) {
+  TreeEngine& engine = sweep.engine;
+  if (!may_eliminate(sweep)) return kOutOfRange;
+  forget_tables(engine);
+  tidy_evidence(engine);
+  EliminationPlan* plan = engine.kept_tapes->find(engine, sweep.equilibrium).plan;
+  std::unique_ptr<EliminationPlan> fresh;
+  if (!plan) plan = (fresh = plan_any_elimination(sweep)).get();
+  if (!plan) return kOutOfRange;
+  JunctionTree& tree = *engine.tree;
+  const double constant = tree.constant, log_constant = tree.log_constant;
+  const double step_constant = tree.step_constant, step_log_constant = tree.step_log_constant;
+  tree.log_constant = 0.0;
+  const tv_status_t status = run_elimination(engine, *plan);
+  mass = mass_of_elimination(tree);
+  tree.constant = constant;
+  tree.log_constant = log_constant;
+  tree.step_constant = step_constant;
+  tree.step_log_constant = step_log_constant;
+  if (status == tv_status_no_value) return tv_status_inconsistency_or_underflow;
+  if (status) return status;
+  engine.is_extended = plan->left_range.load(std::memory_order_relaxed);
+  if (fresh) engine.kept_tapes->keep(std::move(fresh));
+  return tv_status_none;
 }
 
 }  // namespace
@@ -140,22 +158,23 @@ tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equili
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   WideNumber mass;
   const bool waits = !engine.cg && mode == tv_evidence_normal;
-  if (waits && eliminates({engine, equilibrium, mode, true})) {
-    mass = mass_of_elimination(tree);
-  } else {
+  tv_status_t status = waits ? eliminate({engine, equilibrium, mode, true}, mass) : kOutOfRange;
+  bool is_extended = engine.is_extended;
+  if (status == kOutOfRange) {
+    is_extended = true;
     ExtendedPropagation propagation(engine, equilibrium, mode);
-    if (tv_status_t status = run(propagation, tree, start, mode, {.beliefs = true, .tables = !waits}))
-      return status;
-    mass = propagation.mass();
+    status = run(propagation, tree, start, mode, {.beliefs = true, .tables = !waits});
+    if (!status) mass = propagation.mass();
   }
-  if (engine.cg)
-    if (tv_status_t status = multiply_densities(tree, start, mass)) return status;
+  if (!status && engine.cg) status = multiply_densities(tree, start, mass);
+  if (status) return status;
   if (!engine.knows_constants || engine.cg) set_constants(tree, mass, former);
   if (measures) set_conflict(tree, start, findings);
   if (!waits) return tv_status_none;
   forget_tables(engine);
   fix_states_without_plans(engine);
-  engine.is_extended = engine.has_beliefs_only = true;
+  engine.is_extended = is_extended;
+  engine.has_beliefs_only = true;
   return tv_status_none;
 }
 
