@@ -192,6 +192,7 @@ struct TreeEngine {
   std::vector<tv_number_t> former_findings;
   bool knows_constants = false;  // those of the step are right, whatever becomes of the beliefs
   static constexpr uint32_t kNoConflictRoot = UINT32_MAX;
+  static constexpr uint32_t kLostConflicts = UINT32_MAX - 1;  // potentials changed without notice
   uint32_t conflict_root = kNoConflictRoot;  // from which the conflicts of cliques are still to be found,
   tv_equilibrium_t former_equilibrium = tv_equilibrium_none;  // and the equilibrium before this step
 

@@ -7,6 +7,7 @@
 #include "api/boundary.h"
 #include "api/float_environment.h"
 #include "inference/enter_evidence.h"
+#include "inference/extended/clique_conflicts.h"
 #include "inference/extended/propagate_extended.h"
 #include "inference/messages.h"
 #include "inference/range.h"
@@ -62,8 +63,7 @@ tv_status_t propagate_without_beliefs(TreeEngine& engine, tv_equilibrium_t equil
 
 tv_status_t form_from_former_numbers(JunctionTree& tree, tv_equilibrium_t equilibrium) {
   TreeEngine& engine = engine_of(tree);
-  const FormerNumbers numbers(engine.kept_potentials,
-                              [&](size_t position) { return tree.nodes[position]->table.get(); });
+  const FormerNumbers numbers = former_numbers(tree);
   const FloatEnvironment environment;
   tv_status_t status = engine.is_extended ? kOutOfRange : propagate_without_beliefs(engine, equilibrium);
   if (status == kOutOfRange) status = form_extended_tables(tree, equilibrium, tv_evidence_normal);
@@ -75,6 +75,15 @@ tv_status_t form_from_former_numbers(JunctionTree& tree, tv_equilibrium_t equili
 JunctionTree* tree_with_potential(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
   return data.tree ? data.tree : data.assigned ? data.assigned->tree : nullptr;
+}
+
+// The same where conflicts of its cliques are still to be found from its potentials as they are.
+JunctionTree* tree_with_unmeasured_conflicts(const Node& node) noexcept {
+  JunctionTree* const tree = tree_with_potential(node);
+  if (!tree) return nullptr;
+  const TreeEngine& engine = engine_of(*tree);
+  const bool is_measured = engine.conflict_root == TreeEngine::kNoConflictRoot;
+  return is_measured || engine.has_beliefs_only ? nullptr : tree;  // which keeps former numbers
 }
 
 // Where a tree keeps the table of a node while something rests on its numbers.
@@ -98,10 +107,16 @@ Keeping keeping_of(const Node& node) noexcept {
 
 }  // namespace
 
+FormerNumbers former_numbers(JunctionTree& tree) {
+  return {engine_of(tree).kept_potentials, [&](size_t node) { return tree.nodes[node]->table.get(); }};
+}
+
 tv_status_t form_tables(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
   if (!engine.has_beliefs_only) return tv_status_none;
   if (engine.kept_potentials.are_lost) return tv_status_no_equilibrium;
+  if (!engine.kept_potentials.are_untouched())
+    if (tv_status_t status = measure_conflicts(tree)) return status;
   const tv_equilibrium_t equilibrium = tree.equilibrium;
   const StateOfTree state(tree);
   if (tv_status_t status = form_from_former_numbers(tree, equilibrium)) return status;
@@ -112,12 +127,16 @@ tv_status_t form_tables(JunctionTree& tree) {
 }
 
 void note_changed_potential(const Node& node) noexcept {
+  if (JunctionTree* const tree = tree_with_unmeasured_conflicts(node))
+    engine_of(*tree).conflict_root = TreeEngine::kLostConflicts;
   const Keeping keeping = keeping_of(node);
   if (keeping.kept && !keeping.kept->holds(keeping.place)) keeping.kept->are_lost = true;
 }
 
 void keep_potential(Node& node) noexcept {
   if (!is_compiled(*node.domain) || !node.table) return;
+  if (JunctionTree* const tree = tree_with_unmeasured_conflicts(node))
+    succeeds_with_memory([&] { measure_conflicts(*tree); });
   const Keeping keeping = keeping_of(node);
   if (!keeping.kept || keeping.kept->are_lost) return;
   succeeds_with_memory([&] { keeping.kept->keep(*node.table, keeping.place, keeping.places); });

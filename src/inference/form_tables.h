@@ -10,6 +10,9 @@ namespace tv {
 // a node is no longer known, because it changed without notice.
 tv_status_t form_tables(JunctionTree& tree);
 
+// The potentials of such a tree as they were when it came to its equilibrium, for the lifetime of the result.
+FormerNumbers former_numbers(JunctionTree& tree);
+
 // The table of a node of a compiled tree has changed.
 void note_changed_potential(const Node& node) noexcept;
 

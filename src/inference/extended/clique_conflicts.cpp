@@ -4,6 +4,7 @@
 
 #include "inference/evidence.h"
 #include "inference/extended/extended_propagation.h"
+#include "inference/form_tables.h"
 #include "inference/schedule.h"
 
 namespace tv {
@@ -95,6 +96,9 @@ class MessageRatio {
 tv_status_t measure_conflicts(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
   if (engine.conflict_root == TreeEngine::kNoConflictRoot) return tv_status_none;
+  const bool is_lost = engine.has_beliefs_only && engine.kept_potentials.are_lost;
+  if (is_lost || engine.conflict_root == TreeEngine::kLostConflicts) return tv_status_no_equilibrium;
+  const FormerNumbers numbers = former_numbers(tree);
   const size_t root = engine.conflict_root;
   ExtendedPropagation present(engine, tree.equilibrium, tv_evidence_normal);
   ExtendedPropagation former(engine, engine.former_equilibrium, tv_evidence_normal);
