@@ -73,6 +73,7 @@ struct Parts {
   size_t* steps;
   Dimension* nests;
   double* messages;
+  int32_t* exponents;
   float* findings;
 
   size_t* take_indexes(size_t count, size_t value) noexcept {
@@ -116,7 +117,9 @@ void add_links(UtilityClique& work, Parts& parts) noexcept {
     plan.room = link.separator->size;
     plan.probability = parts.messages;
     plan.utility = parts.messages + plan.room;
+    plan.exponents = parts.exponents;
     parts.messages += 2 * plan.room;
+    parts.exponents += plan.room;
   }
   work.links = {first, parts.links};
 }
@@ -154,9 +157,11 @@ void add_homes(UtilityClique& work, Parts& parts) noexcept {
 }
 
 void build_cliques(UtilityEngine& engine) noexcept {
-  Parts parts = {engine.operands.data(), engine.links.data(),         engine.homes.data(),
-                 engine.indexes.data(),  engine.control_steps.data(), engine.control_nests.data(),
-                 engine.messages.data(), engine.findings.data()};
+  Parts parts = {engine.operands.data(),      engine.links.data(),
+                 engine.homes.data(),         engine.indexes.data(),
+                 engine.control_steps.data(), engine.control_nests.data(),
+                 engine.messages.data(),      engine.message_exponents.data(),
+                 engine.findings.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) {
     UtilityClique& work = engine.cliques[c];
     work.clique = engine.tree->cliques[c];
@@ -184,9 +189,11 @@ std::unique_ptr<UtilityEngine> new_utility_engine(JunctionTree& tree) {
   engine->control_steps.resize(sizes.controls);
   engine->control_nests.resize(sizes.controls);
   engine->messages.allocate_uninitialized(sizes.messages);
+  engine->message_exponents.allocate_uninitialized(sizes.messages / 2);
   engine->findings.allocate(sizes.findings);
   engine->expected.allocate(sizes.expected);
   engine->totals.allocate(sizes.totals);
+  engine->total_exponents.allocate(sizes.totals);
   engine->pass.reserve(sizes.pass_factors, sizes.pass_terms, sizes.pass_targets, sizes.pass_moments);
   engine->path.reserve(tree.clique_count());
   build_cliques(*engine);
@@ -204,7 +211,10 @@ size_t utility_engine_bytes(const JunctionTree& tree) noexcept {
       sizes.controls * (sizeof(size_t) + sizeof(Dimension)) +
       ProductPass::bytes(sizes.pass_factors, sizes.pass_terms, sizes.pass_targets, sizes.pass_moments);
   const size_t numbers = size_add(sizes.messages, sizes.expected + sizes.totals);
-  return size_add(plans + sizes.findings * sizeof(float), size_multiply(numbers, sizeof(double)));
+  const size_t exponents = size_add(sizes.messages / 2, sizes.totals);
+  return size_add(
+      plans + sizes.findings * sizeof(float),
+      size_add(size_multiply(numbers, sizeof(double)), size_multiply(exponents, sizeof(int32_t))));
 }
 
 void attach_utilities(UtilityEngine& engine) noexcept {

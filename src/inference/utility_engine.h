@@ -39,8 +39,10 @@ struct UtilityLink {
   Control control;
   double* probability = nullptr;  // up to a factor
   double* utility = nullptr;      // 0 where the probability is
+  int32_t* exponents = nullptr;   // of the probabilities, as powers of two, where `is_wide`
   size_t room = 0;                // configurations when nothing is known
   bool valid = false;
+  bool is_wide = false;      // no doubles hold all probabilities
   bool has_utility = false;  // false: all zero, because there are no utilities beyond
 };
 
@@ -73,9 +75,11 @@ struct UtilityEngine {
   std::vector<size_t> control_steps;
   std::vector<Dimension> control_nests;
   Block<double> messages;
+  Block<int32_t> message_exponents;
   Block<float> findings;
   Block<double> expected;  // of the nodes' states; of utility nodes the expectation and the variance
   Block<double> totals;    // of the states of the nodes that are read together: probability, then utility
+  Block<int32_t> total_exponents;
   ProductPass pass;
   struct Hop {
     size_t clique, link;
@@ -139,7 +143,9 @@ void prepare_pass(UtilityEngine& engine, size_t clique, const Omissions& omitted
 
 // For each entry of a decision's table: the probability of the configuration up to a common factor, times
 // the utility expected there under all policies but the decision's own. `masses` gets the probabilities.
-// Both arrays have the size of the table and hold zeros; entries that evidence rules out stay zero.
-void sum_over_family(UtilityEngine& engine, const Node& decision, double* utilities, double* masses) noexcept;
+// Both arrays have the size of the table and hold zeros; entries that evidence rules out stay zero. The
+// factor is common to the states of the decision only; `exponents` has room for as many numbers.
+void sum_over_family(UtilityEngine& engine, const Node& decision, double* utilities, double* masses,
+                     int32_t* exponents) noexcept;
 
 }  // namespace tv

@@ -24,6 +24,27 @@ UtilityLink& other_end(UtilityEngine& engine, const UtilityLink& link) noexcept 
 
 size_t configurations(const UtilityLink& link) noexcept { return link.control.other_size; }
 
+constexpr int32_t kLeastExponent = -900;  // of probabilities in plain doubles
+
+// The same for probabilities with exponents of their own, which are left away where doubles hold them all.
+void finish_wide_message(UtilityLink& message, size_t size) noexcept {
+  int32_t largest = INT32_MIN, smallest = INT32_MAX;
+  for (size_t i = 0; i < size; ++i) {
+    if (!(message.probability[i] > 0.0)) continue;
+    int shift = 0;
+    message.probability[i] = std::frexp(message.probability[i], &shift);
+    message.exponents[i] += shift;
+    largest = std::max(largest, message.exponents[i]);
+    smallest = std::min(smallest, message.exponents[i]);
+  }
+  for (size_t i = 0; i < size; ++i)
+    message.exponents[i] = message.probability[i] > 0.0 ? message.exponents[i] - largest : 0;
+  message.is_wide = smallest < largest && smallest - largest < kLeastExponent;
+  if (message.is_wide) return;
+  for (size_t i = 0; i < size; ++i)
+    message.probability[i] = std::ldexp(message.probability[i], message.exponents[i]);
+}
+
 // From sums to the message: utilities given the configuration, and probabilities of which the largest is
 // between one half and one.
 void finish_message(UtilityLink& message, size_t size) noexcept {
@@ -31,6 +52,7 @@ void finish_message(UtilityLink& message, size_t size) noexcept {
   if (message.has_utility)
     for (size_t i = 0; i < size; ++i)
       message.utility[i] = message.probability[i] > 0.0 ? message.utility[i] / message.probability[i] : 0.0;
+  if (message.is_wide) return finish_wide_message(message, size);
   if (!(largest > 0.0) || !std::isfinite(largest)) return;
   int exponent = 0;
   std::frexp(largest, &exponent);
@@ -47,8 +69,9 @@ void send(UtilityEngine& engine, size_t clique, size_t via) noexcept {
   message.has_utility = !engine.pass.terms.empty();
   std::fill_n(message.probability, size, 0.0);
   if (message.has_utility) std::fill_n(message.utility, size, 0.0);
-  engine.pass.targets.push_back({&link.control, message.probability, message.utility});
+  engine.pass.targets.push_back({&link.control, message.probability, message.utility, message.exponents});
   engine.pass.run(work.shape);
+  message.is_wide = engine.pass.is_wide;
   finish_message(message, size);
   message.valid = true;
 }
@@ -64,7 +87,8 @@ size_t add_states(UtilityEngine& engine, const UtilityMember& home, size_t used)
   double* totals = engine.totals.data() + used;
   const size_t states = home.node->number_of_states;
   std::fill_n(totals, 2 * states, 0.0);
-  engine.pass.targets.push_back({&home.control, totals, totals + states});
+  engine.pass.targets.push_back(
+      {&home.control, totals, totals + states, engine.total_exponents.data() + used});
   return used + 2 * states;
 }
 
@@ -165,7 +189,8 @@ void prepare_pass(UtilityEngine& engine, size_t clique, const Omissions& omitted
   for (size_t l = 0; l < work.links.size(); ++l) {
     const UtilityLink& link = work.links[l];
     if (l == omitted.link) continue;
-    engine.pass.factors.push_back({&link.control, nullptr, link.probability});
+    engine.pass.factors.push_back(
+        {&link.control, nullptr, link.probability, link.is_wide ? link.exponents : nullptr});
     if (link.has_utility) engine.pass.terms.push_back({&link.control, nullptr, link.utility});
   }
 }
@@ -231,8 +256,24 @@ void update_expected_utilities(JunctionTree& tree, std::span<Node* const> change
   for (size_t c = 0; c < engine->cliques.size(); ++c) read_clique(*engine, c);
 }
 
-void sum_over_family(UtilityEngine& engine, const Node& decision, double* utilities,
-                     double* masses) noexcept {
+namespace {
+
+// Gives the states of a decision under one configuration of its parents a common factor.
+void share_exponent(double* utilities, double* masses, const int32_t* exponents, size_t states) noexcept {
+  int32_t largest = INT32_MIN;
+  for (size_t s = 0; s < states; ++s)
+    if (masses[s] > 0.0) largest = std::max(largest, exponents[s]);
+  for (size_t s = 0; s < states; ++s) {
+    if (!(masses[s] > 0.0)) continue;
+    utilities[s] = std::ldexp(utilities[s], exponents[s] - largest);
+    masses[s] = std::ldexp(masses[s], exponents[s] - largest);
+  }
+}
+
+}  // namespace
+
+void sum_over_family(UtilityEngine& engine, const Node& decision, double* utilities, double* masses,
+                     int32_t* exponents) noexcept {
   const size_t clique = compiled(decision).assigned->position;
   UtilityClique& work = engine.cliques[clique];
   collect_utilities(engine, clique);
@@ -241,9 +282,14 @@ void sum_over_family(UtilityEngine& engine, const Node& decision, double* utilit
     if (operand.node != &decision) continue;
     refresh_operand(work, operand);
     const size_t offset = known_offset(work, operand);
-    engine.pass.targets.push_back({&operand.control, masses + offset, utilities + offset});
+    engine.pass.targets.push_back(
+        {&operand.control, masses + offset, utilities + offset, exponents + offset});
   }
   engine.pass.run(work.shape);
+  if (!engine.pass.is_wide) return;
+  const size_t states = decision.number_of_states;
+  for (size_t i = 0; i < decision.table->size; i += states)
+    share_exponent(utilities + i, masses + i, exponents + i, states);
 }
 
 }  // namespace tv

@@ -57,8 +57,9 @@ void spread_utilities(UtilityEngine& engine, size_t clique, Table& full) {
   for (size_t d = work.shape.dimensions; d-- > 0; stride *= work.shape.counts[d]) whole.steps[d] = stride;
   finish_control(whole, work.shape);
   Block<double> masses(work.shape.size), utilities(work.shape.size);
+  Block<int32_t> exponents(work.shape.size);
   prepare_pass(engine, clique, {});
-  engine.pass.targets.push_back({&whole, masses.data(), utilities.data()});
+  engine.pass.targets.push_back({&whole, masses.data(), utilities.data(), exponents.data()});
   engine.pass.run(work.shape);
   size_t i = 0;
   for_each_entry(work, [&](size_t place) {

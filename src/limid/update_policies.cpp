@@ -104,6 +104,7 @@ class PolicyUpdate {
     }
     utilities_.allocate_uninitialized(largest);
     masses_.allocate_uninitialized(largest);
+    exponents_.allocate_uninitialized(largest);
     return tv_status_none;
   }
 
@@ -130,7 +131,7 @@ class PolicyUpdate {
     const size_t states = decision.number_of_states;
     std::fill_n(utilities_.data(), policy.size, 0.0);
     std::fill_n(masses_.data(), policy.size, 0.0);
-    sum_over_family(engine, decision, utilities_.data(), masses_.data());
+    sum_over_family(engine, decision, utilities_.data(), masses_.data(), exponents_.data());
     bool changed = false;
     for (size_t i = 0; i < policy.size; i += states)
       changed |= PolicyColumn(policy.data.data() + i, utilities_.data() + i, masses_.data() + i, states,
@@ -143,6 +144,7 @@ class PolicyUpdate {
   JunctionTree& tree_;
   std::vector<Node*> decisions_;
   Block<double> utilities_, masses_;
+  Block<int32_t> exponents_;
   bool any_change_ = false;
 };
 

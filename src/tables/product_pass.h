@@ -1,6 +1,7 @@
 // Passes over a table that is a product of other tables and is never stored. Block by block the product of
 // the factors (a probability) and the sum of the terms (a utility) are formed in double precision and summed
-// into the targets, so that a large table costs time but no memory.
+// into the targets, so that a large table costs time but no memory. Where doubles do not suffice, the pass is
+// run again with an exponent beside every probability.
 #pragma once
 
 #include <vector>
@@ -10,19 +11,23 @@
 
 namespace tv {
 
-// A table that is multiplied into the probability or added to the utility: of floats or of doubles.
+// A table that is multiplied into the probability or added to the utility: of floats, or of doubles, which
+// may be times two to the power of the exponents.
 struct PassOperand {
   const Control* control;
   const float* single = nullptr;
   const double* real = nullptr;
+  const int32_t* exponents = nullptr;
   size_t offset = 0;  // while a pass runs
 };
 
-// Where probability, and probability times utility, are summed; either may be absent.
+// Where probability, and probability times utility (if asked for), are summed. Where the pass is wide, both
+// sums are times two to the power of the exponents.
 struct PassTarget {
   const Control* control;
-  double* probability = nullptr;
-  double* utility = nullptr;
+  double* probability;
+  double* utility;
+  int32_t* exponents;
   size_t offset = 0;
 };
 
@@ -48,15 +53,26 @@ class ProductPass {
   std::vector<PassOperand> factors, terms;
   std::vector<PassTarget> targets;
   std::vector<PassMoments> moments;
-  double mass = 0.0;          // the sum of the probability
-  double utility_mass = 0.0;  // and of probability times utility
+  double mass = 0.0;     // the sum of the probability, in the unit of the moments
+  bool is_wide = false;  // doubles did not suffice: the targets have exponents
 
  private:
+  void run_blocks(const Shape& shape, void (ProductPass::*run_one)(size_t)) noexcept;
   void start(const Shape& shape) noexcept;
-  void run_block(size_t size) noexcept;
   bool next_block(const Shape& shape) noexcept;
+  void run_block(size_t size) noexcept;
+  void run_wide_block(size_t size) noexcept;
+  void clear_targets(size_t size) noexcept;
+  void multiply_wide(const PassOperand& factor, size_t size) noexcept;
+  void add_wide(const PassTarget& target, size_t size) noexcept;
+  void add_terms(size_t size) noexcept;
+  void share_exponent(size_t size) noexcept;
+  void add_moments(size_t size) noexcept;
 
   Block<double> probability_, utility_, product_;  // of one block
+  Block<int32_t> exponents_;                       // of its probabilities
+  Block<const double*> places_;                    // where its entries stand in an operand or a target
+  int32_t mass_exponent_ = 0;
   size_t position_[64] = {};
 };
 
