@@ -122,21 +122,21 @@ struct BeliefSource {
 struct CompiledNode {
   // What a question about a belief reads stands together.
   JunctionTree* tree = nullptr;
-  tv_number_t* belief = nullptr;  // one per state; behind them propagated_finding and update_finding
+  tv_number_t* belief = nullptr;  // one per state; behind them propagated_finding and likelihood_ratio
   ptrdiff_t propagated_state = kNoEvidence;  // encoded like EnteredEvidence::state
   Clique* assigned = nullptr;                // where its potential is multiplied in
 
-  Clique* home = nullptr;           // where evidence on the node is entered
-  ptrdiff_t fixed_state = -1;       // the one state to which the tables are restricted, or -1
-  ptrdiff_t next_fixed_state = -1;  // the same for the propagation that is being prepared
+  Clique* home = nullptr;              // where evidence on the node is entered
+  ptrdiff_t observed_state = -1;       // the one state to which the tables are restricted, or -1
+  ptrdiff_t next_observed_state = -1;  // the same for the propagation that is being prepared
 
   uint32_t position = 0;          // in tree->nodes
   uint32_t elimination_rank = 0;  // 1 to N; the highest is eliminated first
   bool participates = false;      // a vertex of the moral graph
   bool evidence_listed = false;   // the node stands in its engine's list of evidence,
   bool evidence_changed = false;  // and in that of evidence that has changed
-  bool in_conflict = false;    // the conflict of its home takes in the evidence that was last entered on it
-  bool belief_wanted = false;  // to be updated by the current propagation
+  bool in_conflict = false;  // the conflict of its home takes in the evidence that was last entered on it
+  bool is_target = false;    // to be updated by the current propagation
   bool value_propagated = false;
   bool belief_in_separator = false;
   bool policy_left_out = false;   // of a decision: its state stands in the place of its policy
@@ -199,7 +199,7 @@ inline CompiledNode& compiled(const Node& node) noexcept {
 inline tv_number_t* propagated_finding(const Node& node) noexcept {
   return compiled(node).belief + node.number_of_states;
 }
-inline tv_number_t* update_finding(const Node& node) noexcept {
+inline tv_number_t* likelihood_ratio(const Node& node) noexcept {
   return compiled(node).belief + 2 * node.number_of_states;
 }
 

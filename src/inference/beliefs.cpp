@@ -6,9 +6,9 @@
 #include <cmath>
 
 #include "api/boundary.h"
-#include "inference/cg_answers.h"
-#include "inference/evidence.h"
-#include "inference/marginal.h"
+#include "inference/evidence/evidence.h"
+#include "inference/gaussian/cg_answers.h"
+#include "inference/joint_marginal.h"
 #include "inference/queries.h"
 #include "network/links.h"
 #include "network/refusals.h"

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 
-#include "inference/cg_engine.h"
-#include "inference/evidence.h"
-#include "inference/factored.h"
-#include "inference/materialize.h"
-#include "inference/tape_cache.h"
-#include "inference/utility_engine.h"
+#include "inference/clique_view.h"
+#include "inference/evidence/evidence.h"
+#include "inference/gaussian/cg_engine.h"
+#include "inference/schedule/lazy_clique.h"
+#include "inference/schedule/schedule_cache.h"
+#include "inference/utility/utility_engine.h"
 #include "tables/parallel.h"
 
 namespace tv {
@@ -19,7 +19,7 @@ namespace {
 struct ListSizes {
   size_t potentials = 0, links = 0, beliefs = 0, sizes = 0, members = 0, dimensions = 0;
   size_t totals = 1, belief_totals = 1, pass_totals = 0;
-  TapeRoom portion;
+  ScheduleSize portion;
 };
 
 bool takes_potential(const Node& node) noexcept {
@@ -58,7 +58,7 @@ void add_totals(ListSizes& sizes, const Clique& clique) noexcept {
 
 ListSizes list_sizes(const JunctionTree& tree) noexcept {
   ListSizes sizes;
-  sizes.portion = room_for_portion(tree);
+  sizes.portion = streamed_size(tree);
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];
     const size_t members = clique.members().size(), potentials = clique.potential_count();
@@ -100,13 +100,13 @@ struct Parts {
     return numbers - count;
   }
   unsigned char* take_dimensions(size_t count) noexcept {
-    std::fill_n(dimensions, count, RestrictedTable::kUnplanned);
+    std::fill_n(dimensions, count, ReducedTable::kUnplanned);
     dimensions += count;
     return dimensions - count;
   }
 };
 
-void set_members(RestrictedTable& table, const NodeList& members, Parts& parts, size_t size) noexcept {
+void set_members(ReducedTable& table, const NodeList& members, Parts& parts, size_t size) noexcept {
   table.members = &members;
   table.dimension_of = parts.take_dimensions(members.size());
   table.shape.counts = parts.take_sizes(members.size());
@@ -127,7 +127,7 @@ void add_potentials(CliqueWork& work, Parts& parts) noexcept {
     PotentialPlan& plan = add_plan();
     plan.owner = node;
     refresh_potential(plan);
-    if (work.factored) plan.copy = parts.take_numbers(potential_entries(members, *node));
+    if (work.lazy) plan.copy = parts.take_numbers(potential_entries(members, *node));
   }
   for (const Table* table : work.clique->more_potentials) {
     PotentialPlan& plan = add_plan();
@@ -150,7 +150,7 @@ void add_links(CliqueWork& work, Parts& parts) noexcept {
     plan.member_of = parts.take_members(members.size());
     for (size_t s = 0; s < link.separator->members.size(); ++s)
       plan.member_of[members.position(link.separator->members[s])] = static_cast<MemberIndex>(s);
-    if (work.factored) plan.received = parts.take_numbers(link.separator->size);
+    if (work.lazy) plan.received = parts.take_numbers(link.separator->size);
   }
 }
 
@@ -184,9 +184,9 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   Clique& clique = *engine.tree->cliques[position];
   CliqueWork& work = engine.cliques[position];
   work.clique = &clique;
-  work.factored = prefers_factors(clique);
-  engine.has_factored |= work.factored;
-  set_members(work.table, clique.members(), parts, work.factored ? 0 : clique.table.size);
+  work.lazy = prefers_factors(clique);
+  engine.has_lazy |= work.lazy;
+  set_members(work.table, clique.members(), parts, work.lazy ? 0 : clique.table.size);
   work.findings.members = parts.take_members(clique.members().size());
   add_potentials(work, parts);
   add_links(work, parts);
@@ -218,26 +218,26 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
   visit(engine.totals, sizes.totals);
   visit(engine.belief_totals, sizes.belief_totals);
   visit(engine.pass_totals, sizes.pass_totals);
-  visit(engine.portion.items, sizes.portion.items);
+  visit(engine.portion.operations, sizes.portion.operations);
   visit(engine.portion.steps, sizes.portion.steps);
   visit(engine.portion.potential_steps, sizes.portion.potential_steps);
-  visit(engine.portion.controls, sizes.portion.controls);
-  visit(engine.portion.control_steps, sizes.portion.dimensions);
-  visit(engine.portion.control_nests, sizes.portion.dimensions);
+  visit(engine.portion.maps, sizes.portion.maps);
+  visit(engine.portion.map_steps, sizes.portion.dimensions);
+  visit(engine.portion.map_nests, sizes.portion.dimensions);
   visit(engine.order, cliques);
   visit(engine.reached_by, cliques);
   visit(engine.pending, nodes);
   visit(engine.former_states, nodes);
   visit(engine.evidence, nodes);
   visit(engine.changed, nodes);
-  visit(engine.wanted, nodes);
+  visit(engine.targets, nodes);
   visit(engine.trail, 2 * nodes);
   visit(engine.marked, cliques);
   visit(engine.measured, cliques);
   visit(engine.members, sizes.members);
   visit(engine.dimensions, sizes.dimensions);
-  visit(engine.silent, cliques);
-  visit(engine.spoke, cliques);
+  visit(engine.barren, cliques);
+  visit(engine.has_sent, cliques);
 }
 
 size_t list_bytes(const JunctionTree& tree, const ListSizes& sizes) noexcept {
@@ -267,8 +267,8 @@ void make_lists(TreeEngine& engine, const ListSizes& sizes) {
   engine.belief_totals.take(sizes.belief_totals);
   engine.pass_totals.take(sizes.pass_totals);
   engine.reached_by.fill(cliques, kNone);
-  engine.silent.fill(cliques);
-  engine.spoke.fill(cliques);
+  engine.barren.fill(cliques);
+  engine.has_sent.fill(cliques);
 }
 
 void build_cliques(TreeEngine& engine) {
@@ -281,8 +281,9 @@ void build_cliques(TreeEngine& engine) {
   engine.potential_plans.shrink(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
 }
 
-// Kept tapes and plans may take a quarter of what full tables would take, or the least in all trees together.
-size_t tape_budget(const JunctionTree& tree) noexcept {
+// Kept schedules and plans may take a quarter of what full tables would take, or the least in all trees
+// together.
+size_t schedule_budget(const JunctionTree& tree) noexcept {
   const double share =
       static_cast<double>(tree.nodes.size()) / static_cast<double>(tree.domain->forest->participants);
   const auto least = static_cast<size_t>(share * static_cast<double>(limits.least_kept_bytes));
@@ -299,9 +300,9 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   join_links(*engine);
   for (size_t c = 0; c < tree.clique_count(); ++c)
     engine->entries += static_cast<double>(tree.cliques[c]->table.size);
-  engine->kept_tapes = std::make_unique<TapeCache>();
-  engine->kept_tapes->prepare(tree.nodes.size(), tape_budget(tree));
-  apply_fixed_states(*engine);
+  engine->schedules = std::make_unique<ScheduleCache>();
+  engine->schedules->prepare(tree.nodes.size(), schedule_budget(tree));
+  apply_observed_states(*engine);
   engine->utilities = new_utility_engine(tree);
   return engine;
 }

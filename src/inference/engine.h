@@ -5,8 +5,8 @@
 // are still possible. Fixing a further node cuts the tables down in place; a reset forgets them, and the
 // next propagation builds them anew under its own evidence. The host sees full tables, made on request.
 //
-// Everything is allocated when the domain is compiled. A propagation allocates nothing but kept tapes and
-// plans, what threads need, and once the table of a clique that can no longer do without one (factored.h).
+// Everything is allocated when the domain is compiled. A propagation allocates nothing but kept schedules and
+// plans, what threads need, and once the table of a clique that can no longer do without one (lazy.h).
 #pragma once
 
 #include <cstdint>
@@ -19,31 +19,31 @@
 #include "inference/extended/wide_number.h"
 #include "inference/fixed_list.h"
 #include "inference/kept_tables.h"
-#include "inference/tape.h"
-#include "tables/control.h"
+#include "inference/schedule/schedule.h"
+#include "tables/index_map.h"
 
 namespace tv {
 
-class TapeCache;
-struct CgEngine;       // inference/cg_engine.h
-struct UtilityEngine;  // inference/utility_engine.h
+class ScheduleCache;
+struct CgEngine;       // inference/gaussian/cg_engine.h
+struct UtilityEngine;  // inference/utility/utility_engine.h
 
 // Positions among the members of a clique.
 using MemberIndex = uint16_t;
 inline constexpr MemberIndex kNoMember = UINT16_MAX;
 
 // A clique's or a separator's table restricted to the states that are fixed.
-struct RestrictedTable {
+struct ReducedTable {
   const NodeList* members = nullptr;
   float* numbers = nullptr;  // shape.size of them; room for the full table
   Shape shape;
   unsigned char* dimension_of = nullptr;  // per member: its dimension in `shape`, or why it has none
 
   static constexpr unsigned char kNoDimension = 255;  // it has a single state, or is continuous
-  static constexpr unsigned char kFixed = 254;        // its state is fixed
+  static constexpr unsigned char kObserved = 254;     // its state is fixed
   static constexpr unsigned char kUnplanned = 253;    // it is not known yet
   bool spans(size_t member) const noexcept { return dimension_of[member] < kUnplanned; }
-  bool is_fixed(size_t member) const noexcept { return dimension_of[member] == kFixed; }
+  bool is_observed(size_t member) const noexcept { return dimension_of[member] == kObserved; }
 };
 
 // A potential that is multiplied into a clique.
@@ -57,7 +57,7 @@ struct PotentialPlan {
   size_t* strides = nullptr;          // per clique member, 0 where the potential lacks it
   float uniform = 1.0f;               // every entry of a node without a table
   bool has_owner = true;
-  float* copy = nullptr;  // for a factored clique: the entries that are possible
+  float* copy = nullptr;  // for a lazy clique: the entries that are possible
 
   Node* node() const noexcept { return has_owner ? owner : nullptr; }
   const Table* table() const noexcept { return has_owner ? owner->table.get() : free_table; }
@@ -71,7 +71,7 @@ struct BeliefPlan {
 
 struct SeparatorWork {
   Separator* separator = nullptr;  // null for the root's place
-  RestrictedTable old;             // the marginal that both sides agree on
+  ReducedTable old;                // the marginal that both sides agree on
   float* ratio = nullptr;          // the update that the receiver still has to multiply in
   std::span<BeliefPlan> beliefs;   // nodes for which this is the smallest table
 };
@@ -83,7 +83,7 @@ struct LinkPlan {
   uint32_t separator = 0;            // position of the child's clique
   bool holds = false;                // there has been a message through this link
   MemberIndex* member_of = nullptr;  // per clique member: its position in the separator, or kNoMember
-  float* received = nullptr;         // for a factored clique: the product of all these messages
+  float* received = nullptr;         // for a lazy clique: the product of all these messages
 };
 
 // Members of a clique, each at most once, in room that was given to it.
@@ -102,10 +102,10 @@ struct CliqueWork {
   Clique* clique = nullptr;
   bool marked = false;       // takes part in the current propagation
   bool measured = false;     // its conflict may differ from one
-  bool factored = false;     // the table is formed from its factors in every pass
+  bool lazy = false;         // the table is formed from its factors in every pass
   bool initialized = false;  // the table holds at least the product of the potentials
-  float constant = 1.0f;     // the only factor of a factored clique that has no others
-  RestrictedTable table;     // without numbers where the clique is factored
+  float constant = 1.0f;     // the only factor of a lazy clique that has no others
+  ReducedTable table;        // without numbers where the clique is lazy
   size_t version = 0;        // grows with every change, so that the host's copy can be told stale
   size_t materialized = 0;   // the version that the host's copy shows
   std::span<PotentialPlan> potentials;
@@ -130,7 +130,7 @@ struct TreeEngine {
   FixedList<double> totals;             // marginals on their way into separators
   FixedList<double> belief_totals;
   FixedList<double> pass_totals;     // of the parts of a pass over a large table
-  std::vector<Block<float>> stored;  // tables of cliques that were factored once
+  std::vector<Block<float>> stored;  // tables of cliques that were lazy once
   FixedList<PotentialPlan> potential_plans;
   FixedList<LinkPlan> link_plans;
   FixedList<BeliefPlan> belief_plans;
@@ -144,21 +144,21 @@ struct TreeEngine {
   FixedList<uint32_t> changed;   // of those whose entered evidence changed since it was last taken in
   FixedList<uint32_t> marked;    // cliques
   FixedList<uint32_t> measured;  // cliques
-  FixedList<uint32_t> wanted;    // positions in tree->nodes of nodes with `belief_wanted`
+  FixedList<uint32_t> targets;   // positions in tree->nodes of nodes with `is_target`
   bool all_in_conflict = false;  // more nodes than the pending ones may be `in_conflict`
   size_t evidence_count = 0;     // nodes with propagated evidence, and with propagated likelihoods
   size_t likelihood_count = 0;
-  bool has_factored = false;  // some clique was built without a table
+  bool has_lazy = false;  // some clique was built without a table
 
   // The schedule of one propagation: marked cliques from the root outwards.
   FixedList<size_t> order;
-  FixedList<size_t> reached_by;     // by clique: its link towards the root; kNone for the root and
-                                    // for cliques that take no part
-  FixedList<unsigned char> silent;  // by clique: its message towards the root would be all ones
-  FixedList<unsigned char> spoke;   // by clique: it has sent one in this propagation
-  TapeLists portion;                // what one clique does, written just before it is done
+  FixedList<size_t> reached_by;       // by clique: its link towards the root; kNone for the root and
+                                      // for cliques that take no part
+  FixedList<unsigned char> barren;    // by clique: its message towards the root would be all ones
+  FixedList<unsigned char> has_sent;  // by clique: it has sent one in this propagation
+  ScheduleLists portion;              // what one clique does, written just before it is done
 
-  // While a tape runs: the product of the factors is mantissa times 2 to the power exponent; the sum of a
+  // While a schedule runs: the product of the factors is mantissa times 2 to the power exponent; the sum of a
   // table (for max), the mass of the root and its inverse.
   double factor_mantissa = 1.0;
   long factor_exponent = 0;
@@ -168,15 +168,15 @@ struct TreeEngine {
 
   std::unique_ptr<CgEngine> cg;  // of a tree with continuous nodes: they have no dimensions here
 
-  std::unique_ptr<TapeCache> kept_tapes;
-  bool plans_are_stale = false;  // a kept tape was run: shapes and controls are those of an earlier
+  std::unique_ptr<ScheduleCache> schedules;
+  bool plans_are_stale = false;  // a kept schedule was run: shapes and maps are those of an earlier
                                  // propagation
 
   // Elimination plans: how many new patterns are passed by, since one was not worth a plan, and whether the
   // equilibrium came from a plan, so that there are no tables yet.
   double entries = 0.0;  // of all clique tables
   uint32_t patterns_to_pass = 0;
-  bool has_beliefs_only = false;
+  bool marginals_only = false;
   KeptTables kept_potentials;  // then, by position of the node: what may have changed since
 
   // Single precision did not suffice: the tables show what is possible, but only answers count, and further
@@ -221,13 +221,13 @@ size_t table_entries(const JunctionTree& tree) noexcept;
 // The numbers that are kept for them: tables, factors and ratios.
 size_t kept_entries(const JunctionTree& tree) noexcept;
 
-// Room for the longest tape: every clique collects and distributes, every belief is read, every node has a
-// finding; and for the longest portion of one, in which one clique does one of these.
-TapeRoom room_for_tape(const JunctionTree& tree) noexcept;
-TapeRoom room_for_portion(const JunctionTree& tree) noexcept;
+// Room for the longest schedule: every clique collects and distributes, every belief is read, every node has
+// a finding; and for the longest portion of one, in which one clique does one of these.
+ScheduleSize schedule_size(const JunctionTree& tree) noexcept;
+ScheduleSize streamed_size(const JunctionTree& tree) noexcept;
 
-// Allocates room for the longest tape; false when there is no memory for it.
-bool make_room_for_tape(const JunctionTree& tree, TapeLists& lists) noexcept;
+// Allocates room for the longest schedule; false when there is no memory for it.
+bool reserve_schedule(const JunctionTree& tree, ScheduleLists& lists) noexcept;
 
 // Bytes of the block with the lists of an engine.
 size_t list_bytes(const JunctionTree& tree) noexcept;
@@ -236,12 +236,12 @@ size_t list_bytes(const JunctionTree& tree) noexcept;
 tv_status_t create_engines(Domain& domain);
 void destroy_engines(Domain& domain) noexcept;
 
-// Restricts the tables to the nodes' `next_fixed_state`: makes plans for cliques whose fixed members
+// Restricts the tables to the nodes' `next_observed_state`: makes plans for cliques whose fixed members
 // changed, and cuts initialised tables down (these can only gain fixed members). Without `everywhere` only
 // cliques with such members are looked at.
-void apply_fixed_states(TreeEngine& engine, bool everywhere = true) noexcept;
+void apply_observed_states(TreeEngine& engine, bool everywhere = true) noexcept;
 
-// Makes shapes and controls those of the states that are fixed now, where a kept tape has left them behind.
+// Makes shapes and maps those of the states that are fixed now, where a kept schedule has left them behind.
 void refresh_plans(TreeEngine& engine) noexcept;
 
 // Calls visit(node) for each node that has evidence, entered or propagated.
@@ -256,13 +256,13 @@ void forget_tables(TreeEngine& engine) noexcept;
 
 // The steps that a potential, the separator of a link, and a single member take along each dimension of a
 // restricted table.
-void step_in_potential(const RestrictedTable& table, const PotentialPlan& plan, size_t* steps) noexcept;
-void step_in_separator(const RestrictedTable& table, const LinkPlan& link, const RestrictedTable& separator,
+void step_in_potential(const ReducedTable& table, const PotentialPlan& plan, size_t* steps) noexcept;
+void step_in_separator(const ReducedTable& table, const LinkPlan& link, const ReducedTable& separator,
                        size_t* steps) noexcept;
-void step_in_member(const RestrictedTable& table, size_t member, size_t* steps) noexcept;
+void step_in_member(const ReducedTable& table, size_t member, size_t* steps) noexcept;
 
 // Offset of the states that are fixed now within a potential.
-size_t fixed_offset(const PotentialPlan& plan) noexcept;
+size_t observed_offset(const PotentialPlan& plan) noexcept;
 
 // Takes the strides of a potential from its node's present table; whether they were not those in the plan.
 bool refresh_potential(PotentialPlan& plan) noexcept;

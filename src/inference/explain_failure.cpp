@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "inference/evidence.h"
+#include "inference/evidence/evidence.h"
 #include "network/refusals.h"
 
 namespace tv {

@@ -1,11 +1,11 @@
-// Products and marginals of factors, each one pass under a control made for it.
+// Products and marginals of factors, each one pass under a map made for it.
 
 #include "inference/factor.h"
 
 #include <algorithm>
 
-#include "inference/factored.h"
-#include "inference/findings_marginal.h"
+#include "inference/evidence/findings_marginal.h"
+#include "inference/schedule/lazy_clique.h"
 
 namespace tv {
 namespace {
@@ -17,14 +17,14 @@ std::vector<size_t> counts_of(const std::vector<const Node*>& nodes) {
 }
 
 void meet(const std::vector<const Node*>& nodes, const std::vector<const Node*>& others, const Shape& shape,
-          OwnControl& control) {
+          OwnIndexMap& map) {
   for (size_t d = 0; d < nodes.size(); ++d) {
     size_t step = 0, stride = 1;
     for (size_t i = others.size(); i-- > 0; stride *= others[i]->number_of_states)
       if (others[i] == nodes[d]) step = stride;
-    control.steps[d] = step;
+    map.steps[d] = step;
   }
-  finish_control(control, shape);
+  finish_index_map(map, shape);
 }
 
 Factor from_totals(std::vector<const Node*> nodes, const Block<double>& totals) {
@@ -40,19 +40,19 @@ size_t size_over(const std::vector<const Node*>& nodes) {
   return size;
 }
 
-// The members among `kept`, and the control that leads to the factor over them.
-std::vector<const Node*> keep_members(const RestrictedTable& table, const std::vector<const Node*>& kept,
-                                      OwnControl& control) {
+// The members among `kept`, and the map that leads to the factor over them.
+std::vector<const Node*> keep_members(const ReducedTable& table, const std::vector<const Node*>& kept,
+                                      OwnIndexMap& map) {
   std::vector<const Node*> nodes;
   size_t stride = 1;
   for (size_t m = table.members->size(); m-- > 0;) {
     const Node* node = (*table.members)[m];
     if (!table.spans(m) || !holds(kept, node)) continue;
-    control.steps[table.dimension_of[m]] = stride;
+    map.steps[table.dimension_of[m]] = stride;
     stride *= node->number_of_states;
     nodes.insert(nodes.begin(), node);
   }
-  finish_control(control, table.shape);
+  finish_index_map(map, table.shape);
   return nodes;
 }
 
@@ -73,9 +73,9 @@ Factor ones_over(std::vector<const Node*> nodes) {
 
 void multiply_factor(Factor& target, const Factor& other, const ParallelSettings& settings) {
   const OwnShape shape(counts_of(target.nodes));
-  OwnControl control(target.nodes.size());
-  meet(target.nodes, other.nodes, shape, control);
-  const Step step = {Operation::multiply, &control, other.numbers.data()};
+  OwnIndexMap map(target.nodes.size());
+  meet(target.nodes, other.nodes, shape, map);
+  const Step step = {StepKind::multiply, &map, other.numbers.data()};
   run_pass(shape, target.numbers.data(), &step, 1, settings);
 }
 
@@ -85,35 +85,35 @@ Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& 
   for (const Node* node : factor.nodes)
     if (holds(kept, node)) nodes.push_back(node);
   const OwnShape shape(counts_of(factor.nodes));
-  OwnControl control(factor.nodes.size());
-  meet(factor.nodes, nodes, shape, control);
+  OwnIndexMap map(factor.nodes.size());
+  meet(factor.nodes, nodes, shape, map);
   Block<double> totals(size_over(nodes));
-  const Operation operation = equilibrium == tv_equilibrium_max ? Operation::max : Operation::sum;
-  const Step step = {operation, &control, nullptr, totals.data()};
+  const StepKind operation = equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum;
+  const Step step = {operation, &map, nullptr, totals.data()};
   run_pass(shape, factor.numbers.data(), &step, 1, settings);
   return from_totals(std::move(nodes), totals);
 }
 
-Factor marginal_of_table(const RestrictedTable& table, const std::vector<const Node*>& kept,
+Factor marginal_of_table(const ReducedTable& table, const std::vector<const Node*>& kept,
                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
-  OwnControl control(table.shape.dimensions);
-  std::vector<const Node*> nodes = keep_members(table, kept, control);
-  Block<double> totals(control.other_size);
+  OwnIndexMap map(table.shape.dimensions);
+  std::vector<const Node*> nodes = keep_members(table, kept, map);
+  Block<double> totals(map.other_size);
   const bool weighs = mode == tv_evidence_fast_retraction;
   marginalize_with_findings(
-      table, [&](size_t member) { return !weighs || holds(kept, (*table.members)[member]); }, control.steps,
+      table, [&](size_t member) { return !weighs || holds(kept, (*table.members)[member]); }, map.steps,
       equilibrium, totals.data());
   return from_totals(std::move(nodes), totals);
 }
 
 Factor marginal_of_clique(const CliqueWork& work, const std::vector<const Node*>& kept,
                           tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
-  if (!work.factored) return marginal_of_table(work.table, kept, equilibrium, mode);
-  OwnControl control(work.table.shape.dimensions);
-  std::vector<const Node*> nodes = keep_members(work.table, kept, control);
-  Block<double> totals(control.other_size);
-  const Operation operation = equilibrium == tv_equilibrium_max ? Operation::max : Operation::sum;
-  const Step sum = {operation, &control, nullptr, totals.data()};
+  if (!work.lazy) return marginal_of_table(work.table, kept, equilibrium, mode);
+  OwnIndexMap map(work.table.shape.dimensions);
+  std::vector<const Node*> nodes = keep_members(work.table, kept, map);
+  Block<double> totals(map.other_size);
+  const StepKind operation = equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum;
+  const Step sum = {operation, &map, nullptr, totals.data()};
   run_over_factors(work, nullptr, &sum);
   return from_totals(std::move(nodes), totals);
 }

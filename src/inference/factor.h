@@ -27,7 +27,7 @@ Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& 
 
 // The entries of a restricted table marginalised onto the members `kept`, those summed out weighted with
 // their findings under fast retraction.
-Factor marginal_of_table(const RestrictedTable& table, const std::vector<const Node*>& kept,
+Factor marginal_of_table(const ReducedTable& table, const std::vector<const Node*>& kept,
                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
 
 // The same for a clique's table, stored or not.

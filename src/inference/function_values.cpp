@@ -8,9 +8,9 @@
 #include "expr/function_value.h"
 #include "expr/results.h"
 #include "inference/beliefs.h"
-#include "inference/cg_answers.h"
-#include "inference/expected_utility.h"
+#include "inference/gaussian/cg_answers.h"
 #include "inference/queries.h"
+#include "inference/utility/expected_utility.h"
 #include "tables/mixture.h"
 #include "text/state_text.h"
 

@@ -7,10 +7,10 @@
 #include <algorithm>
 
 #include "api/boundary.h"
-#include "inference/cg_engine.h"
-#include "inference/factored.h"
-#include "inference/tape_cache.h"
-#include "inference/utility_engine.h"
+#include "inference/gaussian/cg_engine.h"
+#include "inference/schedule/lazy_clique.h"
+#include "inference/schedule/schedule_cache.h"
+#include "inference/utility/utility_engine.h"
 
 namespace tv {
 namespace {
@@ -33,7 +33,7 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<char>(list_bytes(tree));
   bytes.add<float>(kept_entries(tree));
   if (tree.has_continuous) bytes.add<char>(cg_memory_needed(tree));
-  bytes.add<TapeCache>(1);
+  bytes.add<ScheduleCache>(1);
   bytes.add<uint32_t>(tree.nodes.size() + 1);  // its pattern
   bytes.add<char>(utility_engine_bytes(tree));
   for (const Node* node : tree.nodes) bytes.add<tv_number_t>(size_multiply(node->number_of_states, 3));

@@ -9,24 +9,24 @@
 
 #include "api/boundary.h"
 #include "api/float_environment.h"
-#include "inference/cg_engine.h"
-#include "inference/d_connection.h"
-#include "inference/elimination_plan.h"
-#include "inference/enter_evidence.h"
-#include "inference/evidence.h"
+#include "inference/calibrate_tables.h"
+#include "inference/elimination/elimination_schedule.h"
+#include "inference/evidence/absorb_evidence.h"
+#include "inference/evidence/d_connection.h"
+#include "inference/evidence/evidence.h"
 #include "inference/explain_failure.h"
 #include "inference/extended/propagate_extended.h"
-#include "inference/factored.h"
-#include "inference/form_tables.h"
-#include "inference/messages.h"
+#include "inference/gaussian/cg_engine.h"
 #include "inference/model_tables.h"
 #include "inference/queries.h"
 #include "inference/range.h"
 #include "inference/reset.h"
-#include "inference/schedule.h"
-#include "inference/tape_cache.h"
+#include "inference/schedule/lazy_clique.h"
+#include "inference/schedule/run_schedule.h"
+#include "inference/schedule/schedule_cache.h"
+#include "inference/schedule/subtree.h"
 #include "inference/tree_order.h"
-#include "inference/utility_engine.h"
+#include "inference/utility/utility_engine.h"
 
 namespace tv {
 namespace {
@@ -70,7 +70,7 @@ bool has_nothing_to_do(const JunctionTree& tree, tv_equilibrium_t equilibrium,
 
 void start_step(JunctionTree& tree) noexcept {
   forget_conflicts(engine_of(tree));
-  want_no_beliefs(engine_of(tree));
+  target_no_beliefs(engine_of(tree));
   tree.conflict = tree.step_constant = 1.0;
   tree.step_log_constant = 0.0;
   TreeEngine& engine = engine_of(tree);
@@ -100,7 +100,7 @@ void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
 
 void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium) {
   TreeEngine& engine = engine_of(tree);
-  store_all_tables(engine);  // findings are applied to entries of tables
+  materialize_all_tables(engine);  // findings are applied to entries of tables
   collect_pending_nodes(engine);
   if (tree.equilibrium == equilibrium) {
     clear_marks(engine);
@@ -116,7 +116,7 @@ void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium)
 // Under fast retraction findings are still to come.
 tv_status_t note_lost_share(JunctionTree& tree, tv_evidence_mode_t mode) noexcept {
   TreeEngine& engine = engine_of(tree);
-  if (engine.has_beliefs_only) return tv_status_none;
+  if (engine.marginals_only) return tv_status_none;
   const unsigned flags = range_flags();
   if ((flags & kOverflowFlag) || (flags && mode == tv_evidence_fast_retraction)) return kOutOfRange;
   engine.lost_share -= std::min(0.0, tree.step_log_constant) / std::numbers::ln2;
@@ -126,13 +126,13 @@ tv_status_t note_lost_share(JunctionTree& tree, tv_evidence_mode_t mode) noexcep
 
 // Only sums are left alone by nodes that evidence cannot reach: the largest entry over an unobserved common
 // effect depends on all its causes.
-void want_beliefs(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+void choose_targets(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
   const bool prunes =
       equilibrium == tv_equilibrium_sum && tree.equilibrium == equilibrium && mode == tv_evidence_normal &&
       (tree.mode == tv_evidence_normal || !tree.evidence_propagated) && tree.approximation_constant == 1.0 &&
       !tree.has_chain_components;  // the search knows directed links alone
-  if (prunes) return want_d_connected_beliefs(engine_of(tree));
-  want_all_beliefs(engine_of(tree));
+  if (prunes) return target_d_connected_beliefs(engine_of(tree));
+  target_all_beliefs(engine_of(tree));
 }
 
 void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
@@ -148,58 +148,59 @@ void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_
 
 // Beliefs without tables. `no_value` where that is not worth while, memory is short, or a product of factors
 // becomes too small.
-tv_status_t propagate_by_elimination(const Sweep& sweep, EliminationPlan* kept) {
-  TreeEngine& engine = sweep.engine;
-  TapeCache& cache = *engine.kept_tapes;
-  if (!may_eliminate(sweep)) return tv_status_no_value;
-  std::unique_ptr<EliminationPlan> fresh;
-  if (!kept && !succeeds_with_memory([&] { fresh = plan_elimination(sweep); })) return tv_status_no_value;
-  EliminationPlan* plan = kept ? kept : fresh.get();
+tv_status_t propagate_by_elimination(const PropagationRequest& request, EliminationSchedule* kept) {
+  TreeEngine& engine = request.engine;
+  ScheduleCache& cache = *engine.schedules;
+  if (!may_eliminate(request)) return tv_status_no_value;
+  std::unique_ptr<EliminationSchedule> fresh;
+  if (!kept && !succeeds_with_memory([&] { fresh = build_elimination(request); })) return tv_status_no_value;
+  EliminationSchedule* plan = kept ? kept : fresh.get();
   if (!plan) return tv_status_no_value;
   tv_status_t status = tv_status_none;
   if (!succeeds_with_memory([&] { status = run_elimination(engine, *plan); })) return tv_status_no_value;
   if (status == tv_status_no_value) cache.want_tables();
   if (status) return status;
-  fix_states_without_plans(engine);
+  observe_states_without_plans(engine);
   for (CliqueWork& work : engine.cliques) work.findings.clear();  // the plan has multiplied them in
-  engine.has_beliefs_only = true;
+  engine.marginals_only = true;
   engine.is_extended = plan->left_range.load(std::memory_order_relaxed);
   if (fresh) cache.keep(std::move(fresh));
   return tv_status_none;
 }
 
 // From the potentials, all cliques taking part: what is to be done depends only on which nodes are observed.
-tv_status_t propagate_anew(const Sweep& sweep) {
-  TreeEngine& engine = sweep.engine;
-  const TapeCache::Found kept = engine.kept_tapes->find(engine, sweep.equilibrium);
-  if (kept.tape) {
-    fix_states_without_plans(engine);
-    return run_messages(sweep, *kept.tape);
+tv_status_t propagate_anew(const PropagationRequest& request) {
+  TreeEngine& engine = request.engine;
+  const ScheduleCache::Found kept = engine.schedules->find(engine, request.equilibrium);
+  if (kept.schedule) {
+    observe_states_without_plans(engine);
+    return run_schedule(request, *kept.schedule);
   }
-  if (tv_status_t status = propagate_by_elimination(sweep, kept.plan); status != tv_status_no_value)
+  if (tv_status_t status = propagate_by_elimination(request, kept.plan); status != tv_status_no_value)
     return status;
-  fix_states(engine);
-  want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
+  observe_states(engine);
+  choose_targets(*engine.tree, request.equilibrium, request.mode);
   const size_t start = _tv_identify_subtree(engine, kNone);
-  TapeLists lists;
-  if (!engine.kept_tapes->wants_to_keep(TapeCache::Kept::tape) || !make_room_for_tape(*engine.tree, lists))
-    return _tv_jt_global_propagate(sweep, start);
-  const Tape tape = plan_messages(sweep, start, lists);
-  if (tv_status_t status = run_messages(sweep, tape)) return status;
-  engine.kept_tapes->keep(engine, tape, sweep.equilibrium);
+  ScheduleLists lists;
+  if (!engine.schedules->wants_to_keep(ScheduleCache::Kept::schedule) ||
+      !reserve_schedule(*engine.tree, lists))
+    return _tv_jt_global_propagate(request, start);
+  const Schedule schedule = build_schedule(request, start, lists);
+  if (tv_status_t status = run_schedule(request, schedule)) return status;
+  engine.schedules->keep(engine, schedule, request.equilibrium);
   return tv_status_none;
 }
 
 // From an equilibrium to the next one.
-tv_status_t propagate_on(const Sweep& sweep, const Clique* root) {
-  TreeEngine& engine = sweep.engine;
-  if (sweep.mode == tv_evidence_normal)
-    fix_states(engine);
+tv_status_t propagate_on(const PropagationRequest& request, const Clique* root) {
+  TreeEngine& engine = request.engine;
+  if (request.mode == tv_evidence_normal)
+    observe_states(engine);
   else
-    refresh_plans(engine);  // nothing is fixed, but a kept tape may have left them stale
+    refresh_plans(engine);  // nothing is fixed, but a kept schedule may have left them stale
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
-  want_beliefs(*engine.tree, sweep.equilibrium, sweep.mode);
-  return _tv_jt_global_propagate(sweep, start);
+  choose_targets(*engine.tree, request.equilibrium, request.mode);
+  return _tv_jt_global_propagate(request, start);
 }
 
 // The tree is in equilibrium but for the values of continuous nodes: their density is multiplied in.
@@ -211,14 +212,14 @@ tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
   take_in_values(tree);
   refresh_plans(engine);
   clear_marks(engine);
-  CgIncorporation change;
-  if (tv_status_t status = incorporate_densities(*engine.cg, change)) return status;
+  CgAbsorption change;
+  if (tv_status_t status = absorb_densities(*engine.cg, change)) return status;
   if (!change.any) return tv_status_none;
-  want_all_beliefs(engine);
+  target_all_beliefs(engine);
   const double before = tree.step_constant, log_before = tree.step_log_constant;
-  const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal};
+  const PropagationRequest request = {engine, tv_equilibrium_sum, tv_evidence_normal};
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
-  if (tv_status_t status = _tv_jt_global_propagate(sweep, start)) return status;
+  if (tv_status_t status = _tv_jt_global_propagate(request, start)) return status;
   if (may_have_lost) engine.cg->growth += change.growth - tree.step_log_constant;
   tree.step_constant *= before * std::exp(change.shift);
   tree.step_log_constant += log_before + change.shift;
@@ -228,21 +229,20 @@ tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
 }
 
 // In single precision, as far as that goes: `kOutOfRange` beyond.
-tv_status_t propagate_in_range(const Sweep& sweep, const Clique* root) {
-  JunctionTree& tree = *sweep.engine.tree;
-  const bool starts_anew = sweep.first && !root;
-  tv_status_t status = starts_anew ? propagate_anew(sweep) : propagate_on(sweep, root);
-  if (!status && sweep.engine.cg) status = propagate_values(tree, root);
-  return status ? status : note_lost_share(tree, sweep.mode);
+tv_status_t propagate_in_range(const PropagationRequest& request, const Clique* root) {
+  JunctionTree& tree = *request.engine.tree;
+  const bool starts_anew = request.first && !root;
+  tv_status_t status = starts_anew ? propagate_anew(request) : propagate_on(request, root);
+  if (!status && request.engine.cg) status = propagate_values(tree, root);
+  return status ? status : note_lost_share(tree, request.mode);
 }
 
 // Whether a tree in equilibrium goes to the next one from its potentials: single precision did not suffice,
 // or all cliques would take part, and none has a table yet.
-bool starts_over(const Sweep& sweep) noexcept {
-  const TreeEngine& engine = sweep.engine;
-  return engine.is_extended ||
-         (engine.has_beliefs_only && engine.kept_potentials.are_untouched() &&
-          engine.tree->equilibrium != sweep.equilibrium && may_eliminate(sweep));
+bool starts_over(const PropagationRequest& request) noexcept {
+  const TreeEngine& engine = request.engine;
+  return engine.is_extended || (engine.marginals_only && engine.kept_potentials.are_untouched() &&
+                                engine.tree->equilibrium != request.equilibrium && may_eliminate(request));
 }
 
 // From the present tables, or from the potentials when there are none, to the entered evidence.
@@ -256,8 +256,8 @@ tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equili
     enter_normal(tree, equilibrium);
   else
     enter_for_fast_retraction(tree, equilibrium);
-  const Sweep sweep = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
-  tv_status_t status = starts_over(sweep) ? kOutOfRange : propagate_in_range(sweep, root);
+  const PropagationRequest request = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
+  tv_status_t status = starts_over(request) ? kOutOfRange : propagate_in_range(request, root);
   if (status == kOutOfRange) status = propagate_extended(tree, root, equilibrium, mode, former);
   return status;
 }
@@ -360,7 +360,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
     return tv_status_none;
   }
   if (!starts_over({engine, equilibrium, mode}))
-    if (tv_status_t status = form_tables(tree)) return status;
+    if (tv_status_t status = calibrate_tables(tree)) return status;
   const bool may_have_lost = engine.cg && engine.cg->incorporated;
   tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);
   const bool stopped = status == tv_status_error;

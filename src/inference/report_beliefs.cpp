@@ -6,7 +6,7 @@
 
 #include "expr/function_value.h"
 #include "inference/beliefs.h"
-#include "inference/expected_utility.h"
+#include "inference/utility/expected_utility.h"
 #include "network/node_operations.h"
 #include "text/state_text.h"
 

@@ -10,16 +10,16 @@
 
 #include "api/boundary.h"
 #include "api/float_environment.h"
-#include "inference/cg_engine.h"
+#include "inference/calibrate_tables.h"
 #include "inference/chain_divisor.h"
-#include "inference/evidence.h"
+#include "inference/evidence/evidence.h"
 #include "inference/extended/propagate_extended.h"
-#include "inference/factored.h"
-#include "inference/form_tables.h"
-#include "inference/messages.h"
+#include "inference/gaussian/cg_engine.h"
 #include "inference/model_tables.h"
-#include "inference/schedule.h"
-#include "inference/utility_engine.h"
+#include "inference/schedule/lazy_clique.h"
+#include "inference/schedule/run_schedule.h"
+#include "inference/schedule/subtree.h"
+#include "inference/utility/utility_engine.h"
 #include "network/node_operations.h"
 #include "tables/table_operations.h"
 
@@ -36,7 +36,7 @@ void clear_state(JunctionTree& tree) noexcept {
   for (const uint32_t clique : engine.marked) tree.cliques[clique]->conflict = 1.0;
   forget_conflicts(engine);
   clear_marks(engine);
-  want_no_beliefs(engine);
+  target_no_beliefs(engine);
   for_each_with_evidence(engine, [](const Node& node) {
     CompiledNode& data = compiled(node);
     data.propagated_state = kNoEvidence;
@@ -97,11 +97,11 @@ bool leave_out_policies(JunctionTree& tree) noexcept {
   return any;
 }
 
-void fix_propagated_states(JunctionTree& tree) noexcept {
+void observe_propagated_states(JunctionTree& tree) noexcept {
   for_each_with_evidence(engine_of(tree), [](const Node& node) {
-    compiled(node).next_fixed_state = compiled(node).propagated_state;
+    compiled(node).next_observed_state = compiled(node).propagated_state;
   });
-  apply_fixed_states(engine_of(tree));
+  apply_observed_states(engine_of(tree));
 }
 
 void set_constants(JunctionTree& tree, double log_constant) noexcept {
@@ -112,12 +112,12 @@ void set_constants(JunctionTree& tree, double log_constant) noexcept {
 // The constants begin with the probability of the required instantiations.
 tv_status_t initialize_to_sum(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
-  fix_propagated_states(tree);
+  observe_propagated_states(tree);
   mark_all_cliques(engine);
-  want_all_beliefs(engine);
-  const Sweep sweep = {engine, tv_equilibrium_sum, tv_evidence_normal, true};
+  target_all_beliefs(engine);
+  const PropagationRequest request = {engine, tv_equilibrium_sum, tv_evidence_normal, true};
   const FloatEnvironment environment;
-  tv_status_t status = _tv_jt_global_propagate(sweep, 0);
+  tv_status_t status = _tv_jt_global_propagate(request, 0);
   if (status == kOutOfRange) status = initialize_extended(tree);
   if (status) return status;
   if (engine.evidence_count == 0) set_constants(tree, 0.0);  // but for rounding
@@ -134,7 +134,7 @@ void for_each_block(const TreeEngine& engine, Visit visit) {
 
 void save_tables(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
-  store_all_tables(engine);  // factors come and go
+  materialize_all_tables(engine);  // factors come and go
   size_t size = 0;
   for_each_block(engine, [&](const Block<float>& block) { size += block.size(); });
   Block<float> copy;
@@ -154,7 +154,7 @@ void load_tables(JunctionTree& tree) noexcept {
   TreeEngine& engine = engine_of(tree);
   forget_tables(engine);
   if (engine.cg) drop_values(*engine.cg);
-  fix_propagated_states(tree);
+  observe_propagated_states(tree);
   const float* place = engine.copy.data();
   for_each_block(engine, [&](const Block<float>& block) {
     std::copy_n(place, block.size(), block.begin());
@@ -284,7 +284,7 @@ bool holds_initial_tables(const JunctionTree& tree) noexcept {
 tv_status_t save_domain_to_memory(Domain& domain) {
   for (JunctionTree& tree : domain.forest->trees) {
     if (holds_initial_tables(tree)) {
-      if (tv_status_t status = form_tables(tree)) return status;
+      if (tv_status_t status = calibrate_tables(tree)) return status;
       save_tables(tree);
     } else if (!engine_of(tree).keep_copy) {
       engine_of(tree).copy.reset();  // of an attempt that ran out of memory

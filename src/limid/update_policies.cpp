@@ -7,11 +7,11 @@
 
 #include "api/boundary.h"
 #include "inference/engine.h"
-#include "inference/evidence.h"
+#include "inference/evidence/evidence.h"
 #include "inference/propagate.h"
 #include "inference/queries.h"
 #include "inference/reset.h"
-#include "inference/utility_engine.h"
+#include "inference/utility/utility_engine.h"
 #include "limid/minimize_limid.h"
 #include "network/links.h"
 #include "network/node_operations.h"

@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "api/boundary.h"
-#include "inference/evidence.h"
+#include "inference/evidence/evidence.h"
 #include "net/case_values.h"
 #include "net/file_access.h"
 #include "network/domain.h"

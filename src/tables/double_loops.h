@@ -2,7 +2,7 @@
 // function, short innermost ones unrolled.
 #pragma once
 
-#include "tables/control.h"
+#include "tables/index_map.h"
 
 namespace tv {
 
@@ -97,9 +97,9 @@ void run_nest(const Dimension* nest, size_t count, typename Op::Entry* x, typena
 }
 
 template <class Op>
-void run_operation(const Control& control, typename Op::Entry* x, typename Op::Other* y) noexcept {
-  const Dimension* nest = control.inner;
-  const size_t count = control.inner_count;
+void run_loops(const IndexMap& map, typename Op::Entry* x, typename Op::Other* y) noexcept {
+  const Dimension* nest = map.inner;
+  const size_t count = map.inner_count;
   if (count == 0) return Op::one(*x, *y);
   switch (nest[count - 1].count) {
     case 2:

@@ -29,10 +29,10 @@ class DoubleWalk {
       const size_t by = d == shape_.outer ? shape_.part : 1;
       if (position_[d] + by < shape_.counts[d]) {
         position_[d] += by;
-        for (size_t s = 0; s < offsets_.size(); ++s) offsets_[s] += by * steps_[s].control->steps[d];
+        for (size_t s = 0; s < offsets_.size(); ++s) offsets_[s] += by * steps_[s].map->steps[d];
         return true;
       }
-      for (size_t s = 0; s < offsets_.size(); ++s) offsets_[s] -= position_[d] * steps_[s].control->steps[d];
+      for (size_t s = 0; s < offsets_.size(); ++s) offsets_[s] -= position_[d] * steps_[s].map->steps[d];
       position_[d] = 0;
     }
     return false;
@@ -46,9 +46,9 @@ class DoubleWalk {
   size_t position_[64] = {};
 };
 
-// The control of a block of which only a part is there.
-struct PartControl : Control {
-  PartControl(const Control& whole, size_t of, size_t part) noexcept : Control(whole) {
+// The map of a block of which only a part is there.
+struct PartIndexMap : IndexMap {
+  PartIndexMap(const IndexMap& whole, size_t of, size_t part) noexcept : IndexMap(whole) {
     if (part == of) return;
     std::copy_n(whole.inner, whole.inner_count, nest);
     nest[0].count = nest[0].count / of * part;
@@ -57,15 +57,15 @@ struct PartControl : Control {
   Dimension nest[64];
 };
 
-void run_step(const Step& step, const Control& control, double* block, size_t offset) noexcept {
+void run_step(const Step& step, const IndexMap& map, double* block, size_t offset) noexcept {
   switch (step.operation) {
-    case Operation::assign:
-    case Operation::multiply:
-      return run_operation<Multiply<float>>(control, block, step.operand + offset);
-    case Operation::sum:
-      return run_operation<Sum>(control, block, step.target + offset);
-    case Operation::max:
-      return run_operation<Maximum>(control, block, step.target + offset);
+    case StepKind::assign:
+    case StepKind::multiply:
+      return run_loops<Multiply<float>>(map, block, step.operand + offset);
+    case StepKind::sum:
+      return run_loops<Sum>(map, block, step.target + offset);
+    case StepKind::max:
+      return run_loops<Maximum>(map, block, step.target + offset);
   }
 }
 
@@ -78,8 +78,7 @@ void run_double_pass(const Shape& shape, const Step* steps, size_t count) {
   do {
     std::fill(block.begin(), block.end(), 1.0);
     for (size_t s = 0; s < count; ++s)
-      run_step(steps[s], PartControl(*steps[s].control, shape.part, walk.part()), block.data(),
-               walk.offset(s));
+      run_step(steps[s], PartIndexMap(*steps[s].map, shape.part, walk.part()), block.data(), walk.offset(s));
   } while (walk.next());
 }
 

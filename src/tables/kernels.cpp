@@ -3,7 +3,7 @@
 
 #include "tables/kernels.h"
 
-#include "tables/forming.h"
+#include "tables/fused_product.h"
 
 #if defined(__x86_64__)
 #if !defined(__clang__)  // the vectors that its header leaves undefined on purpose

@@ -16,9 +16,9 @@ struct Dimension {
   size_t stride2;
 };
 
-struct Forming;  // tables/forming.h
+struct FusedProduct;  // tables/fused_product.h
 
-// What forming a separator's update ratio found out.
+// What fused a separator's update ratio found out.
 struct RatioResult {
   double sum;
   double largest;
@@ -42,7 +42,7 @@ struct Kernels {
   RatioResult (*take)(const double* fresh, float* old, float* ratio, size_t size);
   void (*scale)(float* values, size_t size, double factor);
   // table[i] = (or *=) the product of the entries of all factors that belong to i
-  void (*form)(const Forming& forming, float* table, const float* const* others);
+  void (*form)(const FusedProduct& fused, float* table, const float* const* others);
 };
 
 // The table in use. TARVO_KERNELS=baseline|avx2|avx512 in the environment, read once, forces one that

@@ -5,15 +5,15 @@
 
 template <bool assigns, size_t along, size_t looked_up>
 struct RunProduct {
-  const Forming& forming;
-  const float* others[kMostTogether];
+  const FusedProduct& fused;
+  const float* others[kMaxFused];
   __m512 front[looked_up + 1], back[looked_up + 1];
   __mmask16 front_lanes[looked_up + 1], back_lanes[looked_up + 1];
 
-  RunProduct(const Forming& given, const float* const* tables) : forming(given) {
+  RunProduct(const FusedProduct& given, const float* const* tables) : fused(given) {
     for (size_t f = 0; f < along + looked_up; ++f) others[f] = tables[f];
     for (size_t k = 0; k < looked_up; ++k) {
-      const size_t window = forming.window[along + k];
+      const size_t window = fused.window[along + k];
       front_lanes[k] = first_lanes(window < kLanes ? window : kLanes);
       back_lanes[k] = first_lanes(window < kLanes ? 0 : window - kLanes);
     }
@@ -27,7 +27,7 @@ struct RunProduct {
   }
 
   __m512 found(size_t k, size_t at) const {
-    return _mm512_permutex2var_ps(front[k], _mm512_load_si512(forming.index[along + k] + at), back[k]);
+    return _mm512_permutex2var_ps(front[k], _mm512_load_si512(fused.index[along + k] + at), back[k]);
   }
 
   // What becomes of sixteen entries.
@@ -56,16 +56,16 @@ struct RunProduct {
   }
 
   void move(size_t level, size_t times) {
-    for (size_t f = 0; f < along + looked_up; ++f) others[f] += times * forming.steps[f][level];
+    for (size_t f = 0; f < along + looked_up; ++f) others[f] += times * fused.steps[f][level];
   }
 
   void run(float* x) {
-    const size_t length = forming.length, whole = length / kLanes * kLanes;
+    const size_t length = fused.length, whole = length / kLanes * kLanes;
     const __mmask16 mask = first_lanes(length - whole);
     size_t position[kFormedLevels];
-    for (size_t d = 0; d < forming.levels; ++d) position[d] = 0;
+    for (size_t d = 0; d < fused.levels; ++d) position[d] = 0;
     __m512 first = assigns ? _mm512_setzero_ps() : _mm512_loadu_ps(x);
-    for (size_t left = forming.runs; left > 0; --left, x += length) {
+    for (size_t left = fused.runs; left > 0; --left, x += length) {
       start_run();
       _mm512_storeu_ps(x, entries(first, 0));
       for (size_t at = kLanes; at < whole; at += kLanes)
@@ -74,10 +74,10 @@ struct RunProduct {
       if (!assigns) first = _mm512_loadu_ps(x + length);
       if (mask)
         _mm512_storeu_ps(x + whole, entries(assigns ? first : _mm512_loadu_ps(x + whole), whole, mask));
-      for (size_t d = forming.levels; d-- > 0;) {
+      for (size_t d = fused.levels; d-- > 0;) {
         move(d, 1);
-        if (++position[d] < forming.outer[d]) break;
-        move(d, static_cast<size_t>(0) - forming.outer[d]);
+        if (++position[d] < fused.outer[d]) break;
+        move(d, static_cast<size_t>(0) - fused.outer[d]);
         position[d] = 0;
       }
     }
@@ -94,44 +94,43 @@ struct RunProduct {
 };
 
 template <bool assigns, size_t along>
-void form_runs(const Forming& forming, float* table, const float* const* others) {
-  switch (forming.count - along) {
+void form_runs(const FusedProduct& fused, float* table, const float* const* others) {
+  switch (fused.count - along) {
     case 0:
-      if constexpr (along > 0) RunProduct<assigns, along, 0>(forming, others).run(table);
+      if constexpr (along > 0) RunProduct<assigns, along, 0>(fused, others).run(table);
       return;
     case 1:
-      if constexpr (along < 3) RunProduct<assigns, along, 1>(forming, others).run(table);
+      if constexpr (along < 3) RunProduct<assigns, along, 1>(fused, others).run(table);
       return;
     case 2:
-      if constexpr (along < 2) RunProduct<assigns, along, 2>(forming, others).run(table);
+      if constexpr (along < 2) RunProduct<assigns, along, 2>(fused, others).run(table);
       return;
     case 3:
-      if constexpr (along == 0) RunProduct<assigns, 0, 3>(forming, others).run(table);
+      if constexpr (along == 0) RunProduct<assigns, 0, 3>(fused, others).run(table);
   }
 }
 
 template <bool assigns>
-void form_runs(const Forming& forming, float* table, const float* const* others) {
-  switch (forming.along) {
+void form_runs(const FusedProduct& fused, float* table, const float* const* others) {
+  switch (fused.along) {
     case 0:
-      return form_runs<assigns, 0>(forming, table, others);
+      return form_runs<assigns, 0>(fused, table, others);
     case 1:
-      return form_runs<assigns, 1>(forming, table, others);
+      return form_runs<assigns, 1>(fused, table, others);
     case 2:
-      return form_runs<assigns, 2>(forming, table, others);
+      return form_runs<assigns, 2>(fused, table, others);
     case 3:
-      return form_runs<assigns, 3>(forming, table, others);
+      return form_runs<assigns, 3>(fused, table, others);
   }
 }
 
-void form(const Forming& forming, float* table, const float* const* others) {
-  if (forming.length >= kLanes)
-    return forming.assigns ? form_runs<true>(forming, table, others)
-                           : form_runs<false>(forming, table, others);
-  for (size_t f = 0; f < forming.count; ++f) {
-    if (f == 0 && forming.assigns)
-      assign(forming.nests[f], forming.nest_counts[f], table, others[f]);
+void form(const FusedProduct& fused, float* table, const float* const* others) {
+  if (fused.length >= kLanes)
+    return fused.assigns ? form_runs<true>(fused, table, others) : form_runs<false>(fused, table, others);
+  for (size_t f = 0; f < fused.count; ++f) {
+    if (f == 0 && fused.assigns)
+      assign(fused.nests[f], fused.nest_counts[f], table, others[f]);
     else
-      multiply(forming.nests[f], forming.nest_counts[f], table, others[f]);
+      multiply(fused.nests[f], fused.nest_counts[f], table, others[f]);
   }
 }

@@ -20,7 +20,7 @@ struct Limits {
   size_t array_part = 16384;    // numbers of a message that one thread does at a time
 
   // Cliques
-  size_t factored = 16384;       // from so many entries on, a clique may do without a table of its own
+  size_t lazy_clique = 16384;    // from so many entries on, a clique may do without a table of its own
   size_t shared_totals = 65536;  // so many totals of separators together are formed in one pass
   size_t updates_together = 8;   // messages that a clique takes in before it is rescaled
   size_t most_updates = 16;      // of more, products are doubles: rounding could add up
@@ -32,7 +32,7 @@ struct Limits {
   size_t plan_clique = 1024;     // from so many entries on it is worth while to look for fewer steps
   size_t copied_slice = 8192;    // entries of a potential that a thread copies at a time
 
-  // Kept tapes and plans
+  // Kept schedules and plans
   size_t kept = 8;                    // of each kind
   bool keeps_what_is_new = false;     // not only patterns of evidence that come again
   size_t least_kept_bytes = 1 << 20;  // in all trees together, however small their tables
@@ -40,9 +40,9 @@ struct Limits {
   // Threads; a grain is the domain's setting
   size_t processors = 0;             // taken for those that the process has; 0 asks the system
   size_t grains_for_threads = 1000;  // of a propagation
-  size_t cliques_in_grain = 5;       // of fewer than so much work, writing the whole tape would take longer
-  size_t grains_to_share = 4;        // of a pass that several threads share
-  size_t trunk = 500;                // cliques around the root that are done one after the other
+  size_t cliques_in_grain = 5;  // of fewer than so much work, writing the whole schedule would take longer
+  size_t grains_to_share = 4;   // of a pass that several threads share
+  size_t root_region = 500;     // cliques around the root that are done one after the other
 };
 
 // What arrays are made for.

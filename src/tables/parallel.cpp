@@ -36,7 +36,7 @@ void await_change(const std::atomic<uint32_t>& value, uint32_t old) noexcept {
 }
 
 #ifdef __linux__
-// The processors that the control group pays for, rounded up.
+// The processors that the map group pays for, rounded up.
 size_t find_quota() noexcept {
   long quota = 0, period = 0;
   FILE* const file = std::fopen("/sys/fs/cgroup/cpu.max", "re");
@@ -67,9 +67,9 @@ size_t processors() noexcept {
 
 }  // namespace
 
-size_t usable_threads(size_t wanted) noexcept {
-  if (wanted <= 1) return 1;
-  return std::clamp<size_t>(limits.processors ? limits.processors : processors(), 1, wanted);
+size_t usable_threads(size_t targets) noexcept {
+  if (targets <= 1) return 1;
+  return std::clamp<size_t>(limits.processors ? limits.processors : processors(), 1, targets);
 }
 
 size_t number_of_threads(size_t units, size_t work, const ParallelSettings& settings) noexcept {

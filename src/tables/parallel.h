@@ -9,13 +9,13 @@
 #include <cstdint>
 #include <vector>
 
-#include "tables/control.h"
+#include "tables/index_map.h"
 
 namespace tv {
 
-// Of `wanted` threads, as many as the process may run at the same time: not more than the processors that it
-// is bound to, nor than its control group gives it time for. Asked anew each time, for bindings change.
-size_t usable_threads(size_t wanted) noexcept;
+// Of `targets` threads, as many as the process may run at the same time: not more than the processors that it
+// is bound to, nor than its map group gives it time for. Asked anew each time, for bindings change.
+size_t usable_threads(size_t targets) noexcept;
 
 // `units` is what can be split, `work` the cost of one unit. One thread unless each has at least a grain.
 size_t number_of_threads(size_t units, size_t work, const ParallelSettings& settings) noexcept;

@@ -8,8 +8,8 @@
 #include <algorithm>
 
 #include "network/progress.h"
-#include "tables/control.h"
-#include "tables/forming.h"
+#include "tables/fused_product.h"
+#include "tables/index_map.h"
 #include "tables/parallel.h"
 
 namespace tv {
@@ -18,28 +18,28 @@ namespace {
 void run_nest(const Kernels& kernels, const Step& step, const Dimension* nest, size_t count, float* table,
               size_t offset) noexcept {
   switch (step.operation) {
-    case Operation::assign:
+    case StepKind::assign:
       return kernels.assign(nest, count, table, step.operand + offset);
-    case Operation::multiply:
+    case StepKind::multiply:
       return kernels.multiply(nest, count, table, step.operand + offset);
-    case Operation::sum:
+    case StepKind::sum:
       return kernels.sum(nest, count, table, step.target + offset);
-    case Operation::max:
+    case StepKind::max:
       return kernels.max(nest, count, table, step.target + offset);
   }
 }
 
 void run_block(const Kernels& kernels, const Step& step, float* table, size_t offset) noexcept {
-  run_nest(kernels, step, step.control->inner, step.control->inner_count, table, offset);
+  run_nest(kernels, step, step.map->inner, step.map->inner_count, table, offset);
 }
 
 // The last block along a dimension that is cut into parts has `rest` indices of it instead of `part`.
 void run_rest(const Kernels& kernels, const Step& step, size_t part, size_t rest, float* table,
               size_t offset) noexcept {
   Dimension nest[64];
-  std::copy_n(step.control->inner, step.control->inner_count, nest);
+  std::copy_n(step.map->inner, step.map->inner_count, nest);
   nest[0].count = nest[0].count / part * rest;
-  run_nest(kernels, step, nest, step.control->inner_count, table, offset);
+  run_nest(kernels, step, nest, step.map->inner_count, table, offset);
 }
 
 size_t parts_of(const Shape& shape) noexcept {
@@ -97,7 +97,7 @@ class BlockWalk {
   void advance(size_t dimension, ptrdiff_t by) noexcept {
     const size_t times = static_cast<size_t>(by) * (dimension == shape_.outer ? shape_.part : 1);
     place_ += times * strides_[dimension];
-    for (size_t s = 0; s < count_; ++s) offsets_[s] += times * steps_[s].control->steps[dimension];
+    for (size_t s = 0; s < count_; ++s) offsets_[s] += times * steps_[s].map->steps[dimension];
   }
 
   const Shape& shape_;
@@ -105,16 +105,16 @@ class BlockWalk {
   size_t count_;
   size_t levels_;  // dimensions that are walked
   size_t place_ = 0;
-  size_t offsets_[kMostFormingSteps];
+  size_t offsets_[kMaxFusedSteps];
   size_t strides_[64], position_[64], first_[64], end_[64];
 };
 
 // The first steps of a pass, as far as they assign or multiply, so many at a time.
-struct Formings {
+struct FusedProducts {
   static constexpr size_t kMost = 3;
   size_t count = 0;
   size_t steps = 0;  // so many of them
-  Forming list[kMost];
+  FusedProduct list[kMost];
 
   // For blocks with so many indices of the first dimension within.
   void plan(const Shape& shape, size_t part, const Step* of_pass, size_t of_steps) noexcept {
@@ -122,15 +122,15 @@ struct Formings {
     count = steps = 0;
     if (size < limits.least_formed) return;
     while (count < kMost && steps < of_steps && !of_pass[steps].target) {
-      FormedNest nests[kMostTogether];
-      const bool assigns = of_pass[steps].operation == Operation::assign;
+      FormedNest nests[kMaxFused];
+      const bool assigns = of_pass[steps].operation == StepKind::assign;
       size_t n = 0;
-      for (; n < kMostTogether && steps + n < of_steps && !of_pass[steps + n].target; ++n) {
-        if (n > 0 && of_pass[steps + n].operation == Operation::assign) break;
-        const Control& control = *of_pass[steps + n].control;
-        nests[n] = {control.inner, control.inner_count, control.inner[0].count / shape.part * part};
+      for (; n < kMaxFused && steps + n < of_steps && !of_pass[steps + n].target; ++n) {
+        if (n > 0 && of_pass[steps + n].operation == StepKind::assign) break;
+        const IndexMap& map = *of_pass[steps + n].map;
+        nests[n] = {map.inner, map.inner_count, map.inner[0].count / shape.part * part};
       }
-      plan_forming(list[count++], nests, n, assigns);
+      plan_fused(list[count++], nests, n, assigns);
       steps += n;
     }
   }
@@ -140,7 +140,7 @@ struct Formings {
   void run(const Kernels& kernels, float* block, Operand operand) const noexcept {
     size_t first = 0;
     for (size_t i = 0; i < count; ++i) {
-      const float* others[kMostTogether];
+      const float* others[kMaxFused];
       for (size_t f = 0; f < list[i].count; ++f) others[f] = operand(first + list[i].order[f]);
       kernels.form(list[i], block, others);
       first += list[i].count;
@@ -158,7 +158,7 @@ struct Formings {
 // What is found out once for all blocks of a pass: how the steps form whole blocks and the last one along a
 // dimension that is cut into parts.
 struct BlockPlan {
-  Formings whole, rest;
+  FusedProducts whole, rest;
 
   BlockPlan(const Shape& shape, const Step* steps, size_t count) noexcept {
     whole.plan(shape, shape.part, steps, count);
@@ -175,12 +175,13 @@ void run_blocks(const Shape& shape, float* table, const Step* steps, size_t coun
   do {
     float* block = table ? table + walk.place() : buffer;
     const size_t part = walk.part();
-    const Formings& formings = part == shape.part ? plan.whole : plan.rest;
-    formings.run(kernels, block, [&](size_t s) { return steps[s].operand + walk.offset(s); });
+    const FusedProducts& fused_products = part == shape.part ? plan.whole : plan.rest;
+    fused_products.run(kernels, block, [&](size_t s) { return steps[s].operand + walk.offset(s); });
     if (part == shape.part)
-      for (size_t s = formings.steps; s < count; ++s) run_block(kernels, steps[s], block, walk.offset(s));
+      for (size_t s = fused_products.steps; s < count; ++s)
+        run_block(kernels, steps[s], block, walk.offset(s));
     else
-      for (size_t s = formings.steps; s < count; ++s)
+      for (size_t s = fused_products.steps; s < count; ++s)
         run_rest(kernels, steps[s], shape.part, part, block, walk.offset(s));
     if (progress) progress->look_in(count * limits.block);
   } while (walk.next());
@@ -188,10 +189,10 @@ void run_blocks(const Shape& shape, float* table, const Step* steps, size_t coun
 
 // Calls add(row, target) for every row along the innermost dimension of a short table, in their order.
 template <class Add>
-void for_each_row(const Control& control, size_t length, const float* row, double* target, Add add) noexcept {
+void for_each_row(const IndexMap& map, size_t length, const float* row, double* target, Add add) noexcept {
   constexpr Dimension single = {1, 1, 0};
-  const size_t count = control.inner_count;
-  const Dimension middle = count > 1 ? control.inner[count - 2] : single;
+  const size_t count = map.inner_count;
+  const Dimension middle = count > 1 ? map.inner[count - 2] : single;
   const size_t digits = count > 2 ? count - 2 : 0;
   size_t position[kCapacity.short_table];
   std::fill_n(position, digits, 0);
@@ -199,7 +200,7 @@ void for_each_row(const Control& control, size_t length, const float* row, doubl
     for (size_t i = 0; i < middle.count; ++i, row += length) add(row, target + i * middle.stride2);
     for (size_t d = digits;;) {
       if (d == 0) return;
-      const Dimension& dimension = control.inner[--d];
+      const Dimension& dimension = map.inner[--d];
       target += dimension.stride2;
       if (++position[d] < dimension.count) break;
       target -= dimension.count * dimension.stride2;
@@ -209,27 +210,27 @@ void for_each_row(const Control& control, size_t length, const float* row, doubl
 }
 
 // Sums the entries of a short table one after the other. Most rows have two entries.
-void sum_in_order(const Control& control, const float* table, double* target) noexcept {
+void sum_in_order(const IndexMap& map, const float* table, double* target) noexcept {
   constexpr Dimension single = {1, 1, 0};
-  const Dimension inner = control.inner_count > 0 ? control.inner[control.inner_count - 1] : single;
+  const Dimension inner = map.inner_count > 0 ? map.inner[map.inner_count - 1] : single;
   const size_t n = inner.count, step = inner.stride2;
   if (n == 2)
-    for_each_row(control, 2, table, target, [step](const float* x, double* y) {
+    for_each_row(map, 2, table, target, [step](const float* x, double* y) {
       y[0] += static_cast<double>(x[0]);
       y[step] += static_cast<double>(x[1]);
     });
   else if (step == 0)
-    for_each_row(control, n, table, target, [n](const float* x, double* y) {
+    for_each_row(map, n, table, target, [n](const float* x, double* y) {
       double total = *y;
       for (size_t i = 0; i < n; ++i) total += static_cast<double>(x[i]);
       *y = total;
     });
   else if (step == 1)
-    for_each_row(control, n, table, target, [n](const float* x, double* y) {
+    for_each_row(map, n, table, target, [n](const float* x, double* y) {
       for (size_t i = 0; i < n; ++i) y[i] += static_cast<double>(x[i]);
     });
   else
-    for_each_row(control, n, table, target, [n, step](const float* x, double* y) {
+    for_each_row(map, n, table, target, [n, step](const float* x, double* y) {
       for (size_t i = 0; i < n; ++i) y[i * step] += static_cast<double>(x[i]);
     });
 }
@@ -238,8 +239,8 @@ void run_short(float* table, const Step* steps, size_t count) noexcept {
   const Kernels& kernels = tv::kernels();
   alignas(64) float buffer[kCapacity.short_table];
   for (size_t s = 0; s < count; ++s) {
-    if (steps[s].operation == Operation::sum)
-      sum_in_order(*steps[s].control, table ? table : buffer, steps[s].target);
+    if (steps[s].operation == StepKind::sum)
+      sum_in_order(*steps[s].map, table ? table : buffer, steps[s].target);
     else
       run_block(kernels, steps[s], table ? table : buffer, 0);
   }
@@ -257,16 +258,16 @@ void run_single_block(float* table, const Step* steps, size_t count) noexcept {
   const Kernels& kernels = tv::kernels();
   alignas(64) float buffer[kCapacity.block];
   float* block = table ? table : buffer;
-  Formings formings;
-  formings.plan(shape, shape.part, steps, count);
-  formings.run(kernels, block, [&](size_t s) { return steps[s].operand; });
-  for (size_t s = formings.steps; s < count; ++s) run_block(kernels, steps[s], block, 0);
+  FusedProducts fused_products;
+  fused_products.plan(shape, shape.part, steps, count);
+  fused_products.run(kernels, block, [&](size_t s) { return steps[s].operand; });
+  for (size_t s = fused_products.steps; s < count; ++s) run_block(kernels, steps[s], block, 0);
 }
 
 [[gnu::noinline]] void run_whole(const Shape& shape, float* table, const Step* steps, size_t count,
                                  ProgressMeter* progress) noexcept {
-  for (; count > 0; count -= std::min(count, kMostFormingSteps), steps += kMostFormingSteps) {
-    const size_t together = std::min(count, kMostFormingSteps);
+  for (; count > 0; count -= std::min(count, kMaxFusedSteps), steps += kMaxFusedSteps) {
+    const size_t together = std::min(count, kMaxFusedSteps);
     const BlockPlan plan(shape, steps, together);
     BlockWalk walk(shape, steps, together);
     run_blocks(shape, table, steps, together, plan, walk, progress);
@@ -291,7 +292,7 @@ struct Split {
 size_t lacking_totals(const Step* steps, size_t count, size_t dimension) noexcept {
   size_t totals = 0;
   for (size_t s = 0; s < count; ++s)
-    if (steps[s].target && steps[s].control->steps[dimension] == 0) totals += steps[s].control->other_size;
+    if (steps[s].target && steps[s].map->steps[dimension] == 0) totals += steps[s].map->other_size;
   return totals;
 }
 
@@ -304,7 +305,7 @@ double cost_of(const Split& split, const Shape& shape) noexcept {
 // Depends on the table, the steps and the room for totals, not on the number of threads.
 Split choose_split(const Shape& shape, const Step* steps, size_t count, size_t room) noexcept {
   Split free;
-  if (count > kMostFormingSteps) return free;
+  if (count > kMaxFusedSteps) return free;
   Split best;
   const size_t most_own = std::min(room, shape.size / kOwnShare);
   for (size_t d = 0; d < size_t{shape.outer} + (parts_of(shape) > 1); ++d) {
@@ -339,14 +340,14 @@ struct PassTask {
   }
 
   void run_unit(size_t unit) const noexcept {
-    Step redirected[kMostFormingSteps];
+    Step redirected[kMaxFusedSteps];
     std::copy_n(steps, count, redirected);
     double* next = own + unit * split.own;
     if (split.own) std::fill_n(next, split.own, 0.0);
     for (size_t s = 0; split.own && s < count; ++s) {
-      if (!steps[s].target || steps[s].control->steps[split.dimensions[0]] != 0) continue;
+      if (!steps[s].target || steps[s].map->steps[split.dimensions[0]] != 0) continue;
       redirected[s].target = next;
-      next += steps[s].control->other_size;
+      next += steps[s].map->other_size;
     }
     BlockWalk walk(shape, redirected, count);
     confine(walk, unit);
@@ -371,12 +372,12 @@ struct PassTask {
 // Adds what the units have summed (or the largest of what they have found) to the targets.
 void gather(const Step* steps, size_t count, const Split& split, const double* own) noexcept {
   for (size_t s = 0; s < count; ++s) {
-    if (!steps[s].target || steps[s].control->steps[split.dimensions[0]] != 0) continue;
-    const size_t size = steps[s].control->other_size;
+    if (!steps[s].target || steps[s].map->steps[split.dimensions[0]] != 0) continue;
+    const size_t size = steps[s].map->other_size;
     double* const target = steps[s].target;
     for (size_t unit = 0; unit < split.units; ++unit) {
       const double* const part = own + unit * split.own;
-      if (steps[s].operation == Operation::max)
+      if (steps[s].operation == StepKind::max)
         for (size_t i = 0; i < size; ++i) target[i] = std::max(target[i], part[i]);
       else
         for (size_t i = 0; i < size; ++i) target[i] += part[i];
@@ -387,10 +388,10 @@ void gather(const Step* steps, size_t count, const Split& split, const double* o
 
 // A single step that assigns is a copy, for which the order of blocks is not the best.
 bool is_copy(const Shape& shape, const float* table, const Step* steps, size_t count) noexcept {
-  if (!table || count != 1 || steps->operation != Operation::assign || shape.outer >= shape.dimensions)
+  if (!table || count != 1 || steps->operation != StepKind::assign || shape.outer >= shape.dimensions)
     return false;
-  const Control& control = *steps->control;
-  return control.inner[control.inner_count - 1].stride2 > 1;
+  const IndexMap& map = *steps->map;
+  return map.inner[map.inner_count - 1].stride2 > 1;
 }
 
 struct CopyTask {
@@ -400,12 +401,12 @@ struct CopyTask {
   const float* other;
 
   CopyTask(const Shape& shape, float* to, const Step& step) noexcept : table(to), other(step.operand) {
-    const Control& control = *step.control;
+    const IndexMap& map = *step.map;
     size_t stride = shape.size;
     for (size_t d = 0; d < shape.outer; ++d)
-      nest[count++] = {shape.counts[d], stride /= shape.counts[d], control.steps[d]};
+      nest[count++] = {shape.counts[d], stride /= shape.counts[d], map.steps[d]};
     const size_t first = count;
-    for (size_t i = 0; i < control.inner_count; ++i) nest[count++] = control.inner[i];
+    for (size_t i = 0; i < map.inner_count; ++i) nest[count++] = map.inner[i];
     nest[first].count = nest[first].count / shape.part * shape.counts[shape.outer];
   }
 

@@ -27,9 +27,9 @@ struct Clear {
 template <template <class> class Op>
 void run_operand(const PassOperand& operand, double* block) noexcept {
   if (operand.single)
-    run_operation<Op<float>>(*operand.control, block, operand.single + operand.offset);
+    run_loops<Op<float>>(*operand.map, block, operand.single + operand.offset);
   else
-    run_operation<Op<double>>(*operand.control, block, operand.real + operand.offset);
+    run_loops<Op<double>>(*operand.map, block, operand.real + operand.offset);
 }
 
 template <class Records>
@@ -40,7 +40,7 @@ void clear_offsets(Records& records) noexcept {
 template <class Records>
 void advance(Records& records, size_t dimension, bool wraps, size_t count) noexcept {
   for (auto& record : records) {
-    const size_t step = record.control->steps[dimension];
+    const size_t step = record.map->steps[dimension];
     record.offset += wraps ? step - count * step : step;
   }
 }
@@ -115,9 +115,8 @@ void ProductPass::run_block(size_t size) noexcept {
     for (size_t i = 0; i < size; ++i) w[i] = p[i] * utility_[i];
   }
   for (const PassTarget& target : targets) {
-    run_operation<Sum>(*target.control, p, target.probability + target.offset);
-    if (target.utility && !terms.empty())
-      run_operation<Sum>(*target.control, w, target.utility + target.offset);
+    run_loops<Sum>(*target.map, p, target.probability + target.offset);
+    if (target.utility && !terms.empty()) run_loops<Sum>(*target.map, w, target.utility + target.offset);
   }
   add_moments(size);
 }
@@ -129,7 +128,7 @@ void ProductPass::add_moments(size_t size) noexcept {
   mass += sum_of(p, size);
   for (PassMoments& moment : moments) {
     std::fill_n(u, size, 0.0);
-    run_operation<Add<float>>(*moment.control, u, moment.values + moment.offset);
+    run_loops<Add<float>>(*moment.map, u, moment.values + moment.offset);
     for (size_t i = 0; i < size; ++i) w[i] = p[i] * u[i];
     moment.total += sum_of(w, size);
     for (size_t i = 0; i < size; ++i) u[i] -= moment.shift;
@@ -145,9 +144,8 @@ void ProductPass::add_moments(size_t size) noexcept {
 void ProductPass::clear_targets(size_t size) noexcept {
   std::fill_n(probability_.data(), size, 0.0);
   for (const PassTarget& target : targets) {
-    run_operation<Clear>(*target.control, probability_.data(), target.probability + target.offset);
-    if (target.utility)
-      run_operation<Clear>(*target.control, probability_.data(), target.utility + target.offset);
+    run_loops<Clear>(*target.map, probability_.data(), target.probability + target.offset);
+    if (target.utility) run_loops<Clear>(*target.map, probability_.data(), target.utility + target.offset);
   }
 }
 
@@ -155,7 +153,7 @@ void ProductPass::clear_targets(size_t size) noexcept {
 void ProductPass::multiply_wide(const PassOperand& factor, size_t size) noexcept {
   run_operand<Multiply>(factor, probability_.data());
   if (factor.exponents) {
-    run_operation<Locate>(*factor.control, places_.data(), factor.real + factor.offset);
+    run_loops<Locate>(*factor.map, places_.data(), factor.real + factor.offset);
     for (size_t i = 0; i < size; ++i) exponents_[i] += factor.exponents[places_[i] - factor.real];
   }
   for (size_t i = 0; i < size; ++i) {
@@ -166,7 +164,7 @@ void ProductPass::multiply_wide(const PassOperand& factor, size_t size) noexcept
 }
 
 void ProductPass::add_wide(const PassTarget& target, size_t size) noexcept {
-  run_operation<Locate>(*target.control, places_.data(), target.probability + target.offset);
+  run_loops<Locate>(*target.map, places_.data(), target.probability + target.offset);
   for (size_t i = 0; i < size; ++i) {
     double added = probability_[i];
     if (!(added > 0.0)) continue;

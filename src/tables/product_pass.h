@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "tables/block.h"
-#include "tables/control.h"
+#include "tables/index_map.h"
 
 namespace tv {
 
 // A table that is multiplied into the probability or added to the utility: of floats, or of doubles, which
 // may be times two to the power of the exponents.
 struct PassOperand {
-  const Control* control;
+  const IndexMap* map;
   const float* single = nullptr;
   const double* real = nullptr;
   const int32_t* exponents = nullptr;
@@ -24,7 +24,7 @@ struct PassOperand {
 // Where probability, and probability times utility (if asked for), are summed. Where the pass is wide, both
 // sums are times two to the power of the exponents.
 struct PassTarget {
-  const Control* control;
+  const IndexMap* map;
   double* probability;
   double* utility;
   int32_t* exponents;
@@ -33,14 +33,14 @@ struct PassTarget {
 
 // Sums of the value, of (value - shift) and of its square, weighted with the probability.
 struct PassMoments {
-  const Control* control;
+  const IndexMap* map;
   const float* values = nullptr;
   double shift = 0.0;
   double total = 0.0, first = 0.0, second = 0.0;
   size_t offset = 0;
 };
 
-// Runs over shapes that were measured in whole blocks, under controls that were finished for them.
+// Runs over shapes that were measured in whole blocks, under maps that were finished for them.
 class ProductPass {
  public:
   // Room for so many of each, so that a pass allocates nothing.

@@ -1,10 +1,10 @@
 // Operations between two tables: multiply, extend, marginalise. Each is one pass over the larger
-// table under a control made for the occasion; propagation keeps its own controls.
+// table under a map made for the occasion; propagation keeps its own maps.
 
 #include <algorithm>
 
 #include "network/domain.h"
-#include "tables/control.h"
+#include "tables/index_map.h"
 #include "tables/parallel.h"
 #include "tables/table_operations.h"
 
@@ -24,7 +24,7 @@ std::vector<size_t> counts_of(const Table& table) {
 }
 
 // The steps in `other` for each dimension of `table`.
-void meet(const Table& table, const Table& other, const Shape& shape, OwnControl& control) {
+void meet(const Table& table, const Table& other, const Shape& shape, OwnIndexMap& map) {
   size_t dimension = 0;
   for (size_t i = 0; i < table.discrete_count; ++i) {
     const Node* node = table.nodes[i];
@@ -32,17 +32,17 @@ void meet(const Table& table, const Table& other, const Shape& shape, OwnControl
     size_t step = 0, stride = 1;
     for (size_t j = other.discrete_count; j-- > 0; stride *= other.nodes[j]->number_of_states)
       if (other.nodes[j] == node) step = stride;
-    control.steps[dimension++] = step;
+    map.steps[dimension++] = step;
   }
-  finish_control(control, shape);
+  finish_index_map(map, shape);
 }
 
-tv_status_t run_one(Table& table, const Table& other, Operation operation) {
+tv_status_t run_one(Table& table, const Table& other, StepKind operation) {
   if (other.cg_size) return tv_status_error;
   const OwnShape shape(counts_of(table));
-  OwnControl control(table.discrete_count);
-  meet(table, other, shape, control);
-  const Step step = {operation, &control, other.data.data()};
+  OwnIndexMap map(table.discrete_count);
+  meet(table, other, shape, map);
+  const Step step = {operation, &map, other.data.data()};
   run_pass(shape, table.data.data(), &step, 1, settings_of(table));
   return tv_status_none;
 }
@@ -50,20 +50,20 @@ tv_status_t run_one(Table& table, const Table& other, Operation operation) {
 }  // namespace
 
 tv_status_t multiply_table(Table& destination, const Table& source) {
-  return run_one(destination, source, Operation::multiply);
+  return run_one(destination, source, StepKind::multiply);
 }
 
 tv_status_t extend_table(const Table& source, Table& destination) {
-  return run_one(destination, source, Operation::assign);
+  return run_one(destination, source, StepKind::assign);
 }
 
 tv_status_t sum_marginalize_table(const Table& source, Table& destination) {
   if (source.cg_size || destination.cg_size) return tv_status_error;
   const OwnShape shape(counts_of(source));
-  OwnControl control(source.discrete_count);
-  meet(source, destination, shape, control);
+  OwnIndexMap map(source.discrete_count);
+  meet(source, destination, shape, map);
   Block<double> totals(destination.size);
-  const Step step = {Operation::sum, &control, nullptr, totals.data()};
+  const Step step = {StepKind::sum, &map, nullptr, totals.data()};
   run_pass(shape, source.data.data(), &step, 1, settings_of(source));
   std::transform(totals.begin(), totals.end(), destination.data.begin(),
                  [](double total) { return static_cast<tv_number_t>(total); });

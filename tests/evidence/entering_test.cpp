@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "inference/evidence.h"
+#include "inference/evidence/evidence.h"
 #include "support/builders.h"
 
 namespace {

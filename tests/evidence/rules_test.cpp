@@ -1,7 +1,7 @@
 // The rules that evidence must obey: free will of decisions, and required instantiations.
 #include <gtest/gtest.h>
 
-#include "inference/evidence.h"
+#include "inference/evidence/evidence.h"
 #include "support/builders.h"
 
 namespace {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "inference/elimination_plan.h"
+#include "inference/elimination/elimination_schedule.h"
 #include "injection.h"
 #include "support/builders.h"
 

@@ -8,8 +8,8 @@
 #include <set>
 #include <string>
 
-#include "inference/elimination_plan.h"
-#include "inference/tape_cache.h"
+#include "inference/elimination/elimination_schedule.h"
+#include "inference/schedule/schedule_cache.h"
 #include "support/builders.h"
 
 namespace test {
@@ -36,8 +36,9 @@ DomainOwner wide_network(Generator& random, size_t count, Values values) {
     tv_node_t* node = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_discrete);
     tv_node_set_number_of_states(node, random.chance(0.05) ? 1 : 2 + random.below(4));
     std::set<size_t> parents;
-    const size_t wanted = random.below(4);
-    for (size_t p = 0; p < wanted && i > 0; ++p) parents.insert(i - 1 - random.below(std::min<size_t>(i, 7)));
+    const size_t targets = random.below(4);
+    for (size_t p = 0; p < targets && i > 0; ++p)
+      parents.insert(i - 1 - random.below(std::min<size_t>(i, 7)));
     for (const size_t parent : parents) tv_node_add_parent(node, nodes[parent]);
     nodes.push_back(node);
     set_random_table(random, node, values);
@@ -233,8 +234,8 @@ TEST(Elimination, TablesAreThoseOfThePotentialsThatWerePropagated) {
   expect_near(pair_marginal(domain.get(), 0, 1), {0.0f, 0.0f, 0.2f, 0.8f});
 }
 
-// Which tapes there are depends on the number of threads, which plans there are must not.
-TEST(Elimination, PlansAreKeptBesideTapesThatAreInUse) {
+// Which schedules there are depends on the number of threads, which plans there are must not.
+TEST(Elimination, EliminationSchedulesAreCachedBesideOthersInUse) {
   Generator random(11);
   const DomainOwner domain = wide_network(random, 20, Values::positive);
   ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
@@ -250,7 +251,7 @@ TEST(Elimination, PlansAreKeptBesideTapesThatAreInUse) {
   ask(12, true);
   ask(12, true);
   const auto is_kept = [](const tv::JunctionTree& tree) {
-    return tree.engine->kept_tapes->find(*tree.engine, tv_equilibrium_sum).plan != nullptr;
+    return tree.engine->schedules->find(*tree.engine, tv_equilibrium_sum).plan != nullptr;
   };
   EXPECT_TRUE(is_kept(*tv::compiled(*nodes[12]).tree));
 }
@@ -282,7 +283,7 @@ TEST(Elimination, LeavesTinyProductsToTheTree) {
 }
 
 // Hubs with hundreds of children, which are cut off from each other: one for each thread.
-TEST(Elimination, HubsWithManyChildrenAreBranches) {
+TEST(Elimination, VerticesOfHighDegreeBecomeSubtrees) {
   const Planning planning(true);
   Generator random(3);
   const DomainOwner domain = new_domain();
@@ -340,7 +341,7 @@ bool includes_all(const tv::EliminationTree& tree, uint32_t clique, const std::s
   return std::includes(tree.begin(record), tree.end(record), ranks.begin(), ranks.end());
 }
 
-void expect_junction_tree(const tv::OpenGraph& graph, const tv::EliminationTree& tree) {
+void expect_junction_tree(const tv::ReducedGraph& graph, const tv::EliminationTree& tree) {
   ASSERT_EQ(tree.nodes.size(), graph.size());
   std::vector<int> eliminated(graph.size(), 0);
   for (uint32_t c = 0; c < tree.cliques.size(); ++c) {
@@ -382,7 +383,7 @@ TEST(EliminationTree, HoldsEveryLinkAndConnectsWhatItShares) {
       if (random.chance(0.2)) tv_node_select_state(node, 0);
     ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
     for (const tv::JunctionTree& tree : domain->forest->trees) {
-      const tv::OpenGraph graph = tv::graph_of_open_nodes(tree);
+      const tv::ReducedGraph graph = tv::reduced_moral_graph(tree);
       const tv::EliminationTree least = tv::eliminate(graph, tv::least_fill_order(graph));
       const tv::EliminationTree compiled = tv::eliminate(graph, tv::compiled_order(graph));
       expect_junction_tree(graph, least);
@@ -391,7 +392,7 @@ TEST(EliminationTree, HoldsEveryLinkAndConnectsWhatItShares) {
       for (size_t c = 0; c < tree.clique_count(); ++c) {
         double size = 1.0;
         for (const tv::Node* node : tree.cliques[c]->members())
-          if (tv::is_open(*node)) size *= static_cast<double>(node->number_of_states);
+          if (tv::is_unobserved(*node)) size *= static_cast<double>(node->number_of_states);
         entries += size;
       }
       EXPECT_LE(compiled.entries, entries) << "the compiled order fills in nothing new";

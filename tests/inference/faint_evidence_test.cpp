@@ -165,11 +165,11 @@ TEST_P(FaintEvidence, IsWeighedInEveryWay) {
   Generator random(static_cast<uint64_t>(GetParam()) + 1);
   for (const double rarity : {1e-2, 1e-5, 1e-12}) {
     SCOPED_TRACE(rarity);
-    const auto wanted = static_cast<size_t>(3000 / -std::log10(rarity));
-    const DomainOwner domain = random_tree(random, GetParam(), 2 * wanted);
+    const auto targets = static_cast<size_t>(3000 / -std::log10(rarity));
+    const DomainOwner domain = random_tree(random, GetParam(), 2 * targets);
     std::vector<tv_node_t*> observed;
     for (tv_node_t* node : nodes_of(domain.get()))
-      if (observed.size() < wanted && random.chance(0.5)) observed.push_back(node);
+      if (observed.size() < targets && random.chance(0.5)) observed.push_back(node);
     ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
     for (tv_node_t* node : observed) observe_what_is_rare(random, node, rarity);
     for (const Way& way : kWays) {

@@ -9,7 +9,7 @@
 #include <cmath>
 #include <set>
 
-#include "inference/elimination_plan.h"
+#include "inference/elimination/elimination_schedule.h"
 #include "support/builders.h"
 
 namespace test {

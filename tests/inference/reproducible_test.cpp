@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "inference/elimination_plan.h"
+#include "inference/elimination/elimination_schedule.h"
 #include "support/builders.h"
 #include "support/oracle.h"
 #include "tables/kernels.h"
@@ -66,7 +66,7 @@ TEST(Reproducible, ThreadsAndInstructionSets) {
   EXPECT_GE(large, 5u) << "most tables were too small for more than one thread";
 }
 
-// A tree with many branches: each node hangs on one or two of those a little before it.
+// A tree with many subtrees: each node hangs on one or two of those a little before it.
 DomainOwner branching_network(uint64_t seed) {
   Generator random(seed);
   DomainOwner domain = new_domain();
@@ -108,7 +108,7 @@ std::vector<uint64_t> answers_of(tv_domain_t* domain, uint64_t seed, size_t leve
   return bits;
 }
 
-// Tapes for even seeds, elimination plans for odd ones.
+// Schedules for even seeds, elimination plans for odd ones.
 TEST(Reproducible, BranchesThatArePropagatedAtTheSameTime) {
   const size_t usual = tv::limits.entries_for_plan;
   for (uint64_t seed = 0; seed < 12; ++seed) {

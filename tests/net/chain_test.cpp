@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "inference/factored.h"
+#include "inference/schedule/lazy_clique.h"
 #include "net_world.h"
 #include "support/builders.h"
 #include "support/describe.h"
@@ -179,9 +179,9 @@ std::string net_text(tv_domain_t* domain) {
 
 TEST(ChainPotentials, GiveTheBeliefsOfTheChainGraph) {
   Generator random(71);
-  const size_t usual = tv::limits.factored;
+  const size_t usual = tv::limits.lazy_clique;
   for (int i = 0; i < 60; ++i) {
-    tv::limits.factored = i % 2 ? usual : 1;                          // with and without tables
+    tv::limits.lazy_clique = i % 2 ? usual : 1;                       // with and without tables
     const double scale = i % 3 == 0 ? 1e-30 : i % 3 == 1 ? 1 : 1e25;  // neither matters
     const ChainGraph graph = random_chain_graph(random, scale);
     const Parsed parsed = parse(graph.text());
@@ -192,7 +192,7 @@ TEST(ChainPotentials, GiveTheBeliefsOfTheChainGraph) {
     for (int j = 0; j < 3; ++j) expect_answers(graph, parsed, random);
     if (HasFailure()) FAIL() << graph.text();
   }
-  tv::limits.factored = usual;
+  tv::limits.lazy_clique = usual;
 }
 
 // What a host may do before it asks for the probability of evidence.

@@ -1,8 +1,9 @@
 // Runs of the tests in which small networks go the ways of large ones. TARVO_TEST_LIMITS names them:
-// `factored`, in which cliques have no table of their own; `planned` and `tabled`, in which propagations do
+// `lazy`, in which cliques have no table of their own; `planned` and `tabled`, in which propagations do
 // without tables wherever they can, or never; `tiny`, in which every limit is as small as it can be, so that
 // every table has several blocks, every message several parts and every propagation work for threads; `kept`,
-// in which every pattern of evidence leaves its tape or plan behind. All tests believe in eight processors.
+// in which every pattern of evidence leaves its schedule or plan behind. All tests believe in eight
+// processors.
 #include "support/other_ways.h"
 
 #include <cstdio>
@@ -20,7 +21,7 @@ void make_tiny(tv::Limits& limits) {
   limits.window = 4;
   limits.local_totals = 8;
   limits.array_part = 16;
-  limits.factored = 1;
+  limits.lazy_clique = 1;
   limits.shared_totals = 4;
   limits.updates_together = 1;
   limits.plan_marginal = 0;
@@ -29,7 +30,7 @@ void make_tiny(tv::Limits& limits) {
   limits.grains_for_threads = 1;
   limits.cliques_in_grain = 1;
   limits.grains_to_share = 1;
-  limits.trunk = 2;
+  limits.root_region = 2;
 }
 
 void keep_all(tv::Limits& limits) {
@@ -39,8 +40,8 @@ void keep_all(tv::Limits& limits) {
 }
 
 bool apply(std::string_view name, tv::Limits& limits) {
-  if (name == "factored")
-    limits.factored = 8;
+  if (name == "lazy")
+    limits.lazy_clique = 8;
   else if (name == "planned")
     limits.entries_for_plan = 0;
   else if (name == "tabled")

@@ -12,8 +12,8 @@
 #include <random>
 #include <vector>
 
-#include "tables/control.h"
-#include "tables/forming.h"
+#include "tables/fused_product.h"
+#include "tables/index_map.h"
 
 namespace {
 
@@ -115,8 +115,8 @@ TEST(KernelsTest, FactorsTogetherMultiplyLikeOneAfterTheOther) {
     for (size_t size = 1, next; (next = 2 + random() % states, size * next <= 4000); size *= next)
       counts.push_back(next);
     const tv::OwnShape shape(counts);
-    tv::OwnControl controls[] = {tv::OwnControl(counts.size()), tv::OwnControl(counts.size()),
-                                 tv::OwnControl(counts.size())};
+    tv::OwnIndexMap maps[] = {tv::OwnIndexMap(counts.size()), tv::OwnIndexMap(counts.size()),
+                              tv::OwnIndexMap(counts.size())};
     const size_t factors = 1 + random() % 3;
     std::vector<float> others[3];
     tv::FormedNest nests[3];
@@ -125,31 +125,31 @@ TEST(KernelsTest, FactorsTogetherMultiplyLikeOneAfterTheOther) {
       const size_t has = random() % 5;
       for (size_t d = counts.size(); d-- > 0;) {
         const bool here = random() % 4 < has;
-        controls[f].steps[d] = here ? step : 0;
+        maps[f].steps[d] = here ? step : 0;
         if (here) step *= counts[d];
       }
-      tv::finish_control(controls[f], shape);
+      tv::finish_index_map(maps[f], shape);
       others[f] = random_numbers(random, step);
-      nests[f] = {controls[f].inner, controls[f].inner_count, controls[f].inner[0].count};
+      nests[f] = {maps[f].inner, maps[f].inner_count, maps[f].inner[0].count};
     }
     const bool assigns = random() % 2;
-    tv::Forming forming;
-    tv::plan_forming(forming, nests, factors, assigns);
-    with_runs += forming.length >= 16;
-    rows_along += forming.along > 0;
+    tv::FusedProduct fused;
+    tv::plan_fused(fused, nests, factors, assigns);
+    with_runs += fused.length >= 16;
+    rows_along += fused.along > 0;
     std::vector<float> before = random_numbers(random, shape.size + 40);  // some of them behind the block
     std::vector<float> expected = before;
     const float* in_order[3];
     for (size_t f = 0; f < factors; ++f) {
-      in_order[f] = others[forming.order[f]].data();
+      in_order[f] = others[fused.order[f]].data();
       const tv::Kernels& plain = **tv::available_kernels();
       (f == 0 && assigns ? plain.assign : plain.multiply)(
-          nests[forming.order[f]].nest, nests[forming.order[f]].count, expected.data(), in_order[f]);
+          nests[fused.order[f]].nest, nests[fused.order[f]].count, expected.data(), in_order[f]);
     }
     for (const tv::Kernels* const* kernels = tv::available_kernels(); *kernels; ++kernels) {
       SCOPED_TRACE((*kernels)->name);
       std::vector<float> x = before;
-      (*kernels)->form(forming, x.data(), in_order);
+      (*kernels)->form(fused, x.data(), in_order);
       ASSERT_EQ(x, expected) << "round " << round;
     }
   }

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "support/other_ways.h"
-#include "tables/control.h"
+#include "tables/index_map.h"
 
 namespace {
 
@@ -52,16 +52,16 @@ class RandomPass {
   explicit RandomPass(std::mt19937& random) : counts_(random_counts(random)), shape_(counts_) {
     for (size_t o = 0; o < 4; ++o) {
       operands_.push_back(random_operand(random, counts_));
-      controls_.push_back(std::make_unique<tv::OwnControl>(counts_.size()));
-      std::copy(operands_[o].steps.begin(), operands_[o].steps.end(), controls_[o]->steps);
-      tv::finish_control(*controls_[o], shape_);
+      maps_.push_back(std::make_unique<tv::OwnIndexMap>(counts_.size()));
+      std::copy(operands_[o].steps.begin(), operands_[o].steps.end(), maps_[o]->steps);
+      tv::finish_index_map(*maps_[o], shape_);
     }
     for (size_t o = 0; o < 2; ++o)
-      steps_.push_back({o ? tv::Operation::multiply : tv::Operation::assign, controls_[o].get(),
-                        operands_[o].numbers.data()});
+      steps_.push_back(
+          {o ? tv::StepKind::multiply : tv::StepKind::assign, maps_[o].get(), operands_[o].numbers.data()});
     for (size_t o : {2, 3}) {
-      const tv::Operation operation = random() % 2 ? tv::Operation::max : tv::Operation::sum;
-      steps_.push_back({operation, controls_[o].get(), nullptr, operands_[o].totals.data()});
+      const tv::StepKind operation = random() % 2 ? tv::StepKind::max : tv::StepKind::sum;
+      steps_.push_back({operation, maps_[o].get(), nullptr, operands_[o].totals.data()});
     }
     walk();
   }
@@ -78,7 +78,7 @@ class RandomPass {
         tv::run_pass(shape_, numbers, steps_.data(), steps_.size(), settings);
         for (size_t o : {2, 3}) {
           const std::vector<double>&found = operands_[o].totals, &expected = totals_[o - 2];
-          const bool is_max = steps_[o].operation == tv::Operation::max;
+          const bool is_max = steps_[o].operation == tv::StepKind::max;
           for (size_t i = 0; i < expected.size(); ++i)
             ASSERT_NEAR(found[i], expected[i], is_max ? 0.0 : 1e-9 * (1.0 + expected[i]));
           if (threads == 1) first[o - 2] = found;
@@ -99,7 +99,7 @@ class RandomPass {
       for (size_t o : {2, 3}) {
         double& total = totals_[o - 2][index_in(operands_[o], counts_, i)];
         const double entry = static_cast<double>(product_[i]);
-        total = steps_[o].operation == tv::Operation::max ? std::max(total, entry) : total + entry;
+        total = steps_[o].operation == tv::StepKind::max ? std::max(total, entry) : total + entry;
       }
     }
   }
@@ -107,7 +107,7 @@ class RandomPass {
   std::vector<size_t> counts_;
   tv::OwnShape shape_;
   std::vector<Operand> operands_;
-  std::vector<std::unique_ptr<tv::OwnControl>> controls_;
+  std::vector<std::unique_ptr<tv::OwnIndexMap>> maps_;
   std::vector<tv::Step> steps_;
   std::vector<float> product_;
   std::vector<double> totals_[2];

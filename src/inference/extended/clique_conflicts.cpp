@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "inference/evidence.h"
+#include "inference/calibrate_tables.h"
+#include "inference/evidence/evidence.h"
 #include "inference/extended/extended_propagation.h"
-#include "inference/form_tables.h"
-#include "inference/schedule.h"
+#include "inference/schedule/subtree.h"
 
 namespace tv {
 namespace {
@@ -96,7 +96,7 @@ class MessageRatio {
 tv_status_t measure_conflicts(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
   if (engine.conflict_root == TreeEngine::kNoConflictRoot) return tv_status_none;
-  const bool is_lost = engine.has_beliefs_only && engine.kept_potentials.are_lost;
+  const bool is_lost = engine.marginals_only && engine.kept_potentials.are_lost;
   if (is_lost || engine.conflict_root == TreeEngine::kLostConflicts) return tv_status_no_equilibrium;
   const FormerNumbers numbers = former_numbers(tree);
   const size_t root = engine.conflict_root;

@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "api/float_environment.h"
-#include "inference/evidence.h"
-#include "inference/tape_cache.h"
+#include "inference/evidence/evidence.h"
+#include "inference/schedule/schedule_cache.h"
 #include "network/progress.h"
 #include "tables/number_bounds.h"
 
@@ -30,7 +30,7 @@ tv_status_t check_sum(const WideArray& array) noexcept {
 // Tables may have another layout than when they were last read.
 void refresh_potentials(TreeEngine& engine) noexcept {
   for (PotentialPlan& plan : engine.potential_plans)
-    if (refresh_potential(plan)) engine.kept_tapes->clear();
+    if (refresh_potential(plan)) engine.schedules->clear();
 }
 
 }  // namespace
@@ -39,7 +39,7 @@ void refresh_potentials(TreeEngine& engine) noexcept {
 bool ExtendedPropagation::is_free(const Node& node) const noexcept {
   const CompiledNode& data = compiled(node);
   return is_discrete(node) && node.number_of_states > 1 &&
-         (retracts() ? data.fixed_state : data.propagated_state) < 0;
+         (retracts() ? data.observed_state : data.propagated_state) < 0;
 }
 
 void ExtendedPropagation::find_order(size_t root) {

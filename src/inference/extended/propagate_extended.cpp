@@ -3,14 +3,14 @@
 #include <cmath>
 #include <numbers>
 
-#include "inference/cg_engine.h"
-#include "inference/elimination_plan.h"
-#include "inference/enter_evidence.h"
+#include "inference/elimination/elimination_schedule.h"
+#include "inference/evidence/absorb_evidence.h"
 #include "inference/extended/extended_propagation.h"
-#include "inference/factored.h"
-#include "inference/messages.h"
-#include "inference/schedule.h"
-#include "inference/tape_cache.h"
+#include "inference/gaussian/cg_engine.h"
+#include "inference/schedule/lazy_clique.h"
+#include "inference/schedule/run_schedule.h"
+#include "inference/schedule/schedule_cache.h"
+#include "inference/schedule/subtree.h"
 
 namespace tv {
 namespace {
@@ -19,17 +19,17 @@ namespace {
 void shape_tables(JunctionTree& tree, tv_evidence_mode_t mode) {
   TreeEngine& engine = engine_of(tree);
   KeptTables kept = std::move(engine.kept_potentials);
-  const bool is_asked_for = engine.has_beliefs_only;  // which it stays until they are there
+  const bool is_asked_for = engine.marginals_only;  // which it stays until they are there
   forget_tables(engine);
   engine.kept_potentials = std::move(kept);
-  engine.has_beliefs_only = is_asked_for;
+  engine.marginals_only = is_asked_for;
   if (mode == tv_evidence_normal) {
     const tv_equilibrium_t equilibrium = tree.equilibrium;
     tree.equilibrium = tv_equilibrium_none;  // every clique is shaped anew
-    fix_states(engine);
+    observe_states(engine);
     tree.equilibrium = equilibrium;
   }
-  store_all_tables(engine);
+  materialize_all_tables(engine);
 }
 
 void note_tables(TreeEngine& engine) noexcept {
@@ -38,7 +38,7 @@ void note_tables(TreeEngine& engine) noexcept {
     ++work.version;
   }
   engine.is_extended = true;
-  engine.has_beliefs_only = false;
+  engine.marginals_only = false;
 }
 
 tv_status_t run(ExtendedPropagation& propagation, JunctionTree& tree, size_t root, tv_evidence_mode_t mode,
@@ -79,8 +79,8 @@ tv_status_t take_in_densities(JunctionTree& tree, std::vector<LogFactor>& factor
   CgEngine& cg = *engine_of(tree).cg;
   ++cg.round;
   take_in_values(tree);
-  return collect_densities(cg, [&](const CgPool& pool, std::span<const double> logarithms) {
-    factors.push_back({pool.clique->position, {logarithms.begin(), logarithms.end()}});
+  return collect_densities(cg, [&](const CgAccumulator& accumulator, std::span<const double> logarithms) {
+    factors.push_back({accumulator.clique->position, {logarithms.begin(), logarithms.end()}});
   });
 }
 
@@ -121,14 +121,14 @@ WideNumber mass_of_elimination(const JunctionTree& tree) noexcept {
 
 // Without tables, over the cliques of the unobserved nodes alone. `kOutOfRange` where doubles do not suffice
 // for that, or no plan can be made.
-tv_status_t eliminate(const Sweep& sweep, WideNumber& mass) {
-  TreeEngine& engine = sweep.engine;
-  if (!may_eliminate(sweep)) return kOutOfRange;
+tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
+  TreeEngine& engine = request.engine;
+  if (!may_eliminate(request)) return kOutOfRange;
   forget_tables(engine);
   tidy_evidence(engine);
-  EliminationPlan* plan = engine.kept_tapes->find(engine, sweep.equilibrium).plan;
-  std::unique_ptr<EliminationPlan> fresh;
-  if (!plan) plan = (fresh = plan_any_elimination(sweep)).get();
+  EliminationSchedule* plan = engine.schedules->find(engine, request.equilibrium).plan;
+  std::unique_ptr<EliminationSchedule> fresh;
+  if (!plan) plan = (fresh = build_any_elimination(request)).get();
   if (!plan) return kOutOfRange;
   JunctionTree& tree = *engine.tree;
   const double constant = tree.constant, log_constant = tree.log_constant;
@@ -143,7 +143,7 @@ tv_status_t eliminate(const Sweep& sweep, WideNumber& mass) {
   if (status == tv_status_no_value) return tv_status_inconsistency_or_underflow;
   if (status) return status;
   engine.is_extended = plan->left_range.load(std::memory_order_relaxed);
-  if (fresh) engine.kept_tapes->keep(std::move(fresh));
+  if (fresh) engine.schedules->keep(std::move(fresh));
   return tv_status_none;
 }
 
@@ -154,7 +154,7 @@ tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equili
   TreeEngine& engine = engine_of(tree);
   const bool measures = tree.equilibrium != tv_equilibrium_none && !engine.knows_constants;
   const WideNumber findings = probability_of_findings(tree, equilibrium, mode);
-  mark_newly_fixed(engine);
+  mark_newly_observed(engine);
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   WideNumber mass;
   const bool waits = !engine.cg && mode == tv_evidence_normal;
@@ -172,13 +172,14 @@ tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equili
   if (measures) set_conflict(tree, start, findings);
   if (!waits) return tv_status_none;
   forget_tables(engine);
-  fix_states_without_plans(engine);
+  observe_states_without_plans(engine);
   engine.is_extended = is_extended;
-  engine.has_beliefs_only = true;
+  engine.marginals_only = true;
   return tv_status_none;
 }
 
-tv_status_t form_extended_tables(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+tv_status_t calibrate_extended_tables(JunctionTree& tree, tv_equilibrium_t equilibrium,
+                                      tv_evidence_mode_t mode) {
   ExtendedPropagation propagation(engine_of(tree), equilibrium, mode);
   return run(propagation, tree, 0, mode, {.tables = true});
 }

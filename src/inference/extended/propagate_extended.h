@@ -19,7 +19,8 @@ tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equili
                                tv_evidence_mode_t mode, const FormerConstants& former);
 
 // The tables of such a tree. Its equilibrium is that of the propagation.
-tv_status_t form_extended_tables(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
+tv_status_t calibrate_extended_tables(JunctionTree& tree, tv_equilibrium_t equilibrium,
+                                      tv_evidence_mode_t mode);
 
 // Brings a tree that was reset to sum equilibrium with its required instantiations alone.
 tv_status_t initialize_extended(JunctionTree& tree);

@@ -1,0 +1,145 @@
+#include "inference/calibrate_tables.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "api/boundary.h"
+#include "api/float_environment.h"
+#include "inference/evidence/absorb_evidence.h"
+#include "inference/extended/clique_conflicts.h"
+#include "inference/extended/propagate_extended.h"
+#include "inference/range.h"
+#include "inference/schedule/run_schedule.h"
+#include "inference/schedule/schedule_cache.h"
+#include "inference/schedule/subtree.h"
+#include "inference/utility/utility_engine.h"
+#include "network/node_operations.h"
+
+namespace tv {
+namespace {
+
+// What a first propagation changes of a tree's state, put back at the end.
+class StateOfTree {
+ public:
+  explicit StateOfTree(JunctionTree& tree) noexcept
+      : tree_(tree),
+        equilibrium_(tree.equilibrium),
+        constant_(tree.constant),
+        log_constant_(tree.log_constant),
+        step_constant_(tree.step_constant),
+        step_log_constant_(tree.step_log_constant) {
+    tree.equilibrium = tv_equilibrium_none;  // nothing to divide by, and no conflict is measured
+  }
+  ~StateOfTree() {
+    tree_.equilibrium = equilibrium_;
+    tree_.constant = constant_;
+    tree_.log_constant = log_constant_;
+    tree_.step_constant = step_constant_;
+    tree_.step_log_constant = step_log_constant_;
+  }
+  StateOfTree(const StateOfTree&) = delete;
+  StateOfTree& operator=(const StateOfTree&) = delete;
+
+ private:
+  JunctionTree& tree_;
+  tv_equilibrium_t equilibrium_;
+  double constant_, log_constant_, step_constant_, step_log_constant_;
+};
+
+// Again from the start, should an earlier attempt have failed halfway.
+tv_status_t propagate_without_beliefs(TreeEngine& engine, tv_equilibrium_t equilibrium) {
+  KeptTables kept = std::move(engine.kept_potentials);
+  forget_tables(engine);
+  engine.kept_potentials = std::move(kept);
+  engine.marginals_only = true;
+  mark_all_cliques(engine);
+  enter_findings_again(engine);
+  observe_states(engine);
+  target_no_beliefs(engine);
+  const PropagationRequest request = {engine, equilibrium, tv_evidence_normal, true};
+  return _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone));
+}
+
+tv_status_t calibrate_from_former_numbers(JunctionTree& tree, tv_equilibrium_t equilibrium) {
+  TreeEngine& engine = engine_of(tree);
+  const FormerNumbers numbers = former_numbers(tree);
+  const FloatEnvironment environment;
+  tv_status_t status = engine.is_extended ? kOutOfRange : propagate_without_beliefs(engine, equilibrium);
+  if (status == kOutOfRange) status = calibrate_extended_tables(tree, equilibrium, tv_evidence_normal);
+  if (status == tv_status_none && range_flags()) engine.lost_share = lost_share_of(engine);
+  return status;
+}
+
+// The tree whose potentials the node's table is one of.
+JunctionTree* tree_with_potential(const Node& node) noexcept {
+  const CompiledNode& data = compiled(node);
+  return data.tree ? data.tree : data.assigned ? data.assigned->tree : nullptr;
+}
+
+// The same where conflicts of its cliques are still to be found from its potentials as they are.
+JunctionTree* tree_with_unmeasured_conflicts(const Node& node) noexcept {
+  JunctionTree* const tree = tree_with_potential(node);
+  if (!tree) return nullptr;
+  const TreeEngine& engine = engine_of(*tree);
+  const bool is_measured = engine.conflict_root == TreeEngine::kNoConflictRoot;
+  return is_measured || engine.marginals_only ? nullptr : tree;  // which keeps former numbers
+}
+
+// Where a tree keeps the table of a node while something rests on its numbers.
+struct Keeping {
+  KeptTables* kept = nullptr;
+  size_t place = 0, places = 0;
+};
+
+Keeping keeping_of(const Node& node) noexcept {
+  JunctionTree* const tree = tree_with_potential(node);
+  if (!tree) return {};
+  TreeEngine& engine = engine_of(*tree);
+  if (engine.marginals_only && compiled(node).tree)
+    return {&engine.kept_potentials, compiled(node).position, tree->nodes.size()};
+  UtilityEngine* const utilities = engine.utilities.get();
+  if (!utilities || utilities->stale) return {};
+  const size_t place = operand_of(*utilities, node);
+  if (place == kNone) return {};
+  return {&utilities->kept_tables, place, utilities->operands.size()};
+}
+
+}  // namespace
+
+FormerNumbers former_numbers(JunctionTree& tree) {
+  return {engine_of(tree).kept_potentials, [&](size_t node) { return tree.nodes[node]->table.get(); }};
+}
+
+tv_status_t calibrate_tables(JunctionTree& tree) {
+  TreeEngine& engine = engine_of(tree);
+  if (!engine.marginals_only) return tv_status_none;
+  if (engine.kept_potentials.are_lost) return tv_status_no_equilibrium;
+  if (!engine.kept_potentials.are_untouched())
+    if (tv_status_t status = measure_conflicts(tree)) return status;
+  const tv_equilibrium_t equilibrium = tree.equilibrium;
+  const StateOfTree state(tree);
+  if (tv_status_t status = calibrate_from_former_numbers(tree, equilibrium)) return status;
+  engine.marginals_only = false;
+  engine.kept_potentials.clear();
+  engine.schedules->want_tables();
+  return tv_status_none;
+}
+
+void note_changed_potential(const Node& node) noexcept {
+  if (JunctionTree* const tree = tree_with_unmeasured_conflicts(node))
+    engine_of(*tree).conflict_root = TreeEngine::kLostConflicts;
+  const Keeping keeping = keeping_of(node);
+  if (keeping.kept && !keeping.kept->holds(keeping.place)) keeping.kept->are_lost = true;
+}
+
+void keep_potential(Node& node) noexcept {
+  if (!is_compiled(*node.domain) || !node.table) return;
+  if (JunctionTree* const tree = tree_with_unmeasured_conflicts(node))
+    succeeds_with_memory([&] { measure_conflicts(*tree); });
+  const Keeping keeping = keeping_of(node);
+  if (!keeping.kept || keeping.kept->are_lost) return;
+  succeeds_with_memory([&] { keeping.kept->keep(*node.table, keeping.place, keeping.places); });
+}
+
+}  // namespace tv

@@ -1,0 +1,297 @@
+#include "inference/elimination/elimination_passes.h"
+
+#include <cstring>
+#include <iterator>
+
+namespace tv {
+namespace {
+
+constexpr uint32_t kNothing = EliminationTree::kNoClique;
+
+}  // namespace
+
+// ---- Factors ----
+
+EliminationFactors::EliminationFactors(TreeEngine& engine, const EliminationTree& graph,
+                                       EliminationSchedule& plan)
+    : engine_(engine),
+      graph_(graph),
+      plan_(plan),
+      rank_of_(engine.domain->forest->nodes.size() + 1, kNothing),
+      first_(graph.cliques.size(), kNothing) {
+  for (uint32_t rank = 0; rank < graph.nodes.size(); ++rank) rank_of_[graph.nodes[rank]->number] = rank;
+  factors_.reserve(engine.tree->nodes.size() + 3 * graph.cliques.size());
+  axes_.reserve(4 * (engine.tree->nodes.size() + 2 * graph.cliques.size()));
+}
+
+float* EliminationFactors::take_numbers(size_t count) noexcept {
+  if (count > engine_.numbers.size() - used_) {
+    fits_ = false;
+    return nullptr;
+  }
+  used_ += count;
+  reserved_ -= std::min(reserved_, count);
+  return engine_.numbers.data() + used_ - count;
+}
+
+float* EliminationFactors::take_optional(size_t count) noexcept {
+  if (size_add(count, reserved_) > engine_.numbers.size() - used_) return nullptr;
+  used_ += count;
+  return engine_.numbers.data() + used_ - count;
+}
+
+EliminationFactor EliminationFactors::new_factor() const noexcept {
+  EliminationFactor factor;
+  factor.first_axis = static_cast<uint32_t>(axes_.size());
+  return factor;
+}
+
+void EliminationFactors::add_axis(EliminationFactor& factor, uint32_t rank, size_t stride) {
+  axes_.push_back({rank, stride});
+  ++factor.axis_count;
+  factor.size *= graph_.nodes[rank]->number_of_states;
+}
+
+void EliminationFactors::add(const EliminationFactor& factor) {
+  factors_.push_back(factor);
+  assign(static_cast<uint32_t>(factors_.size() - 1), graph_.home_of[axes_[factor.first_axis].rank]);
+}
+
+void EliminationFactors::add_potential(const Node& node) {
+  EliminationFactor factor = new_factor();
+  factor.child = rank_of_[node.number];
+  if (!node.table) return add_uniform(node, factor);
+  EliminationSchedule::Potential potential;
+  potential.node = &node;
+  potential.layout = node.table->layout;
+  fixed_.clear();
+  size_t stride = 1;
+  for (size_t i = node.table->discrete_count; i-- > 0;) {
+    const Node& member = *node.table->nodes[i];
+    if (const uint32_t rank = rank_of_[member.number]; rank != kNothing)
+      add_axis(factor, rank, stride);
+    else if (member.number_of_states > 1)
+      fixed_.push_back({&compiled(member), stride});
+    stride *= member.number_of_states;
+  }
+  potential.fixed = plan_.memory.keep(fixed_);
+  potential.is_constant = factor.axis_count == 0;
+  factor.potential = static_cast<uint32_t>(plan_.potentials.size());
+  plan_.potentials.push_back(potential);
+  if (potential.is_constant) return;
+  std::sort(axes_.begin() + factor.first_axis, axes_.end(),
+            [](const Axis& a, const Axis& b) { return a.rank < b.rank; });
+  add(factor);
+}
+
+// A node without a table counts as uniform.
+void EliminationFactors::add_uniform(const Node& node, EliminationFactor factor) {
+  float* value = plan_.memory.take<float>(1);
+  *value = 1.0f / static_cast<float>(node.number_of_states);
+  EliminationSchedule::Potential potential;  // the plan holds as long as it has no table
+  potential.node = &node;
+  potential.is_constant = factor.child == kNothing;
+  if (potential.is_constant) potential.copy = value;
+  plan_.potentials.push_back(potential);
+  if (potential.is_constant) return;
+  add_axis(factor, factor.child, 0);
+  factor.numbers = value;
+  add(factor);
+}
+
+void EliminationFactors::add_finding(const Node& node) {
+  const uint32_t rank = rank_of_[node.number];
+  if (rank == kNothing || compiled(node).propagated_state != kFindingVector) return;
+  EliminationFactor factor = new_factor();
+  add_axis(factor, rank, 1);
+  factor.numbers = propagated_finding(node);
+  add(factor);
+}
+
+uint32_t EliminationFactors::add_dense(std::span<const uint32_t> ranks, const float* numbers) {
+  EliminationFactor factor = new_factor();
+  factor.numbers = numbers;
+  for (size_t i = ranks.size(); i-- > 0;) add_axis(factor, ranks[i], factor.size);
+  std::sort(axes_.begin() + factor.first_axis, axes_.end(),
+            [](const Axis& a, const Axis& b) { return a.rank < b.rank; });
+  factors_.push_back(factor);
+  return static_cast<uint32_t>(factors_.size() - 1);
+}
+
+void EliminationFactors::add_parts(uint32_t f, std::span<const uint32_t> parts) {
+  factors_[f].first_part = static_cast<uint32_t>(parts_.size());
+  factors_[f].part_count = static_cast<uint32_t>(parts.size());
+  parts_.insert(parts_.end(), parts.begin(), parts.end());
+}
+
+void EliminationFactors::lay_out(uint32_t f, std::span<const uint32_t> ranks, const float* numbers) noexcept {
+  EliminationFactor& factor = factors_[f];
+  factor.numbers = numbers;
+  size_t stride = 1;
+  for (size_t i = ranks.size(); i-- > 0; stride *= graph_.nodes[ranks[i]]->number_of_states)
+    for (uint32_t a = 0; a < factor.axis_count; ++a)
+      if (axes_[factor.first_axis + a].rank == ranks[i]) axes_[factor.first_axis + a].stride = stride;
+}
+
+void EliminationFactors::copy_small_potentials(uint32_t clique, std::span<const uint32_t> members) {
+  for (uint32_t f = first_[clique]; f != kNothing; f = factors_[f].next) {
+    EliminationFactor& factor = factors_[f];
+    if (factor.potential != kNothing && factor.size <= graph_.cliques[clique].size / kCopyShare)
+      copy_potential(factor, members);
+  }
+}
+
+void EliminationFactors::copy_potential(EliminationFactor& factor, std::span<const uint32_t> members) {
+  EliminationSchedule::Potential& potential = plan_.potentials[factor.potential];
+  Dimension nest[64];
+  size_t count = 0, stride = 1;
+  bool is_dense = true;  // and in the right order
+  for (size_t m = members.size(); m-- > 0;) {
+    for (uint32_t a = 0; a < factor.axis_count; ++a) {
+      const Axis& axis = axes_[factor.first_axis + a];
+      if (axis.rank != members[m]) continue;
+      is_dense &= axis.stride == stride;
+      nest[count++] = {graph_.nodes[axis.rank]->number_of_states, stride, axis.stride};
+      stride *= graph_.nodes[axis.rank]->number_of_states;
+    }
+  }
+  if (is_dense) return;
+  float* copy = take_optional(factor.size);
+  if (!copy) return;
+  size_t next = 0;
+  for (size_t m = members.size(); m-- > 0;)
+    for (uint32_t a = 0; a < factor.axis_count; ++a)
+      if (axes_[factor.first_axis + a].rank == members[m])
+        axes_[factor.first_axis + a].stride = nest[next++].stride;
+  std::reverse(nest, nest + count);
+  Dimension* kept = plan_.memory.take<Dimension>(count);
+  std::copy_n(nest, count, kept);
+  potential.nest = {kept, count};
+  factor.numbers = potential.copy = copy;
+  factor.potential = kNothing;
+}
+
+// ---- Passes ----
+
+void PassWriter::start(std::span<const uint32_t> ranks) {
+  Shape shape;
+  shape.counts = plan_.memory.take<size_t>(ranks.size());
+  shape.dimensions = static_cast<uint16_t>(ranks.size());
+  for (size_t d = 0; d < ranks.size(); ++d) shape.counts[d] = graph_.nodes[ranks[d]]->number_of_states;
+  measure_shape(shape);
+  start(ranks, shape);
+}
+
+void PassWriter::start(std::span<const uint32_t> ranks, const Shape& shape) noexcept {
+  shape_ = shape;
+  for (size_t d = 0; d < ranks.size(); ++d) dimension_of_[ranks[d]] = static_cast<uint32_t>(d);
+}
+
+const IndexMap* PassWriter::map(std::span<const Axis> axes) {
+  size_t steps[64];
+  Dimension inner[64];
+  std::fill_n(steps, shape_.dimensions, 0);
+  for (const Axis& axis : axes) steps[dimension_of_[axis.rank]] = axis.stride;
+  IndexMap map;
+  map.steps = steps;
+  map.inner = inner;
+  finish_index_map(map, shape_);
+  return kept(map, std::min<size_t>(shape_.outer + 1, shape_.dimensions));
+}
+
+// Small cliques are much alike: most maps have been needed before.
+const IndexMap* PassWriter::kept(const IndexMap& map, size_t outer) {
+  const auto is_same = [&](const IndexMap& other) {
+    return other.inner_count == map.inner_count && other.other_size == map.other_size &&
+           std::equal(map.steps, map.steps + outer, other.steps) &&
+           std::memcmp(map.inner, other.inner, map.inner_count * sizeof(Dimension)) == 0;
+  };
+  if (2 * kept_count_ >= kept_.size()) rehash();
+  size_t place = hash(map) % kept_.size();
+  for (; kept_[place].map; place = (place + 1) % kept_.size())
+    if (kept_[place].outer == outer && is_same(*kept_[place].map)) return kept_[place].map;
+  auto* copy = plan_.memory.take<IndexMap>(1);
+  *copy = map;
+  copy->steps = plan_.memory.take<size_t>(outer);
+  copy->inner = plan_.memory.take<Dimension>(map.inner_count);
+  std::copy_n(map.steps, outer, copy->steps);
+  std::copy_n(map.inner, map.inner_count, copy->inner);
+  kept_[place] = {copy, outer};
+  ++kept_count_;
+  return copy;
+}
+
+size_t PassWriter::hash(const IndexMap& map) noexcept {
+  size_t hash = map.other_size;
+  for (size_t d = 0; d < map.inner_count; ++d)
+    hash = (hash * 31 + map.inner[d].count) * 0x9E3779B97F4A7C15u + map.inner[d].stride2;
+  return hash ^ (hash >> 32);
+}
+
+void PassWriter::rehash() {
+  std::vector<Kept> old(2 * kept_.size());
+  std::swap(kept_, old);
+  for (const Kept& one : old) {
+    if (!one.map) continue;
+    size_t place = hash(*one.map) % kept_.size();
+    while (kept_[place].map) place = (place + 1) % kept_.size();
+    kept_[place] = one;
+  }
+}
+
+void PassWriter::multiply(uint32_t f) {
+  EliminationFactor& factor = factors_[f];
+  if (factor.counts != shape_.counts) {
+    factor.map = index_map_of(f);
+    factor.counts = shape_.counts;
+  }
+  if (factor.potential != kNothing) uses_.push_back({static_cast<uint32_t>(steps_.size()), factor.potential});
+  steps_.push_back({steps_.empty() ? StepKind::assign : StepKind::multiply, factor.map, factor.numbers});
+}
+
+void PassWriter::marginalize(std::span<const uint32_t> ranks, double* target) {
+  axes_.clear();
+  size_t stride = 1;
+  for (size_t i = ranks.size(); i-- > 0;) {
+    axes_.push_back({ranks[i], stride});
+    stride *= graph_.nodes[ranks[i]]->number_of_states;
+  }
+  steps_.push_back({plan_.marginal, map(axes_), nullptr, target});
+}
+
+EliminationSchedule::Pass PassWriter::close(std::span<const uint32_t> factors) {
+  const size_t first = shape_.dimensions ? shape_.counts[0] : 1;
+  const bool is_one_block = shape_.outer == 0 && shape_.part == first;
+  if (!is_one_block && steps_.size() > kMaxFusedSteps) fits_ = false;
+  plan_.work = size_add(plan_.work, size_multiply(shape_.size, steps_.size()));
+  const std::span<Step> steps = take_steps();
+  return {shape_, steps.data(), steps.size(), exact_pass(factors, steps)};
+}
+
+std::span<Step> PassWriter::take_steps() {
+  const std::span<Step> steps = plan_.memory.keep(steps_);
+  for (const Use& use : uses_) plan_.uses.push_back({&steps[use.step], use.potential});
+  plan_.most_steps = std::max(plan_.most_steps, steps_.size());
+  steps_.clear();
+  uses_.clear();
+  return steps;
+}
+
+void PassWriter::multiply_parts(uint32_t f) {
+  if (factors_[f].part_count == 0) return multiply(f);
+  for (const uint32_t part : factors_.parts(factors_[f])) multiply_parts(part);
+}
+
+const EliminationSchedule::Pass* PassWriter::exact_pass(std::span<const uint32_t> factors,
+                                                        std::span<const Step> steps) {
+  if (std::none_of(factors.begin(), factors.end(), [&](uint32_t f) { return factors_[f].part_count > 0; }))
+    return nullptr;
+  for (const uint32_t f : factors) multiply_parts(f);
+  std::copy_if(steps.begin(), steps.end(), std::back_inserter(steps_),
+               [](const Step& step) { return step.target != nullptr; });
+  auto* pass = plan_.memory.take<EliminationSchedule::Pass>(1);
+  const std::span<Step> exact = take_steps();
+  return &(*pass = {shape_, exact.data(), exact.size()});
+}
+
+}  // namespace tv

@@ -1,0 +1,243 @@
+// Hard evidence fixes a state: the tables are cut down to it. Likelihoods become update findings, which are
+// multiplied into the node's home clique when that clique is next run over: entered evidence divided
+// by what is already in the tables.
+
+#include "inference/evidence/absorb_evidence.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "api/boundary.h"
+#include "inference/evidence/evidence.h"
+#include "inference/schedule/run_schedule.h"
+#include "inference/schedule/subtree.h"
+#include "tables/number_bounds.h"
+
+namespace tv {
+namespace {
+
+bool counts_as_zero(tv_number_t value) noexcept {
+  return !(static_cast<double>(value) > kSmallestNormalFloat);
+}
+
+void copy_entered_finding(const Node& node) noexcept {
+  if (node.entered.state == kFindingVector)
+    std::copy(node.entered.finding.begin(), node.entered.finding.end(), propagated_finding(node));
+}
+
+// The change of a node's evidence is noted in its home clique, and in the conflict.
+void absorb(TreeEngine& engine, const Node& node, ptrdiff_t state, const tv_number_t* finding,
+            tv_equilibrium_t equilibrium) noexcept {
+  CompiledNode& data = compiled(node);
+  Clique& home = *data.home;
+  if (engine.tree->equilibrium != tv_equilibrium_none) {
+    const double probability = probability_of_evidence(node, state, finding, equilibrium);
+    CliqueWork& work = engine.cliques[home.position];
+    if (!work.measured) engine.measured.push_back(home.position);
+    work.measured = true;
+    work.finding_probability *= probability;
+    home.conflict *= probability;
+    engine.finding_probability.multiply(probability);
+  }
+  data.in_conflict = true;
+  mark_clique(engine, home.position);
+}
+
+void multiply_update_later(TreeEngine& engine, const Node& node) noexcept {
+  const Clique& home = *compiled(node).home;
+  engine.cliques[home.position].findings.push_back(home.members().position(&node));
+}
+
+// The finding that takes the propagated evidence T to the entered one.
+void make_update(const Node& node) noexcept {
+  CompiledNode& data = compiled(node);
+  const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
+  for (size_t i = 0; i < node.number_of_states; ++i) {
+    const tv_number_t old = propagated == kFindingVector ? propagated_finding(node)[i] : 1.0f;
+    tv_number_t fresh = 1.0f;
+    if (entered == kFindingVector) fresh = node.entered.finding[i];
+    if (entered >= 0) fresh = static_cast<size_t>(entered) == i ? 1.0f : 0.0f;
+    likelihood_ratio(node)[i] = counts_as_zero(old) ? 0.0f : fresh / old;
+  }
+}
+
+// The binary logarithm of what an entry can grow by.
+double growth_of_update(const Node& node) noexcept {
+  const tv_number_t* const update = likelihood_ratio(node);
+  const float largest = *std::max_element(update, update + node.number_of_states);
+  return std::max(0.0, std::log2(static_cast<double>(largest)));
+}
+
+// Without memory for a vector, the conflicts of single cliques will not be known, should they need it.
+void remember_former(TreeEngine& engine, const Node& node) noexcept {
+  const ptrdiff_t state = compiled(node).propagated_state;
+  engine.former_states.push_back(static_cast<int32_t>(state));
+  if (state == kFindingVector)
+    succeeds_with_memory([&] {
+      engine.former_findings.insert(engine.former_findings.end(), propagated_finding(node),
+                                    propagated_finding(node) + node.number_of_states);
+    });
+}
+
+void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibrium) noexcept {
+  CompiledNode& data = compiled(node);
+  remember_former(engine, node);
+  const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
+  const bool only_selects =
+      entered >= 0 && (propagated == kNoEvidence || propagated_finding(node)[entered] == 1.0f);
+  if (only_selects) {
+    absorb(engine, node, entered, nullptr, equilibrium);
+  } else {
+    make_update(node);
+    engine.lost_share += growth_of_update(node);
+    absorb(engine, node, kFindingVector, likelihood_ratio(node), equilibrium);
+    multiply_update_later(engine, node);
+    copy_entered_finding(node);
+  }
+  data.propagated_state = entered;
+}
+
+// They are sorted already where the host enters evidence in the order of its nodes.
+void sort_positions(const FixedList<uint32_t>& list) noexcept {
+  if (!std::is_sorted(list.begin(), list.end())) std::sort(list.begin(), list.end());
+}
+
+// Neither entered nor propagated, nor anything left of it.
+bool is_without_evidence(const Node& node) noexcept {
+  const CompiledNode& data = compiled(node);
+  return node.entered.state == kNoEvidence && !node.entered.value_flag &&
+         data.propagated_state == kNoEvidence && !data.value_propagated && data.observed_state < 0 &&
+         data.next_observed_state < 0 && !data.in_conflict;
+}
+
+bool must_be_retracted(const Node& node) noexcept {
+  const CompiledNode& data = compiled(node);
+  if (is_continuous(node))
+    return data.value_propagated && !(node.entered.value_flag && node.entered.value == data.propagated_value);
+  const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
+  if (propagated == kNoEvidence) return false;
+  if (propagated >= 0) return entered == kNoEvidence ? node.number_of_states > 1 : entered != propagated;
+  if (entered >= 0) return counts_as_zero(propagated_finding(node)[entered]);
+  for (size_t i = 0; i < node.number_of_states; ++i) {
+    const tv_number_t fresh = entered == kNoEvidence ? 1.0f : node.entered.finding[i];
+    const tv_number_t old = propagated_finding(node)[i];
+    // An update that no float can hold is as good as none.
+    if (fresh > 0.0f && (counts_as_zero(old) || !std::isfinite(fresh / old))) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void collect_pending_nodes(TreeEngine& engine) noexcept {
+  engine.pending.clear();
+  sort_positions(engine.changed);
+  for (const uint32_t position : engine.changed) {
+    Node* node = engine.tree->nodes[position];
+    compiled(*node).evidence_changed = false;
+    if (!is_discrete(*node) || !_tv_node_evidence_to_propagate(*node)) continue;
+    engine.pending.push_back(node);
+    engine.evidence_count -= _tv_node_evidence_is_propagated(*node);
+    engine.likelihood_count -= _tv_node_likelihood_is_propagated(*node);
+  }
+  engine.changed.clear();
+}
+
+void count_pending_as_propagated(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.pending) {
+    engine.evidence_count += _tv_node_evidence_is_propagated(*node);
+    engine.likelihood_count += _tv_node_likelihood_is_propagated(*node);
+  }
+}
+
+void tidy_evidence(TreeEngine& engine) noexcept {
+  sort_positions(engine.evidence);
+  const auto is_over = [&](uint32_t position) {
+    const Node& node = *engine.tree->nodes[position];
+    if (compiled(node).evidence_changed || !is_without_evidence(node)) return false;
+    compiled(node).evidence_listed = false;
+    return true;
+  };
+  const uint32_t* end = std::remove_if(engine.evidence.begin(), engine.evidence.end(), is_over);
+  engine.evidence.shrink(static_cast<size_t>(end - engine.evidence.begin()));
+}
+
+void copy_pending_evidence(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.pending) {
+    copy_entered_finding(*node);
+    compiled(*node).propagated_state = node->entered.state;
+  }
+}
+
+void enter_pending_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
+  for (const Node* node : engine.pending) enter_one(engine, *node, equilibrium);
+}
+
+void mark_newly_observed(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.pending) {
+    const CompiledNode& data = compiled(*node);
+    if (std::max<ptrdiff_t>(data.propagated_state, -1) == data.observed_state) continue;
+    order_cliques_with(engine, *node);
+    for (const size_t clique : engine.order) mark_clique(engine, clique);
+  }
+}
+
+void mark_homes_of_pending(TreeEngine& engine) noexcept {
+  for (const Node* node : engine.pending) mark_clique(engine, compiled(*node).home->position);
+}
+
+void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
+  mark_homes_of_pending(engine);
+  engine.all_in_conflict = true;
+  for_each_with_evidence(engine, [&](const Node& node) {
+    CompiledNode& data = compiled(node);
+    if (data.propagated_state == kNoEvidence) return;
+    absorb(engine, node, data.propagated_state, propagated_finding(node), equilibrium);
+  });
+  enter_findings_again(engine);
+}
+
+void enter_findings_again(TreeEngine& engine) noexcept {
+  for_each_with_evidence(engine, [&](const Node& node) {
+    const CompiledNode& data = compiled(node);
+    if (data.propagated_state != kFindingVector) return;
+    std::copy(propagated_finding(node), propagated_finding(node) + node.number_of_states,
+              likelihood_ratio(node));
+    multiply_update_later(engine, node);
+  });
+}
+
+void observe_states(TreeEngine& engine) noexcept {
+  const bool anew = engine.tree->equilibrium == tv_equilibrium_none;
+  bool changes = engine.plans_are_stale;
+  const auto fix = [&](const Node& node) {
+    CompiledNode& data = compiled(node);
+    data.next_observed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
+    if (data.next_observed_state == data.observed_state) return;
+    changes = true;
+    if (anew) return;  // all cliques are marked
+    order_cliques_with(engine, node);
+    for (const size_t clique : engine.order) mark_clique(engine, clique);
+  };
+  if (anew || engine.tree->mode == tv_evidence_fast_retraction)  // which fixes nothing
+    for_each_with_evidence(engine, fix);
+  else
+    for (const Node* node : engine.pending) fix(*node);
+  if (changes) apply_observed_states(engine, anew);
+}
+
+void observe_states_without_plans(TreeEngine& engine) noexcept {
+  for_each_with_evidence(engine, [](const Node& node) {
+    CompiledNode& data = compiled(node);
+    data.observed_state = data.next_observed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
+  });
+  engine.plans_are_stale = true;
+}
+
+bool evidence_must_be_retracted(const JunctionTree& tree) noexcept {
+  const FixedList<uint32_t>& list = engine_of(tree).changed;
+  return std::any_of(list.begin(), list.end(),
+                     [&](uint32_t position) { return must_be_retracted(*tree.nodes[position]); });
+}
+
+}  // namespace tv

@@ -1,0 +1,407 @@
+// Writing down a propagation: which passes are made, in which order, and what each of them multiplies and
+// sums. Each clique is run over once while collecting (its potentials and the messages of all senders are
+// multiplied and the outgoing marginal is formed in one pass) and once while distributing.
+
+#include <algorithm>
+
+#include "inference/evidence/evidence.h"
+#include "inference/schedule/lazy_clique.h"
+#include "inference/schedule/run_schedule.h"
+#include "inference/schedule/schedule_cache.h"
+#include "inference/schedule/subtree.h"
+
+namespace tv {
+namespace {
+
+constexpr float kOne = 1.0f;
+
+class Planner {
+ public:
+  Planner(const PropagationRequest& request, size_t root, ScheduleLists& lists) noexcept
+      : request_(request),
+        engine_(request.engine),
+        lists_(lists),
+        root_(root),
+        weighs_findings_(request.mode == tv_evidence_fast_retraction),
+        marginal_(request.equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum) {
+    order_from(engine_, root);
+    find_barren_cliques();
+    left_ = engine_.order.size();
+  }
+  ~Planner() {
+    for (size_t clique : engine_.order) engine_.barren[clique] = engine_.has_sent[clique] = 0;
+  }
+  Planner(const Planner&) = delete;
+  Planner& operator=(const Planner&) = delete;
+
+  // Writes what the next clique does behind what has been written; false at the end.
+  bool write() noexcept {
+    scalar_of_ = nullptr;
+    if (distributes_) return write_distribution();
+    while (left_ > 1) {
+      const size_t clique = engine_.order[--left_];
+      if (!engine_.barren[clique]) return plan_collect(clique), true;
+    }
+    plan_root(root_);
+    extend_to_target_beliefs(root_);
+    distributes_ = true;
+    left_ = engine_.order.size();
+    return true;
+  }
+
+ private:
+  bool write_distribution() noexcept {
+    if (left_ == 0) return false;
+    plan_distribute(engine_.order[engine_.order.size() - left_--]);
+    return true;
+  }
+
+  CliqueWork& work(size_t clique) const noexcept { return engine_.cliques[clique]; }
+
+  // Whether the clique at the other end lies beyond this one, seen from the root.
+  bool leads_away(const LinkPlan& link) const noexcept {
+    return engine_.reached_by[link.neighbor] == link.back;
+  }
+
+  // Whether all that a clique adds to what its neighbour towards the root knows are the distributions of the
+  // nodes that the neighbour lacks, with nothing known about them: they sum to one.
+  bool is_barren(const CliqueWork& work, const LinkPlan& towards_root) const noexcept {
+    if (!work.findings.empty()) return false;
+    for (const LinkPlan& link : work.links)
+      if (leads_away(link) && !engine_.barren[link.neighbor]) return false;
+    size_t own = 0;
+    for (size_t m = 0; m < work.table.members->size(); ++m) {
+      const Node& node = *(*work.table.members)[m];
+      if (towards_root.member_of[m] != kNoMember || !is_discrete(node)) continue;
+      const CompiledNode& data = compiled(node);
+      if (data.assigned != work.clique || data.propagated_state != kNoEvidence || data.policy_left_out)
+        return false;
+      ++own;
+    }
+    return own == work.potentials.size();
+  }
+
+  // With a past, or when maxima are sought, nobody is barren.
+  void find_barren_cliques() noexcept {
+    if (!request_.first || request_.equilibrium != tv_equilibrium_sum) return;
+    for (size_t i = engine_.order.size(); i-- > 1;) {
+      const size_t clique = engine_.order[i];
+      engine_.barren[clique] = is_barren(work(clique), work(clique).links[engine_.reached_by[clique]]);
+    }
+  }
+
+  Operation& add_operation(OperationKind kind, size_t clique) noexcept {
+    Operation& operation = lists_.operations.push_back({});
+    operation.kind = kind;
+    operation.clique = static_cast<uint32_t>(clique);
+    operation.first_step = lists_.steps.size();
+    operation.shape = work(clique).table.shape;
+    operation.numbers = work(clique).table.numbers;
+    return operation;
+  }
+
+  void close_steps(Operation& operation) noexcept {
+    operation.step_count = static_cast<uint32_t>(lists_.steps.size() - operation.first_step);
+  }
+
+  void add_initial_product(CliqueWork& work) noexcept {
+    StepKind operation = StepKind::assign;
+    for (PotentialPlan& plan : work.potentials) {
+      refresh(plan);
+      if (plan.node() && compiled(*plan.node()).policy_left_out) {
+        lists_.steps.push_back({operation, &scalar_of(work), &kOne});
+      } else if (plan.table()) {
+        lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.size(), &plan});
+        lists_.steps.push_back({operation, &maps(work).of_potential(plan), plan.copy});
+      } else {
+        lists_.steps.push_back({operation, &scalar_of(work), &plan.uniform});
+      }
+      operation = StepKind::multiply;
+    }
+    if (work.potentials.empty()) lists_.steps.push_back({StepKind::assign, &scalar_of(work), &kOne});
+  }
+
+  void refresh(PotentialPlan& plan) noexcept {
+    if (refresh_potential(plan)) engine_.schedules->clear();  // written for another layout
+  }
+
+  // ---- IndexMaps ----
+
+  struct IndexMaps {
+    Planner& planner;
+    const CliqueWork& work;
+
+    const IndexMap& of_potential(const PotentialPlan& plan) const noexcept {
+      return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
+    }
+    const IndexMap& of_link(const LinkPlan& link) const noexcept {
+      const SeparatorWork& separator = planner.engine_.separators[link.separator];
+      return make([&](size_t* steps) { step_in_separator(work.table, link, separator.old, steps); });
+    }
+    const IndexMap& of_member(size_t member) const noexcept {
+      if (!work.table.spans(member)) return scalar();
+      return planner.index_map_of_member(work.table, member);
+    }
+    const IndexMap& scalar() const noexcept { return planner.scalar_of(work); }
+
+   private:
+    template <class Fill>
+    const IndexMap& make(Fill fill) const noexcept {
+      const Shape& shape = work.table.shape;
+      return planner.lists_.make_index_map(shape, [&](IndexMap& map) {
+        fill(map.steps);
+        finish_index_map(map, shape);
+      });
+    }
+  };
+
+  IndexMaps maps(const CliqueWork& work) noexcept { return {*this, work}; }
+
+  // Meets one and the same entry everywhere in a clique's table. A portion needs one.
+  const IndexMap& scalar_of(const CliqueWork& work) noexcept {
+    if (scalar_of_ != &work) {
+      const Shape& shape = work.table.shape;
+      scalar_ =
+          &lists_.make_index_map(shape, [&](IndexMap& map) { map_dimension(map, shape, shape.dimensions); });
+      scalar_of_ = &work;
+    }
+    return *scalar_;
+  }
+
+  // The potentials of a lazy clique that starts anew are copied before the schedule runs.
+  void ask_for_copies(CliqueWork& work) noexcept {
+    for (PotentialPlan& plan : work.potentials) {
+      refresh(plan);
+      if (plan.table()) lists_.potential_steps.push_back({kNone, &plan});
+    }
+  }
+
+  // All factors of a lazy clique. While distributing, the message from the side of the root is the last
+  // one that came.
+  void add_factors(Operation& operation, CliqueWork& work, size_t towards_root, bool distributes) noexcept {
+    const auto holds = [&](const LinkPlan& link) {
+      if (link.holds) return true;
+      if (towards_root != kNone && &link == &work.links[towards_root]) return distributes;
+      return leads_away(link) && engine_.has_sent[link.neighbor];
+    };
+    for_each_factor(work, holds, maps(work), [&](const Step& step) { lists_.steps.push_back(step); });
+    operation.formed = static_cast<uint32_t>(lists_.steps.size() - operation.first_step);
+  }
+
+  // Findings that were entered on members since the last propagation.
+  void add_findings(CliqueWork& work) noexcept {
+    for (size_t member : work.findings) {
+      const Node& node = *(*work.table.members)[member];
+      const float* update = likelihood_ratio(node);
+      if (!work.table.spans(member)) {
+        const size_t state =
+            work.table.is_observed(member) ? static_cast<size_t>(compiled(node).observed_state) : 0;
+        lists_.steps.push_back({StepKind::multiply, &scalar_of(work), update + state});
+        continue;
+      }
+      lists_.steps.push_back({StepKind::multiply, &maps(work).of_member(member), update});
+    }
+  }
+
+  void add_all_factors(Operation& operation, CliqueWork& work, size_t towards_root) noexcept {
+    if (!work.initialized) ask_for_copies(work);
+    add_factors(operation, work, towards_root, false);
+  }
+
+  const float* ratio_of(const LinkPlan& link) const noexcept {
+    return engine_.separators[link.separator].ratio;
+  }
+
+  void add_updates(CliqueWork& work, size_t towards_root) noexcept {
+    if (!work.initialized) add_initial_product(work);
+    for (size_t l = 0; l < work.links.size(); ++l)
+      if (l != towards_root && leads_away(work.links[l]) && !engine_.barren[work.links[l].neighbor])
+        lists_.steps.push_back(
+            {StepKind::multiply, &maps(work).of_link(work.links[l]), ratio_of(work.links[l])});
+    add_findings(work);
+  }
+
+  // The steps that bring a clique's table up to date while collecting.
+  void add_updates(Operation& operation, CliqueWork& work, size_t towards_root) noexcept {
+    operation.starts_anew = work.lazy || !work.initialized;
+    if (work.lazy)
+      add_all_factors(operation, work, towards_root);
+    else
+      add_updates(work, towards_root);
+    operation.updates = static_cast<uint32_t>(lists_.steps.size() - operation.first_step);
+    if (request_.equilibrium == tv_equilibrium_max)
+      lists_.steps.push_back({StepKind::sum, &scalar_of(work), nullptr, &engine_.table_sum});
+  }
+
+  void plan_collect(size_t clique) noexcept {
+    CliqueWork& here = work(clique);
+    const size_t via = engine_.reached_by[clique];
+    engine_.has_sent[clique] = 1;
+    Operation& operation = add_operation(OperationKind::collect, clique);
+    operation.link = static_cast<uint32_t>(via);
+    operation.has_past = !request_.first;
+    operation.size = engine_.separators[here.links[via].separator].old.shape.size;
+    add_updates(operation, here, via);
+    if (!weighs_findings_)
+      lists_.steps.push_back(
+          {marginal_, &maps(here).of_link(here.links[via]), nullptr, engine_.totals.data()});
+    close_steps(operation);
+  }
+
+  void plan_root(size_t root) noexcept {
+    Operation& operation = add_operation(OperationKind::root, root);
+    add_updates(operation, work(root), kNone);
+    lists_.steps.push_back({marginal_, &scalar_of(work(root)), nullptr, &engine_.mass});
+    close_steps(operation);
+  }
+
+  // Cliques beyond those that collected take part in distributing where their nodes' beliefs change.
+  void extend_to_target_beliefs(size_t root) noexcept {
+    if (engine_.order.size() == engine_.cliques.size()) return;
+    extend_to_targets(engine_);
+    order_from(engine_, root);
+  }
+
+  const IndexMap& index_map_of_member(const ReducedTable& table, size_t member) noexcept {
+    return lists_.make_index_map(
+        table.shape, [&](IndexMap& map) { map_dimension(map, table.shape, table.dimension_of[member]); });
+  }
+
+  // The steps for the targets beliefs of a table; how many totals they need.
+  size_t add_belief_steps(const ReducedTable& table, std::span<const BeliefPlan> plans) noexcept {
+    size_t used = 0;
+    for (const BeliefPlan& plan : plans) {
+      const CompiledNode& data = compiled(*plan.node);
+      if (!data.is_target || data.observed_state >= 0) continue;
+      if (!weighs_findings_)
+        lists_.steps.push_back({marginal_, &index_map_of_member(table, plan.member), nullptr,
+                                engine_.belief_totals.data() + used});
+      used += plan.node->number_of_states;
+    }
+    return used;
+  }
+
+  void add_belief_operations(const ReducedTable& table, std::span<const BeliefPlan> plans) noexcept {
+    size_t used = 0;
+    for (const BeliefPlan& plan : plans) {
+      const CompiledNode& data = compiled(*plan.node);
+      if (!data.is_target) continue;
+      Operation& operation = lists_.operations.push_back({});
+      operation.kind = OperationKind::belief;
+      operation.totals = used;
+      operation.table = &table;
+      operation.belief = &plan;
+      if (data.observed_state < 0) used += plan.node->number_of_states;
+    }
+  }
+
+  // Adds the marginals for receivers from `first` on, as many as there is room for; returns the next one.
+  size_t add_message_steps(const CliqueWork& work, size_t first, size_t& used) noexcept {
+    size_t l = first;
+    for (; l < work.links.size(); ++l) {
+      const LinkPlan& link = work.links[l];
+      if (!leads_away(link)) continue;
+      const size_t size = engine_.separators[link.separator].old.shape.size;
+      if (used > 0 && used + size > engine_.totals.size()) break;
+      if (!weighs_findings_)
+        lists_.steps.push_back({marginal_, &maps(work).of_link(link), nullptr, engine_.totals.data() + used});
+      used += size;
+    }
+    return l;
+  }
+
+  void add_message_operations(size_t clique, size_t first, size_t last) noexcept {
+    size_t used = 0;
+    for (size_t l = first; l < last; ++l) {
+      const LinkPlan& link = work(clique).links[l];
+      if (!leads_away(link)) continue;
+      Operation& operation = add_operation(OperationKind::message, clique);
+      operation.link = static_cast<uint32_t>(l);
+      operation.has_past = !engine_.barren[link.neighbor];
+      operation.size = engine_.separators[link.separator].old.shape.size;
+      operation.totals = used;
+      used += operation.size;
+      plan_separator_beliefs(engine_.separators[link.separator], clique);
+    }
+  }
+
+  void plan_separator_beliefs(const SeparatorWork& separator, size_t clique) noexcept {
+    if (separator.beliefs.empty()) return;
+    Operation& operation = add_operation(OperationKind::separator_pass, clique);
+    operation.shape = separator.old.shape;
+    operation.numbers = separator.old.numbers;
+    operation.clear_beliefs = add_belief_steps(separator.old, separator.beliefs);
+    close_steps(operation);
+    add_belief_operations(separator.old, separator.beliefs);
+  }
+
+  void start_lazy_pass(Operation& operation, CliqueWork& work, size_t via) noexcept {
+    if (engine_.barren[work.clique->position]) ask_for_copies(work);
+    operation.link = static_cast<uint32_t>(via);
+    add_factors(operation, work, via, true);
+  }
+
+  void start_pass(CliqueWork& work, size_t via) noexcept {
+    if (engine_.barren[work.clique->position]) add_initial_product(work);
+    if (via != kNone)
+      lists_.steps.push_back(
+          {StepKind::multiply, &maps(work).of_link(work.links[via]), ratio_of(work.links[via])});
+    else
+      lists_.steps.push_back({StepKind::multiply, &scalar_of(work), &engine_.inverse});
+  }
+
+  void plan_distribute(size_t clique) noexcept {
+    CliqueWork& here = work(clique);
+    const size_t via = engine_.reached_by[clique];
+    Operation* operation = &add_operation(OperationKind::pass, clique);
+    if (here.lazy)
+      start_lazy_pass(*operation, here, via);
+    else
+      start_pass(here, via);
+    operation->clear_beliefs = add_belief_steps(here.table, here.beliefs);
+    size_t next = add_message_steps(here, 0, operation->clear_totals);
+    close_steps(*operation);
+    add_belief_operations(here.table, here.beliefs);
+    add_message_operations(clique, 0, next);
+    while (next < here.links.size()) {
+      const size_t first = next;
+      operation = &add_operation(OperationKind::pass, clique);
+      operation->repeats = true;
+      if (here.lazy) add_factors(*operation, here, via, true);
+      next = add_message_steps(here, first, operation->clear_totals);
+      close_steps(*operation);
+      add_message_operations(clique, first, next);
+    }
+  }
+
+  const PropagationRequest& request_;
+  TreeEngine& engine_;
+  ScheduleLists& lists_;
+  size_t root_;
+  bool weighs_findings_;
+  StepKind marginal_;
+  const CliqueWork* scalar_of_ = nullptr;  // the clique of the map below
+  const IndexMap* scalar_ = nullptr;
+  bool distributes_ = false;
+  size_t left_ = 0;  // cliques in the order that have not been written
+};
+
+}  // namespace
+
+Schedule build_schedule(const PropagationRequest& request, size_t root, ScheduleLists& lists) noexcept {
+  lists.clear();
+  Planner planner(request, root, lists);
+  while (planner.write()) {
+  }
+  return lists.schedule();
+}
+
+tv_status_t stream_schedule(const PropagationRequest& request, size_t root, RunStreamed run, void* runner) {
+  ScheduleLists& lists = request.engine.portion;
+  Planner planner(request, root, lists);
+  for (lists.clear(); planner.write(); lists.clear())
+    if (tv_status_t status = run(runner, lists.schedule())) return status;
+  return tv_status_none;
+}
+
+}  // namespace tv

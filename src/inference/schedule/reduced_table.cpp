@@ -1,0 +1,212 @@
+// Restricting tables to fixed states: which dimensions remain, how others meet them, and cutting
+// initialised tables down in place.
+
+#include <algorithm>
+
+#include "inference/gaussian/cg_engine.h"
+#include "inference/schedule/lazy_clique.h"
+#include "inference/schedule/subtree.h"
+
+namespace tv {
+namespace {
+
+bool becomes_observed(const Node* node) noexcept { return compiled(*node).next_observed_state >= 0; }
+
+bool pattern_changes(const ReducedTable& table) noexcept {
+  for (size_t m = 0; m < table.members->size(); ++m)
+    if (table.dimension_of[m] == ReducedTable::kUnplanned ||
+        table.is_observed(m) != becomes_observed((*table.members)[m]))
+      return true;
+  return false;
+}
+
+// Copies the entries that agree with the newly fixed states to the front. Kept dimensions stay in order,
+// so that an entry never moves behind one that is still to be read.
+void reduce(const ReducedTable& table, float* numbers) noexcept {
+  Dimension nest[64];
+  size_t offset = 0, stride = 1, kept = 1, count = 0;
+  for (size_t m = table.members->size(); m-- > 0;) {
+    if (!table.spans(m)) continue;
+    const size_t d = table.dimension_of[m];
+    const size_t states = table.shape.counts[d];
+    const Node* node = (*table.members)[m];
+    if (becomes_observed(node)) {
+      offset += static_cast<size_t>(compiled(*node).next_observed_state) * stride;
+    } else {
+      nest[count++] = {states, kept, stride};
+      kept *= states;
+    }
+    stride *= states;
+  }
+  std::reverse(nest, nest + count);
+  kernels().assign(nest, count, numbers, numbers + offset);
+}
+
+void set_shape(ReducedTable& table) noexcept {
+  size_t dimensions = 0;
+  for (size_t m = 0; m < table.members->size(); ++m) {
+    const Node* node = (*table.members)[m];
+    unsigned char& dimension = table.dimension_of[m];
+    if (becomes_observed(node)) {
+      dimension = ReducedTable::kObserved;
+    } else if (node->number_of_states <= 1) {
+      dimension = ReducedTable::kNoDimension;
+    } else {
+      dimension = static_cast<unsigned char>(dimensions);
+      table.shape.counts[dimensions++] = node->number_of_states;
+    }
+  }
+  table.shape.dimensions = static_cast<uint16_t>(dimensions);
+  measure_shape(table.shape);
+}
+
+void reduce_clique(const CliqueWork& work) noexcept {
+  if (work.lazy)
+    reduce_potentials(work);
+  else
+    reduce(work.table, work.table.numbers);
+}
+
+// With what its ends keep of the messages, where they are lazy cliques.
+void reduce_separator(const TreeEngine& engine, size_t child) noexcept {
+  const ReducedTable& table = engine.separators[child].old;
+  reduce(table, table.numbers);
+  if (!engine.has_lazy) return;
+  for (const LinkPlan& link : engine.cliques[child].links) {
+    if (link.separator != child) continue;
+    if (link.received) reduce(table, link.received);
+    const LinkPlan& back = engine.cliques[link.neighbor].links[link.back];
+    if (back.received) reduce(table, back.received);
+  }
+}
+
+void plan_separator(TreeEngine& engine, size_t child, bool cuts) noexcept {
+  SeparatorWork& work = engine.separators[child];
+  if (!work.separator || !pattern_changes(work.old)) return;
+  if (cuts && engine.cliques[child].initialized) reduce_separator(engine, child);
+  set_shape(work.old);
+}
+
+void plan_clique(TreeEngine& engine, size_t clique, bool cuts) noexcept {
+  CliqueWork& work = engine.cliques[clique];
+  if (!pattern_changes(work.table)) return;
+  if (cuts && work.initialized) reduce_clique(work);
+  set_shape(work.table);
+  ++work.version;
+}
+
+// Makes plans for the tables whose fixed members change; initialised ones are cut down where `cuts` says so.
+// Separators first: the plans of links need their new shapes.
+void plan_tables(TreeEngine& engine, bool cuts) noexcept {
+  for (size_t c = 0; c < engine.cliques.size(); ++c) plan_separator(engine, c, cuts);
+  for (size_t c = 0; c < engine.cliques.size(); ++c) plan_clique(engine, c, cuts);
+}
+
+// The same; only tables that hold a node whose fixed state changes are looked at.
+void plan_changed_tables(TreeEngine& engine) noexcept {
+  for (const auto plan : {plan_separator, plan_clique})
+    for_each_with_evidence(engine, [&](const Node& node) {
+      if (compiled(node).next_observed_state == compiled(node).observed_state) return;
+      order_cliques_with(engine, node);
+      for (const size_t clique : engine.order) plan(engine, clique, true);
+    });
+}
+
+}  // namespace
+
+void step_in_potential(const ReducedTable& table, const PotentialPlan& plan, size_t* steps) noexcept {
+  size_t stride = 1;  // in a copy, which has no gaps
+  for (size_t m = plan.members->size(); m-- > 0;) {
+    if (!table.spans(m)) continue;
+    const size_t d = table.dimension_of[m];
+    steps[d] = plan.copy && plan.strides[m] ? stride : plan.strides[m];
+    if (plan.strides[m]) stride *= table.shape.counts[d];
+  }
+}
+
+void step_in_separator(const ReducedTable& table, const LinkPlan& link, const ReducedTable& separator,
+                       size_t* steps) noexcept {
+  size_t strides[64], stride = 1;
+  for (size_t d = separator.shape.dimensions; d-- > 0; stride *= separator.shape.counts[d])
+    strides[d] = stride;
+  for (size_t m = 0; m < table.members->size(); ++m) {
+    if (!table.spans(m)) continue;
+    const size_t d = table.dimension_of[m];
+    const MemberIndex there = link.member_of[m];
+    steps[d] = there == kNoMember ? 0 : strides[separator.dimension_of[there]];
+  }
+}
+
+void step_in_member(const ReducedTable& table, size_t member, size_t* steps) noexcept {
+  std::fill_n(steps, table.shape.dimensions, 0);
+  if (table.spans(member)) steps[table.dimension_of[member]] = 1;
+}
+
+bool refresh_potential(PotentialPlan& plan) noexcept {
+  const Table* table = plan.table();
+  const size_t layout = table ? table->layout : kNone;
+  if (!table) plan.uniform = 1.0f / static_cast<float>(plan.owner->number_of_states);
+  if (layout == plan.layout) return false;
+  plan.layout = layout;
+  std::fill_n(plan.strides, plan.members->size(), 0);
+  if (table) {
+    size_t stride = 1;
+    for (size_t i = table->discrete_count; i-- > 0; stride *= table->nodes[i]->number_of_states)
+      plan.strides[plan.members->position(table->nodes[i])] = stride;
+  }
+  return true;
+}
+
+size_t observed_offset(const PotentialPlan& plan) noexcept {
+  size_t offset = 0;
+  for (size_t m = 0; m < plan.members->size(); ++m) {
+    if (plan.strides[m] == 0) continue;
+    const ptrdiff_t state = compiled(*(*plan.members)[m]).observed_state;
+    if (state > 0) offset += plan.strides[m] * static_cast<size_t>(state);
+  }
+  return offset;
+}
+
+void apply_observed_states(TreeEngine& engine, bool everywhere) noexcept {
+  refresh_plans(engine);
+  if (everywhere)
+    plan_tables(engine, true);
+  else
+    plan_changed_tables(engine);
+  for_each_with_evidence(
+      engine, [](const Node& node) { compiled(node).observed_state = compiled(node).next_observed_state; });
+}
+
+void refresh_plans(TreeEngine& engine) noexcept {
+  if (!engine.plans_are_stale) return;
+  engine.plans_are_stale = false;
+  // The numbers have these shapes already. What comes next must not be lost meanwhile.
+  const auto exchange = [](const Node& node) {
+    std::swap(compiled(node).next_observed_state, compiled(node).observed_state);
+  };
+  for_each_with_evidence(engine, exchange);
+  plan_tables(engine, false);
+  for_each_with_evidence(engine, exchange);
+}
+
+void forget_tables(TreeEngine& engine) noexcept {
+  engine.marginals_only = false;
+  engine.kept_potentials.clear();
+  engine.is_extended = false;
+  engine.lost_share = -std::numeric_limits<double>::infinity();
+  for (CliqueWork& work : engine.cliques) {
+    work.initialized = false;
+    work.constant = 1.0f;
+    work.findings.clear();
+    ++work.version;
+  }
+  if (engine.has_lazy)
+    for (LinkPlan& link : engine.link_plans) link.holds = false;
+  if (!engine.cg) return;
+  engine.cg->incorporated = false;
+  engine.cg->growth = 0.0;
+  ++engine.cg->round;
+  ++engine.cg->resets;
+}
+
+}  // namespace tv

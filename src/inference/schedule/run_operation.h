@@ -1,0 +1,87 @@
+// Running the operations of a schedule: a pass, and what becomes of the marginals that it formed.
+#pragma once
+
+#include "inference/schedule/run_schedule.h"
+#include "tables/kernels.h"
+
+namespace tv {
+
+// Where a thread sums, and how it runs passes.
+struct Lane {
+  double* totals;
+  double* belief_totals;
+  ParallelSettings settings;
+};
+
+// What a collecting clique has found out beside its message.
+struct CollectOutcome {
+  double mass = 1.0, largest = 1.0;
+  int exponent = 0;  // powers of two that were taken out of its table
+};
+
+class OperationRunner {
+ public:
+  explicit OperationRunner(const PropagationRequest& request) noexcept
+      : request_(request),
+        engine_(request.engine),
+        tree_(*request.engine.tree),
+        weighs_findings_(request.mode == tv_evidence_fast_retraction) {}
+
+  // Of the schedule whose operations are run.
+  void set_steps(Step* steps) noexcept { steps_ = steps; }
+
+  bool weighs_findings() const noexcept { return weighs_findings_; }
+
+  tv_status_t run(const Lane& lane, const Operation& operation, CollectOutcome& outcome);
+
+  // The constants and the conflict. To be called in the order of the schedule, before the root is run.
+  void account_for(const Operation& operation, const CollectOutcome& outcome) noexcept;
+
+  // Completes the constants by the root's mass.
+  tv_status_t normalize_root() noexcept;
+
+ private:
+  CliqueWork& work(const Operation& operation) const noexcept { return engine_.cliques[operation.clique]; }
+  Step* steps(const Operation& operation) const noexcept { return steps_ + operation.first_step; }
+
+  // Passes over a table.
+  const Step* steps_for(const Lane& lane, const Step* steps, size_t count, Step* moved) const noexcept;
+  void run_pass_in(const Lane& lane, const Shape& shape, float* numbers, const Step* steps, size_t count);
+  void run_steps(const Lane& lane, const Operation& operation, const Step* steps, size_t count);
+  tv_status_t run_table_pass(const Lane& lane, const Operation& operation);
+  template <class Clear>
+  bool run_over_products(const Lane& lane, const Operation& operation, Clear clear);
+  void bring_up_to_date(const Lane& lane, const Operation& operation);
+  void run_separator_pass(const Lane& lane, const Operation& operation);
+
+  // Factors taken out, and where products could underflow.
+  void note_factor(CliqueWork& work, double factor) noexcept;
+  void note_power(CliqueWork& work, int exponent) noexcept;
+  void set_constants() noexcept;
+  tv_status_t rescale_table(const Lane& lane, const Operation& operation, CollectOutcome& outcome);
+  tv_status_t run_in_parts(const Lane& lane, const Operation& operation, size_t together,
+                           CollectOutcome& outcome);
+  tv_status_t update_and_marginalize(const Lane& lane, const Operation& operation, double* totals,
+                                     size_t size, CollectOutcome& outcome);
+
+  // Messages.
+  tv_status_t check_ratio(const RatioResult& result, bool has_past) const noexcept;
+  double evidence_of_departing_members(const CliqueWork& work, const Clique* target) const noexcept;
+  void marginalize_onto(const CliqueWork& work, const LinkPlan& link, double* totals) const noexcept;
+  tv_status_t collect(const Lane& lane, const Operation& operation, CollectOutcome& outcome);
+  float* place_of_message(const Operation& operation) const noexcept;
+  void keep_message(const Operation& operation) const noexcept;
+  void pass_conflict_on(CliqueWork& from, CliqueWork& to, double mass) noexcept;
+  tv_status_t collect_root(const Lane& lane, const Operation& operation, CollectOutcome& outcome);
+  void normalize_factors(const Operation& operation) noexcept;
+  tv_status_t send(const Lane& lane, const Operation& operation);
+  tv_status_t store_belief(const Lane& lane, const Operation& operation) noexcept;
+
+  const PropagationRequest& request_;
+  TreeEngine& engine_;
+  JunctionTree& tree_;
+  Step* steps_ = nullptr;
+  bool weighs_findings_;
+};
+
+}  // namespace tv

@@ -1,0 +1,302 @@
+// Running what was written down: operation by operation, by short operations, or in subtrees on several
+// threads.
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+#include "api/float_environment.h"
+#include "api/memory.h"
+#include "inference/schedule/gather_schedule.h"
+#include "inference/schedule/lazy_clique.h"
+#include "inference/schedule/parallel_subtrees.h"
+#include "inference/schedule/run_operation.h"
+#include "network/progress.h"
+#include "tables/number_bounds.h"
+#include "tables/parallel.h"
+
+namespace tv {
+namespace {
+
+class Runner {
+ public:
+  // `steps` is how often progress will be told, about.
+  Runner(const PropagationRequest& request, size_t steps) noexcept
+      : request_(request),
+        engine_(request.engine),
+        operations_(request),
+        settings_(parallel_settings(*request.engine.domain)),
+        progress_(*request.engine.domain, "propagation", steps) {
+    engine_.factor_mantissa = 1.0;
+    engine_.factor_exponent = request_.first ? engine_.tree->potential_exponent : 0;
+    settings_.scratch = engine_.pass_totals.data();
+    settings_.scratch_size = engine_.pass_totals.size();
+    if (engine_.domain->progress_handler) settings_.progress = &progress_;
+  }
+
+  tv_status_t run(const Schedule& schedule) {
+    set_schedule(schedule);
+    use_threads_where_they_pay();
+    find_potentials();
+    if (schedule_.gather) return run_gather(*schedule_.gather);
+    if (can_run_subtrees()) {
+      Subtrees own;
+      Subtrees& subtrees = schedule_.subtrees ? *schedule_.subtrees : own;
+      if (subtrees.threads != settings_.concurrency_level)
+        subtrees = find_subtrees(engine_, schedule_, settings_);
+      if (!subtrees.empty()) return run_subtrees(subtrees);
+    }
+    return run_operations();
+  }
+
+  // A part of a schedule for which no threads are started.
+  static tv_status_t run_streamed(void* runner, const Schedule& portion) {
+    Runner& self = *static_cast<Runner*>(runner);
+    self.set_schedule(portion);
+    self.settings_.concurrency_level = 1;
+    self.find_potentials();
+    return self.run_operations();
+  }
+
+ private:
+  void set_schedule(const Schedule& schedule) noexcept {
+    schedule_ = schedule;
+    operations_.set_steps(schedule.steps);
+  }
+
+  Lane main_workspace(const ParallelSettings& settings) const noexcept {
+    return {engine_.totals.data(), engine_.belief_totals.data(), settings};
+  }
+
+  tv_status_t run_operations() {
+    const Lane lane = main_workspace(settings_);
+    for (size_t i = 0; i < schedule_.operation_count; ++i) {
+      if (tv_status_t status = progress_.advance()) return status;
+      if (tv_status_t status = run_alone(lane, schedule_.operations[i])) return status;
+    }
+    return tv_status_none;
+  }
+
+  tv_status_t run_alone(const Lane& lane, const Operation& operation) {
+    CollectOutcome outcome;
+    if (tv_status_t status = operations_.run(lane, operation, outcome)) return status;
+    operations_.account_for(operation, outcome);
+    return tv_status_none;
+  }
+
+  // A kept schedule: short operations, and others in between.
+  tv_status_t run_gather(const GatherSchedule& gather) {
+    find_short_potentials(gather);
+    const bool tells = engine_.domain->progress_handler;
+    const Lane lane = main_workspace(settings_);
+    for (size_t next = 0; next < gather.operation_count;) {
+      if (tv_status_t status = progress_.advance()) return status;
+      const GatherOperation& operation = gather.operations[next];
+      tv_status_t status = tv_status_none;
+      if (operation.kind == GatherKind::operation)
+        status = run_alone(lane, schedule_.operations[gather.operations[next++].first]);
+      else if (operation.kind == GatherKind::root)
+        status = collect_short_root(gather, gather.operations[next++]);
+      else
+        status = run_gather_operations(engine_, gather, next, tells);
+      if (status) return status;
+    }
+    for (CliqueWork& each : engine_.cliques) {
+      each.initialized = true;
+      each.findings.clear();
+      ++each.version;
+    }
+    return tv_status_none;
+  }
+
+  tv_status_t collect_short_root(const GatherSchedule& gather, const GatherOperation& operation) noexcept {
+    if (tv_status_t status = tv::collect_short_root(engine_, gather, operation)) return status;
+    return operations_.normalize_root();
+  }
+
+  // Starting them takes as long as some passes over a large table.
+  void use_threads_where_they_pay() noexcept {
+    if (deserves_threads(*engine_.domain, schedule_))
+      settings_.workers = &workers_;
+    else
+      settings_.concurrency_level = 1;
+  }
+
+  // ---- Subtrees ----
+
+  bool can_run_subtrees() const noexcept {
+    if (!settings_.workers || operations_.weighs_findings() || engine_.domain->progress_handler ||
+        request_.equilibrium != tv_equilibrium_sum)
+      return false;
+    for (size_t i = 0; i < schedule_.operation_count; ++i)
+      if (schedule_.operations[i].step_count > kMaxFusedSteps) return false;
+    return true;
+  }
+
+  // Operations behind the first failure are left out, as if all were run one after the other.
+  struct Failure {
+    size_t operation = kNone;
+    tv_status_t status = tv_status_none;
+
+    void note(size_t at, tv_status_t found) noexcept {
+      if (at >= operation) return;
+      operation = at;
+      status = found;
+    }
+  };
+
+  struct SubtreeRun {
+    Runner& runner;
+    const Subtrees& subtrees;
+    const std::vector<Subtrees::Part>& parts;
+    std::vector<CollectOutcome>& outcomes;
+    std::vector<Failure>& failures;
+    const std::vector<Lane>& lanes;
+    size_t limit;  // operations from here on are left out
+    std::atomic<size_t> next = 0;
+
+    static void run(void* context, size_t begin, size_t) {
+      SubtreeRun& run = *static_cast<SubtreeRun*>(context);
+      for (size_t part; (part = run.next.fetch_add(1, std::memory_order_relaxed)) < run.parts.size();)
+        run.run_part(part, run.lanes[begin]);
+    }
+
+    void run_part(size_t part, const Lane& lane) {
+      const uint32_t* const operations = subtrees.operations.data() + parts[part].first;
+      for (size_t at = 0; at < parts[part].count && operations[at] < limit; ++at)
+        if (tv_status_t status = runner.operations_.run(lane, runner.schedule_.operations[operations[at]],
+                                                        outcomes[operations[at]]))
+          return failures[part].note(operations[at], status);
+    }
+  };
+
+  void run_parts(const Subtrees& subtrees, const std::vector<Subtrees::Part>& parts,
+                 const std::vector<Lane>& lanes, std::vector<CollectOutcome>& outcomes, Failure& failure) {
+    std::vector<Failure> failures(parts.size());
+    SubtreeRun run = {*this, subtrees, parts, outcomes, failures, lanes, failure.operation};
+    run_on_threads(lanes.size(), lanes.size(), SubtreeRun::run, &run, settings_.workers);
+    for (const Failure& each : failures) failure.note(each.operation, each.status);
+  }
+
+  tv_status_t run_subtrees(const Subtrees& subtrees) {
+    std::vector<Block<double>> totals(settings_.concurrency_level - 1);
+    ParallelSettings alone = settings_;
+    alone.concurrency_level = 1;
+    std::vector<Lane> lanes = {main_workspace(alone)};
+    for (Block<double>& block : totals) {
+      block.allocate_uninitialized(subtrees.totals + subtrees.belief_totals + alone.scratch_size);
+      alone.scratch = block.data() + subtrees.totals + subtrees.belief_totals;
+      lanes.push_back({block.data(), block.data() + subtrees.totals, alone});
+    }
+    std::vector<CollectOutcome> outcomes(schedule_.operation_count);
+    Failure failure;
+    run_parts(subtrees, subtrees.collect, lanes, outcomes, failure);
+    size_t accounted = 0;
+    const Lane lane = main_workspace(settings_);
+    for (size_t i = 0; i < subtrees.root_region.count; ++i) {
+      const size_t at = subtrees.operations[subtrees.root_region.first + i];
+      if (at > failure.operation) return failure.status;  // only while collecting
+      const Operation& operation = schedule_.operations[at];
+      if (operation.kind == OperationKind::root)
+        for (; accounted < at; ++accounted)
+          operations_.account_for(schedule_.operations[accounted], outcomes[accounted]);
+      if (tv_status_t status = operations_.run(lane, operation, outcomes[at])) {
+        if (operation.kind == OperationKind::collect || operation.kind == OperationKind::root) return status;
+        failure.note(at, status);
+        break;
+      }
+    }
+    run_parts(subtrees, subtrees.distribute, lanes, outcomes, failure);
+    return failure.status;
+  }
+
+  // ---- Potentials ----
+
+  void find_potentials() {
+    const size_t threads = std::min(settings_.concurrency_level, schedule_.potential_count);
+    run_on_threads(schedule_.potential_count, threads, find_some_potentials, this, settings_.workers);
+  }
+
+  static void find_some_potentials(void* context, size_t begin, size_t end) {
+    const Schedule& schedule = static_cast<const Runner*>(context)->schedule_;
+    for (size_t p = begin; p < end; ++p) {
+      const PotentialPlan& plan = *schedule.potentials[p].plan;
+      const size_t step = schedule.potentials[p].step;
+      if (step == kNone)
+        copy_potential(plan);
+      else
+        schedule.steps[step].operand = plan.table()->data.data() + observed_offset(plan);
+    }
+  }
+
+  const PropagationRequest& request_;
+  Schedule schedule_;
+  TreeEngine& engine_;
+  OperationRunner operations_;
+  ParallelSettings settings_;
+  Workers workers_{settings_.concurrency_level};
+  ProgressMeter progress_;
+};
+
+// What failed after a number had left the range of single precision says nothing.
+tv_status_t judge_range(tv_status_t status) noexcept {
+  return status != tv_status_none && status != tv_status_error && range_flags() ? kOutOfRange : status;
+}
+
+}  // namespace
+
+tv_status_t _tv_check_norm_factor(double factor) noexcept {
+  if (factor == 0.0) return tv_status_inconsistency_or_underflow;
+  if (factor >= kLargestFloat || (factor > 0.0 && factor < kSmallestNormalFloat)) return kOutOfRange;
+  return tv_status_none;  // a negative factor is deliberately not reported
+}
+
+double probability_of_evidence(const Node& node, ptrdiff_t state, const tv_number_t* finding,
+                               tv_equilibrium_t equilibrium) noexcept {
+  const tv_number_t* belief = compiled(node).belief;
+  if (state >= 0) return static_cast<double>(belief[state]);
+  if (state == kNoEvidence && equilibrium == tv_equilibrium_sum) return 1.0;
+  double total = 0.0;
+  for (size_t i = 0; i < node.number_of_states; ++i) {
+    const double weight = state == kFindingVector ? static_cast<double>(finding[i]) : 1.0;
+    const double term = static_cast<double>(belief[i]) * weight;
+    total = equilibrium == tv_equilibrium_sum ? total + term : std::max(total, term);
+  }
+  return total;
+}
+
+bool holds_mass(const double* totals, size_t size) noexcept {
+  double mass = 0.0;
+  for (size_t i = 0; i < size && mass < kLittleMass; ++i) mass += totals[i];
+  return mass >= kLittleMass;
+}
+
+void take_out_factor(TreeEngine& engine, double factor) noexcept {
+  engine.factor_mantissa *= factor;
+  if (engine.factor_mantissa > 1e-200 && engine.factor_mantissa < 1e200) return;
+  int exponent = 0;
+  engine.factor_mantissa = std::frexp(engine.factor_mantissa, &exponent);
+  engine.factor_exponent += exponent;
+}
+
+tv_status_t run_schedule(const PropagationRequest& request, const Schedule& schedule) {
+  return judge_range(
+      Runner(request, schedule.gather ? schedule.gather->operation_count : schedule.operation_count)
+          .run(schedule));
+}
+
+tv_status_t _tv_jt_global_propagate(const PropagationRequest& request, size_t root) {
+  TreeEngine& engine = request.engine;
+  for (const uint32_t clique : engine.marked) {
+    if (engine.cliques[clique].measured || engine.tree->equilibrium == tv_equilibrium_none) continue;
+    engine.cliques[clique].measured = true;
+    engine.measured.push_back(clique);
+  }
+  ScheduleLists lists;  // threads need to see the whole schedule
+  if (may_deserve_threads(engine) && reserve_schedule(*engine.tree, lists))
+    return run_schedule(request, build_schedule(request, root, lists));
+  Runner runner(request, 4 * (engine.marked.size() + engine.cliques.size()));
+  return judge_range(stream_schedule(request, root, Runner::run_streamed, &runner));
+}
+
+}  // namespace tv

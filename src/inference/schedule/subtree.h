@@ -1,0 +1,35 @@
+// Which cliques take part in a propagation and in which order. Marks say which cliques have work; the
+// subtree that connects them is walked from a root outwards, and messages follow that walk backwards
+// (collect) and forwards (distribute). All of it costs time in proportion to the cliques that take part.
+#pragma once
+
+#include "inference/engine.h"
+
+namespace tv {
+
+void mark_clique(TreeEngine& engine, size_t clique) noexcept;
+void mark_all_cliques(TreeEngine& engine) noexcept;
+void clear_marks(TreeEngine& engine) noexcept;
+
+// Marks the cliques on paths between marked ones (and `root`, when there is one) and returns the root:
+// the given one, or the clique of the subtree with the smallest table, the one nearer to the start of
+// the walk among equals.
+size_t _tv_identify_subtree(TreeEngine& engine, size_t root) noexcept;
+
+// Marks the cliques around those in `order` that hold a targets node. From one of them to the next the way
+// leads through separators that hold one, too: what lies behind a separator that evidence cannot reach is out
+// of its reach.
+void extend_to_targets(TreeEngine& engine) noexcept;
+
+// Sets `order` and `reached_by` to the walk over the marked cliques from `root`.
+void order_from(TreeEngine& engine, size_t root) noexcept;
+
+// Sets `order` to the cliques that hold the node, its home first.
+void order_cliques_with(TreeEngine& engine, const Node& node) noexcept;
+
+// Nodes whose beliefs are to be renewed.
+void add_target(TreeEngine& engine, const Node& node) noexcept;
+void target_all_beliefs(TreeEngine& engine) noexcept;  // of discrete nodes
+void target_no_beliefs(TreeEngine& engine) noexcept;
+
+}  // namespace tv

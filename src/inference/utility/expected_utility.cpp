@@ -1,0 +1,75 @@
+// Expected utilities as the host asks for them. Propagation leaves them with the nodes.
+#include "inference/utility/expected_utility.h"
+
+#include <algorithm>
+
+#include "api/boundary.h"
+#include "inference/queries.h"
+
+namespace tv {
+namespace {
+
+bool is_utility(const Node* node) noexcept { return node && node->category == tv_category_utility; }
+
+// Propagation leaves expected utilities, whatever its equilibrium, with these nodes of decision models; all
+// others are read like beliefs.
+bool has_own_results(const Node& node) noexcept {
+  return node.domain->counters.utility > 0 && node.category != tv_category_function;
+}
+
+bool tree_lacks_marginals(const JunctionTree& tree) noexcept { return !holds_marginals(tree); }
+
+// The least or greatest entry of a utility node's table; a node without numbers counts as zero.
+template <class Better>
+tv_number_t extreme_utility(const Node* node, Better better) noexcept {
+  const Node* source = node_with_results(node, is_utility(node));
+  if (!source) return -1;
+  const Table* table = source->table.get();
+  if (!table || !has_data(*table)) return 0;
+  return *std::min_element(table->data.begin(), table->data.end(), better);
+}
+
+}  // namespace
+
+double _tv_node_get_expected_utility(const Node& node, size_t state) noexcept {
+  const double* expected = compiled(node).expected_utility;
+  return expected ? expected[state] : 0.0;
+}
+
+double _tv_domain_get_expected_utility(const Domain& domain) noexcept {
+  double sum = 0.0;
+  for (const Node& node : domain.nodes)
+    if (is_utility(&node)) sum += _tv_node_get_expected_utility(node, 0);
+  return sum;
+}
+
+}  // namespace tv
+
+tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state) {
+  const bool is_valid = tv::is_state(node, state) || (tv::is_utility(node) && state == 0);
+  const tv::Node* source = tv::node_with_results(node, is_valid);
+  if (!source) return -1;
+  if (!tv::has_own_results(*source) &&
+      !tv::require(tv::holds_marginals(*tv::result_tree(*source)), tv_status_usage))
+    return -1;
+  return static_cast<tv_number_t>(tv::_tv_node_get_expected_utility(*source, state));
+}
+
+tv_number_t tv_node_get_min_utility(const tv_node_t* node) {
+  return tv::extreme_utility(node, [](tv_number_t a, tv_number_t b) { return a < b; });
+}
+
+tv_number_t tv_node_get_max_utility(const tv_node_t* node) {
+  return tv::extreme_utility(node, [](tv_number_t a, tv_number_t b) { return a > b; });
+}
+
+double tv_node_get_variance_of_utility(const tv_node_t* node) {
+  const tv::Node* source = tv::node_with_results(node, tv::is_utility(node));
+  return source ? tv::_tv_node_get_expected_utility(*source, 1) : -1;
+}
+
+double tv_domain_get_expected_utility(const tv_domain_t* domain) {
+  if (!tv::check_equilibrium(domain)) return -1;
+  if (domain->counters.utility > 0) return tv::_tv_domain_get_expected_utility(*domain);
+  return tv::require(!tv::any_tree(*domain, tv::tree_lacks_marginals), tv_status_usage) ? 0 : -1;
+}

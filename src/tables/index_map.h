@@ -1,0 +1,104 @@
+// A map says how the index space of a table meets that of another one: for each dimension of the
+// table, the step in the other's data. Passes over a table run several operations, each with its
+// map, block by block: while a block of the table is in the nearest cache, everything that has to
+// happen to it happens, so that the table itself travels through memory once per pass.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "tables/kernels.h"
+#include "tables/limits.h"
+
+namespace tv {
+
+// The dimensions of a table that are run over, outermost first. Nodes with a single possible state have
+// none, so every count is at least 2. A shape may name fewer dimensions than the table has nodes; the
+// table's entries are contiguous all the same. The counts lie elsewhere.
+struct Shape {
+  size_t* counts = nullptr;
+  size_t size = 1;
+  uint16_t dimensions = 0;
+  uint16_t outer = 0;  // dimensions outside a block; the rest, of at most limits.block entries, lies within
+  uint32_t part = 1;   // how many indices of the first dimension within go into one block
+};
+
+// Sets all of it from the counts. The second form has blocks of whole dimensions, none of which is cut.
+void measure_shape(Shape& shape) noexcept;
+void measure_whole_blocks(Shape& shape) noexcept;
+
+// A shape with counts of its own.
+struct OwnShape : Shape {
+  explicit OwnShape(std::vector<size_t> list) : count_array(std::move(list)) {
+    counts = count_array.data();
+    dimensions = static_cast<uint16_t>(count_array.size());
+    measure_shape(*this);
+  }
+  OwnShape(const OwnShape&) = delete;
+  OwnShape& operator=(const OwnShape&) = delete;
+  std::vector<size_t> count_array;
+};
+
+// Steps and merged inner nest lie in arrays that outlive the map.
+struct IndexMap {
+  size_t* steps = nullptr;     // step in the other table for each dimension of the shape
+  Dimension* inner = nullptr;  // the merged nest of one block
+  size_t inner_count = 0;
+  size_t other_size = 1;  // entries of the other table that are met
+};
+
+// Fills `inner` from `steps`, merging neighbours. Both arrays have room for every dimension of the shape.
+void finish_index_map(IndexMap& map, const Shape& shape) noexcept;
+
+// The map of a table over one dimension of the shape; beyond the last one, of a single number.
+void map_dimension(IndexMap& map, const Shape& shape, size_t dimension) noexcept;
+
+// A map with arrays of its own, for operations that are not repeated.
+struct OwnIndexMap : IndexMap {
+  explicit OwnIndexMap(size_t dimensions) : step_array(dimensions + 1), inner_array(dimensions + 1) {
+    steps = step_array.data();
+    inner = inner_array.data();
+  }
+  OwnIndexMap(const OwnIndexMap&) = delete;
+  OwnIndexMap& operator=(const OwnIndexMap&) = delete;
+  std::vector<size_t> step_array;
+  std::vector<Dimension> inner_array;
+};
+
+inline constexpr size_t kMaxFusedSteps = 160;
+
+enum class StepKind { assign, multiply, sum, max };
+
+struct Step {
+  StepKind operation;
+  const IndexMap* map;
+  const float* operand = nullptr;  // of assign and multiply
+  double* target = nullptr;        // of the sums and maxima, which are accumulated into it
+};
+
+class Workers;        // tables/parallel.h
+class ProgressMeter;  // network/progress.h
+
+struct ParallelSettings {
+  size_t grain_size = 10000;
+  size_t concurrency_level = 1;
+  Workers* workers = nullptr;  // threads that wait for work; without them they are started for each pass
+  double* scratch = nullptr;   // of the running thread, for totals of the parts of a pass
+  size_t scratch_size = 0;
+  ProgressMeter* progress = nullptr;  // told on the calling thread during a long pass
+};
+
+// How much of it a pass over a table of so many entries asks for.
+inline size_t own_totals_for(size_t table_size) noexcept {
+  const size_t targets = table_size / 8 < limits.most_totals ? table_size / 8 : limits.most_totals;
+  return targets <= limits.local_totals ? 0 : targets;
+}
+
+// Runs `steps` in order over a table, on several threads where that is worth while. Without a table every
+// block is formed in a buffer, the first step assigning it, and forgotten: at most kMaxFusedSteps steps.
+void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
+              const ParallelSettings& settings);
+
+}  // namespace tv
