@@ -13,53 +13,59 @@
  *
  * Conventions, said once
  * ----------------------
- *  1. Lifecycle. Create a domain (tv_new_domain) or load one (tv_net_parse_domain); compile it; then enter
- *     evidence, propagate and read, as often as you like; delete it. Any change of structure (nodes, links,
- *     states, categories) *uncompiles* the domain: cliques, trees and beliefs are gone until the next
- *     compilation. Changing numbers in tables does not uncompile: say tv_node_touch_table and propagate.
- *  2. Status. Each thread has a status, the outcome of its most recent call into the library, read with
- *     tv_error_code. A success leaves tv_status_none there, also when an earlier call failed. Only the
- *     tv_error_ functions and tv_get_version leave it alone. tv_error_message says in a sentence what
- *     went wrong.
- *  3. Failure values. A function that returns a tv_status_t returns the code itself, so `if (call(...))`
- *     reads "if it failed". Others return: NULL for handles, lists and strings; all ones, `(size_t)-1`, for
- *     size_t; -1 for ptrdiff_t and for int answers (1 yes, 0 no, -1 failure); -1.0 for double and
- *     tv_number_t; the `_error` member of an enumeration. Where the failure value can also be an answer
- *     (NULL at the end of an iteration, a state value of -1), tv_error_code tells the two apart.
- *  4. Null pointers. A null handle, string or result pointer gives tv_status_usage, unless the function
- *     says that it takes null. This and the next two points hold everywhere and are not repeated below.
- *  5. Memory. Any function that allocates may fail with tv_status_no_memory. A size that does not fit into
- *     a size_t counts as too much memory when something is allocated (tv_status_no_memory) and as
- *     tv_status_size_too_large when it is merely asked for.
- *  6. Failure changes nothing. A call that fails leaves its objects as they were. The exceptions are said
- *     at their functions: a failed propagation resets its trees and keeps what you entered, and a
- *     compilation that fails with a log set has written to that log.
- *  7. Ownership. The domain owns its nodes, tables, cliques and trees; strings and lists belong to the
- *     object that returned them and stay valid until that object changes in what they show, or is deleted.
- *     Never free them. The few results that are yours say so: "free()" for the C library, or a `_delete`
- *     function. Strings, orders and values that you pass in are copied. Handles of cliques and junction
- *     trees end when the domain is uncompiled.
- *  8. Lists are arrays of handles that end with a null pointer, going in and coming out. An empty list is
- *     an array whose first entry is null.
- *  9. Order of table entries. The discrete nodes of a table stand first, and configurations are numbered
- *     with the *last* discrete node varying fastest: over A (2 states) and B (3 states) the entries are
- *     a0b0 a0b1 a0b2 a1b0 a1b1 a1b2. A chance or decision node is the last discrete node of its own table,
- *     so every run of as many numbers as it has states is one distribution, given one configuration of the
- *     parents.
+ * 1. Lifecycle. Create a domain (tv_new_domain) or load one (tv_net_parse_domain); compile it; then enter
+ *    evidence, propagate and read, as often as you like; delete it. Any change of structure (nodes, links,
+ *    states, categories) *uncompiles* the domain: cliques, trees and beliefs are gone until the next
+ *    compilation. Changing numbers in tables does not uncompile: say tv_node_touch_table and propagate.
+ * 2. Status. Each thread has a status, the outcome of its most recent call into the library, read with
+ *    tv_error_code. A success leaves tv_status_none there, also when an earlier call failed. Only the
+ *    tv_error_ functions and tv_get_version leave it alone. tv_error_message says in a sentence what
+ *    went wrong.
+ * 3. Failure values. A function that returns a tv_status_t returns the code itself, so `if (call(...))`
+ *    reads "if it failed". Others return: NULL for handles, lists and strings; all ones, `(size_t)-1`, for
+ *    size_t; -1 for ptrdiff_t, tv_operator_t and for int answers (1 yes, 0 no, -1 failure); -1.0 for double
+ *    and tv_number_t; the `_error` member of an enumeration. Where the failure value can also be an answer
+ *    (NULL at the end of an iteration, a state value of -1), tv_error_code tells the two apart.
+ * 4. Null pointers. A null handle, string or result pointer gives tv_status_usage, unless the function
+ *    says that it takes null. This and the next two points hold everywhere and are not repeated below.
+ * 5. Memory. Any function that allocates may fail with tv_status_no_memory, also when a limit that was set
+ *    (tv_domain_set_memory_limit) forbids it. A size that does not fit into a size_t counts as too much
+ *    memory when something is allocated (tv_status_no_memory) and as tv_status_size_too_large when it is
+ *    merely asked for.
+ * 6. Failure changes nothing. A call that fails leaves its objects as they were. The exceptions are said
+ *    at their functions: a failed propagation resets its trees and keeps what you entered, and a
+ *    compilation that fails with a log set has written to that log.
+ * 7. Ownership. The domain owns its nodes, tables, cliques and trees; strings and lists belong to the
+ *    object that returned them and stay valid until that object changes in what they show, or is deleted.
+ *    Never free them. The few results that are yours say so: "free()" for the C library, or a `_delete`
+ *    function. Strings, orders and values that you pass in are copied. Handles of cliques and junction
+ *    trees end when the domain is uncompiled.
+ * 8. Lists are arrays of handles that end with a null pointer, going in and coming out. An empty list is
+ *    an array whose first entry is null.
+ * 9. Order of table entries. The discrete nodes of a table stand first, and configurations are numbered
+ *    with the *last* discrete node varying fastest: over A (2 states) and B (3 states) the entries are
+ *    a0b0 a0b1 a0b2 a1b0 a1b1 a1b2. A chance or decision node is the last discrete node of its own table,
+ *    so every run of as many numbers as it has states is one distribution, given one configuration of the
+ *    parents.
  * 10. Numbers. Tables hold single precision (tv_number_t); sums and logarithms are formed in double
  *     precision, and products with more range where single precision does not suffice: beliefs are right to
  *     one part in a million (below 1e-23, to 1e-29), and only impossible evidence is refused. Natural
  *     logarithms everywhere. The results are the same bits for every number of threads.
  * 11. Threads. Different domains may be used by different threads at the same time; one domain must never
- *     be used by two threads at once, not even for reading; a table that it
- *     has given you belongs to it in this. Nothing is shared between domains, the locale
- *     included: parsing and writing select the "C" locale for the calling thread (uselocale) and put back
- *     what it used before they return. Your handlers run under it; other threads and the locale of the
- *     process (setlocale) do not notice. Numbers always use a decimal point.
+ *     be used by two threads at once, not even for reading; a table that it has given you belongs to it in
+ *     this. Nothing is shared between domains, the locale included: parsing and writing select the "C" locale
+ *     for the calling thread (uselocale) and put back what it used before they return. Your handlers run
+ *     under it; other threads and the locale of the process (setlocale) do not notice. Numbers always use a
+ *     decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
  * 13. Not there yet. The exact total-weight triangulation is not available in this version. Where it matters,
- *     the function says "fails with tv_status_error in this version".
+ *     the function says so; asked for, it fails with tv_status_error.
+ * 14. The comments. Each can be read alone, by people and by tools: what the function does; `@param` for each
+ *     parameter (`[out]` where a result is written, "may be null" where null is allowed); `@return`, with the
+ *     failure value and with who owns what a pointer points to, or how to free it if it is yours; and under
+ *     "Failures" a row for each code, or for several, that tells when it comes. What points 4 and 5 say of
+ *     null and of memory has no row, unless there is more to it.
  *
  * A complete program
  * ------------------
@@ -91,10 +97,10 @@
  * @endcode
  *
  * Contents, in this order: types and constants; status and version; domains; nodes; names; states;
- * attributes; user data; links; graph queries; display; tables of nodes; tables; expressions; models; threads,
- * log and progress;
- * compilation; cliques and junction trees; evidence; evidence queries; propagation; probability and
- * conflict of the evidence; beliefs and other results; reading networks; random numbers.
+ * attributes; user data; links; graph queries; display; tables of nodes; tables; expressions; models;
+ * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
+ * propagation; probability and conflict of the evidence; beliefs and other results; policies of decisions;
+ * reading networks; writing networks; cases; random numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -192,7 +198,7 @@ enum {
   tv_status_not_compiled = 17,
   /** A table has an invalid number or a zero distribution. */
   tv_status_invalid_probability_potential = 18,
-  /** Zero probability in the parents of a chain graph. */
+  /** What undirected links give sums to zero in a configuration of the parents (Lauritzen & Wermuth 1989). */
   tv_status_chain_graph = 19,
   /** The elimination order is invalid. */
   tv_status_enumeration = 20,
@@ -252,8 +258,11 @@ enum {
   tv_status_error = 47
 };
 
-/* C lets a call pass any integer for an enumeration; so that C++ lets the library look at it, each says that it
-   is one. */
+/**
+ * @def TV_INT_ENUM
+ * How an enumeration begins. C lets a call pass any integer for one; so that C++ lets the library look at it,
+ * each says there that it is an int.
+ */
 #ifdef __cplusplus
 #define TV_INT_ENUM enum : int
 #else
@@ -346,7 +355,10 @@ typedef TV_INT_ENUM {
 /** What stands at the top of an expression, from 60 to 117; -1 on failure. */
 typedef int tv_operator_t;
 
-/** The operators of expressions (the page on expressions explains them) and, last, the four kinds of leaves. */
+/**
+ * The operators of expressions and, last, the four kinds of leaves (docs/expressions-and-models.md explains
+ * them).
+ */
 enum {
   /** `Normal (mean, variance)`. */
   tv_operator_normal = 60,
@@ -382,53 +394,79 @@ enum {
   tv_operator_truncate,
   /** `aggregate (number, node)`: the sum of so many copies. */
   tv_operator_aggregate,
-  /** `probability (condition)`, about one node. */
+  /** `probability (condition)`, a condition on one node, given the evidence. */
   tv_operator_probability,
-  /** `variance (node)`. */
+  /** `variance (node)`, given the evidence. */
   tv_operator_variance,
-  /** `quantile (node, p)`. */
+  /** `quantile (node, p)`: the value below which the node lies with probability p, given the evidence. */
   tv_operator_quantile,
-  /** Functions of numbers; `min` and `max` take one or more. */
+  /** `min (a, ...)`: the smallest of one or more numbers. */
   tv_operator_min,
+  /** `max (a, ...)`: the largest of one or more numbers. */
   tv_operator_max,
-  /** Natural logarithm. */
+  /** `log (a)`: the natural logarithm. */
   tv_operator_log,
+  /** `log2 (a)`: the logarithm to base 2. */
   tv_operator_log2,
+  /** `log10 (a)`: the logarithm to base 10. */
   tv_operator_log10,
+  /** `exp (a)`: e to the power a. */
   tv_operator_exp,
+  /** `sin (a)`, of radians. */
   tv_operator_sin,
+  /** `cos (a)`, of radians. */
   tv_operator_cos,
+  /** `tan (a)`, of radians. */
   tv_operator_tan,
+  /** `sinh (a)`: the hyperbolic sine. */
   tv_operator_sinh,
+  /** `cosh (a)`: the hyperbolic cosine. */
   tv_operator_cosh,
+  /** `tanh (a)`: the hyperbolic tangent. */
   tv_operator_tanh,
+  /** `sqrt (a)`: the square root. */
   tv_operator_sqrt,
+  /** `abs (a)`: a without its sign. */
   tv_operator_abs,
+  /** `floor (a)`: the largest whole number that is not above a. */
   tv_operator_floor,
+  /** `ceil (a)`: the smallest whole number that is not below a. */
   tv_operator_ceil,
   /** `mod (a, b)`: the remainder, with the sign of a. */
   tv_operator_mod,
-  /** `if (condition, then, else)`. */
+  /** `if (condition, then, else)`: the second operand where the first is true, else the third. */
   tv_operator_if,
-  /** Of truth values; `and` and `or` take any number. */
+  /** `and (a, ...)`: true when all of any number of truth values are. */
   tv_operator_and,
+  /** `or (a, ...)`: true when one of any number of truth values is. */
   tv_operator_or,
+  /** `not (a)`: true when a is false. */
   tv_operator_not,
-  /** Written between their operands (`negate` before it). */
+  /** `a + b`. */
   tv_operator_add,
+  /** `a - b`. */
   tv_operator_subtract,
+  /** `a * b`. */
   tv_operator_multiply,
+  /** `a / b`. */
   tv_operator_divide,
+  /** `a ^ b`: a to the power b. */
   tv_operator_power,
+  /** `-a`. */
   tv_operator_negate,
-  /** `#node`. */
+  /** `#node`: the index of a discrete node's state. */
   tv_operator_state_index,
-  /** Comparisons: `==`, `<`, `>`, `!=`, `<=`, `>=`. */
+  /** `a == b`, also written `a = b`. */
   tv_operator_equals,
+  /** `a < b`. */
   tv_operator_less_than,
+  /** `a > b`. */
   tv_operator_greater_than,
+  /** `a != b`, also written `a <> b`. */
   tv_operator_not_equals,
+  /** `a <= b`. */
   tv_operator_less_than_or_equals,
+  /** `a >= b`. */
   tv_operator_greater_than_or_equals,
   /** A number. */
   tv_operator_number,
@@ -450,7 +488,13 @@ enum {
  */
 typedef void (*tv_error_handler_t)(size_t position, const char* message, void* handler_data);
 
-/** The same without the data pointer, for the older entry points of the parser. */
+/**
+ * Receives the errors and warnings of tv_net_parse and tv_net_parse_from_string.
+ *
+ * @param position  the line when a stream is read; the number of characters read so far when a string is
+ *                  (tv_error_line and tv_error_column tell line and column of both)
+ * @param message   the text, valid during the call; warnings begin with "warning: "
+ */
 typedef void (*tv_old_error_handler_t)(size_t position, const char* message);
 
 /**
@@ -467,45 +511,68 @@ typedef int (*tv_progress_handler_t)(const char* task, double fraction, void* ha
 
 /**
  * @defgroup status Status and version
+ * These functions read the outcome of the calling thread's latest call and leave it as it is.
  * @{
  */
 
-/** The status of the calling thread: the outcome of its latest call (convention 2). Does not change it. */
+/**
+ * Returns the status of the calling thread: the outcome of its latest call into the library.
+ *
+ * @return tv_status_none after a success, or before any call; otherwise the code of the failure
+ */
 TV_API tv_status_t tv_error_code(void);
 
 /**
- * The short name of a code, such as "usage" or "no_memory"; "no_such_error" for a code above 47. The string
- * is static. The status stays as it is.
+ * Returns the short name of a status code, such as "usage" or "no_memory".
+ *
+ * @param code  a status code
+ * @return the name, a static string; "no_such_error" for a code above 47. Never NULL
  */
 TV_API const char* tv_error_name(unsigned code);
 
 /**
- * A sentence or two about a code; "No such error." for a code above 47. The string is static. The status
- * stays as it is.
+ * Returns a sentence or two for people about a status code.
+ *
+ * @param code  a status code
+ * @return the description, a static string; "No such error." for a code above 47. Never NULL
  */
 TV_API const char* tv_error_description(unsigned code);
 
 /**
- * What went wrong in the latest call of the calling thread, for people: one sentence that names the objects,
- * without a full stop, such as `node "rain" has 2 states, so there is no state 5`. Where the library knows no
- * more than the code, the code's description; after a success the empty string. Never NULL. The text is at most
- * 239 bytes long (longer ones end with "...") and valid until the thread's next call. The status stays as it is.
+ * Says for people what went wrong in the latest call of the calling thread.
+ *
+ * It is one sentence that names the objects, without a full stop, such as `node "rain" has 2 states, so there
+ * is no state 5`. Where the library knows no more than the code, it is the code's description.
+ *
+ * @return the message, of at most 239 bytes (a longer one ends with "..."), owned by the library and valid
+ *         until the thread's next call; "" after a success. Never NULL
  */
 TV_API const char* tv_error_message(void);
 
 /**
- * Where the latest message of a parser stands: the line, counted from 1. Handlers may ask for it, and it stays
- * until the same thread reads another text. 0 when there has been no message. The status stays as it is.
+ * Returns the line at which the latest message of a parser on the calling thread points.
  *
- * Unlike the position that the handler is given, it is the same for files and strings, and it is where the word
- * or number begins at which the parser stopped. Lines end with a line feed, a carriage return, or both.
+ * Handlers may ask for it, and it stays until the same thread reads another text. Unlike the position that a
+ * handler is given, it is the line of files and strings alike, where the word or number begins at which the
+ * parser stopped. Lines end with a line feed, a carriage return, or both.
+ *
+ * @return the line, counted from 1; 0 when the text that was read last has had no message
  */
 TV_API size_t tv_error_line(void);
 
-/** The column in that line, in bytes, counted from 1; 0 when there has been no message. */
+/**
+ * Returns the column, in the line of tv_error_line, at which the latest message of a parser on the calling
+ * thread points.
+ *
+ * @return the column in bytes, counted from 1; 0 when the text that was read last has had no message
+ */
 TV_API size_t tv_error_column(void);
 
-/** The version of the library, "MAJOR.MINOR.PATCH". The string is static. The status stays as it is. */
+/**
+ * Returns the version of the library.
+ *
+ * @return "MAJOR.MINOR.PATCH", a static string. Never NULL
+ */
 TV_API const char* tv_get_version(void);
 
 /** @} */
@@ -518,33 +585,52 @@ TV_API const char* tv_get_version(void);
 /**
  * Creates an empty domain.
  *
- * It has grain size 10000, concurrency levels 1, no log, no separator limits, node symbols of 80 by 40, and
- * a random number generator seeded with 310952. Delete it with tv_domain_delete.
+ * It has grain size 10000, concurrency levels 1, no log, no separator limits, node symbols of 80 by 40, and a
+ * random number generator seeded with 310952.
+ *
+ * @return the domain: free it with tv_domain_delete; NULL on failure
  */
 TV_API tv_domain_t* tv_new_domain(void);
 
 /**
- * Deletes a domain with everything in it: nodes, tables, cliques, trees. All handles into it become
- * invalid. The log stream and user data are yours and stay untouched.
+ * Deletes a domain with everything in it: nodes, tables, cliques, trees.
+ *
+ * All handles into it become invalid. The log stream and user data are yours and stay untouched, and so do
+ * tables that the domain has given you (tv_domain_get_marginal, tv_node_get_distribution): free them with
+ * tv_table_delete.
+ *
+ * @param domain  the domain
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_delete(tv_domain_t* domain);
 
 /**
- * Makes an independent copy of a domain, to be deleted with tv_domain_delete.
+ * Makes an independent copy of a domain.
  *
- * Copied are nodes (same order, numbers and names), links, states, tables with experience and fading,
- * attributes, display data, entered evidence and settings. Not copied are the compiled structure (compile the
- * copy), the log stream, the progress handler, user data pointers, and the state of the random numbers (the
- * copy is seeded like a new domain).
+ * Copied are nodes (same order, numbers and names), links, states, tables with experience and fading, models,
+ * attributes, display data, entered evidence, stored cases, the name of the file and settings. Not copied are
+ * the compiled structure (compile the copy), the log stream, the progress handler, user data pointers, and
+ * the state of the random numbers (the copy is seeded like a new domain).
+ *
+ * @param domain  the domain to copy
+ * @return the copy: free it with tv_domain_delete; NULL on failure
  */
 TV_API tv_domain_t* tv_domain_clone(tv_domain_t* domain);
 
-/** How many nodes the domain has, of all categories. All ones on failure. */
+/**
+ * Counts the nodes of a domain, of all categories.
+ *
+ * @param domain  the domain
+ * @return how many there are; all ones on failure
+ */
 TV_API size_t tv_domain_get_number_of_nodes(const tv_domain_t* domain);
 
 /**
- * The name of the file that the domain was parsed from, owned by the domain; NULL with status none when there
- * was none (created by calls, or parsed from a stream or a text).
+ * Returns the name of the file that a domain was parsed from.
+ *
+ * @param domain  the domain
+ * @return the name as it was given to the parser, owned by the domain; NULL with status none when there is
+ *         none (a domain created by calls, or parsed from a stream or a text); NULL on failure
  */
 TV_API const char* tv_domain_get_file_name(const tv_domain_t* domain);
 
@@ -559,24 +645,35 @@ TV_API const char* tv_domain_get_file_name(const tv_domain_t* domain);
  * Creates a node and uncompiles the domain.
  *
  * Accepted are: chance and decision with kind discrete or continuous; function with kind discrete or other;
- * utility with any kind (the node gets kind other). A discrete node starts with one state and subtype
- * label. Nodes are numbered 1, 2, 3 ... by order of creation; the new node becomes the first of the
- * domain's list. It has no name until one is set or asked for, and no table until one is asked for (no
- * table counts as the uniform distribution, for a continuous node as intercept 0, coefficients 0 and variance
- * 1, for a utility node as zero).
+ * utility with any kind (the node gets kind other). A discrete node starts with one state and subtype label.
+ * Nodes are numbered 1, 2, 3 ... by order of creation; the new node becomes the first of the domain's list.
+ * It has no name until one is set or asked for, and no table until one is asked for (no table counts as the
+ * uniform distribution, for a continuous node as intercept 0, coefficients 0 and variance 1, for a utility
+ * node as zero).
  *
- * Fails, returning NULL: usage - any other combination; cg_limids_not_supported - a continuous decision, a
- * continuous chance node in a domain with decision or utility nodes, or a decision or utility node in a
- * domain with continuous nodes; cyclic_functional_dependency - the first decision or utility node in a
- * domain whose function nodes break the rules of decision models.
+ * @param domain    the domain that the node will belong to
+ * @param category  what the node stands for
+ * @param kind      what values it takes
+ * @return the node, owned by the domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the combination of category and kind is not among those above
+ * - tv_status_cg_limids_not_supported: a continuous decision, a continuous chance node in a domain with
+ *   decision or utility nodes, or a decision or utility node in a domain with continuous nodes
+ * - tv_status_cyclic_functional_dependency: the first decision or utility node in a domain whose function
+ *   nodes break the rules of decision models
  */
 TV_API tv_node_t* tv_domain_new_node(tv_domain_t* domain, tv_node_category_t category, tv_node_kind_t kind);
 
 /**
  * Deletes a node and uncompiles the domain.
  *
- * Its links go first: children lose it as a parent as by tv_node_remove_parent. Nodes created after it are
- * numbered one lower. Its tables are deleted with it.
+ * Its links go first: of each child's table the average over the node's states remains, and of a continuous
+ * node the coefficients are dropped. Nodes created after it are numbered one lower. Its tables are deleted
+ * with it.
+ *
+ * @param node  the node; its handle becomes invalid
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_node_delete(tv_node_t* node);
 
@@ -584,51 +681,98 @@ TV_API tv_status_t tv_node_delete(tv_node_t* node);
  * Creates a copy of a node in the same domain and uncompiles the domain.
  *
  * Copied are category, kind, subtype, states with labels and values, parents with the tables, the model,
- * attributes, label and position, and entered evidence. The copy has no children, no name until one is set or asked for,
- * and no user data.
+ * attributes, label and position, entered evidence and the cells of stored cases. The copy has no children,
+ * no undirected links, no name until one is set or asked for, and no user data.
+ *
+ * @param node  the node to copy
+ * @return the copy, owned by the domain; NULL on failure
  */
 TV_API tv_node_t* tv_node_clone(tv_node_t* node);
 
-/** The category of a node; tv_category_error on failure. */
+/**
+ * Returns the category of a node.
+ *
+ * @param node  the node
+ * @return the category; tv_category_error on failure
+ */
 TV_API tv_node_category_t tv_node_get_category(const tv_node_t* node);
 
 /**
  * Makes a chance node a decision node or the other way round, and uncompiles the domain if that is a change.
+ *
  * A node that becomes a decision loses its experience and fading tables.
  *
- * Fails: usage - the node is not discrete, is a function node or has a model, or `category` is neither chance
- * nor decision; cg_limids_not_supported - decision, in a domain with continuous nodes;
- * cyclic_functional_dependency - the first decision in a domain whose function nodes break the rules of
- * decision models.
+ * @param node      a discrete chance or decision node
+ * @param category  tv_category_chance or tv_category_decision
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, is a function node, has a model or, where it is to become a
+ *   decision, undirected links; or `category` is neither chance nor decision
+ * - tv_status_cg_limids_not_supported: decision, in a domain with continuous nodes
+ * - tv_status_cyclic_functional_dependency: the first decision in a domain whose function nodes break the
+ *   rules of decision models
  */
 TV_API tv_status_t tv_node_set_category(tv_node_t* node, tv_node_category_t category);
 
-/** The kind of a node, fixed at its creation; tv_kind_error (-2) on failure. */
+/**
+ * Returns the kind of a node, which is fixed at its creation.
+ *
+ * @param node  the node
+ * @return the kind; tv_kind_error (-2) on failure
+ */
 TV_API tv_node_kind_t tv_node_get_kind(const tv_node_t* node);
 
-/** The subtype of a discrete node. Fails, returning tv_subtype_error: usage - the node is not discrete. */
+/**
+ * Returns what the states of a discrete node mean.
+ *
+ * @param node  a discrete node
+ * @return the subtype; tv_subtype_error on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete
+ */
 TV_API tv_node_subtype_t tv_node_get_subtype(const tv_node_t* node);
 
 /**
  * Says what the states of a discrete node mean. State labels and values are kept.
  *
- * Fails: usage - the node is not discrete, `subtype` is none of the four, or it is boolean and the node
- * does not have exactly two states.
+ * @param node     a discrete node
+ * @param subtype  one of the four subtypes
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, `subtype` is none of the four, or it is boolean and the node
+ *   does not have exactly two states
  */
 TV_API tv_status_t tv_node_set_subtype(tv_node_t* node, tv_node_subtype_t subtype);
 
-/** The domain that a node belongs to. */
+/**
+ * Returns the domain that a node belongs to.
+ *
+ * @param node  the node
+ * @return the domain, which owns the node; NULL on failure
+ */
 TV_API tv_domain_t* tv_node_get_domain(const tv_node_t* node);
 
 /**
- * The first node of the domain's list; NULL with status none when there is none.
+ * Returns the first node of the domain's list, from which tv_node_get_next goes on.
  *
- * The newest node comes first: after creating A, B, C the list is C, B, A. A parsed domain lists its nodes
- * in the order of the file instead; nodes created later still go to the front.
+ * The newest node comes first: after creating A, B, C the list is C, B, A. A parsed domain lists its nodes in
+ * the order of the file instead; nodes created later still go to the front.
+ *
+ * @param domain  the domain
+ * @return the node, owned by the domain; NULL with status none when there is none; NULL on failure
  */
 TV_API tv_node_t* tv_domain_get_first_node(const tv_domain_t* domain);
 
-/** The next node of the domain's list; NULL with status none at its end. */
+/**
+ * Returns the next node of the domain's list.
+ *
+ * @param node  a node of the list
+ * @return the node behind it, owned by the domain; NULL with status none at the end of the list; NULL on
+ *         failure
+ */
 TV_API tv_node_t* tv_node_get_next(const tv_node_t* node);
 
 /** @} */
@@ -639,23 +783,40 @@ TV_API tv_node_t* tv_node_get_next(const tv_node_t* node);
  */
 
 /**
- * Names a node. A name begins with a letter or "_" and goes on with letters, digits and "_" (plain ASCII);
- * several such words may be joined by single dots, as in "engine.pump". Names are unique within the domain,
- * and upper and lower case differ. Setting the present name again succeeds.
+ * Names a node.
  *
- * Fails, keeping the old name: twice - another node has the name; invalid_name - it breaks the form above.
+ * A name begins with a letter or "_" and goes on with letters, digits and "_" (plain ASCII); several such
+ * words may be joined by single dots, as in "engine.pump". Names are unique within the domain, and upper and
+ * lower case differ. Setting the present name again succeeds.
+ *
+ * @param node  the node; it keeps its old name on failure
+ * @param name  the name, copied
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_twice: another node of the domain has the name
+ * - tv_status_invalid_name: it breaks the form above
  */
 TV_API tv_status_t tv_node_set_name(tv_node_t* node, const char* name);
 
 /**
- * The name of a node, created first if it has none: C, D, F or U for chance, decision, function or utility,
- * followed by the node's number ("C5"); if that is taken, by the domain's number of nodes plus 1, or the next
- * number that gives a free name. Owned by the node, valid until it is renamed.
+ * Returns the name of a node, which is created first if it has none.
+ *
+ * A created name is C, D, F or U for chance, decision, function or utility, followed by the node's number
+ * ("C5"); if that is taken, by the domain's number of nodes plus 1, or the next number that gives a free
+ * name.
+ *
+ * @param node  the node
+ * @return the name, owned by the node and valid until it is renamed; NULL on failure
  */
 TV_API const char* tv_node_get_name(tv_node_t* node);
 
 /**
- * The node with exactly this name, or NULL with status none when there is none. Fast also in large domains.
+ * Finds the node with exactly this name. Fast also in large domains.
+ *
+ * @param domain  the domain
+ * @param name    the name, of any form
+ * @return the node, owned by the domain; NULL with status none when no node has the name; NULL on failure
  */
 TV_API tv_node_t* tv_domain_get_node_by_name(tv_domain_t* domain, const char* name);
 
@@ -663,70 +824,123 @@ TV_API tv_node_t* tv_domain_get_node_by_name(tv_domain_t* domain, const char* na
 
 /**
  * @defgroup states States
+ * States are numbered from 0.
  * @{
  */
 
-/** How many states a discrete node has, at least 1. Fails, returning all ones: usage - not discrete. */
+/**
+ * Returns how many states a discrete node has.
+ *
+ * @param node  a discrete node
+ * @return the number, at least 1; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete
+ */
 TV_API size_t tv_node_get_number_of_states(const tv_node_t* node);
 
 /**
- * Changes how many states a discrete node has. The present number does nothing. Otherwise the domain is
- * uncompiled and the node's findings are retracted.
+ * Changes how many states a discrete node has.
  *
- * Shrinking drops the last states with their labels and values; growing adds states without a label, with
- * state value -1. The uppermost bound of an interval node stays the uppermost. In the tables, entries of
- * states that remain are kept; the node's new states have probability 0 in its own table, and given such a
- * state its children are uniform (utilities 0).
+ * The present number does nothing. Otherwise the domain is uncompiled and the node's findings are retracted.
+ * Shrinking drops the last states with their labels and values, also from the stored cases; growing adds
+ * states without a label, with state value -1. The uppermost bound of an interval node stays the uppermost.
+ * In the tables, entries of states that remain are kept; the node's new states have probability 0 in its own
+ * table, and given such a state its children are uniform (utilities 0).
  *
- * Fails: usage - the node is not discrete, `count` is 0, or the node is boolean (it has two states, always).
+ * @param node   a discrete node that is not boolean (a boolean one has two states, always)
+ * @param count  how many states it shall have, at least 1
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, `count` is 0, or the node is boolean and `count` is not 2
+ * - tv_status_no_memory: the numbers of a table that has them would exceed the memory limit
+ *   (tv_domain_set_memory_limit), or `count` is beyond half of what a size_t holds
  */
 TV_API tv_status_t tv_node_set_number_of_states(tv_node_t* node, size_t count);
 
 /**
- * Labels a state. The text is free and may repeat; it is copied. "" removes the label.
+ * Labels a state of a discrete node. The text is free and may repeat.
  *
- * Fails: usage - the node is not discrete or `state` is not below its number of states.
+ * @param node   a discrete node
+ * @param state  the state, below the number of states
+ * @param label  the text, copied; "" removes the label
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or `state` is not below its number of states
  */
 TV_API tv_status_t tv_node_set_state_label(tv_node_t* node, size_t state, const char* label);
 
 /**
- * The label of a state. A state without one has the label "", or "false" (state 0) and "true" (state 1) on
- * a boolean node. Owned by the node.
+ * Returns the label of a state of a discrete node.
  *
- * Fails, returning NULL: usage - the node is not discrete or `state` is out of range.
+ * @param node   a discrete node
+ * @param state  the state, below the number of states
+ * @return the label, owned by the node and valid until its labels or states change; for a state without one
+ *         "", or "false" (state 0) and "true" (state 1) on a boolean node; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or `state` is not below its number of states
  */
 TV_API const char* tv_node_get_state_label(const tv_node_t* node, size_t state);
 
 /**
- * The index of the one state with this label. -1 with status none when no state has it and also when
- * several have it. -1 with status usage when the node is not discrete.
+ * Finds the one state with this label.
+ *
+ * @param node   a discrete node
+ * @param label  the label to look for
+ * @return the state; -1 with status none when no state has the label, and also when several have it; -1 on
+ *         failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete
  */
 TV_API ptrdiff_t tv_node_get_state_index_from_label(const tv_node_t* node, const char* label);
 
 /**
- * Sets the number that a state stands for (subtype number, `state` 0 to n - 1), or a bound of an interval
- * (subtype interval, `state` 0 to n: state i covers bound i to bound i + 1). Until they are set, numbers
- * are -1, inner bounds are -1, and the outer bounds are the lowest and the highest finite double. The outer
- * bounds may be set to minus and plus infinity. The order of the values is not checked.
+ * Sets the number that a state stands for, or a bound of an interval.
  *
- * Fails: usage - the node is not discrete of these subtypes, `state` is out of range, or `value` is NaN, or
- * infinite where it is not an outer bound.
+ * A node of subtype number has one value for each state; one of subtype interval has bounds: state i covers
+ * bound i to bound i + 1. Until they are set, numbers are -1, inner bounds are -1, and the outer bounds are
+ * the lowest and the highest finite double. The outer bounds may be set to minus and plus infinity. The order
+ * of the values is not checked here, but when a table is generated from them.
+ *
+ * @param node   a discrete node of subtype number or interval
+ * @param state  the state, 0 to n - 1, of n states; the bound, 0 to n, of n intervals
+ * @param value  the number, finite except for outer bounds
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete of these subtypes, `state` is out of range, or `value` is NaN,
+ *   or infinite where it is not an outer bound
  */
 TV_API tv_status_t tv_node_set_state_value(tv_node_t* node, size_t state, double value);
 
 /**
- * The number of a state or a bound of an interval, as for tv_node_set_state_value.
+ * Returns the number that a state stands for, or a bound of an interval.
  *
- * Fails, returning -1.0: usage - wrong kind or subtype, or `state` out of range.
+ * @param node   a discrete node of subtype number or interval
+ * @param state  the state, 0 to n - 1, of n states; the bound, 0 to n, of n intervals
+ * @return the number or bound; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete of these subtypes, or `state` is out of range
  */
 TV_API double tv_node_get_state_value(const tv_node_t* node, size_t state);
 
 /**
- * Permutes the states of a discrete node and uncompiles the domain: `order` holds as many indices as there
- * are states, and the state that was number order[i] becomes state i. Labels, state values, tables (its own
- * and its children's) and entered evidence move along.
+ * Permutes the states of a discrete node and uncompiles the domain.
  *
- * Fails: usage - the node is not discrete, or `order` is not a permutation of 0 to n - 1.
+ * Labels, state values, tables (its own and its children's), expressions of models, entered evidence and
+ * stored cases move along.
+ *
+ * @param node   a discrete node
+ * @param order  as many indices as there are states: the state that was number order[i] becomes state i
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or `order` is not a permutation of 0 to n - 1
  */
 TV_API tv_status_t tv_node_reorder_states(tv_node_t* node, const size_t* order);
 
@@ -739,84 +953,217 @@ TV_API tv_status_t tv_node_reorder_states(tv_node_t* node, const size_t* order);
  */
 
 /**
- * Stores `value` under `key`, both copied. A key that is there keeps its place in the list; a new key comes
- * first. A null `value` removes the key, and it is no failure if it was not there.
+ * Stores a text under a key on a domain, or removes the key.
  *
- * Fails: invalid_name - the key does not have the form of a C identifier, or stands for something else in files:
- * of a domain node_size, inputs and outputs; of a node label, position, states, subtype and state_values.
+ * A key that is there keeps its place in the list of attributes; a new key comes first. It is no failure to
+ * remove a key that is not there.
+ *
+ * @param domain  the domain
+ * @param key     the key, of the form of a C identifier, copied
+ * @param value   the text, copied; may be null: the key is then removed
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_invalid_name: the key does not have the form of a C identifier, or stands for something else in
+ *   files: node_size, inputs and outputs (removing them is no failure)
  */
 TV_API tv_status_t tv_domain_set_attribute(tv_domain_t* domain, const char* key, const char* value);
 
-/** The same for a node. */
+/**
+ * Stores a text under a key on a node, or removes the key.
+ *
+ * A key that is there keeps its place in the list of attributes; a new key comes first. It is no failure to
+ * remove a key that is not there.
+ *
+ * @param node   the node
+ * @param key    the key, of the form of a C identifier, copied
+ * @param value  the text, copied; may be null: the key is then removed
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_invalid_name: the key does not have the form of a C identifier, or stands for something else in
+ *   files: label, position, states, subtype and state_values (removing them is no failure)
+ */
 TV_API tv_status_t tv_node_set_attribute(tv_node_t* node, const char* key, const char* value);
 
-/** The value stored under `key`, owned by the domain; NULL with status none when there is none. */
+/**
+ * Returns the text stored under a key on a domain.
+ *
+ * @param domain  the domain
+ * @param key     the key, of any form
+ * @return the text, owned by the domain and valid until the key is set again or removed; NULL with status
+ *         none when the key is not there; NULL on failure
+ */
 TV_API const char* tv_domain_get_attribute(const tv_domain_t* domain, const char* key);
 
-/** The same for a node. */
+/**
+ * Returns the text stored under a key on a node.
+ *
+ * @param node  the node
+ * @param key   the key, of any form
+ * @return the text, owned by the node and valid until the key is set again or removed; NULL with status none
+ *         when the key is not there; NULL on failure
+ */
 TV_API const char* tv_node_get_attribute(const tv_node_t* node, const char* key);
 
 /**
- * The first entry of the list of attributes, newest key first (in file order for those that a parser read);
- * NULL with status none when the list is empty. Entries live until their key is removed.
+ * Returns the first entry of a domain's list of attributes, from which tv_attribute_get_next goes on.
+ *
+ * The newest key comes first; those that a parser read stand in the order of the file.
+ *
+ * @param domain  the domain
+ * @return the entry, owned by the domain until its key is removed; NULL with status none when the list is
+ *         empty; NULL on failure
  */
 TV_API tv_attribute_t* tv_domain_get_first_attribute(const tv_domain_t* domain);
 
-/** The same for a node. */
+/**
+ * Returns the first entry of a node's list of attributes, from which tv_attribute_get_next goes on.
+ *
+ * The newest key comes first; those that a parser read stand in the order of the file.
+ *
+ * @param node  the node
+ * @return the entry, owned by the node until its key is removed; NULL with status none when the list is
+ *         empty; NULL on failure
+ */
 TV_API tv_attribute_t* tv_node_get_first_attribute(const tv_node_t* node);
 
-/** The next entry of the list; NULL with status none at its end. */
+/**
+ * Returns the next entry of a list of attributes.
+ *
+ * @param attribute  an entry of the list
+ * @return the entry behind it, owned by the domain or node until its key is removed; NULL with status none at
+ *         the end of the list; NULL on failure
+ */
 TV_API tv_attribute_t* tv_attribute_get_next(const tv_attribute_t* attribute);
 
-/** The key of an entry, owned by it. */
+/**
+ * Returns the key of an entry of a list of attributes.
+ *
+ * @param attribute  the entry
+ * @return the key, owned by the entry; NULL on failure
+ */
 TV_API const char* tv_attribute_get_key(const tv_attribute_t* attribute);
 
-/** The value of an entry, owned by it and valid until the key is set again. */
+/**
+ * Returns the text of an entry of a list of attributes.
+ *
+ * @param attribute  the entry
+ * @return the text, owned by the entry and valid until the key is set again; NULL on failure
+ */
 TV_API const char* tv_attribute_get_value(const tv_attribute_t* attribute);
 
 /** @} */
 
 /**
  * @defgroup user_data User data
- * One pointer of yours for each object (convention 12); cliques and trees have a second one. Those of
- * tables are with the tables. The getters return NULL with status none where nothing has been set.
+ * One pointer of yours for each object (convention 12); cliques and trees have a second one. Those of tables
+ * and models stand in their groups.
  * @{
  */
 
-/** Stores a pointer with a domain. Null is allowed as `data`. */
+/**
+ * Stores a pointer of yours with a domain.
+ *
+ * @param domain  the domain
+ * @param data    the pointer, never looked at; may be null
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_domain_set_user_data(tv_domain_t* domain, void* data);
 
-/** The pointer stored with a domain. */
+/**
+ * Returns the pointer stored with a domain.
+ *
+ * @param domain  the domain
+ * @return your pointer; NULL with status none when none has been stored; NULL on failure
+ */
 TV_API void* tv_domain_get_user_data(const tv_domain_t* domain);
 
-/** Stores a pointer with a node. Null is allowed as `data`. */
+/**
+ * Stores a pointer of yours with a node.
+ *
+ * @param node  the node
+ * @param data  the pointer, never looked at; may be null
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_node_set_user_data(tv_node_t* node, void* data);
 
-/** The pointer stored with a node. */
+/**
+ * Returns the pointer stored with a node.
+ *
+ * @param node  the node
+ * @return your pointer; NULL with status none when none has been stored; NULL on failure
+ */
 TV_API void* tv_node_get_user_data(const tv_node_t* node);
 
-/** Stores a pointer with a clique, until the domain is uncompiled. Null is allowed as `data`. */
+/**
+ * Stores a pointer of yours with a clique, until the domain is uncompiled.
+ *
+ * @param clique  the clique
+ * @param data    the pointer, never looked at; may be null
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_clique_set_user_data(tv_clique_t* clique, void* data);
 
-/** The pointer stored with a clique. */
+/**
+ * Returns the pointer stored with a clique.
+ *
+ * @param clique  the clique
+ * @return your pointer; NULL with status none when none has been stored; NULL on failure
+ */
 TV_API void* tv_clique_get_user_data(const tv_clique_t* clique);
 
-/** Stores a pointer with a junction tree, until the domain is uncompiled. Null is allowed as `data`. */
+/**
+ * Stores a pointer of yours with a junction tree, until the domain is uncompiled.
+ *
+ * @param jt    the junction tree
+ * @param data  the pointer, never looked at; may be null
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_jt_set_user_data(tv_junction_tree_t* jt, void* data);
 
-/** The pointer stored with a junction tree. */
+/**
+ * Returns the pointer stored with a junction tree.
+ *
+ * @param jt  the junction tree
+ * @return your pointer; NULL with status none when none has been stored; NULL on failure
+ */
 TV_API void* tv_jt_get_user_data(const tv_junction_tree_t* jt);
 
-/** Stores a second pointer with a clique, meant for bindings of other languages. Null is allowed. */
+/**
+ * Stores a second pointer of yours with a clique, until the domain is uncompiled; meant for bindings of other
+ * languages.
+ *
+ * @param clique   the clique
+ * @param pointer  the pointer, never looked at; may be null
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_clique_set_back_pointer(tv_clique_t* clique, void* pointer);
 
-/** The second pointer stored with a clique. */
+/**
+ * Returns the second pointer stored with a clique.
+ *
+ * @param clique  the clique
+ * @return your pointer; NULL with status none when none has been stored; NULL on failure
+ */
 TV_API void* tv_clique_get_back_pointer(const tv_clique_t* clique);
 
-/** Stores a second pointer with a junction tree, meant for bindings of other languages. Null is allowed. */
+/**
+ * Stores a second pointer of yours with a junction tree, until the domain is uncompiled; meant for bindings
+ * of other languages.
+ *
+ * @param jt       the junction tree
+ * @param pointer  the pointer, never looked at; may be null
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_jt_set_back_pointer(tv_junction_tree_t* jt, void* pointer);
 
-/** The second pointer stored with a junction tree. */
+/**
+ * Returns the second pointer stored with a junction tree.
+ *
+ * @param jt  the junction tree
+ * @return your pointer; NULL with status none when none has been stored; NULL on failure
+ */
 TV_API void* tv_jt_get_back_pointer(const tv_junction_tree_t* jt);
 
 /** @} */
@@ -830,30 +1177,55 @@ TV_API void* tv_jt_get_back_pointer(const tv_junction_tree_t* jt);
 /**
  * Adds a link from `parent` to `child` and uncompiles the domain.
  *
- * A discrete parent goes to the front of the child's parents and becomes the first, slowest varying, node
- * of the child's table, whose present numbers are repeated for each of the new parent's states; so the
- * child does not depend on it yet. Other parents go to the end of the list. The experience and fading
- * tables follow.
+ * A discrete parent goes to the front of the child's parents and becomes the first, slowest varying, node of
+ * the child's table, whose present numbers are repeated for each of the new parent's states; so the child
+ * does not depend on it yet. Other parents go to the end of the list; a continuous one has coefficient 0. The
+ * experience and fading tables follow.
  *
- * Fails: usage - the nodes belong to different domains, the link exists, either is an instance node, or,
- * for a child that is not a function node, the parent is a utility node, or the child is discrete and the
- * parent continuous; cyclic_network - a directed path leads from child to parent (or they are the same
- * node); cyclic_functional_dependency - function nodes would depend on themselves; functional_dependency -
- * the link would run into function nodes in a way that decision models do not support.
+ * @param child   the node that the link leads to
+ * @param parent  the node that it comes from
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the nodes belong to different domains, the link exists, or, for a child that is not a
+ *   function node, the parent is a utility node, or the child is discrete and the parent continuous
+ * - tv_status_cyclic_network: a directed path leads from child to parent (undirected links count in both
+ *   directions), or they are the same node
+ * - tv_status_cyclic_functional_dependency: function nodes would depend on themselves
+ * - tv_status_functional_dependency: the link would run into function nodes in a way that decision models do
+ *   not support
  */
 TV_API tv_status_t tv_node_add_parent(tv_node_t* child, tv_node_t* parent);
 
 /**
- * Removes the link from `parent` to `child` and uncompiles the domain. The child's table becomes the
- * average over the parent's states; the experience and fading tables likewise. Of a continuous parent the
- * coefficients are dropped.
+ * Removes the link from `parent` to `child` and uncompiles the domain.
  *
- * Fails: usage - there is no such link.
+ * The child's table becomes the average over the states of a discrete parent, and so do the experience and
+ * fading tables. Of a continuous parent the coefficients are dropped. Expressions of the child's model that
+ * mention the parent are unset.
+ *
+ * @param child   the node that the link leads to
+ * @param parent  the node that it comes from
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such link, or it is one that nodes joined by undirected links share
  */
 TV_API tv_status_t tv_node_remove_parent(tv_node_t* child, tv_node_t* parent);
 
 /**
- * The same for discrete parents only. Fails: usage - there is no such link, or the parent is not discrete.
+ * Removes the link from a discrete `parent` to `child` and uncompiles the domain.
+ *
+ * The child's table becomes the average over the parent's states, and so do the experience and fading tables.
+ * Expressions of the child's model that mention the parent are unset.
+ *
+ * @param child   the node that the link leads to
+ * @param parent  the discrete node that it comes from
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such link, it is one that nodes joined by undirected links share, or the
+ *   parent is not discrete
  */
 TV_API tv_status_t tv_node_remove_discrete_parent(tv_node_t* child, tv_node_t* parent);
 
@@ -862,26 +1234,44 @@ TV_API tv_status_t tv_node_remove_discrete_parent(tv_node_t* child, tv_node_t* p
  * the domain.
  *
  * The two must be compatible: same category and kind; discrete nodes also the same subtype and number of
- * states, and then the same labels state by state (label), the same state values (number) or the same
- * bounds (interval).
+ * states, and then the same labels state by state (label), the same state values (number) or the same bounds
+ * (interval). Expressions of the child's model that mention the old parent mention the new one then.
  *
- * Fails: usage - `old_parent` is not a parent, `new_parent` is one already or belongs to another domain, or
- * the two are not compatible; cyclic_network, cyclic_functional_dependency and functional_dependency as for
- * tv_node_add_parent.
+ * @param child       the node that both links lead to
+ * @param old_parent  a parent of it
+ * @param new_parent  the node that takes its place
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `old_parent` is not a parent, or by a link that nodes joined by undirected links share;
+ *   `new_parent` is a parent already or belongs to another domain; or the two are not compatible
+ * - tv_status_cyclic_network: a directed path leads from the child to `new_parent` (undirected links count in
+ *   both directions), or they are the same node
+ * - tv_status_cyclic_functional_dependency: function nodes would depend on themselves
+ * - tv_status_functional_dependency: the new link would run into function nodes in a way that decision models
+ *   do not support
  */
 TV_API tv_status_t tv_node_switch_parent(tv_node_t* child, tv_node_t* old_parent, tv_node_t* new_parent);
 
 /**
- * Turns the link between two chance nodes round, whichever way it runs, without changing the joint
- * distribution, and uncompiles the domain (arc reversal; Shachter 1986, 1988).
+ * Turns the link between two chance nodes round without changing the joint distribution, and uncompiles the
+ * domain (arc reversal; Shachter 1986, 1988).
  *
  * Each of the two also takes the other's parents, and both get new tables, so a reversal may add links.
  *
- * Fails: usage - the nodes are not both chance nodes of the same kind, one has a model, or no link joins them;
- * cyclic_network - another directed path leads from the parent to the child; invalid_probability_potential
- * - a table has a negative or infinite number or a distribution whose sum is zero, or the reversed
- * distribution is not defined because some configuration of its parents has probability zero; overflow - a
- * number of a continuous node's new distribution is too large.
+ * @param node1  one of the nodes
+ * @param node2  the other one; the link may lead either way
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the nodes are not both chance nodes of the same kind, one has a model or undirected
+ *   links, or no link joins them
+ * - tv_status_cyclic_network: another directed path leads from the parent to the child
+ * - tv_status_invalid_probability_potential: a table has a negative or infinite number or a distribution
+ *   whose sum is zero, or the reversed distribution is not defined because some configuration of its parents
+ *   has probability zero
+ * - tv_status_overflow: a number of a continuous node's new distribution is too large
+ * - tv_status_no_memory: the new tables would exceed the memory limit (tv_domain_set_memory_limit)
  */
 TV_API tv_status_t tv_node_reverse_edge(tv_node_t* node1, tv_node_t* node2);
 
@@ -892,16 +1282,36 @@ TV_API tv_status_t tv_node_reverse_edge(tv_node_t* node1, tv_node_t* node2);
  * @{
  */
 
-/** The parents: discrete ones first, the newest in front, then the others. Owned by the node. */
+/**
+ * Lists the parents of a node: discrete ones first, the newest in front, then the others.
+ *
+ * @param node  the node
+ * @return the list, owned by the node and valid until its parents change; NULL on failure
+ */
 TV_API tv_node_t** tv_node_get_parents(const tv_node_t* node);
 
-/** The children. Owned by the node. */
+/**
+ * Lists the children of a node.
+ *
+ * @param node  the node
+ * @return the list, owned by the node and valid until its children change; NULL on failure
+ */
 TV_API tv_node_t** tv_node_get_children(const tv_node_t* node);
 
-/** All nodes from which a directed path leads to the node, each once, without itself. Yours: free(). */
+/**
+ * Lists all nodes from which a directed path leads to a node, each once, without the node itself.
+ *
+ * @param node  the node
+ * @return the list: free it with free(); NULL on failure
+ */
 TV_API tv_node_t** tv_node_get_ancestors(const tv_node_t* node);
 
-/** All nodes to which a directed path leads from the node, each once, without itself. Yours: free(). */
+/**
+ * Lists all nodes to which a directed path leads from a node, each once, without the node itself.
+ *
+ * @param node  the node
+ * @return the list: free it with free(); NULL on failure
+ */
 TV_API tv_node_t** tv_node_get_descendants(const tv_node_t* node);
 
 /** @} */
@@ -912,22 +1322,64 @@ TV_API tv_node_t** tv_node_get_descendants(const tv_node_t* node);
  * @{
  */
 
-/** Sets the size of the symbol of every node of the domain. Fails: usage - one of them is all ones. */
+/**
+ * Sets the size of the symbol of every node of a domain.
+ *
+ * @param domain  the domain
+ * @param width   the width, in the host's units; not all ones
+ * @param height  the height, in the host's units; not all ones
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: one of them is all ones
+ */
 TV_API tv_status_t tv_domain_set_node_size(tv_domain_t* domain, size_t width, size_t height);
 
-/** Gets the size of the symbols, 80 by 40 until it is set. On failure nothing is written. */
+/**
+ * Gets the size of the symbol of every node of a domain. On failure nothing is written.
+ *
+ * @param domain       the domain
+ * @param[out] width   the width, in the host's units, 80 until it is set
+ * @param[out] height  the height, in the host's units, 40 until it is set
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_domain_get_node_size(const tv_domain_t* domain, size_t* width, size_t* height);
 
-/** Sets the position of a node's symbol. */
+/**
+ * Sets the position of a node's symbol.
+ *
+ * @param node  the node
+ * @param x     the horizontal coordinate, in the host's units
+ * @param y     the vertical coordinate, in the host's units
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_node_set_position(tv_node_t* node, long x, long y);
 
-/** Gets the position of a node's symbol, (0, 0) until it is set. On failure nothing is written. */
+/**
+ * Gets the position of a node's symbol. On failure nothing is written.
+ *
+ * @param node    the node
+ * @param[out] x  the horizontal coordinate, in the host's units, 0 until it is set
+ * @param[out] y  the vertical coordinate, in the host's units, 0 until it is set
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_node_get_position(const tv_node_t* node, long* x, long* y);
 
-/** Sets the text to show for a node: free, copied, need not be unique. */
+/**
+ * Sets the text to show for a node. It is free and need not be unique.
+ *
+ * @param node   the node
+ * @param label  the text, copied
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_node_set_label(tv_node_t* node, const char* label);
 
-/** The text to show for a node, "" until it is set. Owned by the node. */
+/**
+ * Returns the text to show for a node.
+ *
+ * @param node  the node
+ * @return the text, "" until it is set, owned by the node and valid until it is set again; NULL on failure
+ */
 TV_API const char* tv_node_get_label(const tv_node_t* node);
 
 /** @} */
@@ -938,7 +1390,8 @@ TV_API const char* tv_node_get_label(const tv_node_t* node);
  */
 
 /**
- * The table of a node, owned by the node and created when first asked for; its numbers when tv_table_get_data is.
+ * Returns the table of a node, which is created when first asked for; its numbers are when tv_table_get_data
+ * is.
  *
  * A chance node has its distribution given its parents, a decision node its policy, both created uniform (one
  * over the number of states); a utility node has its values over its discrete parents, created as zero; a
@@ -951,69 +1404,182 @@ TV_API const char* tv_node_get_label(const tv_node_t* node);
  * it is conditional; its data are ones. Its distribution is set and read by tv_node_set_intercept and those
  * that follow it.
  *
- * Fails, returning NULL: usage - a real-valued function node, which has no table.
+ * @param node  a node that is no real-valued function
+ * @return the table, owned by the node; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a real-valued function node, which has no table
  */
 TV_API tv_table_t* tv_node_get_table(tv_node_t* node);
 
 /**
- * Sets the distribution of a continuous node in one configuration of its discrete parents. The node is normal
- * around `intercept` plus the sum of each continuous parent times its coefficient, with the conditional
- * variance, which is 0 for a node that is a linear function of its parents. A new node has intercept 0,
- * coefficients 0 and variance 1 in every configuration. Configurations are numbered as in the node's table,
- * whose discrete nodes are the discrete parents (convention 9); a node without any has configuration 0 only.
+ * Sets the intercept of a continuous node's distribution in one configuration of its discrete parents.
  *
- * Adding a discrete parent repeats what is set, removing one averages it over its states; removing a
- * continuous parent drops its coefficients. The domain stays compiled, as after tv_node_touch_table.
+ * The node is normal around the intercept plus the sum of each continuous parent times its coefficient, with
+ * the conditional variance, which is 0 for a node that is a linear function of its parents. A new node has
+ * intercept 0, coefficients 0 and variance 1 in every configuration. Adding a discrete parent repeats what is
+ * set, removing one averages it over its states; removing a continuous parent drops its coefficients. The
+ * domain stays compiled; the next propagation takes the new number.
  *
- * Fails: usage - not a continuous node, no such configuration, a value that is NaN or infinite, a negative
- * variance, or `parent` is not a continuous parent of the node.
+ * @param node           a continuous node
+ * @param configuration  the configuration of its discrete parents, numbered as in the node's table, whose
+ *                       discrete nodes they are (convention 9); 0 for a node without any
+ * @param value          the intercept, in the unit of the node's values, finite
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, there is no such configuration, or `value` is NaN or
+ *   infinite
+ * - tv_status_no_memory: the table has no numbers yet, and they would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
  */
 TV_API tv_status_t tv_node_set_intercept(tv_node_t* node, size_t configuration, double value);
-/** The same for the coefficient of a continuous parent. Fails like tv_node_set_intercept. */
+
+/**
+ * Sets the coefficient of a continuous parent in the distribution of a continuous node, in one configuration
+ * of its discrete parents.
+ *
+ * The node is normal around the intercept plus the sum of each continuous parent times its coefficient.
+ * Coefficients are 0 until they are set. The domain stays compiled; the next propagation takes the new
+ * number.
+ *
+ * @param node           a continuous node
+ * @param parent         a continuous parent of it
+ * @param configuration  the configuration of its discrete parents, numbered as in the node's table, whose
+ *                       discrete nodes they are (convention 9); 0 for a node without any
+ * @param value          the coefficient: units of the node's values for one unit of the parent's, finite
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, `parent` is not a continuous parent of it, there is no such
+ *   configuration, or `value` is NaN or infinite
+ * - tv_status_no_memory: the table has no numbers yet, and they would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
+ */
 TV_API tv_status_t tv_node_set_coefficient(tv_node_t* node, tv_node_t* parent, size_t configuration,
                                            double value);
-/** The same for the conditional variance. Fails like tv_node_set_intercept. */
+
+/**
+ * Sets the variance of a continuous node given its parents, in one configuration of its discrete parents.
+ *
+ * It is 1 until it is set; 0 makes the node a linear function of its continuous parents. The domain stays
+ * compiled; the next propagation takes the new number.
+ *
+ * @param node           a continuous node
+ * @param configuration  the configuration of its discrete parents, numbered as in the node's table, whose
+ *                       discrete nodes they are (convention 9); 0 for a node without any
+ * @param value          the variance, in the square of the unit of the node's values, finite and not negative
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, there is no such configuration, or `value` is negative, NaN
+ *   or infinite
+ * - tv_status_no_memory: the table has no numbers yet, and they would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
+ */
 TV_API tv_status_t tv_node_set_conditional_variance(tv_node_t* node, size_t configuration, double value);
 
-/** The intercept of a continuous node. Fails like tv_node_set_intercept, returning -1.0. */
+/**
+ * Returns the intercept of a continuous node's distribution in one configuration of its discrete parents.
+ * Creates nothing.
+ *
+ * @param node           a continuous node
+ * @param configuration  the configuration of its discrete parents, numbered as in the node's table
+ *                       (convention 9); 0 for a node without any
+ * @return the intercept, 0 until it is set; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, or there is no such configuration
+ */
 TV_API double tv_node_get_intercept(tv_node_t* node, size_t configuration);
-/** The coefficient of a continuous parent. Fails like tv_node_set_intercept, returning -1.0. */
+
+/**
+ * Returns the coefficient of a continuous parent in the distribution of a continuous node, in one
+ * configuration of its discrete parents. Creates nothing.
+ *
+ * @param node           a continuous node
+ * @param parent         a continuous parent of it
+ * @param configuration  the configuration of its discrete parents, numbered as in the node's table
+ *                       (convention 9); 0 for a node without any
+ * @return the coefficient, 0 until it is set; -1.0 on failure (which may also be an answer; see
+ *         tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, `parent` is not a continuous parent of it, or there is no
+ *   such configuration
+ */
 TV_API double tv_node_get_coefficient(tv_node_t* node, tv_node_t* parent, size_t configuration);
-/** The conditional variance of a continuous node. Fails like tv_node_set_intercept, returning -1.0. */
+
+/**
+ * Returns the variance of a continuous node given its parents, in one configuration of its discrete parents.
+ * Creates nothing.
+ *
+ * @param node           a continuous node
+ * @param configuration  the configuration of its discrete parents, numbered as in the node's table
+ *                       (convention 9); 0 for a node without any
+ * @return the variance, 1 until it is set; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, or there is no such configuration
+ */
 TV_API double tv_node_get_conditional_variance(tv_node_t* node, size_t configuration);
 
 /**
- * The experience table of a chance node: for each configuration of its discrete parents, how many cases
- * stand behind the distribution. Over the discrete parents only; created with zeros when first asked for.
- * Owned by the node; tv_table_delete removes it.
+ * Returns the experience table of a chance node: for each configuration of its discrete parents, how many
+ * cases stand behind the distribution.
  *
- * Fails, returning NULL: usage - not a chance node.
+ * Over the discrete parents only; created with zeros when first asked for.
+ *
+ * @param node  a chance node
+ * @return the table, owned by the node; tv_table_delete removes it from there; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: not a chance node
  */
 TV_API tv_table_t* tv_node_get_experience_table(tv_node_t* node);
 
 /**
- * The fading table of a discrete chance node: for each configuration of its parents, the factor by which
- * older experience is discounted. Over the parents only; created with ones when first asked for. Owned by
- * the node; tv_table_delete removes it.
+ * Returns the fading table of a discrete chance node: for each configuration of its parents, the factor by
+ * which older experience is discounted.
  *
- * Fails, returning NULL: usage - not a discrete chance node.
+ * Over the parents only; created with ones when first asked for.
+ *
+ * @param node  a discrete chance node
+ * @return the table, owned by the node; tv_table_delete removes it from there; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: not a discrete chance node
  */
 TV_API tv_table_t* tv_node_get_fading_table(tv_node_t* node);
 
-/** Whether the node has an experience table now. Creates nothing. */
+/**
+ * Tells whether a node has an experience table now. Creates nothing.
+ *
+ * @param node  the node
+ * @return 1 or 0; -1 on failure
+ */
 TV_API int tv_node_has_experience_table(const tv_node_t* node);
 
-/** Whether the node has a fading table now. Creates nothing. */
+/**
+ * Tells whether a node has a fading table now. Creates nothing.
+ *
+ * @param node  the node
+ * @return 1 or 0; -1 on failure
+ */
 TV_API int tv_node_has_fading_table(const tv_node_t* node);
 
 /**
- * Tells the library that the numbers of a node's table have been changed. The next propagation checks them
- * and starts from a reset. Call it after every direct change through tv_table_get_data. The domain stays
- * compiled, and the present beliefs stay as they are until you propagate.
+ * Tells the library that the numbers of a node's table have been changed.
+ *
+ * The next propagation checks them and starts from a reset. Call it after every direct change through
+ * tv_table_get_data. The domain stays compiled, and the present beliefs stay as they are until you propagate.
  *
  * Joint marginals and clique tables stay, too, if you ask tv_table_get_data for the numbers after the last
  * propagation and before you change them. Changed through a pointer from before, they may be gone:
  * no_equilibrium until you propagate.
+ *
+ * @param node  the node whose table it is
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_node_touch_table(tv_node_t* node);
 
@@ -1023,123 +1589,244 @@ TV_API tv_status_t tv_node_touch_table(tv_node_t* node);
  * @defgroup tables Tables
  * Shared by the tables of nodes, of cliques, and the marginals that you ask for. A table over k discrete
  * nodes has one number for each configuration of them (convention 9). With n continuous nodes each
- * configuration also has n(n + 3) / 2 numbers: for continuous node i its mean and its covariances with
- * nodes 0 to i.
+ * configuration also has n(n + 3) / 2 numbers: for continuous node i its mean and its covariances with nodes
+ * 0 to i.
  * @{
  */
 
 /**
- * The nodes of a table: discrete ones in index order, then continuous ones. Owned by the table.
+ * Lists the nodes of a table: discrete ones in index order, then continuous ones.
  *
- * A table that is yours (tv_domain_get_marginal, tv_node_get_distribution) keeps its numbers and the sizes that
- * its nodes had, whatever becomes of them. Once one of them, or their domain, has been deleted, it has no
- * list of nodes and cannot be reordered any more.
+ * A table that is yours (tv_domain_get_marginal, tv_node_get_distribution) keeps its numbers and the sizes
+ * that its nodes had, whatever becomes of them. Once one of them, or their domain, has been deleted, it has
+ * no list of nodes and cannot be reordered any more.
  *
- * Fails, returning NULL: usage - a node of the table has been deleted.
+ * @param table  the table
+ * @return the list, owned by the table and valid until its nodes change; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a node of the table has been deleted
  */
 TV_API tv_node_t** tv_table_get_nodes(const tv_table_t* table);
 
 /**
- * The numbers of a table, tv_table_get_size of them, in the order of convention 9. They are allocated when
- * first asked for. You may write into the data of a node's table (then call tv_node_touch_table) and of a
- * marginal; the data of a clique's table show the propagated numbers and are for reading. The pointer holds
- * until the table is reordered, resized or deleted; for a clique, until the next propagation.
+ * Returns the numbers of a table, tv_table_get_size of them, in the order of convention 9. They are allocated
+ * when first asked for.
  *
- * Fails, returning NULL: no_memory - also when the size does not fit into a size_t.
+ * You may write into the data of a node's table (then call tv_node_touch_table) and of a marginal; the data
+ * of a clique's table show the propagated numbers and are for reading. Where a propagation has done without
+ * tables of cliques, the first call forms those of the whole tree, which may take as long as the propagation
+ * did.
+ *
+ * @param table  the table
+ * @return the numbers, owned by the table and valid until it is reordered, resized or deleted; for a clique,
+ *         until the next propagation; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_no_memory: also when the size does not fit into a size_t, or the numbers would exceed the
+ *   memory limit (tv_domain_set_memory_limit)
+ * - tv_status_no_equilibrium: of a clique's table, which rests on the numbers of a node's table that have
+ *   been changed since the last propagation, through a pointer from before it
+ * - tv_status_overflow: of a clique's table: likelihoods or unnormalised tables let an entry grow beyond
+ *   3.40282e+38
+ * - tv_status_error: of a clique's table: the progress handler asked to stop
  */
 TV_API tv_number_t* tv_table_get_data(tv_table_t* table);
 
 /**
- * How many configurations the discrete nodes have; 1 without discrete nodes.
+ * Returns how many numbers a table has: one for each configuration of its discrete nodes.
  *
- * Fails, returning all ones: size_too_large - the product does not fit into a size_t.
+ * @param table  the table
+ * @return the product of the numbers of states, 1 without discrete nodes; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_size_too_large: the product does not fit into a size_t
  */
 TV_API size_t tv_table_get_size(const tv_table_t* table);
 
 /**
- * How many numbers describe the continuous nodes, over all configurations: size times n(n + 3) / 2.
+ * Returns how many numbers describe the continuous nodes of a table, over all configurations of the discrete
+ * ones.
  *
- * Fails, returning all ones: size_too_large - it does not fit into a size_t.
+ * @param table  the table
+ * @return tv_table_get_size times n(n + 3) / 2, for n continuous nodes; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_size_too_large: it does not fit into a size_t
  */
 TV_API size_t tv_table_get_cg_size(const tv_table_t* table);
 
 /**
- * The mean of a continuous node in configuration `index`.
+ * Returns the mean of a continuous node of a table, in one configuration of the discrete nodes.
  *
- * Fails, returning -1.0 (which a mean may be too; see tv_error_code): usage - `index` is not below the
- * size, the node is not a continuous node of the table, or the table is conditional on a continuous node.
+ * @param table  a table that is not conditional on a continuous node, as that of a continuous node with
+ *               continuous parents is
+ * @param index  the configuration, below tv_table_get_size
+ * @param node   a continuous node of the table
+ * @return the mean, in the unit of the node's values; -1.0 on failure (which may also be an answer; see
+ *         tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the size, the node is not a continuous node of the table, or the
+ *   table is conditional on a continuous node
+ * - tv_status_no_memory: also when the numbers of the table would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
  */
 TV_API double tv_table_get_mean(tv_table_t* table, size_t index, tv_node_t* node);
 
 /**
- * The covariance of two continuous nodes (the variance, for twice the same). Fails like tv_table_get_mean.
+ * Returns the covariance of two continuous nodes of a table, in one configuration of the discrete nodes.
+ *
+ * @param table  a table that is not conditional on a continuous node, as that of a continuous node with
+ *               continuous parents is
+ * @param index  the configuration, below tv_table_get_size
+ * @param node1  a continuous node of the table
+ * @param node2  a continuous node of the table; twice one node gives its variance
+ * @return the covariance, in the product of the units of both nodes; -1.0 on failure (which may also be an
+ *         answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the size, one of the nodes is not a continuous node of the table,
+ *   or the table is conditional on a continuous node
+ * - tv_status_no_memory: also when the numbers of the table would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
  */
 TV_API double tv_table_get_covariance(tv_table_t* table, size_t index, tv_node_t* node1, tv_node_t* node2);
 
-/** The variance of a continuous node. Fails like tv_table_get_mean. */
+/**
+ * Returns the variance of a continuous node of a table, in one configuration of the discrete nodes.
+ *
+ * @param table  a table that is not conditional on a continuous node, as that of a continuous node with
+ *               continuous parents is
+ * @param index  the configuration, below tv_table_get_size
+ * @param node   a continuous node of the table
+ * @return the variance, in the square of the unit of the node's values; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the size, the node is not a continuous node of the table, or the
+ *   table is conditional on a continuous node
+ * - tv_status_no_memory: also when the numbers of the table would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
+ */
 TV_API double tv_table_get_variance(tv_table_t* table, size_t index, tv_node_t* node);
 
 /**
- * The density of a continuous node at a value: that of the mixture of normal distributions, one for each
- * configuration, weighted by the table's data, which are divided by their sum.
+ * Returns the density of a continuous node of a table at a value.
  *
- * Fails, returning -1.0: usage - the node is not a continuous node of the table, the table is conditional on a
- * continuous node, or the value is not finite; normalization - the data do not sum to more than zero;
- * zero_variance - the value itself has a positive probability.
+ * It is that of the mixture of normal distributions, one for each configuration of the discrete nodes,
+ * weighted by the table's data, which are divided by their sum.
+ *
+ * @param table  a table that is not conditional on a continuous node
+ * @param node   a continuous node of the table
+ * @param value  the value, in the unit of the node's values, finite
+ * @return the density, per unit of the node's values; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not a continuous node of the table, the table is conditional on a continuous
+ *   node, or `value` is NaN or infinite
+ * - tv_status_normalization: the data do not sum to more than zero
+ * - tv_status_zero_variance: the value itself has a positive probability, and so no density
+ * - tv_status_no_memory: also when the numbers of the table would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
  */
 TV_API double tv_table_compute_density(tv_table_t* table, tv_node_t* node, double value);
 
 /**
- * The probability that a continuous node lies from `low` to `high`, which may be infinite. Fails like
- * tv_table_compute_density, and with usage when `low` is above `high` or either is not a number.
+ * Returns the probability that a continuous node of a table lies within an interval.
+ *
+ * It is that of the mixture of normal distributions, one for each configuration of the discrete nodes,
+ * weighted by the table's data, which are divided by their sum.
+ *
+ * @param table  a table that is not conditional on a continuous node
+ * @param node   a continuous node of the table
+ * @param low    the lower end, in the unit of the node's values; it counts as inside; may be infinite
+ * @param high   the upper end, in the unit of the node's values; it counts as inside; may be infinite
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not a continuous node of the table, the table is conditional on a continuous
+ *   node, or `low` is above `high` or either is NaN
+ * - tv_status_normalization: the data do not sum to more than zero
+ * - tv_status_no_memory: also when the numbers of the table would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
  */
 TV_API double tv_table_compute_probability_of_interval(tv_table_t* table, tv_node_t* node, double low,
                                                        double high);
 
 /**
- * The index of a configuration, `states` holding one state for each discrete node in table order. For A (2
- * states), B (3 states): (1, 0) has index 3.
+ * Returns the index of a configuration of a table's discrete nodes. For A (2 states) and B (3 states), (1, 0)
+ * has index 3.
  *
- * Fails, returning all ones: usage - a state is out of range; size_too_large - the size does not fit.
+ * @param table   the table
+ * @param states  one state for each discrete node, in table order; may be null for a table without any
+ * @return the index; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a state is out of range
+ * - tv_status_size_too_large: the size of the table does not fit into a size_t
  */
 TV_API size_t tv_table_get_index_from_configuration(const tv_table_t* table, const size_t* states);
 
 /**
- * The configuration of an index: writes one state for each discrete node, in table order, to `states`.
- * For A (2 states), B (3 states): index 5 is (1, 2).
+ * Gets the configuration of a table's discrete nodes that has an index. For A (2 states) and B (3 states),
+ * index 5 is (1, 2). On failure nothing is written.
  *
- * Fails, writing nothing: usage - `index` is not below the size.
+ * @param table        the table
+ * @param[out] states  one state for each discrete node, in table order: room for as many as there are; may be
+ *                     null for a table without any
+ * @param index        the index, below tv_table_get_size
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the size
  */
 TV_API tv_status_t tv_table_get_configuration_from_index(const tv_table_t* table, size_t* states,
                                                          size_t index);
 
 /**
- * Puts the nodes of a table into another order and permutes its numbers accordingly. Pointers to its data
- * become invalid. The present order does nothing.
+ * Puts the nodes of a table into another order and permutes its numbers accordingly.
  *
- * Fails: usage - `order` does not hold exactly the nodes of the table, a continuous node stands before a
- * discrete one, a discrete node would not be the last discrete node of its own table, the table belongs to a
- * clique, or one of its nodes has been deleted.
+ * Pointers to its data become invalid. The present order does nothing.
+ *
+ * @param table  a table of a node, or one that is yours
+ * @param order  the nodes in their new order: exactly those of the table, discrete ones before continuous
+ *               ones
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `order` does not hold exactly the nodes of the table, a continuous node stands before a
+ *   discrete one, a discrete node would not be the last discrete node of its own table, the table belongs to
+ *   a clique, or one of its nodes has been deleted
  */
 TV_API tv_status_t tv_table_reorder_nodes(tv_table_t* table, tv_node_t** order);
 
 /**
- * Deletes a table that is yours (tv_domain_get_marginal) or a node's experience or fading table. Any other
- * table belongs to a node or a clique: it is left alone, and the call succeeds.
+ * Deletes a table that is yours, or a node's experience or fading table.
+ *
+ * Yours are those of tv_domain_get_marginal and tv_node_get_distribution. Any other table belongs to a node
+ * or a clique: it is left alone, and the call succeeds.
+ *
+ * @param table  the table; its handle becomes invalid, unless it is left alone
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_table_delete(tv_table_t* table);
 
-/** Stores a pointer of yours with a table. Null is allowed as `data`. */
+/**
+ * Stores a pointer of yours with a table.
+ *
+ * @param table  the table
+ * @param data   the pointer, never looked at; may be null
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_table_set_user_data(tv_table_t* table, void* data);
 
-/** The pointer stored with a table; NULL with status none when nothing has been stored. */
+/**
+ * Returns the pointer stored with a table.
+ *
+ * @param table  the table
+ * @return your pointer; NULL with status none when none has been stored; NULL on failure
+ */
 TV_API void* tv_table_get_user_data(const tv_table_t* table);
-
-/** Stores a pointer with a model. */
-TV_API tv_status_t tv_model_set_user_data(tv_model_t* model, void* data);
-
-/** The pointer stored with a model. */
-TV_API void* tv_model_get_user_data(const tv_model_t* model);
 
 /** @} */
 
@@ -1150,7 +1837,7 @@ TV_API void* tv_model_get_user_data(const tv_model_t* model);
  * a composite has an operator and its operands.
  *
  * A composite holds its operands and a model holds its expressions: deleting what is held does nothing, and
- * what its last holder gives up is gone. An expression that nobody holds is yours, to be released with
+ * what its last holder gives up is gone. An expression that nobody holds is yours, to be freed with
  * tv_expression_delete. An expression must not outlive its nodes; those that models hold are looked after.
  *
  * Types: arithmetic and the parameters of distributions take numbers; `and`, `or`, `not` and conditions take
@@ -1159,88 +1846,226 @@ TV_API void* tv_model_get_user_data(const tv_model_t* model);
  * it is checked when a table is generated. Continuous, utility and function nodes stand for numbers.
  *
  * As text: `a + b * #c ^ 2`, `if (Smoker, Beta (2, 3), Uniform (0, 1))`, `Colour == "red"`. From the loosest:
- * one comparison (`==` or `=`, `!=` or `<>`, `<`, `<=`, `>`, `>=`), `+` and `-`, `*` and `/`, `^` from right to
- * left. A sign in front counts for the whole first term: `-2 ^ 2` is -4. `#node` is the index of a discrete
- * node's state. A node named `true` or `false` goes before the truth value.
+ * one comparison (`==` or `=`, `!=` or `<>`, `<`, `<=`, `>`, `>=`), `+` and `-`, `*` and `/`, `^` from right
+ * to left. A sign in front counts for the whole first term: `-2 ^ 2` is -4. `#node` is the index of a
+ * discrete node's state. A node named `true` or `false` goes before the truth value.
  *
  * Expressions are at most 2000 operators high.
  * @{
  */
 
-/** A new number. Infinite numbers and NaN print as what cannot be read back. */
+/**
+ * Makes a leaf that is a number.
+ *
+ * @param number  the number; infinite ones and NaN print as what cannot be read back
+ * @return the expression: free it with tv_expression_delete, unless it is held; NULL on failure
+ */
 TV_API tv_expression_t* tv_number_make_expression(double number);
 
-/** A new truth value: true unless `value` is 0. */
+/**
+ * Makes a leaf that is a truth value.
+ *
+ * @param value  0 for false, anything else for true
+ * @return the expression: free it with tv_expression_delete, unless it is held; NULL on failure
+ */
 TV_API tv_expression_t* tv_boolean_make_expression(int value);
 
-/** A new label. The text is copied. */
+/**
+ * Makes a leaf that is a label.
+ *
+ * @param label  the text, copied
+ * @return the expression: free it with tv_expression_delete, unless it is held; NULL on failure
+ */
 TV_API tv_expression_t* tv_label_make_expression(const char* label);
 
-/** A new node leaf. Fails, returning NULL: usage - an instance node; no_memory. */
+/**
+ * Makes a leaf that is a node.
+ *
+ * @param node  the node, which the expression must not outlive
+ * @return the expression: free it with tv_expression_delete, unless it is held; NULL on failure
+ */
 TV_API tv_expression_t* tv_node_make_expression(tv_node_t* node);
 
 /**
- * A new composite of an operator and a list of operands, which it holds from now on. An operand may stand in
- * it more than once and in other composites too.
+ * Makes a composite of an operator and its operands, which it holds from now on.
  *
- * Fails, returning NULL and leaving the operands alone: usage - no such operator, or that of a leaf;
- * invalid_expression - the wrong number of operands, wrong types, an argument of `probability` that does not
- * mention exactly one node, a discrete one, or that contains `probability` itself, or an expression that
- * would be too high; no_memory.
+ * An operand may stand in it more than once and in other composites too. On failure the operands are left
+ * alone.
+ *
+ * @param op        the operator, none of a leaf
+ * @param operands  the operands in their order, none of them changed
+ * @return the expression: free it with tv_expression_delete, unless it is held; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `op` is no operator, or that of a leaf
+ * - tv_status_invalid_expression: the wrong number of operands, wrong types, an argument of `probability`
+ *   that does not mention exactly one node, a discrete one, or that contains `probability` itself, or an
+ *   expression that would be too high
  */
 TV_API tv_expression_t* tv_make_composite_expression(tv_operator_t op, tv_expression_t** operands);
 
-/** Whether the expression is a composite (1) or a leaf (0). */
+/**
+ * Tells whether an expression is a composite or a leaf.
+ *
+ * @param expression  the expression
+ * @return 1 for a composite, 0 for a leaf; -1 on failure
+ */
 TV_API int tv_expression_is_composite(const tv_expression_t* expression);
 
-/** The operator of a composite or the kind of a leaf. */
+/**
+ * Returns the operator of a composite, or the kind of a leaf.
+ *
+ * @param expression  the expression
+ * @return the operator, from 60 to 117; -1 on failure
+ */
 TV_API tv_operator_t tv_expression_get_operator(const tv_expression_t* expression);
 
-/** The operands of a composite. Owned by the expression. Fails, returning NULL: usage - a leaf. */
+/**
+ * Lists the operands of a composite.
+ *
+ * @param expression  a composite
+ * @return the list, owned by the expression; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the expression is a leaf
+ */
 TV_API tv_expression_t** tv_expression_get_operands(const tv_expression_t* expression);
 
-/** The node of a node leaf. Fails, returning NULL: usage - another expression. */
+/**
+ * Returns the node of a leaf that is a node.
+ *
+ * @param expression  the leaf
+ * @return the node, owned by its domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: another expression
+ */
 TV_API tv_node_t* tv_expression_get_node(const tv_expression_t* expression);
 
-/** The number of a number leaf. Fails, returning -1.0: usage - another expression. */
+/**
+ * Returns the number of a leaf that is a number.
+ *
+ * @param expression  the leaf
+ * @return the number; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: another expression
+ */
 TV_API double tv_expression_get_number(const tv_expression_t* expression);
 
-/** The text of a label leaf, owned by it. Fails, returning NULL: usage - another expression. */
+/**
+ * Returns the text of a leaf that is a label.
+ *
+ * @param expression  the leaf
+ * @return the text, owned by the expression; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: another expression
+ */
 TV_API const char* tv_expression_get_label(const tv_expression_t* expression);
 
-/** The truth value of a boolean leaf, 0 or 1. Fails, returning -1: usage - another expression. */
+/**
+ * Returns the truth value of a leaf that is one.
+ *
+ * @param expression  the leaf
+ * @return 1 for true, 0 for false; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: another expression
+ */
 TV_API int tv_expression_get_boolean(const tv_expression_t* expression);
 
-/** A copy with operands of its own. Yours. */
+/**
+ * Copies an expression, with operands of its own.
+ *
+ * @param expression  the expression
+ * @return the copy: free it with tv_expression_delete, unless it is held; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_no_memory: also when the copy, in which shared operands stand once for each use, would have
+ *   more than 2^28 parts
+ */
 TV_API tv_expression_t* tv_expression_clone(const tv_expression_t* expression);
 
 /**
- * Releases an expression and the operands that nobody else holds. An expression that a composite or a model
- * holds is left alone, without a failure.
+ * Deletes an expression and the operands that nobody else holds.
+ *
+ * An expression that a composite or a model holds is left alone, without a failure.
+ *
+ * @param expression  the expression
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_expression_delete(tv_expression_t* expression);
 
 /**
- * Reads an expression over the nodes of a domain. The whole text must be one expression. The result is yours.
- * The handler, which may be null, is told of the error; positions count characters.
+ * Reads an expression over the nodes of a domain. The whole text must be one expression.
  *
- * Fails, returning NULL: syntax - the text is no expression, or mentions no node of the domain;
- * invalid_expression - as for tv_make_composite_expression; no_memory.
+ * @param text          the text
+ * @param domain        the domain whose nodes it mentions
+ * @param handler       is told of the error; positions count characters; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the expression: free it with tv_expression_delete, unless it is held; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_syntax: the text is no expression, is nested more than 500 deep, or mentions a name that no
+ *   node of the domain has
+ * - tv_status_invalid_expression: an operator with the wrong number of operands or wrong types, an argument
+ *   of `probability` that does not mention exactly one node, a discrete one, or that contains `probability`
+ *   itself, or an expression that would be too high
  */
 TV_API tv_expression_t* tv_string_to_expression(const char* text, tv_domain_t* domain,
                                                 tv_error_handler_t handler, void* handler_data);
 
-/** The same as tv_string_to_expression, with the domain in front. */
+/**
+ * Reads an expression over the nodes of a domain: tv_string_to_expression with the domain in front.
+ *
+ * @param domain        the domain whose nodes the text mentions
+ * @param text          the text, as a whole one expression
+ * @param handler       is told of the error; positions count characters; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the expression: free it with tv_expression_delete, unless it is held; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_syntax: the text is no expression, is nested more than 500 deep, or mentions a name that no
+ *   node of the domain has
+ * - tv_status_invalid_expression: an operator with the wrong number of operands or wrong types, an argument
+ *   of `probability` that does not mention exactly one node, a discrete one, or that contains `probability`
+ *   itself, or an expression that would be too high
+ */
 TV_API tv_expression_t* tv_domain_string_to_expression(tv_domain_t* domain, const char* text,
                                                        tv_error_handler_t handler, void* handler_data);
 
-/** Another name of tv_string_to_expression. */
+/**
+ * Reads an expression over the nodes of a domain: another name of tv_string_to_expression.
+ *
+ * @param text          the text, as a whole one expression
+ * @param domain        the domain whose nodes it mentions
+ * @param handler       is told of the error; positions count characters; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the expression: free it with tv_expression_delete, unless it is held; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_syntax: the text is no expression, is nested more than 500 deep, or mentions a name that no
+ *   node of the domain has
+ * - tv_status_invalid_expression: an operator with the wrong number of operands or wrong types, an argument
+ *   of `probability` that does not mention exactly one node, a discrete one, or that contains `probability`
+ *   itself, or an expression that would be too high
+ */
 TV_API tv_expression_t* tv_string_parse_expression(const char* text, tv_domain_t* domain,
                                                    tv_error_handler_t handler, void* handler_data);
 
 /**
- * The expression as text, with the fewest parentheses, to be released with free(). Reading it gives the same
- * expression, but for the digits of numbers beyond six. Nodes without a name get one.
+ * Writes an expression as text, with the fewest parentheses.
+ *
+ * Reading it gives the expression again, but for the digits of numbers beyond six. Nodes without a name get
+ * one.
+ *
+ * @param expression  the expression
+ * @return the text: free it with free(); NULL on failure
+ *
+ * @par Failures
+ * - tv_status_no_memory: also when the expression has more than 2^28 parts, shared ones counted once for each
+ *   use
  */
 TV_API char* tv_expression_to_string(const tv_expression_t* expression);
 
@@ -1258,72 +2083,191 @@ TV_API char* tv_expression_to_string(const tv_expression_t* expression);
  * real-valued function node take a number. A parent that stands for a number is read as the value of its
  * state; for a parent with intervals the results are averaged over sample points in each interval.
  *
- * Models follow the network: a parent that goes takes the expressions that mention it along, a model node leaves
- * those of its first state, new states of a model node have no expression yet.
+ * Models follow the network: a parent that goes takes the expressions that mention it along, a model node
+ * leaves those of its first state, new states of a model node have no expression yet.
  *
  * A real-valued function node has no table: its value is computed when asked for (tv_node_get_value) from the
- * results of its parents. A discrete function node has a table over its own states, computed likewise.
+ * results of its parents. A discrete function node has a table over its own states, computed from those
+ * results when it is needed.
  * @{
  */
 
 /**
- * Gives a node a model, without expressions yet. `model_nodes` are discrete parents of the node; the first
- * of them varies slowest in the order of the expressions.
+ * Gives a node a model, without expressions yet.
  *
- * Fails, returning NULL: usage - the node has a model, is continuous or an instance node, or an entry of the
- * list is no discrete parent or stands there twice; no_memory.
+ * @param node         a node without a model that is not continuous
+ * @param model_nodes  discrete parents of the node; the first varies slowest in the order of the expressions;
+ *                     may be empty
+ * @return the model, owned by the node: free it with tv_model_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node has a model or is continuous, or an entry of the list is no discrete parent or
+ *   stands there twice
  */
 TV_API tv_model_t* tv_node_new_model(tv_node_t* node, tv_node_t** model_nodes);
 
-/** The model of a node; NULL with status none when there is none. */
+/**
+ * Returns the model of a node.
+ *
+ * @param node  the node
+ * @return the model, owned by the node; NULL with status none when there is none; NULL on failure
+ */
 TV_API tv_model_t* tv_node_get_model(const tv_node_t* node);
 
-/** The model nodes. Owned by the model. */
+/**
+ * Lists the model nodes of a model.
+ *
+ * @param model  the model
+ * @return the list, owned by the model and valid until the node's parents change; NULL on failure
+ */
 TV_API tv_node_t** tv_model_get_nodes(const tv_model_t* model);
 
-/** How many expressions there are: the number of configurations of the model nodes. */
+/**
+ * Returns how many expressions a model has: one for each configuration of the model nodes.
+ *
+ * @param model  the model
+ * @return the product of their numbers of states, 1 without model nodes; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_size_too_large: the product does not fit into a size_t
+ */
 TV_API size_t tv_model_get_size(const tv_model_t* model);
 
-/** Deletes the model of a node. The node keeps the table that was generated last. */
+/**
+ * Deletes the model of a node. The node keeps the table that was generated last.
+ *
+ * @param model  the model; its handle becomes invalid
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_model_delete(tv_model_t* model);
 
 /**
- * Sets the expression for one configuration of the model nodes, or, with a null expression, unsets it. The
- * model holds the expression from now on; the one that stood there is released.
+ * Sets or unsets the expression for one configuration of the model nodes.
  *
- * Fails: usage - the index is not below the model's size, or the expression mentions a node of another
- * domain; no_memory.
+ * The model holds the expression from now on; the one that stood there is given up.
+ *
+ * @param model       the model
+ * @param index       the configuration of the model nodes, numbered as in a table over them (convention 9)
+ * @param expression  the expression; may be null: there is none then
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the model's size, or the expression mentions a node of another
+ *   domain
+ * - tv_status_no_memory: also when the expression has more than 2^28 parts, shared ones counted once for each
+ *   use
  */
 TV_API tv_status_t tv_model_set_expression(tv_model_t* model, size_t index, tv_expression_t* expression);
 
 /**
- * The expression for one configuration of the model nodes, held by the model; NULL with status none where
- * there is none. Fails, returning NULL: usage - the index is not below the model's size.
+ * Returns the expression for one configuration of the model nodes.
+ *
+ * @param model  the model
+ * @param index  the configuration of the model nodes, numbered as in a table over them (convention 9)
+ * @return the expression, held by the model; NULL with status none where there is none; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the model's size
  */
 TV_API tv_expression_t* tv_model_get_expression(const tv_model_t* model, size_t index);
 
-/** In how many points intervals of parents are sampled, 25 at first. Fails: usage - `count` is 0 or all ones. */
+/**
+ * Sets in how many points each interval of a parent is sampled when a table is generated, 25 at first.
+ *
+ * @param model  the model
+ * @param count  how many points
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `count` is 0 or all ones
+ */
 TV_API tv_status_t tv_model_set_number_of_samples_per_interval(tv_model_t* model, size_t count);
 
-/** The number of sample points per interval. */
+/**
+ * Returns in how many points each interval of a parent is sampled when a table is generated.
+ *
+ * @param model  the model
+ * @return how many points, 25 until it is set; all ones on failure
+ */
 TV_API size_t tv_model_get_number_of_samples_per_interval(const tv_model_t* model);
 
 /**
- * Generates a node's table from its model now, unless it agrees with the model already. Compiling and
- * propagating do this by themselves. What is done, and what is wrong, is written to the domain's log.
+ * Stores a pointer of yours with a model.
  *
- * Fails, leaving the table as it was: usage - no model, or a real-valued function node; invalid_expression -
- * an expression is missing or does not suit the node, or gives a value that is none of its states;
- * invalid_state_values - of the node or a parent; insufficient_state_range - the states do not cover the
- * distribution; inappropriate_arguments - of a function or a distribution; division_by_zero;
- * computation_failed - no finite number; invalid_probability_potential; not_compiled, no_equilibrium - the
- * table hangs on results that are not there; io - the log could not be written.
+ * @param model  the model
+ * @param data   the pointer, never looked at; may be null
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_model_set_user_data(tv_model_t* model, void* data);
+
+/**
+ * Returns the pointer stored with a model.
+ *
+ * @param model  the model
+ * @return your pointer; NULL with status none when none has been stored; NULL on failure
+ */
+TV_API void* tv_model_get_user_data(const tv_model_t* model);
+
+/**
+ * Generates a node's table from its model now, unless it agrees with the model already.
+ *
+ * Compiling and propagating do this by themselves. What is done, and what is wrong, is written to the
+ * domain's log. On failure the table is left as it was.
+ *
+ * @param node  a node with a model that is no real-valued function
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node has no model or is a real-valued function
+ * - tv_status_invalid_expression: an expression is missing or does not suit the node, or gives a value that
+ *   is none of its states
+ * - tv_status_invalid_state_values: of the node or a parent: they do not increase, or are infinite where they
+ *   must not be
+ * - tv_status_insufficient_state_range: the states do not cover the distribution
+ * - tv_status_inappropriate_arguments: of a function or a distribution
+ * - tv_status_division_by_zero: in an expression
+ * - tv_status_computation_failed: there is no finite number, or the state of a discrete parent of a function
+ *   does not follow from the evidence
+ * - tv_status_invalid_probability_potential: a probability would be negative
+ * - tv_status_not_compiled, tv_status_no_equilibrium: the table hangs on results that are not there
+ * - tv_status_no_value: the table hangs on a real-valued function node without a model
+ * - tv_status_overflow: the table hangs on the mean or variance of a continuous node, which is no finite
+ *   number
+ * - tv_status_no_memory: also when the numbers of the table would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
+ * - tv_status_io: the log could not be written
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_status_t tv_node_generate_table(tv_node_t* node);
 
 /**
  * Generates the tables of all nodes with models that have changed, in the order of the domain's nodes, and
- * stops at the first failure. Fails like tv_node_generate_table.
+ * stops at the first failure.
+ *
+ * Compiling and propagating do this by themselves. What is done, and what is wrong, is written to the
+ * domain's log. Tables that were generated before the failure stay; the one that failed is left as it was.
+ *
+ * @param domain  the domain
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_invalid_expression: an expression is missing or does not suit its node, or gives a value that
+ *   is none of its states
+ * - tv_status_invalid_state_values: of a node or a parent: they do not increase, or are infinite where they
+ *   must not be
+ * - tv_status_insufficient_state_range: the states of a node do not cover the distribution
+ * - tv_status_inappropriate_arguments: of a function or a distribution
+ * - tv_status_division_by_zero: in an expression
+ * - tv_status_computation_failed: there is no finite number, or the state of a discrete parent of a function
+ *   does not follow from the evidence
+ * - tv_status_invalid_probability_potential: a probability would be negative
+ * - tv_status_not_compiled, tv_status_no_equilibrium: a table hangs on results that are not there
+ * - tv_status_no_value: a table hangs on a real-valued function node without a model
+ * - tv_status_overflow: a table hangs on the mean or variance of a continuous node, which is no finite number
+ * - tv_status_no_memory: also when the numbers of a table would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
+ * - tv_status_io: the log could not be written
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_status_t tv_domain_generate_tables(tv_domain_t* domain);
 
@@ -1335,43 +2279,95 @@ TV_API tv_status_t tv_domain_generate_tables(tv_domain_t* domain);
  * @{
  */
 
-/** The least work, in table entries, that is worth a thread. Fails, keeping it: usage - `size` is 0. */
+/**
+ * Sets the least work that is worth a thread.
+ *
+ * @param domain  the domain; it keeps its grain size on failure
+ * @param size    the work, in table entries
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `size` is 0
+ */
 TV_API tv_status_t tv_domain_set_grain_size(tv_domain_t* domain, size_t size);
 
-/** The grain size, 10000 until it is set. All ones on failure. */
+/**
+ * Returns the least work that is worth a thread.
+ *
+ * @param domain  the domain
+ * @return the work in table entries, 10000 until it is set; all ones on failure
+ */
 TV_API size_t tv_domain_get_grain_size(const tv_domain_t* domain);
 
 /**
- * The most threads that work on one operation of this domain, including the calling one; never more than its
- * work deserves (the grain size), nor than the process has processors. All have ended when the call returns.
- * Fails, keeping it: usage - `level` is 0.
+ * Sets how many threads may work on one operation of a domain, including the calling one.
+ *
+ * There are never more than the work deserves (the grain size), nor than the process has processors. All have
+ * ended when the call returns.
+ *
+ * @param domain  the domain; it keeps its level on failure
+ * @param level   the most threads; 1 for the calling one alone
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `level` is 0
  */
 TV_API tv_status_t tv_domain_set_concurrency_level(tv_domain_t* domain, size_t level);
 
-/** The concurrency level, 1 (no further threads) until it is set. All ones on failure. */
+/**
+ * Returns how many threads may work on one operation of a domain, including the calling one.
+ *
+ * @param domain  the domain
+ * @return the most threads, 1 until it is set; all ones on failure
+ */
 TV_API size_t tv_domain_get_concurrency_level(const tv_domain_t* domain);
 
-/** The same for learning, which this version does not offer. Fails, keeping it: usage - `level` is 0. */
+/**
+ * Sets how many threads may work on learning, which this version does not offer: the level is kept but not
+ * used.
+ *
+ * @param domain  the domain; it keeps its level on failure
+ * @param level   the most threads; 1 for the calling one alone
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `level` is 0
+ */
 TV_API tv_status_t tv_domain_set_em_concurrency_level(tv_domain_t* domain, size_t level);
 
-/** The concurrency level of learning, 1 until it is set. All ones on failure. */
+/**
+ * Returns how many threads may work on learning, which this version does not offer.
+ *
+ * @param domain  the domain
+ * @return the most threads, 1 until it is set; all ones on failure
+ */
 TV_API size_t tv_domain_get_em_concurrency_level(const tv_domain_t* domain);
 
 /**
- * Sets the stream to which the domain writes a trace of its compilation and the reports of its potentials
- * and first beliefs; null for no trace. The stream is yours: the library writes and flushes, and never
- * closes it. It must stay open while it is set. A failed write makes the operation at hand fail with
+ * Sets the stream to which a domain writes a trace of its compilation and the reports of its potentials and
+ * first beliefs.
+ *
+ * The library writes and flushes, and never closes it. A failed write makes the operation at hand fail with
  * tv_status_io.
+ *
+ * @param domain  the domain
+ * @param stream  the stream, which stays yours and must stay open while it is set; may be null, for no trace
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_set_log_file(tv_domain_t* domain, FILE* stream);
 
 /**
- * Sets a function that is called now and then, on the calling thread, during triangulation and propagation;
- * null for none. It gets the task, the fraction done (-1 where it is unknown) and `handler_data`.
+ * Sets a function that is called now and then, on the calling thread, during triangulation and propagation,
+ * while tables are generated and while policies are updated.
  *
  * When it returns anything but 0, the operation stops, fails with tv_status_error and leaves the domain as
- * any other failure of that operation does. The handler must not call functions on the same domain, except
- * those that only read names and numbers of nodes.
+ * any other failure of that operation does. It must not call functions on the same domain, except those that
+ * only read names and numbers of nodes.
+ *
+ * @param domain        the domain
+ * @param handler       the function; may be null, for none
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progress_handler_t handler,
                                                   void* handler_data);
@@ -1388,153 +2384,279 @@ TV_API tv_status_t tv_domain_set_progress_handler(tv_domain_t* domain, tv_progre
  */
 
 /**
- * Compiles a domain: triangulates it with tv_method_best_greedy unless that has been done, allocates the
- * tables, and propagates once (sum equilibrium, normal mode) with the evidence that is entered already.
- * Afterwards beliefs can be read.
+ * Compiles a domain, so that beliefs can be read.
+ *
+ * It triangulates the domain with tv_method_best_greedy unless that has been done, generates the tables of
+ * models, allocates the tables of cliques, and propagates once (sum equilibrium, normal mode) with the
+ * evidence that is entered already.
  *
  * A domain that was triangulated before the call stays triangulated on failure; otherwise a failure leaves
  * nothing behind, with one exception: when the memory limit (tv_domain_set_memory_limit) forbids the tables,
  * the triangulation stays, also one that this call has made, so that you can look at it.
  *
- * Fails: usage - the domain has no discrete or continuous node, or is compiled already; no_memory - the
- * tables do not fit, or would exceed the memory limit; invalid_probability_potential - a table has a
- * negative, infinite or NaN entry, or a distribution whose sum is zero or infinite; invalid_evidence - the
- * entered evidence may not be propagated (see tv_domain_propagate); inconsistency_or_underflow - the entered
- * evidence is impossible; low_density, zero_variance - the entered values have no density (see
- * tv_domain_propagate); io - writing the log failed; error - the progress handler asked to stop.
+ * @param domain  a domain with a discrete or continuous node that is not compiled
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain has no discrete or continuous node, or is compiled already
+ * - tv_status_no_memory: the tables do not fit, or would exceed the memory limit
+ * - tv_status_invalid_probability_potential: a table has a negative, infinite or NaN entry, or a distribution
+ *   whose sum is zero or infinite
+ * - tv_status_chain_graph: of nodes joined by undirected links, the product of the potentials sums to zero in
+ *   some configuration of their parents
+ * - tv_status_invalid_evidence: a decision has evidence other than a selected state, a chance node below an
+ *   undecided decision has evidence, or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the entered evidence is impossible
+ * - tv_status_low_density: the density of an entered value is no normal number
+ * - tv_status_zero_variance: an entered value is certain already, given the other ones, in a configuration of
+ *   positive probability, so that it has no density
+ * - tv_status_overflow: likelihoods or unnormalised tables let a message grow beyond 3.40282e+38, or a model
+ *   asks for a mean or variance that is no finite number
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_no_value: the table of a node could not be generated from its model; tv_node_generate_table
+ *   says when
+ * - tv_status_io: the log could not be written
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_status_t tv_domain_compile(tv_domain_t* domain);
 
 /**
  * Throws away what triangulation and compilation made: cliques, trees, tables, beliefs, the elimination
- * order. Entered evidence stays. Nothing happens to a domain that has none of it; that is no failure.
+ * order.
+ *
+ * Entered evidence stays. Nothing happens to a domain that has none of it; that is no failure.
+ *
+ * @param domain  the domain
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_uncompile(tv_domain_t* domain);
 
-/** Whether the domain is compiled. */
+/**
+ * Tells whether a domain is compiled.
+ *
+ * @param domain  the domain
+ * @return 1 or 0; -1 on failure
+ */
 TV_API int tv_domain_is_compiled(const tv_domain_t* domain);
 
-/** Whether the domain has a junction forest, with or without tables. */
+/**
+ * Tells whether a domain has a junction forest, with or without tables.
+ *
+ * @param domain  the domain
+ * @return 1 or 0; -1 on failure
+ */
 TV_API int tv_domain_is_triangulated(const tv_domain_t* domain);
 
 /**
- * Builds the junction forest with the method of your choice, without tables; tv_domain_compile does the
- * rest.
+ * Builds the junction forest with the method of your choice, without tables; tv_domain_compile does the rest.
  *
- * The graph is first split into its prime components, which meet in complete sets and are independent of
- * each other (Tarjan 1985; Leimer 1993); each is triangulated by itself, and superfluous fill-ins are
- * removed (Kjaerulff 1990). The result is the same on every machine.
+ * The graph is first split into its prime components, which meet in complete sets and are independent of each
+ * other (Tarjan 1985; Leimer 1993); each is triangulated by itself, and superfluous fill-ins are removed
+ * (Kjaerulff 1990). Continuous nodes are eliminated before discrete ones, which makes every root a strong one
+ * (Leimer 1989; Lauritzen 1992). The result is the same on every machine.
  *
- * Fails: usage - the domain has no discrete or continuous node, or is triangulated already, or `method` is
- * none of the six, or it is total_weight while a maximum separator size but no initial triangulation is
- * set; io - writing the log failed; error - total_weight (not available in this version), or the progress
- * handler asked to stop.
+ * @param domain  a domain with a discrete or continuous node that is not triangulated
+ * @param method  how to choose the next node to eliminate
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain has no discrete or continuous node, or is triangulated already, or `method`
+ *   is none of the six, or it is total_weight while a maximum separator size but no initial triangulation is
+ *   set
+ * - tv_status_io: the log could not be written
+ * - tv_status_error: `method` is total_weight, which is not available in this version, or the progress
+ *   handler asked to stop
  */
 TV_API tv_status_t tv_domain_triangulate(tv_domain_t* domain, tv_triangulation_method_t method);
 
 /**
- * The same with a given elimination order: every discrete and continuous node exactly once, the continuous
- * ones first. Nodes are eliminated in exactly this order; superfluous fill-ins are removed afterwards, and
+ * Builds the junction forest with a given elimination order, without tables; tv_domain_compile does the rest.
+ *
+ * Nodes are eliminated in exactly this order; superfluous fill-ins are removed afterwards, and
  * tv_domain_get_elimination_order may then show another order with the same cliques.
  *
- * Fails: usage - as for tv_domain_triangulate; enumeration - the order holds a node of another domain, a
- * utility or real-valued function node, a node twice, a continuous node after a discrete one, or not all
- * nodes; io - writing the log failed; error - the progress handler asked to stop.
+ * @param domain  a domain with a discrete or continuous node that is not triangulated
+ * @param order   every discrete and continuous node exactly once, the continuous ones first; the first is
+ *                eliminated first
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain has no discrete or continuous node, or is triangulated already
+ * - tv_status_enumeration: the order holds a node of another domain, a utility or real-valued function node,
+ *   a node twice, a continuous node after a discrete one, or not all nodes
+ * - tv_status_io: the log could not be written
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_status_t tv_domain_triangulate_with_order(tv_domain_t* domain, tv_node_t** order);
 
 /**
- * Stores an elimination order as the starting point of tv_method_total_weight; null removes it. It is
- * copied, and dropped by any change of structure. In this version it is kept but not used.
+ * Stores an elimination order as the starting point of tv_method_total_weight. In this version it is kept but
+ * not used.
  *
- * Fails: enumeration - as for tv_domain_triangulate_with_order.
+ * It is dropped by any change of structure.
+ *
+ * @param domain  the domain; it keeps its order on failure
+ * @param order   every discrete and continuous node exactly once, the continuous ones first; copied; may be
+ *                null, for none
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_enumeration: the order holds a node of another domain, a utility or real-valued function node,
+ *   a node twice, a continuous node after a discrete one, or not all nodes
  */
 TV_API tv_status_t tv_domain_set_initial_triangulation(tv_domain_t* domain, tv_node_t** order);
 
 /**
- * The elimination order of the present triangulation, first eliminated first. It is derived from the
- * cliques: eliminating in this order gives exactly them, but a user's order may come back changed. Owned by
- * the domain until it is uncompiled.
+ * Returns the elimination order of the present triangulation.
  *
- * Fails, returning NULL: usage - the domain is not triangulated.
+ * It is derived from the cliques: eliminating in this order gives exactly them, but a user's order may come
+ * back changed.
+ *
+ * @param domain  a triangulated domain
+ * @return the list, first eliminated first, owned by the domain until it is uncompiled; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated
  */
 TV_API tv_node_t** tv_domain_get_elimination_order(tv_domain_t* domain);
 
 /**
- * Limits how many minimal separators tv_method_total_weight looks at before it splits the graph; 0 for no
- * limit. In this version it is kept but not used.
+ * Limits how many minimal separators tv_method_total_weight looks at before it splits the graph. In this
+ * version the limit is kept but not used.
+ *
+ * @param domain  the domain
+ * @param count   the most separators; 0 for no limit
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_set_max_number_of_separators(tv_domain_t* domain, size_t count);
 
-/** The limit, 0 (none) until it is set. All ones on failure. */
+/**
+ * Returns the limit of how many minimal separators tv_method_total_weight looks at.
+ *
+ * @param domain  the domain
+ * @return the most separators, 0 (no limit) until it is set; all ones on failure
+ */
 TV_API size_t tv_domain_get_max_number_of_separators(const tv_domain_t* domain);
 
 /**
- * Limits how many members the separators have that tv_method_total_weight looks at; 0 for no limit. When it
- * is set, that method needs an initial triangulation. Otherwise it is not used in this version.
+ * Limits how many members the separators have that tv_method_total_weight looks at.
+ *
+ * When it is set, that method needs an initial triangulation. Otherwise it is not used in this version.
+ *
+ * @param domain  the domain
+ * @param size    the most members; 0 for no limit
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_set_max_separator_size(tv_domain_t* domain, size_t size);
 
-/** The limit, 0 (none) until it is set. All ones on failure. */
+/**
+ * Returns the limit of how many members the separators have that tv_method_total_weight looks at.
+ *
+ * @param domain  the domain
+ * @return the most members, 0 (no limit) until it is set; all ones on failure
+ */
 TV_API size_t tv_domain_get_max_separator_size(const tv_domain_t* domain);
 
 /**
- * The cost of the triangulation: the sum over all cliques of the size of the clique's table (with the
- * numbers for continuous members).
+ * Returns the cost of the present triangulation: the sum over all cliques of the size of the clique's table,
+ * with the numbers for continuous members.
  *
- * Fails, returning all ones: usage - the domain is not triangulated; size_too_large - it does not fit into
- * a size_t.
+ * @param domain  a triangulated domain
+ * @return the cost, in numbers; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated
+ * - tv_status_size_too_large: it does not fit into a size_t
  */
 TV_API size_t tv_domain_get_jt_cost(tv_domain_t* domain);
 
 /**
- * How many bytes tv_domain_compile will allocate for the present triangulation: tables of cliques and
- * separators, or what is kept in their place, plans, beliefs. Nothing is allocated to find out. Not counted
+ * Returns how much memory tv_domain_compile will allocate for the present triangulation. Nothing is allocated
+ * to find out.
+ *
+ * Counted are tables of cliques and separators, or what is kept in their place, plans, beliefs. Not counted
  * are the network and its triangulation, which are there already, and what later calls may ask for: clique
  * tables that you read, tv_domain_save_to_memory, joint marginals, plans kept for questions that are asked
  * again (at most a quarter of the tables or a megabyte in all trees together, and done without where memory
  * is short), working memory of threads. Large cliques are kept without a table where that can be done; they
- * get theirs for fast retraction, for tv_domain_save_to_memory, and where a product of potentials and messages
- * nearly vanishes.
+ * get theirs for fast retraction, for tv_domain_save_to_memory, and where a product of potentials and
+ * messages nearly vanishes.
  *
- * Fails, returning all ones: usage - the domain is not triangulated; size_too_large - it does not fit into
- * a size_t.
+ * @param domain  a triangulated domain
+ * @return the need in bytes; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated
+ * - tv_status_size_too_large: it does not fit into a size_t
  */
 TV_API size_t tv_domain_get_memory_need(tv_domain_t* domain);
 
 /**
- * Limits the memory of compilation and of tables, in bytes; 0, the default, is no limit. tv_domain_compile computes
- * the need (tv_domain_get_memory_need) before it allocates any of it, and where it exceeds the limit fails
- * with tv_status_no_memory; the domain is then triangulated. A compiled domain stays as it is. The same limit
- * holds for the numbers of the domain's tables, and those that it has given you, together with what compilation
- * holds: what would make more of them (tv_table_get_data, a model, another parent, a marginal) fails with
- * tv_status_no_memory; tv_table_get_size tells beforehand. Clones have the same limit.
+ * Limits the memory of compilation and of tables. Clones have the limit, too.
+ *
+ * tv_domain_compile computes the need (tv_domain_get_memory_need) before it allocates any of it, and where it
+ * exceeds the limit fails with tv_status_no_memory; the domain is then triangulated. A compiled domain stays
+ * as it is. The limit also holds for the numbers of the domain's tables, and those that it has given you,
+ * together with what compilation holds: what would make more of them (tv_table_get_data, a model, another
+ * parent, a marginal) fails with tv_status_no_memory; tv_table_get_size tells beforehand.
+ *
+ * @param domain  the domain
+ * @param bytes   the limit in bytes; 0, the default, for none
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_set_memory_limit(tv_domain_t* domain, size_t bytes);
 
-/** The limit, 0 (none) until it is set. All ones on failure. */
+/**
+ * Returns the limit of the memory of compilation and of tables.
+ *
+ * @param domain  the domain
+ * @return the limit in bytes, 0 (none) until it is set; all ones on failure
+ */
 TV_API size_t tv_domain_get_memory_limit(const tv_domain_t* domain);
 
 /**
  * Names discrete nodes that must each have a selected state before any propagation; without one, it fails
- * with tv_status_invalid_evidence. The list is copied; null removes the requirement. The tables are then
- * built for the selected states, and rebuilt when those change.
+ * with tv_status_invalid_evidence.
  *
- * Fails: usage - a node belongs to another domain, is not discrete, or stands in the list twice.
+ * The tables are then built for the selected states, and rebuilt when those change.
+ *
+ * @param domain  the domain; it keeps its list on failure
+ * @param nodes   discrete nodes of the domain, none of them twice; copied; may be null: nothing is required
+ *                then
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: a node belongs to another domain, is not discrete, or stands in the list twice
  */
 TV_API tv_status_t tv_domain_set_ijt_nodes(tv_domain_t* domain, tv_node_t** nodes);
 
 /**
  * Keeps a copy in memory of the junction tree tables without evidence, so that each later reset (see
- * tv_domain_propagate) is a copy instead of a computation. It costs as much memory again as the tables. Trees
- * that are in sum equilibrium without evidence are copied at once, others at their next reset; touching a
- * table makes a new copy necessary, which the next reset makes. Uncompiling forgets the wish.
+ * tv_domain_propagate) is a copy instead of a computation.
  *
- * Fails: not_compiled.
+ * It costs as much memory again as the tables. Trees that are in sum equilibrium without evidence are copied
+ * at once, others at their next reset; touching a table makes a new copy necessary, which the next reset
+ * makes. Uncompiling forgets the wish.
+ *
+ * @param domain  a compiled domain
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_status_t tv_domain_save_to_memory(tv_domain_t* domain);
 
-/** Gives the copy up and frees its memory. It is no failure if there is none. Fails: not_compiled. */
+/**
+ * Gives up the copy of tv_domain_save_to_memory and frees its memory. It is no failure if there is none.
+ *
+ * @param domain  a compiled domain
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API tv_status_t tv_domain_reclaim_memory_tables(tv_domain_t* domain);
 
 /** @} */
@@ -1546,90 +2668,191 @@ TV_API tv_status_t tv_domain_reclaim_memory_tables(tv_domain_t* domain);
  */
 
 /**
- * The first clique of the domain's list. Parents stand before their children, so the root of each tree
- * comes before the rest of the tree.
+ * Returns the first clique of the domain's list, from which tv_clique_get_next goes on.
  *
- * Fails, returning NULL: usage - the domain is not triangulated.
+ * Parents stand before their children, so the root of each tree comes before the rest of the tree.
+ *
+ * @param domain  a triangulated domain
+ * @return the clique, owned by the domain until it is uncompiled; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated
  */
 TV_API tv_clique_t* tv_domain_get_first_clique(const tv_domain_t* domain);
 
-/** The next clique of the domain's list; NULL with status none at its end. */
+/**
+ * Returns the next clique of the domain's list.
+ *
+ * @param clique  a clique of the list
+ * @return the clique behind it, owned by the domain until it is uncompiled; NULL with status none at the end
+ *         of the list; NULL on failure
+ */
 TV_API tv_clique_t* tv_clique_get_next(const tv_clique_t* clique);
 
-/** How many cliques there are. Fails, returning all ones: usage - the domain is not triangulated. */
+/**
+ * Counts the cliques of a domain.
+ *
+ * @param domain  a triangulated domain
+ * @return how many there are; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated
+ */
 TV_API size_t tv_domain_get_number_of_cliques(const tv_domain_t* domain);
 
-/** The members of a clique, in the order of its table. Owned by the library. */
+/**
+ * Lists the members of a clique, in the order of its table.
+ *
+ * @param clique  the clique
+ * @return the list, owned by the clique; NULL on failure
+ */
 TV_API tv_node_t** tv_clique_get_members(tv_clique_t* clique);
 
-/** How many members a clique has. All ones on failure. */
+/**
+ * Counts the members of a clique.
+ *
+ * @param clique  the clique
+ * @return how many there are; all ones on failure
+ */
 TV_API size_t tv_clique_get_number_of_members(const tv_clique_t* clique);
 
-/** The neighbours of a clique in its tree, its parent (towards the root) first. Owned by the clique. */
+/**
+ * Lists the neighbours of a clique in its tree, its parent (towards the root) first.
+ *
+ * @param clique  the clique
+ * @return the list, owned by the clique; NULL on failure
+ */
 TV_API tv_clique_t** tv_clique_get_neighbors(tv_clique_t* clique);
 
-/** How many neighbours a clique has. All ones on failure. */
+/**
+ * Counts the neighbours of a clique in its tree.
+ *
+ * @param clique  the clique
+ * @return how many there are; all ones on failure
+ */
 TV_API size_t tv_clique_get_number_of_neighbors(tv_clique_t* clique);
 
-/** The tree that a clique belongs to. */
+/**
+ * Returns the tree that a clique belongs to.
+ *
+ * @param clique  the clique
+ * @return the tree, owned by the domain until it is uncompiled; NULL on failure
+ */
 TV_API tv_junction_tree_t* tv_clique_get_junction_tree(const tv_clique_t* clique);
 
 /**
- * The table of a clique, owned by it. After a sum propagation its data are the joint probability of the
- * members and the evidence divided by a constant; the root's sum to one. Beliefs do not need these tables:
- * where a propagation has done without, the first call of tv_table_get_data forms them, which may take as long
- * as a propagation and fail like one.
+ * Returns the table of a clique.
+ *
+ * After a sum propagation its data are the joint probability of the members and the evidence divided by a
+ * constant; the root's sum to one. Beliefs do not need these tables: where a propagation has done without,
+ * the first call of tv_table_get_data forms them, which may take as long as the propagation, and may fail,
+ * returning NULL, with tv_status_no_memory, tv_status_overflow (likelihoods or unnormalised tables let an
+ * entry grow beyond 3.40282e+38), tv_status_error (the progress handler asked to stop) or
+ * tv_status_no_equilibrium (the numbers of a node's table were changed after the propagation, through a
+ * pointer from before it).
+ *
+ * @param clique  the clique
+ * @return the table, owned by the clique; NULL on failure
  */
 TV_API tv_table_t* tv_clique_get_probability_table(const tv_clique_t* clique);
 
 /**
- * The table of expected utilities of a clique, owned by it; NULL with status none in a domain without utility
- * nodes. For each configuration of the members its data are the expected sum of all utilities of the tree,
- * given the configuration and the evidence; 0 where that is impossible. Like all results they are those of the
- * last propagation, whatever is entered or changed since. After a reset, before the next propagation, they are
- * the sum of the utilities that are assigned to the clique.
+ * Returns the table of expected utilities of a clique.
  *
- * tv_table_get_data fails, returning NULL: no_equilibrium - a table was changed, through a pointer to its data
- * from before the last propagation, since then.
+ * For each configuration of the members its data are the expected sum of all utilities of the tree, given the
+ * configuration and the evidence; 0 where that is impossible. Like all results they are those of the last
+ * propagation, whatever is entered or changed since. After a reset, before the next propagation, they are the
+ * sum of the utilities that are assigned to the clique. tv_table_get_data may fail, returning NULL, with
+ * tv_status_no_memory or tv_status_no_equilibrium (the numbers of a node's table were changed after the
+ * propagation, through a pointer from before it).
+ *
+ * @param clique  the clique
+ * @return the table, owned by the clique; NULL with status none in a domain without utility nodes; NULL on
+ *         failure
  */
 TV_API tv_table_t* tv_clique_get_utility_table(const tv_clique_t* clique);
 
-/** The first junction tree, newest first. Fails, returning NULL: usage - the domain is not triangulated. */
+/**
+ * Returns the first junction tree of the domain's list, from which tv_jt_get_next goes on. The newest comes
+ * first.
+ *
+ * @param domain  a triangulated domain
+ * @return the tree, owned by the domain until it is uncompiled; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated
+ */
 TV_API tv_junction_tree_t* tv_domain_get_first_junction_tree(const tv_domain_t* domain);
 
-/** The next junction tree of the domain's list; NULL with status none at its end. */
+/**
+ * Returns the next junction tree of the domain's list.
+ *
+ * @param jt  a tree of the list
+ * @return the tree behind it, owned by the domain until it is uncompiled; NULL with status none at the end of
+ *         the list; NULL on failure
+ */
 TV_API tv_junction_tree_t* tv_jt_get_next(const tv_junction_tree_t* jt);
 
-/** The root of a tree: the clique that compilation began the tree with. */
+/**
+ * Returns the root of a tree: the clique that compilation began the tree with.
+ *
+ * @param jt  the tree
+ * @return the clique, owned by the domain until it is uncompiled; NULL on failure
+ */
 TV_API tv_clique_t* tv_jt_get_root(const tv_junction_tree_t* jt);
 
-/** The cliques of a tree, the root first. Owned by the library. */
+/**
+ * Lists the cliques of a tree, the root first.
+ *
+ * @param jt  the tree
+ * @return the list, owned by the tree; NULL on failure
+ */
 TV_API tv_clique_t** tv_jt_get_cliques(tv_junction_tree_t* jt);
 
 /**
- * How many discrete table entries a tree has, over all cliques and separators; twice that in a domain with
- * utility nodes.
+ * Returns how many discrete table entries a tree has, over all cliques and separators; twice that in a domain
+ * with utility nodes.
  *
- * Fails, returning all ones: size_too_large - it does not fit into a size_t.
+ * @param jt  the tree
+ * @return the number of entries; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_size_too_large: it does not fit into a size_t
  */
 TV_API size_t tv_jt_get_total_size(tv_junction_tree_t* jt);
 
-/** The same for the numbers that describe continuous nodes. Fails like tv_jt_get_total_size. */
+/**
+ * Returns how many numbers describe the continuous nodes of a tree, over all cliques and separators.
+ *
+ * @param jt  the tree
+ * @return the number of numbers; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_size_too_large: it does not fit into a size_t
+ */
 TV_API size_t tv_jt_get_total_cg_size(tv_junction_tree_t* jt);
 
 /**
- * The tree that a node belongs to; for a utility node, the tree of the clique that its potential went to.
+ * Returns the tree that a node belongs to; for a utility node, the tree of the clique that its potential went
+ * to.
  *
- * Fails, returning NULL: usage - a real-valued function node, or the domain is not triangulated.
+ * @param node  a node of a triangulated domain that is no real-valued function
+ * @return the tree, owned by the domain until it is uncompiled; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is a real-valued function, or the domain is not triangulated
  */
 TV_API tv_junction_tree_t* tv_node_get_junction_tree(const tv_node_t* node);
 
 /**
- * The neighbours of a node in the moral graph: parents, children, other parents of its children, and, with
- * continuous nodes, necessary fill-ins; each once. Owned by the node until the domain is uncompiled.
+ * Lists the neighbours of a node in the moral graph: parents, children, other parents of its children, and,
+ * with continuous nodes, necessary fill-ins; each once.
  *
- * Fails, returning NULL: usage - the node is neither discrete nor continuous, or the domain is not
- * triangulated.
+ * @param node  a discrete or continuous node of a triangulated domain
+ * @return the list, owned by the node until the domain is uncompiled; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous, or the domain is not triangulated
  */
 TV_API tv_node_t** tv_node_get_moral_neighbors(const tv_node_t* node);
 
@@ -1637,14 +2860,14 @@ TV_API tv_node_t** tv_node_get_moral_neighbors(const tv_node_t* node);
 
 /**
  * @defgroup evidence Evidence
- * A node keeps two copies of its evidence: the *entered* one, changed by the functions of this group, and
- * the *propagated* one, which the present beliefs reflect. Propagation makes them equal. Evidence may be
- * entered before or after compilation.
+ * A node keeps two copies of its evidence: the *entered* one, changed by the functions of this group, and the
+ * *propagated* one, which the present beliefs reflect. Propagation makes them equal. Evidence may be entered
+ * before or after compilation.
  *
  * Evidence on a discrete node is a *finding* for each state, a number f(s) that says how well the state
  * agrees with what has been seen; the distribution is multiplied by it. One 1 and the rest 0 is *hard
- * evidence* (the state is known); several 1 and the rest 0 leave several states possible; anything else is
- * a *likelihood*; all 1 is no evidence; all 0 is impossible and makes propagation fail. Only the ratios of
+ * evidence* (the state is known); several 1 and the rest 0 leave several states possible; anything else is a
+ * *likelihood*; all 1 is no evidence; all 0 is impossible and makes propagation fail. Only the ratios of
  * findings matter for beliefs; their scale goes into the normalisation constant.
  * @{
  */
@@ -1652,149 +2875,305 @@ TV_API tv_node_t** tv_node_get_moral_neighbors(const tv_node_t* node);
 /**
  * Enters hard evidence: the node is known to be in this state. Replaces what was entered.
  *
- * Fails: usage - the node is not discrete or `state` is out of range.
+ * @param node   a discrete node
+ * @param state  the state, below the number of states
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or `state` is not below its number of states
  */
 TV_API tv_status_t tv_node_select_state(tv_node_t* node, size_t state);
 
 /**
  * Sets the finding of one state and keeps those of the others (all 1 where nothing was entered; 1 and 0s
- * where a state was selected). Values above 1 are allowed. If one 1 and otherwise 0s result, that is the
- * same as selecting the state; if all are 1, the same as retracting.
+ * where a state was selected).
  *
- * Fails: usage - the node is not discrete, `state` is out of range, or `value` is negative, NaN, or not
- * below the largest single-precision number, 3.4028235e+38.
+ * If one 1 and otherwise 0s result, the state is selected; if all are 1, nothing is entered any more.
+ *
+ * @param node   a discrete node
+ * @param state  the state, below the number of states
+ * @param value  the finding, not negative; values above 1 are allowed
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, `state` is out of range, or `value` is negative, NaN, or not
+ *   below the largest single-precision number, 3.4028235e+38
  */
 TV_API tv_status_t tv_node_enter_finding(tv_node_t* node, size_t state, tv_number_t value);
 
 /**
  * Enters the observed value of a continuous node. Replaces what was entered.
  *
- * Fails: usage - the node is not continuous, or `value` is NaN or infinite.
+ * @param node   a continuous node
+ * @param value  the value, in the unit of the node's values, finite
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, or `value` is NaN or infinite
  */
 TV_API tv_status_t tv_node_enter_value(tv_node_t* node, double value);
 
-/** Takes back what was entered on a node, if anything. Fails: usage - neither discrete nor continuous. */
+/**
+ * Takes back what was entered on a node, if anything.
+ *
+ * @param node  a discrete or continuous node
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous
+ */
 TV_API tv_status_t tv_node_retract_findings(tv_node_t* node);
 
-/** Takes back what was entered on any node of the domain. */
+/**
+ * Takes back what was entered on any node of a domain.
+ *
+ * @param domain  the domain
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_domain_retract_findings(tv_domain_t* domain);
 
 /** @} */
 
 /**
  * @defgroup evidence_queries Evidence queries
- * About entered evidence, these need no compiled domain. About propagated evidence, they fail with
- * tv_status_not_compiled when the domain is not compiled, and those about a node also with
- * tv_status_no_equilibrium when its tree holds no valid result; the argument (usage) is checked first.
+ * About entered evidence, these need no compiled domain. About propagated evidence, they need a compiled
+ * domain and, about a node, a valid result in its tree; the argument (usage) is checked first.
  * @{
  */
 
 /**
- * What is entered on a discrete node: a state when it is selected; -1 for nothing; -2 for anything else (a
- * likelihood, several possible states, or none possible), to be read with tv_node_get_entered_finding.
+ * Says what is entered on a discrete node.
  *
- * Fails, returning -1: usage - not discrete.
+ * @param node  a discrete node
+ * @return the state, when one is selected; -1 with status none for nothing; -2 for anything else (a
+ *         likelihood, several possible states, or none possible), to be read with
+ *         tv_node_get_entered_finding; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete
  */
 TV_API ptrdiff_t tv_node_get_selected_state(const tv_node_t* node);
 
 /**
- * The finding entered for one state: 1 everywhere where nothing is entered; 1 and 0s for a selected state.
+ * Returns the finding that is entered for one state of a discrete node.
  *
- * Fails, returning -1.0: usage - the node is not discrete or `state` is out of range.
+ * @param node   a discrete node
+ * @param state  the state, below the number of states
+ * @return the finding: 1 for every state where nothing is entered; 1 and 0s for a selected state; -1.0 on
+ *         failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or `state` is not below its number of states
  */
 TV_API tv_number_t tv_node_get_entered_finding(const tv_node_t* node, size_t state);
 
 /**
- * The finding that the present beliefs reflect, for one state.
+ * Returns the finding that the present beliefs reflect, for one state of a discrete node.
  *
- * Fails, returning -1.0: usage - the node is not discrete or `state` is out of range; not_compiled;
- * no_equilibrium.
+ * @param node   a discrete node
+ * @param state  the state, below the number of states
+ * @return the finding: 1 for every state where nothing is propagated; 1 and 0s for a state; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or `state` is not below its number of states
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API tv_number_t tv_node_get_propagated_finding(const tv_node_t* node, size_t state);
 
 /**
- * What the present beliefs reflect for a discrete node: a state, -1 or -2 as for
- * tv_node_get_selected_state.
+ * Says what the present beliefs reflect for a discrete node.
  *
- * Fails, returning -1: usage - not discrete; not_compiled; no_equilibrium.
+ * @param node  a discrete node
+ * @return the state, when one was selected; -1 with status none for nothing; -2 for anything else (a
+ *         likelihood, several possible states, or none possible), to be read with
+ *         tv_node_get_propagated_finding; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API ptrdiff_t tv_node_get_propagated_state(const tv_node_t* node);
 
 /**
- * The value entered on a continuous node.
+ * Returns the value that is entered on a continuous node.
  *
- * Fails, returning -1.0: usage - not continuous; no_value - none is entered.
+ * @param node  a continuous node
+ * @return the value; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous
+ * - tv_status_no_value: none is entered
  */
 TV_API double tv_node_get_entered_value(const tv_node_t* node);
 
 /**
- * The value of a continuous node that the present results reflect.
+ * Returns the value of a continuous node that the present results reflect.
  *
- * Fails, returning -1.0: usage - not continuous; not_compiled; no_equilibrium; no_value - none is
- * propagated.
+ * @param node  a continuous node
+ * @return the value; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
+ * - tv_status_no_value: none is propagated
  */
 TV_API double tv_node_get_propagated_value(const tv_node_t* node);
 
 /**
- * Whether any evidence is entered on a node. Fails, returning -1: usage - neither discrete nor continuous.
+ * Tells whether any evidence is entered on a node.
+ *
+ * @param node  a discrete or continuous node
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous
  */
 TV_API int tv_node_evidence_is_entered(const tv_node_t* node);
 
 /**
- * Whether a likelihood is entered on a node: some finding that is neither 0 nor 1. No (0) for continuous
- * nodes.
+ * Tells whether a likelihood is entered on a node: some finding that is neither 0 nor 1.
  *
- * Fails, returning -1: usage - neither discrete nor continuous.
+ * @param node  a discrete or continuous node
+ * @return 1 or 0, for a continuous node 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous
  */
 TV_API int tv_node_likelihood_is_entered(const tv_node_t* node);
 
 /**
- * Whether the present results reflect evidence on this node.
+ * Tells whether the present results reflect evidence on a node.
  *
- * Fails, returning -1: usage - neither discrete nor continuous; not_compiled; no_equilibrium.
+ * @param node  a discrete or continuous node
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API int tv_node_evidence_is_propagated(const tv_node_t* node);
 
 /**
- * Whether the present results reflect a likelihood on this node. Fails like tv_node_evidence_is_propagated.
+ * Tells whether the present results reflect a likelihood on a node: some finding that is neither 0 nor 1.
+ *
+ * @param node  a discrete or continuous node
+ * @return 1 or 0, for a continuous node 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API int tv_node_likelihood_is_propagated(const tv_node_t* node);
 
 /**
- * Whether the entered evidence on this node differs from the propagated one, so that propagating would
- * change something. Selecting the only state of a one-state node is no difference.
+ * Tells whether the entered evidence on a node differs from the propagated one, so that propagating would
+ * change something.
  *
- * Fails, returning -1: usage - neither discrete nor continuous; not_compiled; no_equilibrium.
+ * Selecting the only state of a one-state node is no difference.
+ *
+ * @param node  a discrete or continuous node
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API int tv_node_evidence_to_propagate(const tv_node_t* node);
 
 /**
- * Whether the evidence on any node is yet to be propagated, or the required selected states
- * (tv_domain_set_ijt_nodes) have changed. Fails, returning -1: not_compiled.
+ * Tells whether the evidence on any node of a domain is yet to be propagated, or the required selected states
+ * (tv_domain_set_ijt_nodes) have changed.
+ *
+ * @param domain  a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
  */
 TV_API int tv_domain_evidence_to_propagate(const tv_domain_t* domain);
 
-/** Whether the present results reflect any evidence. Fails, returning -1: not_compiled. */
+/**
+ * Tells whether the present results of a domain reflect any evidence.
+ *
+ * @param domain  a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_domain_evidence_is_propagated(const tv_domain_t* domain);
 
-/** Whether the present results reflect any likelihood. Fails, returning -1: not_compiled. */
+/**
+ * Tells whether the present results of a domain reflect any likelihood.
+ *
+ * @param domain  a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_domain_likelihood_is_propagated(const tv_domain_t* domain);
 
 /**
- * Whether the present results reflect evidence on any continuous node. Fails, returning -1: not_compiled.
+ * Tells whether the present results of a domain reflect evidence on any continuous node.
+ *
+ * @param domain  a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
  */
 TV_API int tv_domain_cg_evidence_is_propagated(const tv_domain_t* domain);
 
-/** tv_domain_evidence_to_propagate for one tree. */
+/**
+ * Tells whether the evidence on any node of a tree is yet to be propagated, or the required selected states
+ * in it (tv_domain_set_ijt_nodes) have changed.
+ *
+ * @param jt  a tree of a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_jt_evidence_to_propagate(const tv_junction_tree_t* jt);
 
-/** tv_domain_evidence_is_propagated for one tree. */
+/**
+ * Tells whether the present results of a tree reflect any evidence.
+ *
+ * @param jt  a tree of a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_jt_evidence_is_propagated(const tv_junction_tree_t* jt);
 
-/** tv_domain_likelihood_is_propagated for one tree. */
+/**
+ * Tells whether the present results of a tree reflect any likelihood.
+ *
+ * @param jt  a tree of a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_jt_likelihood_is_propagated(const tv_junction_tree_t* jt);
 
-/** tv_domain_cg_evidence_is_propagated for one tree. */
+/**
+ * Tells whether the present results of a tree reflect evidence on any continuous node.
+ *
+ * @param jt  a tree of a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
 
 /** @} */
@@ -1803,91 +3182,280 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  * @defgroup propagation Propagation
  * Messages are collected towards one clique of each tree and distributed back (Jensen, Lauritzen & Olesen
  * 1990). Where possible only what has changed is worked on. When evidence is taken back or contradicts what
- * is in the tables, the tree is first *reset*: its tables are filled again from the potentials.
+ * is in the tables, the tree is first *reset*: its tables are filled again from the potentials. Continuous
+ * nodes are propagated as regressions, one node at a time (Cowell 2005).
  * @{
  */
 
 /**
- * Brings all junction trees into agreement with the entered evidence, so that results can be read. When
- * there is nothing to do, it returns at once.
+ * Brings all junction trees into agreement with the entered evidence, so that results can be read. When there
+ * is nothing to do, it returns at once.
  *
- * When one of the checks listed first fails, nothing changes. On any later failure the trees are reset: no
+ * On a failure of those that are checked first, nothing changes. On any later one the trees are reset: no
  * evidence is propagated, results cannot be read (no_equilibrium) until a propagation succeeds, and the
  * entered evidence is still there to be corrected. Trees with continuous nodes, unless the progress handler
  * asked to stop or memory ran out, and trees whose initial tables are kept in memory
  * (tv_domain_save_to_memory) answer without evidence instead.
  *
- * Fails, checked in this order: usage - `equilibrium` is neither sum nor max, or `mode` is none of the two;
- * not_compiled; usage - anything but sum and normal in a domain with continuous nodes; invalid_evidence - a
- * decision has evidence other than a selected state, a chance node below an undecided decision has
- * evidence, or a required selected state is missing. Then: invalid_probability_potential - a table that was
- * touched has a negative, infinite or NaN entry or a distribution whose sum is zero or infinite;
- * inconsistency_or_underflow - the evidence is impossible, however small the probability of possible evidence
- * may be; low_density - the density of an observed value is no normal number; zero_variance - an observed
- * value was certain already, given the other ones, in a configuration of positive probability, so that it has
- * no density; overflow - likelihoods or unnormalised tables let a message grow beyond 3.40282e+38;
- * fast_retraction - zeros in the distributions defeat
- * that mode; normalization - in that mode, what is entered on all nodes but one is impossible, so that this one
- * has no belief; error - the progress handler asked to stop, or the domain needs what this version does not
- * have.
+ * @param domain       a compiled domain
+ * @param equilibrium  what the tables shall hold: tv_equilibrium_sum or tv_equilibrium_max
+ * @param mode         how evidence counts
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * The first three are checked first, in this order.
+ * - tv_status_usage: `equilibrium` is neither sum nor max, or `mode` is none of the two; after not_compiled
+ *   has been checked: anything but sum and normal in a domain with continuous nodes
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_invalid_evidence: a decision has evidence other than a selected state, a chance node below an
+ *   undecided decision has evidence, or a required selected state is missing
+ * - tv_status_invalid_probability_potential: a table that was touched has a negative, infinite or NaN entry
+ *   or a distribution whose sum is zero or infinite
+ * - tv_status_chain_graph: of nodes joined by undirected links, the product of the potentials sums to zero in
+ *   some configuration of their parents
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, however small the probability of
+ *   possible evidence may be
+ * - tv_status_low_density: the density of an observed value is no normal number
+ * - tv_status_zero_variance: an observed value was certain already, given the other ones, in a configuration
+ *   of positive probability, so that it has no density
+ * - tv_status_overflow: likelihoods or unnormalised tables let a message grow beyond 3.40282e+38, or a model
+ *   asks for a mean or variance that is no finite number
+ * - tv_status_fast_retraction: zeros in the distributions defeat that mode
+ * - tv_status_normalization: in fast-retraction mode, what is entered on all nodes but one is impossible, so
+ *   that this one has no belief
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_no_value, tv_status_no_equilibrium: the table of a node could not be generated from its model;
+ *   tv_node_generate_table says when
+ * - tv_status_io: the log could not be written while a table was generated
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equilibrium,
                                        tv_evidence_mode_t mode);
 
-/** The same for one tree; on failure only this tree is reset. */
+/**
+ * Brings one junction tree into agreement with the evidence that is entered on its nodes, so that its results
+ * can be read. When there is nothing to do, it returns at once.
+ *
+ * On a failure of those that are checked first, nothing changes. On any later one this tree is reset: no
+ * evidence is propagated in it, its results cannot be read (no_equilibrium) until a propagation succeeds, and
+ * the entered evidence is still there to be corrected. A tree with continuous nodes, unless the progress
+ * handler asked to stop or memory ran out, and one whose initial tables are kept in memory
+ * (tv_domain_save_to_memory) answers without evidence instead.
+ *
+ * @param jt           a tree of a compiled domain
+ * @param equilibrium  what the tables shall hold: tv_equilibrium_sum or tv_equilibrium_max
+ * @param mode         how evidence counts
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * The first three are checked first, in this order.
+ * - tv_status_usage: `equilibrium` is neither sum nor max, or `mode` is none of the two; after not_compiled
+ *   has been checked: anything but sum and normal in a tree with continuous nodes
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_invalid_evidence: in the tree, a decision has evidence other than a selected state, or a chance
+ *   node below an undecided decision has evidence; or in the domain a required selected state is missing
+ * - tv_status_invalid_probability_potential: a table that was touched has a negative, infinite or NaN entry
+ *   or a distribution whose sum is zero or infinite
+ * - tv_status_chain_graph: of nodes joined by undirected links, the product of the potentials sums to zero in
+ *   some configuration of their parents
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, however small the probability of
+ *   possible evidence may be
+ * - tv_status_low_density: the density of an observed value is no normal number
+ * - tv_status_zero_variance: an observed value was certain already, given the other ones, in a configuration
+ *   of positive probability, so that it has no density
+ * - tv_status_overflow: likelihoods or unnormalised tables let a message grow beyond 3.40282e+38, or a model
+ *   asks for a mean or variance that is no finite number
+ * - tv_status_fast_retraction: zeros in the distributions defeat that mode
+ * - tv_status_normalization: in fast-retraction mode, what is entered on all nodes but one is impossible, so
+ *   that this one has no belief
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_no_value, tv_status_no_equilibrium: the table of a node could not be generated from its model;
+ *   tv_node_generate_table says when
+ * - tv_status_io: the log could not be written while a table was generated
+ * - tv_status_error: the progress handler asked to stop
+ */
 TV_API tv_status_t tv_jt_propagate(tv_junction_tree_t* jt, tv_equilibrium_t equilibrium,
                                    tv_evidence_mode_t mode);
 
 /**
- * The same for the tree of a clique, with this clique as the root of the messages. The results are the same
- * up to rounding; the root's table sums to one.
+ * Brings the junction tree of a clique into agreement with the evidence that is entered on its nodes, with
+ * this clique as the root of the messages. When there is nothing to do, it returns at once.
+ *
+ * The results do not depend on the root, up to rounding; the root's table sums to one. On a failure of those
+ * that are checked first, nothing changes. On any later one this tree is reset: no evidence is propagated in
+ * it, its results cannot be read (no_equilibrium) until a propagation succeeds, and the entered evidence is
+ * still there to be corrected. A tree with continuous nodes, unless the progress handler asked to stop or
+ * memory ran out, and one whose initial tables are kept in memory (tv_domain_save_to_memory) answers without
+ * evidence instead.
+ *
+ * @param clique       a clique of a compiled domain
+ * @param equilibrium  what the tables shall hold: tv_equilibrium_sum or tv_equilibrium_max
+ * @param mode         how evidence counts
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * The first three are checked first, in this order.
+ * - tv_status_usage: `equilibrium` is neither sum nor max, or `mode` is none of the two; after not_compiled
+ *   has been checked: anything but sum and normal in a tree with continuous nodes
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_invalid_evidence: in the tree, a decision has evidence other than a selected state, or a chance
+ *   node below an undecided decision has evidence; or in the domain a required selected state is missing
+ * - tv_status_invalid_probability_potential: a table that was touched has a negative, infinite or NaN entry
+ *   or a distribution whose sum is zero or infinite
+ * - tv_status_chain_graph: of nodes joined by undirected links, the product of the potentials sums to zero in
+ *   some configuration of their parents
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, however small the probability of
+ *   possible evidence may be
+ * - tv_status_low_density: the density of an observed value is no normal number
+ * - tv_status_zero_variance: an observed value was certain already, given the other ones, in a configuration
+ *   of positive probability, so that it has no density
+ * - tv_status_overflow: likelihoods or unnormalised tables let a message grow beyond 3.40282e+38, or a model
+ *   asks for a mean or variance that is no finite number
+ * - tv_status_fast_retraction: zeros in the distributions defeat that mode
+ * - tv_status_normalization: in fast-retraction mode, what is entered on all nodes but one is impossible, so
+ *   that this one has no belief
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_no_value, tv_status_no_equilibrium: the table of a node could not be generated from its model;
+ *   tv_node_generate_table says when
+ * - tv_status_io: the log could not be written while a table was generated
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_status_t tv_clique_propagate(tv_clique_t* clique, tv_equilibrium_t equilibrium,
                                        tv_evidence_mode_t mode);
 
 /**
- * Whether every tree is in this equilibrium. tv_equilibrium_none may be asked for too.
+ * Tells whether every tree of a domain is in an equilibrium.
  *
- * Fails, returning -1: usage - not a member of the enumeration; not_compiled.
+ * @param domain       a compiled domain
+ * @param equilibrium  the equilibrium; tv_equilibrium_none may be asked for too
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `equilibrium` is not a member of the enumeration
+ * - tv_status_not_compiled: the domain is not compiled
  */
 TV_API int tv_domain_equilibrium_is(const tv_domain_t* domain, tv_equilibrium_t equilibrium);
 
-/** The same for one tree. */
+/**
+ * Tells whether a tree is in an equilibrium.
+ *
+ * @param jt           a tree of a compiled domain
+ * @param equilibrium  the equilibrium; tv_equilibrium_none may be asked for too
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `equilibrium` is not a member of the enumeration
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_jt_equilibrium_is(const tv_junction_tree_t* jt, tv_equilibrium_t equilibrium);
 
 /**
- * Whether every tree was last propagated in this mode. Trees without propagated evidence agree with any.
+ * Tells whether every tree of a domain was last propagated in a mode. Trees without propagated evidence agree
+ * with any.
  *
- * Fails, returning -1: usage - not a member of the enumeration; not_compiled; no_equilibrium - some tree
- * holds no valid result.
+ * @param domain  a compiled domain
+ * @param mode    the mode
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `mode` is not a member of the enumeration
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: some tree holds no valid result
  */
 TV_API int tv_domain_evidence_mode_is(const tv_domain_t* domain, tv_evidence_mode_t mode);
 
-/** The same for one tree. */
+/**
+ * Tells whether a tree was last propagated in a mode. A tree without propagated evidence agrees with any.
+ *
+ * @param jt    a tree of a compiled domain
+ * @param mode  the mode
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `mode` is not a member of the enumeration
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the tree holds no valid result
+ */
 TV_API int tv_jt_evidence_mode_is(const tv_junction_tree_t* jt, tv_evidence_mode_t mode);
 
 /**
- * Fills all trees again from the potentials, without evidence, so with the policies of all decisions. The
- * entered evidence stays entered and is taken in by the next propagation; until then there may be no result to
- * read (no_equilibrium). A failure in one tree does not keep the others from being reset; the first one is
- * reported.
+ * Fills all trees again from the potentials, without evidence, so with the policies of all decisions.
  *
- * Fails: not_compiled; invalid_evidence - a required selected state is missing;
- * invalid_probability_potential - as for tv_domain_propagate; inconsistency_or_underflow - the required states
- * are impossible together; error - the progress handler asked to stop. The last two only where a tree is brought
- * to equilibrium at once: one with continuous nodes, or one whose initial tables are kept in memory.
+ * The entered evidence stays entered and is taken in by the next propagation; until then there may be no
+ * result to read (no_equilibrium). A failure in one tree does not keep the others from being reset; the first
+ * one is reported.
+ *
+ * @param domain  a compiled domain
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_invalid_evidence: a required selected state is missing
+ * - tv_status_invalid_probability_potential: a table that was touched has a negative, infinite or NaN entry
+ *   or a distribution whose sum is zero or infinite
+ * - tv_status_chain_graph: of nodes joined by undirected links, the product of the potentials sums to zero in
+ *   some configuration of their parents
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed: the table of
+ *   a node could not be generated from its model; tv_node_generate_table says when
+ * - tv_status_io: the log could not be written while a table was generated
+ * - tv_status_inconsistency_or_underflow: the required states are impossible together; only where a tree is
+ *   brought to equilibrium at once: one with continuous nodes, or one whose initial tables are kept in memory
+ * - tv_status_error: the progress handler asked to stop; only where a table is generated, or a tree is
+ *   brought to equilibrium at once
  */
 TV_API tv_status_t tv_domain_reset_inference_engine(tv_domain_t* domain);
 
 /**
- * tv_domain_reset_inference_engine, then tv_domain_retract_findings: a fresh start. Fails like the former.
+ * Makes a fresh start: fills all trees again from the potentials, without evidence, and then takes back what
+ * is entered on any node.
+ *
+ * On failure what is entered stays.
+ *
+ * @param domain  a compiled domain
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_invalid_evidence: a required selected state is missing
+ * - tv_status_invalid_probability_potential: a table that was touched has a negative, infinite or NaN entry
+ *   or a distribution whose sum is zero or infinite
+ * - tv_status_chain_graph: of nodes joined by undirected links, the product of the potentials sums to zero in
+ *   some configuration of their parents
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed: the table of
+ *   a node could not be generated from its model; tv_node_generate_table says when
+ * - tv_status_io: the log could not be written while a table was generated
+ * - tv_status_inconsistency_or_underflow: the required states are impossible together; only where a tree is
+ *   brought to equilibrium at once: one with continuous nodes, or one whose initial tables are kept in memory
+ * - tv_status_error: the progress handler asked to stop; only where a table is generated, or a tree is
+ *   brought to equilibrium at once
  */
 TV_API tv_status_t tv_domain_initialize(tv_domain_t* domain);
 
-/** Whether some table was touched since the trees were last filled. Fails, returning -1: not_compiled. */
+/**
+ * Tells whether some table of a domain was touched since the trees were last filled.
+ *
+ * @param domain  a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_domain_tables_to_propagate(const tv_domain_t* domain);
 
-/** The same for one tree. */
+/**
+ * Tells whether some table that a tree is filled from was touched since the tree was last filled.
+ *
+ * @param jt  a tree of a compiled domain
+ * @return 1 or 0; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
 TV_API int tv_jt_tables_to_propagate(const tv_junction_tree_t* jt);
 
 /** @} */
@@ -1898,60 +3466,106 @@ TV_API int tv_jt_tables_to_propagate(const tv_junction_tree_t* jt);
  */
 
 /**
- * The normalisation constant: what the product of all potentials and findings sums to.
+ * Returns the normalisation constant of a domain: what the product of all potentials and findings sums to.
  *
  * After sum propagation in normal mode it is the probability of the evidence (with likelihoods: the
  * expectation of the product of the findings); 1 without evidence, up to rounding. After max propagation it
  * is the largest entry of that product. In fast-retraction mode it is the probability of the evidence on
  * nodes outside the root clique, and seldom of use. With several trees it is the product over them. With
- * values of continuous nodes it is the density of these values times the probability of the rest. It may
- * be 0 by underflow for long evidence; the logarithm has no such limit.
+ * values of continuous nodes it is the density of these values times the probability of the rest. It may be 0
+ * by underflow for long evidence; tv_domain_get_log_normalization_constant has no such limit.
  *
- * Fails, returning -1.0: not_compiled; no_equilibrium.
+ * @param domain  a compiled domain
+ * @return the constant; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: some tree holds no valid result
  */
 TV_API double tv_domain_get_normalization_constant(const tv_domain_t* domain);
 
 /**
- * The natural logarithm of the normalisation constant, kept as a sum of logarithms, so it does not
- * underflow.
+ * Returns the natural logarithm of the normalisation constant (tv_domain_get_normalization_constant), kept as
+ * a sum of logarithms, so that it does not underflow.
  *
- * Fails, returning -1.0 (which may also be an answer; see tv_error_code): not_compiled; no_equilibrium.
+ * @param domain  a compiled domain
+ * @return the logarithm, in nats; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: some tree holds no valid result
  */
 TV_API double tv_domain_get_log_normalization_constant(const tv_domain_t* domain);
 
 /**
- * The conflict of the evidence last propagated: P(e1) P(e2) ... P(en) / P(e1, ..., en). Above 1, the pieces
- * disagree with each other as the model sees it; below 1 they support each other (Jensen et al. 1991).
+ * Returns the conflict of the evidence last propagated: P(e1) P(e2) ... P(en) / P(e1, ..., en).
  *
- * The probabilities are those before this propagation: for all evidence at once after compilation or in a
- * fresh equilibrium it is the classical measure; when evidence is added later it measures the addition, given
- * what was there. It is 1 after a propagation that had to start from a reset, and with one piece of evidence.
- * In fast-retraction mode the evidence in the root clique is not compared with the rest: use normal mode.
+ * Above 1, the pieces disagree with each other as the model sees it; below 1 they support each other (Jensen
+ * et al. 1991). The probabilities are those before this propagation: for all evidence at once after
+ * compilation or in a fresh equilibrium it is the classical measure; when evidence is added later it measures
+ * the addition, given what was there. It is 1 after a propagation that had to start from a reset, and with
+ * one piece of evidence. In fast-retraction mode the evidence in the root clique is not compared with the
+ * rest: use normal mode.
  *
- * Fails, returning -1.0: usage - the domain has decision nodes; not_compiled; no_equilibrium; usage - a tree
- * is not in sum equilibrium; cg_evidence_incorporated - evidence on continuous nodes is propagated.
+ * @param domain  a compiled domain without decisions
+ * @return the conflict, a ratio of probabilities, the product over the trees; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain has decision nodes, or (checked after the next two) a tree is not in sum
+ *   equilibrium
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: some tree holds no valid result
+ * - tv_status_cg_evidence_incorporated: evidence on continuous nodes is propagated
  */
 TV_API double tv_domain_get_conflict(const tv_domain_t* domain);
 
-/** The conflict within one tree; the domain's is the product over its trees. */
+/**
+ * Returns the conflict of the evidence last propagated within one tree: P(e1) P(e2) ... P(en) / P(e1, ...,
+ * en), over the pieces in the tree.
+ *
+ * Above 1, the pieces disagree with each other as the model sees it; below 1 they support each other (Jensen
+ * et al. 1991). The probabilities are those before this propagation. It is 1 after a propagation that had to
+ * start from a reset, and with one piece of evidence. In fast-retraction mode the evidence in the root clique
+ * is not compared with the rest: use normal mode.
+ *
+ * @param jt  a tree of a compiled domain without decisions
+ * @return the conflict, a ratio of probabilities; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain has decision nodes, or (checked after the next two) the tree is not in sum
+ *   equilibrium
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the tree holds no valid result
+ * - tv_status_cg_evidence_incorporated: evidence on continuous nodes is propagated in the tree
+ */
 TV_API double tv_jt_get_conflict(const tv_junction_tree_t* jt);
 
 /**
- * The conflict gathered in one clique during the last propagation: of the evidence entered there and of what
- * reached it on the way to the root. It helps to find where a conflict comes from; it is 1 in cliques that
- * took no part. Where numbers left the range of single precision (see evidence-and-answers.md), it is found
- * when first asked for, which takes about as long as collecting evidence; under fast retraction only the root
- * has one then.
+ * Returns the conflict gathered in one clique during the last propagation: of the evidence entered there and
+ * of what reached it on the way to the root.
  *
- * Fails, returning -1.0: not_compiled; no_memory.
+ * It helps to find where a conflict comes from; it is 1 in cliques that took no part. Where numbers left the
+ * range of single precision (docs/evidence-and-answers.md tells when), it is found when first asked for,
+ * which takes about as long as collecting evidence; under fast retraction only the root has one then.
+ *
+ * @param clique  a clique of a compiled domain
+ * @return the conflict, a ratio of probabilities; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
  */
 TV_API double tv_clique_get_conflict(const tv_clique_t* clique);
 
 /**
- * The clique into which the evidence on a node was entered by the last propagation; NULL with status none
- * when none was.
+ * Returns the clique into which the evidence on a node was entered by the last propagation.
  *
- * Fails, returning NULL: usage - neither discrete nor continuous; not_compiled.
+ * @param node  a discrete or continuous node of a compiled domain
+ * @return the clique, owned by the domain until it is uncompiled; NULL with status none when none was
+ *         entered; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous
+ * - tv_status_not_compiled: the domain is not compiled
  */
 TV_API tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node);
 
@@ -1959,142 +3573,272 @@ TV_API tv_clique_t* tv_node_get_conflict_clique(const tv_node_t* node);
 
 /**
  * @defgroup beliefs Beliefs and other results
- * All of these read what the last propagation left; none propagates. They check, in this order: the
- * arguments (usage), that the domain is compiled (not_compiled), and that the tree holds valid results
- * (no_equilibrium).
+ * All of these read what the last propagation left; none propagates. They check, in this order: the arguments
+ * (usage), that the domain is compiled (not_compiled), and that the tree holds valid results
+ * (no_equilibrium). Expected utilities have the unit that the host gave to the tables of utility nodes.
  * @{
  */
 
 /**
- * The belief of a state of a discrete node.
+ * Returns the belief of a state of a discrete node.
  *
- * Sum, normal: the probability of the state given all evidence. Sum, fast retraction: given all evidence
- * but the node's own. Max: the probability of the best configuration with this state, relative to the best
- * of all, so that the best states have 1. A node with hard evidence in normal mode answers exactly 1 and 0.
+ * Sum, normal: the probability of the state given all evidence. Sum, fast retraction: given all evidence but
+ * the node's own. Max: the probability of the best configuration with this state, relative to the best of
+ * all, so that the best states have 1. A node with hard evidence in normal mode answers exactly 1 and 0.
  *
- * Fails, returning -1.0: usage - the node is not discrete or `state` is out of range; not_compiled;
- * no_equilibrium.
+ * @param node   a discrete node of a compiled domain
+ * @param state  the state, below the number of states
+ * @return the belief, 0 to 1; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or `state` is not below its number of states
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state);
 
 /**
- * The expected utility of a state of a discrete node: the expectation of the sum of all utilities of its
- * tree, given the state, the evidence and the policies of the decisions that are not made; 0 for an
- * impossible state. Of a utility node (`state` 0): its own expectation. For chance, decision and utility
- * nodes it does not depend on the equilibrium. In fast-retraction mode a node's own evidence is left out for
- * its states, but not for utility nodes. 0 in a domain without utility nodes.
+ * Returns the expected utility of a state of a discrete node, or that of a utility node.
  *
- * Fails, returning -1.0: usage - `state` is out of range, or the node is neither discrete nor a utility node;
- * not_compiled; no_equilibrium; usage - the node is a function node, or there are no utility nodes, and the
- * tree is not in sum equilibrium with normal mode or without evidence.
+ * Of a state it is the expectation of the sum of all utilities of the node's tree, given the state, the
+ * evidence and the policies of the decisions that are not made; 0 for an impossible state. Of a utility node
+ * it is the expectation of its own utility. For chance, decision and utility nodes it does not depend on the
+ * equilibrium. In fast-retraction mode a node's own evidence is left out for its states, but not for utility
+ * nodes. It is 0 in a domain without utility nodes.
+ *
+ * @param node   a discrete node or a utility node of a compiled domain
+ * @param state  the state, below the number of states; 0 for a utility node
+ * @return the expected utility; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: `state` is out of range, or the node is neither discrete nor a utility node; or, checked
+ *   last, the node is a function node, or there are no utility nodes, and the tree is not in sum equilibrium
+ *   with normal mode or without evidence
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state);
 
 /**
- * The smallest number of a utility node's table, whatever the evidence; 0 for a node without a table.
+ * Returns the smallest number of a utility node's table, whatever the evidence.
  *
- * Fails, returning -1.0: usage - not a utility node; not_compiled; no_equilibrium.
+ * @param node  a utility node of a compiled domain
+ * @return the smallest utility, 0 for a node without a table; -1.0 on failure (which may also be an answer;
+ *         see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: not a utility node
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API tv_number_t tv_node_get_min_utility(const tv_node_t* node);
 
-/** The largest number of a utility node's table, likewise. Fails like tv_node_get_min_utility. */
+/**
+ * Returns the largest number of a utility node's table, whatever the evidence.
+ *
+ * @param node  a utility node of a compiled domain
+ * @return the largest utility, 0 for a node without a table; -1.0 on failure (which may also be an answer;
+ *         see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: not a utility node
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
+ */
 TV_API tv_number_t tv_node_get_max_utility(const tv_node_t* node);
 
 /**
- * The variance of a utility node given the evidence and the policies.
+ * Returns the variance of a utility node given the evidence and the policies.
  *
- * Fails, returning -1.0: usage - not a utility node; not_compiled; no_equilibrium.
+ * @param node  a utility node of a compiled domain
+ * @return the variance, in the square of the unit of utility; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: not a utility node
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API double tv_node_get_variance_of_utility(const tv_node_t* node);
 
 /**
- * The expected utility of the whole domain, the sum over its utility nodes; 0 without any.
+ * Returns the expected utility of a domain given the evidence and the policies: the sum over its utility
+ * nodes.
  *
- * Fails, returning -1.0: not_compiled; no_equilibrium; usage - there is no utility node and the trees are
- * not in sum equilibrium with normal mode or without evidence.
+ * @param domain  a compiled domain
+ * @return the expected utility, 0 without any utility node; -1.0 on failure (which may also be an answer; see
+ *         tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: some tree holds no valid result
+ * - tv_status_usage: there is no utility node, and the trees are not in sum equilibrium with normal mode or
+ *   without evidence
  */
 TV_API double tv_domain_get_expected_utility(const tv_domain_t* domain);
 
 /**
- * The value of a real-valued function node, computed from the results of its parents: a numbered node stands
- * for its mean, a node with intervals for the mean of their middles, a continuous node for its mean, a
- * utility node for its expected utility, a function node for its value. Labels, truth values and the states
- * of model nodes must follow from the evidence. Every parent but a real-valued function must have its value,
- * also one that the expression does not mention.
+ * Returns the value of a real-valued function node, computed from the results of its parents.
  *
- * Fails, returning -1.0: usage - any other node; not_compiled; no_equilibrium; no_value - the node has no
- * model; invalid_expression - its expression is missing or does not suit it; computation_failed - a state
- * does not follow from the evidence, or the result is no finite number; division_by_zero and
- * inappropriate_arguments - in the expression; invalid_state_values - of a parent.
+ * In its expression a numbered node stands for its mean, a node with intervals for the mean of their middles,
+ * a continuous node for its mean, a utility node for its expected utility, a function node for its value.
+ * Labels, truth values and the states of model nodes must follow from the evidence. Every parent but a
+ * real-valued function must have its value, also one that the expression does not mention.
+ *
+ * @param node  a real-valued function node of a compiled domain
+ * @return the value; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: any other node
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the tree of a parent holds no valid result, or is not in sum equilibrium with
+ *   normal mode or without evidence
+ * - tv_status_no_value: the node, or a function node that it hangs on, has no model
+ * - tv_status_invalid_expression: an expression is missing or does not suit its node
+ * - tv_status_computation_failed: a state does not follow from the evidence, or the result is no finite
+ *   number
+ * - tv_status_division_by_zero: in an expression
+ * - tv_status_inappropriate_arguments: of a function in an expression
+ * - tv_status_invalid_state_values: of a parent: they do not increase, or are infinite
+ * - tv_status_overflow: the mean or variance of a continuous parent is no finite number
  */
 TV_API double tv_node_get_value(tv_node_t* node);
 
 /**
- * The entropy of a discrete node's belief, H = - sum of p ln p, in nats: 0 when the state is certain, ln n
- * when n states are equally probable.
+ * Returns the entropy of a discrete node's belief, H = - sum of p ln p: 0 when the state is certain, ln n
+ * when n states are equally probable (Shannon 1948).
  *
- * Fails, returning -1.0: usage - not discrete; not_compiled; no_equilibrium; usage - the tree is not in sum
- * equilibrium with normal mode or without evidence.
+ * @param node  a discrete node of a compiled domain
+ * @return the entropy, in nats (divide by ln 2 for bits); -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete; or, checked last, the tree is not in sum equilibrium with
+ *   normal mode or without evidence
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
  */
 TV_API double tv_node_get_entropy(const tv_node_t* node);
 
 /**
- * The mutual information of two discrete nodes given the evidence, in nats: the sum over both nodes' states
- * of p(a, b) ln( p(a, b) / (p(a) p(b)) ), never negative. For twice the same node, its entropy. 0 for nodes
- * of different trees and when either has hard evidence.
+ * Returns the mutual information of two discrete nodes given the evidence: the sum over both nodes' states of
+ * p(a, b) ln( p(a, b) / (p(a) p(b)) ) (Shannon 1948).
  *
- * Fails, returning -1.0: usage - not both discrete or not of one domain; not_compiled; no_equilibrium;
- * usage - the equilibrium, as for tv_node_get_entropy. Where function nodes tie different trees together,
- * the status is functional_dependency and the result 9.0.
+ * It tells how much can be expected to be learned about one node by observing the other. It is 0 for nodes of
+ * different trees and when either has hard evidence.
+ *
+ * @param node1  a discrete node of a compiled domain
+ * @param node2  a discrete node of the same domain; twice one node gives its entropy
+ * @return the information, in nats (divide by ln 2 for bits), never negative; -1.0 on failure, but 9.0 with
+ *         functional_dependency
+ *
+ * @par Failures
+ * - tv_status_usage: the nodes are not both discrete or not of one domain; or, checked after the next two, a
+ *   tree is not in sum equilibrium with normal mode or without evidence
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the tree of a node holds no valid result, or the joint distribution rests on
+ *   the numbers of a node's table that were changed after the propagation, through a pointer from before it
+ * - tv_status_functional_dependency: function nodes tie different trees together; the result is 9.0 then
+ * - tv_status_overflow: likelihoods or unnormalised tables let an entry of a clique's table grow beyond
+ *   3.40282e+38
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API double tv_node_get_mutual_information(tv_node_t* node1, tv_node_t* node2);
 
 /**
- * The mean of a continuous node given the evidence.
+ * Returns the mean of a continuous node given the evidence.
  *
- * Fails, returning -1.0 (which a mean may be too; see tv_error_code): usage - not continuous; not_compiled;
- * no_equilibrium; overflow - it is no finite number.
+ * @param node  a continuous node of a compiled domain
+ * @return the mean, in the unit of the node's values; -1.0 on failure (which may also be an answer; see
+ *         tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
+ * - tv_status_overflow: it is no finite number
  */
 TV_API double tv_node_get_mean(const tv_node_t* node);
 
-/** The variance of a continuous node given the evidence; never negative. Fails like tv_node_get_mean. */
+/**
+ * Returns the variance of a continuous node given the evidence.
+ *
+ * @param node  a continuous node of a compiled domain
+ * @return the variance, in the square of the unit of the node's values, never negative; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
+ * - tv_status_overflow: it, or the mean, is no finite number
+ */
 TV_API double tv_node_get_variance(const tv_node_t* node);
 
 /**
- * The exact distribution of a continuous node given the evidence: a mixture of normal distributions over the
- * configurations of those discrete nodes that it depends on here. The result is a table over these nodes and the
- * node; its data are the weights, and tv_table_get_mean and tv_table_get_variance tell the components. It is
- * yours: release it with tv_table_delete.
+ * Returns the exact distribution of a continuous node given the evidence: a mixture of normal distributions
+ * over the configurations of those discrete nodes that it depends on here.
  *
- * Fails, returning NULL: usage - not continuous; not_compiled; no_equilibrium; overflow - a mean or variance
- * is no finite number; no_memory.
+ * It is a table over these nodes and the node; its data are the weights, and tv_table_get_mean and
+ * tv_table_get_variance tell the components.
+ *
+ * @param node  a continuous node of a compiled domain
+ * @return the table: free it with tv_table_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
+ * - tv_status_overflow: a mean or variance is no finite number
+ * - tv_status_no_memory: also when the table would exceed the memory limit (tv_domain_set_memory_limit)
  */
 TV_API tv_table_t* tv_node_get_distribution(tv_node_t* node);
 
 /**
- * The value below which a continuous node lies with the given probability, given the evidence: the median
- * for 0.5. Where a single value has a positive probability, the least value that is not exceeded with at
- * least the given one.
+ * Returns the value below which a continuous node lies with a given probability, given the evidence: the
+ * median for 0.5.
  *
- * Fails, returning -1.0: usage - not continuous, or `probability` is not between 0 and 1 (both excluded);
- * otherwise like tv_node_get_distribution.
+ * Where a single value has a positive probability, it is the least value that is not exceeded with at least
+ * the given one.
+ *
+ * @param node         a continuous node of a compiled domain
+ * @param probability  the probability, between 0 and 1, both excluded
+ * @return the value, in the unit of the node's values; -1.0 on failure (which may also be an answer; see
+ *         tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, or `probability` is not between 0 and 1 (both excluded)
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the node's tree holds no valid result
+ * - tv_status_overflow: a mean or variance is no finite number
+ * - tv_status_no_memory: also when the node's distribution would exceed the memory limit
+ *   (tv_domain_set_memory_limit)
  */
 TV_API double tv_node_get_quantile(tv_node_t* node, double probability);
 
 /**
- * The joint distribution of some nodes given the evidence, whether or not they meet in one clique.
+ * Returns the joint distribution of some nodes given the evidence, whether or not they meet in one clique.
  *
- * The result is a table over the nodes in the given order, discrete ones first (convention 9), summing to one.
+ * It is a table over the nodes in the given order, discrete ones first (convention 9), summing to one.
  * Continuous nodes have, for each configuration of the discrete ones, their exact means and covariances given
- * that configuration (their joint distribution need not be normal: it may be a mixture over other nodes). It is yours:
- * release it with tv_table_delete. After max propagation its entries relate to the best
- * one, which is 1; in fast-retraction mode the evidence on these nodes is left out. The present beliefs are
- * not disturbed. Time and memory grow with the table, and with what lies between the nodes in the tree.
+ * that configuration (their joint distribution need not be normal: it may be a mixture over other nodes).
+ * After max propagation its entries relate to the best one, which is 1; in fast-retraction mode the evidence
+ * on these nodes is left out. The present beliefs are not disturbed. Time and memory grow with the table, and
+ * with what lies between the nodes in the tree.
  *
- * Fails, returning NULL: usage - the list is empty, a node stands in it twice, belongs to another domain, or
- * is neither discrete nor continuous; not_compiled; no_equilibrium - the tree of one of the nodes has no
- * valid result; normalization - in fast-retraction mode the joint sums to zero by underflow; no_memory - also when the table's size
- * does not fit into a size_t; overflow - a mean or covariance is no finite number.
+ * @param domain  a compiled domain
+ * @param nodes   discrete and continuous nodes of the domain, at least one, none of them twice
+ * @return the table: free it with tv_table_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the list is empty, a node stands in it twice, belongs to another domain, or is neither
+ *   discrete nor continuous
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: the tree of one of the nodes has no valid result, or the result rests on the
+ *   numbers of a node's table that were changed after the propagation, through a pointer from before it
+ * - tv_status_normalization: in fast-retraction mode the joint sums to zero by underflow
+ * - tv_status_overflow: a mean or covariance is no finite number, or likelihoods or unnormalised tables let
+ *   an entry of a clique's table grow beyond 3.40282e+38
+ * - tv_status_no_memory: also when the table's size does not fit into a size_t, or the table would exceed the
+ *   memory limit (tv_domain_set_memory_limit)
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes);
 
@@ -2105,43 +3849,76 @@ TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes
  * A domain with decision and utility nodes is a limited-memory influence diagram: the parents of a decision
  * are what is known when it is made. Its table is its *policy*, a distribution over its states for each
  * configuration of the parents; without a table it is uniform. Utilities add up. A decision on which a state
- * is entered is *made*: the state stands in the place of the policy, which then plays no part. What a decision
- * that is not made can influence must not be observed (invalid_evidence).
+ * is entered is *made*: the state stands in the place of the policy, which then plays no part. What a
+ * decision that is not made can influence must not be observed (invalid_evidence).
  * @{
  */
 
 /**
  * Improves the policies of all decisions that are not made and have more than one state, by single policy
- * updating (Lauritzen & Nilsson 2001): one decision at a time gets, for each configuration of its parents, a
- * policy that is best given the evidence and the policies of the others, until no policy changes.
+ * updating (Lauritzen & Nilsson 2001).
  *
- * States count as equally good when their expected utilities differ from the best by less than 6 millionths
- * of it, or by what rounding can explain; among them a policy keeps its mixture. A policy that is optimal
- * already, and one for a configuration that cannot occur, stays as it is. The result is a local optimum; where
- * every decision knows all that was known and decided before it, and no policy excluded a state at the start,
- * it is the best of all. Decisions are updated in the order in which they become extremal in the reduction of
+ * One decision at a time gets, for each configuration of its parents, a policy that is best given the
+ * evidence and the policies of the others, until no policy changes. States count as equally good when their
+ * expected utilities differ from the best by less than 6 millionths of it, or by what rounding can explain;
+ * among them a policy keeps its mixture. A policy that is optimal already, and one for a configuration that
+ * cannot occur, stays as it is. The result is a local optimum; where every decision knows all that was known
+ * and decided before it, and no policy excluded a state at the start, it is the best of all.
+ *
+ * Decisions are updated in the order in which they become extremal in the reduction of
  * tv_node_get_requisite_parents, the last to be made first. The domain must be in sum equilibrium, in normal
  * mode or without evidence, with nothing left to propagate; it is so again afterwards, and tables that are
- * computed from results follow the new policies. A domain without utility nodes is left alone.
+ * computed from results follow the new policies. A domain without utility nodes is left alone. A failure
+ * resets the tree on which it occurred; policies that were improved by then stay improved.
  *
- * Fails: not_compiled; usage - the state of the domain; functional_dependency - function nodes stand between
- * other nodes; error - stopped by the progress handler (task "policies"); and the codes of tv_domain_propagate.
- * A failure resets the tree on which it occurred; policies that were improved by then stay improved.
+ * @param domain  a compiled domain
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_usage: the domain is not in sum equilibrium, in normal mode or without evidence, or something
+ *   is left to propagate
+ * - tv_status_functional_dependency: function nodes stand between other nodes
+ * - tv_status_no_memory: also when a policy would exceed the memory limit (tv_domain_set_memory_limit)
+ * - tv_status_inconsistency_or_underflow, tv_status_overflow, tv_status_invalid_probability_potential: from
+ *   the propagation of the new policies; tv_domain_propagate says when
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_no_value, tv_status_no_equilibrium: the table of a node could not be generated from its model
+ *   after the policies had changed; tv_node_generate_table says when
+ * - tv_status_io: the log could not be written while a table was generated
+ * - tv_status_error: the progress handler asked to stop (its task is "policies")
  */
 TV_API tv_status_t tv_domain_update_policies(tv_domain_t* domain);
 
 /**
- * The parents of a decision that can influence its optimal policy, found in the graph alone by the minimal
- * reduction (Lauritzen & Nilsson 2001), in the order of its parents. Without the other parents, the best
- * expected utility is the same. The list is owned by the library and valid until the structure changes.
+ * Lists the parents of a decision that can influence its optimal policy, found in the graph alone by the
+ * minimal reduction (Lauritzen & Nilsson 2001).
  *
- * Fails, returning NULL: usage - not a decision; functional_dependency - as above.
+ * Without the other parents, the best expected utility is the same.
+ *
+ * @param node  a decision
+ * @return the list, in the order of its parents, owned by the library and valid until the structure changes;
+ *         NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: not a decision
+ * - tv_status_functional_dependency: function nodes stand between other nodes
  */
 TV_API tv_node_t** tv_node_get_requisite_parents(tv_node_t* node);
 
 /**
- * The ancestors of a decision that could influence its optimal policy if every decision observed all of its
- * ancestors: what would be worth knowing. Otherwise like tv_node_get_requisite_parents.
+ * Lists the ancestors of a decision that could influence its optimal policy if every decision observed all of
+ * its ancestors: what would be worth knowing.
+ *
+ * They are found in the graph alone by the minimal reduction (Lauritzen & Nilsson 2001).
+ *
+ * @param node  a decision
+ * @return the list, owned by the library and valid until the structure changes; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: not a decision
+ * - tv_status_functional_dependency: function nodes stand between other nodes
  */
 TV_API tv_node_t** tv_node_get_requisite_ancestors(tv_node_t* node);
 
@@ -2149,85 +3926,218 @@ TV_API tv_node_t** tv_node_get_requisite_ancestors(tv_node_t* node);
 
 /**
  * @defgroup reading Reading networks
- * The NET language is the textual form of a network. A short taste is the program at the top. Names, links
- * and numbers are checked as by the functions above. Errors are told to the handler, and nothing is returned
- * then; warnings are told and parsing goes on. The handler may be null. tv_net_parse_file and tv_net_parse_buffer
- * go on behind an error where they can, for up to ten errors; the others stop at the first.
+ * The NET language is the textual form of a network (docs/file-formats.md). A short taste is the program at
+ * the top. Names, links and numbers are checked as by the functions above. Errors are told to the handler,
+ * and nothing is returned then; warnings are told and parsing goes on. tv_net_parse_file and
+ * tv_net_parse_buffer go on behind an error where they can, for up to ten errors; the others stop at the
+ * first.
+ *
+ * The nodes and attributes of a domain that is read stand in file order. It is not compiled. Classes are
+ * unknown in this version (parse). A table that is given beside a model counts as generated by it.
  * @{
  */
 
 /**
- * Reads a domain from a file or from a text: `source` is taken as the text if its first word, after white
- * space and comments, is a keyword of the language followed by white space or a brace, and otherwise as the
- * name of a file. The result is yours: tv_domain_delete.
- *
- * Its nodes and attributes stand in file order. It is not compiled. Classes are unknown in this version
- * (parse). A table that is given beside a model counts as generated by it.
+ * Reads a domain from a file or from a text, up to the first error.
  *
  * A file may also be written in the older node-specification language; docs/file-formats.md describes both.
  *
- * Fails, returning NULL: io - the file could not be opened, read or closed; parse - the text breaks the
- * rules of the language; locale - the "C" locale could not be selected; and the codes of the functions that
- * create nodes and links, each told to the handler as well.
+ * @param source        the text, if its first word, after white space and comments, is a keyword of the
+ *                      language followed by white space or a brace; otherwise the name of a file
+ * @param handler       is told of errors and warnings; positions are lines of a file, numbers of characters
+ *                      read of a text; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the domain: free it with tv_domain_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_io: the file could not be opened, read or closed
+ * - tv_status_parse: the text breaks the rules of the language
+ * - tv_status_syntax, tv_status_invalid_expression: an expression breaks the rules of tv_string_to_expression
+ * - tv_status_cg_limids_not_supported, tv_status_cyclic_functional_dependency,
+ *   tv_status_functional_dependency, tv_status_usage: tv_domain_new_node or tv_node_add_parent refuses a node
+ *   or link of the text
+ * - tv_status_size_too_large: a model has more expressions than a size_t can count
+ * - tv_status_overflow: a number of a continuous node's distribution is too large
+ * - tv_status_locale: the "C" locale could not be selected
  */
 TV_API tv_domain_t* tv_net_parse_domain(const char* source, tv_error_handler_t handler, void* handler_data);
 
 /**
- * Reads a domain from a file, whatever its name is. Where the text is wrong, the handler is told of up to ten
- * errors: parsing goes on with the next attribute or item, and what only follows from an earlier error is left out.
- * The status is that of the first error. Otherwise like tv_net_parse_domain.
+ * Reads a domain from a file, whatever its name is, and tells of up to ten errors.
+ *
+ * Parsing goes on behind an error with the next attribute or item, and what only follows from an earlier
+ * error is left out. The status is that of the first error. The file may also be written in the older
+ * node-specification language; docs/file-formats.md describes both.
+ *
+ * @param file_name     the name of the file
+ * @param handler       is told of errors and warnings; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the domain: free it with tv_domain_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_io: the file could not be opened, read or closed
+ * - tv_status_parse: the text breaks the rules of the language
+ * - tv_status_syntax, tv_status_invalid_expression: an expression breaks the rules of tv_string_to_expression
+ * - tv_status_cg_limids_not_supported, tv_status_cyclic_functional_dependency,
+ *   tv_status_functional_dependency, tv_status_usage: tv_domain_new_node or tv_node_add_parent refuses a node
+ *   or link of the text
+ * - tv_status_size_too_large: a model has more expressions than a size_t can count
+ * - tv_status_overflow: a number of a continuous node's distribution is too large
+ * - tv_status_locale: the "C" locale could not be selected
  */
 TV_API tv_domain_t* tv_net_parse_file(const char* file_name, tv_error_handler_t handler, void* handler_data);
 
 /**
- * The same from a text of `length` bytes, which needs no null character at its end. The position told to the
- * handler is the number of characters read.
+ * Reads a domain from a text of a given length, and tells of up to ten errors.
+ *
+ * Parsing goes on behind an error with the next attribute or item, and what only follows from an earlier
+ * error is left out. The status is that of the first error. The text may also be written in the older
+ * node-specification language; docs/file-formats.md describes both.
+ *
+ * @param text          the text, which needs no null character at its end
+ * @param length        its length in bytes
+ * @param handler       is told of errors and warnings; positions are the numbers of characters read; may be
+ *                      null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the domain: free it with tv_domain_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_parse: the text breaks the rules of the language
+ * - tv_status_syntax, tv_status_invalid_expression: an expression breaks the rules of tv_string_to_expression
+ * - tv_status_cg_limids_not_supported, tv_status_cyclic_functional_dependency,
+ *   tv_status_functional_dependency, tv_status_usage: tv_domain_new_node or tv_node_add_parent refuses a node
+ *   or link of the text
+ * - tv_status_size_too_large: a model has more expressions than a size_t can count
+ * - tv_status_overflow: a number of a continuous node's distribution is too large
+ * - tv_status_locale: the "C" locale could not be selected
  */
 TV_API tv_domain_t* tv_net_parse_buffer(const char* text, size_t length, tv_error_handler_t handler,
                                         void* handler_data);
 
-/** Reads a domain from an open stream, which you close. The position told to the handler is the line. */
+/**
+ * Reads a domain from an open stream, up to its end or the first error.
+ *
+ * The text may also be written in the older node-specification language; docs/file-formats.md describes both.
+ *
+ * @param stream   the stream, which you close
+ * @param handler  is told of errors and warnings; positions are lines; may be null
+ * @return the domain: free it with tv_domain_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_io: the stream could not be read
+ * - tv_status_parse: the text breaks the rules of the language
+ * - tv_status_syntax, tv_status_invalid_expression: an expression breaks the rules of tv_string_to_expression
+ * - tv_status_cg_limids_not_supported, tv_status_cyclic_functional_dependency,
+ *   tv_status_functional_dependency, tv_status_usage: tv_domain_new_node or tv_node_add_parent refuses a node
+ *   or link of the text
+ * - tv_status_size_too_large: a model has more expressions than a size_t can count
+ * - tv_status_overflow: a number of a continuous node's distribution is too large
+ * - tv_status_locale: the "C" locale could not be selected
+ */
 TV_API tv_domain_t* tv_net_parse(FILE* stream, tv_old_error_handler_t handler);
 
-/** Reads a domain from a text, never a file name. The position is the number of characters read. */
+/**
+ * Reads a domain from a text, never a file name, up to the first error.
+ *
+ * The text may also be written in the older node-specification language; docs/file-formats.md describes both.
+ *
+ * @param text     the text
+ * @param handler  is told of errors and warnings; positions are the numbers of characters read; may be null
+ * @return the domain: free it with tv_domain_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_parse: the text breaks the rules of the language
+ * - tv_status_syntax, tv_status_invalid_expression: an expression breaks the rules of tv_string_to_expression
+ * - tv_status_cg_limids_not_supported, tv_status_cyclic_functional_dependency,
+ *   tv_status_functional_dependency, tv_status_usage: tv_domain_new_node or tv_node_add_parent refuses a node
+ *   or link of the text
+ * - tv_status_size_too_large: a model has more expressions than a size_t can count
+ * - tv_status_overflow: a number of a continuous node's distribution is too large
+ * - tv_status_locale: the "C" locale could not be selected
+ */
 TV_API tv_domain_t* tv_net_parse_from_string(const char* text, tv_old_error_handler_t handler);
 
 /**
- * Adds the nodes of a file, and their potentials, to a domain that exists. Parents may be nodes of the domain;
- * everything else that the file says is about its own nodes, and the attributes of its `net` blocks are let
- * go. Returns the new nodes in file order, as a list that is yours: free it.
+ * Adds the nodes of a file, and their potentials, to a domain that exists, and uncompiles it if there are
+ * any.
  *
- * Fails, returning NULL and leaving the domain as it was: usage - `domain` or `file_name` is null; and as
- * tv_net_parse_domain.
+ * Parents may be nodes of the domain; everything else that the file says is about its own nodes, and the
+ * attributes of its `net` blocks are let go. On failure the domain is left as it was.
+ *
+ * @param domain        the domain
+ * @param file_name     the name of the file
+ * @param handler       is told of errors and warnings; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the new nodes in file order, a list: free it with free() (the nodes are owned by the domain); NULL
+ *         on failure
+ *
+ * @par Failures
+ * - tv_status_io: the file could not be opened, read or closed
+ * - tv_status_parse: the text breaks the rules of the language
+ * - tv_status_syntax, tv_status_invalid_expression: an expression breaks the rules of tv_string_to_expression
+ * - tv_status_cg_limids_not_supported, tv_status_cyclic_functional_dependency,
+ *   tv_status_functional_dependency, tv_status_usage: tv_domain_new_node or tv_node_add_parent refuses a node
+ *   or link of the text
+ * - tv_status_size_too_large: a model has more expressions than a size_t can count
+ * - tv_status_overflow: a number of a continuous node's distribution is too large
+ * - tv_status_locale: the "C" locale could not be selected
  */
-TV_API tv_node_t** tv_domain_parse_nodes(tv_domain_t* domain, const char* file_name, tv_error_handler_t handler,
-                                         void* handler_data);
+TV_API tv_node_t** tv_domain_parse_nodes(tv_domain_t* domain, const char* file_name,
+                                         tv_error_handler_t handler, void* handler_data);
 
 /** @} */
 
 /**
  * @defgroup writing Writing networks
  * The NET language again, in one fixed layout: reading what was written gives the same network, and writing
- * that gives the same text, byte for byte. Table data are written with six significant digits, the values
- * of states and the numbers of continuous nodes with eight; what lies beyond is lost.
+ * that gives the same text, byte for byte. Table data are written with six significant digits, the values of
+ * states and the numbers of continuous nodes with eight; what lies beyond is lost.
  * @{
  */
 
 /**
- * Writes the domain to an open stream and flushes it. Nodes without a name get one (tv_node_get_name).
+ * Writes a domain to an open stream and flushes it. Nodes without a name get one (tv_node_get_name).
  *
- * What no text can say is refused before anything is written: invalid_probability_potential - a probability or a
- * policy is not finite, or negative in the table of a node without discrete parents; usage - a utility, an
- * experience count or a fading factor is not finite; invalid_state_values - a value or an inner bound is infinite
- * or the largest double, which stands for infinity; invalid_expression - a number in an expression is not finite,
- * its text is nested too deeply to be read, or it has a truth value whose name is that of a node.
+ * What no text can say is refused before anything is written, with a code other than io, no_memory and
+ * locale.
  *
- * Fails: these; usage - an argument is null; io - the stream took not everything; no_memory; locale - the "C"
- * locale could not be selected.
+ * @param domain  the domain
+ * @param stream  the stream, which you close
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_invalid_probability_potential: a probability, a policy or a number of a continuous node's
+ *   distribution is not finite; or a probability or policy is negative in the table of a node without
+ *   discrete parents; or a conditional variance is negative
+ * - tv_status_usage: a utility, an experience count or a fading factor is not finite
+ * - tv_status_invalid_state_values: a value or an inner bound is infinite or the largest double, which stands
+ *   for infinity
+ * - tv_status_invalid_expression: a number in an expression is not finite, its text is nested too deeply to
+ *   be read, or it has a truth value whose name is that of a node
+ * - tv_status_io: the stream took not everything
+ * - tv_status_no_memory: also when a table or a model is too large to be written
+ * - tv_status_locale: the "C" locale could not be selected
  */
 TV_API tv_status_t tv_domain_write_net(tv_domain_t* domain, FILE* stream);
 
-/** The same as a text, which is yours: free it. Fails, returning NULL, with the codes of tv_domain_write_net. */
+/**
+ * Writes a domain as text in the NET language. Nodes without a name get one (tv_node_get_name).
+ *
+ * @param domain  the domain
+ * @return the text: free it with free(); NULL on failure
+ *
+ * @par Failures
+ * - tv_status_invalid_probability_potential: a probability, a policy or a number of a continuous node's
+ *   distribution is not finite; or a probability or policy is negative in the table of a node without
+ *   discrete parents; or a conditional variance is negative
+ * - tv_status_usage: a utility, an experience count or a fading factor is not finite
+ * - tv_status_invalid_state_values: a value or an inner bound is infinite or the largest double, which stands
+ *   for infinity
+ * - tv_status_invalid_expression: a number in an expression is not finite, its text is nested too deeply to
+ *   be read, or it has a truth value whose name is that of a node
+ * - tv_status_no_memory: also when a table or a model is too large to be written
+ * - tv_status_locale: the "C" locale could not be selected
+ */
 TV_API char* tv_domain_to_net_string(tv_domain_t* domain);
 
 /** @} */
@@ -2235,114 +4145,262 @@ TV_API char* tv_domain_to_net_string(tv_domain_t* domain);
 /**
  * @defgroup cases Cases
  * A case is one observation of the network: some nodes have a state or a value, the others are missing. A
- * domain can hold any number of them, each with a count that says how often it was seen; nodes that have no
- * cell set cost no memory. Files hold one case (the evidence that is entered) or many (the stored cases);
- * docs/file-formats.md describes both forms.
+ * domain can hold any number of them, numbered from 0, each with a count that says how often it was seen;
+ * nodes that have no cell set cost no memory. Files hold one case (the evidence that is entered) or many (the
+ * stored cases); docs/file-formats.md describes both forms.
  * @{
  */
 
 /**
- * Makes the domain hold so many cases. New ones have every cell missing and the count 1; those beyond `count`
- * are forgotten.
+ * Makes a domain hold so many cases.
  *
- * Fails: usage - `domain` is null; no_memory.
+ * New ones have every cell missing and the count 1; those beyond `count` are forgotten.
+ *
+ * @param domain  the domain
+ * @param count   how many cases
+ * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_set_number_of_cases(tv_domain_t* domain, size_t count);
 
-/** Adds a case and returns its index. Fails, returning all ones: usage - `domain` is null; no_memory. */
+/**
+ * Adds a case, with every cell missing and the count 1.
+ *
+ * @param domain  the domain
+ * @return the index of the case; all ones on failure
+ */
 TV_API size_t tv_domain_new_case(tv_domain_t* domain);
 
-/** How many cases there are. Fails, returning all ones: usage - `domain` is null. */
+/**
+ * Counts the cases that a domain holds.
+ *
+ * @param domain  the domain
+ * @return how many there are; all ones on failure
+ */
 TV_API size_t tv_domain_get_number_of_cases(const tv_domain_t* domain);
 
-/** Sets how often a case was seen. Fails: usage - there is no such case, or `count` is negative or not finite. */
+/**
+ * Sets how often a case was seen.
+ *
+ * @param domain      the domain
+ * @param case_index  the case, below the number of cases
+ * @param count       how often; it need not be a whole number
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such case, or `count` is negative or not finite
+ */
 TV_API tv_status_t tv_domain_set_case_count(tv_domain_t* domain, size_t case_index, tv_number_t count);
 
-/** How often a case was seen, 1 unless set. Fails, returning -1: usage - there is no such case. */
+/**
+ * Returns how often a case was seen.
+ *
+ * @param domain      the domain
+ * @param case_index  the case, below the number of cases
+ * @return how often, 1 until it is set; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such case
+ */
 TV_API tv_number_t tv_domain_get_case_count(const tv_domain_t* domain, size_t case_index);
 
 /**
  * Notes a state of a discrete node in a case.
  *
- * Fails: usage - not discrete, or no such case or state; case_state_too_large - the state is 32768 or more;
- * no_memory.
+ * @param node        a discrete node
+ * @param case_index  the case, below the number of cases
+ * @param state       the state, below the number of states and at most 32767
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or there is no such case or state
+ * - tv_status_case_state_too_large: the state is 32768 or more
  */
 TV_API tv_status_t tv_node_set_case_state(tv_node_t* node, size_t case_index, size_t state);
 
-/** Notes a value of a continuous node in a case. Fails: usage - not continuous, not finite, no such case; no_memory. */
+/**
+ * Notes a value of a continuous node in a case.
+ *
+ * @param node        a continuous node
+ * @param case_index  the case, below the number of cases
+ * @param value       the value, in the unit of the node's values, finite
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, there is no such case, or `value` is NaN or infinite
+ */
 TV_API tv_status_t tv_node_set_case_value(tv_node_t* node, size_t case_index, double value);
 
-/** Makes a cell missing. Fails: usage - neither discrete nor continuous, or no such case. */
+/**
+ * Makes a node missing in a case.
+ *
+ * @param node        a discrete or continuous node
+ * @param case_index  the case, below the number of cases
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous, or there is no such case
+ */
 TV_API tv_status_t tv_node_unset_case(tv_node_t* node, size_t case_index);
 
-/** 1 if the cell is set, 0 if it is missing. Fails, returning -1: usage, as for tv_node_unset_case. */
+/**
+ * Tells whether a node has a state or value in a case.
+ *
+ * @param node        a discrete or continuous node
+ * @param case_index  the case, below the number of cases
+ * @return 1, or 0 where it is missing; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is neither discrete nor continuous, or there is no such case
+ */
 TV_API int tv_node_case_is_set(const tv_node_t* node, size_t case_index);
 
-/** The state in a case. Fails, returning all ones: usage - not discrete, or no such case; no_value - missing. */
+/**
+ * Returns the state of a discrete node in a case.
+ *
+ * @param node        a discrete node
+ * @param case_index  the case, below the number of cases
+ * @return the state; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, or there is no such case
+ * - tv_status_no_value: the node is missing in the case
+ */
 TV_API size_t tv_node_get_case_state(const tv_node_t* node, size_t case_index);
 
-/** The value in a case. Fails, returning -1.0: usage - not continuous, or no such case; no_value - missing. */
+/**
+ * Returns the value of a continuous node in a case.
+ *
+ * @param node        a continuous node
+ * @param case_index  the case, below the number of cases
+ * @return the value; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not continuous, or there is no such case
+ * - tv_status_no_value: the node is missing in the case
+ */
 TV_API double tv_node_get_case_value(const tv_node_t* node, size_t case_index);
 
-/** Makes a case the entered evidence: what it misses is retracted. Fails: usage - there is no such case. */
+/**
+ * Makes a case the entered evidence. Nodes that are missing in it have nothing entered then.
+ *
+ * @param domain      the domain
+ * @param case_index  the case, below the number of cases
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such case
+ */
 TV_API tv_status_t tv_domain_enter_case(tv_domain_t* domain, size_t case_index);
 
 /**
- * Writes the entered evidence to a file, one node a line.
+ * Writes the entered evidence to a file, one node a line. Nodes without a name get one (tv_node_get_name).
  *
- * Fails: usage - an argument is null; io - the file could not be opened or written; no_memory; locale.
+ * The file is written anew; after a failure it may be incomplete.
+ *
+ * @param domain     the domain
+ * @param file_name  the name of the file
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_io: the file could not be opened or written
+ * - tv_status_locale: the "C" locale could not be selected
  */
 TV_API tv_status_t tv_domain_save_case(tv_domain_t* domain, const char* file_name);
 
 /**
- * Retracts all findings and enters those of a file. The handler, which may be null, is told every message
- * with its line; after any error no finding is left.
+ * Retracts all findings of a domain and enters those of a file.
  *
- * Fails: usage - `domain` or `file_name` is null; io - the file could not be opened, read or closed; parse -
- * some finding is wrong; no_memory; locale.
+ * When the file cannot be opened, what is entered stays; after any later error no finding is left.
+ *
+ * @param domain        the domain
+ * @param file_name     the name of the file
+ * @param handler       is told every message; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_io: the file could not be opened, read or closed
+ * - tv_status_parse: some finding is wrong
+ * - tv_status_locale: the "C" locale could not be selected; what is entered stays
  */
-TV_API tv_status_t tv_domain_parse_case(tv_domain_t* domain, const char* file_name, tv_error_handler_t handler,
-                                        void* handler_data);
+TV_API tv_status_t tv_domain_parse_case(tv_domain_t* domain, const char* file_name,
+                                        tv_error_handler_t handler, void* handler_data);
 
 /**
  * Writes the stored cases to a file: a header with the names of the nodes that have any cell set (all nodes
- * if none has), then one case a line.
+ * if none has), then one case a line. Nodes without a name get one (tv_node_get_name).
  *
- * Fails: usage - an argument is null; io - the file could not be opened or written; no_memory; locale.
+ * The file is written anew; after a failure it may be incomplete.
+ *
+ * @param domain     the domain
+ * @param file_name  the name of the file
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_io: the file could not be opened or written
+ * - tv_status_locale: the "C" locale could not be selected
  */
 TV_API tv_status_t tv_domain_save_cases(tv_domain_t* domain, const char* file_name);
 
 /**
- * Replaces the stored cases by those of a file. The handler, which may be null, is told every message with its
- * line; after an error the stored cases are those of before.
+ * Replaces the stored cases of a domain by those of a file. After an error the stored cases are those of
+ * before.
  *
- * Fails: usage - `domain` or `file_name` is null; io - the file could not be opened, read or closed; parse -
- * the file breaks the rules; case_state_too_large; no_memory; locale.
+ * @param domain        the domain
+ * @param file_name     the name of the file
+ * @param handler       is told every message; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_io: the file could not be opened, read or closed
+ * - tv_status_parse: the file breaks the rules
+ * - tv_status_case_state_too_large: a state is 32768 or more
+ * - tv_status_locale: the "C" locale could not be selected
  */
-TV_API tv_status_t tv_domain_parse_cases(tv_domain_t* domain, const char* file_name, tv_error_handler_t handler,
-                                         void* handler_data);
+TV_API tv_status_t tv_domain_parse_cases(tv_domain_t* domain, const char* file_name,
+                                         tv_error_handler_t handler, void* handler_data);
 
 /** @} */
 
 /**
  * @defgroup random Random numbers
  * Each domain has a generator of its own: Knuth's floating-point lagged-Fibonacci generator (The Art of
- * Computer Programming, volume 2, section 3.6), of every 1009 numbers of which 100 are used. The same seed
- * gives the same sequence on every machine.
+ * Computer Programming, volume 2, section 3.6), of every 1009 numbers of which 100 are used. One seed gives
+ * one sequence, on every machine.
  * @{
  */
 
-/** Starts the generator anew from the low 30 bits of `seed`. A new domain is seeded with 310952. */
+/**
+ * Starts the random numbers of a domain anew. A new domain is seeded with 310952.
+ *
+ * @param domain  the domain
+ * @param seed    the seed, of which the low 30 bits count
+ * @return tv_status_none, or the code of a failure
+ */
 TV_API tv_status_t tv_domain_seed_random(tv_domain_t* domain, unsigned seed);
 
-/** The next number, uniform in [0, 1). -1.0 on failure. */
+/**
+ * Draws the next random number of a domain, uniform in [0, 1).
+ *
+ * @param domain  the domain
+ * @return the number; -1.0 on failure
+ */
 TV_API double tv_domain_get_uniform_deviate(tv_domain_t* domain);
 
 /**
- * A number of the normal distribution, by the ratio of uniforms (Kinderman & Monahan 1977). It draws from
- * the uniform sequence, as many numbers as it needs; a variance of 0 gives the mean and draws none.
+ * Draws a random number of the normal distribution, by the ratio of uniforms (Kinderman & Monahan 1977).
  *
- * Fails, returning -1.0: usage - the variance is negative, or either argument is NaN or infinite.
+ * It draws from the uniform sequence, as many numbers as it needs; a variance of 0 gives the mean and draws
+ * none.
+ *
+ * @param domain    the domain
+ * @param mean      the mean of the distribution, finite
+ * @param variance  its variance, finite and not negative
+ * @return the number; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the variance is negative, or either argument is NaN or infinite
  */
 TV_API double tv_domain_get_normal_deviate(tv_domain_t* domain, double mean, double variance);
 
