@@ -1,12 +1,13 @@
 // Arrays that are cut into parts: the numbers, and what is found out about them, are those of the array as a
 // whole, wherever in it the largest or the lost entry stands.
+#include "tables/array_kernels.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 
 #include "support/other_ways.h"
-#include "tables/array_kernels.h"
 
 namespace {
 
