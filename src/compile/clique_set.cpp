@@ -13,16 +13,16 @@ bool contains(const VertexSet& set, Vertex v) noexcept {
 
 }  // namespace
 
-bool CliqueSet::covers(const VertexSet& set) const noexcept {
+size_t CliqueSet::clique_over(const VertexSet& set) const noexcept {
   const Vertex rarest = *std::min_element(
       set.begin(), set.end(), [this](Vertex a, Vertex b) { return holders_[a].size() < holders_[b].size(); });
   for (const std::uint32_t i : holders_[rarest]) {
     const VertexSet& clique = cliques_[i];
     if (clique.size() >= set.size() && std::includes(clique.begin(), clique.end(), set.begin(), set.end())) {
-      return true;
+      return i;
     }
   }
-  return false;
+  return kNoClique;
 }
 
 size_t CliqueSet::only_clique_with(Vertex a, Vertex b) const noexcept {

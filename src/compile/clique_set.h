@@ -17,8 +17,8 @@ class CliqueSet {
   size_t size() const noexcept { return cliques_.size(); }
   const VertexSet& operator[](size_t i) const noexcept { return cliques_[i]; }
 
-  // Whether one of the cliques contains the (not empty) set.
-  bool covers(const VertexSet& set) const noexcept;
+  // A clique that contains the (not empty) set, or kNoClique.
+  size_t clique_over(const VertexSet& set) const noexcept;
 
   // The clique that holds both vertices when there is exactly one such clique.
   size_t only_clique_with(Vertex a, Vertex b) const noexcept;

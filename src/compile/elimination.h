@@ -7,14 +7,28 @@
 namespace tv {
 
 struct FillIn {
-  Vertex a, b;  // a < b
+  Vertex a, b;           // a < b
+  std::uint32_t clique;  // that was added with it
+};
+
+// When a vertex was eliminated, and the clique that held it and its remaining neighbours then.
+struct Departure {
+  std::uint32_t time = 0;
+  std::uint32_t clique = 0;
 };
 
 // The cliques and fill-ins of an elimination, in order of creation.
 struct Elimination {
-  explicit Elimination(size_t vertex_count) : cliques(vertex_count) {}
+  explicit Elimination(size_t vertex_count) : cliques(vertex_count), departures(vertex_count) {}
+
+  void depart(Vertex v, size_t clique) noexcept {
+    departures[v] = {departed++, static_cast<std::uint32_t>(clique)};
+  }
+
   CliqueSet cliques;
   std::vector<FillIn> fill_ins;
+  std::vector<Departure> departures;  // by vertex
+  std::uint32_t departed = 0;
 };
 
 // The host's chance to stop a long triangulation.

@@ -37,7 +37,7 @@ tv_status_t _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& tra
       for (auto b = rest; b != remaining.end(); ++b) {
         if (std::binary_search(list.begin(), list.begin() + static_cast<ptrdiff_t>(old_size), *b)) continue;
         trace_fill_in(trace, "Creating", graph, remaining[i], *b);
-        result.fill_ins.push_back({remaining[i], *b});
+        result.fill_ins.push_back({remaining[i], *b, static_cast<std::uint32_t>(result.cliques.size())});
         list.push_back(*b);
       }
       std::inplace_merge(list.begin(), list.begin() + static_cast<ptrdiff_t>(old_size), list.end());
@@ -45,7 +45,10 @@ tv_status_t _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& tra
     if (progress.stop_requested(Progress::kVertex)) return tv_status_error;
     VertexSet clique{v};
     clique.insert(clique.end(), remaining.begin(), remaining.end());
-    if (!result.cliques.covers(clique)) result.cliques.add(std::move(clique));
+    const size_t known = result.cliques.clique_over(clique);
+    const bool is_new = known == CliqueSet::kNoClique;
+    result.depart(v, is_new ? result.cliques.size() : known);
+    if (is_new) result.cliques.add(std::move(clique));
   }
   return tv_status_none;
 }
