@@ -27,6 +27,17 @@ const VertexSet& EliminationGraph::neighbors(Vertex v) {
   return record.neighbors;
 }
 
+VertexSet EliminationGraph::clique_of(Vertex v) {
+  const VertexSet& neighbors = this->neighbors(v);
+  const auto place = std::lower_bound(neighbors.begin(), neighbors.end(), v);
+  VertexSet clique;
+  clique.reserve(neighbors.size() + 1);
+  clique.assign(neighbors.begin(), place);
+  clique.push_back(v);
+  clique.insert(clique.end(), place, neighbors.end());
+  return clique;
+}
+
 void EliminationGraph::find_fill_ins(Vertex v, Progress& progress, Elimination& elimination) {
   const VertexSet& neighbors = this->neighbors(v);
   if (records_[v].missing_links == 0) {

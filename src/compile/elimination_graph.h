@@ -19,6 +19,7 @@ class EliminationGraph {
     return weighted_ ? record.fill_in_score : static_cast<double>(record.missing_links);
   }
   const VertexSet& neighbors(Vertex v);
+  VertexSet clique_of(Vertex v);  // with its neighbours
 
   // Elimination of a vertex, in three steps. The first one appends the links that its neighbours lack to the
   // fill-ins of the clique to be added, but leaves the graph and the scores alone; the second one adds them,

@@ -5,8 +5,6 @@
 // one met last first: the neighbours are met in vertex order, then the others in the order of the fill-ins
 // that touch them. Other ways to settle ties are as good on the average; this one does well on the networks
 // of the literature.
-#include <algorithm>
-
 #include "compile/elimination.h"
 #include "compile/elimination_graph.h"
 #include "compile/vertex_heap.h"
@@ -34,7 +32,7 @@ class GreedyEliminator {
   tv_status_t run() {
     while (!heap_.empty()) {
       const Vertex v = heap_.best();
-      VertexSet clique = clique_of(v);
+      VertexSet clique = graph_.clique_of(v);
       const size_t known = graph_.missing_links(v) > 0 ? kNoClique : result_.cliques.clique_over(clique);
       const bool is_new = known == kNoClique;
       if (is_new && clique.size() == heap_.size()) {
@@ -63,17 +61,6 @@ class GreedyEliminator {
     if (graph_.missing_links(v) == 0) return {-1.0, -1.0};
     const double clique = graph_.clique_score(v), fill_in = graph_.fill_in_score(v);
     return by_clique_ ? VertexScore{clique, fill_in} : VertexScore{fill_in, clique};
-  }
-
-  VertexSet clique_of(Vertex v) {
-    const VertexSet& neighbors = graph_.neighbors(v);
-    const auto place = std::lower_bound(neighbors.begin(), neighbors.end(), v);
-    VertexSet clique;
-    clique.reserve(neighbors.size() + 1);
-    clique.assign(neighbors.begin(), place);
-    clique.push_back(v);
-    clique.insert(clique.end(), place, neighbors.end());
-    return clique;
   }
 
   // Makes the neighbours of v, which the clique holds, adjacent to each other and takes v out. It leaves the

@@ -35,8 +35,8 @@ bool weighted_heuristics_are_useful(const VertexGraph& graph) noexcept {
 }
 
 // Of equally cheap results that of the earlier method is kept.
-tv_status_t try_all_greedy_methods(const VertexGraph& graph, Trace& trace, Progress& progress,
-                                   std::vector<VertexSet>& cliques) {
+tv_status_t try_all_greedy_methods(const VertexGraph& graph, const PrimeComponent& component, Trace& trace,
+                                   Progress& progress, std::vector<VertexSet>& cliques) {
   trace.text("\n    Using the best greedy heuristic for triangulation\n\n");
   Trace silent(nullptr);
   const bool try_weighted = weighted_heuristics_are_useful(graph);
@@ -46,8 +46,11 @@ tv_status_t try_all_greedy_methods(const VertexGraph& graph, Trace& trace, Progr
     const bool is_weighted = method == tv_method_clique_weight || method == tv_method_fill_in_weight;
     if (is_weighted && !try_weighted) continue;
     std::vector<VertexSet> found;
-    if (tv_status_t status = triangulate_by_elimination(graph, method, silent, progress, found))
+    if (method == tv_method_fill_in_size && !component.cliques.empty()) {
+      found = component.cliques;
+    } else if (tv_status_t status = triangulate_by_elimination(graph, method, silent, progress, found)) {
       return status;
+    }
     const double cost = cost_of_cliques(graph, found);
     if (!cliques.empty() && cost >= best_cost) continue;
     best_cost = cost;
@@ -67,24 +70,25 @@ void trace_component(const VertexGraph& graph, const VertexSet& component, Trace
 }
 
 // Appends the cliques of one component to `cliques`.
-tv_status_t triangulate_prime_component(const VertexGraph& graph, const VertexSet& component,
+tv_status_t triangulate_prime_component(const VertexGraph& graph, const PrimeComponent& component,
                                         tv_triangulation_method_t method, Trace& trace, Progress& progress,
                                         std::vector<VertexSet>& cliques) {
-  trace_component(graph, component, trace);
-  const VertexGraph induced = induced_graph(graph, component);
+  const VertexSet& vertices = component.vertices;
+  trace_component(graph, vertices, trace);
+  const VertexGraph induced = induced_graph(graph, vertices);
   if (induced.is_complete()) {
     trace.print("This component is a clique of cost %s\n",
-                CostText(compute_weight(graph, component)).c_str());
-    cliques.push_back(component);
+                CostText(compute_weight(graph, vertices)).c_str());
+    cliques.push_back(vertices);
     return tv_status_none;
   }
   std::vector<VertexSet> found;
   const tv_status_t status = method == tv_method_best_greedy
-                                 ? try_all_greedy_methods(induced, trace, progress, found)
+                                 ? try_all_greedy_methods(induced, component, trace, progress, found)
                                  : triangulate_by_elimination(induced, method, trace, progress, found);
   if (status) return status;
   for (VertexSet& clique : found) {
-    for (Vertex& v : clique) v = component[v];
+    for (Vertex& v : clique) v = vertices[v];
     cliques.push_back(std::move(clique));
   }
   return trace.status();
@@ -123,9 +127,9 @@ tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t m
                                Progress& progress, Triangulation& result) {
   result.graph = _tv_create_moral_graph(forest, participating_nodes(*forest.domain));
   trace.text("\n");
-  std::vector<VertexSet> components;
+  std::vector<PrimeComponent> components;
   if (tv_status_t status = find_prime_components(result.graph, progress, components)) return status;
-  for (const VertexSet& component : components) {
+  for (const PrimeComponent& component : components) {
     if (tv_status_t status =
             triangulate_prime_component(result.graph, component, method, trace, progress, result.cliques)) {
       return status;

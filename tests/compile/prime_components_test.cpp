@@ -72,14 +72,16 @@ TEST(PrimeComponents, AgreeWithTheirDefinition) {
       for (tv::Vertex b = 0; b < count; ++b)
         if (matrix[a][b]) graph.neighbors[a].push_back(b);
 
-    std::vector<tv::VertexSet> found;
+    std::vector<tv::PrimeComponent> found;
     tv::Progress progress(domain);
     ASSERT_EQ(tv::find_prime_components(graph, progress, found), tv_status_none);
     std::set<Set> components;
-    for (const tv::VertexSet& component : found) components.emplace(component.begin(), component.end());
+    for (const tv::PrimeComponent& component : found)
+      components.emplace(component.vertices.begin(), component.vertices.end());
     EXPECT_EQ(components, prime_components_by_definition(matrix));
     EXPECT_EQ(components.size(), found.size());
-    EXPECT_TRUE(std::is_sorted(found.begin(), found.end()));
+    EXPECT_TRUE(std::is_sorted(found.begin(), found.end(),
+                               [](const auto& a, const auto& b) { return a.vertices < b.vertices; }));
   }
 }
 
