@@ -1,4 +1,4 @@
-// Elimination of vertices: the greedy heuristics, and what every elimination leaves behind.
+// What every elimination of vertices leaves behind, and the removal of what it has added in vain.
 #pragma once
 
 #include "compile/clique_set.h"
@@ -53,14 +53,6 @@ class Progress {
   size_t work_ = 0;
   bool stopped_ = false;
 };
-
-// The word of a greedy method in the trace.
-const char* method_name(tv_triangulation_method_t method) noexcept;
-
-// Eliminates the vertices of `graph` greedily by a method from `clique_size` to `fill_in_weight`.
-// `error` when the host asked to stop.
-tv_status_t eliminate_greedily(const VertexGraph& graph, tv_triangulation_method_t method, Trace& trace,
-                               Progress& progress, Elimination& result);
 
 // Removes fill-ins until none is left whose removal would keep the graph chordal, so that the
 // triangulation is a minimal one. The cliques stay the maximal cliques of the filled graph. `error` when the

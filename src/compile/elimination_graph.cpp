@@ -15,20 +15,25 @@ constexpr double kFirstRounded = 9007199254740992.0;  // 2^53: products below it
 
 }  // namespace
 
-EliminationGraph::EliminationGraph(const VertexGraph& graph, bool weighted)
-    : weighted_(weighted), records_(graph.size()), rows_(graph.size()) {
+EliminationGraph::EliminationGraph(const VertexGraph& graph) : records_(graph.size()), rows_(graph.size()) {
   start_records(graph);
   subtract_links(graph);
 }
 
-const VertexSet& EliminationGraph::neighbors(Vertex v) {
+EliminationGraph::EliminationGraph(const EliminationGraph& start, bool weighted)
+    : weighted_(weighted), records_(start.records_), lists_(start.lists_), rows_(start.size()) {
+  if (weighted) return;
+  for (Record& record : records_) score_clique(record);
+}
+
+std::span<const Vertex> EliminationGraph::neighbors(Vertex v) noexcept {
   Record& record = records_[v];
-  if (record.neighbors.size() > record.degree) sweep(record);
-  return record.neighbors;
+  if (record.listed > record.degree) sweep(record);
+  return list(record);
 }
 
 VertexSet EliminationGraph::clique_of(Vertex v) {
-  const VertexSet& neighbors = this->neighbors(v);
+  const std::span<const Vertex> neighbors = this->neighbors(v);
   const auto place = std::lower_bound(neighbors.begin(), neighbors.end(), v);
   VertexSet clique;
   clique.reserve(neighbors.size() + 1);
@@ -39,16 +44,16 @@ VertexSet EliminationGraph::clique_of(Vertex v) {
 }
 
 void EliminationGraph::find_fill_ins(Vertex v, Progress& progress, Elimination& elimination) {
-  const VertexSet& neighbors = this->neighbors(v);
+  const std::span<const Vertex> neighbors = this->neighbors(v);
   if (records_[v].missing_links == 0) {
     rows_.start(v, {});
     return;
   }
   rows_.start(v, neighbors);
   for (size_t i = 0; i < neighbors.size(); ++i) {
-    const VertexSet& list = records_[neighbors[i]].neighbors;
-    if (progress.stop_requested(list.size())) return;
-    rows_.see(i, list);
+    const std::span<const Vertex> others = list(records_[neighbors[i]]);
+    if (progress.stop_requested(others.size())) return;
+    rows_.see(i, others);
   }
   rows_.find_missing();
   const auto clique = static_cast<std::uint32_t>(elimination.cliques.size());
@@ -145,7 +150,6 @@ double EliminationGraph::common_weight(BitRow a, BitRow b) const noexcept {
 void EliminationGraph::join_missing(size_t member) {
   Record& record = records_[rows_.vertex(member)];
   const Gain& gain = gains_[member];
-  VertexSet& list = record.neighbors;
   joined_.clear();
   rows_.for_each(rows_.missing(member), [&](size_t other) {
     const Record& joined = records_[rows_.vertex(other)];
@@ -153,23 +157,40 @@ void EliminationGraph::join_missing(size_t member) {
     record.continuous += joined.is_continuous;
     if (weighted_) record.product *= joined.states;
   });
-  size_t left = list.size(), end = left + joined_.size();
-  list.resize(end);
+  size_t left = record.listed;
+  lengthen_list(record, joined_.size());
+  const std::span<Vertex> merged = list(record);
+  size_t end = merged.size();
   for (size_t i = joined_.size(); i-- > 0;) {
-    while (left > 0 && list[left - 1] > joined_[i]) list[--end] = list[--left];
-    list[--end] = joined_[i];
+    while (left > 0 && merged[left - 1] > joined_[i]) merged[--end] = merged[--left];
+    merged[--end] = joined_[i];
   }
   record.degree += gain.links;
   record.neighbor_weight += gain.link_weight;
   record.product_is_rounded = record.product_is_rounded || record.product >= kFirstRounded;
 }
 
+void EliminationGraph::lengthen_list(Record& record, size_t more) {
+  const size_t length = record.listed + more;
+  if (length > record.room) {
+    const size_t first = lists_.size();
+    lists_.resize(first + 2 * length);
+    std::copy_n(lists_.begin() + static_cast<ptrdiff_t>(record.first), record.listed,
+                lists_.begin() + static_cast<ptrdiff_t>(first));
+    record.first = first;
+    record.room = static_cast<Vertex>(2 * length);
+  }
+  record.listed = static_cast<Vertex>(length);
+}
+
 void EliminationGraph::take_out(Vertex v) {
-  const VertexSet& neighbors = this->neighbors(v);
+  const std::span<const Vertex> neighbors = this->neighbors(v);
   const Record& gone = records_[v];
   rows_.forget(v);
   double clique_weight = gone.fill_weight;
-  for (const Vertex u : neighbors) clique_weight += records_[u].fill_weight;
+  if (weighted_) {
+    for (const Vertex u : neighbors) clique_weight += records_[u].fill_weight;
+  }
   for (const Vertex u : neighbors) {
     Record& record = records_[u];
     record.missing_links -= record.degree - neighbors.size();
@@ -182,7 +203,7 @@ void EliminationGraph::take_out(Vertex v) {
       record.product /= gone.states;
       record.continuous -= gone.is_continuous;
     }
-    if (record.neighbors.size() > 2 * record.degree + 8) sweep(record);
+    if (record.listed > 2 * record.degree + 8) sweep(record);
     if (record.product_is_rounded && record.degree <= kLongList) multiply_states(record);
     score_clique(record);
   }
@@ -190,13 +211,15 @@ void EliminationGraph::take_out(Vertex v) {
 
 // Drops the vertices that are gone from the neighbour list.
 void EliminationGraph::sweep(Record& record) noexcept {
-  std::erase_if(record.neighbors, [this](Vertex u) { return rows_.is_gone(u); });
+  const std::span<Vertex> all = list(record);
+  const auto end = std::remove_if(all.begin(), all.end(), [this](Vertex u) { return rows_.is_gone(u); });
+  record.listed = static_cast<Vertex>(end - all.begin());
   if (weighted_) multiply_states(record);
 }
 
 void EliminationGraph::multiply_states(Record& record) noexcept {
   record.product = record.states;
-  for (const Vertex u : record.neighbors) {
+  for (const Vertex u : list(record)) {
     if (!rows_.is_gone(u)) record.product *= records_[u].states;
   }
   record.product_is_rounded = record.product >= kFirstRounded;
@@ -208,23 +231,28 @@ void EliminationGraph::score_clique(Record& record) const noexcept {
 }
 
 void EliminationGraph::start_records(const VertexGraph& graph) {
-  for (Vertex v = 0; v < graph.size(); ++v) {
-    records_[v].is_continuous = is_continuous(*graph.nodes[v]);
-    records_[v].states = state_count(*graph.nodes[v]);
-    if (weighted_) records_[v].fill_weight = records_[v].states;
-  }
+  size_t total = 0;
+  for (const VertexSet& neighbors : graph.neighbors) total += neighbors.size();
+  lists_.reserve(total);
   for (Vertex v = 0; v < graph.size(); ++v) {
     Record& record = records_[v];
-    record.neighbors = graph.neighbors[v];
-    record.degree = record.neighbors.size();
+    const VertexSet& neighbors = graph.neighbors[v];
+    record.first = lists_.size();
+    record.listed = record.room = static_cast<Vertex>(neighbors.size());
+    lists_.insert(lists_.end(), neighbors.begin(), neighbors.end());
+    record.degree = neighbors.size();
+    record.is_continuous = is_continuous(*graph.nodes[v]);
+    record.states = record.fill_weight = state_count(*graph.nodes[v]);
+  }
+  for (Record& record : records_) {
     record.continuous = record.is_continuous;
     double squares = 0.0;
-    for (const Vertex u : record.neighbors) {
+    for (const Vertex u : list(record)) {
       record.neighbor_weight += records_[u].fill_weight;
       squares += records_[u].fill_weight * records_[u].fill_weight;
       record.continuous += records_[u].is_continuous;
     }
-    if (weighted_) multiply_states(record);
+    multiply_states(record);
     score_clique(record);
     record.missing_links = record.degree * (record.degree - 1) / 2;  // less the links that exist
     record.fill_in_score = (record.neighbor_weight * record.neighbor_weight - squares) / 2;
@@ -237,12 +265,20 @@ void EliminationGraph::subtract_links(const VertexGraph& graph) {
   const auto comes_first = [&](Vertex a, Vertex b) {
     return records_[a].degree != records_[b].degree ? records_[a].degree < records_[b].degree : a < b;
   };
-  std::vector<VertexSet> later(graph.size());
+  VertexSet later;  // of the neighbours of each vertex those that come later, list behind list
+  std::vector<size_t> ends;
+  later.reserve(lists_.size() / 2);
+  ends.reserve(graph.size());
   for (Vertex v = 0; v < graph.size(); ++v) {
     for (const Vertex u : graph.neighbors[v]) {
-      if (comes_first(v, u)) later[v].push_back(u);
+      if (comes_first(v, u)) later.push_back(u);
     }
+    ends.push_back(later.size());
   }
+  const auto later_of = [&](Vertex v) {
+    const size_t first = v == 0 ? 0 : ends[v - 1];
+    return std::span<const Vertex>(later.data() + first, ends[v] - first);
+  };
   // All that the innermost loop touches, close together.
   struct Corner {
     Vertex near = 0;  // v + 1 while the vertex comes later than its neighbour v
@@ -253,14 +289,14 @@ void EliminationGraph::subtract_links(const VertexGraph& graph) {
   std::vector<Corner> corners(graph.size());
   for (Vertex v = 0; v < graph.size(); ++v) corners[v].fill_weight = records_[v].fill_weight;
   for (Vertex v = 0; v < graph.size(); ++v) {
-    for (const Vertex u : later[v]) corners[u].near = v + 1;
+    for (const Vertex u : later_of(v)) corners[u].near = v + 1;
     Corner& first = corners[v];
-    for (const Vertex a : later[v]) {
+    for (const Vertex a : later_of(v)) {
       Corner& second = corners[a];
       const double product = first.fill_weight * second.fill_weight;
       size_t links = 0;
       double weight = 0.0;
-      for (const Vertex b : later[a]) {
+      for (const Vertex b : later_of(a)) {
         Corner& third = corners[b];
         if (third.near != v + 1) continue;
         ++links;

@@ -1,6 +1,8 @@
 // The graph that an elimination has left so far, with the scores of its vertices.
 #pragma once
 
+#include <span>
+
 #include "compile/elimination.h"
 #include "compile/link_rows.h"
 
@@ -8,8 +10,13 @@ namespace tv {
 
 class EliminationGraph {
  public:
+  // The whole graph. Its scores are formed here once for all eliminations, which start from copies.
+  explicit EliminationGraph(const VertexGraph& graph);
+
   // `weighted`: scores are products of state counts instead of numbers of vertices and links.
-  EliminationGraph(const VertexGraph& graph, bool weighted);
+  EliminationGraph(const EliminationGraph& start, bool weighted);
+
+  size_t size() const noexcept { return records_.size(); }
 
   size_t degree(Vertex v) const noexcept { return records_[v].degree; }
   size_t missing_links(Vertex v) const noexcept { return records_[v].missing_links; }  // among its neighbours
@@ -18,8 +25,8 @@ class EliminationGraph {
     const Record& record = records_[v];
     return weighted_ ? record.fill_in_score : static_cast<double>(record.missing_links);
   }
-  const VertexSet& neighbors(Vertex v);
-  VertexSet clique_of(Vertex v);  // with its neighbours
+  std::span<const Vertex> neighbors(Vertex v) noexcept;  // ascending; valid until links are added
+  VertexSet clique_of(Vertex v);                         // with its neighbours
 
   // Elimination of a vertex, in three steps. The first one appends the links that its neighbours lack to the
   // fill-ins of the clique to be added, but leaves the graph and the scores alone; the second one adds them,
@@ -34,7 +41,8 @@ class EliminationGraph {
   // The neighbour list may still hold vertices that are gone; they are swept out when they outnumber the
   // others. What only weighted scores need is left alone without them.
   struct Record {
-    VertexSet neighbors;
+    size_t first = 0;  // of the neighbours in the lists
+    Vertex listed = 0, room = 0;
     size_t degree = 0;             // remaining neighbours
     size_t missing_links = 0;      // pairs of remaining neighbours that are not adjacent
     double clique_score = 0.0;     // of the vertex and its neighbours
@@ -57,6 +65,10 @@ class EliminationGraph {
     double missing_weight = 0.0;
   };
 
+  std::span<Vertex> list(const Record& record) noexcept {
+    return {lists_.data() + record.first, record.listed};
+  }
+  void lengthen_list(Record& record, size_t more);
   void start_records(const VertexGraph& graph);
   void subtract_links(const VertexGraph& graph);
   void start_gains();
@@ -74,8 +86,9 @@ class EliminationGraph {
     Vertex vertex;
   };
 
-  bool weighted_;
+  bool weighted_ = true;
   std::vector<Record> records_;
+  VertexSet lists_;  // the neighbours of all vertices; a list that outgrows its room moves to the end
   LinkRows rows_;
   std::vector<Gain> gains_;  // by member
   std::vector<Touched> touched_;

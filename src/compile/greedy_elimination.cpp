@@ -5,8 +5,8 @@
 // one met last first: the neighbours are met in vertex order, then the others in the order of the fill-ins
 // that touch them. Other ways to settle ties are as good on the average; this one does well on the networks
 // of the literature.
-#include "compile/elimination.h"
-#include "compile/elimination_graph.h"
+#include "compile/greedy_elimination.h"
+
 #include "compile/vertex_heap.h"
 #include "network/node_operations.h"
 
@@ -19,14 +19,14 @@ bool is_weighted(tv_triangulation_method_t method) noexcept {
 
 class GreedyEliminator {
  public:
-  GreedyEliminator(const VertexGraph& graph, tv_triangulation_method_t method, Trace& trace,
-                   Progress& progress, Elimination& result)
+  GreedyEliminator(const VertexGraph& graph, const EliminationGraph& start, tv_triangulation_method_t method,
+                   Trace& trace, Progress& progress, Elimination& result)
       : vertices_(graph),
         by_clique_(method == tv_method_clique_size || method == tv_method_clique_weight),
         trace_(trace),
         progress_(progress),
         result_(result),
-        graph_(graph, is_weighted(method)),
+        graph_(start, is_weighted(method)),
         heap_(first_scores(graph.size())) {}
 
   tv_status_t run() {
@@ -67,7 +67,8 @@ class GreedyEliminator {
   // heap in between: what takes its place there is compared by the scores as they are then.
   void eliminate(Vertex v, size_t clique) {
     depart(v, clique);
-    changed_ = graph_.neighbors(v);
+    const std::span<const Vertex> neighbors = graph_.neighbors(v);
+    changed_.assign(neighbors.begin(), neighbors.end());
     add_fill_ins(v);
     graph_.link_neighbors(progress_, changed_);
     for (const Vertex u : changed_) heap_.set_score(u, score_of(u));
@@ -140,9 +141,15 @@ const char* method_name(tv_triangulation_method_t method) noexcept {
   return "";
 }
 
-tv_status_t eliminate_greedily(const VertexGraph& graph, tv_triangulation_method_t method, Trace& trace,
-                               Progress& progress, Elimination& result) {
-  return GreedyEliminator(graph, method, trace, progress, result).run();
+tv_status_t triangulate_greedily(const VertexGraph& graph, const EliminationGraph& start,
+                                 tv_triangulation_method_t method, Trace& trace, Progress& progress,
+                                 std::vector<VertexSet>& cliques) {
+  Elimination elimination(graph.size());
+  GreedyEliminator eliminator(graph, start, method, trace, progress, elimination);
+  if (tv_status_t status = eliminator.run()) return status;
+  if (tv_status_t status = _tv_remove_redundant_fill_ins(graph, elimination, trace, progress)) return status;
+  cliques = elimination.cliques.take();
+  return tv_status_none;
 }
 
 }  // namespace tv

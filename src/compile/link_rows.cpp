@@ -3,17 +3,17 @@
 
 namespace tv {
 
-void LinkRows::start(Vertex v, const VertexSet& members) {
+void LinkRows::start(Vertex v, std::span<const Vertex> members) {
   ++round_;
   members_ = members.size();
   words_ = (members_ + kBits - 1) / kBits;
-  vertices_ = members;
+  vertices_.assign(members.begin(), members.end());
   rows_.assign(members_ * words_, 0);
   for (std::uint32_t i = 0; i < members_; ++i) places_[members[i]] = {round_, i};
   forget(v);
 }
 
-void LinkRows::see(size_t member, const VertexSet& neighbors) {
+void LinkRows::see(size_t member, std::span<const Vertex> neighbors) {
   const size_t word = member / kBits;
   for (const Vertex w : neighbors) {
     Place& place = places_[w];

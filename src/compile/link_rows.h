@@ -4,6 +4,7 @@
 #pragma once
 
 #include <bit>
+#include <span>
 
 #include "compile/vertex_graph.h"
 
@@ -26,10 +27,10 @@ class LinkRows {
   explicit LinkRows(size_t vertex_count) : places_(vertex_count) {}
 
   // Starts anew with the neighbours of the next vertex, the members, which get the rows 0, 1, 2 ...
-  void start(Vertex v, const VertexSet& members);
+  void start(Vertex v, std::span<const Vertex> members);
 
   // Tells of the neighbours of a member; those that are gone are passed over.
-  void see(size_t member, const VertexSet& neighbors);
+  void see(size_t member, std::span<const Vertex> neighbors);
 
   // When all have been told of: finds the members that are not adjacent to each other.
   void find_missing();

@@ -1,13 +1,14 @@
 // Prime components. A vertex whose neighbours are all adjacent to each other makes a component with them, and
-// the others are those of the graph without it; once such vertices are gone, often one component is all that is
-// left. It is looked for in a junction tree of a minimal triangulation: two neighbouring cliques belong to the
-// same component exactly when their separator is not complete in the graph itself (Leimer 1993; Olesen and Madsen
-// 2002). Any minimal triangulation will do; that by fewest fill-ins is one which a whole component needs anyway.
+// the others are those of the graph without it; once such vertices are gone, often one component is all that
+// is left. It is looked for in a junction tree of a minimal triangulation: two neighbouring cliques belong to
+// the same component exactly when their separator is not complete in the graph itself (Leimer 1993; Olesen
+// and Madsen 2002). Any minimal triangulation will do; that by fewest fill-ins is one which a whole component
+// needs anyway.
 #include "compile/prime_components.h"
 
 #include <algorithm>
 
-#include "compile/elimination_graph.h"
+#include "compile/greedy_elimination.h"
 #include "compile/hypergraph_mcs.h"
 
 namespace tv {
@@ -36,7 +37,7 @@ class PrimeComponentFinder {
  private:
   // Takes out one vertex after the other whose neighbours are all adjacent to each other.
   tv_status_t peel() {
-    EliminationGraph rest(graph_, false);
+    EliminationGraph rest(graph_);
     VertexSet pending;
     for (Vertex v = 0; v < graph_.size(); ++v) {
       if (rest.missing_links(v) == 0) pending.push_back(v);
@@ -60,7 +61,7 @@ class PrimeComponentFinder {
   void add_unless_covered(VertexSet set) {
     if (complete_.clique_over(set) != CliqueSet::kNoClique) return;
     complete_.add(set);
-    components_.push_back({std::move(set), {}});
+    components_.push_back({std::move(set), {}, true});
   }
 
   // What can be reached from v without the vertices that have been found.
@@ -81,30 +82,26 @@ class PrimeComponentFinder {
   tv_status_t split(VertexSet rest) {
     const VertexGraph induced = induced_graph(graph_, rest);
     std::vector<VertexSet> cliques, parts;
-    if (tv_status_t status = triangulate(induced, cliques)) return status;
+    Trace silent(nullptr);
+    if (tv_status_t status = triangulate_greedily(induced, EliminationGraph(induced), tv_method_fill_in_size,
+                                                  silent, progress_, cliques)) {
+      return status;
+    }
     if (tv_status_t status = find_parts(induced, cliques, parts)) return status;
     if (parts.size() == 1) {
-      components_.push_back({std::move(rest), std::move(cliques)});
+      components_.push_back({std::move(rest), std::move(cliques), false});
       return tv_status_none;
     }
     for (VertexSet& part : parts) {
       std::sort(part.begin(), part.end());
       part.erase(std::unique(part.begin(), part.end()), part.end());
       for (Vertex& v : part) v = rest[v];
-      add_unless_covered(std::move(part));
+      if (graph_.is_complete(part)) {
+        add_unless_covered(std::move(part));
+      } else {
+        components_.push_back({std::move(part), {}, false});
+      }
     }
-    return tv_status_none;
-  }
-
-  tv_status_t triangulate(const VertexGraph& graph, std::vector<VertexSet>& cliques) {
-    Trace silent(nullptr);
-    Elimination elimination(graph.size());
-    if (tv_status_t status =
-            eliminate_greedily(graph, tv_method_fill_in_size, silent, progress_, elimination)) {
-      return status;
-    }
-    if (tv_status_t status = _tv_remove_redundant_fill_ins(graph, elimination, silent, progress_)) return status;
-    cliques = elimination.cliques.take();
     return tv_status_none;
   }
 

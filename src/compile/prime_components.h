@@ -10,6 +10,7 @@ struct PrimeComponent {
   VertexSet vertices;
   // Of the triangulation of the induced graph by fewest fill-ins, in its numbers; empty where nobody made it.
   std::vector<VertexSet> cliques;
+  bool is_complete;
 };
 
 // In ascending order of their vertices. `error` when the host asked to stop.

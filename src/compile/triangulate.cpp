@@ -7,19 +7,19 @@
 
 #include "api/boundary.h"
 #include "compile/compile_qualitatively.h"
+#include "compile/greedy_elimination.h"
 #include "compile/prime_components.h"
 #include "network/node_operations.h"
 
 namespace tv {
 namespace {
 
-tv_status_t triangulate_by_elimination(const VertexGraph& graph, tv_triangulation_method_t method,
-                                       Trace& trace, Progress& progress, std::vector<VertexSet>& cliques) {
+tv_status_t triangulate_by_elimination(const VertexGraph& graph, const EliminationGraph& start,
+                                       tv_triangulation_method_t method, Trace& trace, Progress& progress,
+                                       std::vector<VertexSet>& cliques) {
   trace.print("\n    Using minimum %s heuristic for triangulation:\n\n", method_name(method));
-  Elimination elimination(graph.size());
-  if (tv_status_t status = eliminate_greedily(graph, method, trace, progress, elimination)) return status;
-  if (tv_status_t status = _tv_remove_redundant_fill_ins(graph, elimination, trace, progress)) return status;
-  cliques = elimination.cliques.take();
+  if (tv_status_t status = triangulate_greedily(graph, start, method, trace, progress, cliques))
+    return status;
   trace.print("\nFound triangulation of prime component of cost %s\n",
               CostText(cost_of_cliques(graph, cliques)).c_str());
   return tv_status_none;
@@ -39,6 +39,7 @@ tv_status_t try_all_greedy_methods(const VertexGraph& graph, const PrimeComponen
                                    Progress& progress, std::vector<VertexSet>& cliques) {
   trace.text("\n    Using the best greedy heuristic for triangulation\n\n");
   Trace silent(nullptr);
+  const EliminationGraph start(graph);
   const bool try_weighted = weighted_heuristics_are_useful(graph);
   double best_cost = 0.0;
   for (const tv_triangulation_method_t method :
@@ -48,7 +49,8 @@ tv_status_t try_all_greedy_methods(const VertexGraph& graph, const PrimeComponen
     std::vector<VertexSet> found;
     if (method == tv_method_fill_in_size && !component.cliques.empty()) {
       found = component.cliques;
-    } else if (tv_status_t status = triangulate_by_elimination(graph, method, silent, progress, found)) {
+    } else if (tv_status_t status =
+                   triangulate_by_elimination(graph, start, method, silent, progress, found)) {
       return status;
     }
     const double cost = cost_of_cliques(graph, found);
@@ -75,17 +77,17 @@ tv_status_t triangulate_prime_component(const VertexGraph& graph, const PrimeCom
                                         std::vector<VertexSet>& cliques) {
   const VertexSet& vertices = component.vertices;
   trace_component(graph, vertices, trace);
-  const VertexGraph induced = induced_graph(graph, vertices);
-  if (induced.is_complete()) {
-    trace.print("This component is a clique of cost %s\n",
-                CostText(compute_weight(graph, vertices)).c_str());
+  if (component.is_complete) {
+    trace.print("This component is a clique of cost %s\n", CostText(compute_weight(graph, vertices)).c_str());
     cliques.push_back(vertices);
     return tv_status_none;
   }
+  const VertexGraph induced = induced_graph(graph, vertices);
   std::vector<VertexSet> found;
-  const tv_status_t status = method == tv_method_best_greedy
-                                 ? try_all_greedy_methods(induced, component, trace, progress, found)
-                                 : triangulate_by_elimination(induced, method, trace, progress, found);
+  const tv_status_t status =
+      method == tv_method_best_greedy
+          ? try_all_greedy_methods(induced, component, trace, progress, found)
+          : triangulate_by_elimination(induced, EliminationGraph(induced), method, trace, progress, found);
   if (status) return status;
   for (VertexSet& clique : found) {
     for (Vertex& v : clique) v = vertices[v];

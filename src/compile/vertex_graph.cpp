@@ -11,11 +11,6 @@ bool VertexGraph::adjacent(Vertex a, Vertex b) const noexcept {
   return std::binary_search(list.begin(), list.end(), a_is_smaller ? b : a);
 }
 
-bool VertexGraph::is_complete() const noexcept {
-  return std::all_of(neighbors.begin(), neighbors.end(),
-                     [this](const VertexSet& list) { return list.size() + 1 == size(); });
-}
-
 bool VertexGraph::is_complete(const VertexSet& set) const noexcept {
   for (size_t i = 0; i < set.size(); ++i) {
     for (size_t j = i + 1; j < set.size(); ++j) {

@@ -18,8 +18,7 @@ struct VertexGraph {
 
   size_t size() const noexcept { return nodes.size(); }
   bool adjacent(Vertex a, Vertex b) const noexcept;
-  bool is_complete() const noexcept;                      // all vertices adjacent to each other
-  bool is_complete(const VertexSet& set) const noexcept;  // the same of some of them
+  bool is_complete(const VertexSet& set) const noexcept;  // all of them adjacent to each other
 };
 
 // The number of states of a discrete vertex, 1 for a continuous one.

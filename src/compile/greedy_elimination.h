@@ -1,0 +1,17 @@
+// The greedy methods of elimination.
+#pragma once
+
+#include "compile/elimination_graph.h"
+
+namespace tv {
+
+// The word of a greedy method in the trace.
+const char* method_name(tv_triangulation_method_t method) noexcept;
+
+// Eliminates the vertices of `graph` greedily by a method from `clique_size` to `fill_in_weight`, and removes
+// redundant fill-ins. `error` when the host asked to stop.
+tv_status_t triangulate_greedily(const VertexGraph& graph, const EliminationGraph& start,
+                                 tv_triangulation_method_t method, Trace& trace, Progress& progress,
+                                 std::vector<VertexSet>& cliques);
+
+}  // namespace tv
