@@ -15,30 +15,33 @@ bool contains(const VertexSet& set, Vertex v) noexcept {
 
 size_t CliqueSet::clique_over(const VertexSet& set) const noexcept {
   const Vertex rarest = *std::min_element(
-      set.begin(), set.end(), [this](Vertex a, Vertex b) { return holders_[a].size() < holders_[b].size(); });
-  for (const std::uint32_t i : holders_[rarest]) {
-    const VertexSet& clique = cliques_[i];
-    if (clique.size() >= set.size() && std::includes(clique.begin(), clique.end(), set.begin(), set.end())) {
-      return i;
-    }
+      set.begin(), set.end(), [this](Vertex a, Vertex b) { return lists_[a].length < lists_[b].length; });
+  for (size_t i = lists_[rarest].newest; i != kNone; i = holders_[i].older) {
+    const VertexSet& clique = cliques_[holders_[i].clique];
+    if (clique.size() >= set.size() && std::includes(clique.begin(), clique.end(), set.begin(), set.end()))
+      return holders_[i].clique;
   }
   return kNoClique;
 }
 
 size_t CliqueSet::only_clique_with(Vertex a, Vertex b) const noexcept {
-  if (holders_[a].size() > holders_[b].size()) std::swap(a, b);
+  if (lists_[a].length > lists_[b].length) std::swap(a, b);
   size_t found = kNoClique;
-  for (const std::uint32_t i : holders_[a]) {  // few of which hold b
-    if (!contains(cliques_[i], b) || !contains(cliques_[i], a)) continue;
+  for (size_t i = lists_[a].newest; i != kNone; i = holders_[i].older) {  // few of which hold b
+    const VertexSet& clique = cliques_[holders_[i].clique];
+    if (!contains(clique, b) || !contains(clique, a)) continue;
     if (found != kNoClique) return kNoClique;
-    found = i;
+    found = holders_[i].clique;
   }
   return found;
 }
 
 void CliqueSet::add(VertexSet clique) {
-  const auto i = static_cast<std::uint32_t>(cliques_.size());
-  for (const Vertex v : clique) holders_[v].push_back(i);
+  const size_t i = cliques_.size();
+  for (const Vertex v : clique) {
+    holders_.push_back({i, lists_[v].newest});
+    lists_[v] = {holders_.size() - 1, lists_[v].length + 1};
+  }
   cliques_.push_back(std::move(clique));
 }
 

@@ -12,7 +12,7 @@ class CliqueSet {
  public:
   static constexpr size_t kNoClique = static_cast<size_t>(-1);
 
-  explicit CliqueSet(size_t vertex_count) : holders_(vertex_count) {}
+  explicit CliqueSet(size_t vertex_count) : lists_(vertex_count) {}
 
   size_t size() const noexcept { return cliques_.size(); }
   const VertexSet& operator[](size_t i) const noexcept { return cliques_[i]; }
@@ -24,9 +24,7 @@ class CliqueSet {
   size_t only_clique_with(Vertex a, Vertex b) const noexcept;
 
   // How many cliques that question looks into.
-  size_t looks_for(Vertex a, Vertex b) const noexcept {
-    return std::min(holders_[a].size(), holders_[b].size());
-  }
+  size_t looks_for(Vertex a, Vertex b) const noexcept { return std::min(lists_[a].length, lists_[b].length); }
 
   void add(VertexSet clique);
   void erase(size_t i) noexcept { cliques_[i].clear(); }  // leaves an empty set behind
@@ -36,10 +34,21 @@ class CliqueSet {
   std::vector<VertexSet> take();
 
  private:
+  // By vertex the cliques that hold it, the newest first, all lists in one block. A set that has shrunk or
+  // gone
+  // may still be listed; looking into it then shows that it does not hold the vertex.
+  struct List {
+    size_t newest = kNone;
+    size_t length = 0;
+  };
+  struct Holder {
+    size_t clique;
+    size_t older;
+  };
+
   std::vector<VertexSet> cliques_;
-  // By vertex, in order of addition. A set that has shrunk or gone may still be listed; looking into it
-  // then shows that it does not hold the vertex.
-  std::vector<std::vector<std::uint32_t>> holders_;
+  std::vector<List> lists_;
+  std::vector<Holder> holders_;
 };
 
 }  // namespace tv

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <span>
 
 namespace tv {
 namespace {
@@ -17,7 +18,8 @@ struct Candidate {
   size_t unvisited_discrete = 0;
   size_t unvisited_continuous = 0;
   bool taken = false;
-  std::vector<size_t> children;  // in the tree as built so far
+  // In the tree as built so far.
+  size_t child = kNone, sibling = kNone;
 };
 
 // What a bucket sorts by. An entry is stale once its candidate has moved to another bucket.
@@ -36,8 +38,32 @@ struct BucketEntry {
 
 // Members that some clique shared with earlier ones, and the lightest clique taken that contains them.
 struct KnownSeparator {
-  VertexSet members;
+  size_t first, size;  // of the members in their block
   size_t lightest;
+  size_t next;  // with the same newest member
+};
+
+// The cliques that hold a vertex, in their order; all lists in one block.
+class CliqueIndex {
+ public:
+  CliqueIndex(size_t vertex_count, const std::vector<VertexSet>& cliques) : first_(vertex_count + 1, 0) {
+    for (const VertexSet& clique : cliques) {
+      for (const Vertex v : clique) ++first_[v];
+    }
+    std::partial_sum(first_.begin(), first_.end(), first_.begin());
+    holders_.resize(first_.back());
+    for (size_t i = cliques.size(); i-- > 0;) {
+      for (const Vertex v : cliques[i]) holders_[--first_[v]] = i;
+    }
+  }
+
+  std::span<const size_t> of(Vertex v) const noexcept {
+    return {holders_.data() + first_[v], first_[v + 1] - first_[v]};
+  }
+
+ private:
+  std::vector<size_t> first_;  // by vertex
+  std::vector<size_t> holders_;
 };
 
 class HypergraphSearch {
@@ -46,8 +72,8 @@ class HypergraphSearch {
       : graph_(graph),
         cliques_(cliques),
         candidates_(cliques.size()),
-        holders_(graph.size()),
-        known_separators_(graph.size()),
+        holders_(graph.size(), cliques),
+        known_by_newest_(graph.size(), kNone),
         time_(graph.size(), 0),
         touched_mark_(cliques.size(), false) {
     result_.parent.assign(cliques.size(), CliqueOrder::kNoParent);
@@ -58,7 +84,6 @@ class HypergraphSearch {
     for (size_t i = 0; i < cliques.size(); ++i) {
       largest = std::max(largest, cliques[i].size());
       for (const Vertex v : cliques[i]) {
-        holders_[v].push_back(i);
         candidates_[i].weight *= state_count(*graph.nodes[v]);
         ++(is_continuous(v) ? candidates_[i].unvisited_continuous : candidates_[i].unvisited_discrete);
       }
@@ -140,62 +165,81 @@ class HypergraphSearch {
       if (!is_visited(v) && !is_continuous(v)) subset.push_back(v);
     }
     const Vertex rarest = *std::min_element(subset.begin(), subset.end(), [this](Vertex a, Vertex b) {
-      return holders_[a].size() < holders_[b].size();
+      return holders_.of(a).size() < holders_.of(b).size();
     });
-    return std::none_of(holders_[rarest].begin(), holders_[rarest].end(), [&](size_t other) {
+    const std::span<const size_t> others = holders_.of(rarest);
+    return std::none_of(others.begin(), others.end(), [&](size_t other) {
       const Candidate& candidate = candidates_[other];
       return other != i && !candidate.taken && candidate.visited == candidates_[i].visited &&
              candidate.unvisited_discrete > subset.size() && contains_all(cliques_[other], subset);
     });
   }
 
-  static bool contains_all(const VertexSet& set, const VertexSet& subset) noexcept {
+  static bool contains_all(std::span<const Vertex> set, std::span<const Vertex> subset) noexcept {
     return std::includes(set.begin(), set.end(), subset.begin(), subset.end());
   }
 
   // The clique below the one that numbered the newest of the visited members which is lightest among
   // those that contain them all. Cliques with the same separator share one search.
   void select_parent_clique(size_t i) {
-    VertexSet separator;
+    const size_t first = members_.size();
     for (const Vertex v : cliques_[i]) {
-      if (is_visited(v)) separator.push_back(v);
+      if (is_visited(v)) members_.push_back(v);
     }
+    const std::span<const Vertex> separator{members_.data() + first, members_.size() - first};
     if (separator.empty()) return;
     const Vertex newest = *std::max_element(separator.begin(), separator.end(),
                                             [this](Vertex a, Vertex b) { return time_[a] < time_[b]; });
-    KnownSeparator* known = nullptr;
-    for (KnownSeparator& candidate : known_separators_[newest]) {
-      if (candidate.members == separator) known = &candidate;
-    }
-    if (!known) {
+    size_t known = known_by_newest_[newest];
+    while (known != kNone && !std::ranges::equal(members_of(known_[known]), separator))
+      known = known_[known].next;
+    const bool is_new = known == kNone;
+    if (is_new) {
+      known = known_.size();
       const size_t lightest = search_subtree(result_.visited_by[newest], separator);
-      known = &known_separators_[newest].emplace_back(KnownSeparator{separator, lightest});
+      known_.push_back({first, separator.size(), lightest, known_by_newest_[newest]});
+      known_by_newest_[newest] = known;
     }
-    result_.parent[i] = known->lightest;
-    candidates_[known->lightest].children.push_back(i);
-    for (const Vertex v : separator) {
-      looks_ += known_separators_[v].size();
-      for (KnownSeparator& inner : known_separators_[v]) {
-        if (candidates_[i].weight < candidates_[inner.lightest].weight &&
-            contains_all(separator, inner.members)) {
-          inner.lightest = i;
-        }
+    adopt(known_[known].lightest, i);
+    for (const Vertex v : separator) prefer(i, separator, known_by_newest_[v]);
+    if (!is_new) members_.resize(first);
+  }
+
+  std::span<const Vertex> members_of(const KnownSeparator& separator) const noexcept {
+    return {members_.data() + separator.first, separator.size};
+  }
+
+  void adopt(size_t parent, size_t child) noexcept {
+    result_.parent[child] = parent;
+    candidates_[child].sibling = candidates_[parent].child;
+    candidates_[parent].child = child;
+  }
+
+  // From now on the clique is the lightest for the known separators of the list that are inside its own.
+  void prefer(size_t clique, std::span<const Vertex> separator, size_t known) noexcept {
+    for (; known != kNone; known = known_[known].next) {
+      ++looks_;
+      KnownSeparator& inner = known_[known];
+      if (candidates_[clique].weight < candidates_[inner.lightest].weight &&
+          contains_all(separator, members_of(inner))) {
+        inner.lightest = clique;
       }
     }
   }
 
-  size_t search_subtree(size_t top, const VertexSet& separator) {
+  size_t search_subtree(size_t top, std::span<const Vertex> separator) {
     size_t best = top;
-    std::vector<size_t> pending{top};
-    while (!pending.empty()) {
-      const size_t i = pending.back();
-      pending.pop_back();
-      looks_ += (candidates_[i].children.size() + 1) * separator.size();
+    pending_.assign(1, top);
+    while (!pending_.empty()) {
+      const size_t i = pending_.back();
+      pending_.pop_back();
+      looks_ += separator.size();
       const double weight = candidates_[i].weight;
       const double best_weight = candidates_[best].weight;
       if (weight < best_weight || (weight == best_weight && position(i) < position(best))) best = i;
-      for (const size_t child : candidates_[i].children) {
-        if (contains_all(cliques_[child], separator)) pending.push_back(child);
+      for (size_t child = candidates_[i].child; child != kNone; child = candidates_[child].sibling) {
+        looks_ += separator.size();
+        if (contains_all(cliques_[child], separator)) pending_.push_back(child);
       }
     }
     return best;
@@ -211,19 +255,21 @@ class HypergraphSearch {
   }
 
   void visit_members(size_t i) {
-    VertexSet unvisited;
+    unvisited_.clear();
     for (const Vertex v : cliques_[i]) {
-      if (!is_visited(v)) unvisited.push_back(v);
+      if (!is_visited(v)) unvisited_.push_back(v);
     }
-    std::stable_sort(unvisited.begin(), unvisited.end(),
-                     [this](Vertex a, Vertex b) { return holders_[a].size() > holders_[b].size(); });
+    std::sort(unvisited_.begin(), unvisited_.end(), [this](Vertex a, Vertex b) {
+      const size_t of_a = holders_.of(a).size(), of_b = holders_.of(b).size();
+      return of_a != of_b ? of_a > of_b : a < b;
+    });
     touched_.clear();
-    for (const Vertex v : unvisited) {
+    for (const Vertex v : unvisited_) {
       time_[v] = ++clock_;
       result_.visited_by[v] = i;
       result_.number[v] = is_continuous(v) ? discrete_count_ + ++continuous_numbers_ : ++discrete_numbers_;
-      looks_ += holders_[v].size();
-      for (const size_t holder : holders_[v]) {
+      looks_ += holders_.of(v).size();
+      for (const size_t holder : holders_.of(v)) {
         Candidate& candidate = candidates_[holder];
         ++candidate.visited;
         --(is_continuous(v) ? candidate.unvisited_continuous : candidate.unvisited_discrete);
@@ -241,10 +287,14 @@ class HypergraphSearch {
   const VertexGraph& graph_;
   const std::vector<VertexSet>& cliques_;
   std::vector<Candidate> candidates_;
-  std::vector<std::vector<size_t>> holders_;                   // by vertex
-  std::vector<std::vector<KnownSeparator>> known_separators_;  // by their newest member
-  std::vector<std::vector<BucketEntry>> buckets_;              // heaps, by number of visited members
-  std::vector<size_t> time_;                                   // by vertex: 1, 2 ... ; 0 while unvisited
+  CliqueIndex holders_;
+  std::vector<KnownSeparator> known_;
+  std::vector<size_t> known_by_newest_;            // by vertex: the head of a list
+  VertexSet members_;                              // of the known separators
+  std::vector<std::vector<BucketEntry>> buckets_;  // heaps, by number of visited members
+  std::vector<size_t> time_;                       // by vertex: 1, 2 ... ; 0 while unvisited
+  std::vector<size_t> pending_;                    // of the present search
+  VertexSet unvisited_;                            // members of the present clique
   std::vector<bool> touched_mark_;
   std::vector<size_t> touched_;
   size_t looks_ = 0;  // at lists, since the last report
@@ -255,14 +305,11 @@ class HypergraphSearch {
 }  // namespace
 
 bool cliques_cover_graph(const VertexGraph& graph, const std::vector<VertexSet>& cliques) {
-  std::vector<std::vector<size_t>> holders(graph.size());
-  for (size_t i = 0; i < cliques.size(); ++i) {
-    for (const Vertex v : cliques[i]) holders[v].push_back(i);
-  }
+  const CliqueIndex holders(graph.size(), cliques);
   std::vector<Vertex> mark(graph.size(), 0);  // v + 1 for the vertices that share a clique with v
   for (Vertex v = 0; v < graph.size(); ++v) {
-    if (holders[v].empty()) return false;
-    for (const size_t i : holders[v]) {
+    if (holders.of(v).empty()) return false;
+    for (const size_t i : holders.of(v)) {
       for (const Vertex u : cliques[i]) mark[u] = v + 1;
     }
     for (const Vertex u : graph.neighbors[v]) {
