@@ -231,12 +231,10 @@ void EliminationGraph::score_clique(Record& record) const noexcept {
 }
 
 void EliminationGraph::start_records(const VertexGraph& graph) {
-  size_t total = 0;
-  for (const VertexSet& neighbors : graph.neighbors) total += neighbors.size();
-  lists_.reserve(total);
+  lists_.reserve(graph.link_ends());
   for (Vertex v = 0; v < graph.size(); ++v) {
     Record& record = records_[v];
-    const VertexSet& neighbors = graph.neighbors[v];
+    const std::span<const Vertex> neighbors = graph.neighbors(v);
     record.first = lists_.size();
     record.listed = record.room = static_cast<Vertex>(neighbors.size());
     lists_.insert(lists_.end(), neighbors.begin(), neighbors.end());
@@ -270,7 +268,7 @@ void EliminationGraph::subtract_links(const VertexGraph& graph) {
   later.reserve(lists_.size() / 2);
   ends.reserve(graph.size());
   for (Vertex v = 0; v < graph.size(); ++v) {
-    for (const Vertex u : graph.neighbors[v]) {
+    for (const Vertex u : graph.neighbors(v)) {
       if (comes_first(v, u)) later.push_back(u);
     }
     ends.push_back(later.size());

@@ -312,7 +312,7 @@ bool cliques_cover_graph(const VertexGraph& graph, const std::vector<VertexSet>&
     for (const size_t i : holders.of(v)) {
       for (const Vertex u : cliques[i]) mark[u] = v + 1;
     }
-    for (const Vertex u : graph.neighbors[v]) {
+    for (const Vertex u : graph.neighbors(v)) {
       if (mark[u] != v + 1) return false;
     }
   }

@@ -20,6 +20,7 @@ class PrimeComponentFinder {
       : graph_(graph),
         progress_(progress),
         components_(components),
+        induce_(graph),
         complete_(graph.size()),
         is_found_(graph.size(), false) {}
 
@@ -69,7 +70,7 @@ class PrimeComponentFinder {
     VertexSet rest{v};
     is_found_[v] = true;
     for (size_t i = 0; i < rest.size(); ++i) {
-      for (const Vertex u : graph_.neighbors[rest[i]]) {
+      for (const Vertex u : graph_.neighbors(rest[i])) {
         if (is_found_[u]) continue;
         is_found_[u] = true;
         rest.push_back(u);
@@ -80,7 +81,7 @@ class PrimeComponentFinder {
   }
 
   tv_status_t split(VertexSet rest) {
-    const VertexGraph induced = induced_graph(graph_, rest);
+    const VertexGraph induced = induce_(rest);
     std::vector<VertexSet> cliques, parts;
     Trace silent(nullptr);
     if (tv_status_t status = triangulate_greedily(induced, EliminationGraph(induced), tv_method_fill_in_size,
@@ -131,6 +132,7 @@ class PrimeComponentFinder {
   const VertexGraph& graph_;
   Progress& progress_;
   std::vector<PrimeComponent>& components_;
+  InducedGraphs induce_;
   CliqueSet complete_;          // the complete components found so far
   std::vector<bool> is_found_;  // by vertex: it is in a component, or in the part that is being split
 };

@@ -72,9 +72,9 @@ void trace_component(const VertexGraph& graph, const VertexSet& component, Trace
 }
 
 // Appends the cliques of one component to `cliques`.
-tv_status_t triangulate_prime_component(const VertexGraph& graph, const PrimeComponent& component,
-                                        tv_triangulation_method_t method, Trace& trace, Progress& progress,
-                                        std::vector<VertexSet>& cliques) {
+tv_status_t triangulate_prime_component(const VertexGraph& graph, InducedGraphs& induce,
+                                        const PrimeComponent& component, tv_triangulation_method_t method,
+                                        Trace& trace, Progress& progress, std::vector<VertexSet>& cliques) {
   const VertexSet& vertices = component.vertices;
   trace_component(graph, vertices, trace);
   if (component.is_complete) {
@@ -82,7 +82,7 @@ tv_status_t triangulate_prime_component(const VertexGraph& graph, const PrimeCom
     cliques.push_back(vertices);
     return tv_status_none;
   }
-  const VertexGraph induced = induced_graph(graph, vertices);
+  const VertexGraph induced = induce(vertices);
   std::vector<VertexSet> found;
   const tv_status_t status =
       method == tv_method_best_greedy
@@ -131,9 +131,10 @@ tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t m
   trace.text("\n");
   std::vector<PrimeComponent> components;
   if (tv_status_t status = find_prime_components(result.graph, progress, components)) return status;
+  InducedGraphs induce(result.graph);
   for (const PrimeComponent& component : components) {
-    if (tv_status_t status =
-            triangulate_prime_component(result.graph, component, method, trace, progress, result.cliques)) {
+    if (tv_status_t status = triangulate_prime_component(result.graph, induce, component, method, trace,
+                                                         progress, result.cliques)) {
       return status;
     }
   }

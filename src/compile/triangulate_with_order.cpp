@@ -22,7 +22,7 @@ tv_status_t _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& tra
                                             Elimination& result) {
   std::vector<VertexSet> later(graph.size());
   for (Vertex v = 0; v < graph.size(); ++v) {
-    const VertexSet& all = graph.neighbors[v];
+    const std::span<const Vertex> all = graph.neighbors(v);
     later[v].assign(std::upper_bound(all.begin(), all.end(), v), all.end());
   }
   VertexSet joined;

@@ -6,8 +6,8 @@
 namespace tv {
 
 bool VertexGraph::adjacent(Vertex a, Vertex b) const noexcept {
-  const bool a_is_smaller = neighbors[a].size() <= neighbors[b].size();
-  const VertexSet& list = neighbors[a_is_smaller ? a : b];
+  const bool a_is_smaller = neighbors(a).size() <= neighbors(b).size();
+  const std::span<const Vertex> list = neighbors(a_is_smaller ? a : b);
   return std::binary_search(list.begin(), list.end(), a_is_smaller ? b : a);
 }
 
@@ -18,6 +18,12 @@ bool VertexGraph::is_complete(const VertexSet& set) const noexcept {
     }
   }
   return true;
+}
+
+void VertexGraph::reserve(size_t vertices, size_t link_ends) {
+  nodes.reserve(vertices);
+  ends_.reserve(vertices + 1);
+  links_.reserve(link_ends);
 }
 
 double compute_weight(const VertexGraph& graph, const VertexSet& set) noexcept {
@@ -38,45 +44,42 @@ double cost_of_cliques(const VertexGraph& graph, const std::vector<VertexSet>& c
 
 VertexGraph _tv_create_moral_graph(const Forest& forest, const NodeList& nodes) {
   VertexGraph graph;
+  graph.reserve(nodes.size(), forest.moral_neighbors.size());
   graph.nodes.assign(nodes.begin(), nodes.end());
   std::vector<Vertex> vertex_of(forest.nodes.size());
   for (Vertex v = 0; v < graph.size(); ++v) vertex_of[graph.nodes[v]->number - 1] = v;
-  graph.neighbors.resize(graph.size());
-  for (Vertex v = 0; v < graph.size(); ++v) {
-    Node* const* const moral = forest.nodes[graph.nodes[v]->number - 1].moral_neighbors;
-    Node* const* end = moral;
-    while (*end) ++end;
-    VertexSet& list = graph.neighbors[v];
-    list.reserve(static_cast<size_t>(end - moral));
-    for (Node* const* neighbor = moral; neighbor != end; ++neighbor)
-      list.push_back(vertex_of[(*neighbor)->number - 1]);
-    std::sort(list.begin(), list.end());
+  for (const Node* node : nodes) {
+    for (Node* const* moral = forest.nodes[node->number - 1].moral_neighbors; *moral; ++moral)
+      graph.add_neighbor(vertex_of[(*moral)->number - 1]);
+    graph.end_neighbors();
   }
   return graph;
 }
 
-VertexGraph induced_graph(const VertexGraph& graph, const VertexSet& set) {
+VertexGraph InducedGraphs::operator()(const VertexSet& set) {
   VertexGraph induced;
   const size_t count = set.size();
-  induced.nodes.reserve(count);
-  induced.neighbors.resize(count);
+  size_t link_ends = 0;
   for (Vertex i = 0; i < count; ++i) {
-    induced.nodes.push_back(graph.nodes[set[i]]);
-    const VertexSet& all = graph.neighbors[set[i]];
-    VertexSet& list = induced.neighbors[i];
+    number_[set[i]] = i;
+    link_ends += std::min(graph_.neighbors(set[i]).size(), count);
+  }
+  induced.reserve(count, link_ends);
+  for (const Vertex v : set) {
+    induced.nodes.push_back(graph_.nodes[v]);
+    const std::span<const Vertex> all = graph_.neighbors(v);
     if (all.size() / 16 < count) {
-      auto position = set.begin();
-      for (const Vertex v : all) {
-        position = std::lower_bound(position, set.end(), v);
-        if (position == set.end()) break;
-        if (*position == v) list.push_back(static_cast<Vertex>(position - set.begin()));
+      for (const Vertex u : all) {
+        if (number_[u] != kOutside) induced.add_neighbor(number_[u]);
       }
     } else {
       for (Vertex j = 0; j < count; ++j) {
-        if (std::binary_search(all.begin(), all.end(), set[j])) list.push_back(j);
+        if (std::binary_search(all.begin(), all.end(), set[j])) induced.add_neighbor(j);
       }
     }
+    induced.end_neighbors();
   }
+  for (const Vertex v : set) number_[v] = kOutside;
   return induced;
 }
 

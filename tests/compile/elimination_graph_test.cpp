@@ -23,13 +23,13 @@ Matrix random_matrix(std::mt19937& random, size_t count, double links) {
 // A graph over nodes with 1 to 5 states, some of them continuous.
 struct WeightedGraph {
   WeightedGraph(std::mt19937& random, Matrix links) : matrix(std::move(links)), nodes(matrix.size()) {
-    graph.neighbors.resize(matrix.size());
     for (tv::Vertex v = 0; v < matrix.size(); ++v) {
       if (random() % 5 == 0) nodes[v].kind = tv_kind_continuous;
       nodes[v].number_of_states = 1 + random() % 5;
       graph.nodes.push_back(&nodes[v]);
       for (tv::Vertex u = 0; u < matrix.size(); ++u)
-        if (matrix[v][u]) graph.neighbors[v].push_back(u);
+        if (matrix[v][u]) graph.add_neighbor(u);
+      graph.end_neighbors();
     }
   }
 

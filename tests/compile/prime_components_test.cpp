@@ -63,14 +63,15 @@ TEST(PrimeComponents, AgreeWithTheirDefinition) {
     Matrix matrix = world::no_links(count);
     tv::VertexGraph graph;
     graph.nodes.assign(count, &binary);
-    graph.neighbors.resize(count);
     const size_t density = 1 + random() % 5;
     for (size_t a = 0; a < count; ++a)
       for (size_t b = 0; b < a; ++b)
         if (random() % 6 < density) world::join(matrix, a, b);
-    for (tv::Vertex a = 0; a < count; ++a)
+    for (tv::Vertex a = 0; a < count; ++a) {
       for (tv::Vertex b = 0; b < count; ++b)
-        if (matrix[a][b]) graph.neighbors[a].push_back(b);
+        if (matrix[a][b]) graph.add_neighbor(b);
+      graph.end_neighbors();
+    }
 
     std::vector<tv::PrimeComponent> found;
     tv::Progress progress(domain);
