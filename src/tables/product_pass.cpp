@@ -227,8 +227,9 @@ void ProductPass::run_blocks(const Shape& shape, void (ProductPass::*run_one)(si
 
 void ProductPass::run(const Shape& shape) noexcept {
   const FloatEnvironment environment;
-  run_blocks(shape, &ProductPass::run_block);
-  is_wide = range_flags() != 0;
+  is_wide = std::any_of(factors.begin(), factors.end(), [](const PassOperand& f) { return f.exponents; });
+  if (!is_wide) run_blocks(shape, &ProductPass::run_block);
+  is_wide |= range_flags() != 0;
   if (!is_wide) return;
   run_blocks(shape, &ProductPass::clear_targets);
   run_blocks(shape, &ProductPass::run_wide_block);

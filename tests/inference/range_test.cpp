@@ -223,6 +223,37 @@ TEST(Range, ExtremeNetworksEqualEnumeration) {
   EXPECT_GT(answered, 400u);
 }
 
+// What serves a set of observed nodes again was made for numbers that were harmless.
+TEST(Range, ExtremeLikelihoodsOfTheSameNodesAgain) {
+  size_t answered = 0;
+  for (uint64_t seed = 0; seed < 200; ++seed) {
+    SCOPED_TRACE(seed);
+    Generator random(seed);
+    const DomainOwner domain =
+        random_network(random, Values::positive, {.max_nodes = 10, .max_states = 3, .max_parents = 2});
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    const tv_equilibrium_t equilibrium = random.chance(0.7) ? tv_equilibrium_sum : tv_equilibrium_max;
+    std::vector<tv_node_t*> observed;
+    for (tv_node_t* node : nodes_of(domain.get()))
+      if (random.chance(0.7)) observed.push_back(node);
+    for (size_t step = 0; step < 5; ++step) {
+      tv_domain_initialize(domain.get());
+      const double range = step < 3 ? 1.0 : 37.0;
+      for (tv_node_t* node : observed) {
+        std::vector<float> finding(tv_node_get_number_of_states(node));
+        const double largest = node == observed[0] ? range - 7.0 : 0.0;
+        for (float& each : finding)
+          each = static_cast<float>(std::pow(10.0, largest - range * random.uniform()));
+        enter_findings(node, finding);
+      }
+      ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, tv_evidence_normal), tv_status_none);
+      ++answered;
+      ASSERT_EQ(wrong_answer(domain.get(), equilibrium, tv_evidence_normal, true), "");
+    }
+  }
+  EXPECT_EQ(answered, 1000u);
+}
+
 // A grid of binary nodes whose neighbours all but agree, and findings that say the opposite: eliminated
 // column by column in long double with an exponent of its own for each entry.
 TEST(Range, GridsOfContradictions) {
