@@ -5,7 +5,7 @@
 #include <tuple>
 
 #include "compile/junction_forest.h"
-#include "network/chain_graph.h"
+#include "network/links/chain_graph.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"
 

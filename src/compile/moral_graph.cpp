@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "network/chain_graph.h"
+#include "network/links/chain_graph.h"
 #include "network/node_operations.h"
 
 namespace tv {

@@ -1,5 +1,5 @@
 // What function nodes are computed from: the results of the last propagation. Declared here for the
-// evaluation of expressions; the answers are given by inference (inference/function_values.cpp).
+// evaluation of expressions; the answers are given by inference (inference/answers/function_values.cpp).
 // None of these stores a status. `no_equilibrium` and `not_compiled` say that there are no results,
 // `computation_failed` that they do not determine what is asked for.
 #pragma once

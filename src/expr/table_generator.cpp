@@ -17,7 +17,7 @@
 #include "network/node_tables.h"
 #include "network/progress.h"
 #include "network/refusals.h"
-#include "tables/number_bounds.h"
+#include "tables/kernels/number_bounds.h"
 #include "tables/table_numbers.h"
 
 namespace tv {

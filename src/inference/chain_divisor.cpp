@@ -9,7 +9,7 @@
 #include <limits>
 
 #include "inference/engine.h"
-#include "tables/number_bounds.h"
+#include "tables/kernels/number_bounds.h"
 
 namespace tv {
 namespace {

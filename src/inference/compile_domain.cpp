@@ -2,11 +2,11 @@
 // report of the beliefs.
 
 #include "api/boundary.h"
+#include "inference/answers/potential_report.h"
+#include "inference/answers/report_beliefs.h"
 #include "inference/engine.h"
 #include "inference/memory_need.h"
-#include "inference/potential_report.h"
 #include "inference/propagate.h"
-#include "inference/report_beliefs.h"
 #include "text/trace.h"
 
 namespace tv {

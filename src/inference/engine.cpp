@@ -4,13 +4,13 @@
 
 #include <algorithm>
 
-#include "inference/clique_view.h"
+#include "inference/answers/clique_view.h"
 #include "inference/evidence/evidence.h"
 #include "inference/gaussian/cg_engine.h"
 #include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/schedule_cache.h"
 #include "inference/utility/utility_engine.h"
-#include "tables/parallel.h"
+#include "tables/kernels/parallel.h"
 
 namespace tv {
 namespace {

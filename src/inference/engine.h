@@ -20,7 +20,7 @@
 #include "inference/fixed_list.h"
 #include "inference/kept_tables.h"
 #include "inference/schedule/schedule.h"
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 namespace tv {
 

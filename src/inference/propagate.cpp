@@ -9,6 +9,7 @@
 
 #include "api/boundary.h"
 #include "api/float_environment.h"
+#include "inference/answers/queries.h"
 #include "inference/calibrate_tables.h"
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/evidence/absorb_evidence.h"
@@ -18,7 +19,6 @@
 #include "inference/extended/propagate_extended.h"
 #include "inference/gaussian/cg_engine.h"
 #include "inference/model_tables.h"
-#include "inference/queries.h"
 #include "inference/range.h"
 #include "inference/reset.h"
 #include "inference/schedule/lazy_clique.h"

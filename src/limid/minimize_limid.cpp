@@ -9,7 +9,7 @@
 #include "api/boundary.h"
 #include "compile/junction_forest.h"
 #include "limid/limid_graph.h"
-#include "network/links.h"
+#include "network/links/links.h"
 
 namespace tv {
 namespace {

@@ -6,14 +6,14 @@
 #include <algorithm>
 
 #include "api/boundary.h"
+#include "inference/answers/queries.h"
 #include "inference/engine.h"
 #include "inference/evidence/evidence.h"
 #include "inference/propagate.h"
-#include "inference/queries.h"
 #include "inference/reset.h"
 #include "inference/utility/utility_engine.h"
 #include "limid/minimize_limid.h"
-#include "network/links.h"
+#include "network/links/links.h"
 #include "network/node_operations.h"
 #include "network/progress.h"
 #include "tables/table_operations.h"

@@ -6,7 +6,7 @@
 #include "expr/model.h"
 #include "expr/parse_expression.h"
 #include "net/parser.h"
-#include "network/links.h"
+#include "network/links/links.h"
 
 namespace tv {
 tv_status_t NetParser::check_model_is_allowed(const Potential& potential) {

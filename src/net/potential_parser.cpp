@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "net/parser.h"
-#include "network/chain_graph.h"
-#include "network/links.h"
+#include "network/links/chain_graph.h"
+#include "network/links/links.h"
 #include "network/node_tables.h"
 
 namespace tv {

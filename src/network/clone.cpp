@@ -6,7 +6,7 @@
 
 #include "api/boundary.h"
 #include "network/domain.h"
-#include "network/link_changes.h"
+#include "network/links/link_changes.h"
 #include "network/name_table.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"

@@ -23,7 +23,7 @@ struct NodeCounters {
   size_t discrete = 0, continuous = 0;
 };
 
-// A potential over nodes joined by undirected links, see network/chain_graph.h.
+// A potential over nodes joined by undirected links, see network/links/chain_graph.h.
 struct ChainPotential {
   NodeList children;
   std::unique_ptr<Table> table;  // over the shared parents, then the children

@@ -2,10 +2,10 @@
 #include <utility>
 
 #include "api/boundary.h"
-#include "network/chain_graph.h"
 #include "network/domain.h"
-#include "network/link_changes.h"
-#include "network/links.h"
+#include "network/links/chain_graph.h"
+#include "network/links/link_changes.h"
+#include "network/links/links.h"
 #include "network/name_table.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"

@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "network/domain.h"
-#include "tables/index_map.h"
-#include "tables/parallel.h"
+#include "tables/kernels/index_map.h"
+#include "tables/kernels/parallel.h"
 #include "tables/table_operations.h"
 
 namespace tv {

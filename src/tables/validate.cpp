@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "network/refusals.h"
-#include "tables/number_bounds.h"
+#include "tables/kernels/number_bounds.h"
 #include "tables/table_operations.h"
 
 namespace tv {

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "inference/beliefs.h"
+#include "inference/answers/beliefs.h"
 #include "inference/evidence/evidence.h"
 #include "support/builders.h"
 

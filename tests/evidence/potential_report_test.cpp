@@ -1,5 +1,5 @@
 // The report of suspicious potentials, as exact text.
-#include "inference/potential_report.h"
+#include "inference/answers/potential_report.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The report of beliefs, as exact text.
-#include "inference/report_beliefs.h"
+#include "inference/answers/report_beliefs.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include "inference/elimination/elimination_schedule.h"
 #include "support/builders.h"
 #include "support/oracle.h"
-#include "tables/kernels.h"
+#include "tables/kernels/kernels.h"
 
 namespace test {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "net_world.h"
 #include "network/domain.h"
-#include "network/links.h"
+#include "network/links/links.h"
 #include "support/builders.h"
 #include "support/describe.h"
 

@@ -1,6 +1,6 @@
 // What may depend on function nodes: no evaluation that waits for itself, and in decision models
 // nothing that is optimised behind a computed value.
-#include "network/links.h"
+#include "network/links/links.h"
 #include "network_world.h"
 
 namespace {

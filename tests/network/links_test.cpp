@@ -1,5 +1,5 @@
 // Links: the rules, the lists and tables that follow, switching, and the searches over the graph.
-#include "network/links.h"
+#include "network/links/links.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // Arrays that are cut into parts: the numbers, and what is found out about them, are those of the array as a
 // whole, wherever in it the largest or the lost entry stands.
-#include "tables/array_kernels.h"
+#include "tables/kernels/array_kernels.h"
 
 #include <gtest/gtest.h>
 

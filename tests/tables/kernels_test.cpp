@@ -1,6 +1,6 @@
 // The loop nests against a plain walk over all entries, for every instruction set that runs here. All of them
 // must agree with each other to the last bit.
-#include "tables/kernels.h"
+#include "tables/kernels/kernels.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@
 #include <random>
 #include <vector>
 
-#include "tables/fused_product.h"
-#include "tables/index_map.h"
+#include "tables/kernels/fused_product.h"
+#include "tables/kernels/index_map.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // How many threads there are, whatever is asked for.
-#include "tables/parallel.h"
+#include "tables/kernels/parallel.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

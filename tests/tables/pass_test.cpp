@@ -5,7 +5,7 @@
 #include <random>
 
 #include "support/other_ways.h"
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "tables/number_bounds.h"
+#include "tables/kernels/number_bounds.h"
 #include "tables/table_world.h"
 
 namespace {

@@ -9,10 +9,10 @@
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/range.h"
 #include "network/progress.h"
-#include "tables/array_kernels.h"
-#include "tables/double_pass.h"
-#include "tables/number_bounds.h"
-#include "tables/parallel.h"
+#include "tables/kernels/array_kernels.h"
+#include "tables/kernels/double_pass.h"
+#include "tables/kernels/number_bounds.h"
+#include "tables/kernels/parallel.h"
 
 namespace tv {
 namespace {

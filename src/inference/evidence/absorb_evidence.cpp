@@ -11,7 +11,7 @@
 #include "inference/evidence/evidence.h"
 #include "inference/schedule/run_schedule.h"
 #include "inference/schedule/subtree.h"
-#include "tables/number_bounds.h"
+#include "tables/kernels/number_bounds.h"
 
 namespace tv {
 namespace {

@@ -8,10 +8,10 @@
 #include <limits>
 
 #include "api/boundary.h"
+#include "inference/answers/queries.h"
 #include "inference/engine.h"
-#include "inference/queries.h"
 #include "inference/reset.h"
-#include "network/graph_search.h"
+#include "network/links/graph_search.h"
 #include "network/refusals.h"
 
 namespace tv {

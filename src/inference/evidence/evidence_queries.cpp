@@ -1,8 +1,8 @@
 // What a host can ask about evidence. Questions about entered evidence read the node itself; questions
 // about propagated evidence need tables in equilibrium and are answered by the linked node, if any.
 #include "api/boundary.h"
+#include "inference/answers/queries.h"
 #include "inference/evidence/evidence.h"
-#include "inference/queries.h"
 
 namespace tv {
 namespace {

@@ -7,7 +7,7 @@
 #include "inference/evidence/evidence.h"
 #include "inference/schedule/schedule_cache.h"
 #include "network/progress.h"
-#include "tables/number_bounds.h"
+#include "tables/kernels/number_bounds.h"
 
 namespace tv {
 namespace {

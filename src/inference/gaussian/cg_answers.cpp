@@ -7,10 +7,10 @@
 #include <cmath>
 
 #include "api/boundary.h"
-#include "inference/clique_view.h"
+#include "inference/answers/clique_view.h"
+#include "inference/answers/joint_marginal.h"
+#include "inference/answers/queries.h"
 #include "inference/gaussian/cg_moments.h"
-#include "inference/joint_marginal.h"
-#include "inference/queries.h"
 #include "tables/host_table.h"
 #include "tables/mixture.h"
 #include "tables/table_operations.h"

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "inference/beliefs.h"
+#include "inference/answers/beliefs.h"
 
 namespace tv {
 

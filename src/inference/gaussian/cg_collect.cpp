@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "inference/clique_view.h"
+#include "inference/answers/clique_view.h"
 #include "inference/gaussian/cg_engine.h"
 
 namespace tv {

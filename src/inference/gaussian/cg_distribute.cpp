@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "inference/clique_view.h"
+#include "inference/answers/clique_view.h"
 #include "inference/gaussian/cg_engine.h"
 
 namespace tv {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "inference/clique_view.h"
+#include "inference/answers/clique_view.h"
 #include "inference/gaussian/cg_engine.h"
 #include "inference/schedule/subtree.h"
 

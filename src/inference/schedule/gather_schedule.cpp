@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "api/float_environment.h"
-#include "tables/number_bounds.h"
+#include "tables/kernels/number_bounds.h"
 
 namespace tv {
 namespace {

@@ -7,9 +7,9 @@
 #include "api/float_environment.h"
 #include "inference/evidence/findings_marginal.h"
 #include "inference/schedule/lazy_clique.h"
-#include "tables/array_kernels.h"
-#include "tables/double_pass.h"
-#include "tables/number_bounds.h"
+#include "tables/kernels/array_kernels.h"
+#include "tables/kernels/double_pass.h"
+#include "tables/kernels/number_bounds.h"
 
 namespace tv {
 namespace {

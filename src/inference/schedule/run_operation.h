@@ -2,7 +2,7 @@
 #pragma once
 
 #include "inference/schedule/run_schedule.h"
-#include "tables/kernels.h"
+#include "tables/kernels/kernels.h"
 
 namespace tv {
 

@@ -12,8 +12,8 @@
 #include "inference/schedule/parallel_subtrees.h"
 #include "inference/schedule/run_operation.h"
 #include "network/progress.h"
-#include "tables/number_bounds.h"
-#include "tables/parallel.h"
+#include "tables/kernels/number_bounds.h"
+#include "tables/kernels/parallel.h"
 
 namespace tv {
 namespace {

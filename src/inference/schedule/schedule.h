@@ -8,7 +8,7 @@
 
 #include "inference/fixed_list.h"
 #include "network/types.h"
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 namespace tv {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "api/boundary.h"
-#include "inference/queries.h"
+#include "inference/answers/queries.h"
 
 namespace tv {
 namespace {

@@ -14,7 +14,7 @@
 
 #include "compile/forest.h"
 #include "inference/kept_tables.h"
-#include "tables/product_pass.h"
+#include "tables/kernels/product_pass.h"
 
 namespace tv {
 

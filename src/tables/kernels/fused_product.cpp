@@ -1,6 +1,6 @@
 // Finding the runs in which several factors meet a block.
 
-#include "tables/fused_product.h"
+#include "tables/kernels/fused_product.h"
 
 #include <algorithm>
 

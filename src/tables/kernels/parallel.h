@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 namespace tv {
 

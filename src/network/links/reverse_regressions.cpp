@@ -1,6 +1,6 @@
 // Collects the regressions of both nodes over the same terms, configuration by configuration, reverses them
 // by the algebra of blocks, and puts them where they belong in the new tables.
-#include "network/reverse_regressions.h"
+#include "network/links/reverse_regressions.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 // otherwise messages over the subtree that connects them, in which the targets nodes are never summed out.
 // Nodes of different trees are independent given the evidence.
 
-#include "inference/joint_marginal.h"
+#include "inference/answers/joint_marginal.h"
 
 #include <algorithm>
 #include <map>
@@ -13,7 +13,7 @@
 #include "inference/gaussian/cg_answers.h"
 #include "inference/schedule/subtree.h"
 #include "tables/host_table.h"
-#include "tables/number_bounds.h"
+#include "tables/kernels/number_bounds.h"
 #include "tables/table_operations.h"
 
 namespace tv {

@@ -8,9 +8,9 @@
 #include <algorithm>
 
 #include "network/progress.h"
-#include "tables/fused_product.h"
-#include "tables/index_map.h"
-#include "tables/parallel.h"
+#include "tables/kernels/fused_product.h"
+#include "tables/kernels/index_map.h"
+#include "tables/kernels/parallel.h"
 
 namespace tv {
 namespace {

@@ -1,11 +1,11 @@
 // Writes the beliefs of all nodes, group by group in the order of the domain's node list. A node whose
 // state follows from the evidence takes one line, any other a line for each state.
-#include "inference/report_beliefs.h"
+#include "inference/answers/report_beliefs.h"
 
 #include <cmath>
 
 #include "expr/function_value.h"
-#include "inference/beliefs.h"
+#include "inference/answers/beliefs.h"
 #include "inference/utility/expected_utility.h"
 #include "network/node_operations.h"
 #include "text/state_text.h"

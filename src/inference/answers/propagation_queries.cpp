@@ -1,8 +1,8 @@
 // What a host can ask about the state that propagation left: which equilibrium holds, in which mode
 // evidence was propagated, the probability of the evidence and the conflict within it.
 #include "api/boundary.h"
+#include "inference/answers/queries.h"
 #include "inference/extended/clique_conflicts.h"
-#include "inference/queries.h"
 
 namespace tv {
 namespace {

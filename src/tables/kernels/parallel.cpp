@@ -1,6 +1,6 @@
 // Starting, waiting for, and standing in for the threads of one operation.
 
-#include "tables/parallel.h"
+#include "tables/kernels/parallel.h"
 
 #include <sched.h>
 #include <unistd.h>

@@ -1,10 +1,10 @@
-#include "tables/product_pass.h"
+#include "tables/kernels/product_pass.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "api/float_environment.h"
-#include "tables/double_loops.h"
+#include "tables/kernels/double_loops.h"
 
 namespace tv {
 namespace {

@@ -1,16 +1,16 @@
 // Adding, removing and switching parents. The rules come first, then everything that needs memory is
 // prepared, and the graph and the tables change at the end, where nothing can fail.
-#include "network/links.h"
+#include "network/links/links.h"
 
 #include <algorithm>
 #include <string_view>
 
 #include "api/boundary.h"
 #include "api/memory.h"
-#include "network/chain_graph.h"
-#include "network/functional_trails.h"
-#include "network/graph_search.h"
-#include "network/link_changes.h"
+#include "network/links/chain_graph.h"
+#include "network/links/functional_trails.h"
+#include "network/links/graph_search.h"
+#include "network/links/link_changes.h"
 #include "network/node_operations.h"
 #include "network/node_tables.h"
 #include "network/refusals.h"

@@ -1,7 +1,7 @@
 // What function nodes may depend on and pass on. See functional_trails.cpp for the definitions.
 #pragma once
 
-#include "network/graph_search.h"
+#include "network/links/graph_search.h"
 
 namespace tv {
 

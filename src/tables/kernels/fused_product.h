@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "tables/kernels.h"
+#include "tables/kernels/kernels.h"
 #include "tables/limits.h"
 
 namespace tv {

@@ -15,9 +15,9 @@
 // and functions of anything may be evaluated as results.) Functional links that break it are refused. A plain
 // link, out of a discrete function node, can still be added to a function of results: such a network
 // propagates, tree by tree, but policies are not updated in it.
-#include "network/functional_trails.h"
+#include "network/links/functional_trails.h"
 
-#include "network/links.h"
+#include "network/links/links.h"
 #include "network/refusals.h"
 
 namespace tv {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tables/block.h"
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 namespace tv {
 

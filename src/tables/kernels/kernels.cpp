@@ -1,9 +1,9 @@
 // Compiles kernels_body.h for each instruction set and chooses among the results. The baseline is what every
 // processor of its kind has: 128-bit vectors both on x86-64 and on 64-bit ARM.
 
-#include "tables/kernels.h"
+#include "tables/kernels/kernels.h"
 
-#include "tables/fused_product.h"
+#include "tables/kernels/fused_product.h"
 
 #if defined(__x86_64__)
 #if !defined(__clang__)  // the vectors that its header leaves undefined on purpose
@@ -31,28 +31,28 @@
 namespace tv {
 
 namespace baseline {
-#include "tables/kernel_rows.h"
-#include "tables/kernel_rows_plain.h"
-#include "tables/kernels_body.h"
-#include "tables/kernels_runs_plain.h"
+#include "tables/kernels/kernel_rows.h"
+#include "tables/kernels/kernel_rows_plain.h"
+#include "tables/kernels/kernels_body.h"
+#include "tables/kernels/kernels_runs_plain.h"
 }  // namespace baseline
 
 #if defined(__x86_64__)
 TV_BEGIN_TARGET("avx2")
 namespace avx2 {
-#include "tables/kernel_rows.h"
-#include "tables/kernel_rows_plain.h"
-#include "tables/kernels_body.h"
-#include "tables/kernels_runs_plain.h"
+#include "tables/kernels/kernel_rows.h"
+#include "tables/kernels/kernel_rows_plain.h"
+#include "tables/kernels/kernels_body.h"
+#include "tables/kernels/kernels_runs_plain.h"
 }  // namespace avx2
 TV_END_TARGET
 
 TV_BEGIN_TARGET("avx512f,avx512dq,avx512vl,avx512bw")
 namespace avx512 {
-#include "tables/kernel_rows.h"
-#include "tables/kernel_rows_avx512.h"
-#include "tables/kernels_body.h"
-#include "tables/kernels_runs_avx512.h"
+#include "tables/kernels/kernel_rows.h"
+#include "tables/kernels/kernel_rows_avx512.h"
+#include "tables/kernels/kernels_body.h"
+#include "tables/kernels/kernels_runs_avx512.h"
 }  // namespace avx512
 TV_END_TARGET
 #endif

@@ -1,10 +1,10 @@
 // Cutting long arrays into parts.
 
-#include "tables/array_kernels.h"
+#include "tables/kernels/array_kernels.h"
 
 #include <algorithm>
 
-#include "tables/parallel.h"
+#include "tables/kernels/parallel.h"
 
 namespace tv {
 namespace {

@@ -1,12 +1,12 @@
 // Chain potentials in the network: finding components, keeping the graph free of cycles with a directed
 // link on them, and letting a node go.
-#include "network/chain_graph.h"
+#include "network/links/chain_graph.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "network/functional_trails.h"
-#include "network/graph_search.h"
+#include "network/links/functional_trails.h"
+#include "network/links/graph_search.h"
 #include "network/node_tables.h"
 #include "tables/table_operations.h"
 

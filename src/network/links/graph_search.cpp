@@ -4,13 +4,13 @@
 // after about the square root of the network; then the child, and what lies below it on lower levels,
 // rises to the parent's level or, where that search gave up, one above it. A network of m links costs
 // O(m^1.5) in whatever order they come, and next to nothing in the usual ones.
-#include "network/graph_search.h"
+#include "network/links/graph_search.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "network/chain_graph.h"
-#include "network/links.h"
+#include "network/links/chain_graph.h"
+#include "network/links/links.h"
 
 namespace tv {
 namespace {

@@ -2,7 +2,7 @@
 // function, short innermost ones unrolled.
 #pragma once
 
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 namespace tv {
 

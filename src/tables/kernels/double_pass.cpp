@@ -1,9 +1,9 @@
-#include "tables/double_pass.h"
+#include "tables/kernels/double_pass.h"
 
 #include <algorithm>
 
 #include "tables/block.h"
-#include "tables/double_loops.h"
+#include "tables/kernels/double_loops.h"
 
 namespace tv {
 namespace {

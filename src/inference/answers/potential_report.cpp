@@ -1,6 +1,6 @@
 // Looks through the tables of all discrete nodes for entries that are no probabilities and for
 // distributions that do not sum as they should, and reports each with the states of the parents.
-#include "inference/potential_report.h"
+#include "inference/answers/potential_report.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // Spreading a restricted clique table over the full one.
 
-#include "inference/clique_view.h"
+#include "inference/answers/clique_view.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 // on its length alone, and what they find is put together in their order.
 #pragma once
 
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 namespace tv {
 

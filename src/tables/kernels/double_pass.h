@@ -1,7 +1,7 @@
 // A pass without a table whose products are doubles, for where they leave the range of single precision.
 #pragma once
 
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 namespace tv {
 

@@ -1,6 +1,6 @@
 // How index spaces meet.
 
-#include "tables/index_map.h"
+#include "tables/kernels/index_map.h"
 
 #include <algorithm>
 

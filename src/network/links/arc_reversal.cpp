@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "api/boundary.h"
-#include "network/chain_graph.h"
-#include "network/graph_search.h"
-#include "network/link_changes.h"
-#include "network/links.h"
+#include "network/links/chain_graph.h"
+#include "network/links/graph_search.h"
+#include "network/links/link_changes.h"
+#include "network/links/links.h"
+#include "network/links/reverse_regressions.h"
 #include "network/node_tables.h"
 #include "network/refusals.h"
-#include "network/reverse_regressions.h"
 #include "tables/table_operations.h"
 
 namespace tv {

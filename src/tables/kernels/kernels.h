@@ -16,7 +16,7 @@ struct Dimension {
   size_t stride2;
 };
 
-struct FusedProduct;  // tables/fused_product.h
+struct FusedProduct;  // tables/kernels/fused_product.h
 
 // What fused a separator's update ratio found out.
 struct RatioResult {

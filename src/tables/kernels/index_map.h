@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tables/kernels.h"
+#include "tables/kernels/kernels.h"
 #include "tables/limits.h"
 
 namespace tv {
@@ -78,7 +78,7 @@ struct Step {
   double* target = nullptr;        // of the sums and maxima, which are accumulated into it
 };
 
-class Workers;        // tables/parallel.h
+class Workers;        // tables/kernels/parallel.h
 class ProgressMeter;  // network/progress.h
 
 struct ParallelSettings {

@@ -1,16 +1,16 @@
 // Beliefs and the quantities that follow from them. Propagation leaves one number for each state of
 // each node; hard evidence in normal mode is answered exactly, whatever rounding those numbers hold.
-#include "inference/beliefs.h"
+#include "inference/answers/beliefs.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "api/boundary.h"
+#include "inference/answers/joint_marginal.h"
+#include "inference/answers/queries.h"
 #include "inference/evidence/evidence.h"
 #include "inference/gaussian/cg_answers.h"
-#include "inference/joint_marginal.h"
-#include "inference/queries.h"
-#include "network/links.h"
+#include "network/links/links.h"
 #include "network/refusals.h"
 #include "text/state_text.h"
 
