@@ -254,6 +254,34 @@ TEST(Range, ExtremeLikelihoodsOfTheSameNodesAgain) {
   EXPECT_EQ(answered, 1000u);
 }
 
+// A message of which one number is too small beside the other, and decides in the end.
+TEST(Range, LikelihoodsOfCopies) {
+  for (const tv_equilibrium_t equilibrium : {tv_equilibrium_sum, tv_equilibrium_max})
+    for (const size_t pairs : {1u, 2u, 3u}) {
+      SCOPED_TRACE(testing::Message() << equilibrium << " " << pairs);
+      const DomainOwner domain = new_domain();
+      tv_node_t* const original = add_node(domain.get(), "original", 2, {}, {0.6f, 0.4f});
+      std::vector<tv_node_t*> copies;
+      for (size_t i = 0; i < 2 * pairs; ++i)
+        copies.push_back(add_node(domain.get(), nullptr, 2, {original}, {1, 0, 0, 1}));
+      ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+      for (const float decisive : {1.0f, 1e3f, 1e-3f, 1.0f}) {
+        tv_domain_initialize(domain.get());
+        for (size_t i = 0; i < copies.size(); ++i)
+          enter_findings(copies[i], i % 2 ? std::vector<float>{decisive * 1e-25f, 1e18f}
+                                          : std::vector<float>{1e18f, 1e-25f});
+        ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, tv_evidence_normal), tv_status_none);
+        const double odds = 1.5 * std::pow(static_cast<double>(decisive), static_cast<double>(pairs));
+        const double first = equilibrium == tv_equilibrium_sum ? odds / (1 + odds) : std::min(odds, 1.0);
+        const double second = equilibrium == tv_equilibrium_sum ? 1 / (1 + odds) : std::min(1 / odds, 1.0);
+        for (tv_node_t* node : nodes_of(domain.get())) {
+          EXPECT_NEAR(tv_node_get_belief(node, 0), first, 2e-6 * first);
+          EXPECT_NEAR(tv_node_get_belief(node, 1), second, 2e-6 * second);
+        }
+      }
+    }
+}
+
 // A grid of binary nodes whose neighbours all but agree, and findings that say the opposite: eliminated
 // column by column in long double with an exponent of its own for each entry.
 TEST(Range, GridsOfContradictions) {

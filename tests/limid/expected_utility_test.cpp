@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 
 #include "limid/limid_world.h"
 
@@ -354,8 +355,8 @@ TEST(ExpectedUtility, ManyFindingsLoseNothing) {
           add_special(domain.get(), tv_category_chance, "copy", 3, {cause}, {1, 0, 0, 0, 1, 0, 0, 0, 1});
       tv_node_t* const sight = add_special(domain.get(), tv_category_chance, "sight", 2, {cause},
                                            {0.5f, 0.5f, 0.9f, 0.1f, 0.3f, 0.7f});
-      tv_node_t* const place = add_special(domain.get(), tv_category_chance, "place", 7, {},
-                                           {0.1f, 0.1f, 0.1f, 0.2f, 0.2f, 0.2f, 0.1f});
+      const std::vector<float> place_prior = {0.1f, 0.1f, 0.1f, 0.2f, 0.2f, 0.2f, 0.1f};
+      tv_node_t* const place = add_special(domain.get(), tv_category_chance, "place", 7, {}, place_prior);
       tv_node_t* const choice = add_decision(domain.get(), "choice", 2, {sight});
       tv_node_t* const utility = add_utility(domain.get(), "gain", {cause, place, choice}, gain);
       double weights[3];
@@ -373,10 +374,20 @@ TEST(ExpectedUtility, ManyFindingsLoseNothing) {
         tv_node_select_state(
             add_special(domain.get(), tv_category_chance, nullptr, 2, {half ? copy : cause}, data), 0);
       }
+      std::vector<float> graded;  // signs of the place, each for one of its states
+      for (size_t l = 0; l < 7; ++l)
+        graded.insert(graded.end(), {std::ldexp(0.5f, int(l) - 6), 1 - std::ldexp(0.5f, int(l) - 6)});
+      for (size_t i = 0; share_of_first < 1 && i < count; ++i)
+        tv_node_select_state(add_special(domain.get(), tv_category_chance, nullptr, 2, {place}, graded), 0);
       ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
       ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
       ASSERT_EQ(tv_domain_update_policies(domain.get()), tv_status_none);
       ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+      double places[7];
+      for (size_t l = 0; l < 7; ++l)
+        places[l] =
+            static_cast<double>(place_prior[l]) * std::pow(0.5, share_of_first < 1 ? count * (6 - l) : 0);
+      const double places_mass = std::accumulate(places, places + 7, 0.0);
       const double largest = *std::max_element(weights, weights + 3);
       double mass = 0, best = 0, squares = 0;
       for (double& weight : weights) mass += weight = std::exp(weight - largest);
@@ -385,8 +396,7 @@ TEST(ExpectedUtility, ManyFindingsLoseNothing) {
         for (size_t c = 0; c < 3; ++c)
           for (size_t l = 0; l < 7; ++l)
             for (size_t d = 0; d < 2; ++d) {
-              const double p =
-                  weights[c] / mass * (o == 0 ? seen[c] : 1 - seen[c]) * (l / 3 == 1 ? 0.2 : 0.1);
+              const double p = weights[c] / mass * (o == 0 ? seen[c] : 1 - seen[c]) * places[l] / places_mass;
               const auto value = static_cast<double>(gain[(c * 7 + l) * 2 + d]);
               by_choice[d] += p * value;
               square[d] += p * value * value;
