@@ -2,6 +2,8 @@
 // holds it, and the clique that takes its potential. Cliques are looked at in the order of the domain's
 // list, and of equally good ones the first is kept.
 #include <algorithm>
+#include <numeric>
+#include <span>
 #include <tuple>
 
 #include "compile/junction_forest.h"
@@ -37,6 +39,7 @@ void for_each_place(const NodeList& members, size_t size, size_t cg_size, Visit 
 // The nodes that must share a clique for the node's potential to fit in.
 NodeList family_of(Node& node) {
   NodeList family;
+  family.reserve(node.parents.size() + 1);
   if (node.category != tv_category_function) {
     for (Node* parent : node.parents) {
       if (is_discrete_or_continuous(*parent)) family.push_back(parent);
@@ -53,10 +56,16 @@ bool has_potential(const Node& node) noexcept {
 class Assigner {
  public:
   explicit Assigner(const Forest& forest)
-      : holders_(forest.nodes.size()), family_mark_(forest.nodes.size(), 0) {
+      : first_holder_(forest.nodes.size() + 1, 0), family_mark_(forest.nodes.size(), 0) {
+    all_.reserve(forest.clique_count);
     for (Clique& clique : forest.cliques) {
       all_.push_back(&clique);
-      for (const Node* member : clique.members()) holders_[member->number - 1].push_back(&clique);
+      for (const Node* member : clique.members()) ++first_holder_[member->number - 1];
+    }
+    std::partial_sum(first_holder_.begin(), first_holder_.end(), first_holder_.begin());
+    holders_.resize(first_holder_.back());
+    for (size_t i = all_.size(); i-- > 0;) {
+      for (const Node* member : all_[i]->members()) holders_[--first_holder_[member->number - 1]] = all_[i];
     }
   }
 
@@ -68,15 +77,19 @@ class Assigner {
     }
     ++mark_;
     for (const Node* member : family) family_mark_[member->number - 1] = mark_;
-    const Node* rarest =
-        *std::min_element(family.begin(), family.end(), [this](const Node* a, const Node* b) {
-          return holders_[a->number - 1].size() < holders_[b->number - 1].size();
-        });
-    return best_clique(holders_[rarest->number - 1], family);
+    const Node* rarest = *std::min_element(
+        family.begin(), family.end(),
+        [this](const Node* a, const Node* b) { return holders_of(*a).size() < holders_of(*b).size(); });
+    return best_clique(holders_of(*rarest), family);
   }
 
  private:
-  Clique* best_clique(const std::vector<Clique*>& candidates, const NodeList& family) const {
+  std::span<Clique* const> holders_of(const Node& node) const noexcept {
+    const size_t first = first_holder_[node.number - 1];
+    return {holders_.data() + first, first_holder_[node.number] - first};
+  }
+
+  Clique* best_clique(std::span<Clique* const> candidates, const NodeList& family) const {
     Clique* best = nullptr;
     for (Clique* candidate : candidates) {
       const NodeList& members = candidate->members();
@@ -92,9 +105,10 @@ class Assigner {
     return best;
   }
 
-  std::vector<Clique*> all_;                   // in the order of the domain's list
-  std::vector<std::vector<Clique*>> holders_;  // by node, in the same order
-  std::vector<size_t> family_mark_;            // by node: `mark_` for the members of the present family
+  std::vector<Clique*> all_;          // in the order of the domain's list
+  std::vector<Clique*> holders_;      // of each node, in the same order, list behind list
+  std::vector<size_t> first_holder_;  // by node
+  std::vector<size_t> family_mark_;   // by node: `mark_` for the members of the present family
   size_t mark_ = 0;
   Clique* smallest_ = nullptr;
 };

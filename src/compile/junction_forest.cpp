@@ -70,23 +70,13 @@ std::unique_ptr<Clique> make_clique(Domain& domain, const NodeList& members, dou
   return clique;
 }
 
-// The nodes of some vertices in the order of the numbers that the clique search gave them.
-NodeList nodes_by_number(const Triangulation& triangulation, VertexSet vertices) {
-  const std::vector<size_t>& number = triangulation.search.number;
-  std::sort(vertices.begin(), vertices.end(), [&](Vertex a, Vertex b) { return number[a] < number[b]; });
-  NodeList nodes;
-  nodes.reserve(vertices.size());
-  for (const Vertex v : vertices) nodes.push_back(triangulation.graph.nodes[v]);
-  return nodes;
-}
-
 void store_elimination_order(Forest& forest, const Triangulation& triangulation) {
   auto rank = static_cast<uint32_t>(triangulation.graph.size());
   for (const Node* node : elimination_sequence(triangulation))
     forest.nodes[node->number - 1].elimination_rank = rank--;
 }
 
-std::unique_ptr<Separator> make_separator(Clique& child, Clique& parent, NodeList members) {
+std::unique_ptr<Separator> make_separator(Clique& child, NodeList members) {
   auto separator = std::make_unique<Separator>();
   size_t continuous = 0;
   for (const Node* member : members) {
@@ -98,7 +88,6 @@ std::unique_ptr<Separator> make_separator(Clique& child, Clique& parent, NodeLis
   }
   separator->cg_size = cg_size_for(continuous);
   separator->members = std::move(members);
-  separator->parent = &parent;
   separator->child = &child;
   return separator;
 }
@@ -167,21 +156,30 @@ void create_cliques(Forest& forest, const Triangulation& triangulation) {
   store_elimination_order(forest, triangulation);
   std::vector<Clique*> records(triangulation.cliques.size());
   const std::vector<size_t> order = creation_order(search);
+  VertexSet by_number;
   for (const size_t i : order) {
-    const NodeList nodes = nodes_by_number(triangulation, triangulation.cliques[i]);
+    by_number = triangulation.cliques[i];
+    std::sort(by_number.begin(), by_number.end(),
+              [&](Vertex a, Vertex b) { return search.number[a] < search.number[b]; });
+    NodeList members, shared;
+    members.reserve(by_number.size());
+    const auto is_shared = [&](Vertex v) { return search.visited_by[v] != i; };
+    shared.reserve(static_cast<size_t>(std::count_if(by_number.begin(), by_number.end(), is_shared)));
+    for (const Vertex v : by_number) {
+      members.push_back(triangulation.graph.nodes[v]);
+      if (is_shared(v)) shared.push_back(triangulation.graph.nodes[v]);
+    }
     const double weight = compute_weight(triangulation.graph, triangulation.cliques[i]);
-    Clique& clique = forest.cliques.push_front(make_clique(*forest.domain, nodes, weight));
+    Clique& clique = forest.cliques.push_front(make_clique(*forest.domain, members, weight));
     clique.index = static_cast<uint32_t>(++forest.clique_count);
+    if (search.parent[i] != CliqueOrder::kNoParent)
+      clique.parent_separator = make_separator(clique, std::move(shared));
     records[i] = &clique;
   }
   for (const size_t i : order) {
     if (search.parent[i] == CliqueOrder::kNoParent) continue;
     Clique& clique = *records[i];
-    clique.parent = records[search.parent[i]];
-    VertexSet shared = triangulation.cliques[i];
-    std::erase_if(shared, [&](Vertex v) { return search.visited_by[v] == i; });
-    clique.parent_separator =
-        make_separator(clique, *clique.parent, nodes_by_number(triangulation, std::move(shared)));
+    clique.parent = clique.parent_separator->parent = records[search.parent[i]];
   }
 }
 

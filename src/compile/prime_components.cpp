@@ -30,8 +30,7 @@ class PrimeComponentFinder {
       if (is_found_[v]) continue;
       if (tv_status_t status = split(connected_rest(v))) return status;
     }
-    std::sort(components_.begin(), components_.end(),
-              [](const PrimeComponent& a, const PrimeComponent& b) { return a.vertices < b.vertices; });
+    sort_components();
     return tv_status_none;
   }
 
@@ -127,6 +126,21 @@ class PrimeComponentFinder {
       part.insert(part.end(), cliques[clique].begin(), cliques[clique].end());
     }
     return tv_status_none;
+  }
+
+  // Components are larger than what nearly always tells them apart.
+  void sort_components() {
+    std::vector<std::pair<Vertex, size_t>> order;
+    order.reserve(components_.size());
+    for (size_t i = 0; i < components_.size(); ++i) order.emplace_back(components_[i].vertices.front(), i);
+    std::sort(order.begin(), order.end(), [this](const auto& a, const auto& b) {
+      return a.first != b.first ? a.first < b.first
+                                : components_[a.second].vertices < components_[b.second].vertices;
+    });
+    std::vector<PrimeComponent> sorted;
+    sorted.reserve(components_.size());
+    for (const auto& [vertex, i] : order) sorted.push_back(std::move(components_[i]));
+    components_ = std::move(sorted);
   }
 
   const VertexGraph& graph_;
