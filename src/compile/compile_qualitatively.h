@@ -1,7 +1,7 @@
 // The qualitative half of compilation: from a domain to a forest of cliques without numbers.
 #pragma once
 
-#include "compile/triangulate.h"
+#include "compile/triangulate/triangulate.h"
 
 namespace tv {
 

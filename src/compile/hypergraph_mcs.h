@@ -2,7 +2,7 @@
 // each one meets the earlier ones inside one of them, its parent, and numbers the vertices on the way.
 #pragma once
 
-#include "compile/elimination.h"
+#include "compile/triangulate/elimination.h"
 
 namespace tv {
 

@@ -1,7 +1,7 @@
 // Making the records of cliques, separators and junction trees from a triangulation.
 #pragma once
 
-#include "compile/triangulate.h"
+#include "compile/triangulate/triangulate.h"
 
 namespace tv {
 

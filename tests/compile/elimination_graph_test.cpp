@@ -1,5 +1,5 @@
 // The scores that an elimination adjusts, against counting them anew after every vertex.
-#include "compile/elimination_graph.h"
+#include "compile/triangulate/elimination_graph.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Prime components against their definition: maximal connected sets that no complete set separates.
-#include "compile/prime_components.h"
+#include "compile/triangulate/prime_components.h"
 
 #include <gtest/gtest.h>
 

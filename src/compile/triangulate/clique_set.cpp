@@ -1,5 +1,5 @@
 // Containment questions over a collection of vertex sets.
-#include "compile/clique_set.h"
+#include "compile/triangulate/clique_set.h"
 
 #include <algorithm>
 #include <utility>

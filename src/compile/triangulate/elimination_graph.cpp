@@ -2,7 +2,7 @@
 // a vertex that is adjacent to some of the neighbours that are being linked has so many fewer missing links
 // as are missing between these, and each of the linked ones has so many more as that vertex is not adjacent
 // to. Both are intersections of rows of bits.
-#include "compile/elimination_graph.h"
+#include "compile/triangulate/elimination_graph.h"
 
 #include <algorithm>
 

@@ -3,8 +3,8 @@
 
 #include <span>
 
-#include "compile/elimination.h"
-#include "compile/link_rows.h"
+#include "compile/triangulate/elimination.h"
+#include "compile/triangulate/link_rows.h"
 
 namespace tv {
 

@@ -4,7 +4,7 @@
 
 #include "api/boundary.h"
 #include "compile/compile_qualitatively.h"
-#include "compile/triangulate.h"
+#include "compile/triangulate/triangulate.h"
 #include "network/node_operations.h"
 
 namespace tv {

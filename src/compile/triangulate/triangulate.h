@@ -1,8 +1,8 @@
 // Triangulation of a whole domain.
 #pragma once
 
-#include "compile/elimination.h"
 #include "compile/hypergraph_mcs.h"
+#include "compile/triangulate/elimination.h"
 
 namespace tv {
 

@@ -6,7 +6,7 @@
 #include <bit>
 #include <span>
 
-#include "compile/vertex_graph.h"
+#include "compile/triangulate/vertex_graph.h"
 
 namespace tv {
 

@@ -5,9 +5,9 @@
 // one met last first: the neighbours are met in vertex order, then the others in the order of the fill-ins
 // that touch them. Other ways to settle ties are as good on the average; this one does well on the networks
 // of the literature.
-#include "compile/greedy_elimination.h"
+#include "compile/triangulate/greedy_elimination.h"
 
-#include "compile/vertex_heap.h"
+#include "compile/triangulate/vertex_heap.h"
 #include "network/node_operations.h"
 
 namespace tv {

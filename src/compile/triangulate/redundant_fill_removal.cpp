@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <queue>
 
-#include "compile/elimination.h"
+#include "compile/triangulate/elimination.h"
 #include "network/node_operations.h"
 
 namespace tv {

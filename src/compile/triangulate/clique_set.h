@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "compile/vertex_graph.h"
+#include "compile/triangulate/vertex_graph.h"
 
 namespace tv {
 

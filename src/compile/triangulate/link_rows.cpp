@@ -1,5 +1,5 @@
 // Filling the rows from neighbour lists.
-#include "compile/link_rows.h"
+#include "compile/triangulate/link_rows.h"
 
 namespace tv {
 

@@ -1,7 +1,7 @@
 // What every elimination of vertices leaves behind, and the removal of what it has added in vain.
 #pragma once
 
-#include "compile/clique_set.h"
+#include "compile/triangulate/clique_set.h"
 #include "text/trace.h"
 
 namespace tv {

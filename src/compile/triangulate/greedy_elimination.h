@@ -1,7 +1,7 @@
 // The greedy methods of elimination.
 #pragma once
 
-#include "compile/elimination_graph.h"
+#include "compile/triangulate/elimination_graph.h"
 
 namespace tv {
 

@@ -1,5 +1,5 @@
 // Building vertex graphs and weighing sets of their vertices.
-#include "compile/vertex_graph.h"
+#include "compile/triangulate/vertex_graph.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "compile/vertex_graph.h"
+#include "compile/triangulate/vertex_graph.h"
 
 namespace tv {
 

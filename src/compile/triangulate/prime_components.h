@@ -1,7 +1,7 @@
 // Decomposition of a graph along its complete minimal separators.
 #pragma once
 
-#include "compile/elimination.h"
+#include "compile/triangulate/elimination.h"
 
 namespace tv {
 

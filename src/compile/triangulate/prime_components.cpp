@@ -4,12 +4,12 @@
 // the same component exactly when their separator is not complete in the graph itself (Leimer 1993; Olesen
 // and Madsen 2002). Any minimal triangulation will do; that by fewest fill-ins is one which a whole component
 // needs anyway.
-#include "compile/prime_components.h"
+#include "compile/triangulate/prime_components.h"
 
 #include <algorithm>
 
-#include "compile/greedy_elimination.h"
 #include "compile/hypergraph_mcs.h"
+#include "compile/triangulate/greedy_elimination.h"
 
 namespace tv {
 namespace {

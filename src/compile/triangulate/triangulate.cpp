@@ -1,14 +1,14 @@
 // Triangulation component by component: a complete component is a clique, any other one is eliminated
 // greedily. Components are taken in ascending order of their vertex sets, vertices being numbered in the
 // domain's node order.
-#include "compile/triangulate.h"
+#include "compile/triangulate/triangulate.h"
 
 #include <algorithm>
 
 #include "api/boundary.h"
 #include "compile/compile_qualitatively.h"
-#include "compile/greedy_elimination.h"
-#include "compile/prime_components.h"
+#include "compile/triangulate/greedy_elimination.h"
+#include "compile/triangulate/prime_components.h"
 #include "network/node_operations.h"
 
 namespace tv {
