@@ -19,7 +19,7 @@
 namespace tv {
 namespace {
 
-// What a first propagation changes of a tree's state, put back at the end.
+// The part of a tree's state that a first propagation changes, restored at the end.
 class StateOfTree {
  public:
   explicit StateOfTree(JunctionTree& tree) noexcept
@@ -47,11 +47,11 @@ class StateOfTree {
   double constant_, log_constant_, step_constant_, step_log_constant_;
 };
 
-// Again from the start, should an earlier attempt have failed halfway.
+// From the potentials again, should an earlier attempt have failed halfway.
 tv_status_t propagate_without_beliefs(TreeEngine& engine, tv_equilibrium_t equilibrium) {
-  KeptTables kept = std::move(engine.kept_potentials);
+  SavedTables saved = std::move(engine.saved_potentials);
   forget_tables(engine);
-  engine.kept_potentials = std::move(kept);
+  engine.saved_potentials = std::move(saved);
   engine.marginals_only = true;
   mark_all_cliques(engine);
   enter_findings_again(engine);
@@ -71,75 +71,75 @@ tv_status_t calibrate_from_former_numbers(JunctionTree& tree, tv_equilibrium_t e
   return status;
 }
 
-// The tree whose potentials the node's table is one of.
+// The tree to whose potentials the node's table belongs.
 JunctionTree* tree_with_potential(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
   return data.tree ? data.tree : data.assigned ? data.assigned->tree : nullptr;
 }
 
-// The same where conflicts of its cliques are still to be found from its potentials as they are.
+// The same where conflicts of its cliques are still to be measured from its present potentials.
 JunctionTree* tree_with_unmeasured_conflicts(const Node& node) noexcept {
   JunctionTree* const tree = tree_with_potential(node);
   if (!tree) return nullptr;
   const TreeEngine& engine = engine_of(*tree);
   const bool is_measured = engine.conflict_root == TreeEngine::kNoConflictRoot;
-  return is_measured || engine.marginals_only ? nullptr : tree;  // which keeps former numbers
+  return is_measured || engine.marginals_only ? nullptr : tree;  // former numbers are saved there
 }
 
-// Where a tree keeps the table of a node while something rests on its numbers.
-struct Keeping {
-  KeptTables* kept = nullptr;
-  size_t place = 0, places = 0;
+// Where a tree saves the table of a node while its answers rest on the table's former numbers.
+struct SavedSlot {
+  SavedTables* saved = nullptr;
+  size_t position = 0, positions = 0;
 };
 
-Keeping keeping_of(const Node& node) noexcept {
+SavedSlot saved_slot_of(const Node& node) noexcept {
   JunctionTree* const tree = tree_with_potential(node);
   if (!tree) return {};
   TreeEngine& engine = engine_of(*tree);
   if (engine.marginals_only && compiled(node).tree)
-    return {&engine.kept_potentials, compiled(node).position, tree->nodes.size()};
+    return {&engine.saved_potentials, compiled(node).position, tree->nodes.size()};
   UtilityEngine* const utilities = engine.utilities.get();
   if (!utilities || utilities->stale) return {};
-  const size_t place = operand_of(*utilities, node);
-  if (place == kNone) return {};
-  return {&utilities->kept_tables, place, utilities->operands.size()};
+  const size_t position = operand_of(*utilities, node);
+  if (position == kNone) return {};
+  return {&utilities->saved_tables, position, utilities->operands.size()};
 }
 
 }  // namespace
 
 FormerNumbers former_numbers(JunctionTree& tree) {
-  return {engine_of(tree).kept_potentials, [&](size_t node) { return tree.nodes[node]->table.get(); }};
+  return {engine_of(tree).saved_potentials, [&](size_t node) { return tree.nodes[node]->table.get(); }};
 }
 
 tv_status_t calibrate_tables(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
   if (!engine.marginals_only) return tv_status_none;
-  if (engine.kept_potentials.are_lost) return tv_status_no_equilibrium;
-  if (!engine.kept_potentials.are_untouched())
+  if (engine.saved_potentials.are_lost) return tv_status_no_equilibrium;
+  if (!engine.saved_potentials.are_untouched())
     if (tv_status_t status = measure_conflicts(tree)) return status;
   const tv_equilibrium_t equilibrium = tree.equilibrium;
   const StateOfTree state(tree);
   if (tv_status_t status = calibrate_from_former_numbers(tree, equilibrium)) return status;
   engine.marginals_only = false;
-  engine.kept_potentials.clear();
-  engine.schedules->want_tables();
+  engine.saved_potentials.clear();
+  engine.schedules->note_tables_needed();
   return tv_status_none;
 }
 
 void note_changed_potential(const Node& node) noexcept {
   if (JunctionTree* const tree = tree_with_unmeasured_conflicts(node))
     engine_of(*tree).conflict_root = TreeEngine::kLostConflicts;
-  const Keeping keeping = keeping_of(node);
-  if (keeping.kept && !keeping.kept->holds(keeping.place)) keeping.kept->are_lost = true;
+  const SavedSlot slot = saved_slot_of(node);
+  if (slot.saved && !slot.saved->holds(slot.position)) slot.saved->are_lost = true;
 }
 
 void keep_potential(Node& node) noexcept {
   if (!is_compiled(*node.domain) || !node.table) return;
   if (JunctionTree* const tree = tree_with_unmeasured_conflicts(node))
     succeeds_with_memory([&] { measure_conflicts(*tree); });
-  const Keeping keeping = keeping_of(node);
-  if (!keeping.kept || keeping.kept->are_lost) return;
-  succeeds_with_memory([&] { keeping.kept->keep(*node.table, keeping.place, keeping.places); });
+  const SavedSlot slot = saved_slot_of(node);
+  if (!slot.saved || slot.saved->are_lost) return;
+  succeeds_with_memory([&] { slot.saved->save(*node.table, slot.position, slot.positions); });
 }
 
 }  // namespace tv

@@ -1,16 +1,16 @@
-// Clique tables for those who need them after a propagation that did without.
+// Calibrates the clique tables after a propagation that has computed marginals only.
 #pragma once
 
 #include "inference/engine.h"
 
 namespace tv {
 
-// Forms the tables of the equilibrium that the tree is in, where an elimination plan has left only beliefs.
-// What a host can see stays as it is. On failure nothing has changed: `no_equilibrium` where the potential of
-// a node is no longer known, because it changed without notice.
+// Forms the tables of the equilibrium that the tree is in, where an elimination schedule has left only
+// beliefs. Nothing that a host can see changes. On failure nothing has changed: `no_equilibrium` where the
+// potential of a node is no longer known, because it changed without notice.
 tv_status_t calibrate_tables(JunctionTree& tree);
 
-// The potentials of such a tree as they were when it came to its equilibrium, for the lifetime of the result.
+// For the lifetime of the result, the potentials of such a tree are those of its equilibrium.
 FormerNumbers former_numbers(JunctionTree& tree);
 
 // The table of a node of a compiled tree has changed.

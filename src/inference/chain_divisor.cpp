@@ -1,6 +1,6 @@
-// What the potentials of a chain component sum to, for every configuration of its parents. The members are
-// summed out one by one (Zhang and Poole 1994), in double and with the largest entry of each result kept near
-// one; the powers of two that were taken out are counted.
+// The normalising constants of a chain component, one for every configuration of its parents. The members are
+// summed out one by one (Zhang and Poole 1994), in double and with the largest entry of each result near one;
+// the powers of two that were taken out are counted.
 
 #include "inference/chain_divisor.h"
 
@@ -75,7 +75,7 @@ class Elimination {
     }
   }
 
-  // The product of what is left, over `nodes`; its numbers are to be multiplied by 2 to the power `exponent`.
+  // The product of the remaining potentials, over `nodes`, to be multiplied by 2 to the power `exponent`.
   Potential product_over(Nodes nodes, long& exponent) const {
     Potential product = ones_over(std::move(nodes));
     for (const Potential& potential : potentials_) multiply(product, potential);
@@ -136,7 +136,7 @@ bool has_valid_numbers(const Table& table) noexcept {
   });
 }
 
-// Parents under one of whose configurations nothing is possible have no place in a distribution.
+// A component whose parents have a configuration that makes all its own impossible has no distribution.
 tv_status_t store_inverse(ChainComponent& component, const Potential& sums, long exponent) {
   const double smallest = *std::min_element(sums.numbers.begin(), sums.numbers.end());
   if (!(smallest > 0.0)) return tv_status_chain_graph;

@@ -12,7 +12,7 @@
 namespace tv {
 namespace {
 
-// Undirected links without numbers still join their nodes in an equilibrium.
+// Undirected links without numbers still connect their nodes in the joint distribution.
 tv_status_t complete_chain_potentials(Domain& domain) {
   for (const ChainPotential& potential : domain.chain_potentials)
     if (tv_status_t status = allocate_table_data(*potential.table)) return status;
@@ -36,13 +36,13 @@ tv_status_t real_compile_quantitatively(Domain& domain, Trace& trace) {
   return trace.status();
 }
 
-// Takes back what a failed compilation built, also when memory ran out on the way.
+// Undoes a failed compilation, also when memory ran out on the way.
 class CompilationRollback {
  public:
   CompilationRollback(Domain& domain, bool triangulated_here) noexcept
       : domain_(domain), triangulated_here_(triangulated_here) {}
   ~CompilationRollback() {
-    if (kept_ || !domain_.forest) return;
+    if (committed_ || !domain_.forest) return;
     if (domain_.compiled) destroy_engines(domain_);
     domain_.compiled = false;
     if (triangulated_here_) _tv_uncompile_domain_safely(domain_);
@@ -50,12 +50,12 @@ class CompilationRollback {
   }
   CompilationRollback(const CompilationRollback&) = delete;
   CompilationRollback& operator=(const CompilationRollback&) = delete;
-  void keep() noexcept { kept_ = true; }
+  void commit() noexcept { committed_ = true; }
 
  private:
   Domain& domain_;
   bool triangulated_here_;
-  bool kept_ = false;
+  bool committed_ = false;
 };
 
 tv_status_t compile_quantitatively(Domain& domain, bool triangulated_here) {
@@ -63,7 +63,7 @@ tv_status_t compile_quantitatively(Domain& domain, bool triangulated_here) {
   CompilationRollback rollback(domain, triangulated_here);
   Trace trace(domain);
   if (tv_status_t status = real_compile_quantitatively(domain, trace)) return status;
-  rollback.keep();
+  rollback.commit();
   return tv_status_none;
 }
 
@@ -71,7 +71,7 @@ tv_status_t compile(Domain& domain) {
   const bool triangulates = !is_triangulated(domain);
   if (triangulates)
     if (tv_status_t status = _tv_triangulate_domain(domain, tv_method_best_greedy)) return status;
-  // Refused, the triangulation stays, also one made here: the host may look at it to see what to do.
+  // The triangulation stays, also one made here: the host may look at it to see what to do.
   if (exceeds_memory_limit(domain)) return refuse_for_memory(domain);
   return compile_quantitatively(domain, triangulates);
 }

@@ -1,4 +1,4 @@
-// Building the engines of a compiled domain: one block of numbers per tree, and room for every plan.
+// Allocates the engines of a compiled domain: one block of numbers and one arena of lists per tree.
 
 #include "inference/engine.h"
 
@@ -15,18 +15,18 @@
 namespace tv {
 namespace {
 
-// How much of each list the cliques and separators of a tree need together.
+// The total length of each list over the cliques and separators of a tree.
 struct ListSizes {
   size_t potentials = 0, links = 0, beliefs = 0, sizes = 0, members = 0, dimensions = 0;
   size_t totals = 1, belief_totals = 1, pass_totals = 0;
-  ScheduleSize portion;
+  ScheduleSize streamed;
 };
 
 bool takes_potential(const Node& node) noexcept {
   return is_discrete(node) && node.category != tv_category_utility;
 }
 
-// States that the beliefs read from a table have together.
+// The sum of the states of all beliefs that are read from a table.
 template <class Reads>
 size_t states_of_beliefs(const NodeList& members, Reads reads) noexcept {
   size_t states = 0;
@@ -35,8 +35,8 @@ size_t states_of_beliefs(const NodeList& members, Reads reads) noexcept {
   return states;
 }
 
-// Totals for the largest separator, or for as many together as are worth it; for all beliefs that one table
-// gives; for the parts of a pass over the largest clique.
+// Accumulators for the largest separator, or for as many together as pay; for all beliefs that are read from
+// one table; for the parts of a pass over the largest clique.
 void add_totals(ListSizes& sizes, const Clique& clique) noexcept {
   size_t around = 0;
   for (const Link& link : clique.links) {
@@ -44,7 +44,7 @@ void add_totals(ListSizes& sizes, const Clique& clique) noexcept {
     around = size_add(around, link.separator->size);
   }
   sizes.totals = std::max(sizes.totals, std::min(around, limits.shared_totals));
-  sizes.pass_totals = std::max(sizes.pass_totals, own_totals_for(clique.table.size));
+  sizes.pass_totals = std::max(sizes.pass_totals, private_totals_for(clique.table.size));
   const size_t own = states_of_beliefs(clique.members(), [&](const BeliefSource& source) {
     return !source.separator && source.clique == &clique;
   });
@@ -58,14 +58,14 @@ void add_totals(ListSizes& sizes, const Clique& clique) noexcept {
 
 ListSizes list_sizes(const JunctionTree& tree) noexcept {
   ListSizes sizes;
-  sizes.portion = streamed_size(tree);
+  sizes.streamed = streamed_size(tree);
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];
     const size_t members = clique.members().size(), potentials = clique.potential_count();
     add_totals(sizes, clique);
     sizes.potentials += potentials;
     sizes.links += clique.links.size();
-    sizes.sizes += (1 + potentials) * members;             // counts; strides of each potential
+    sizes.sizes += (1 + potentials) * members;             // extents; strides of each potential
     sizes.members += (1 + clique.links.size()) * members;  // findings; positions for each link
     sizes.dimensions += members;
     if (!clique.parent_separator) continue;
@@ -76,7 +76,7 @@ ListSizes list_sizes(const JunctionTree& tree) noexcept {
   return sizes;
 }
 
-// Hands out parts of the lists of a tree, one behind the other.
+// Hands out consecutive parts of the lists of a tree.
 struct Parts {
   PotentialPlan* potentials;
   LinkPlan* links;
@@ -167,7 +167,7 @@ std::span<BeliefPlan> add_beliefs(const NodeList& members, Parts& parts, Reads r
   return {first, parts.beliefs};
 }
 
-// Each end of a separator learns which link of the other clique leads back.
+// Sets for each end of a separator the link of the other clique that leads back.
 void join_links(TreeEngine& engine) {
   std::vector<size_t> in_parent(engine.cliques.size(), kNone), in_child(engine.cliques.size(), kNone);
   for (size_t c = 0; c < engine.cliques.size(); ++c)
@@ -205,7 +205,7 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   between.ratio = parts.take_numbers(separator->size);
 }
 
-// Calls visit(list, room) for every list of an engine, those of larger alignment first.
+// Calls visit(list, size) for every list of an engine, those of larger alignment first.
 template <class Visit>
 void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes& sizes, Visit visit) {
   const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
@@ -218,12 +218,12 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
   visit(engine.totals, sizes.totals);
   visit(engine.belief_totals, sizes.belief_totals);
   visit(engine.pass_totals, sizes.pass_totals);
-  visit(engine.portion.operations, sizes.portion.operations);
-  visit(engine.portion.steps, sizes.portion.steps);
-  visit(engine.portion.potential_steps, sizes.portion.potential_steps);
-  visit(engine.portion.maps, sizes.portion.maps);
-  visit(engine.portion.map_steps, sizes.portion.dimensions);
-  visit(engine.portion.map_nests, sizes.portion.dimensions);
+  visit(engine.streamed.operations, sizes.streamed.operations);
+  visit(engine.streamed.steps, sizes.streamed.steps);
+  visit(engine.streamed.potential_steps, sizes.streamed.potential_steps);
+  visit(engine.streamed.maps, sizes.streamed.maps);
+  visit(engine.streamed.map_steps, sizes.streamed.dimensions);
+  visit(engine.streamed.map_nests, sizes.streamed.dimensions);
   visit(engine.order, cliques);
   visit(engine.reached_by, cliques);
   visit(engine.pending, nodes);
@@ -243,8 +243,8 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
 size_t list_bytes(const JunctionTree& tree, const ListSizes& sizes) noexcept {
   TreeEngine none;
   size_t bytes = 0;
-  for_each_list(none, tree, sizes, [&](auto& list, size_t room) {
-    bytes = size_add(bytes, size_multiply(room, sizeof(*list.data())));
+  for_each_list(none, tree, sizes, [&](auto& list, size_t length) {
+    bytes = size_add(bytes, size_multiply(length, sizeof(*list.data())));
   });
   return bytes;
 }
@@ -252,9 +252,9 @@ size_t list_bytes(const JunctionTree& tree, const ListSizes& sizes) noexcept {
 void make_lists(TreeEngine& engine, const ListSizes& sizes) {
   engine.memory.reset(new unsigned char[list_bytes(*engine.tree, sizes)]);
   unsigned char* next = engine.memory.get();
-  for_each_list(engine, *engine.tree, sizes, [&](auto& list, size_t room) {
+  for_each_list(engine, *engine.tree, sizes, [&](auto& list, size_t length) {
     list.start(next);
-    next += room * sizeof(*list.data());
+    next += length * sizeof(*list.data());
   });
   const size_t cliques = engine.tree->clique_count();
   engine.cliques.fill(cliques);
@@ -277,16 +277,15 @@ void build_cliques(TreeEngine& engine) {
                  engine.sizes.data(),           engine.members.data(),    engine.dimensions.data(),
                  engine.numbers.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
-  // Utilities are no potentials here.
+  // Tables of utilities are no potentials here.
   engine.potential_plans.shrink(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
 }
 
-// Kept schedules and plans may take a quarter of what full tables would take, or the least in all trees
-// together.
+// Cached schedules may take a quarter of the memory of full tables, or a minimum for all trees together.
 size_t schedule_budget(const JunctionTree& tree) noexcept {
   const double share =
       static_cast<double>(tree.nodes.size()) / static_cast<double>(tree.domain->forest->participants);
-  const auto least = static_cast<size_t>(share * static_cast<double>(limits.least_kept_bytes));
+  const auto least = static_cast<size_t>(share * static_cast<double>(limits.least_cache_bytes));
   return std::max(least, table_entries(tree) * sizeof(float) / 4);
 }
 
@@ -294,7 +293,7 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   auto engine = std::make_unique<TreeEngine>();
   engine->tree = &tree;
   engine->domain = tree.domain;
-  engine->numbers.allocate_uninitialized(kept_entries(tree));
+  engine->numbers.allocate_uninitialized(stored_entries(tree));
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
   build_cliques(*engine);
   join_links(*engine);
@@ -307,7 +306,7 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   return engine;
 }
 
-// Beliefs, propagated findings and updates of all nodes, in one block.
+// Beliefs, propagated findings and likelihood ratios of all nodes, in one block.
 Block<tv_number_t> node_numbers_for(const Forest& forest) {
   size_t states = 0;
   for (const JunctionTree& tree : forest.trees)
@@ -335,7 +334,7 @@ size_t table_entries(const JunctionTree& tree) noexcept {
   return entries;
 }
 
-size_t kept_entries(const JunctionTree& tree) noexcept {
+size_t stored_entries(const JunctionTree& tree) noexcept {
   size_t entries = 0;
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];

@@ -1,12 +1,12 @@
-// The numbers of a compiled junction tree and the plans over them.
+// The numeric part of a compiled junction tree: tables, messages, and the strides by which they are combined.
 //
-// Clique and separator tables are held restricted to what the hard evidence allows: a node that is
-// fixed to one state has no dimension, so that every pass costs time in proportion to the entries that
-// are still possible. Fixing a further node cuts the tables down in place; a reset forgets them, and the
-// next propagation builds them anew under its own evidence. The host sees full tables, made on request.
+// Clique and separator tables are reduced by the hard evidence: an observed node has no dimension, so that
+// every pass costs time in proportion to the entries that are still possible. Observing a further node
+// reduces the tables in place; a reset forgets them, and the next propagation builds them anew under its own
+// evidence. The host sees full tables, made on request.
 //
-// Everything is allocated when the domain is compiled. A propagation allocates nothing but kept schedules and
-// plans, what threads need, and once the table of a clique that can no longer do without one (lazy.h).
+// Everything is allocated when the domain is compiled. A propagation allocates nothing but cached schedules,
+// workspaces of threads, and the table of a clique that can no longer be lazy (schedule/lazy_clique.h).
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@
 #include "compile/forest.h"
 #include "inference/extended/wide_number.h"
 #include "inference/fixed_list.h"
-#include "inference/kept_tables.h"
+#include "inference/saved_tables.h"
 #include "inference/schedule/schedule.h"
 #include "tables/kernels/index_map.h"
 
@@ -32,16 +32,16 @@ struct UtilityEngine;  // inference/utility/utility_engine.h
 using MemberIndex = uint16_t;
 inline constexpr MemberIndex kNoMember = UINT16_MAX;
 
-// A clique's or a separator's table restricted to the states that are fixed.
+// A clique's or a separator's table reduced by the observed states.
 struct ReducedTable {
   const NodeList* members = nullptr;
-  float* numbers = nullptr;  // shape.size of them; room for the full table
+  float* numbers = nullptr;  // shape.size of them; the capacity is the full table
   Shape shape;
   unsigned char* dimension_of = nullptr;  // per member: its dimension in `shape`, or why it has none
 
   static constexpr unsigned char kNoDimension = 255;  // it has a single state, or is continuous
-  static constexpr unsigned char kObserved = 254;     // its state is fixed
-  static constexpr unsigned char kUnplanned = 253;    // it is not known yet
+  static constexpr unsigned char kObserved = 254;     // it is observed
+  static constexpr unsigned char kUnplanned = 253;    // not determined yet
   bool spans(size_t member) const noexcept { return dimension_of[member] < kUnplanned; }
   bool is_observed(size_t member) const noexcept { return dimension_of[member] == kObserved; }
 };
@@ -50,7 +50,7 @@ struct ReducedTable {
 struct PotentialPlan {
   union {
     Node* owner = nullptr;    // whose potential it is,
-    const Table* free_table;  // or what it is where no node owns it
+    const Table* free_table;  // or its table where no node owns it
   };
   const NodeList* members = nullptr;  // of the clique
   size_t layout = kNone;              // of the table that `strides` were taken from; kNone: no table
@@ -63,16 +63,16 @@ struct PotentialPlan {
   const Table* table() const noexcept { return has_owner ? owner->table.get() : free_table; }
 };
 
-// The belief of a node read from a restricted table.
+// The belief of a node that is read from a reduced table.
 struct BeliefPlan {
   Node* node = nullptr;
   size_t member = 0;  // its position among the members
 };
 
 struct SeparatorWork {
-  Separator* separator = nullptr;  // null for the root's place
-  ReducedTable old;                // the marginal that both sides agree on
-  float* ratio = nullptr;          // the update that the receiver still has to multiply in
+  Separator* separator = nullptr;  // null at the position of the root
+  ReducedTable old;                // the latest marginal, on which both cliques agree
+  float* ratio = nullptr;          // the update that the receiver still has to absorb
   std::span<BeliefPlan> beliefs;   // nodes for which this is the smallest table
 };
 
@@ -86,7 +86,7 @@ struct LinkPlan {
   float* received = nullptr;         // for a lazy clique: the product of all these messages
 };
 
-// Members of a clique, each at most once, in room that was given to it.
+// Members of a clique, each at most once, in memory that the engine owns.
 struct MemberList {
   MemberIndex* members = nullptr;
   size_t count = 0;
@@ -106,12 +106,12 @@ struct CliqueWork {
   bool initialized = false;  // the table holds at least the product of the potentials
   float constant = 1.0f;     // the only factor of a lazy clique that has no others
   ReducedTable table;        // without numbers where the clique is lazy
-  size_t version = 0;        // grows with every change, so that the host's copy can be told stale
+  size_t version = 0;        // grows with every change, so that a stale copy of the host can be recognised
   size_t materialized = 0;   // the version that the host's copy shows
   std::span<PotentialPlan> potentials;
   std::span<LinkPlan> links;         // in the order of clique->links
   std::span<BeliefPlan> beliefs;     // nodes for which this is the smallest table
-  MemberList findings;               // members whose update findings wait to be multiplied in
+  MemberList findings;               // members whose likelihood ratios are still to be absorbed
   double finding_probability = 1.0;  // of the findings of this step that were entered here, before it
 };
 
@@ -121,27 +121,27 @@ struct TreeEngine {
 
   JunctionTree* tree = nullptr;
   Domain* domain = nullptr;
-  // The lists lie in one block: small networks are made of small lists, which cost more to allocate than to
+  // One arena for all lists: small networks are made of small lists, which cost more to allocate than to
   // fill.
   std::unique_ptr<unsigned char[]> memory;
   FixedList<CliqueWork> cliques;        // by position in the tree
   FixedList<SeparatorWork> separators;  // by position of the child clique
   Block<float> numbers;                 // all tables and ratios
-  FixedList<double> totals;             // marginals on their way into separators
+  FixedList<double> totals;             // accumulators of the marginals for separators
   FixedList<double> belief_totals;
-  FixedList<double> pass_totals;     // of the parts of a pass over a large table
+  FixedList<double> pass_totals;     // private accumulators of the parts of a pass over a large table
   std::vector<Block<float>> stored;  // tables of cliques that were lazy once
   FixedList<PotentialPlan> potential_plans;
   FixedList<LinkPlan> link_plans;
   FixedList<BeliefPlan> belief_plans;
-  FixedList<size_t> sizes;  // counts of shapes, strides
+  FixedList<size_t> sizes;  // extents of shapes, strides
   FixedList<MemberIndex> members;
   FixedList<unsigned char> dimensions;  // of members
 
-  // What there is little of is listed, so that a change of one finding need not walk over the tree.
-  FixedList<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated
-                                 // evidence or a fixed state, and of some others
-  FixedList<uint32_t> changed;   // of those whose entered evidence changed since it was last taken in
+  // Short lists, so that a change of one finding need not traverse the tree.
+  FixedList<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated evidence
+                                 // or an observed state, and of some others
+  FixedList<uint32_t> changed;   // of those whose entered evidence changed since it was last absorbed
   FixedList<uint32_t> marked;    // cliques
   FixedList<uint32_t> measured;  // cliques
   FixedList<uint32_t> targets;   // positions in tree->nodes of nodes with `is_target`
@@ -150,16 +150,16 @@ struct TreeEngine {
   size_t likelihood_count = 0;
   bool has_lazy = false;  // some clique was built without a table
 
-  // The schedule of one propagation: marked cliques from the root outwards.
+  // The order of one propagation: marked cliques from the root outwards.
   FixedList<size_t> order;
-  FixedList<size_t> reached_by;       // by clique: its link towards the root; kNone for the root and
-                                      // for cliques that take no part
+  FixedList<size_t> reached_by;  // by clique: its link towards the root; kNone for the root and for cliques
+                                 // that take no part
   FixedList<unsigned char> barren;    // by clique: its message towards the root would be all ones
   FixedList<unsigned char> has_sent;  // by clique: it has sent one in this propagation
-  ScheduleLists portion;              // what one clique does, written just before it is done
+  ScheduleLists streamed;             // the operations of one clique at a time
 
-  // While a schedule runs: the product of the factors is mantissa times 2 to the power exponent; the sum of a
-  // table (for max), the mass of the root and its inverse.
+  // While a schedule runs: the product of the scaling factors is mantissa times 2 to the power exponent; the
+  // sum of a table (for max), the mass of the root and its inverse.
   double factor_mantissa = 1.0;
   long factor_exponent = 0;
   double table_sum = 0.0;
@@ -169,37 +169,37 @@ struct TreeEngine {
   std::unique_ptr<CgEngine> cg;  // of a tree with continuous nodes: they have no dimensions here
 
   std::unique_ptr<ScheduleCache> schedules;
-  bool plans_are_stale = false;  // a kept schedule was run: shapes and maps are those of an earlier
-                                 // propagation
+  bool plans_are_stale = false;  // shapes are older than the last run of a cached schedule
 
-  // Elimination plans: how many new patterns are passed by, since one was not worth a plan, and whether the
-  // equilibrium came from a plan, so that there are no tables yet.
+  // Elimination schedules: how many new patterns are skipped after one that was not worth a schedule, and
+  // whether the equilibrium came from one, so that the tables are not calibrated yet.
   double entries = 0.0;  // of all clique tables
   uint32_t patterns_to_pass = 0;
   bool marginals_only = false;
-  KeptTables kept_potentials;  // then, by position of the node: what may have changed since
+  SavedTables saved_potentials;  // by position of the node: former numbers of tables that may have changed
+                                 // since the equilibrium
 
   // Single precision did not suffice: the tables show what is possible, but only answers count, and further
   // evidence is propagated from the potentials again.
   bool is_extended = false;
-  // The binary logarithm of the greatest share of a table's mass that entries may hold which became too small
+  // The binary logarithm of the greatest share of a table's mass that entries may have had which underflowed
   // while messages were distributed.
   double lost_share = -std::numeric_limits<double>::infinity();
-  // What such a propagation needs to know of the step: the probability that its findings had before it, and
-  // what was known of the pending nodes until then, with the finding vectors one behind the other.
+  // The state before the last step of an extended propagation: the probability that its findings had then,
+  // and the evidence of the pending nodes until then, with the finding vectors one behind the other.
   WideNumber finding_probability;
   FixedList<int32_t> former_states;
   std::vector<tv_number_t> former_findings;
   bool knows_constants = false;  // those of the step are right, whatever becomes of the beliefs
   static constexpr uint32_t kNoConflictRoot = UINT32_MAX;
   static constexpr uint32_t kLostConflicts = UINT32_MAX - 1;  // potentials changed without notice
-  uint32_t conflict_root = kNoConflictRoot;  // from which the conflicts of cliques are still to be found,
+  uint32_t conflict_root = kNoConflictRoot;  // from which the conflicts of cliques are still to be measured,
   tv_equilibrium_t former_equilibrium = tv_equilibrium_none;  // and the equilibrium before this step
 
-  FixedList<Node*> pending;   // nodes whose evidence the current propagation takes in
+  FixedList<Node*> pending;   // nodes whose evidence the current propagation absorbs
   FixedList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit
 
-  // The copy of the initial tables that the domain keeps when asked to.
+  // The copy of the initial tables that a domain has when asked to.
   bool keep_copy = false;
   Block<float> copy;
   std::vector<float> copied_beliefs;
@@ -218,34 +218,34 @@ ParallelSettings parallel_settings(const Domain& domain) noexcept;
 // are too many to be counted.
 size_t table_entries(const JunctionTree& tree) noexcept;
 
-// The numbers that are kept for them: tables, factors and ratios.
-size_t kept_entries(const JunctionTree& tree) noexcept;
+// The numbers that are stored for them: tables, factors and ratios.
+size_t stored_entries(const JunctionTree& tree) noexcept;
 
-// Room for the longest schedule: every clique collects and distributes, every belief is read, every node has
-// a finding; and for the longest portion of one, in which one clique does one of these.
+// The size of the longest schedule: every clique collects and distributes, every belief is read, every node
+// has a finding; and of the largest part of a streamed one, in which a single clique collects or distributes.
 ScheduleSize schedule_size(const JunctionTree& tree) noexcept;
 ScheduleSize streamed_size(const JunctionTree& tree) noexcept;
 
-// Allocates room for the longest schedule; false when there is no memory for it.
+// Allocates lists for the longest schedule; false when there is no memory for them.
 bool reserve_schedule(const JunctionTree& tree, ScheduleLists& lists) noexcept;
 
-// Bytes of the block with the lists of an engine.
+// Bytes of the arena with the lists of an engine.
 size_t list_bytes(const JunctionTree& tree) noexcept;
 
-// Allocates the numbers and plans of every tree and the belief arrays of the nodes.
+// Allocates the numbers and lists of every tree and the belief arrays of the nodes.
 tv_status_t create_engines(Domain& domain);
 void destroy_engines(Domain& domain) noexcept;
 
-// Restricts the tables to the nodes' `next_observed_state`: makes plans for cliques whose fixed members
-// changed, and cuts initialised tables down (these can only gain fixed members). Without `everywhere` only
+// Reduces the tables by the nodes' `next_observed_state`: sets the shapes of cliques whose observed members
+// changed, and reduces initialised tables (these can only gain observed members). Without `everywhere` only
 // cliques with such members are looked at.
 void apply_observed_states(TreeEngine& engine, bool everywhere = true) noexcept;
 
-// Makes shapes and maps those of the states that are fixed now, where a kept schedule has left them behind.
+// Sets shapes and strides to those of the present observed states, where a cached schedule has left stale
+// ones.
 void refresh_plans(TreeEngine& engine) noexcept;
 
-// Calls visit(node) for each node that has evidence, entered or propagated.
-// Some that are met have none any more.
+// Calls visit(node) for each node that has evidence, entered or propagated, and for some that had.
 template <class Visit>
 void for_each_with_evidence(const TreeEngine& engine, Visit visit) {
   for (const uint32_t position : engine.evidence) visit(*engine.tree->nodes[position]);
@@ -254,17 +254,17 @@ void for_each_with_evidence(const TreeEngine& engine, Visit visit) {
 // Forgets all numbers; the next propagation starts from the potentials.
 void forget_tables(TreeEngine& engine) noexcept;
 
-// The steps that a potential, the separator of a link, and a single member take along each dimension of a
-// restricted table.
+// The strides of a potential, of the separator of a link, and of a single member along each dimension of a
+// reduced table.
 void step_in_potential(const ReducedTable& table, const PotentialPlan& plan, size_t* steps) noexcept;
 void step_in_separator(const ReducedTable& table, const LinkPlan& link, const ReducedTable& separator,
                        size_t* steps) noexcept;
 void step_in_member(const ReducedTable& table, size_t member, size_t* steps) noexcept;
 
-// Offset of the states that are fixed now within a potential.
+// Offset of the observed states within a potential.
 size_t observed_offset(const PotentialPlan& plan) noexcept;
 
-// Takes the strides of a potential from its node's present table; whether they were not those in the plan.
+// Takes the strides of a potential from its node's present table; whether its layout was another one.
 bool refresh_potential(PotentialPlan& plan) noexcept;
 
 }  // namespace tv

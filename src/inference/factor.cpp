@@ -1,4 +1,4 @@
-// Products and marginals of factors, each one pass under a map made for it.
+// Products and marginals of factors, each a single pass under an index map of its own.
 
 #include "inference/factor.h"
 
@@ -40,14 +40,14 @@ size_t size_over(const std::vector<const Node*>& nodes) {
   return size;
 }
 
-// The members among `kept`, and the map that leads to the factor over them.
-std::vector<const Node*> keep_members(const ReducedTable& table, const std::vector<const Node*>& kept,
-                                      OwnIndexMap& map) {
+// The members among `targets`, and the index map from the table onto the factor over them.
+std::vector<const Node*> members_among(const ReducedTable& table, const std::vector<const Node*>& targets,
+                                       OwnIndexMap& map) {
   std::vector<const Node*> nodes;
   size_t stride = 1;
   for (size_t m = table.members->size(); m-- > 0;) {
     const Node* node = (*table.members)[m];
-    if (!table.spans(m) || !holds(kept, node)) continue;
+    if (!table.spans(m) || !holds(targets, node)) continue;
     map.steps[table.dimension_of[m]] = stride;
     stride *= node->number_of_states;
     nodes.insert(nodes.begin(), node);
@@ -79,11 +79,11 @@ void multiply_factor(Factor& target, const Factor& other, const ParallelSettings
   run_pass(shape, target.numbers.data(), &step, 1, settings);
 }
 
-Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& kept,
+Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& targets,
                           tv_equilibrium_t equilibrium, const ParallelSettings& settings) {
   std::vector<const Node*> nodes;
   for (const Node* node : factor.nodes)
-    if (holds(kept, node)) nodes.push_back(node);
+    if (holds(targets, node)) nodes.push_back(node);
   const OwnShape shape(counts_of(factor.nodes));
   OwnIndexMap map(factor.nodes.size());
   meet(factor.nodes, nodes, shape, map);
@@ -94,23 +94,23 @@ Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& 
   return from_totals(std::move(nodes), totals);
 }
 
-Factor marginal_of_table(const ReducedTable& table, const std::vector<const Node*>& kept,
+Factor marginal_of_table(const ReducedTable& table, const std::vector<const Node*>& targets,
                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
   OwnIndexMap map(table.shape.dimensions);
-  std::vector<const Node*> nodes = keep_members(table, kept, map);
+  std::vector<const Node*> nodes = members_among(table, targets, map);
   Block<double> totals(map.other_size);
   const bool weighs = mode == tv_evidence_fast_retraction;
   marginalize_with_findings(
-      table, [&](size_t member) { return !weighs || holds(kept, (*table.members)[member]); }, map.steps,
+      table, [&](size_t member) { return !weighs || holds(targets, (*table.members)[member]); }, map.steps,
       equilibrium, totals.data());
   return from_totals(std::move(nodes), totals);
 }
 
-Factor marginal_of_clique(const CliqueWork& work, const std::vector<const Node*>& kept,
+Factor marginal_of_clique(const CliqueWork& work, const std::vector<const Node*>& targets,
                           tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
-  if (!work.lazy) return marginal_of_table(work.table, kept, equilibrium, mode);
+  if (!work.lazy) return marginal_of_table(work.table, targets, equilibrium, mode);
   OwnIndexMap map(work.table.shape.dimensions);
-  std::vector<const Node*> nodes = keep_members(work.table, kept, map);
+  std::vector<const Node*> nodes = members_among(work.table, targets, map);
   Block<double> totals(map.other_size);
   const StepKind operation = equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum;
   const Step sum = {operation, &map, nullptr, totals.data()};

@@ -1,4 +1,4 @@
-// A list of plain records in room that was given to it: the lists of an engine lie in one block of memory.
+// A list of plain records in an arena: it has the capacity that it was given and owns nothing.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@ class FixedList {
   static_assert(std::is_trivially_destructible_v<T> && alignof(T) <= alignof(double));
 
  public:
-  // An empty list in the room that begins at `place`.
+  // An empty list that begins at `place`.
   void start(unsigned char* place) noexcept {
     data_ = reinterpret_cast<T*>(place);
     size_ = 0;

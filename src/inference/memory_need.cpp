@@ -1,6 +1,6 @@
-// Adding up what the engines of a domain will hold: it follows engine.cpp, and a test holds it against the
-// bytes that are really asked for. Large tables need little but their numbers; in networks of many small
-// cliques most of it is plans.
+// The sum of all arrays that the engines of a domain allocate. It follows engine.cpp, and a test compares it
+// with the bytes that are really allocated. Large tables need little but their numbers; in networks of many
+// small cliques most of it is lists.
 
 #include "inference/memory_need.h"
 
@@ -31,7 +31,7 @@ class Bytes {
 void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<TreeEngine>(1);
   bytes.add<char>(list_bytes(tree));
-  bytes.add<float>(kept_entries(tree));
+  bytes.add<float>(stored_entries(tree));
   if (tree.has_continuous) bytes.add<char>(cg_memory_needed(tree));
   bytes.add<ScheduleCache>(1);
   bytes.add<uint32_t>(tree.nodes.size() + 1);  // its pattern

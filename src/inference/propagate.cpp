@@ -1,5 +1,5 @@
-// Propagation: decides for each tree whether it must start anew, what is entered, who takes part and whose
-// beliefs change; the messages themselves are passed elsewhere.
+// Propagation: decides for each tree whether it must start from the potentials, which evidence is absorbed,
+// which cliques take part and whose beliefs change. Messages are the subject of schedules.
 
 #include "inference/propagate.h"
 
@@ -56,7 +56,8 @@ bool reset_is_needed(const JunctionTree& tree, tv_evidence_mode_t mode) {
   return tree.evidence_to_propagate > 0 && decision_evidence_changes(tree);
 }
 
-// Once values are propagated no conflict is measured, which is what an equilibrium without evidence is for.
+// Once values are propagated no conflict is measured, and an equilibrium without evidence would serve only
+// that.
 bool holds_entered_values(const JunctionTree& tree) noexcept {
   return tree.has_continuous && std::any_of(tree.nodes.begin(), tree.nodes.end(),
                                             [](const Node* node) { return node->entered.value_flag; });
@@ -111,9 +112,9 @@ void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium)
   copy_pending_evidence(engine);
 }
 
-// The largest share of a table that may have been lost for good while messages were distributed, which
-// evidence that was improbable makes larger. Results that become too small to be shown count, too.
-// Under fast retraction findings are still to come.
+// The largest share of a table that may have underflowed while messages were distributed; it grows when
+// improbable evidence is divided out. Results that are too small for a float count, too. Under fast
+// retraction findings are still to come.
 tv_status_t note_lost_share(JunctionTree& tree, tv_evidence_mode_t mode) noexcept {
   TreeEngine& engine = engine_of(tree);
   if (engine.marginals_only) return tv_status_none;
@@ -124,13 +125,13 @@ tv_status_t note_lost_share(JunctionTree& tree, tv_evidence_mode_t mode) noexcep
   return engine.lost_share > kNegligibleLater ? kOutOfRange : tv_status_none;
 }
 
-// Only sums are left alone by nodes that evidence cannot reach: the largest entry over an unobserved common
-// effect depends on all its causes.
+// Only under sum propagation is a node unaffected by evidence that is d-separated from it: the largest entry
+// over an unobserved common effect depends on all its causes.
 void choose_targets(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
   const bool prunes =
       equilibrium == tv_equilibrium_sum && tree.equilibrium == equilibrium && mode == tv_evidence_normal &&
       (tree.mode == tv_evidence_normal || !tree.evidence_propagated) && tree.approximation_constant == 1.0 &&
-      !tree.has_chain_components;  // the search knows directed links alone
+      !tree.has_chain_components;  // the search knows directed links only
   if (prunes) return target_d_connected_beliefs(engine_of(tree));
   target_all_beliefs(engine_of(tree));
 }
@@ -146,70 +147,72 @@ void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_
   tree.likelihood_propagated = engine.likelihood_count > 0;
 }
 
-// Beliefs without tables. `no_value` where that is not worth while, memory is short, or a product of factors
-// becomes too small.
-tv_status_t propagate_by_elimination(const PropagationRequest& request, EliminationSchedule* kept) {
+// Computes beliefs by an elimination schedule, without tables. `no_value` where that does not pay, memory is
+// short, or a product of factors becomes too small.
+tv_status_t propagate_by_elimination(const PropagationRequest& request, EliminationSchedule* cached) {
   TreeEngine& engine = request.engine;
   ScheduleCache& cache = *engine.schedules;
   if (!may_eliminate(request)) return tv_status_no_value;
   std::unique_ptr<EliminationSchedule> fresh;
-  if (!kept && !succeeds_with_memory([&] { fresh = build_elimination(request); })) return tv_status_no_value;
-  EliminationSchedule* plan = kept ? kept : fresh.get();
-  if (!plan) return tv_status_no_value;
+  if (!cached && !succeeds_with_memory([&] { fresh = build_elimination(request); }))
+    return tv_status_no_value;
+  EliminationSchedule* schedule = cached ? cached : fresh.get();
+  if (!schedule) return tv_status_no_value;
   tv_status_t status = tv_status_none;
-  if (!succeeds_with_memory([&] { status = run_elimination(engine, *plan); })) return tv_status_no_value;
-  if (status == tv_status_no_value) cache.want_tables();
+  if (!succeeds_with_memory([&] { status = run_elimination(engine, *schedule); })) return tv_status_no_value;
+  if (status == tv_status_no_value) cache.note_tables_needed();
   if (status) return status;
   observe_states_without_plans(engine);
-  for (CliqueWork& work : engine.cliques) work.findings.clear();  // the plan has multiplied them in
+  for (CliqueWork& work : engine.cliques) work.findings.clear();  // the schedule has multiplied by them
   engine.marginals_only = true;
-  engine.is_extended = plan->left_range.load(std::memory_order_relaxed);
-  if (fresh) cache.keep(std::move(fresh));
+  engine.is_extended = schedule->left_range.load(std::memory_order_relaxed);
+  if (fresh) cache.insert(std::move(fresh));
   return tv_status_none;
 }
 
-// From the potentials, all cliques taking part: what is to be done depends only on which nodes are observed.
+// Propagates from the potentials. All cliques take part, so that the schedule depends only on which nodes are
+// observed.
 tv_status_t propagate_anew(const PropagationRequest& request) {
   TreeEngine& engine = request.engine;
-  const ScheduleCache::Found kept = engine.schedules->find(engine, request.equilibrium);
-  if (kept.schedule) {
+  const ScheduleCache::Found cached = engine.schedules->find(engine, request.equilibrium);
+  if (cached.schedule) {
     observe_states_without_plans(engine);
-    return run_schedule(request, *kept.schedule);
+    return run_schedule(request, *cached.schedule);
   }
-  if (tv_status_t status = propagate_by_elimination(request, kept.plan); status != tv_status_no_value)
+  if (tv_status_t status = propagate_by_elimination(request, cached.elimination);
+      status != tv_status_no_value)
     return status;
   observe_states(engine);
   choose_targets(*engine.tree, request.equilibrium, request.mode);
   const size_t start = _tv_identify_subtree(engine, kNone);
   ScheduleLists lists;
-  if (!engine.schedules->wants_to_keep(ScheduleCache::Kept::schedule) ||
-      !reserve_schedule(*engine.tree, lists))
+  if (!engine.schedules->admits(ScheduleCache::Kind::schedule) || !reserve_schedule(*engine.tree, lists))
     return _tv_jt_global_propagate(request, start);
   const Schedule schedule = build_schedule(request, start, lists);
   if (tv_status_t status = run_schedule(request, schedule)) return status;
-  engine.schedules->keep(engine, schedule, request.equilibrium);
+  engine.schedules->insert(engine, schedule, request.equilibrium);
   return tv_status_none;
 }
 
-// From an equilibrium to the next one.
+// From one equilibrium to the next.
 tv_status_t propagate_on(const PropagationRequest& request, const Clique* root) {
   TreeEngine& engine = request.engine;
   if (request.mode == tv_evidence_normal)
     observe_states(engine);
   else
-    refresh_plans(engine);  // nothing is fixed, but a kept schedule may have left them stale
+    refresh_plans(engine);  // nothing is observed, but a cached schedule may have left shapes stale
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   choose_targets(*engine.tree, request.equilibrium, request.mode);
   return _tv_jt_global_propagate(request, start);
 }
 
-// The tree is in equilibrium but for the values of continuous nodes: their density is multiplied in.
+// The tree is in equilibrium but for the values of continuous nodes, whose density is multiplied in.
 tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
   TreeEngine& engine = engine_of(tree);
-  const bool may_have_lost = engine.cg->incorporated;
+  const bool may_have_lost = engine.cg->holds_densities;
   if (may_have_lost) engine.cg->growth -= tree.step_log_constant;
   ++engine.cg->round;
-  take_in_values(tree);
+  record_values(tree);
   refresh_plans(engine);
   clear_marks(engine);
   CgAbsorption change;
@@ -228,7 +231,7 @@ tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
   return tv_status_none;
 }
 
-// In single precision, as far as that goes: `kOutOfRange` beyond.
+// In single precision; `kOutOfRange` where that does not suffice.
 tv_status_t propagate_in_range(const PropagationRequest& request, const Clique* root) {
   JunctionTree& tree = *request.engine.tree;
   const bool starts_anew = request.first && !root;
@@ -237,11 +240,11 @@ tv_status_t propagate_in_range(const PropagationRequest& request, const Clique* 
   return status ? status : note_lost_share(tree, request.mode);
 }
 
-// Whether a tree in equilibrium goes to the next one from its potentials: single precision did not suffice,
-// or all cliques would take part, and none has a table yet.
+// Whether a tree in equilibrium reaches the next one from its potentials: single precision did not suffice,
+// or all cliques would take part and their tables are not calibrated anyway.
 bool starts_over(const PropagationRequest& request) noexcept {
   const TreeEngine& engine = request.engine;
-  return engine.is_extended || (engine.marginals_only && engine.kept_potentials.are_untouched() &&
+  return engine.is_extended || (engine.marginals_only && engine.saved_potentials.are_untouched() &&
                                 engine.tree->equilibrium != request.equilibrium && may_eliminate(request));
 }
 
@@ -262,11 +265,12 @@ tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equili
   return status;
 }
 
-// The densities of values may be so far apart that entries of the tables underflow. One that has grown by no
-// more than this since then is still far below single precision; beyond it the tables are made anew.
+// The densities of values may be so far apart that entries of the tables underflow. An entry that would have
+// grown by no more than this since then is still far below single precision; beyond it the tables are made
+// anew.
 constexpr double kHarmlessGrowth = 46.0;  // the logarithm of 1e20
 
-// Leaves all trees of a domain valid, however the work was left.
+// Leaves all trees of a domain valid, also after a failure.
 class DomainRecovery {
  public:
   explicit DomainRecovery(Domain& domain) noexcept : domain_(&domain) {}
@@ -299,13 +303,13 @@ tv_status_t refuse_for_continuous() noexcept {
                 "networks with continuous nodes know sum propagation with normal evidence alone");
 }
 
-// Trees with continuous nodes answer without evidence after a failure, where nothing prevents that.
+// Trees with continuous nodes are brought to the equilibrium without evidence after a failure, if possible.
 void reset_continuous(JunctionTree& tree) noexcept {
   if (tree.has_continuous)
     succeeds_with_memory([&] { _tv_jt_reset_inference_engine(tree, ResetForm::full); });
 }
 
-// A failure in one tree takes all of them back.
+// A failure in one tree resets all of them.
 tv_status_t propagate_all_trees(Domain& domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
   DomainRecovery recovery(domain);
   const auto propagate = [&](JunctionTree& tree) {
@@ -327,7 +331,7 @@ tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t eq
   return explain_failure(*tree.domain, status);
 }
 
-// Every tree is reset, whatever becomes of the others; the first failure is told.
+// Every tree is reset, even after a failure; the first failure is reported.
 tv_status_t reset_all_trees(Domain& domain) {
   tv_status_t first = tv_status_none;
   const auto reset = [&](JunctionTree& tree) {
@@ -361,7 +365,7 @@ tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibr
   }
   if (!starts_over({engine, equilibrium, mode}))
     if (tv_status_t status = calibrate_tables(tree)) return status;
-  const bool may_have_lost = engine.cg && engine.cg->incorporated;
+  const bool may_have_lost = engine.cg && engine.cg->holds_densities;
   tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);
   const bool stopped = status == tv_status_error;
   if (may_have_lost && !stopped && (status || engine.cg->growth > kHarmlessGrowth)) {

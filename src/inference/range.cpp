@@ -10,7 +10,7 @@ constexpr double kSmallestExponent = -126.0;  // of a normal number
 
 }  // namespace
 
-// Every entry may be one that was lost.
+// Any entry may be one that underflowed.
 double lost_share_of(const TreeEngine& engine) noexcept {
   size_t largest = 1;
   for (const CliqueWork& work : engine.cliques) largest = std::max(largest, work.table.shape.size);

@@ -1,7 +1,7 @@
 // Resetting the inference engine. A reset computes nothing by itself: it forgets the tables, and the next
-// propagation multiplies the potentials under its own evidence, so that entries which that evidence
-// rules out are never touched. Only where an equilibrium without evidence is needed (fast retraction, a
-// kept copy of the initial tables) are the tables brought to it at once.
+// propagation multiplies the potentials under its own evidence, so that entries which that evidence rules out
+// are never touched. Only where an equilibrium without evidence is needed (fast retraction, a copy of the
+// initial tables) are the tables calibrated at once.
 
 #include "inference/reset.h"
 
@@ -66,15 +66,15 @@ constexpr size_t kForgotten = kNone - 1;  // equals no configuration
 // The configuration of the required instantiations among the nodes of a node's table; kNone without any.
 size_t configuration_of_required(const Node& node) noexcept {
   size_t index = kNone;
-  const auto take_in = [&](const Node* member) {
+  const auto append = [&](const Node* member) {
     if (!member->is_required) return;
     const size_t state = member->entered.state >= 0 ? static_cast<size_t>(member->entered.state) : 0;
     index = (index == kNone ? 0 : index * member->number_of_states) + state;
   };
   if (!node.table)
-    take_in(&node);  // it counts as uniform
+    append(&node);  // it counts as uniform
   else
-    for (const Node* member : node.table->nodes) take_in(member);
+    for (const Node* member : node.table->nodes) append(member);
   return index;
 }
 
@@ -86,7 +86,7 @@ void remember_configurations(JunctionTree& tree) noexcept {
     compiled(*node).table_configuration = any ? configuration_of_required(*node) : kNone;
 }
 
-// Whether there is any. What is propagated next then does not start from the initial tables.
+// Returns whether there are any. The next propagation then does not start from the initial tables.
 bool leave_out_policies(JunctionTree& tree) noexcept {
   if (tree.domain->counters.decision == 0) return false;
   bool any = false;
@@ -125,7 +125,7 @@ tv_status_t initialize_to_sum(JunctionTree& tree) {
   return tv_status_none;
 }
 
-// Calls visit(block) for the numbers of a tree and for each table that lies elsewhere.
+// Calls visit(block) for the numbers of a tree and for each table that is stored elsewhere.
 template <class Visit>
 void for_each_block(const TreeEngine& engine, Visit visit) {
   visit(engine.numbers);
@@ -134,7 +134,7 @@ void for_each_block(const TreeEngine& engine, Visit visit) {
 
 void save_tables(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
-  materialize_all_tables(engine);  // factors come and go
+  materialize_all_tables(engine);  // a copy needs tables of fixed size
   size_t size = 0;
   for_each_block(engine, [&](const Block<float>& block) { size += block.size(); });
   Block<float> copy;
@@ -242,7 +242,7 @@ tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
     recovery.dismiss();
     return tv_status_none;
   }
-  if (!holds) engine.copy.reset();  // nothing will tell any more that it is of other tables
+  if (!holds) engine.copy.reset();  // later on the copy could not be recognised as stale
   if (tree.tables_touched) {
     if (engine.cg) forget_all_regressions(*engine.cg);
     if (tv_status_t status = jt_check_user_potentials(tree)) return status;

@@ -12,15 +12,15 @@ enum class ResetForm {
   bare              // also for one: a tree is brought to it only where its initial tables are kept
 };
 
-// What a propagation that follows starts from lacks the policies of decisions that have been made. The tree
-// is left as after any failure when the reset fails.
+// Resets the tree to its potentials, without the policies of decisions whose evidence the next propagation
+// absorbs. If the reset fails, the tree is left as after any failure.
 tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form);
 
-// The reset after a failure: never fails, looks at no potential, and computes nothing; a copy of the
-// initial tables that still holds is loaded.
+// The reset after a failure: never fails, reads no potential, and computes nothing; a copy of the initial
+// tables that is still valid is loaded.
 void recover_tree(JunctionTree& tree) noexcept;
 
-// Leaves the tree valid, however the work on it was left, unless that is finished.
+// On its destruction, leaves the tree valid, whatever the state of the work on it, unless that is finished.
 class TreeRecovery {
  public:
   explicit TreeRecovery(JunctionTree& tree) noexcept : tree_(&tree) {}
@@ -38,7 +38,7 @@ class TreeRecovery {
 // Whether the selected states of required instantiations differ from those that the tables were built for.
 bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept;
 
-// Takes back what the last propagation found out about conflicts.
+// Forgets the conflicts that the last propagation measured.
 void forget_conflicts(TreeEngine& engine) noexcept;
 
 // Counts the nodes whose entered evidence differs from the propagated one.

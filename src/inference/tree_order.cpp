@@ -7,7 +7,7 @@
 namespace tv {
 namespace {
 
-// The other trees that `tree` waits for.
+// The other trees that must be propagated before `tree`.
 std::vector<JunctionTree*> prerequisites(const JunctionTree& tree) {
   std::vector<JunctionTree*> found;
   std::vector<const Node*> open(tree.nodes.begin(), tree.nodes.end());
@@ -40,7 +40,7 @@ std::vector<JunctionTree*> trees_in_order(const Domain& domain) {
       JunctionTree* tree = open.back();
       bool waits = false;
       if (!tree->done) {
-        tree->done = true;  // also keeps a tree that waits from being opened twice
+        tree->done = true;  // also prevents a waiting tree from being visited twice
         for (JunctionTree* other : prerequisites(*tree))
           if (!other->done) {
             open.push_back(other);

@@ -10,8 +10,8 @@
 namespace tv {
 namespace {
 
-// What is left of a difference when its terms cancel to within their own rounding errors is no dependence: in
-// a network with certain relations it would otherwise pass for an exact one.
+// A difference whose terms cancel to within their own rounding errors counts as zero: in a network with
+// certain relations the remainder would otherwise pass for an exact dependence.
 constexpr double kCancelled = 16 * std::numeric_limits<double>::epsilon();
 
 double sum_or_zero(double a, double b) noexcept {
@@ -31,7 +31,7 @@ void add_density(CgDensity& density, double difference, double variance) noexcep
   density.logarithm += logarithm;
 }
 
-// The first that is known of a node: the form solved for it.
+// A node without a regression gets the form solved for it.
 void solve_form(double* run, size_t node, const CgForm& form, CgDensity& density) noexcept {
   const double pivot = form.coefficients[node];
   run[0] = form.constant / pivot;
@@ -55,19 +55,19 @@ void combine_form(double* block, size_t count, CgForm form, CgDensity& density) 
     const double variance = run[1 + node];
     if (variance < 0.0) return solve_form(run, node, form, density);
     const double joint = form.variance + b * b * variance;
-    // What the node keeps of its own regression, and how it follows the form; nothing changes what is
-    // certain.
-    const double keep = joint > 0.0 ? form.variance / joint : 1.0;
+    // The share of the node's own regression that remains, and its gain from the form; a certain node does
+    // not change.
+    const double share = joint > 0.0 ? form.variance / joint : 1.0;
     const double gain = joint > 0.0 ? b * variance / joint : 0.0;
     for (size_t k = 0; k < node; ++k) {
       const double own = run[1 + k], other = form.coefficients[k];
-      run[1 + k] = sum_or_zero(keep * own, -gain * other);
+      run[1 + k] = sum_or_zero(share * own, -gain * other);
       form.coefficients[k] = sum_or_zero(other, b * own);
     }
     const double intercept = run[0];
-    run[0] = keep * intercept + gain * form.constant;
+    run[0] = share * intercept + gain * form.constant;
     form.constant -= b * intercept;
-    run[1 + node] = variance * keep;
+    run[1 + node] = variance * share;
     form.variance = joint;
   }
   add_density(density, form.constant, form.variance);
@@ -76,14 +76,14 @@ void combine_form(double* block, size_t count, CgForm form, CgDensity& density) 
 void reverse_regressions(double* x, double* y, double& coefficient, size_t tails) noexcept {
   const double b = coefficient, x_variance = x[1 + tails], y_variance = y[1 + tails];
   const double joint = y_variance + b * b * x_variance;
-  const double keep = joint > 0.0 ? y_variance / joint : 1.0;
+  const double share = joint > 0.0 ? y_variance / joint : 1.0;
   coefficient = joint > 0.0 ? b * x_variance / joint : 0.0;
   for (size_t k = 0; k <= tails; ++k) {
     const double own = x[k], other = y[k];
-    x[k] = keep * own - coefficient * other;
+    x[k] = share * own - coefficient * other;
     y[k] = other + b * own;
   }
-  x[1 + tails] = x_variance * keep;
+  x[1 + tails] = x_variance * share;
   y[1 + tails] = joint;
 }
 
@@ -109,15 +109,15 @@ void add_innovation(double* factors, size_t count, double* loadings, double vari
     double& own = factors[cg_covariance_index(node, node)];
     const double joint = own + variance * loading * loading;
     if (!(joint > 0.0)) continue;
-    // The old loadings of the later nodes may be as large as their innovation is small: they are weighed with
-    // it rather than corrected.
-    const double gain = variance * loading / joint, keep = own / joint;
-    variance *= keep;
+    // The old loadings of the later nodes may be as large as their innovation is small: they are averaged
+    // with the new ones, weighted by variance, rather than corrected by a difference.
+    const double gain = variance * loading / joint, share = own / joint;
+    variance *= share;
     own = joint;
     for (size_t later = node + 1; later < count; ++later) {
       double& shared = cg_run(factors, later)[1 + node];
       const double before = shared, added = loadings[later];
-      shared = keep * before + gain * added;
+      shared = share * before + gain * added;
       loadings[later] = sum_or_zero(added, -loading * before);
     }
   }

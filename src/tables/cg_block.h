@@ -1,13 +1,13 @@
 // The algebra of conditional-Gaussian blocks, for one configuration of the discrete nodes at a time.
 //
-// Every density is kept as a list of regressions of one node on others, its terms added one by one, which is
+// Every density is represented by regressions of one node on others, whose terms are added one by one, as in
 // the scheme of Cowell (Local propagation in conditional Gaussian Bayesian networks, 2005). Lauritzen and
-// Jensen (2001) keep vectors of heads with covariance matrices between them; their complement subtracts and
-// needs generalised inverses where variances vanish. Between single regressions an exchange only multiplies
+// Jensen (2001) use vectors of heads with covariance matrices between them; their complement subtracts and
+// needs generalised inverses where variances vanish. An exchange between single regressions only multiplies
 // and divides variances, so that none can become negative and zero needs no special care beyond "what is
-// certain learns nothing". Where a joint distribution has to be mixed with others it is kept by loadings on
-// independent innovations (the UD factors of Bierman 1977, updated as by Gill, Golub, Murray and Saunders
-// 1974), for the same reason.
+// certain does not change". Where a joint distribution has to be mixed with others it is represented by
+// loadings on independent innovations (the UD factors of Bierman 1977, updated as by Gill, Golub, Murray and
+// Saunders 1974), for the same reason.
 //
 // Both kinds of block have the layout of a table's CG block: the run of node i is one number, then i numbers
 // for the nodes before it, then its variance.
@@ -21,20 +21,20 @@ namespace tv {
 
 // ---- Regressions: node i = intercept + sum of coefficients times the nodes before it + error ----
 
-// In the variance slot: nothing is known about this node given those before it.
+// In the variance slot: the node has no regression on those before it.
 inline constexpr double kNoRegression = -1.0;
 
 inline double* cg_run(double* block, size_t i) noexcept { return block + cg_mean_index(i); }
 inline const double* cg_run(const double* block, size_t i) noexcept { return block + cg_mean_index(i); }
 
-// Something known: sum of coefficients times nodes = constant + error of the given variance.
+// A linear form: sum of coefficients times nodes = constant + error of the given variance.
 struct CgForm {
   double* coefficients;  // one per node of the block
   double constant;
   double variance;
 };
 
-// The density of observations, found when a form says nothing about any node any more.
+// The density of observations, which is all that is left of a form without nodes.
 struct CgDensity {
   double logarithm = 0.0;
   bool vanishing_variance = false;  // one was certain beforehand: it has no density
@@ -43,8 +43,8 @@ struct CgDensity {
 
 void clear_regressions(double* block, size_t count) noexcept;
 
-// Multiplies a form into the regressions of a block of which it mentions only the first `count` nodes: each
-// in turn, the last first, is taken out of the form and learns from it. The form is used up.
+// Multiplies a form into the regressions of a block of which it contains only the first `count` nodes: each
+// in turn, the last first, is eliminated from the form and its regression is updated. The form is used up.
 void combine_form(double* block, size_t count, CgForm form, CgDensity& density) noexcept;
 
 // Arc reversal: runs of X and of Y over the same `tails` nodes, and the coefficient of X in Y's regression.
@@ -63,7 +63,7 @@ void add_innovation(double* factors, size_t count, double* loadings, double vari
 
 double factor_covariance(const double* factors, size_t i, size_t j) noexcept;
 
-// Means and variances of a mixture, its components taken in one by one.
+// Means and variances of a mixture, to which components are added one by one.
 class MixtureMoments {
  public:
   void add(double weight, double mean, double variance) noexcept {

@@ -1,4 +1,4 @@
-// Giving tables to the host, and keeping them from memory that is gone.
+// Hands tables over to the host, and detaches them from nodes that are deleted.
 #include "tables/host_table.h"
 
 #include "network/domain.h"

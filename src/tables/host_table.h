@@ -1,6 +1,6 @@
-// Tables that belong to the host: marginals and distributions. They may outlive what they are about, so each
-// keeps the sizes it was made with, and its domain knows it for as long as it lives: whoever deletes a node
-// has it forgotten here. A table has a null in its node list for a node that is gone.
+// Tables that belong to the host: marginals and distributions. They may outlive the nodes that they are
+// about, so each has its own copy of their sizes, and its domain lists it for as long as it lives: whoever
+// deletes a node removes it from these tables. A table has a null in its node list for a deleted node.
 #pragma once
 
 #include <memory>
@@ -10,11 +10,11 @@
 
 namespace tv {
 
-// A finished table becomes the host's.
+// Makes a finished table the host's own.
 Table* hand_over(std::unique_ptr<Table> table);
 void delete_host_table(Table* table) noexcept;
 
-// To be called before the node, or the domain with all its nodes, is gone.
+// To be called before the node, or the domain with all its nodes, is deleted.
 void forget_node(const Node& node) noexcept;
 void forget_domain(const Domain& domain) noexcept;
 

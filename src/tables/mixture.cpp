@@ -94,7 +94,7 @@ double Mixture::quantile(double probability) const noexcept {
   return atom_between(low, high);
 }
 
-// A certain value within the interval that the search has left, otherwise its upper end.
+// A certain value within the remaining interval of the search, otherwise its upper end.
 double Mixture::atom_between(double low, double high) const noexcept {
   for (size_t i = 0; i < table_.size; ++i)
     if (table_.data[i] > 0.0f) {

@@ -12,7 +12,7 @@ class Mixture {
 
   double total() const noexcept { return total_; }  // of the weights; positive when there is a mixture
 
-  // Infinite where a component of variance zero stands.
+  // Infinite at a component of variance zero.
   double density(double value) const noexcept;
   double probability_of_interval(double low, double high) const noexcept;
 

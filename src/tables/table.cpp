@@ -101,7 +101,7 @@ tv_status_t bring_data_up_to_date(Table& table) {
 
 // The position of a node among the continuous nodes of the table; continuous_count when it is none of them.
 size_t continuous_position(const Table& table, const Node* node) noexcept {
-  if (!node) return table.continuous_count;  // in the list it stands for every node that is gone
+  if (!node) return table.continuous_count;  // in the list it stands for every deleted node
   const size_t position = table.nodes.position(node);
   return position < table.discrete_count ? table.continuous_count : position - table.discrete_count;
 }

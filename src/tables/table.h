@@ -40,22 +40,21 @@ struct tv_table_s {
   std::vector<unsigned char> tail_marks;  // one per continuous node; 1: the CG part is conditioned on it
   tv::Block<tv_number_t> data;            // `size` numbers, or nothing yet
   tv::Block<double> cg_data;              // size * cg_size doubles, allocated with `data`
-  size_t layout = 0;                      // grows whenever nodes, sizes or their order change: plans made for
-                                          // an older layout are stale
+  size_t layout = 0;  // grows whenever nodes, sizes or their order change: strides are stale then
   void* user_data = nullptr;
   // Of a table that belongs to the host (host_table.h): how many states each discrete node had when it was
-  // made, and its place among those of its domain, which becomes null with the domain.
+  // made, and its position among those of its domain, which becomes null with the domain.
   std::vector<size_t> own_state_counts;
   size_t host_place = 0;
-  // For a clique's table: brings `data` up to date before the host reads it (the library itself works
-  // on tables restricted to what evidence allows). Null elsewhere.
+  // For a clique's table: brings `data` up to date before the host reads it (the library itself works on
+  // reduced tables). Null elsewhere.
   tv_status_t (*materialize)(tv::Table& table) = nullptr;
   void* materialize_source = nullptr;
 };
 
 namespace tv {
 
-// CG entries for n continuous nodes, and where the parts of one block stand.
+// CG entries for n continuous nodes, and the offsets of the parts of one block.
 inline size_t cg_size_for(size_t continuous_count) noexcept {
   return size_multiply(continuous_count, size_add(continuous_count, 3)) / 2;
 }

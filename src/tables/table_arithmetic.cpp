@@ -1,5 +1,5 @@
-// Operations between two tables: multiply, extend, marginalise. Each is one pass over the larger
-// table under a map made for the occasion; propagation keeps its own maps.
+// Operations between two tables: multiply, extend, marginalise. Each is one pass over the larger table under
+// an index map made for it; propagation has schedules with maps of their own.
 
 #include <algorithm>
 
@@ -23,8 +23,8 @@ std::vector<size_t> counts_of(const Table& table) {
   return counts;
 }
 
-// The steps in `other` for each dimension of `table`.
-void meet(const Table& table, const Table& other, const Shape& shape, OwnIndexMap& map) {
+// Maps each dimension of `table` onto its stride in `other`.
+void map_onto(const Table& table, const Table& other, const Shape& shape, OwnIndexMap& map) {
   size_t dimension = 0;
   for (size_t i = 0; i < table.discrete_count; ++i) {
     const Node* node = table.nodes[i];
@@ -41,7 +41,7 @@ tv_status_t run_one(Table& table, const Table& other, StepKind operation) {
   if (other.cg_size) return tv_status_error;
   const OwnShape shape(counts_of(table));
   OwnIndexMap map(table.discrete_count);
-  meet(table, other, shape, map);
+  map_onto(table, other, shape, map);
   const Step step = {operation, &map, other.data.data()};
   run_pass(shape, table.data.data(), &step, 1, settings_of(table));
   return tv_status_none;
@@ -61,7 +61,7 @@ tv_status_t sum_marginalize_table(const Table& source, Table& destination) {
   if (source.cg_size || destination.cg_size) return tv_status_error;
   const OwnShape shape(counts_of(source));
   OwnIndexMap map(source.discrete_count);
-  meet(source, destination, shape, map);
+  map_onto(source, destination, shape, map);
   Block<double> totals(destination.size);
   const Step step = {StepKind::sum, &map, nullptr, totals.data()};
   run_pass(shape, source.data.data(), &step, 1, settings_of(source));

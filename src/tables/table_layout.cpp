@@ -1,6 +1,6 @@
-// Changes of a table's nodes, their order and their states. All of them walk the new table from front
-// to back and fetch from the old one along strides; neighbouring dimensions are merged first, so that
-// the inner loops run over the longest runs there are. A CG block moves with its configuration.
+// Changes of a table's nodes, their order and their states. All of them walk the new table from front to back
+// and fetch from the old one along strides; neighbouring dimensions are merged first, so that the inner loops
+// are as long as possible. A CG block moves with its configuration.
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -14,13 +14,14 @@
 namespace tv {
 namespace {
 
-// One loop over the new table: how often it turns and how far it steps in the old table.
+// One loop over the new table: its number of iterations and its stride in the old table.
 struct Dimension {
   size_t count;
   size_t stride;
 };
 
-// Drops loops of a single turn and merges a loop with the one inside it where both step as one.
+// Drops loops of a single iteration and merges a loop with the one inside it where their strides continue
+// each other.
 std::vector<Dimension> simplified(const std::vector<Dimension>& dimensions) {
   std::vector<Dimension> result;
   result.reserve(dimensions.size() + 1);
@@ -47,7 +48,7 @@ void for_each_run(const std::vector<Dimension>& all_dimensions, Visit visit) {
   for (;;) {
     visit(offset, run.count, run.stride);
     size_t level = outer.size();
-    for (; level > 0; --level) {  // the innermost loop that has a turn left
+    for (; level > 0; --level) {  // the innermost loop that has an iteration left
       const Dimension& dimension = outer[level - 1];
       offset += dimension.stride;
       if (++turns[level - 1] < dimension.count) break;
@@ -135,8 +136,8 @@ void average(const T* source, T* destination, const Split& split) {
   }
 }
 
-// For each entry of a new CG block, where it stood in the old one; `old_positions` tells where each new
-// continuous node stood.
+// For each entry of a new CG block, its position in the old one; `old_positions` gives those of the
+// continuous nodes.
 std::vector<size_t> cg_entry_map(const std::vector<size_t>& old_positions) {
   std::vector<size_t> map;
   map.reserve(cg_size_for(old_positions.size()));
@@ -159,7 +160,7 @@ void gather_blocks(const double* source, size_t source_cg_size, double* destinat
   });
 }
 
-// Where each of the continuous nodes among `nodes` stands in the old table.
+// The positions of the continuous nodes among `nodes` in the old table.
 std::vector<size_t> old_continuous_positions(const Table& old_table, const NodeList& nodes) {
   std::vector<size_t> positions;
   for (const Node* node : nodes)
@@ -178,7 +179,7 @@ std::vector<Dimension> dimensions_of(const Table& old_table, const NodeList& ord
   return dimensions;
 }
 
-// A record that is to take the place of `table`: the same identity, no nodes and no data yet.
+// A record that is to replace `table`: the same identity, no nodes and no data yet.
 std::unique_ptr<Table> new_successor(const Table& table) {
   auto successor = std::make_unique<Table>();
   successor->domain = table.domain;
@@ -186,7 +187,7 @@ std::unique_ptr<Table> new_successor(const Table& table) {
   return successor;
 }
 
-// Both arrays for the sizes in force, with the contents still to be written.
+// Both arrays for the present sizes, with the contents still to be written.
 void allocate_for_overwriting(Table& table) {
   if (!is_within_memory_limit(*table.domain, bytes_of_numbers(table))) throw std::bad_alloc();
   table.data.allocate_uninitialized(table.size);

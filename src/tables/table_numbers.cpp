@@ -10,7 +10,7 @@
 namespace tv {
 namespace {
 
-// Below this many bytes nobody adds up what the domain has: it would cost more than the numbers.
+// Below this many bytes the memory of the domain is not added up: that would cost more than the numbers.
 constexpr size_t kSmall = size_t{1} << 16;
 
 size_t bytes_held(const Table* table) noexcept {

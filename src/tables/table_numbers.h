@@ -1,4 +1,4 @@
-// What the numbers of a table are before anybody gives them, and how much room they may take.
+// The default numbers of a table, and how much memory they may take.
 #pragma once
 
 #include <vector>
@@ -18,7 +18,7 @@ void fill_with_default_blocks(const Table& table, Block<double>& cg_data);
 size_t bytes_of_numbers(const Table& table) noexcept;
 
 // Whether there can be that many bytes more under the memory limit of the domain, beside the numbers that its
-// nodes and the host have already, and what its compilation holds. Never kHugeSize.
+// nodes and the host have already, and the memory of its compilation. Never kHugeSize.
 bool is_within_memory_limit(const Domain& domain, size_t bytes) noexcept;
 
 }  // namespace tv

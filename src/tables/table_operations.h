@@ -23,7 +23,7 @@ tv_status_t extend_table(const Table& source, Table& destination);
 std::unique_ptr<Table> table_with_parent(const Table& table, Node* parent);
 std::unique_ptr<Table> table_without_parent(const Table& table, const Node* parent);
 
-// Lets a table built aside stand for `table` under its number, owner and user data; all but the contents.
+// Gives a table built aside the number, owner and user data of `table`; all but the contents.
 void inherit_identity(Table& contents, const Table& table) noexcept;
 
 // Gives `table` the nodes, sizes and data of a table built aside from it. The record stays where it is,
@@ -36,8 +36,8 @@ tv_status_t permute_table(Table& table, const NodeList& order);
 // The states of `node` (one of the table's discrete nodes) permuted: new state i was state order[i].
 tv_status_t permute_table_states(Table& table, const Node* node, const size_t* order);
 
-// The data for a node whose number of states goes from its present value to `count`: entries of states
-// that remain are kept, those of new states are `fill`. Built aside; sizes use the new count for `node`.
+// The data for a node whose number of states goes from its present value to `count`: entries of states that
+// remain are copied, those of new states are `fill`. Built aside; sizes use the new count for `node`.
 std::unique_ptr<Table> table_with_state_count(const Table& table, const Node* node, size_t count,
                                               tv_number_t fill);
 

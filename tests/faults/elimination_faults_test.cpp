@@ -12,8 +12,8 @@ namespace {
 
 class EliminationFaults : public testing::Test {
  protected:
-  EliminationFaults() : usual_(tv::limits.entries_for_plan) { tv::limits.entries_for_plan = 0; }
-  ~EliminationFaults() override { tv::limits.entries_for_plan = usual_; }
+  EliminationFaults() : usual_(tv::limits.entries_for_elimination) { tv::limits.entries_for_elimination = 0; }
+  ~EliminationFaults() override { tv::limits.entries_for_elimination = usual_; }
 
   static DomainOwner network() {
     Generator random(5);
@@ -78,7 +78,7 @@ TEST_F(EliminationFaults, APropagationAnswersWithoutAPlan) {
 TEST_F(EliminationFaults, RepeatedQuestionsAllocateNothing) {
   for (size_t least : {size_t{0}, size_t{1000000}}) {
     SCOPED_TRACE(least);
-    tv::limits.entries_for_plan = least;
+    tv::limits.entries_for_elimination = least;
     const DomainOwner domain = network();
     const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
     for (size_t round = 0; round < 6; ++round) {

@@ -17,10 +17,10 @@ namespace {
 
 class Planning {
  public:
-  explicit Planning(bool always) : usual_(tv::limits.entries_for_plan) {
-    tv::limits.entries_for_plan = always ? 0 : 1000000;
+  explicit Planning(bool always) : usual_(tv::limits.entries_for_elimination) {
+    tv::limits.entries_for_elimination = always ? 0 : 1000000;
   }
-  ~Planning() { tv::limits.entries_for_plan = usual_; }
+  ~Planning() { tv::limits.entries_for_elimination = usual_; }
   Planning(const Planning&) = delete;
   Planning& operator=(const Planning&) = delete;
 
@@ -251,7 +251,7 @@ TEST(Elimination, EliminationSchedulesAreCachedBesideOthersInUse) {
   ask(12, true);
   ask(12, true);
   const auto is_kept = [](const tv::JunctionTree& tree) {
-    return tree.engine->schedules->find(*tree.engine, tv_equilibrium_sum).plan != nullptr;
+    return tree.engine->schedules->find(*tree.engine, tv_equilibrium_sum).elimination != nullptr;
   };
   EXPECT_TRUE(is_kept(*tv::compiled(*nodes[12]).tree));
 }

@@ -49,7 +49,7 @@ class Host {
 
   // Returns the status; all hosts do the same for the same seed.
   tv_status_t step(uint64_t seed) {
-    tv::limits.entries_for_plan = plans_ ? 0 : 1u << 30;
+    tv::limits.entries_for_elimination = plans_ ? 0 : 1u << 30;
     Generator random(seed);
     const double kind = random.uniform();
     tv_domain_t* const domain = domain_.get();
@@ -111,7 +111,7 @@ class Host {
   }
 
   Observed observe(uint64_t seed) {
-    tv::limits.entries_for_plan = plans_ ? 0 : 1u << 30;
+    tv::limits.entries_for_elimination = plans_ ? 0 : 1u << 30;
     Generator random(seed);
     Observed found;
     const auto exact = [&](auto value) { found.exact.push_back(static_cast<double>(value)); };
@@ -223,7 +223,7 @@ bool same_bits(const Observed& a, const Observed& b) {
 }
 
 TEST(PlanWalk, HostsSeeTheSame) {
-  const size_t usual = tv::limits.entries_for_plan;
+  const size_t usual = tv::limits.entries_for_elimination;
   size_t answers = 0, failures = 0;
   for (uint64_t seed = 0; seed < 100; ++seed) {
     Host hosts[] = {Host(seed, 1, true), Host(seed, 2, true), Host(seed, 3, true), Host(seed, 1, false)};
@@ -253,7 +253,7 @@ TEST(PlanWalk, HostsSeeTheSame) {
       answers += !hosts[0].is_invalid();
     }
   }
-  tv::limits.entries_for_plan = usual;
+  tv::limits.entries_for_elimination = usual;
   EXPECT_GT(answers, 6000u);
   EXPECT_GT(failures, 1000u);
 }

@@ -110,10 +110,10 @@ std::vector<uint64_t> answers_of(tv_domain_t* domain, uint64_t seed, size_t leve
 
 // Schedules for even seeds, elimination plans for odd ones.
 TEST(Reproducible, BranchesThatArePropagatedAtTheSameTime) {
-  const size_t usual = tv::limits.entries_for_plan;
+  const size_t usual = tv::limits.entries_for_elimination;
   for (uint64_t seed = 0; seed < 12; ++seed) {
     SCOPED_TRACE(seed);
-    tv::limits.entries_for_plan = seed % 2 ? 0 : 1u << 30;
+    tv::limits.entries_for_elimination = seed % 2 ? 0 : 1u << 30;
     const DomainOwner domain = branching_network(seed);
     ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
     const std::vector<uint64_t> expected = answers_of(domain.get(), seed, 1);
@@ -121,7 +121,7 @@ TEST(Reproducible, BranchesThatArePropagatedAtTheSameTime) {
       EXPECT_EQ(answers_of(domain.get(), seed, level), expected) << level << " threads";
     }
   }
-  tv::limits.entries_for_plan = usual;
+  tv::limits.entries_for_elimination = usual;
 }
 
 #if defined(__x86_64__)  // other machines have one

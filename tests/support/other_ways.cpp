@@ -16,16 +16,16 @@ constexpr size_t kNever = size_t{1} << 30;
 void make_tiny(tv::Limits& limits) {
   limits.block = 16;
   limits.short_table = 4;
-  limits.least_formed = 6;
+  limits.least_fused = 6;
   limits.longest_run = 8;
-  limits.window = 4;
+  limits.gather_window = 4;
   limits.local_totals = 8;
   limits.array_part = 16;
   limits.lazy_clique = 1;
   limits.shared_totals = 4;
   limits.updates_together = 1;
-  limits.plan_marginal = 0;
-  limits.plan_clique = 1;
+  limits.elimination_marginal = 0;
+  limits.elimination_clique = 1;
   limits.copied_slice = 4;
   limits.grains_for_threads = 1;
   limits.cliques_in_grain = 1;
@@ -34,18 +34,18 @@ void make_tiny(tv::Limits& limits) {
 }
 
 void keep_all(tv::Limits& limits) {
-  limits.kept = 2;
-  limits.keeps_what_is_new = true;
-  limits.least_kept_bytes = size_t{1} << 26;
+  limits.cached_schedules = 2;
+  limits.caches_new_patterns = true;
+  limits.least_cache_bytes = size_t{1} << 26;
 }
 
 bool apply(std::string_view name, tv::Limits& limits) {
   if (name == "lazy")
     limits.lazy_clique = 8;
   else if (name == "planned")
-    limits.entries_for_plan = 0;
+    limits.entries_for_elimination = 0;
   else if (name == "tabled")
-    limits.entries_for_plan = kNever;
+    limits.entries_for_elimination = kNever;
   else if (name == "tiny")
     make_tiny(limits);
   else if (name == "kept")

@@ -119,7 +119,7 @@ TEST(KernelsTest, FactorsTogetherMultiplyLikeOneAfterTheOther) {
                               tv::OwnIndexMap(counts.size())};
     const size_t factors = 1 + random() % 3;
     std::vector<float> others[3];
-    tv::FormedNest nests[3];
+    tv::FactorNest nests[3];
     for (size_t f = 0; f < factors; ++f) {
       size_t step = 1;
       const size_t has = random() % 5;

@@ -69,7 +69,7 @@ class RandomPass {
   void expect_right_answers() {
     SCOPED_TRACE(testing::PrintToString(counts_));
     std::vector<float> table(shape_.size, -1.0f);
-    std::vector<double> scratch(tv::own_totals_for(shape_.size));
+    std::vector<double> scratch(tv::private_totals_for(shape_.size));
     for (float* numbers : {table.data(), static_cast<float*>(nullptr)}) {
       std::vector<double> first[2];
       for (size_t threads : {1, 2, 5}) {

@@ -17,7 +17,7 @@
 namespace tv {
 namespace {
 
-// In fast retraction a belief leaves out the node's own evidence, so its state is not known from it.
+// In fast retraction a belief leaves out the node's own evidence, so that its state does not follow from it.
 bool state_is_known(const CompiledNode& record, const JunctionTree* tree) noexcept {
   return tree && tree->mode == tv_evidence_normal && record.propagated_state >= 0;
 }
@@ -27,7 +27,7 @@ tv_number_t belief_in(const CompiledNode& record, const JunctionTree* tree, size
   return record.belief[state];
 }
 
-// What `value` stands for in one state: a number, or a span over which it is spread evenly.
+// The number that one state stands for, or the span over which it is spread evenly.
 struct StateSpan {
   double low, high;
   double mean() const noexcept { return low / 2 + high / 2; }

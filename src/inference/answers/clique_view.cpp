@@ -1,4 +1,4 @@
-// Spreading a restricted clique table over the full one.
+// Scatters a reduced clique table over the full one.
 
 #include "inference/answers/clique_view.h"
 
@@ -14,7 +14,7 @@
 namespace tv {
 namespace {
 
-// The dimensions of a restricted table, their steps in the full one first.
+// The dimensions of a reduced table, with their strides in the full one first.
 struct FullNest {
   explicit FullNest(const ReducedTable& table) noexcept {
     size_t stride = 1, restricted_stride = 1;
@@ -35,7 +35,7 @@ struct FullNest {
   size_t count = 0, offset = 0;
 };
 
-void spread(const ReducedTable& table, const float* numbers, float* full, size_t size) noexcept {
+void scatter(const ReducedTable& table, const float* numbers, float* full, size_t size) noexcept {
   const FullNest nest(table);
   std::fill_n(full, size, 0.0f);
   kernels().assign(nest.dimensions, nest.count, full + nest.offset, numbers);
@@ -45,10 +45,10 @@ void scatter_factors(const CliqueWork& work, float* full, size_t size) {
   Block<float> numbers;
   numbers.allocate_uninitialized(work.table.shape.size);
   run_over_factors(work, numbers.data(), nullptr);
-  spread(work.table, numbers.data(), full, size);
+  scatter(work.table, numbers.data(), full, size);
 }
 
-// Clears the entries that contradict a known state.
+// Clears the entries that contradict an observed state.
 void instantiate(const Block<tv_number_t>& full, size_t stride, size_t states, size_t known) noexcept {
   for (size_t start = 0; start < full.size(); start += stride * states)
     for (size_t state = 0; state < states; ++state)
@@ -82,7 +82,7 @@ tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
 
 void read_table(const Clique& clique, float* full) noexcept {
   refresh_plans(engine_of(*clique.tree));
-  spread(work_of(clique).table, work_of(clique).table.numbers, full, clique.table.size);
+  scatter(work_of(clique).table, work_of(clique).table.numbers, full, clique.table.size);
 }
 
 void read_allowed(const Clique& clique, float* full) noexcept {
@@ -116,7 +116,7 @@ tv_status_t materialize_clique(Table& table) {
   if (work.initialized && work.lazy)
     scatter_factors(work, table.data.data(), table.size);
   else if (work.initialized)
-    spread(work.table, work.table.numbers, table.data.data(), table.size);
+    scatter(work.table, work.table.numbers, table.data.data(), table.size);
   else if (tv_status_t status = multiply_potentials(work, table))
     return status;
   work.materialized = work.version;

@@ -1,5 +1,5 @@
-// What expressions ask of the results of propagation, and the values of real-valued function nodes. A result
-// counts only where the tables hold marginals given all evidence.
+// Results of propagation for expressions, and the values of real-valued function nodes. A result counts only
+// where the tables hold marginals given all evidence.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -17,7 +17,7 @@
 namespace tv {
 namespace {
 
-// The node to be read for the results of `node`; null where there are none.
+// The node from which the results of `node` are read; null where there are none.
 const Node* node_to_read(const Node& node, tv_status_t& status) noexcept {
   const Node& answering = answering_node(node);
   status = tv_status_not_compiled;

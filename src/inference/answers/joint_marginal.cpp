@@ -1,6 +1,6 @@
-// The joint marginal of any set of nodes: where one clique or separator holds them, a marginal of its table;
-// otherwise messages over the subtree that connects them, in which the targets nodes are never summed out.
-// Nodes of different trees are independent given the evidence.
+// The joint marginal of any set of nodes: where one clique or separator holds them all, a marginal of its
+// table; otherwise messages over the subtree that connects them, in which the target nodes are never summed
+// out. Nodes of different trees are independent given the evidence.
 
 #include "inference/answers/joint_marginal.h"
 
@@ -80,7 +80,7 @@ class TreeMarginal {
     return engine_.reached_by[link.neighbor] == link.back;
   }
 
-  // The members that must survive until the senders' messages are multiplied in.
+  // The members that must remain until the incoming messages are multiplied in.
   Nodes needed_members(const CliqueWork& work, const Nodes& survivors,
                        const std::map<size_t, Factor>& messages) {
     Nodes needed;
@@ -118,8 +118,8 @@ class TreeMarginal {
     multiply_factor(factor, inverse, settings);
   }
 
-  // What a clique says to the next one towards the root about the separator and the targets nodes behind it;
-  // the root's message is the answer.
+  // The message of a clique to the next one towards the root: a factor over their separator and the target
+  // nodes behind it. The root's message is the answer.
   Factor message_from(size_t clique, std::map<size_t, Factor>& messages) {
     const CliqueWork& work = engine_.cliques[clique];
     const size_t via = engine_.reached_by[clique];
@@ -154,8 +154,8 @@ class TreeMarginal {
   const Nodes& targets_;
 };
 
-// The table over `nodes` with the product of the factors where the fixed states agree, zero elsewhere.
-std::unique_ptr<Table> spread(Domain& domain, const NodeList& nodes, const std::vector<Factor>& factors) {
+// The table over `nodes` with the product of the factors where the observed states agree, zero elsewhere.
+std::unique_ptr<Table> scatter(Domain& domain, const NodeList& nodes, const std::vector<Factor>& factors) {
   std::unique_ptr<Table> table = new_table(domain);
   set_table_nodes(*table, nodes);
   if (tv_status_t status = allocate_table_data(*table)) {
@@ -216,7 +216,7 @@ std::unique_ptr<Table> _tv_domain_marginal(Domain& domain, const NodeList& nodes
     }
     factors.push_back(TreeMarginal(tree, targets).compute());
   }
-  std::unique_ptr<Table> table = spread(domain, nodes, factors);
+  std::unique_ptr<Table> table = scatter(domain, nodes, factors);
   if (!table) return nullptr;
   if (tv_status_t status = _tv_normalize_table(*table, largest_entry ? Normalizer::max : Normalizer::sum)) {
     store_status(status);

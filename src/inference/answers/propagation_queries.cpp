@@ -20,7 +20,7 @@ bool is_not_sum(const JunctionTree& tree) noexcept { return tree.equilibrium != 
 bool has_cg_evidence(const JunctionTree& tree) noexcept { return tree.cg_evidence_propagated; }
 bool has_touched_tables(const JunctionTree& tree) noexcept { return tree.tables_touched; }
 
-// Without evidence the modes come to the same.
+// Without evidence both modes give the same results.
 bool agrees_with_mode(const JunctionTree& tree, tv_evidence_mode_t mode) noexcept {
   return tree.mode == mode || !tree.evidence_propagated;
 }

@@ -28,7 +28,7 @@ constexpr Group kGroups[] = {
 
 bool has_utilities(const Domain& domain) noexcept { return domain.counters.utility > 0; }
 
-// What ends the line of a state.
+// The rest of the line of a state, behind its number.
 std::string end_of_state(const Node& node, size_t state) {
   if (!has_utilities(*node.domain)) return "\n";
   return " (" + std::string(NumberText(_tv_node_get_expected_utility(node, state)).c_str()) + ")\n";

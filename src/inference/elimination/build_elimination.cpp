@@ -1,5 +1,5 @@
-// Deciding what an elimination plan does: who tells what to whom, in which order, and from which tables
-// beliefs are read.
+// Builds an elimination schedule: which messages are sent, in which order, and from which marginals beliefs
+// are read.
 
 #include <bit>
 
@@ -9,44 +9,44 @@ namespace tv {
 namespace {
 
 constexpr uint32_t kNothing = EliminationTree::kNoClique;
-constexpr size_t kSmallShare = 8;  // what is so many times smaller than a clique costs next to nothing
+constexpr size_t kSmallShare = 8;  // a product so many times smaller than its clique costs next to nothing
 
-class Planner {
+class EliminationBuilder {
  public:
-  Planner(const PropagationRequest& request, const EliminationTree& graph)
+  EliminationBuilder(const PropagationRequest& request, const EliminationTree& graph)
       : engine_(request.engine),
         graph_(graph),
-        plan_(std::make_unique<EliminationSchedule>()),
-        factors_(engine_, graph, *plan_),
-        pass_(graph, factors_, *plan_),
-        groups_(graph, factors_, pass_, *plan_),
+        schedule_(std::make_unique<EliminationSchedule>()),
+        factors_(engine_, graph, *schedule_),
+        pass_(graph, factors_, *schedule_),
+        groups_(graph, factors_, pass_, *schedule_),
         first_child_(graph.cliques.size(), kNothing),
         next_sibling_(graph.cliques.size(), kNothing),
         incoming_(graph.cliques.size(), kNothing),
         sent_mass_(graph.cliques.size(), false),
         ratios_(graph.cliques.size(), nullptr),
         shapes_(graph.cliques.size()),
-        mentions_(graph.nodes.size(), 0),
+        occurrences_(graph.nodes.size(), 0),
         marks_(graph.nodes.size(), 0),
         ordered_(graph.members.size(), 0) {
-    if (request.equilibrium == tv_equilibrium_max) plan_->marginal = StepKind::max;
+    if (request.equilibrium == tv_equilibrium_max) schedule_->marginal = StepKind::max;
   }
 
-  // Null where the tables' memory does not suffice, or a pass would need too many steps.
-  std::unique_ptr<EliminationSchedule> plan() {
+  // Null where the memory of the tables does not suffice, or a pass would need too many steps.
+  std::unique_ptr<EliminationSchedule> build() {
     link_children();
-    make_room();
+    reserve_memory();
     for (const Node* node : engine_.tree->nodes) {
       factors_.add_potential(*node);
       factors_.add_finding(*node);
     }
     for (uint32_t c = 0; c < graph_.cliques.size(); ++c) find_message(c);
     for (uint32_t c = 0; c < graph_.cliques.size(); ++c) choose_order(c);
-    for (uint32_t c = 0; c < graph_.cliques.size() && fits(); ++c) plan_collect(c);
-    for (uint32_t c = static_cast<uint32_t>(graph_.cliques.size()); c-- > 0 && fits();) plan_distribute(c);
-    plan_->factors.resize(plan_->collects.size());
-    plan_->lost.resize(graph_.cliques.size());
-    return fits() ? std::move(plan_) : nullptr;
+    for (uint32_t c = 0; c < graph_.cliques.size() && fits(); ++c) build_collect(c);
+    for (uint32_t c = static_cast<uint32_t>(graph_.cliques.size()); c-- > 0 && fits();) build_distribute(c);
+    schedule_->factors.resize(schedule_->collects.size());
+    schedule_->lost.resize(graph_.cliques.size());
+    return fits() ? std::move(schedule_) : nullptr;
   }
 
  private:
@@ -82,7 +82,7 @@ class Planner {
     }
   }
 
-  void make_room() {
+  void reserve_memory() {
     const size_t cliques = graph_.cliques.size();
     size_t most_totals = 1, most_sums = 1, largest = 1, messages = 0;
     for (uint32_t c = 0; c < cliques; ++c) {
@@ -98,31 +98,31 @@ class Planner {
       most_sums = std::max(most_sums, sums);
       most_totals = std::max(most_totals, std::min(around, limits.shared_totals));
     }
-    plan_->totals.allocate(std::max(most_totals, largest));
-    plan_->sums.allocate(most_sums);
-    plan_->inverses.allocate(std::max<size_t>(cliques, 1));
-    plan_->message_size = largest;
-    plan_->scratch = factors_.take_numbers(largest);
-    plan_->turned = factors_.take_numbers(largest);
+    schedule_->totals.allocate(std::max(most_totals, largest));
+    schedule_->sums.allocate(most_sums);
+    schedule_->inverses.allocate(std::max<size_t>(cliques, 1));
+    schedule_->message_size = largest;
+    schedule_->scratch = factors_.take_numbers(largest);
+    schedule_->transposed = factors_.take_numbers(largest);
     factors_.reserve_numbers(messages);
-    plan_->parents.reserve(cliques);
-    for (const Clique& clique : graph_.cliques) plan_->parents.push_back(clique.parent);
-    plan_->potentials.reserve(engine_.tree->nodes.size());
-    plan_->collects.reserve(cliques);
-    plan_->distributes.reserve(cliques + 1);
-    plan_->outgoing_messages.reserve(cliques);
-    plan_->beliefs.reserve(graph_.nodes.size());
+    schedule_->parents.reserve(cliques);
+    for (const Clique& clique : graph_.cliques) schedule_->parents.push_back(clique.parent);
+    schedule_->potentials.reserve(engine_.tree->nodes.size());
+    schedule_->collects.reserve(cliques);
+    schedule_->distributes.reserve(cliques + 1);
+    schedule_->outgoing_messages.reserve(cliques);
+    schedule_->beliefs.reserve(graph_.nodes.size());
   }
 
   // ---- Passes over a clique ----
 
-  // The order of a clique's dimensions, outermost first. The layout of factors and marginals follows it where
-  // they are made for this clique, so that it decides how long the loops over them are.
+  // The order of a clique's dimensions, outermost first. Factors and marginals that are formed for this
+  // clique are laid out in the same order, so that it decides how long the loops over them are.
   void choose_order(uint32_t c) {
     const Clique& clique = graph_.cliques[c];
     const std::span<uint32_t> order = order_of(c);
     std::copy(graph_.begin(clique), graph_.end(clique), order.begin());
-    if (clique.size < limits.plan_clique) return;
+    if (clique.size < limits.elimination_clique) return;
     if (!follow_large_potential(clique, c, order)) join_alike(c, order);
   }
 
@@ -131,7 +131,7 @@ class Planner {
     return {ordered_.data() + clique.first_member, clique.member_count};
   }
 
-  // Where one potential makes up most of the clique, the order of its table, so that it is read in one go.
+  // Where one potential makes up most of the clique, the order of its table, so that it is read contiguously.
   bool follow_large_potential(const Clique& clique, uint32_t c, std::span<uint32_t> order) {
     for (uint32_t f = factors_.first_of(c); f != kNothing; f = factors_[f].next) {
       const EliminationFactor& factor = factors_[f];
@@ -148,9 +148,9 @@ class Planner {
     return false;
   }
 
-  // Members that occur in the same factors and marginals become neighbours: their loops are one. Innermost
-  // are those with the most configurations, and next to them those that differ from them in the fewest
-  // factors.
+  // Members that occur in the same factors and marginals become neighbours, so that their loops merge.
+  // Innermost are those with the most configurations together, and outside them those that differ from them
+  // in the fewest factors.
   void join_alike(uint32_t c, std::span<uint32_t> order) {
     for (const uint32_t rank : order) marks_[rank] = 0;
     uint64_t bit = 1;
@@ -187,7 +187,7 @@ class Planner {
     return best;
   }
 
-  // The largest factor comes first: it is copied, where the others take a multiplication.
+  // The largest factor comes first: it is assigned, where the others take a multiplication.
   void multiply_chosen() {
     if (chosen_.empty()) return;
     std::iter_swap(chosen_.begin(),
@@ -197,35 +197,35 @@ class Planner {
     for (const uint32_t f : chosen_) pass_.multiply(f);
   }
 
-  // Replaces some of the chosen factors by their products. Returns where the products begin in the plan's
+  // Replaces some of the chosen factors by their products. Returns where the products begin in the schedule's
   // list.
-  uint32_t group_chosen(size_t clique_size) {
-    const uint32_t first_product = count_of(plan_->products);
-    if (clique_size < limits.plan_clique) return first_product;
+  uint32_t multiply_small_factors(size_t clique_size) {
+    const uint32_t first_product = count_of(schedule_->products);
+    if (clique_size < limits.elimination_clique) return first_product;
     groups_.join(chosen_, order_, clique_size / kSmallShare);
     return first_product;
   }
 
   // ---- Collecting ----
 
-  void count_mentions(const EliminationFactor& factor, uint32_t by) noexcept {
-    for (const Axis& axis : factors_.axes(factor)) mentions_[axis.rank] += by;
+  void count_occurrences(const EliminationFactor& factor, uint32_t by) noexcept {
+    for (const Axis& axis : factors_.axes(factor)) occurrences_[axis.rank] += by;
   }
 
-  // Leaves out distributions of nodes that are summed out here and that nothing else speaks of. The largest
-  // entries of a distribution say something, whatever else does.
+  // Leaves out barren distributions: those of a node that is summed out here and occurs in no other factor
+  // sum to one. Maximised out they do not: the largest entries of a distribution matter in any case.
   void choose_collected_factors(uint32_t clique) {
     choose_factors(clique);
-    for (const uint32_t f : chosen_) count_mentions(factors_[f], 1);
-    if (plan_->marginal == StepKind::max) return;
-    const auto says_nothing = [&](uint32_t f) {
+    for (const uint32_t f : chosen_) count_occurrences(factors_[f], 1);
+    if (schedule_->marginal == StepKind::max) return;
+    const auto is_barren = [&](uint32_t f) {
       const uint32_t child = factors_[f].child;
-      if (child == kNothing || graph_.home_of[child] != clique || mentions_[child] != 1) return false;
-      count_mentions(factors_[f], static_cast<uint32_t>(-1));
+      if (child == kNothing || graph_.home_of[child] != clique || occurrences_[child] != 1) return false;
+      count_occurrences(factors_[f], static_cast<uint32_t>(-1));
       factors_[f].is_collected = false;
       return true;
     };
-    while (std::erase_if(chosen_, says_nothing) > 0) continue;
+    while (std::erase_if(chosen_, is_barren) > 0) continue;
   }
 
   void choose_factors(uint32_t clique) {
@@ -233,15 +233,15 @@ class Planner {
     for (uint32_t f = factors_.first_of(clique); f != kNothing; f = factors_[f].next) chosen_.push_back(f);
   }
 
-  // What a clique will tell, and whom: the one where the first variable of its message is eliminated.
+  // The message of a clique. It is sent to the clique where the first of its variables is eliminated.
   void find_message(uint32_t c) {
     const Clique& clique = graph_.cliques[c];
     choose_collected_factors(c);
     if (chosen_.empty()) return;
     left_.clear();
     for (const uint32_t* member = graph_.begin(clique); member != graph_.end(clique); ++member) {
-      if (mentions_[*member] != 0 && graph_.home_of[*member] != c) left_.push_back(*member);
-      mentions_[*member] = 0;
+      if (occurrences_[*member] != 0 && graph_.home_of[*member] != c) left_.push_back(*member);
+      occurrences_[*member] = 0;
     }
     sent_mass_[c] = left_.empty();
     if (left_.empty()) return;
@@ -251,15 +251,15 @@ class Planner {
 
   // The variables of some factors, in the order of the clique.
   void list_ranks(std::span<const uint32_t> factors, Ranks order, std::vector<uint32_t>& ranks) {
-    for (const uint32_t f : factors) count_mentions(factors_[f], 1);
+    for (const uint32_t f : factors) count_occurrences(factors_[f], 1);
     ranks.clear();
     for (const uint32_t rank : order) {
-      if (mentions_[rank] != 0) ranks.push_back(rank);
-      mentions_[rank] = 0;
+      if (occurrences_[rank] != 0) ranks.push_back(rank);
+      occurrences_[rank] = 0;
     }
   }
 
-  void plan_collect(uint32_t c) {
+  void build_collect(uint32_t c) {
     order_ = order_of(c);
     factors_.copy_small_potentials(c, order_);
     choose_factors(c);
@@ -272,8 +272,8 @@ class Planner {
     list_ranks(chosen_, order_, collected_);
     EliminationSchedule::Collect collect;
     collect.clique = c;
-    collect.first_product = group_chosen(size_of(collected_));
-    collect.product_count = count_of(plan_->products) - collect.first_product;
+    collect.first_product = multiply_small_factors(size_of(collected_));
+    collect.product_count = count_of(schedule_->products) - collect.first_product;
     factors_.clear_clique(c);
     for (const uint32_t f : left_out_) factors_.assign(f, c);
     for (const uint32_t f : chosen_) factors_.assign(f, c);
@@ -283,48 +283,49 @@ class Planner {
     pass_.start(collected_);
     if (collected_.size() == order_.size()) shapes_[c] = pass_.shape();
     multiply_chosen();
-    pass_.marginalize(left_, plan_->totals.data());
+    pass_.marginalize(left_, schedule_->totals.data());
     collect.pass = pass_.close(chosen_);
     if (incoming_[c] != kNothing) write_message(collect);
-    plan_->collects.push_back(collect);
+    schedule_->collects.push_back(collect);
   }
 
-  // The marginal comes in the order of the sender, which is faster, and is turned into that of the receiver.
+  // The marginal is formed in the order of the sender's dimensions, which is faster, and then transposed into
+  // that of the receiver.
   void write_message(EliminationSchedule::Collect& collect) {
     const uint32_t f = incoming_[collect.clique];
     collect.size = factors_[f].size;
-    if (collect.size > plan_->totals.size()) fits_ = false;
+    if (collect.size > schedule_->totals.size()) fits_ = false;
     collect.message = factors_.take_numbers(collect.size);
     list_ranks({&f, 1}, order_of(graph_.home_of[factors_.axes(factors_[f])[0].rank]), ranks_);
     factors_.lay_out(f, ranks_, collect.message);
-    collect.turn = turn(left_, ranks_);
+    collect.transposition = transposition(left_, ranks_);
   }
 
-  // From the scratch in one order to another; null where they are the same.
-  const EliminationSchedule::Pass* turn(Ranks from, Ranks to) {
+  // The transposition of a scratch array from one order to another; null where the two are the same.
+  const EliminationSchedule::Pass* transposition(Ranks from, Ranks to) {
     if (std::equal(from.begin(), from.end(), to.begin(), to.end())) return nullptr;
-    const uint32_t f = factors_.add_dense(from, plan_->turned);
+    const uint32_t f = factors_.add_dense(from, schedule_->transposed);
     pass_.start(to);
     pass_.multiply(f);
-    return keep_pass();
+    return store_pass();
   }
 
-  const EliminationSchedule::Pass* keep_pass() {
-    auto* pass = plan_->memory.take<EliminationSchedule::Pass>(1);
+  const EliminationSchedule::Pass* store_pass() {
+    auto* pass = schedule_->memory.take<EliminationSchedule::Pass>(1);
     return &(*pass = pass_.close({}));
   }
 
   // ---- Distributing ----
 
-  void plan_distribute(uint32_t c) {
+  void build_distribute(uint32_t c) {
     order_ = order_of(c);
     choose_factors(c);
     if (ratios_[c]) {
       list_shared(c, order_, ranks_);
       chosen_.push_back(factors_.add_dense(ranks_, ratios_[c]));
     }
-    const uint32_t first_product = group_chosen(graph_.cliques[c].size);
-    const uint32_t product_count = count_of(plan_->products) - first_product;
+    const uint32_t first_product = multiply_small_factors(graph_.cliques[c].size);
+    const uint32_t product_count = count_of(schedule_->products) - first_product;
     if (shapes_[c].counts)
       pass_.start(order_, shapes_[c]);
     else
@@ -341,20 +342,20 @@ class Planner {
         pass_.repeat();
       }
       const bool is_first = next == 0;
-      next = plan_distribute_pass(c, next);
+      next = build_distribute_pass(c, next);
       if (!is_first) continue;
-      plan_->distributes.back().first_product = first_product;
-      plan_->distributes.back().product_count = product_count;
+      schedule_->distributes.back().first_product = first_product;
+      schedule_->distributes.back().product_count = product_count;
     } while (next < children_.size());
   }
 
-  // What a clique shares with its parent, in the order of one of them.
+  // The separator towards the parent, in the order of one of the two cliques.
   void list_shared(uint32_t c, Ranks order, std::vector<uint32_t>& ranks) {
-    for (const uint32_t rank : separator_of(c)) mentions_[rank] = 1;
+    for (const uint32_t rank : separator_of(c)) occurrences_[rank] = 1;
     ranks.clear();
     for (const uint32_t rank : order)
-      if (mentions_[rank] != 0) ranks.push_back(rank);
-    for (const uint32_t rank : separator_of(c)) mentions_[rank] = 0;
+      if (occurrences_[rank] != 0) ranks.push_back(rank);
+    for (const uint32_t rank : separator_of(c)) occurrences_[rank] = 0;
   }
 
   void list_children(uint32_t c) {
@@ -363,7 +364,7 @@ class Planner {
       children_.push_back({child, size_of(separator_of(child))});
   }
 
-  // The nodes that are eliminated in a clique: the smallest marginal that holds each.
+  // For each node that is eliminated in a clique, the smallest marginal that holds it.
   void choose_belief_sources(uint32_t c) {
     const Clique& clique = graph_.cliques[c];
     const uint32_t first = graph_.begin(clique)[0];
@@ -371,7 +372,7 @@ class Planner {
     size_t sizes[64];
     std::fill_n(sizes, clique.eliminated, clique.size);
     for (uint32_t i = 0; i < children_.size(); ++i) {
-      const size_t size = children_[i].size + limits.plan_marginal;
+      const size_t size = children_[i].size + limits.elimination_marginal;
       for (const uint32_t rank : separator_of(children_[i].clique)) {
         if (graph_.home_of[rank] != c || size >= sizes[rank - first]) continue;
         sizes[rank - first] = size;
@@ -380,7 +381,8 @@ class Planner {
     }
   }
 
-  // Steps for the beliefs that are read from the clique itself (`source` kNothing) or from a outgoing.
+  // Steps for the beliefs that are read from the clique itself (`source` kNothing) or from an outgoing
+  // marginal.
   uint32_t add_belief_steps(uint32_t c, uint32_t source) {
     const Clique& clique = graph_.cliques[c];
     size_t used = 0;
@@ -388,35 +390,35 @@ class Planner {
     for (uint32_t m = 0; m < clique.eliminated; ++m) {
       if (sources_[m] != source) continue;
       const uint32_t rank = graph_.begin(clique)[m];
-      double* sums = plan_->sums.data() + used;
+      double* sums = schedule_->sums.data() + used;
       pass_.marginalize({&rank, 1}, sums);
-      plan_->beliefs.push_back({graph_.nodes[rank], sums});
+      schedule_->beliefs.push_back({graph_.nodes[rank], sums});
       used += states(rank);
       ++count;
     }
     return count;
   }
 
-  // One pass with as many outgoing_messages as fit, from `first` on; returns the next one.
-  size_t plan_distribute_pass(uint32_t c, size_t first) {
+  // One pass with as many outgoing messages as the accumulators hold, from `first` on; returns the next one.
+  size_t build_distribute_pass(uint32_t c, size_t first) {
     EliminationSchedule::Distribute pass;
     pass.clique = c;
-    pass.first_belief = count_of(plan_->beliefs);
+    pass.first_belief = count_of(schedule_->beliefs);
     if (first == 0) pass.belief_count = add_belief_steps(c, kNothing);
-    pass.first_outgoing = count_of(plan_->outgoing_messages);
+    pass.first_outgoing = count_of(schedule_->outgoing_messages);
     size_t next = first;
     for (; next < children_.size(); ++next) {
       Child& child = children_[next];
-      if (pass.clear_totals > 0 && pass.clear_totals + child.size > plan_->totals.size()) break;
+      if (pass.clear_totals > 0 && pass.clear_totals + child.size > schedule_->totals.size()) break;
       child.totals = pass.clear_totals;
       pass.clear_totals += child.size;
       list_shared(child.clique, order_, ranks_);
-      pass_.marginalize(ranks_, plan_->totals.data() + child.totals);
+      pass_.marginalize(ranks_, schedule_->totals.data() + child.totals);
     }
     pass.pass = pass_.close(chosen_);
     for (size_t i = first; i < next; ++i) add_outgoing(c, static_cast<uint32_t>(i));
     pass.outgoing_count = static_cast<uint32_t>(next - first);
-    plan_->distributes.push_back(pass);
+    schedule_->distributes.push_back(pass);
     return next;
   }
 
@@ -427,23 +429,23 @@ class Planner {
     outgoing.size = child.size;
     outgoing.ratio = factors_.take_numbers(child.size);
     ratios_[child.clique] = outgoing.ratio;
-    if (sent_mass_[c]) outgoing.inverse = plan_->inverses.data() + c;
+    if (sent_mass_[c]) outgoing.inverse = schedule_->inverses.data() + c;
     list_shared(child.clique, order_of(child.clique), left_);
     list_shared(child.clique, order_, ranks_);
-    outgoing.turn = turn(ranks_, left_);
+    outgoing.transposition = transposition(ranks_, left_);
     pass_.start(ranks_);
     if (incoming_[child.clique] != kNothing) {
       const EliminationFactor& message = factors_[incoming_[child.clique]];
       outgoing.incoming = message.numbers;
       if (!has_same_layout(message)) outgoing.incoming_map = pass_.index_map_of(incoming_[child.clique]);
     }
-    outgoing.first_belief = count_of(plan_->beliefs);
+    outgoing.first_belief = count_of(schedule_->beliefs);
     outgoing.belief_count = add_belief_steps(c, i);
-    outgoing.sums = keep_pass();
-    plan_->outgoing_messages.push_back(outgoing);
+    outgoing.sums = store_pass();
+    schedule_->outgoing_messages.push_back(outgoing);
   }
 
-  // Whether a factor has the entries of `ranks_` in their order.
+  // Whether a factor is a dense array over `ranks_` in this order.
   bool has_same_layout(const EliminationFactor& factor) const noexcept {
     if (factor.axis_count != ranks_.size()) return false;
     size_t stride = 1;
@@ -455,13 +457,13 @@ class Planner {
 
   struct Child {
     uint32_t clique;
-    size_t size;  // of what is shared with it
+    size_t size;  // of the separator
     size_t totals = 0;
   };
 
   TreeEngine& engine_;
   const EliminationTree& graph_;
-  std::unique_ptr<EliminationSchedule> plan_;
+  std::unique_ptr<EliminationSchedule> schedule_;
   EliminationFactors factors_;
   PassWriter pass_;
   FactorGroups groups_;
@@ -471,12 +473,12 @@ class Planner {
   std::vector<uint32_t> incoming_;                    // by clique: the factor that is its message
   std::vector<bool> sent_mass_;
   std::vector<float*> ratios_;
-  std::vector<Shape> shapes_;       // of a pass over all members while collecting
-  std::vector<uint32_t> mentions_;  // by rank
-  std::vector<uint64_t> marks_;     // by rank: in which factors and marginals it occurs
-  std::vector<uint32_t> ordered_;   // the members of all cliques in the order of their dimensions
+  std::vector<Shape> shapes_;          // of a pass over all members while collecting
+  std::vector<uint32_t> occurrences_;  // by rank
+  std::vector<uint64_t> marks_;        // by rank: in which factors and marginals it occurs
+  std::vector<uint32_t> ordered_;      // the members of all cliques in the order of their dimensions
 
-  // Of the clique that is being planned.
+  // Of the clique whose operations are being built.
   Ranks order_;
   std::vector<uint32_t> chosen_, left_out_, collected_, left_, ranks_;
   std::vector<Child> children_;
@@ -485,9 +487,9 @@ class Planner {
 
 }  // namespace
 
-std::unique_ptr<EliminationSchedule> write_elimination(const PropagationRequest& request,
-                                                       const EliminationTree& graph) {
-  return Planner(request, graph).plan();
+std::unique_ptr<EliminationSchedule> build_elimination_over(const PropagationRequest& request,
+                                                            const EliminationTree& graph) {
+  return EliminationBuilder(request, graph).build();
 }
 
 }  // namespace tv

@@ -11,10 +11,10 @@ namespace {
 constexpr uint32_t kNoVertex = static_cast<uint32_t>(-1);
 constexpr size_t kMostInCore = 2048;
 constexpr size_t kMostNeighbors = 64;
-constexpr double kLargestClique = 1e18;  // larger ones have no place in any plan
+constexpr double kLargestClique = 1e18;  // no schedule would have enough memory for a larger one
 constexpr double kHopeless = std::numeric_limits<double>::max();
 
-// Neighbour lists from which vertices that are gone are swept out when they outnumber the others.
+// Adjacency lists from which eliminated vertices are removed once they outnumber the others.
 class ShrinkingGraph {
  public:
   explicit ShrinkingGraph(const ReducedGraph& graph)
@@ -29,13 +29,13 @@ class ShrinkingGraph {
   bool is_gone(uint32_t v) const noexcept { return gone_[v]; }
   size_t degree(uint32_t v) const noexcept { return degrees_[v]; }
 
-  // Without those that are gone, as long as none is removed.
+  // Without eliminated vertices, until the next one is removed.
   std::span<const uint32_t> neighbors(uint32_t v) noexcept {
     if (lengths_[v] > degrees_[v]) request(v);
     return {neighbors_.data() + starts_[v], lengths_[v]};
   }
 
-  // All neighbours are adjacent to each other.
+  // Whether all neighbours are adjacent to each other, so that eliminating the vertex adds no fill-in.
   bool is_simplicial(uint32_t v) noexcept {
     const std::span<const uint32_t> list = neighbors(v);
     for (size_t a = 0; a < list.size(); ++a)
@@ -66,12 +66,12 @@ class ShrinkingGraph {
   const std::vector<uint32_t>& starts_;
   std::vector<uint32_t> neighbors_;
   std::vector<uint32_t> lengths_;  // of the lists
-  std::vector<uint32_t> degrees_;  // of these, how many are still there
+  std::vector<uint32_t> degrees_;  // of these, how many are left
   std::vector<bool> gone_;
 };
 
-// Takes out vertices that add no link until there is none left. Those with very many neighbours are looked at
-// when they have fewer.
+// Eliminates simplicial vertices until there is none left. Vertices of very high degree are not tested before
+// it has fallen.
 void eliminate_simplicial(ShrinkingGraph& graph, size_t size, std::vector<uint32_t>& order) {
   std::vector<uint32_t> candidates;
   std::vector<bool> waits(size, false);
@@ -92,7 +92,7 @@ void eliminate_simplicial(ShrinkingGraph& graph, size_t size, std::vector<uint32
   }
 }
 
-// What is left, as a matrix of bits. A vertex that is gone has an infinite score.
+// The rest of the graph, as a matrix of bits. An eliminated vertex has an infinite score.
 class Core {
  public:
   Core(const ReducedGraph& graph, ShrinkingGraph& rest, std::vector<uint32_t> vertices)
@@ -135,7 +135,7 @@ class Core {
     for (size_t w = 0; w < words_; ++w) for_each_bit(bits[w], w, visit);
   }
 
-  // One that adds no link, if such have turned up, or the one with the least score.
+  // A simplicial vertex, if there are any, or the one with the least score.
   uint32_t best() {
     while (!simplicial_.empty()) {
       const uint32_t v = simplicial_.back();
@@ -156,7 +156,8 @@ class Core {
     for_each(near, [&](uint32_t u) { clique *= weights_[u]; });
     clique_weights_[v] = clique;
     scores_[v] = kHopeless;
-    if (clique > kLargestClique) return;  // a hub: to count what it lacks again and again would take long
+    if (clique > kLargestClique)
+      return;  // of high degree: counting its missing links again and again would take long
     for_each(near, [&](uint32_t u) {
       const uint64_t* linked = row(u);
       for (size_t w = u / 64; w < words_; ++w) {
@@ -182,7 +183,8 @@ class Core {
     for_each(changed_.data(), [&](uint32_t u) { rate(u); });
   }
 
-  // Makes u adjacent to all of `near`; common neighbours of the ends of a new link lack one link less.
+  // Makes u adjacent to all of `near`. For common neighbours of the ends of a new link, one link less is
+  // missing.
   void link(uint32_t u, const uint64_t* near) noexcept {
     uint64_t* linked = row(u);
     for (size_t w = 0; w < words_; ++w) {

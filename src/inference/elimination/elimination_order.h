@@ -1,6 +1,5 @@
-// The graph of the nodes that a pattern of evidence leaves open, and orders to eliminate them in. Unlike the
-// triangulation of a domain this is done in the middle of a propagation: it must be quick, and any good order
-// will do.
+// The moral graph reduced by the observed nodes, and elimination orders for it. Unlike the triangulation of a
+// domain this is done in the middle of a propagation: it must be quick, and any good order will do.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +9,7 @@
 
 namespace tv {
 
-// Whether a node has more than one state left.
+// Whether more than one state of a node is possible.
 inline bool is_unobserved(const Node& node) noexcept {
   return compiled(node).propagated_state < 0 && node.number_of_states > 1;
 }
@@ -25,11 +24,11 @@ struct ReducedGraph {
   double weight(uint32_t v) const noexcept { return static_cast<double>(nodes[v]->number_of_states); }
 };
 
-// The moral graph of a tree of discrete nodes without those that are not open.
+// The moral graph of a tree of discrete nodes without the observed ones.
 ReducedGraph reduced_moral_graph(const JunctionTree& tree);
 
-// Each time the vertex that adds the fewest links, weighted by the states of their ends. Vertices that add
-// none go first; empty where too many are left then.
+// A greedy order: each time the vertex whose elimination adds the least fill-in, links weighted by the states
+// of their ends. Simplicial vertices go first; empty where too many others remain.
 std::vector<uint32_t> least_fill_order(const ReducedGraph& graph);
 
 // The order in which the compiled tree eliminates them.

@@ -13,10 +13,10 @@ constexpr uint32_t kNothing = EliminationTree::kNoClique;
 // ---- Factors ----
 
 EliminationFactors::EliminationFactors(TreeEngine& engine, const EliminationTree& graph,
-                                       EliminationSchedule& plan)
+                                       EliminationSchedule& schedule)
     : engine_(engine),
       graph_(graph),
-      plan_(plan),
+      schedule_(schedule),
       rank_of_(engine.domain->forest->nodes.size() + 1, kNothing),
       first_(graph.cliques.size(), kNothing) {
   for (uint32_t rank = 0; rank < graph.nodes.size(); ++rank) rank_of_[graph.nodes[rank]->number] = rank;
@@ -74,10 +74,10 @@ void EliminationFactors::add_potential(const Node& node) {
       fixed_.push_back({&compiled(member), stride});
     stride *= member.number_of_states;
   }
-  potential.fixed = plan_.memory.keep(fixed_);
+  potential.fixed = schedule_.memory.copy(fixed_);
   potential.is_constant = factor.axis_count == 0;
-  factor.potential = static_cast<uint32_t>(plan_.potentials.size());
-  plan_.potentials.push_back(potential);
+  factor.potential = static_cast<uint32_t>(schedule_.potentials.size());
+  schedule_.potentials.push_back(potential);
   if (potential.is_constant) return;
   std::sort(axes_.begin() + factor.first_axis, axes_.end(),
             [](const Axis& a, const Axis& b) { return a.rank < b.rank; });
@@ -86,13 +86,13 @@ void EliminationFactors::add_potential(const Node& node) {
 
 // A node without a table counts as uniform.
 void EliminationFactors::add_uniform(const Node& node, EliminationFactor factor) {
-  float* value = plan_.memory.take<float>(1);
+  float* value = schedule_.memory.take<float>(1);
   *value = 1.0f / static_cast<float>(node.number_of_states);
-  EliminationSchedule::Potential potential;  // the plan holds as long as it has no table
+  EliminationSchedule::Potential potential;  // the schedule is valid as long as the node has no table
   potential.node = &node;
   potential.is_constant = factor.child == kNothing;
   if (potential.is_constant) potential.copy = value;
-  plan_.potentials.push_back(potential);
+  schedule_.potentials.push_back(potential);
   if (potential.is_constant) return;
   add_axis(factor, factor.child, 0);
   factor.numbers = value;
@@ -142,7 +142,7 @@ void EliminationFactors::copy_small_potentials(uint32_t clique, std::span<const 
 }
 
 void EliminationFactors::copy_potential(EliminationFactor& factor, std::span<const uint32_t> members) {
-  EliminationSchedule::Potential& potential = plan_.potentials[factor.potential];
+  EliminationSchedule::Potential& potential = schedule_.potentials[factor.potential];
   Dimension nest[64];
   size_t count = 0, stride = 1;
   bool is_dense = true;  // and in the right order
@@ -164,9 +164,9 @@ void EliminationFactors::copy_potential(EliminationFactor& factor, std::span<con
       if (axes_[factor.first_axis + a].rank == members[m])
         axes_[factor.first_axis + a].stride = nest[next++].stride;
   std::reverse(nest, nest + count);
-  Dimension* kept = plan_.memory.take<Dimension>(count);
-  std::copy_n(nest, count, kept);
-  potential.nest = {kept, count};
+  Dimension* nest_copy = schedule_.memory.take<Dimension>(count);
+  std::copy_n(nest, count, nest_copy);
+  potential.nest = {nest_copy, count};
   factor.numbers = potential.copy = copy;
   factor.potential = kNothing;
 }
@@ -175,7 +175,7 @@ void EliminationFactors::copy_potential(EliminationFactor& factor, std::span<con
 
 void PassWriter::start(std::span<const uint32_t> ranks) {
   Shape shape;
-  shape.counts = plan_.memory.take<size_t>(ranks.size());
+  shape.counts = schedule_.memory.take<size_t>(ranks.size());
   shape.dimensions = static_cast<uint16_t>(ranks.size());
   for (size_t d = 0; d < ranks.size(); ++d) shape.counts[d] = graph_.nodes[ranks[d]]->number_of_states;
   measure_shape(shape);
@@ -196,28 +196,28 @@ const IndexMap* PassWriter::map(std::span<const Axis> axes) {
   map.steps = steps;
   map.inner = inner;
   finish_index_map(map, shape_);
-  return kept(map, std::min<size_t>(shape_.outer + 1, shape_.dimensions));
+  return shared(map, std::min<size_t>(shape_.outer + 1, shape_.dimensions));
 }
 
-// Small cliques are much alike: most maps have been needed before.
-const IndexMap* PassWriter::kept(const IndexMap& map, size_t outer) {
+// Small cliques resemble each other: most maps have been made before and are shared.
+const IndexMap* PassWriter::shared(const IndexMap& map, size_t outer) {
   const auto is_same = [&](const IndexMap& other) {
     return other.inner_count == map.inner_count && other.other_size == map.other_size &&
            std::equal(map.steps, map.steps + outer, other.steps) &&
            std::memcmp(map.inner, other.inner, map.inner_count * sizeof(Dimension)) == 0;
   };
-  if (2 * kept_count_ >= kept_.size()) rehash();
-  size_t place = hash(map) % kept_.size();
-  for (; kept_[place].map; place = (place + 1) % kept_.size())
-    if (kept_[place].outer == outer && is_same(*kept_[place].map)) return kept_[place].map;
-  auto* copy = plan_.memory.take<IndexMap>(1);
+  if (2 * shared_count_ >= shared_maps_.size()) rehash();
+  size_t slot = hash(map) % shared_maps_.size();
+  for (; shared_maps_[slot].map; slot = (slot + 1) % shared_maps_.size())
+    if (shared_maps_[slot].outer == outer && is_same(*shared_maps_[slot].map)) return shared_maps_[slot].map;
+  auto* copy = schedule_.memory.take<IndexMap>(1);
   *copy = map;
-  copy->steps = plan_.memory.take<size_t>(outer);
-  copy->inner = plan_.memory.take<Dimension>(map.inner_count);
+  copy->steps = schedule_.memory.take<size_t>(outer);
+  copy->inner = schedule_.memory.take<Dimension>(map.inner_count);
   std::copy_n(map.steps, outer, copy->steps);
   std::copy_n(map.inner, map.inner_count, copy->inner);
-  kept_[place] = {copy, outer};
-  ++kept_count_;
+  shared_maps_[slot] = {copy, outer};
+  ++shared_count_;
   return copy;
 }
 
@@ -229,13 +229,13 @@ size_t PassWriter::hash(const IndexMap& map) noexcept {
 }
 
 void PassWriter::rehash() {
-  std::vector<Kept> old(2 * kept_.size());
-  std::swap(kept_, old);
-  for (const Kept& one : old) {
+  std::vector<SharedMap> old(2 * shared_maps_.size());
+  std::swap(shared_maps_, old);
+  for (const SharedMap& one : old) {
     if (!one.map) continue;
-    size_t place = hash(*one.map) % kept_.size();
-    while (kept_[place].map) place = (place + 1) % kept_.size();
-    kept_[place] = one;
+    size_t slot = hash(*one.map) % shared_maps_.size();
+    while (shared_maps_[slot].map) slot = (slot + 1) % shared_maps_.size();
+    shared_maps_[slot] = one;
   }
 }
 
@@ -245,7 +245,8 @@ void PassWriter::multiply(uint32_t f) {
     factor.map = index_map_of(f);
     factor.counts = shape_.counts;
   }
-  if (factor.potential != kNothing) uses_.push_back({static_cast<uint32_t>(steps_.size()), factor.potential});
+  if (factor.potential != kNothing)
+    bindings_.push_back({static_cast<uint32_t>(steps_.size()), factor.potential});
   steps_.push_back({steps_.empty() ? StepKind::assign : StepKind::multiply, factor.map, factor.numbers});
 }
 
@@ -256,24 +257,25 @@ void PassWriter::marginalize(std::span<const uint32_t> ranks, double* target) {
     axes_.push_back({ranks[i], stride});
     stride *= graph_.nodes[ranks[i]]->number_of_states;
   }
-  steps_.push_back({plan_.marginal, map(axes_), nullptr, target});
+  steps_.push_back({schedule_.marginal, map(axes_), nullptr, target});
 }
 
 EliminationSchedule::Pass PassWriter::close(std::span<const uint32_t> factors) {
   const size_t first = shape_.dimensions ? shape_.counts[0] : 1;
   const bool is_one_block = shape_.outer == 0 && shape_.part == first;
   if (!is_one_block && steps_.size() > kMaxFusedSteps) fits_ = false;
-  plan_.work = size_add(plan_.work, size_multiply(shape_.size, steps_.size()));
+  schedule_.work = size_add(schedule_.work, size_multiply(shape_.size, steps_.size()));
   const std::span<Step> steps = take_steps();
   return {shape_, steps.data(), steps.size(), exact_pass(factors, steps)};
 }
 
 std::span<Step> PassWriter::take_steps() {
-  const std::span<Step> steps = plan_.memory.keep(steps_);
-  for (const Use& use : uses_) plan_.uses.push_back({&steps[use.step], use.potential});
-  plan_.most_steps = std::max(plan_.most_steps, steps_.size());
+  const std::span<Step> steps = schedule_.memory.copy(steps_);
+  for (const Binding& binding : bindings_)
+    schedule_.bindings.push_back({&steps[binding.step], binding.potential});
+  schedule_.most_steps = std::max(schedule_.most_steps, steps_.size());
   steps_.clear();
-  uses_.clear();
+  bindings_.clear();
   return steps;
 }
 
@@ -289,7 +291,7 @@ const EliminationSchedule::Pass* PassWriter::exact_pass(std::span<const uint32_t
   for (const uint32_t f : factors) multiply_parts(f);
   std::copy_if(steps.begin(), steps.end(), std::back_inserter(steps_),
                [](const Step& step) { return step.target != nullptr; });
-  auto* pass = plan_.memory.take<EliminationSchedule::Pass>(1);
+  auto* pass = schedule_.memory.take<EliminationSchedule::Pass>(1);
   const std::span<Step> exact = take_steps();
   return &(*pass = {shape_, exact.data(), exact.size()});
 }

@@ -1,4 +1,4 @@
-// The factors of an elimination plan, and passes over their products.
+// The factors of an elimination schedule, and passes over their products.
 #pragma once
 
 #include <algorithm>
@@ -16,24 +16,24 @@ struct Axis {
   size_t stride;
 };
 
-// Something that is multiplied into a clique: a node's table, a message, a finding or a product of these.
+// Something that is multiplied into a clique: a potential, a message, a finding or a product of these.
 struct EliminationFactor {
   uint32_t first_axis = 0, axis_count = 0;  // in the list of all axes; ascending ranks
   const float* numbers = nullptr;
-  uint32_t potential = EliminationTree::kNoClique;  // without numbers: whose present entries they are
-  uint32_t child = EliminationTree::kNoClique;      // rank of the node of which it is the distribution
-  uint32_t next = EliminationTree::kNoClique;       // of the same clique
+  uint32_t potential = EliminationTree::kNoClique;  // without numbers: the potential that it stands for
+  uint32_t child = EliminationTree::kNoClique;      // rank of the node whose conditional distribution it is
+  uint32_t next = EliminationTree::kNoClique;       // in the list of the same clique
   size_t size = 1;
   uint32_t first_part = 0, part_count = 0;  // of a product: where its factors are listed
   bool is_collected = true;                 // takes part in collecting
-  const IndexMap* map = nullptr;            // of the last pass that took it in,
+  const IndexMap* map = nullptr;            // of the last pass that multiplied it,
   const size_t* counts = nullptr;           // over this shape
 };
 
-// All factors of a plan, by the cliques where their first variables are eliminated.
+// All factors of a schedule, listed by the cliques where their first variables are eliminated.
 class EliminationFactors {
  public:
-  EliminationFactors(TreeEngine& engine, const EliminationTree& graph, EliminationSchedule& plan);
+  EliminationFactors(TreeEngine& engine, const EliminationTree& graph, EliminationSchedule& schedule);
 
   EliminationFactor& operator[](uint32_t f) noexcept { return factors_[f]; }
   std::span<const Axis> axes(const EliminationFactor& factor) const noexcept {
@@ -42,33 +42,33 @@ class EliminationFactors {
   uint32_t first_of(uint32_t clique) const noexcept { return first_[clique]; }
   void clear_clique(uint32_t clique) noexcept { first_[clique] = EliminationTree::kNoClique; }
 
-  // The table of a node, a finding on it.
+  // Adds the potential of a node; adds a finding on it.
   void add_potential(const Node& node);
   void add_finding(const Node& node);
 
-  // A factor over some ranks, the last one fastest.
+  // Adds a dense factor over some ranks, the last one varying fastest; returns its number.
   uint32_t add_dense(std::span<const uint32_t> ranks, const float* numbers);
 
-  // Says of which factors it is the product.
+  // Records of which factors it is the product.
   void add_parts(uint32_t f, std::span<const uint32_t> parts);
   std::span<const uint32_t> parts(const EliminationFactor& factor) const noexcept {
     return {parts_.data() + factor.first_part, factor.part_count};
   }
 
-  // Gives such a factor its numbers and another order of the same ranks.
+  // Gives a dense factor its numbers and another order of the same ranks.
   void lay_out(uint32_t f, std::span<const uint32_t> ranks, const float* numbers) noexcept;
 
-  // Lists it with the clique.
+  // Adds it to the list of the clique.
   void assign(uint32_t f, uint32_t clique) noexcept {
     factors_[f].next = first_[clique];
     first_[clique] = f;
   }
 
-  // Potentials that are small beside their cliques are copied in the order of the clique.
+  // Copies the potentials that are small beside their clique, in the order of its dimensions.
   void copy_small_potentials(uint32_t clique, std::span<const uint32_t> members);
 
-  // Parts of the engine's numbers; null when there are not so many, or for what is optional when they might
-  // be needed otherwise.
+  // Allocate parts of the memory of the tables; null when too little is left. Optional parts leave untouched
+  // what is reserved.
   float* take_numbers(size_t count) noexcept;
   float* take_optional(size_t count) noexcept;
   void reserve_numbers(size_t count) noexcept { reserved_ += count; }
@@ -83,7 +83,7 @@ class EliminationFactors {
 
   TreeEngine& engine_;
   const EliminationTree& graph_;
-  EliminationSchedule& plan_;
+  EliminationSchedule& schedule_;
   std::vector<uint32_t> rank_of_;  // by node number
   std::vector<EliminationFactor> factors_;
   std::vector<Axis> axes_;
@@ -94,60 +94,65 @@ class EliminationFactors {
   bool fits_ = true;
 };
 
-// Writes one pass after the other.
+// Builds passes, one after the other.
 class PassWriter {
  public:
-  PassWriter(const EliminationTree& graph, EliminationFactors& factors, EliminationSchedule& plan)
-      : graph_(graph), factors_(factors), plan_(plan), dimension_of_(graph.nodes.size(), 0), kept_(256) {}
+  PassWriter(const EliminationTree& graph, EliminationFactors& factors, EliminationSchedule& schedule)
+      : graph_(graph),
+        factors_(factors),
+        schedule_(schedule),
+        dimension_of_(graph.nodes.size(), 0),
+        shared_maps_(256) {}
 
   // Starts a pass over these ranks, outermost first.
   void start(std::span<const uint32_t> ranks);
-  // Goes on over ranks of an earlier pass.
+  // Starts a pass over the ranks of an earlier one.
   void start(std::span<const uint32_t> ranks, const Shape& shape) noexcept;
   const Shape& shape() const noexcept { return shape_; }
 
-  // The first one is assigned, the others multiply.
+  // The first factor is assigned, the others multiply.
   void multiply(uint32_t f);
-  // The marginal over some of the ranks goes into `target`, the last one fastest.
+  // Sums the pass onto some of the ranks, the last one varying fastest in `target`.
   void marginalize(std::span<const uint32_t> ranks, double* target);
-  // Where a factor over some of the ranks lies.
+  // The strides of a factor along the dimensions of the pass.
   const IndexMap* index_map_of(uint32_t f) { return map(factors_.axes(factors_[f])); }
 
-  // Steps so far, to be repeated at the start of another pass over the same ranks.
-  void remember() { remembered_ = steps_, remembered_uses_ = uses_; }
-  void repeat() { steps_ = remembered_, uses_ = remembered_uses_; }
+  // The steps so far are repeated at the start of another pass over the same ranks.
+  void remember() { remembered_ = steps_, remembered_bindings_ = bindings_; }
+  void repeat() { steps_ = remembered_, bindings_ = remembered_bindings_; }
 
-  // Ends the pass. `factors` are those that it multiplies: where some are products, there is an exact pass.
+  // Ends the pass. `factors` are those that it multiplies: where some are products, an exact pass is built as
+  // well.
   EliminationSchedule::Pass close(std::span<const uint32_t> factors);
   bool fits() const noexcept { return fits_; }
 
  private:
-  struct Use {
+  struct Binding {
     uint32_t step, potential;
   };
-  struct Kept {
+  struct SharedMap {
     const IndexMap* map = nullptr;
-    size_t outer = 0;  // dimensions whose steps it has
+    size_t outer = 0;  // dimensions whose strides it has
   };
 
   void multiply_parts(uint32_t f);
   std::span<Step> take_steps();
   const EliminationSchedule::Pass* exact_pass(std::span<const uint32_t> factors, std::span<const Step> steps);
   const IndexMap* map(std::span<const Axis> axes);
-  const IndexMap* kept(const IndexMap& map, size_t outer);
+  const IndexMap* shared(const IndexMap& map, size_t outer);
   static size_t hash(const IndexMap& map) noexcept;
   void rehash();
 
   const EliminationTree& graph_;
   EliminationFactors& factors_;
-  EliminationSchedule& plan_;
+  EliminationSchedule& schedule_;
   Shape shape_;
   std::vector<uint32_t> dimension_of_;  // by rank
   std::vector<Axis> axes_;
-  std::vector<Kept> kept_;  // by hash
-  size_t kept_count_ = 0;
+  std::vector<SharedMap> shared_maps_;  // a hash table
+  size_t shared_count_ = 0;
   std::vector<Step> steps_, remembered_;
-  std::vector<Use> uses_, remembered_uses_;
+  std::vector<Binding> bindings_, remembered_bindings_;
   bool fits_ = true;
 };
 

@@ -1,4 +1,4 @@
-// When a propagation goes without tables, and over which cliques.
+// The decision whether a propagation runs by elimination, and over which cliques.
 
 #include "inference/elimination/elimination_schedule.h"
 
@@ -16,8 +16,8 @@ bool has_finding_on_one_state(const JunctionTree& tree) noexcept {
   });
 }
 
-// Entries of the cliques that agree with the evidence.
-double restricted_entries(const JunctionTree& tree) noexcept {
+// Entries of the clique tables reduced by the evidence.
+double reduced_entries(const JunctionTree& tree) noexcept {
   double entries = 0.0;
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     double size = 1.0;
@@ -29,22 +29,21 @@ double restricted_entries(const JunctionTree& tree) noexcept {
 }
 
 constexpr double kEntriesForFirst = 384.0;  // for each node, of a pattern that has not been seen before
-constexpr double kSavedAtOnce = 400.0;  // entries for each clique that a plan for one propagation has to save
-constexpr double kSaved = 100.0;        // the same where the pattern comes again
-constexpr double kGood = 0.25;          // of the entries of the compiled tree: no other order is tried
+constexpr double kSavedAtOnce = 400.0;      // entries saved per clique that pay for a single propagation
+constexpr double kSaved = 100.0;            // the same where the pattern comes again
+constexpr double kGood = 0.25;              // of the entries of the compiled tree: no other order is tried
 constexpr uint32_t kPause = 16;
 
-// A plan is made where the tables that agree with the evidence have many entries for each node: below, making
-// it takes longer than it saves. Where they are not very many, only for a pattern that comes again.
-//
-// Whether it may be worth while to look for a plan. Without evidence tables are what changes start from:
-// there is none the first time.
+// Whether an elimination schedule may pay: the reduced tables must have many entries for each node, since
+// below that building the schedule takes longer than it saves. Where they are not very many, only a pattern
+// that comes again is worth it. The first propagation without evidence never is, since later evidence is
+// absorbed into its tables.
 bool may_plan(TreeEngine& engine, double nodes) noexcept {
   const ScheduleCache& cache = *engine.schedules;
-  const double least = static_cast<double>(limits.entries_for_plan);
+  const double least = static_cast<double>(limits.entries_for_elimination);
   if (least == 0.0) return true;
-  if (cache.wants_tables() || engine.entries < least * nodes) return false;
-  if (cache.wants_to_keep(ScheduleCache::Kept::plan)) return true;
+  if (cache.needs_tables() || engine.entries < least * nodes) return false;
+  if (cache.admits(ScheduleCache::Kind::elimination)) return true;
   if (engine.entries < kEntriesForFirst * nodes || engine.tree->evidence_to_propagate == 0) return false;
   return engine.patterns_to_pass == 0 || --engine.patterns_to_pass == 0;
 }
@@ -70,7 +69,7 @@ void Arena::add_chunk(size_t least) {
 }
 
 size_t EliminationSchedule::bytes() const noexcept {
-  return memory.bytes() + potentials.capacity() * sizeof(Potential) + uses.capacity() * sizeof(Use) +
+  return memory.bytes() + potentials.capacity() * sizeof(Potential) + bindings.capacity() * sizeof(Binding) +
          products.capacity() * sizeof(Product) + collects.capacity() * sizeof(Collect) +
          distributes.capacity() * sizeof(Distribute) + outgoing_messages.capacity() * sizeof(Outgoing) +
          beliefs.capacity() * sizeof(Belief) + parents.capacity() * sizeof(uint32_t) + lost.capacity() +
@@ -93,25 +92,25 @@ bool may_eliminate(const PropagationRequest& request) noexcept {
 std::unique_ptr<EliminationSchedule> build_any_elimination(const PropagationRequest& request) {
   const JunctionTree& tree = *request.engine.tree;
   if (has_finding_on_one_state(tree)) return nullptr;
-  const EliminationTree graph = best_elimination(tree, restricted_entries(tree));
-  return graph.cliques.empty() ? nullptr : write_elimination(request, graph);
+  const EliminationTree graph = best_elimination(tree, reduced_entries(tree));
+  return graph.cliques.empty() ? nullptr : build_elimination_over(request, graph);
 }
 
 std::unique_ptr<EliminationSchedule> build_elimination(const PropagationRequest& request) {
   TreeEngine& engine = request.engine;
   const JunctionTree& tree = *engine.tree;
   const double nodes = static_cast<double>(tree.nodes.size());
-  const double least = static_cast<double>(limits.entries_for_plan);
+  const double least = static_cast<double>(limits.entries_for_elimination);
   if (!may_plan(engine, nodes) || has_finding_on_one_state(tree)) return nullptr;
-  const bool comes_again = engine.schedules->wants_to_keep(ScheduleCache::Kept::plan);
-  const double entries = restricted_entries(tree);
+  const bool comes_again = engine.schedules->admits(ScheduleCache::Kind::elimination);
+  const double entries = reduced_entries(tree);
   const bool is_large = entries >= (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes;
   const EliminationTree graph = is_large ? best_elimination(tree, entries) : EliminationTree{};
   const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
   if (!graph.cliques.empty() && (least == 0.0 || saved >= (comes_again ? kSaved : kSavedAtOnce)))
-    return write_elimination(request, graph);
+    return build_elimination_over(request, graph);
   if (comes_again)
-    engine.schedules->want_tables();  // nor will it be better the next time
+    engine.schedules->note_tables_needed();  // it would not be better the next time
   else if (is_large)
     engine.patterns_to_pass = kPause;
   return nullptr;

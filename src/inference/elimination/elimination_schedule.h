@@ -1,11 +1,11 @@
-// A propagation from the potentials that needs no clique tables: over the graph of the open nodes,
-// triangulated anew for the pattern of evidence, messages are collected by bucket elimination (Dechter 1999)
-// and distributed to the cliques, whose products of factors are formed block by block and forgotten.
+// Propagation from the potentials without clique tables. The unobserved nodes are triangulated anew for the
+// pattern of evidence; over these cliques evidence is collected by bucket elimination (Dechter 1999) and
+// distributed to all of them. The product of a clique's factors is formed block by block and never stored.
 //
-// A factor that only distributes a node which nobody else mentions sums to one and is left out while
-// collecting sums, so that nodes without evidence below them cost one pass. Plans depend on which nodes are
-// observed, not on their states, and are kept (schedule_cache.h). They use the memory of the tables, which
-// have no numbers then.
+// A conditional distribution of a node that occurs in no other factor is barren: it sums to one and is left
+// out while sums are collected, so that unobserved nodes without evidence below them cost one pass. The
+// schedule depends on which nodes are observed, not on their states, and is cached (schedule_cache.h). It
+// bindings the memory of the tables, which have no numbers meanwhile.
 #pragma once
 
 #include <atomic>
@@ -18,7 +18,7 @@
 
 namespace tv {
 
-// Hands out memory that lives as long as it does.
+// An arena: allocations live as long as it does.
 class Arena {
  public:
   template <class T>
@@ -29,10 +29,10 @@ class Arena {
     return reinterpret_cast<T*>(end_ - left_ - bytes);
   }
   template <class T>
-  std::span<T> keep(const std::vector<T>& list) {
-    T* place = take<T>(list.size());
-    std::copy(list.begin(), list.end(), place);
-    return {place, list.size()};
+  std::span<T> copy(const std::vector<T>& list) {
+    T* start = take<T>(list.size());
+    std::copy(list.begin(), list.end(), start);
+    return {start, list.size()};
   }
   size_t bytes() const noexcept { return bytes_; }
 
@@ -46,23 +46,22 @@ class Arena {
 };
 
 struct EliminationSchedule {
-  // A node's table, as far as evidence allows.
+  // A node's table reduced by the evidence.
   struct Potential {
     const Node* node = nullptr;
-    size_t layout = kNone;  // of its table when the plan was made; kNone: no table
+    size_t layout = kNone;  // of its table when the schedule was built; kNone: no table
     struct Fixed {
       const CompiledNode* node;
       size_t stride;
     };
-    std::span<Fixed> fixed;    // what evidence picks
-    bool is_constant = false;  // nothing is left open
-    float* copy =
-        nullptr;  // where the possible entries are copied to, if they are; without a table, its value
+    std::span<Fixed> fixed;     // the members that are observed
+    bool is_constant = false;   // all of them are
+    float* copy = nullptr;      // of the possible entries, or null; without a table, its single value
     std::span<Dimension> nest;  // of the copy
   };
 
-  // A step whose operand is a potential that is not copied.
-  struct Use {
+  // Binds the operand of a step to a potential that is not copied.
+  struct Binding {
     Step* step;
     uint32_t potential;
   };
@@ -71,41 +70,41 @@ struct EliminationSchedule {
     Shape shape;
     Step* steps = nullptr;
     size_t step_count = 0;
-    // The same from the factors of its products, for doubles; null where it has no products.
+    // The same pass over the factors of its products, for doubles; null where it has no products.
     const Pass* exact = nullptr;
   };
 
-  // The product of factors that are small beside the cliques that they are multiplied into.
+  // The product of factors that are small beside the cliques into which they are multiplied.
   struct Product {
     Pass pass;
     float* numbers = nullptr;
   };
 
-  // A clique tells what it knows: a message over what is left when its nodes are summed out, or a mass.
+  // A clique sends a message over the variables that remain when its own are summed out, or adds a mass.
   struct Collect {
     Pass pass;
     uint32_t clique = 0;
     uint32_t first_product = 0, product_count = 0;  // formed before
     float* message = nullptr;                       // null: a mass
     size_t size = 1;
-    const Pass* turn = nullptr;  // of the message into the order of its receiver, if that is another
+    const Pass* transposition = nullptr;  // of the message into the receiver's order, or null
   };
 
-  // What a clique tells one that lies further out, about what they share.
+  // The message of a clique to one of its children.
   struct Outgoing {
-    size_t totals = 0;  // where the marginal stands
+    size_t totals = 0;  // offset of the marginal in the accumulators
     size_t size = 0;
-    float* ratio = nullptr;           // the marginal without what the receiver knows already
-    const Pass* turn = nullptr;       // of the ratio into the order of the receiver, if that is another
-    const float* incoming = nullptr;  // the receiver's message, if it has sent one
+    float* ratio = nullptr;               // the marginal divided by the receiver's own message
+    const Pass* transposition = nullptr;  // of the ratio into the receiver's order, or null
+    const float* incoming = nullptr;      // the message that the receiver has sent, or null
     const IndexMap* incoming_map =
-        nullptr;                      // where in the marginal it belongs, unless it has the same entries
-    const double* inverse = nullptr;  // of the mass that the sender has told
-    const Pass* sums = nullptr;       // of beliefs that are read from the marginal
+        nullptr;                      // its strides along the marginal; null where both have the same entries
+    const double* inverse = nullptr;  // of the mass that the sender has contributed
+    const Pass* sums = nullptr;       // of the beliefs that are read from the marginal
     uint32_t first_belief = 0, belief_count = 0;
   };
 
-  // A clique is run over with all that is known.
+  // A pass over a clique with all its factors and the message from its parent.
   struct Distribute {
     Pass pass;
     uint32_t clique = 0;
@@ -122,49 +121,49 @@ struct EliminationSchedule {
 
   StepKind marginal = StepKind::sum;  // or max: how variables are eliminated
   std::vector<Potential> potentials;
-  std::vector<Use> uses;
+  std::vector<Binding> bindings;
   std::vector<Product> products;
-  std::vector<Collect> collects;        // senders first
-  std::vector<Distribute> distributes;  // receivers last
+  std::vector<Collect> collects;        // senders before receivers
+  std::vector<Distribute> distributes;  // senders before receivers
   std::vector<Outgoing> outgoing_messages;
   std::vector<Belief> beliefs;
-  std::vector<double> factors;           // taken out of what is collected
-  std::vector<unsigned char> lost;       // by clique: single precision did not suffice for its products
-  std::vector<uint32_t> parents;         // by clique, later ones; kNoClique where a tree ends
+  std::vector<double> factors;           // by collect: the scaling of its message, or its mass
+  std::vector<unsigned char> lost;       // by clique: its products have left the range of single precision
+  std::vector<uint32_t> parents;         // by clique, later ones; kNoClique for the root of a tree
   Block<double> inverses;                // by clique
-  Block<double> totals;                  // of messages and outgoing_messages
-  Block<double> sums;                    // of beliefs
-  float* scratch = nullptr;              // the marginal of the present message or outgoing
-  float* turned = nullptr;               // and its ratio, before it is turned
-  size_t message_size = 0;               // of the largest: room in each of the two
+  Block<double> totals;                  // the accumulators of messages
+  Block<double> sums;                    // the accumulators of beliefs
+  float* scratch = nullptr;              // the marginal of the present message
+  float* transposed = nullptr;           // its ratio before it is transposed
+  size_t message_size = 0;               // of the largest: the capacity of these two
   size_t most_steps = 0;                 // of a pass
-  Subtrees subtrees;                     // found when the plan is first run on threads
+  Subtrees subtrees;                     // found when the schedule is first run on threads
   size_t work = 0;                       // entries times steps, of all passes
-  std::atomic<bool> left_range = false;  // in the last run, single precision did not suffice everywhere
+  std::atomic<bool> left_range = false;  // products left single precision in the last run
   Arena memory;
 
   size_t bytes() const noexcept;
 
-  // Whether all potentials have the layout for which the plan was made.
+  // Whether all potentials have the layout for which the schedule was built.
   bool holds() const noexcept;
 };
 
-// Whether propagations of this kind can do without clique tables.
+// Whether propagations of this kind can run without clique tables.
 bool may_eliminate(const PropagationRequest& request) noexcept;
 
-// The plan over these cliques of the open nodes; null where the tables' memory does not suffice for it, or a
-// pass would need too many steps.
-std::unique_ptr<EliminationSchedule> write_elimination(const PropagationRequest& request,
-                                                       const EliminationTree& graph);
+// The schedule over these cliques of the unobserved nodes; null where the memory of the tables does not
+// suffice for it, or a pass would need too many steps.
+std::unique_ptr<EliminationSchedule> build_elimination_over(const PropagationRequest& request,
+                                                            const EliminationTree& graph);
 
-// The plan for the evidence that the tree has taken in; null where the schedule is as good. The second form
-// makes one whatever it costs, if there can be one.
+// The schedule for the evidence that the tree has absorbed; null where one over the compiled tree is as good.
+// The second form builds one whatever it costs, if there can be one.
 std::unique_ptr<EliminationSchedule> build_elimination(const PropagationRequest& request);
 std::unique_ptr<EliminationSchedule> build_any_elimination(const PropagationRequest& request);
 
 // Stores the beliefs and the constants. Where single precision does not suffice for the products of a clique,
-// doubles serve. `kOutOfRange` where they do not suffice, either; `no_value` where the evidence is
-// impossible: nothing is known then.
-tv_status_t run_elimination(TreeEngine& engine, EliminationSchedule& plan);
+// doubles are used. `kOutOfRange` where they do not suffice, either; `no_value` where the evidence is
+// impossible: no result is valid then.
+tv_status_t run_elimination(TreeEngine& engine, EliminationSchedule& schedule);
 
 }  // namespace tv

@@ -7,7 +7,8 @@ namespace {
 
 constexpr uint32_t kNoVertex = EliminationTree::kNoClique;
 
-// The elimination of one vertex after the other: what each is adjacent to by then, and who is next of these.
+// The symbolic elimination: to which later vertices each one is adjacent when it is eliminated. The first of
+// these is its parent.
 class SymbolicElimination {
  public:
   SymbolicElimination(const ReducedGraph& graph, const std::vector<uint32_t>& order)
@@ -33,42 +34,44 @@ class SymbolicElimination {
  private:
   size_t length(size_t i) const noexcept { return starts_[i + 1] - starts_[i]; }
 
-  // Positions in the order; everything that a vertex meets comes later in it.
+  // Vertices are named by their positions in the order.
   void eliminate_all() {
     const size_t count = order_.size();
     std::vector<uint32_t> first_child(count, kNoVertex), next_child(count, kNoVertex), seen(count, kNoVertex);
     for (uint32_t i = 0; i < count; ++i) {
-      const size_t begin = met_.size();
+      const size_t begin = adjacent_.size();
       seen[i] = i;
-      const auto meet = [&](uint32_t other) {
+      const auto visit = [&](uint32_t other) {
         if (other < i || seen[other] == i) return;
         seen[other] = i;
-        met_.push_back(other);
+        adjacent_.push_back(other);
       };
       const uint32_t v = order_[i];
-      for (uint32_t n = graph_.starts[v]; n < graph_.starts[v + 1]; ++n) meet(position_[graph_.neighbors[n]]);
+      for (uint32_t n = graph_.starts[v]; n < graph_.starts[v + 1]; ++n)
+        visit(position_[graph_.neighbors[n]]);
       for (uint32_t child = first_child[i]; child != kNoVertex; child = next_child[child])
-        for (size_t m = starts_[child]; m < starts_[child + 1]; ++m) meet(met_[m]);
+        for (size_t m = starts_[child]; m < starts_[child + 1]; ++m) visit(adjacent_[m]);
       starts_[i] = begin;
-      starts_[i + 1] = met_.size();
-      if (met_.size() == begin) continue;
-      const uint32_t parent = *std::min_element(met_.begin() + static_cast<ptrdiff_t>(begin), met_.end());
+      starts_[i + 1] = adjacent_.size();
+      if (adjacent_.size() == begin) continue;
+      const uint32_t parent =
+          *std::min_element(adjacent_.begin() + static_cast<ptrdiff_t>(begin), adjacent_.end());
       parents_[i] = parent;
       next_child[i] = first_child[parent];
       first_child[parent] = i;
     }
   }
 
-  // A vertex that adds nothing to the clique of one eliminated before it belongs to that clique.
+  // A vertex whose elimination yields a subset of an earlier clique belongs to that clique.
   void join_into_cliques() {
     first_of_clique_.resize(order_.size());
     last_of_clique_.resize(order_.size());
-    std::vector<bool> taken(order_.size(), false);
+    std::vector<bool> joined(order_.size(), false);
     for (uint32_t i = 0; i < order_.size(); ++i) first_of_clique_[i] = last_of_clique_[i] = i;
     for (uint32_t i = 0; i < order_.size(); ++i) {
       const uint32_t parent = parents_[i];
-      if (parent == kNoVertex || taken[parent] || length(i) != length(parent) + 1) continue;
-      taken[parent] = true;
+      if (parent == kNoVertex || joined[parent] || length(i) != length(parent) + 1) continue;
+      joined[parent] = true;
       first_of_clique_[parent] = first_of_clique_[i];
       last_of_clique_[first_of_clique_[i]] = parent;
     }
@@ -104,7 +107,8 @@ class SymbolicElimination {
     clique.first_member = static_cast<uint32_t>(result.members.size());
     clique.member_count = static_cast<uint32_t>(length(first) + 1);
     result.members.push_back(rank_of[first]);
-    for (size_t m = starts_[first]; m < starts_[first + 1]; ++m) result.members.push_back(rank_of[met_[m]]);
+    for (size_t m = starts_[first]; m < starts_[first + 1]; ++m)
+      result.members.push_back(rank_of[adjacent_[m]]);
     std::sort(result.members.end() - clique.member_count, result.members.end());
     for (const uint32_t* member = result.begin(clique); member != result.end(clique); ++member)
       clique.size = size_multiply(clique.size, result.nodes[*member]->number_of_states);
@@ -115,8 +119,8 @@ class SymbolicElimination {
   const ReducedGraph& graph_;
   const std::vector<uint32_t>& order_;
   std::vector<uint32_t> position_;  // by vertex
-  std::vector<size_t> starts_;      // by position: where its part of `met_` begins
-  std::vector<uint32_t> met_;       // what is still there of the neighbours when it is eliminated
+  std::vector<size_t> starts_;      // by position: where its part of `adjacent_` begins
+  std::vector<uint32_t> adjacent_;  // neighbours that are still left when it is eliminated
   std::vector<uint32_t> parents_;   // the first of these
   std::vector<uint32_t> first_of_clique_, last_of_clique_;
 };

@@ -1,14 +1,13 @@
-// The cliques of the nodes that a pattern of evidence leaves open. Without the observed nodes the moral graph
-// falls apart, and much of what was filled in for their sake is not needed: these cliques are a fraction of
-// those of the compiled tree.
+// The clique tree over the unobserved nodes for one pattern of evidence. Without the observed nodes the moral
+// graph loses many links and fill-ins, so that these cliques are a fraction of those of the compiled tree.
 #pragma once
 
 #include "inference/elimination/elimination_order.h"
 
 namespace tv {
 
-// The open nodes are ranked by their elimination, the first one 0. A clique lists its members by rank, so
-// that those that are eliminated in it come first; what follows them is what it shares with its parent.
+// Unobserved nodes are ranked by the order of their elimination, the first one 0. A clique lists its members
+// by rank, so that those that are eliminated in it come first; the rest is the separator towards its parent.
 struct EliminationTree {
   struct Clique {
     uint32_t first_member = 0;  // in `members`
@@ -30,7 +29,7 @@ struct EliminationTree {
   const uint32_t* end(const Clique& clique) const noexcept { return begin(clique) + clique.member_count; }
 };
 
-// What eliminating the vertices of the graph in this order leaves.
+// Eliminates the vertices of the graph in this order.
 EliminationTree eliminate(const ReducedGraph& graph, const std::vector<uint32_t>& order);
 
 }  // namespace tv

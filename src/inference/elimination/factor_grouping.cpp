@@ -5,7 +5,7 @@
 namespace tv {
 namespace {
 
-constexpr size_t kMostFactors = 32;  // among which the closest are looked for
+constexpr size_t kMostFactors = 32;  // beyond them comparing all pairs costs too much
 
 }  // namespace
 
@@ -53,7 +53,7 @@ bool FactorGroups::join_closest(size_t most_entries) noexcept {
   return true;
 }
 
-// Where there is no room for a product, its factors stay.
+// Where no memory is left for a product, its factors stay.
 void FactorGroups::form_products(std::vector<uint32_t>& factors) {
   joined_.clear();
   for (size_t g = 0; g < groups_.size(); ++g) {
@@ -77,7 +77,7 @@ uint32_t FactorGroups::form(size_t group, const std::vector<uint32_t>& factors, 
     if (group_of_[i] == group) parts_.push_back(factors[i]);
   pass_.start(ranks_);
   for (const uint32_t f : parts_) pass_.multiply(f);
-  plan_.products.push_back({pass_.close({}), numbers});
+  schedule_.products.push_back({pass_.close({}), numbers});
   const uint32_t product = factors_.add_dense(ranks_, numbers);
   factors_.add_parts(product, parts_);
   return product;

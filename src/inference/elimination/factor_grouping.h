@@ -1,5 +1,5 @@
-// Products of factors that are small beside the clique that they are multiplied into: multiplied once,
-// before, they are one factor.
+// Products of factors that are small beside the clique into which they are multiplied: multiplied once, in
+// advance, they become one factor of each pass.
 #pragma once
 
 #include "inference/elimination/elimination_passes.h"
@@ -9,8 +9,12 @@ namespace tv {
 class FactorGroups {
  public:
   FactorGroups(const EliminationTree& graph, EliminationFactors& factors, PassWriter& pass,
-               EliminationSchedule& plan)
-      : graph_(graph), factors_(factors), pass_(pass), plan_(plan), position_of_(graph.nodes.size(), 0) {}
+               EliminationSchedule& schedule)
+      : graph_(graph),
+        factors_(factors),
+        pass_(pass),
+        schedule_(schedule),
+        position_of_(graph.nodes.size(), 0) {}
 
   // Replaces factors by their products of at most so many entries, laid out in the order of the clique.
   void join(std::vector<uint32_t>& factors, std::span<const uint32_t> order, size_t most_entries);
@@ -31,7 +35,7 @@ class FactorGroups {
   const EliminationTree& graph_;
   EliminationFactors& factors_;
   PassWriter& pass_;
-  EliminationSchedule& plan_;
+  EliminationSchedule& schedule_;
   std::span<const uint32_t> order_;
   std::vector<uint32_t> position_of_;  // by rank
   std::vector<Group> groups_;

@@ -1,6 +1,6 @@
-// Hard evidence fixes a state: the tables are cut down to it. Likelihoods become update findings, which are
-// multiplied into the node's home clique when that clique is next run over: entered evidence divided
-// by what is already in the tables.
+// Absorbing evidence. Hard evidence fixes a state and reduces the tables. A likelihood becomes a likelihood
+// ratio, the entered finding divided by the one that the tables already hold, which the next pass over the
+// node's home clique multiplies in.
 
 #include "inference/evidence/absorb_evidence.h"
 
@@ -25,7 +25,7 @@ void copy_entered_finding(const Node& node) noexcept {
     std::copy(node.entered.finding.begin(), node.entered.finding.end(), propagated_finding(node));
 }
 
-// The change of a node's evidence is noted in its home clique, and in the conflict.
+// Records the change of a node's evidence in its home clique and in the conflict.
 void absorb(TreeEngine& engine, const Node& node, ptrdiff_t state, const tv_number_t* finding,
             tv_equilibrium_t equilibrium) noexcept {
   CompiledNode& data = compiled(node);
@@ -48,8 +48,8 @@ void multiply_update_later(TreeEngine& engine, const Node& node) noexcept {
   engine.cliques[home.position].findings.push_back(home.members().position(&node));
 }
 
-// The finding that takes the propagated evidence T to the entered one.
-void make_update(const Node& node) noexcept {
+// The likelihood ratio that leads from the propagated finding to the entered one.
+void make_likelihood_ratio(const Node& node) noexcept {
   CompiledNode& data = compiled(node);
   const ptrdiff_t entered = node.entered.state, propagated = data.propagated_state;
   for (size_t i = 0; i < node.number_of_states; ++i) {
@@ -61,14 +61,14 @@ void make_update(const Node& node) noexcept {
   }
 }
 
-// The binary logarithm of what an entry can grow by.
-double growth_of_update(const Node& node) noexcept {
+// The binary logarithm of the largest ratio by which an entry can grow.
+double growth_of_ratio(const Node& node) noexcept {
   const tv_number_t* const update = likelihood_ratio(node);
   const float largest = *std::max_element(update, update + node.number_of_states);
   return std::max(0.0, std::log2(static_cast<double>(largest)));
 }
 
-// Without memory for a vector, the conflicts of single cliques will not be known, should they need it.
+// Without memory for a vector, the conflicts of single cliques cannot be measured should they need it.
 void remember_former(TreeEngine& engine, const Node& node) noexcept {
   const ptrdiff_t state = compiled(node).propagated_state;
   engine.former_states.push_back(static_cast<int32_t>(state));
@@ -88,8 +88,8 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
   if (only_selects) {
     absorb(engine, node, entered, nullptr, equilibrium);
   } else {
-    make_update(node);
-    engine.lost_share += growth_of_update(node);
+    make_likelihood_ratio(node);
+    engine.lost_share += growth_of_ratio(node);
     absorb(engine, node, kFindingVector, likelihood_ratio(node), equilibrium);
     multiply_update_later(engine, node);
     copy_entered_finding(node);
@@ -102,7 +102,7 @@ void sort_positions(const FixedList<uint32_t>& list) noexcept {
   if (!std::is_sorted(list.begin(), list.end())) std::sort(list.begin(), list.end());
 }
 
-// Neither entered nor propagated, nor anything left of it.
+// Neither entered nor propagated evidence, nor an observed state.
 bool is_without_evidence(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
   return node.entered.state == kNoEvidence && !node.entered.value_flag &&
@@ -121,7 +121,7 @@ bool must_be_retracted(const Node& node) noexcept {
   for (size_t i = 0; i < node.number_of_states; ++i) {
     const tv_number_t fresh = entered == kNoEvidence ? 1.0f : node.entered.finding[i];
     const tv_number_t old = propagated_finding(node)[i];
-    // An update that no float can hold is as good as none.
+    // A ratio that no float holds cannot be multiplied in.
     if (fresh > 0.0f && (counts_as_zero(old) || !std::isfinite(fresh / old))) return true;
   }
   return false;
@@ -219,7 +219,7 @@ void observe_states(TreeEngine& engine) noexcept {
     order_cliques_with(engine, node);
     for (const size_t clique : engine.order) mark_clique(engine, clique);
   };
-  if (anew || engine.tree->mode == tv_evidence_fast_retraction)  // which fixes nothing
+  if (anew || engine.tree->mode == tv_evidence_fast_retraction)  // which reduces no tables
     for_each_with_evidence(engine, fix);
   else
     for (const Node* node : engine.pending) fix(*node);

@@ -30,7 +30,7 @@ bool is_to_propagate(const Node& node, const CompiledNode& record) noexcept {
            (entered.value_flag && entered.value != record.propagated_value);
   }
   if (entered.state != record.propagated_state) {
-    // To know the state of a node that has only one is to know nothing.
+    // The state of a node that has only one is no evidence.
     return node.number_of_states > 1 || entered.state == kFindingVector ||
            record.propagated_state == kFindingVector;
   }

@@ -22,10 +22,10 @@ void _tv_domain_retract_findings(Domain& domain) noexcept;
 // null stands for no evidence.
 void _tv_node_copy_evidence(Node& node, const Node* source);
 
-// The index that says the same as the vector: a state, kNoEvidence (all ones) or kFindingVector.
+// The index that is equivalent to the vector: a state, kNoEvidence (all ones) or kFindingVector.
 ptrdiff_t convert_entered_findings_to_state_index(const Node& node) noexcept;
 
-// Puts a node of a compiled tree into the engine's lists of evidence and of what has changed of it.
+// Puts a node of a compiled tree into the engine's lists of evidence and of changed evidence.
 void list_evidence(CompiledNode& record) noexcept;
 
 // ---- Entered evidence ----
@@ -41,7 +41,7 @@ bool _tv_node_hard_evidence_is_propagated(const Node& node) noexcept;
 bool _tv_node_likelihood_is_propagated(const Node& node) noexcept;
 tv_number_t _tv_node_get_propagated_finding(const Node& node, size_t state) noexcept;
 
-// Whether a decision has been taken: once that is propagated its state stands in the place of its policy.
+// Whether a decision has been taken: once that is propagated its state replaces its policy.
 inline bool decision_is_made(const Node& node) noexcept {
   return node.category == tv_category_decision && node.entered.state >= 0;
 }

@@ -1,4 +1,4 @@
-// The loop over the findings of summed-out members, around the marginalisation kernels.
+// Marginalises a table once for each configuration of the findings of its summed-out members.
 
 #include "inference/evidence/findings_marginal.h"
 
@@ -28,9 +28,9 @@ void FindingsNest::apply_finding(const ReducedTable& table, size_t member) noexc
 }
 
 void FindingsNest::run(const float* numbers, tv_equilibrium_t equilibrium, double* totals) noexcept {
-  size_t kept = 0;
+  size_t remaining = 0;
   for (size_t d = 0; d < dimensions_; ++d)
-    if (!dropped_[d]) nest_[kept++] = nest_[d];
+    if (!dropped_[d]) nest_[remaining++] = nest_[d];
   const Kernels& kernels = tv::kernels();
   for (;;) {
     double weight = weight_;
@@ -41,7 +41,7 @@ void FindingsNest::run(const float* numbers, tv_equilibrium_t equilibrium, doubl
     }
     if (weight > 0.0)
       (equilibrium == tv_equilibrium_max ? kernels.weighted_max : kernels.weighted_sum)(
-          nest_, kept, numbers + offset, totals, weight);
+          nest_, remaining, numbers + offset, totals, weight);
     size_t s = soft_count_;
     while (s > 0 && ++soft_[s - 1].state == soft_[s - 1].count) soft_[--s].state = 0;
     if (s == 0) return;

@@ -1,4 +1,4 @@
-// Marginals under fast retraction: the evidence is not in the tables, it is applied while a table is
+// Marginals under fast retraction: the tables hold no evidence. Findings are applied while a table is
 // marginalised, to every member that is summed out.
 #pragma once
 
@@ -7,13 +7,12 @@
 namespace tv {
 
 // Adds (or maximises) the entries of `table`, weighted with the propagated findings of all members for which
-// `keeps(member)` is false, into `totals`, where `steps` gives the step for each dimension.
+// `keeps(member)` is false, into `totals`, where `steps` gives the stride along each dimension.
 template <class Keeps>
 void marginalize_with_findings(const ReducedTable& table, Keeps keeps, const size_t* steps,
                                tv_equilibrium_t equilibrium, double* totals) noexcept;
 
-// A table over its dimensions with the findings to be applied: hard ones are offsets, vectors are looped
-// over.
+// A loop nest over a table with the findings to be applied: hard ones are offsets, vectors are outer loops.
 class FindingsNest {
  public:
   FindingsNest(const ReducedTable& table, const size_t* steps) noexcept;

@@ -10,7 +10,7 @@
 namespace tv {
 namespace {
 
-// What was known of the pending nodes before the last step, for its lifetime.
+// For its lifetime, restores the evidence of the pending nodes before the last step.
 class FormerEvidence {
  public:
   explicit FormerEvidence(TreeEngine& engine) : engine_(engine) {
@@ -47,8 +47,8 @@ class FormerEvidence {
 };
 
 // The sum of the ratios of two messages through a separator (or the largest, where maxima are propagated).
-// The former one may have dimensions of which the present evidence leaves one state. What was impossible
-// before has the ratio zero.
+// The former one may have dimensions that the present evidence has reduced. What was impossible before has
+// the ratio zero.
 class MessageRatio {
  public:
   MessageRatio(const NodeList& members, const ExtendedPropagation& present, size_t separator) noexcept
@@ -96,7 +96,7 @@ class MessageRatio {
 tv_status_t measure_conflicts(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);
   if (engine.conflict_root == TreeEngine::kNoConflictRoot) return tv_status_none;
-  const bool is_lost = engine.marginals_only && engine.kept_potentials.are_lost;
+  const bool is_lost = engine.marginals_only && engine.saved_potentials.are_lost;
   if (is_lost || engine.conflict_root == TreeEngine::kLostConflicts) return tv_status_no_equilibrium;
   const FormerNumbers numbers = former_numbers(tree);
   const size_t root = engine.conflict_root;

@@ -5,8 +5,8 @@
 
 namespace tv {
 
-// Finds them if that has not been done: what the findings beyond a clique had for a probability before the
-// step, divided by what they make of the message that it sends towards the root.
+// Measures them if that has not been done: the probability of the findings behind a clique before the step,
+// divided by the mass of the message that it now sends towards the root.
 tv_status_t measure_conflicts(JunctionTree& tree);
 
 }  // namespace tv

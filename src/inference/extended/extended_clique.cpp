@@ -31,14 +31,14 @@ void ExtendedClique::add_scalar(double number) {
   factors_.push_back({&numbers_.back(), std::vector<size_t>(counts_.size(), 0)});
 }
 
-// A copy of the entries that agree with the observed states. `read(array, i, place)` fills entry i from the
-// place in the whole table, in which the members have these strides.
+// A copy of the entries that agree with the observed states. `read(array, i, position)` fills entry i from
+// the position in the whole table, along which the members have these strides.
 template <class Read>
 void ExtendedClique::add_reduced(const size_t* member_strides, Read read) {
-  size_t place = 0;
+  size_t position = 0;
   for (size_t m = 0; m < work_.table.members->size(); ++m)
     if (member_strides[m] && !std::binary_search(members_.begin(), members_.end(), m))
-      place += member_strides[m] * observed_state(member(m));
+      position += member_strides[m] * observed_state(member(m));
   std::vector<size_t> strides(counts_.size(), 0), dimensions;
   size_t size = 1;
   for (size_t d = counts_.size(); d-- > 0;) {
@@ -51,12 +51,12 @@ void ExtendedClique::add_reduced(const size_t* member_strides, Read read) {
   WideArray& array = numbers_.back();
   std::vector<size_t> states(dimensions.size(), 0);  // the innermost first
   for (size_t i = 0; i < size; ++i) {
-    read(array, i, place);
+    read(array, i, position);
     for (size_t k = 0; k < dimensions.size(); ++k) {
       const size_t stride = member_strides[members_[dimensions[k]]];
-      place += stride;
+      position += stride;
       if (++states[k] < counts_[dimensions[k]]) break;
-      place -= stride * states[k];
+      position -= stride * states[k];
       states[k] = 0;
     }
   }
@@ -71,8 +71,8 @@ void ExtendedClique::add_potentials() {
       add_scalar(1.0 / static_cast<double>(plan.owner->number_of_states));
       continue;
     }
-    add_reduced(plan.strides, [&](WideArray& array, size_t i, size_t place) {
-      array.mantissas[i] = static_cast<double>(table->data[place]);
+    add_reduced(plan.strides, [&](WideArray& array, size_t i, size_t position) {
+      array.mantissas[i] = static_cast<double>(table->data[position]);
     });
   }
 }
@@ -100,9 +100,9 @@ void ExtendedClique::add_logarithms(const LogFactor& factor) {
     strides[m] = stride;
     stride *= member(m).number_of_states;
   }
-  add_reduced(strides.data(), [&](WideArray& array, size_t i, size_t place) {
+  add_reduced(strides.data(), [&](WideArray& array, size_t i, size_t position) {
     if (array.is_plain()) array.exponents.assign(array.size(), 0);
-    set_from_logarithm(array, i, factor.logarithms[place]);
+    set_from_logarithm(array, i, factor.logarithms[position]);
   });
 }
 

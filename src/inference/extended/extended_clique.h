@@ -43,7 +43,7 @@ class ExtendedClique {
     factors_.push_back({&numbers, std::move(strides)});
   }
 
-  // Forgets the factors that were added last, until so many are left.
+  // Removes the factors that were added last, until so many are left.
   size_t factor_count() const noexcept { return factors_.size(); }
   void keep_factors(size_t count) noexcept { factors_.resize(count); }
   std::span<const WideOperand> factors() const noexcept { return factors_; }

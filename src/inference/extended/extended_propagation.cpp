@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint32_t kNoLink = static_cast<uint32_t>(kNone);
 
-// What the sum of a message means, whose factors have been scaled.
+// The status that follows from the sum of a message whose factors have been scaled.
 tv_status_t check_sum(const WideArray& array) noexcept {
   double sum = 0.0;
   bool is_positive = false;
@@ -35,7 +35,7 @@ void refresh_potentials(TreeEngine& engine) noexcept {
 
 }  // namespace
 
-// Under fast retraction only what is part of the initial tables is fixed.
+// Under fast retraction only required instantiations have no dimension.
 bool ExtendedPropagation::is_free(const Node& node) const noexcept {
   const CompiledNode& data = compiled(node);
   return is_discrete(node) && node.number_of_states > 1 &&
@@ -60,7 +60,7 @@ bool ExtendedPropagation::holds_finding(const Clique& clique, const Node& node) 
   return !retracts() && compiled(node).home == &clique && compiled(node).propagated_state == kFindingVector;
 }
 
-// With its potentials, its findings and all messages from the cliques beyond it.
+// With its potentials, its findings and all messages from the cliques behind it.
 ExtendedClique ExtendedPropagation::clique_with_messages(const Visit& visit) const {
   const CliqueWork& here = work(visit.clique);
   ExtendedClique clique(here, [this](const Node& node) { return is_free(node); });
@@ -89,7 +89,8 @@ ExtendedPropagation::Marginal ExtendedPropagation::message_of(const ExtendedCliq
   return marginal;
 }
 
-// Those of a clique that knows everything: what it sends outwards, and the beliefs of nodes at home here.
+// The marginals of a calibrated clique that are needed: its outgoing messages, and the beliefs of nodes at
+// home in it.
 std::vector<ExtendedPropagation::Marginal> ExtendedPropagation::marginals_of(const ExtendedClique& clique,
                                                                              const Visit& visit,
                                                                              Results results) const {
@@ -269,7 +270,7 @@ tv_status_t ExtendedPropagation::store_belief(const Node& node, WideArray& total
   for (size_t i = 0; i < totals.size(); ++i)
     if (const WideNumber number = entry(totals, i); number.mantissa > 0.0)
       top = std::max(top, number.exponent);
-  if (top == INT64_MIN) top = 0;  // nothing is left
+  if (top == INT64_MIN) top = 0;  // all entries are zero
   double whole = 0.0;
   for (size_t i = 0; i < totals.size(); ++i) {
     WideNumber number = entry(totals, i);

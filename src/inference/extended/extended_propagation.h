@@ -1,10 +1,11 @@
 // A whole propagation in numbers of any size, from the potentials and all propagated evidence. It answers
 // where single precision cannot: where a product that later factors might have made decisive would become
 // smaller than the smallest normal number, and where rounding would add up over very many factors. Cliques
-// whose products fit into doubles are run over in doubles, the others with an exponent for each entry.
+// whose products fit into doubles are computed in doubles, the others with an exponent for each entry.
 //
-// Messages are collected towards a root and distributed from it; what a clique sends outwards is its marginal
-// divided by what came from there (Lauritzen and Spiegelhalter 1988). Nothing but messages is stored.
+// Evidence is collected towards a root and distributed from it; the outgoing message of a clique is its
+// marginal divided by the message that came from there (Lauritzen and Spiegelhalter 1988). Only messages are
+// stored.
 #pragma once
 
 #include <span>
@@ -29,25 +30,25 @@ class ExtendedPropagation {
   // After `collect`: the mass of the root, times all factors that were taken out.
   WideNumber mass() const noexcept { return mass_; }
 
-  // After `collect`: what was sent inwards through a separator, and for each of its members the stride in
+  // After `collect`: the message sent inwards through a separator, and for each of its members the stride in
   // that message, 0 for those that are no dimension under the present evidence.
   const WideArray& message(size_t separator) const noexcept { return inward_[separator].numbers; }
   int64_t exponent(size_t separator) const noexcept { return inward_[separator].exponent; }
   std::vector<size_t> strides(size_t separator) const;
 
-  // After `distribute`: what was sent outwards, alike.
+  // After `distribute`: the message sent outwards, in the same form.
   const WideArray& outward_message(size_t separator) const noexcept { return outward_[separator].numbers; }
 
   // After `collect`: sends all messages outwards and stores what is asked for: the beliefs of the discrete
-  // nodes; the tables of cliques and separators, in the shapes that they have now, in which possible entries
-  // that no normal number holds become the smallest one. `fast_retraction` as above.
+  // nodes; the tables of cliques and separators, in their present shapes, in which possible entries that no
+  // normal number holds become the smallest one. `fast_retraction` as above.
   struct Results {
     bool beliefs = false, tables = false;
   };
   tv_status_t distribute(Results results);
 
  private:
-  // What is known of a message: the numbers and the power of two that was taken out of them.
+  // A message: its numbers and the power of two that was taken out of them.
   struct Message {
     WideArray numbers;
     int64_t exponent = 0;
@@ -57,12 +58,12 @@ class ExtendedPropagation {
     uint32_t link;  // towards the root
   };
 
-  // A marginal of a clique that is asked for.
+  // A marginal of a clique that is needed.
   struct Marginal {
     WideArray totals;
     std::vector<size_t> strides;  // by dimension of the clique
     size_t link = kNone;          // of a message,
-    const Node* node = nullptr;   // of a belief: neither keeps its own findings under fast retraction
+    const Node* node = nullptr;   // of a belief: its own findings are left out under fast retraction
   };
 
   const CliqueWork& work(size_t clique) const noexcept { return engine_.cliques[clique]; }

@@ -15,13 +15,13 @@
 namespace tv {
 namespace {
 
-// Gives all cliques a table of the shape that the propagated evidence asks for, without numbers.
+// Gives all cliques a table of the shape that the propagated evidence determines, without numbers.
 void shape_tables(JunctionTree& tree, tv_evidence_mode_t mode) {
   TreeEngine& engine = engine_of(tree);
-  KeptTables kept = std::move(engine.kept_potentials);
+  SavedTables saved = std::move(engine.saved_potentials);
   const bool is_asked_for = engine.marginals_only;  // which it stays until they are there
   forget_tables(engine);
-  engine.kept_potentials = std::move(kept);
+  engine.saved_potentials = std::move(saved);
   engine.marginals_only = is_asked_for;
   if (mode == tv_evidence_normal) {
     const tv_equilibrium_t equilibrium = tree.equilibrium;
@@ -73,18 +73,17 @@ void set_constants(JunctionTree& tree, WideNumber mass, const FormerConstants& f
       former.log_constant == 0.0 ? tree.constant / former.constant : std::exp(tree.step_log_constant);
 }
 
-// The densities of all observed values, by the cliques that take them. The tables hold the probabilities
-// without them.
-tv_status_t take_in_densities(JunctionTree& tree, std::vector<LogFactor>& factors) {
+// The densities of all observed values, by accumulator. The tables hold the probabilities without them.
+tv_status_t collect_densities(JunctionTree& tree, std::vector<LogFactor>& factors) {
   CgEngine& cg = *engine_of(tree).cg;
   ++cg.round;
-  take_in_values(tree);
+  record_values(tree);
   return collect_densities(cg, [&](const CgAccumulator& accumulator, std::span<const double> logarithms) {
     factors.push_back({accumulator.clique->position, {logarithms.begin(), logarithms.end()}});
   });
 }
 
-// That of the tree; those of its cliques are found when they are asked for.
+// The conflict of the tree; those of its cliques are measured when they are asked for.
 void set_conflict(JunctionTree& tree, size_t root, WideNumber findings) noexcept {
   TreeEngine& engine = engine_of(tree);
   tree.conflict = std::exp(findings.logarithm() - tree.step_log_constant);
@@ -99,10 +98,10 @@ void set_conflict(JunctionTree& tree, size_t root, WideNumber findings) noexcept
   engine.former_equilibrium = tree.equilibrium;
 }
 
-// Once more with the densities of the observed values.
+// Collects once more with the densities of the observed values.
 tv_status_t multiply_densities(JunctionTree& tree, size_t root, WideNumber& mass) {
   std::vector<LogFactor> factors;
-  if (tv_status_t status = take_in_densities(tree, factors)) return status;
+  if (tv_status_t status = collect_densities(tree, factors)) return status;
   if (!factors.empty()) {
     ExtendedPropagation propagation(engine_of(tree), tv_equilibrium_sum, tv_evidence_normal, factors);
     if (tv_status_t status =
@@ -119,22 +118,22 @@ WideNumber mass_of_elimination(const JunctionTree& tree) noexcept {
   return {std::exp2(binary - whole), static_cast<int64_t>(whole)};
 }
 
-// Without tables, over the cliques of the unobserved nodes alone. `kOutOfRange` where doubles do not suffice
-// for that, or no plan can be made.
+// Propagates by elimination over the unobserved nodes alone. `kOutOfRange` where doubles do not suffice for
+// that, or no elimination schedule can be built.
 tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
   TreeEngine& engine = request.engine;
   if (!may_eliminate(request)) return kOutOfRange;
   forget_tables(engine);
   tidy_evidence(engine);
-  EliminationSchedule* plan = engine.schedules->find(engine, request.equilibrium).plan;
+  EliminationSchedule* schedule = engine.schedules->find(engine, request.equilibrium).elimination;
   std::unique_ptr<EliminationSchedule> fresh;
-  if (!plan) plan = (fresh = build_any_elimination(request)).get();
-  if (!plan) return kOutOfRange;
+  if (!schedule) schedule = (fresh = build_any_elimination(request)).get();
+  if (!schedule) return kOutOfRange;
   JunctionTree& tree = *engine.tree;
   const double constant = tree.constant, log_constant = tree.log_constant;
   const double step_constant = tree.step_constant, step_log_constant = tree.step_log_constant;
   tree.log_constant = 0.0;
-  const tv_status_t status = run_elimination(engine, *plan);
+  const tv_status_t status = run_elimination(engine, *schedule);
   mass = mass_of_elimination(tree);
   tree.constant = constant;
   tree.log_constant = log_constant;
@@ -142,8 +141,8 @@ tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
   tree.step_log_constant = step_log_constant;
   if (status == tv_status_no_value) return tv_status_inconsistency_or_underflow;
   if (status) return status;
-  engine.is_extended = plan->left_range.load(std::memory_order_relaxed);
-  if (fresh) engine.schedules->keep(std::move(fresh));
+  engine.is_extended = schedule->left_range.load(std::memory_order_relaxed);
+  if (fresh) engine.schedules->insert(std::move(fresh));
   return tv_status_none;
 }
 

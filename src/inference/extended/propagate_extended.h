@@ -1,24 +1,24 @@
-// Where single precision does not suffice: what such a propagation leaves in the tree.
+// Propagation where single precision does not suffice, and the state in which it leaves the tree.
 #pragma once
 
 #include "inference/engine.h"
 
 namespace tv {
 
-// Of a tree before its evidence is propagated, so that an attempt in single precision can be forgotten.
+// The constants of a tree before its evidence is propagated, to be restored if single precision fails.
 struct FormerConstants {
   explicit FormerConstants(const JunctionTree& tree) noexcept
       : constant(tree.constant), log_constant(tree.log_constant) {}
   double constant, log_constant;
 };
 
-// Beliefs, constants and the conflict for the propagated evidence, from the potentials. Tables are formed
-// when they are asked for, or at once where other numbers are made from them. From then on, until a reset,
-// the tree is propagated in this way.
+// Computes beliefs, constants and the conflict for the propagated evidence, from the potentials. Tables are
+// formed when they are asked for, or at once where other numbers are made from them. From then on, until a
+// reset, the tree is propagated in this way.
 tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equilibrium_t equilibrium,
                                tv_evidence_mode_t mode, const FormerConstants& former);
 
-// The tables of such a tree. Its equilibrium is that of the propagation.
+// Forms the tables of such a tree. Its equilibrium is that of the propagation.
 tv_status_t calibrate_extended_tables(JunctionTree& tree, tv_equilibrium_t equilibrium,
                                       tv_evidence_mode_t mode);
 

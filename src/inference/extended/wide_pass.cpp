@@ -11,19 +11,19 @@ namespace {
 constexpr size_t kBlock = 256;            // configurations that are multiplied together
 constexpr size_t kFactorsTogether = 500;  // mantissas of at least one half, before they are scaled again
 
-using Positions = std::vector<uint32_t>;  // where the entries of a block stand in an array
+using Positions = std::vector<uint32_t>;  // of the entries of a block in an array
 
 // The blocks of a clique: its innermost dimensions, and a walk over the others.
 class Blocks {
  public:
   explicit Blocks(std::span<const size_t> counts) : counts_(counts), outer_(counts.size()) {
     while (outer_ > 0 && size_ * counts[outer_ - 1] <= kBlock) size_ *= counts[--outer_];
-    place_.assign(outer_, 0);
+    index_.assign(outer_, 0);
   }
 
   size_t size() const noexcept { return size_; }
 
-  // Arrays that meet a block alike share their positions.
+  // Arrays with the same strides along a block share their positions.
   const Positions* positions_of(const std::vector<size_t>& strides) {
     const std::span<const size_t> inner(strides.begin() + static_cast<ptrdiff_t>(outer_), strides.end());
     for (const Shared& each : shared_)
@@ -37,13 +37,13 @@ class Blocks {
     return &positions;
   }
 
-  // Goes on to the next block; `move(dimension, steps)` tells how.
+  // Goes on to the next block; `move(dimension, steps)` says along which dimensions.
   template <class Move>
   bool next(Move move) {
     for (size_t d = outer_; d-- > 0;) {
-      if (++place_[d] < counts_[d]) return move(d, ptrdiff_t{1}), true;
+      if (++index_[d] < counts_[d]) return move(d, ptrdiff_t{1}), true;
       move(d, 1 - static_cast<ptrdiff_t>(counts_[d]));
-      place_[d] = 0;
+      index_[d] = 0;
     }
     return false;
   }
@@ -57,11 +57,11 @@ class Blocks {
   std::span<const size_t> counts_;
   size_t outer_;
   size_t size_ = 1;
-  std::vector<size_t> place_;
+  std::vector<size_t> index_;
   std::deque<Shared> shared_;
 };
 
-// An array on the walk over the blocks.
+// An array during the walk over the blocks.
 template <class Number>
 struct Cursor {
   Number* numbers;
@@ -76,7 +76,7 @@ struct Cursor {
   }
 };
 
-// Products and totals in doubles.
+// Products and accumulators in doubles.
 struct PlainBlock {
   double products[kBlock];
 
@@ -133,7 +133,7 @@ struct WideBlock {
  private:
   static constexpr int64_t kFarApart = 128;  // beyond it the smaller of two numbers adds nothing to the other
 
-  // Totals are at least one half wherever they are positive.
+  // Accumulators are at least one half wherever they are positive.
   template <bool maximizes>
   static void add(double& total, int32_t& exponent, double product, int32_t product_exponent) noexcept {
     const int64_t above = total > 0.0 ? int64_t{product_exponent} - exponent : kFarApart;
@@ -210,7 +210,7 @@ void run_wide_pass(std::span<const size_t> counts, std::span<const WideOperand> 
     run<PlainBlock>(counts, operands, numbers, targets, maximizes);
     if (!range_flags()) return;
   }
-  // Many operands are short and alike; each is made wide once.
+  // Many operands are short and equal; each is made wide once.
   std::deque<WideArray> copies;
   for (const WideArray*& array : numbers) {
     copies.push_back(*array);

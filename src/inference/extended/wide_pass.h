@@ -21,7 +21,7 @@ struct WideTarget {
   std::vector<size_t> strides;
 };
 
-// Sets all totals, in doubles where no product leaves their range.
+// Computes all accumulators, in doubles where no product leaves their range.
 void run_wide_pass(std::span<const size_t> counts, std::span<const WideOperand> operands,
                    std::span<const WideTarget> targets, bool maximizes);
 

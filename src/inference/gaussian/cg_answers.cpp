@@ -28,7 +28,7 @@ bool has_finite_blocks(const Table& table) noexcept {
   return std::all_of(table.cg_data.begin(), table.cg_data.end(), [](double x) { return std::isfinite(x); });
 }
 
-// The unobserved targets nodes of one component.
+// The unobserved target nodes of one component.
 struct Part {
   CgEngine* engine;
   size_t component;
@@ -40,8 +40,8 @@ const CgClique& root_of(const Part& part) noexcept {
   return part.engine->cliques[part.engine->components[part.component].cliques.front()];
 }
 
-// The discrete nodes of the joint that the answer is a mixture over, the states of one of its configurations,
-// and what a configuration contributes.
+// The discrete nodes over which the answer is a mixture, the states of one of its configurations, and the
+// contribution of a configuration.
 class JointMarginal {
  public:
   JointMarginal(Domain& domain, const NodeList& nodes) : domain_(domain) {

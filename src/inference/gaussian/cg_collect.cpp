@@ -1,5 +1,5 @@
-// The inward pass: every clique combines the regressions of its own nodes with what its children know about
-// the nodes they share with it, for each configuration that is possible.
+// The inward pass: every clique combines the regressions of its own nodes with those that its children send
+// about the nodes they share with it, for each configuration that is possible.
 
 #include <algorithm>
 #include <cmath>
@@ -49,7 +49,7 @@ class Collector {
     return {engine_.coefficients.data(), 0.0, 0.0};
   }
 
-  // An observed node moves to the other side of the equation.
+  // The term of an observed node moves to the other side of the equation.
   void add_term(CgForm& form, size_t node, size_t position, double coefficient) noexcept {
     if (engine_.nodes[node].observed)
       form.constant -= coefficient * engine_.nodes[node].value;
@@ -104,21 +104,21 @@ class Collector {
 };
 
 // While no densities have been multiplied in, an entry of zero is impossible. Later it may have underflowed,
-// and only states that are known rule anything out.
+// and only observed states rule anything out.
 void find_possible_in_root(CgEngine& engine, CgComponent& component) noexcept {
   CgClique& root = engine.cliques[component.cliques.front()];
-  if (engine.incorporated)
+  if (engine.holds_densities)
     read_allowed(*root.clique, engine.weights.data());
   else
     read_table(*root.clique, engine.weights.data());
-  const bool narrows = engine.incorporated && component.resets == engine.resets;
+  const bool narrows = engine.holds_densities && component.resets == engine.resets;
   for (size_t i = 0; i < root.size; ++i)
     root.possible[i] = engine.weights[i] > 0.0f && (!narrows || root.possible[i]);
   component.resets = engine.resets;
 }
 
-// From the root outwards: what is possible for a child is what some possible configuration of its parent
-// implies.
+// From the root outwards: a configuration of a child is possible if some possible configuration of its parent
+// agrees with it.
 void find_possible(CgEngine& engine, CgComponent& component) noexcept {
   find_possible_in_root(engine, component);
   for (size_t c : component.cliques.subspan(1)) {

@@ -34,7 +34,7 @@ class Distributor {
   }
 
  private:
-  // Takes the parent's distribution into the mixture: the difference of the means is one more innovation.
+  // Adds the parent's distribution to the mixture: the difference of the means is one more innovation.
   void mix(double* factors, double& total, double weight) noexcept {
     double* loadings = engine_.coefficients.data();
     const double* from = engine_.block.data();

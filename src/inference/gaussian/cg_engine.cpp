@@ -1,5 +1,5 @@
-// Building the conditional-Gaussian side of a tree: its components, the order of the nodes in each clique,
-// and room for all blocks.
+// Builds the conditional-Gaussian side of a tree: its components, the order of the nodes in each clique, and
+// an arena for all blocks.
 
 #include "inference/gaussian/cg_engine.h"
 
@@ -18,7 +18,7 @@ size_t discrete_members(const NodeList& nodes) noexcept {
       std::count_if(nodes.begin(), nodes.end(), [](const Node* node) { return is_discrete(*node); }));
 }
 
-// What ends in the clique is continuous, or what it shares is discrete.
+// Whether the members outside the parent are continuous, or the separator is discrete.
 bool is_strongly_linked(const Clique& clique) noexcept {
   return !is_joined_to_parent(clique) ||
          discrete_members(clique.parent_separator->members) == clique.table.discrete_count;
@@ -30,8 +30,8 @@ bool holds_discrete_members(const Clique& clique, const Clique& other) noexcept 
   return true;
 }
 
-// Where the densities of the component with this root are multiplied in: cliques over the same discrete
-// nodes, such as those of the features of one class, do so together.
+// The clique into which the densities of the component with this root are multiplied: cliques over the same
+// discrete nodes, such as those of the features of one class, share one.
 const Clique& accumulator_for(const Clique& root) noexcept {
   const Clique* clique = &root;
   while (clique->parent && clique->parent->table.size == root.table.size &&
@@ -46,7 +46,7 @@ size_t continuous_parents(const Node& node) noexcept {
   return node.parents.size() - discrete_members(node.parents);
 }
 
-// What the lists of a tree need together, and its largest clique in several respects.
+// The total lengths of the lists of a tree, and its largest clique in several respects.
 struct Extents {
   size_t cliques = 0, components = 0, nodes = 0, potentials = 0, terms = 0, indexes = 0;
   size_t numbers = 0, flags = 0, pooled = 0;
@@ -90,12 +90,12 @@ Extents extents_of(const JunctionTree& tree) noexcept {
   return extents;
 }
 
-// Where the continuous nodes of a tree stand in a topological order, by their place in the engine's list.
+// Positions of the continuous nodes of a tree in a topological order, by position in the engine's list.
 class Ranks {
  public:
   explicit Ranks(const CgEngine& engine) : rank_(engine.nodes.size()) {
-    for (size_t i = 0; i < engine.nodes.size(); ++i) places_.push_back({engine.nodes[i].node->number, i});
-    std::sort(places_.begin(), places_.end());
+    for (size_t i = 0; i < engine.nodes.size(); ++i) positions_.push_back({engine.nodes[i].node->number, i});
+    std::sort(positions_.begin(), positions_.end());
     std::vector<size_t> waiting, ready;
     for (const CgNode& node : engine.nodes) waiting.push_back(continuous_parents(*node.node));
     for (size_t i = waiting.size(); i-- > 0;)
@@ -108,13 +108,13 @@ class Ranks {
   }
 
   size_t place(const Node& node) const noexcept {
-    return std::lower_bound(places_.begin(), places_.end(), std::pair<size_t, size_t>{node.number, 0})
+    return std::lower_bound(positions_.begin(), positions_.end(), std::pair<size_t, size_t>{node.number, 0})
         ->second;
   }
   size_t rank(size_t place) const noexcept { return rank_[place]; }
 
  private:
-  std::vector<std::pair<size_t, size_t>> places_;  // number and place
+  std::vector<std::pair<size_t, size_t>> positions_;  // node number and position
   std::vector<size_t> rank_;
 };
 
@@ -259,7 +259,7 @@ class Builder {
       accumulator.applied = take(applied, accumulator.clique->table.size);
   }
 
-  // For each discrete member of `outer`, the step in the configurations of `inner`, whose members it holds.
+  // For each discrete member of `outer`, its stride among the configurations of `inner`, which holds it.
   size_t* steps_within(const Clique& outer, const Clique& inner) {
     size_t* steps = take(index_, outer.table.discrete_count);
     std::fill_n(steps, outer.table.discrete_count, 0);
@@ -279,7 +279,7 @@ class Builder {
   CgPotential::Term* term_;
 };
 
-void make_room(CgEngine& engine, const Extents& extents) {
+void allocate_blocks(CgEngine& engine, const Extents& extents) {
   engine.component_cliques.resize(extents.cliques);
   engine.components.reserve(extents.components);
   engine.potentials.resize(extents.potentials);
@@ -329,7 +329,7 @@ tv_status_t create_cg_engine(TreeEngine& engine) {
   cg->nodes.reserve(extents.nodes);
   for (Node* node : tree.nodes)
     if (is_continuous(*node)) cg->nodes.push_back({node});
-  make_room(*cg, extents);
+  allocate_blocks(*cg, extents);
   Builder(*cg, extents).build();
   engine.cg = std::move(cg);
   return tv_status_none;

@@ -2,17 +2,17 @@
 //
 // In a strong junction tree the cliques fall into components, each joined by separators with continuous
 // members; on the way out of a component's root no further discrete node appears. So, whatever is observed of
-// its continuous nodes, a component tells the discrete nodes one thing only: the density of those
-// observations for each configuration of the root's discrete members. The discrete tables of all cliques
-// therefore form an ordinary discrete engine (inference/engine.h), into which those densities are multiplied;
-// and given its probabilities the components answer for the continuous nodes.
+// its continuous nodes, the message of a component to the discrete nodes is a single number for each
+// configuration of the root's discrete members: the density of those observations. The discrete tables of all
+// cliques therefore form an ordinary discrete engine (inference/engine.h), into which those densities are
+// multiplied; and given its probabilities the components answer for the continuous nodes.
 //
-// A component collects regressions, configuration by configuration: each clique takes its potentials and what
-// its children know about the shared nodes, keeps the regressions of the nodes that end there and passes on
-// the others. Evidence is put in where potentials are read, so that nothing is ever conditioned on later.
-// Means and variances travel outwards, mixed where a child knows fewer discrete nodes (the weak marginals of
-// Lauritzen 1992). Both passes are made when an answer needs them; only what new evidence has changed is done
-// again.
+// A component collects regressions, configuration by configuration: each clique combines its potentials with
+// what its children send about the shared nodes, stores the regressions of the nodes that end there and
+// passes on the others. Evidence is put in where potentials are read, so that nothing is ever conditioned on
+// later. Means and variances travel outwards, mixed where a child knows fewer discrete nodes (the weak
+// marginals of Lauritzen 1992). Both passes are made when an answer needs them; only what new evidence has
+// changed is done again.
 #pragma once
 
 #include <memory>
@@ -28,8 +28,8 @@ namespace tv {
 // A continuous node and the value under which the components have collected.
 struct CgNode {
   Node* node = nullptr;
-  size_t home = kNone;      // the CG clique that answers for it
-  size_t assigned = kNone;  // the one that takes its potential
+  size_t home = kNone;      // the CG clique from which its results are read
+  size_t assigned = kNone;  // the one to which its potential is assigned
   bool observed = false;
   double value = 0.0;
 };
@@ -43,9 +43,9 @@ struct CgPotential {
   };
   size_t node = 0;
   size_t position = 0;
-  size_t layout = kNone;  // of the table from which slots and steps were taken
+  size_t layout = kNone;  // of the table from which slots and strides were taken
   size_t intercept = 0, variance = 0;
-  size_t* steps = nullptr;  // per discrete member of the clique: the step in the table
+  size_t* steps = nullptr;  // per discrete member of the clique: its stride in the table
   std::span<Term> terms;    // the continuous parents
 };
 
@@ -59,7 +59,7 @@ struct CgClique {
   size_t* nodes = nullptr;      // the members, among the continuous nodes of the tree
   size_t* in_parent = nullptr;  // per shared member: its position in the parent
   size_t* parent_steps =
-      nullptr;          // per discrete member of the parent: the step in this clique's configurations
+      nullptr;          // per discrete member of the parent: its stride among this clique's configurations
   size_t discrete = 0;  // discrete members, which stand first in the clique's table
   size_t size = 1;      // their configurations
   std::span<CgPotential> potentials;
@@ -69,7 +69,7 @@ struct CgClique {
   unsigned char* possible = nullptr;   // per configuration: it has positive probability
   unsigned char* collected = nullptr;  // per configuration: flags below
   size_t distributed = 0;              // the round in which the factors were made
-  bool stale = false;                  // what its regressions rest on has changed
+  bool stale = false;                  // the evidence behind its regressions has changed
 };
 
 enum CgFlags : unsigned char { kCgCollected = 1, kCgVanishing = 2, kCgLow = 4 };
@@ -77,14 +77,14 @@ enum CgFlags : unsigned char { kCgCollected = 1, kCgVanishing = 2, kCgLow = 4 };
 struct CgComponent {
   std::span<size_t> cliques;  // its root first, every parent before its children
   size_t* accumulator_steps =
-      nullptr;           // per discrete member of its accumulator: the step in the root's configurations
+      nullptr;           // per discrete member of its accumulator: its stride among the root's configurations
   size_t collected = 0;  // the round in which it was last brought up to date
   size_t resets = 0;     // the engine's count when its possible configurations were last found
-  bool changed = true;   // its densities are not those that the accumulator has taken
+  bool changed = true;   // the accumulator holds older densities
 };
 
-// A clique that takes the densities of one or more components over the same discrete nodes. Added up before
-// they meet a table of single precision, they cannot be lost on the way.
+// A clique that absorbs the densities of one or more components over the same discrete nodes. Summed as
+// logarithms before they reach a table of single precision, they cannot underflow on the way.
 struct CgAccumulator {
   Clique* clique = nullptr;
   std::vector<size_t> components;
@@ -106,9 +106,9 @@ struct CgEngine {
   Block<double> applied;
   Block<unsigned char> flags;
 
-  // Working memory, for the largest clique.
+  // Workspace, for the largest clique.
   Block<float> weights;        // the discrete table of a clique
-  Block<double> totals;        // weights taken in per configuration
+  Block<double> totals;        // weights mixed in per configuration
   Block<double> block;         // one block of factors
   Block<double> coefficients;  // one number per continuous member
   std::vector<size_t> path;    // cliques still to be distributed to
@@ -116,12 +116,12 @@ struct CgEngine {
   std::vector<const size_t*> walk_steps;
   std::vector<size_t> walk_offsets;
 
-  size_t round = 1;           // grows with every propagation
-  size_t resets = 1;          // how often the discrete tables have been forgotten
-  bool incorporated = false;  // the discrete tables hold the densities of the evidence
-  double growth = 0.0;        // since they first did: the logarithm of the factor by which an entry that
-                              // underflowed then could have grown
-  size_t observed = 0;        // how many nodes are observed
+  size_t round = 1;              // grows with every propagation
+  size_t resets = 1;             // how often the discrete tables have been forgotten
+  bool holds_densities = false;  // the discrete tables hold the densities of the evidence
+  double growth = 0.0;           // since they first did: the logarithm of the factor by which an entry that
+                                 // underflowed then could have grown
+  size_t observed = 0;           // how many nodes are observed
 };
 
 // Bytes of an engine and everything that it holds; kHugeSize when that does not fit.
@@ -130,7 +130,7 @@ size_t cg_memory_needed(const JunctionTree& tree) noexcept;
 // `error` when the root of the tree is not a strong one.
 tv_status_t create_cg_engine(TreeEngine& engine);
 
-// Takes slots and steps from the tables of the nodes where these have changed their layout.
+// Takes slots and strides from the tables of the nodes where these have changed their layout.
 void refresh_cg_potentials(CgEngine& engine, CgClique& clique) noexcept;
 
 // The position of a node in a clique; kNone where it is no member.
@@ -139,11 +139,11 @@ size_t cg_position(const CgEngine& engine, const CgClique& clique, size_t node) 
 // Finds the record of a continuous node of the tree.
 CgNode& cg_node(CgEngine& engine, const Node& node) noexcept;
 
-// Visits the configurations of a clique in order and keeps, for several other tables, the index of the
+// Visits the configurations of a clique in order and tracks, for several other tables, the index of the
 // configuration there.
 class CgWalk {
  public:
-  // The steps of table t are `engine.walk_steps[t]`, one per discrete member.
+  // The strides of table t are `engine.walk_steps[t]`, one per discrete member.
   CgWalk(CgEngine& engine, const Clique& clique, size_t tables) noexcept;
   size_t index() const noexcept { return index_; }
   size_t offset(size_t table) const noexcept { return offsets_[table]; }
@@ -161,10 +161,10 @@ class CgWalk {
 
 // ---- The two passes ----
 
-// The evidence of a node has become what is noted in its record: the cliques that read it are stale.
+// The evidence of a node was replaced in its record: the cliques that read it are stale.
 void mark_stale(CgEngine& engine, const CgNode& node) noexcept;
 
-// Forgets the regressions of stale cliques and of all that have incoming of them.
+// Forgets the regressions of stale cliques and of all that depend on their messages.
 void forget_stale_regressions(CgEngine& engine) noexcept;
 void forget_all_regressions(CgEngine& engine) noexcept;
 
@@ -176,15 +176,15 @@ tv_status_t collect_component(CgEngine& engine, size_t component, ProgressMeter*
 // factors of the shared members have been made.
 void complete_factors(CgEngine& engine, const CgClique& clique, size_t index, size_t count) noexcept;
 
-// Makes the factors of the clique's shared members, and everything that they need.
+// Makes the factors of the clique's shared members, and of all cliques on the way to it.
 void distribute_to(CgEngine& engine, size_t clique) noexcept;
 
 // ---- Propagation ----
 
-// Notes the entered values of the tree's continuous nodes, which then count as propagated.
-void take_in_values(JunctionTree& tree) noexcept;
+// Records the entered values of the tree's continuous nodes, which then count as propagated.
+void record_values(JunctionTree& tree) noexcept;
 
-// The components answer as if nothing had been observed.
+// Withdraws all values, so that the components answer as if nothing had been observed.
 void drop_values(CgEngine& engine) noexcept;
 
 struct CgAbsorption {
@@ -193,7 +193,7 @@ struct CgAbsorption {
   double growth = 0.0;  // of the factor by which an entry can have grown more than the most probable one
 };
 
-// Brings the densities of the evidence into the discrete tables of the accumulators.
+// Multiplies the densities of the evidence into the discrete tables of the accumulators.
 tv_status_t absorb_densities(CgEngine& engine, CgAbsorption& result) noexcept;
 
 // The same where the tables are made from the densities: calls take(accumulator, logarithms) for each

@@ -8,11 +8,11 @@
 
 namespace tv {
 
-// Each targets node is a linear form. On the way to the root the nodes that end in a clique are replaced by
+// Each target node is a linear form. On the way to the root the nodes that end in a clique are replaced by
 // their regressions, all forms together, since they may share disturbances.
 class CgMoments {
  public:
-  // `targets` are distinct continuous nodes of the tree by their place in the engine's list.
+  // `targets` are distinct continuous nodes of the tree by their position in the engine's list.
   CgMoments(CgEngine& engine, size_t component, const std::vector<size_t>& targets);
 
   // For the root's configuration in which its discrete members have these states.
@@ -36,7 +36,7 @@ class CgMoments {
   size_t width_ = 0;  // of the largest clique on the way
   std::vector<size_t> targets_;
   std::vector<Stop> stops_;  // every child before its parent
-  std::vector<size_t> at_;   // where each form stands
+  std::vector<size_t> at_;   // the position of each form
   std::vector<double> coefficients_, moved_, own_, means_, covariances_;
 };
 

@@ -1,5 +1,5 @@
 // The distribution of a continuous node as a host sets and reads it: for each configuration of the discrete
-// parents a regression on the continuous ones. It is kept in the node's own table, whose block holds the
+// parents a regression on the continuous ones. It is stored in the node's own table, whose block holds the
 // intercept as the node's mean, each coefficient as the covariance of node and parent, and the variance.
 #include <cmath>
 
@@ -11,7 +11,7 @@
 namespace tv {
 namespace {
 
-// The place of one number of the distribution in the blocks of the node's table.
+// The position of one number of the distribution in the blocks of the node's table.
 using Entry = size_t (*)(const Table& table, const Node& parent);
 
 size_t place_among_continuous(const Table& table, const Node& node) noexcept {
@@ -38,8 +38,8 @@ bool is_place(const Node* node, const Node* parent, size_t configuration) noexce
   return configuration < configurations;
 }
 
-// Some of what has been propagated is computed when it is asked for. It must not come from numbers that are
-// to be propagated next.
+// Some results of a propagation are computed when they are asked for. They must not come from numbers that
+// are to be propagated next.
 void secure_present_answers(const Node& node) noexcept {
   if (!is_compiled(*node.domain)) return;
   const JunctionTree& tree = *compiled(node).tree;
@@ -60,7 +60,7 @@ tv_status_t set_entry(Node* node, const Node* parent, size_t configuration, doub
   });
 }
 
-// Creates nothing: where nobody has given numbers, they are the same in every configuration.
+// Creates no table: where none has been set, the numbers are the same in every configuration.
 double get_entry(Node* node, const Node* parent, size_t configuration, Entry entry) {
   return guarded(-1.0, [&] {
     if (!check(is_place(node, parent, configuration))) return -1.0;

@@ -1,4 +1,4 @@
-// Evidence on continuous nodes: noting it, and bringing its density into the discrete tables.
+// Evidence on continuous nodes: recording it, and absorbing its density into the discrete tables.
 
 #include <algorithm>
 #include <cmath>
@@ -43,12 +43,12 @@ constexpr double kImpossible = -std::numeric_limits<double>::infinity();
 
 bool has_changed(const CgEngine& engine, const CgAccumulator& accumulator) noexcept {
   return std::any_of(accumulator.components.begin(), accumulator.components.end(), [&](size_t c) {
-    return (!engine.incorporated || engine.components[c].changed) &&
+    return (!engine.holds_densities || engine.components[c].changed) &&
            holds_evidence(engine, engine.components[c]);
   });
 }
 
-// Adds up what the components of a accumulator have to say about its configurations.
+// Sums the log densities of an accumulator's components for each of its configurations.
 tv_status_t add_densities(CgEngine& engine, const CgAccumulator& accumulator,
                           ProgressMeter& progress) noexcept {
   std::fill_n(engine.totals.data(), accumulator.clique->table.size, 0.0);
@@ -67,8 +67,8 @@ tv_status_t add_densities(CgEngine& engine, const CgAccumulator& accumulator,
   return tv_status_none;
 }
 
-// Multiplies what has been added to the densities since they were last applied into the accumulator's table.
-// The most probable configuration gets the weight one, so that no scale is lost.
+// Multiplies the change of the densities since they were last applied into the accumulator's table. The most
+// probable configuration gets the weight one, so that no scale is lost.
 tv_status_t apply_densities(CgEngine& engine, const CgAccumulator& accumulator,
                             CgAbsorption& result) noexcept {
   const size_t size = accumulator.clique->table.size;
@@ -106,7 +106,7 @@ void drop_values(CgEngine& engine) noexcept {
   forget_stale_regressions(engine);
 }
 
-void take_in_values(JunctionTree& tree) noexcept {
+void record_values(JunctionTree& tree) noexcept {
   CgEngine& engine = *engine_of(tree).cg;
   engine_of(tree).all_in_conflict = true;
   for (CgNode& record : engine.nodes) {
@@ -121,7 +121,7 @@ void take_in_values(JunctionTree& tree) noexcept {
 }
 
 tv_status_t absorb_densities(CgEngine& engine, CgAbsorption& result) noexcept {
-  if (!engine.incorporated) std::fill(engine.applied.begin(), engine.applied.end(), 0.0);
+  if (!engine.holds_densities) std::fill(engine.applied.begin(), engine.applied.end(), 0.0);
   ProgressMeter progress(*engine.tree->domain, "propagation", engine.cliques.size());
   for (const CgAccumulator& accumulator : engine.accumulators) {
     if (!has_changed(engine, accumulator)) continue;
@@ -130,7 +130,7 @@ tv_status_t absorb_densities(CgEngine& engine, CgAbsorption& result) noexcept {
     mark_clique(engine_of(*engine.tree), accumulator.clique->position);
     result.any = true;
   }
-  engine.incorporated = engine.observed > 0;
+  engine.holds_densities = engine.observed > 0;
   return tv_status_none;
 }
 
@@ -144,9 +144,9 @@ tv_status_t add_all_densities(CgEngine& engine, const CgAccumulator& accumulator
   return tv_status_none;
 }
 
-// What has been found possible stays so, although the tables were made anew meanwhile.
+// Configurations that were found possible remain so, although the tables were made anew meanwhile.
 void note_densities(CgEngine& engine) noexcept {
-  engine.incorporated = engine.observed > 0;
+  engine.holds_densities = engine.observed > 0;
   engine.growth = 0.0;
   for (CgComponent& component : engine.components)
     if (component.collected + 1 == engine.round) component.resets = engine.resets;

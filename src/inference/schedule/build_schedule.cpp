@@ -1,6 +1,6 @@
-// Writing down a propagation: which passes are made, in which order, and what each of them multiplies and
-// sums. Each clique is run over once while collecting (its potentials and the messages of all senders are
-// multiplied and the outgoing marginal is formed in one pass) and once while distributing.
+// Builds the schedule of a propagation: which passes are made, in which order, and what each of them
+// multiplies and sums. Each clique is passed over once while collecting (one pass multiplies its potentials
+// and all incoming messages and forms the outgoing marginal) and once while distributing.
 
 #include <algorithm>
 
@@ -15,9 +15,9 @@ namespace {
 
 constexpr float kOne = 1.0f;
 
-class Planner {
+class ScheduleBuilder {
  public:
-  Planner(const PropagationRequest& request, size_t root, ScheduleLists& lists) noexcept
+  ScheduleBuilder(const PropagationRequest& request, size_t root, ScheduleLists& lists) noexcept
       : request_(request),
         engine_(request.engine),
         lists_(lists),
@@ -28,21 +28,21 @@ class Planner {
     find_barren_cliques();
     left_ = engine_.order.size();
   }
-  ~Planner() {
+  ~ScheduleBuilder() {
     for (size_t clique : engine_.order) engine_.barren[clique] = engine_.has_sent[clique] = 0;
   }
-  Planner(const Planner&) = delete;
-  Planner& operator=(const Planner&) = delete;
+  ScheduleBuilder(const ScheduleBuilder&) = delete;
+  ScheduleBuilder& operator=(const ScheduleBuilder&) = delete;
 
-  // Writes what the next clique does behind what has been written; false at the end.
-  bool write() noexcept {
+  // Appends the operations of the next clique; false at the end.
+  bool build_next() noexcept {
     scalar_of_ = nullptr;
-    if (distributes_) return write_distribution();
+    if (distributes_) return build_next_distribution();
     while (left_ > 1) {
       const size_t clique = engine_.order[--left_];
-      if (!engine_.barren[clique]) return plan_collect(clique), true;
+      if (!engine_.barren[clique]) return build_collect(clique), true;
     }
-    plan_root(root_);
+    build_root(root_);
     extend_to_target_beliefs(root_);
     distributes_ = true;
     left_ = engine_.order.size();
@@ -50,21 +50,22 @@ class Planner {
   }
 
  private:
-  bool write_distribution() noexcept {
+  bool build_next_distribution() noexcept {
     if (left_ == 0) return false;
-    plan_distribute(engine_.order[engine_.order.size() - left_--]);
+    build_distribute(engine_.order[engine_.order.size() - left_--]);
     return true;
   }
 
   CliqueWork& work(size_t clique) const noexcept { return engine_.cliques[clique]; }
 
-  // Whether the clique at the other end lies beyond this one, seen from the root.
+  // Whether the neighbour lies on the far side, seen from the root.
   bool leads_away(const LinkPlan& link) const noexcept {
     return engine_.reached_by[link.neighbor] == link.back;
   }
 
-  // Whether all that a clique adds to what its neighbour towards the root knows are the distributions of the
-  // nodes that the neighbour lacks, with nothing known about them: they sum to one.
+  // Whether the subtree behind a clique is barren: without findings, and all that the clique adds to its
+  // neighbour towards the root are the conditional distributions of the nodes that the neighbour lacks. They
+  // sum to one, so that the message would be all ones and is not computed.
   bool is_barren(const CliqueWork& work, const LinkPlan& towards_root) const noexcept {
     if (!work.findings.empty()) return false;
     for (const LinkPlan& link : work.links)
@@ -81,7 +82,7 @@ class Planner {
     return own == work.potentials.size();
   }
 
-  // With a past, or when maxima are sought, nobody is barren.
+  // Where separators have an old marginal to divide by, or under max, no clique is barren.
   void find_barren_cliques() noexcept {
     if (!request_.first || request_.equilibrium != tv_equilibrium_sum) return;
     for (size_t i = engine_.order.size(); i-- > 1;) {
@@ -122,33 +123,33 @@ class Planner {
   }
 
   void refresh(PotentialPlan& plan) noexcept {
-    if (refresh_potential(plan)) engine_.schedules->clear();  // written for another layout
+    if (refresh_potential(plan)) engine_.schedules->clear();  // its strides belong to another layout
   }
 
-  // ---- IndexMaps ----
+  // ---- Index maps ----
 
   struct IndexMaps {
-    Planner& planner;
+    ScheduleBuilder& builder;
     const CliqueWork& work;
 
     const IndexMap& of_potential(const PotentialPlan& plan) const noexcept {
       return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
     }
     const IndexMap& of_link(const LinkPlan& link) const noexcept {
-      const SeparatorWork& separator = planner.engine_.separators[link.separator];
+      const SeparatorWork& separator = builder.engine_.separators[link.separator];
       return make([&](size_t* steps) { step_in_separator(work.table, link, separator.old, steps); });
     }
     const IndexMap& of_member(size_t member) const noexcept {
       if (!work.table.spans(member)) return scalar();
-      return planner.index_map_of_member(work.table, member);
+      return builder.index_map_of_member(work.table, member);
     }
-    const IndexMap& scalar() const noexcept { return planner.scalar_of(work); }
+    const IndexMap& scalar() const noexcept { return builder.scalar_of(work); }
 
    private:
     template <class Fill>
     const IndexMap& make(Fill fill) const noexcept {
       const Shape& shape = work.table.shape;
-      return planner.lists_.make_index_map(shape, [&](IndexMap& map) {
+      return builder.lists_.make_index_map(shape, [&](IndexMap& map) {
         fill(map.steps);
         finish_index_map(map, shape);
       });
@@ -157,7 +158,7 @@ class Planner {
 
   IndexMaps maps(const CliqueWork& work) noexcept { return {*this, work}; }
 
-  // Meets one and the same entry everywhere in a clique's table. A portion needs one.
+  // Maps every entry of a clique's table onto one number. The operations of a clique share one such map.
   const IndexMap& scalar_of(const CliqueWork& work) noexcept {
     if (scalar_of_ != &work) {
       const Shape& shape = work.table.shape;
@@ -168,16 +169,16 @@ class Planner {
     return *scalar_;
   }
 
-  // The potentials of a lazy clique that starts anew are copied before the schedule runs.
-  void ask_for_copies(CliqueWork& work) noexcept {
+  // The potentials of a lazy clique that is initialised are copied before the schedule runs.
+  void request_copies(CliqueWork& work) noexcept {
     for (PotentialPlan& plan : work.potentials) {
       refresh(plan);
       if (plan.table()) lists_.potential_steps.push_back({kNone, &plan});
     }
   }
 
-  // All factors of a lazy clique. While distributing, the message from the side of the root is the last
-  // one that came.
+  // All factors of a lazy clique. While distributing, the message from the side of the root is the latest
+  // one.
   void add_factors(Operation& operation, CliqueWork& work, size_t towards_root, bool distributes) noexcept {
     const auto holds = [&](const LinkPlan& link) {
       if (link.holds) return true;
@@ -188,7 +189,7 @@ class Planner {
     operation.formed = static_cast<uint32_t>(lists_.steps.size() - operation.first_step);
   }
 
-  // Findings that were entered on members since the last propagation.
+  // Likelihood ratios of the findings on members that have changed since the last propagation.
   void add_findings(CliqueWork& work) noexcept {
     for (size_t member : work.findings) {
       const Node& node = *(*work.table.members)[member];
@@ -204,7 +205,7 @@ class Planner {
   }
 
   void add_all_factors(Operation& operation, CliqueWork& work, size_t towards_root) noexcept {
-    if (!work.initialized) ask_for_copies(work);
+    if (!work.initialized) request_copies(work);
     add_factors(operation, work, towards_root, false);
   }
 
@@ -233,7 +234,7 @@ class Planner {
       lists_.steps.push_back({StepKind::sum, &scalar_of(work), nullptr, &engine_.table_sum});
   }
 
-  void plan_collect(size_t clique) noexcept {
+  void build_collect(size_t clique) noexcept {
     CliqueWork& here = work(clique);
     const size_t via = engine_.reached_by[clique];
     engine_.has_sent[clique] = 1;
@@ -248,14 +249,14 @@ class Planner {
     close_steps(operation);
   }
 
-  void plan_root(size_t root) noexcept {
+  void build_root(size_t root) noexcept {
     Operation& operation = add_operation(OperationKind::root, root);
     add_updates(operation, work(root), kNone);
     lists_.steps.push_back({marginal_, &scalar_of(work(root)), nullptr, &engine_.mass});
     close_steps(operation);
   }
 
-  // Cliques beyond those that collected take part in distributing where their nodes' beliefs change.
+  // Cliques that did not collect take part in distributing where they hold nodes whose beliefs may change.
   void extend_to_target_beliefs(size_t root) noexcept {
     if (engine_.order.size() == engine_.cliques.size()) return;
     extend_to_targets(engine_);
@@ -267,7 +268,7 @@ class Planner {
         table.shape, [&](IndexMap& map) { map_dimension(map, table.shape, table.dimension_of[member]); });
   }
 
-  // The steps for the targets beliefs of a table; how many totals they need.
+  // The steps for the target beliefs of a table; returns how many accumulators they need.
   size_t add_belief_steps(const ReducedTable& table, std::span<const BeliefPlan> plans) noexcept {
     size_t used = 0;
     for (const BeliefPlan& plan : plans) {
@@ -295,7 +296,7 @@ class Planner {
     }
   }
 
-  // Adds the marginals for receivers from `first` on, as many as there is room for; returns the next one.
+  // Adds the marginals for receivers from `first` on, as many as the accumulators hold; returns the next one.
   size_t add_message_steps(const CliqueWork& work, size_t first, size_t& used) noexcept {
     size_t l = first;
     for (; l < work.links.size(); ++l) {
@@ -321,11 +322,11 @@ class Planner {
       operation.size = engine_.separators[link.separator].old.shape.size;
       operation.totals = used;
       used += operation.size;
-      plan_separator_beliefs(engine_.separators[link.separator], clique);
+      build_separator_beliefs(engine_.separators[link.separator], clique);
     }
   }
 
-  void plan_separator_beliefs(const SeparatorWork& separator, size_t clique) noexcept {
+  void build_separator_beliefs(const SeparatorWork& separator, size_t clique) noexcept {
     if (separator.beliefs.empty()) return;
     Operation& operation = add_operation(OperationKind::separator_pass, clique);
     operation.shape = separator.old.shape;
@@ -336,7 +337,7 @@ class Planner {
   }
 
   void start_lazy_pass(Operation& operation, CliqueWork& work, size_t via) noexcept {
-    if (engine_.barren[work.clique->position]) ask_for_copies(work);
+    if (engine_.barren[work.clique->position]) request_copies(work);
     operation.link = static_cast<uint32_t>(via);
     add_factors(operation, work, via, true);
   }
@@ -350,7 +351,7 @@ class Planner {
       lists_.steps.push_back({StepKind::multiply, &scalar_of(work), &engine_.inverse});
   }
 
-  void plan_distribute(size_t clique) noexcept {
+  void build_distribute(size_t clique) noexcept {
     CliqueWork& here = work(clique);
     const size_t via = engine_.reached_by[clique];
     Operation* operation = &add_operation(OperationKind::pass, clique);
@@ -383,23 +384,23 @@ class Planner {
   const CliqueWork* scalar_of_ = nullptr;  // the clique of the map below
   const IndexMap* scalar_ = nullptr;
   bool distributes_ = false;
-  size_t left_ = 0;  // cliques in the order that have not been written
+  size_t left_ = 0;  // cliques of the order that are still to be scheduled
 };
 
 }  // namespace
 
 Schedule build_schedule(const PropagationRequest& request, size_t root, ScheduleLists& lists) noexcept {
   lists.clear();
-  Planner planner(request, root, lists);
-  while (planner.write()) {
+  ScheduleBuilder builder(request, root, lists);
+  while (builder.build_next()) {
   }
   return lists.schedule();
 }
 
 tv_status_t stream_schedule(const PropagationRequest& request, size_t root, RunStreamed run, void* runner) {
-  ScheduleLists& lists = request.engine.portion;
-  Planner planner(request, root, lists);
-  for (lists.clear(); planner.write(); lists.clear())
+  ScheduleLists& lists = request.engine.streamed;
+  ScheduleBuilder builder(request, root, lists);
+  for (lists.clear(); builder.build_next(); lists.clear())
     if (tv_status_t status = run(runner, lists.schedule())) return status;
   return tv_status_none;
 }

@@ -7,7 +7,7 @@
 namespace tv {
 namespace {
 
-// A list in the block; without a block it only counts.
+// A list in the arena; without an arena it only counts.
 template <class T>
 struct List {
   T* data = nullptr;
@@ -18,64 +18,65 @@ struct List {
     return data ? data + count - more : nullptr;
   }
   T* add(const T& entry) noexcept {
-    T* place = take(1);
-    if (place) *place = entry;
-    return place;
+    T* copy = take(1);
+    if (copy) *copy = entry;
+    return copy;
   }
   T* copy(const T* source, size_t more) noexcept {
-    T* place = take(more);
-    if (place) std::copy_n(source, more, place);
-    return place;
+    T* copy = take(more);
+    if (copy) std::copy_n(source, more, copy);
+    return copy;
   }
 };
 
-// Those of larger alignment first, so that one can follow the other.
+// Lists of larger alignment first, so that no padding is needed between them.
 struct Lists {
   List<GatherOperation> gather;
   List<GatherFactor> factors;
-  List<GatherPotential> short_potentials;
-  List<KnownMember> known;
+  List<GatherPotential> gather_potentials;
+  List<ObservedMember> observed;
   List<Operation> operations;
   List<Step> steps;
   List<PotentialStep> potentials;
   List<IndexMap> maps;
-  List<size_t> numbers;  // counts of shapes, steps of maps
+  List<size_t> numbers;  // extents of shapes, strides of maps
   List<Dimension> nests;
   List<uint16_t> positions;
   List<unsigned char> sources;
 
   template <class Visit>
   void for_each(Visit visit) noexcept {
-    visit(gather), visit(factors), visit(short_potentials), visit(known), visit(operations), visit(steps);
+    visit(gather), visit(factors), visit(gather_potentials), visit(observed), visit(operations), visit(steps);
     visit(potentials), visit(maps), visit(numbers), visit(nests), visit(positions), visit(sources);
   }
 };
 
 constexpr size_t kMostPosition = UINT16_MAX;
 
-// Calls visit(place) for the entry of the other table that each entry meets. The table is a single block.
+// Calls visit(position) for the entry of the other table onto which each entry maps. The table is a single
+// block.
 template <class Visit>
-void for_each_place(const IndexMap& map, Visit visit) noexcept {
-  size_t position[64] = {}, place = 0;
+void for_each_position(const IndexMap& map, Visit visit) noexcept {
+  size_t index[64] = {}, position = 0;
   const size_t count = map.inner_count;
   for (;;) {
-    visit(place);
+    visit(position);
     size_t d = count;
     for (;;) {
       if (d == 0) return;
       const Dimension& dimension = map.inner[--d];
-      place += dimension.stride2;
-      if (++position[d] < dimension.count) break;
-      place -= dimension.count * dimension.stride2;
-      position[d] = 0;
+      position += dimension.stride2;
+      if (++index[d] < dimension.count) break;
+      position -= dimension.count * dimension.stride2;
+      index[d] = 0;
     }
   }
 }
 
-size_t last_place(const IndexMap& map) noexcept {
-  size_t place = 0;
-  for (size_t d = 0; d < map.inner_count; ++d) place += (map.inner[d].count - 1) * map.inner[d].stride2;
-  return place;
+size_t last_position(const IndexMap& map) noexcept {
+  size_t position = 0;
+  for (size_t d = 0; d < map.inner_count; ++d) position += (map.inner[d].count - 1) * map.inner[d].stride2;
+  return position;
 }
 
 class Writer {
@@ -100,18 +101,18 @@ class Writer {
   void add(const Operation& operation) noexcept {
     switch (operation.kind) {
       case OperationKind::collect:
-        return collects_shortly(operation) ? add_collect(operation) : copy_operation(operation);
+        return collects_gathered(operation) ? add_collect(operation) : copy_operation(operation);
       case OperationKind::root:
-        return may_be_short(operation) && operation.updates <= limits.updates_together
+        return can_gather(operation) && operation.updates <= limits.updates_together
                    ? add_root(operation)
                    : copy_operation(operation);
       case OperationKind::pass:
-        pass_ = may_be_short(operation) && no_message_needs_totals() ? &operation : nullptr;
+        pass_ = can_gather(operation) && no_message_needs_totals() ? &operation : nullptr;
         source_ = pass_;
         return pass_ ? add_form(operation) : copy_operation(operation);
       case OperationKind::separator_pass:
         source_ = sums_ && operation.shape.size <= limits.short_table ? &operation : nullptr;
-        return source_ ? void() : copy_operation(operation);  // its steps are those of the beliefs
+        return source_ ? void() : copy_operation(operation);  // its steps belong to the belief operations
       case OperationKind::message:
         return pass_ ? add_send(operation) : copy_operation(operation);
       case OperationKind::belief:
@@ -119,26 +120,26 @@ class Writer {
     }
   }
 
-  // ---- What can be short ----
+  // ---- What can be gathered ----
 
-  bool may_be_short(const Operation& operation) const noexcept {
+  bool can_gather(const Operation& operation) const noexcept {
     if (!sums_ || operation.shape.size > limits.short_table || work(operation).lazy ||
         operation.step_count > UINT8_MAX)
       return false;
     return std::all_of(steps(operation), steps(operation) + operation.step_count,
-                       [](const Step& step) { return last_place(*step.map) <= kMostPosition; });
+                       [](const Step& step) { return last_position(*step.map) <= kMostPosition; });
   }
 
   bool receiver_is_lazy(const Operation& operation) const noexcept {
     return engine_.cliques[work(operation).links[operation.link].neighbor].lazy;
   }
 
-  bool collects_shortly(const Operation& operation) const noexcept {
-    return may_be_short(operation) && operation.updates <= limits.updates_together &&
+  bool collects_gathered(const Operation& operation) const noexcept {
+    return can_gather(operation) && operation.updates <= limits.updates_together &&
            !receiver_is_lazy(operation);
   }
 
-  // The messages of the pass follow it.
+  // The messages that a pass forms follow it in the schedule.
   bool no_message_needs_totals() const noexcept {
     for (size_t i = operation_ + 1;
          i < schedule_.operation_count && schedule_.operations[i].kind != OperationKind::pass; ++i)
@@ -147,7 +148,7 @@ class Writer {
     return true;
   }
 
-  // ---- Short operations ----
+  // ---- Gather operations ----
 
   GatherOperation start(GatherKind kind, const Operation& operation) const noexcept {
     GatherOperation gather;
@@ -168,7 +169,8 @@ class Writer {
       uint16_t* positions = lists_.positions.take(gather.entries);
       lists_.factors.add({step.operand, positions});
       if (positions)
-        for_each_place(*step.map, [&](size_t place) { *positions++ = static_cast<uint16_t>(place); });
+        for_each_position(*step.map,
+                          [&](size_t position) { *positions++ = static_cast<uint16_t>(position); });
     }
   }
 
@@ -178,11 +180,12 @@ class Writer {
     unsigned char* sources = lists_.sources.take(gather.entries);
     gather.sources = sources;
     if (!sources) return;
-    unsigned char met[kCapacity.short_table] = {}, entry = 0;
-    for_each_place(map, [&](size_t place) { sources[place * gather.each + met[place]++] = entry++; });
+    unsigned char filled[kCapacity.short_table] = {}, entry = 0;
+    for_each_position(
+        map, [&](size_t position) { sources[position * gather.each + filled[position]++] = entry++; });
   }
 
-  // The step that forms the marginal at `target`.
+  // The map of the step that forms the marginal at `target`.
   const IndexMap& index_map_for(const Operation& operation, const double* target) const noexcept {
     const Step* step = steps(operation);
     while (step->target != target) ++step;
@@ -230,7 +233,7 @@ class Writer {
     if (data.observed_state < 0 && !source_) return copy_operation(operation);
     GatherOperation gather;
     if (data.observed_state >= 0) {
-      gather.kind = GatherKind::known;
+      gather.kind = GatherKind::observed;
       gather.targets = static_cast<uint32_t>(node.number_of_states);
       gather.state = &data.observed_state;
     } else {
@@ -243,14 +246,14 @@ class Writer {
 
   // ---- Potentials ----
 
-  // Those that are copied before the schedule runs belong to no step.
+  // Potentials that are copied before the schedule runs belong to no step.
   void copy_potentials_without_step() noexcept {
     for (; potential_ < schedule_.potential_count && schedule_.potentials[potential_].step == kNone;
          ++potential_)
       lists_.potentials.add(schedule_.potentials[potential_]);
   }
 
-  // The plan of the potential that the step multiplies, or null. Steps are asked for in their order.
+  // The plan of the potential that the step multiplies, or null. Steps have to be asked for in their order.
   PotentialPlan* potential_of(size_t step) noexcept {
     copy_potentials_without_step();
     const bool found =
@@ -263,17 +266,17 @@ class Writer {
     if (!found) return;
     const PotentialPlan& plan = *found;
     GatherPotential potential = {found, static_cast<uint32_t>(lists_.factors.count),
-                                 static_cast<uint32_t>(lists_.known.count), 0};
+                                 static_cast<uint32_t>(lists_.observed.count), 0};
     for (size_t m = 0; m < plan.members->size(); ++m) {
       const CompiledNode& data = compiled(*(*plan.members)[m]);
       if (plan.strides[m] == 0 || data.observed_state < 0) continue;
-      lists_.known.add({&data.observed_state, plan.strides[m]});
-      ++potential.known_count;
+      lists_.observed.add({&data.observed_state, plan.strides[m]});
+      ++potential.observed_count;
     }
-    lists_.short_potentials.add(potential);
+    lists_.gather_potentials.add(potential);
   }
 
-  // ---- Operations that stay what they are ----
+  // ---- Operations that are copied as they are ----
 
   const IndexMap* copy_index_map(const IndexMap& map, const Shape& shape) noexcept {
     IndexMap copy = map;
@@ -308,8 +311,8 @@ class Writer {
   Lists& lists_;
   size_t operation_ = 0;
   size_t potential_ = 0;
-  const Operation* pass_ = nullptr;    // the short pass that the following messages come from
-  const Operation* source_ = nullptr;  // the short pass that the following beliefs come from
+  const Operation* pass_ = nullptr;    // the gathered pass whose messages follow
+  const Operation* source_ = nullptr;  // the gathered pass whose beliefs follow
 };
 
 }  // namespace
@@ -335,8 +338,12 @@ CopiedSchedule copy_schedule(const TreeEngine& engine, const Schedule& schedule,
   Writer(engine, schedule, sums, as_it_is, lists).write();
   copied.schedule = {lists.operations.data, lists.operations.count, lists.steps.data, lists.potentials.data,
                      lists.potentials.count};
-  copied.gather = {lists.gather.data,           lists.gather.count,           lists.factors.data,
-                   lists.short_potentials.data, lists.short_potentials.count, lists.known.data};
+  copied.gather = {lists.gather.data,
+                   lists.gather.count,
+                   lists.factors.data,
+                   lists.gather_potentials.data,
+                   lists.gather_potentials.count,
+                   lists.observed.data};
   return copied;
 }
 

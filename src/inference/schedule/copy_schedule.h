@@ -1,6 +1,6 @@
-// Copying a schedule into one block of memory, with all that its steps point to: the maps and shapes in the
-// engine will soon be those of another propagation. Operations over tables of a few entries become short
-// ones.
+// Copies a schedule, for the cache, into one arena of exact size, with all shapes and index maps that its
+// steps point to: those in the engine will soon belong to another propagation. Operations over small tables
+// become gather operations.
 #pragma once
 
 #include <memory>
@@ -10,8 +10,8 @@
 namespace tv {
 
 struct CopiedSchedule {
-  std::unique_ptr<unsigned char[]> memory;  // null where there was none, or not enough was allowed
-  size_t bytes = 0;                         // of it, or that would have been needed
+  std::unique_ptr<unsigned char[]> memory;  // null if memory ran out, or more than was allowed is needed
+  size_t bytes = 0;                         // of the arena, or that it would have needed
   Schedule schedule;
   GatherSchedule gather;
 };

@@ -47,7 +47,7 @@ void form(const GatherSchedule& schedule, const GatherOperation& operation) noex
   for (; factor < end; ++factor) multiply(operation, *factor);
 }
 
-// Every target adds up its entries in the order of the table.
+// Each target is summed in the order of the table.
 void sum(const GatherOperation& operation, double* totals) noexcept {
   const unsigned char* source = operation.sources;
   const float* table = operation.table;
@@ -68,7 +68,7 @@ tv_status_t rescale(TreeEngine& engine, const GatherOperation& operation) noexce
   return tv_status_none;
 }
 
-// The product again, where entries were lost on the way: the table is rescaled after each factor.
+// Forms the product again where entries underflowed, rescaling the table after each factor.
 tv_status_t form_and_sum_carefully(TreeEngine& engine, const GatherSchedule& schedule,
                                    const GatherOperation& operation, double* totals) noexcept {
   for (size_t f = 0; f < operation.factor_count; ++f) {
@@ -91,7 +91,7 @@ tv_status_t form_and_sum(TreeEngine& engine, const GatherSchedule& schedule, con
   return form_and_sum_carefully(engine, schedule, operation, totals);
 }
 
-// The marginal becomes that of the separator, and the update.
+// The marginal becomes the separator's, and the update at the same time.
 RatioResult take(const GatherOperation& operation, const double* totals) noexcept {
   RatioResult found = {0.0, 0.0, false};
   float largest = 0.0f;
@@ -150,20 +150,20 @@ tv_status_t store_belief(const GatherOperation& operation) noexcept {
   return tv_status_none;
 }
 
-void store_known(const GatherOperation& operation) noexcept {
+void store_observed(const GatherOperation& operation) noexcept {
   std::fill_n(operation.result, operation.targets, 0.0f);
   operation.result[*operation.state] = 1.0f;
 }
 
 }  // namespace
 
-void find_short_potentials(const GatherSchedule& schedule) noexcept {
+void bind_potentials(const GatherSchedule& schedule) noexcept {
   for (size_t p = 0; p < schedule.potential_count; ++p) {
     const GatherPotential& potential = schedule.potentials[p];
     const float* begin = potential.plan->table()->data.data();
-    const KnownMember* known = schedule.known + potential.first_known;
-    for (size_t k = 0; k < potential.known_count; ++k)
-      begin += static_cast<size_t>(*known[k].state) * known[k].stride;
+    const ObservedMember* observed = schedule.observed + potential.first_observed;
+    for (size_t k = 0; k < potential.observed_count; ++k)
+      begin += static_cast<size_t>(*observed[k].state) * observed[k].stride;
     schedule.factors[potential.factor].operand = begin;
   }
 }
@@ -189,8 +189,8 @@ tv_status_t run_gather_operations(TreeEngine& engine, const GatherSchedule& sche
       case GatherKind::belief:
         status = store_belief(operation);
         break;
-      case GatherKind::known:
-        store_known(operation);
+      case GatherKind::observed:
+        store_observed(operation);
         break;
     }
     if (status) return status;
@@ -198,8 +198,8 @@ tv_status_t run_gather_operations(TreeEngine& engine, const GatherSchedule& sche
   return tv_status_none;
 }
 
-tv_status_t collect_short_root(TreeEngine& engine, const GatherSchedule& schedule,
-                               const GatherOperation& operation) noexcept {
+tv_status_t collect_gathered_root(TreeEngine& engine, const GatherSchedule& schedule,
+                                  const GatherOperation& operation) noexcept {
   return form_and_sum(engine, schedule, operation, &engine.mass);
 }
 

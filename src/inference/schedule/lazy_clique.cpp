@@ -10,7 +10,7 @@ namespace {
 constexpr size_t kMostFactors = 8;
 constexpr size_t kMostMembers = 64;  // a pass may need two steps for each
 
-// Calls visit(member, stride) for the members that a potential's copy has, the last one first.
+// Calls visit(member, stride) for the members that a potential's copy spans, the last one first.
 template <class Visit>
 void for_each_member(const PotentialPlan& plan, Visit visit) noexcept {
   for (size_t m = plan.members->size(); m-- > 0;)
@@ -25,7 +25,7 @@ void take_table(CliqueWork& work, Block<float> table) {
   work.lazy = false;
 }
 
-// IndexMaps of their own for the factors of a clique.
+// Allocates the index maps of a clique's factors.
 struct OwnIndexMaps {
   const CliqueWork& work;
   std::vector<std::unique_ptr<OwnIndexMap>>& list;
@@ -93,16 +93,16 @@ void copy_potential(const PotentialPlan& plan) noexcept {
   kernels().assign(nest, count, plan.copy, plan.table()->data.data() + observed_offset(plan));
 }
 
-float* place_of_message(const CliqueWork& receiver, const LinkPlan& link,
-                        const SeparatorWork& separator) noexcept {
+float* message_buffer(const CliqueWork& receiver, const LinkPlan& link,
+                      const SeparatorWork& separator) noexcept {
   return receiver.lazy && !link.holds ? link.received : separator.ratio;
 }
 
-void keep_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
-                  size_t size) noexcept {
+void absorb_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
+                    size_t size) noexcept {
   if (!link.received) return;
   const Dimension all = {size, 1, 1};
-  if (!receiver.lazy)  // its schedule may have been written while it was
+  if (!receiver.lazy)  // the schedule may date from when it was
     kernels().assign(&all, 1, link.received, separator.ratio);
   else if (link.holds)
     kernels().multiply(&all, 1, link.received, separator.ratio);
@@ -113,15 +113,15 @@ void reduce_potentials(const CliqueWork& work) noexcept {
   for (const PotentialPlan& plan : work.potentials) {
     if (plan.layout == kNone) continue;
     Dimension nest[64];
-    size_t count = 0, offset = 0, stride = 1, kept = 1;
+    size_t count = 0, offset = 0, stride = 1, reduced_stride = 1;
     for_each_member(plan, [&](const Node& node, size_t) {
       const CompiledNode& data = compiled(node);
       if (data.observed_state >= 0) return;
       if (data.next_observed_state >= 0) {
         offset += static_cast<size_t>(data.next_observed_state) * stride;
       } else {
-        nest[count++] = {node.number_of_states, kept, stride};
-        kept *= node.number_of_states;
+        nest[count++] = {node.number_of_states, reduced_stride, stride};
+        reduced_stride *= node.number_of_states;
       }
       stride *= node.number_of_states;
     });

@@ -1,7 +1,7 @@
-// Large cliques without a table. The table of such a clique is the product of its potentials, of the messages
-// that it has received and of its findings; each pass forms that product anew, block by block in the nearest
-// cache, and sums it there. The factors are small, so that neither writing nor reading the clique costs any
-// memory, at the price of multiplying twice.
+// Lazy propagation in large cliques. The potential of such a clique is not materialised but kept as its
+// factors: potentials, received messages and findings. Each pass forms their product block by block in the
+// nearest cache and sums it there. The factors are small, so that no memory traffic is spent on writing and
+// reading the clique's table, at the price of multiplying twice.
 #pragma once
 
 #include "inference/engine.h"
@@ -14,38 +14,40 @@ bool prefers_factors(const Clique& clique) noexcept;
 // Entries of the potential of `node` over the members of its clique.
 size_t potential_entries(const NodeList& members, const Node& node) noexcept;
 
-// Entries of the copies of potentials and of the messages that such a clique keeps.
+// Entries of the copies of potentials and of the messages that such a clique stores.
 size_t factor_entries(const Clique& clique) noexcept;
 
-// Calls visit(step) for every factor of the clique, those for which `holds(link)` is true among the messages.
-// The first one is assigned, the others multiply. Their maps are made by `maps`, an object with the
-// functions of_potential(plan), of_link(link), of_member(member) and scalar().
+// Calls visit(step) for every factor of the clique: all potentials and findings, and the messages for which
+// `holds(link)` is true. The first one is assigned, the others multiply. `maps` makes their index maps by
+// of_potential(plan), of_link(link), of_member(member) and scalar().
 template <class Holds, class IndexMaps, class Visit>
 void for_each_factor(const CliqueWork& work, Holds holds, IndexMaps maps, Visit visit);
 
-// Copies the entries of the potential that agree with the states that are fixed now.
+// Copies the entries of the potential that agree with the observed states.
 void copy_potential(const PotentialPlan& plan) noexcept;
 
-// Where a message is to be formed: with the receiver where that needs nothing else, or in the separator.
-float* place_of_message(const CliqueWork& receiver, const LinkPlan& link,
-                        const SeparatorWork& separator) noexcept;
+// The buffer in which a message is to be formed: the receiver's own where it is lazy and has none through
+// this link yet, otherwise the separator's.
+float* message_buffer(const CliqueWork& receiver, const LinkPlan& link,
+                      const SeparatorWork& separator) noexcept;
 
-// The message that was formed there becomes a factor of its receiver, or of the factor that came through the
-// same link before.
-void keep_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
-                  size_t size) noexcept;
+// Absorbs the message that was formed there: it becomes a factor of its lazy receiver, or is multiplied into
+// the one that came through the same link before.
+void absorb_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
+                    size_t size) noexcept;
 
-// Cuts the clique's copies of potentials down to the states that become fixed.
+// Reduces the clique's copies of potentials by the states that become observed.
 void reduce_potentials(const CliqueWork& work) noexcept;
 
-// From now on the clique's table is stored. Its numbers, if it has any, are to be formed by the caller.
+// From now on the clique has a stored table. Its numbers, if it is initialised, are to be formed by the
+// caller.
 void store_table(CliqueWork& work);
 
-// The same for all cliques of a tree; those that have numbers keep them.
+// Materialises the tables of all lazy cliques of a tree.
 void materialize_all_tables(TreeEngine& engine);
 
-// Runs a pass over the clique's table as its factors make it: forms the table in `numbers` where given, and
-// carries `last` out on it where given. The plans are those of the states that are fixed now.
+// Runs a pass over the product of the clique's factors: stores it in `numbers` if given, and carries out
+// `last` on it if given. Shapes must be those of the present observed states.
 void run_over_factors(const CliqueWork& work, float* numbers, const Step* last);
 
 template <class Holds, class IndexMaps, class Visit>

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kOperationWork = 500.0;  // of an operation beside its entries, in entries
 constexpr double kMessageWork = 4.0;      // of an entry of a message
-constexpr double kNotShared = 0.15;       // of a pass that several threads share
+constexpr double kNotShared = 0.15;       // share of a pass that does not speed up with threads
 
 class SubtreeFinder {
  public:
@@ -19,33 +19,33 @@ class SubtreeFinder {
     read_schedule(engine, schedule);
     link_children();
   }
-  // Its trees stand on a root that does nothing.
-  SubtreeFinder(const EliminationSchedule& plan, const ParallelSettings& settings)
+  // An elimination schedule is a forest; its trees hang from a virtual root without work.
+  SubtreeFinder(const EliminationSchedule& schedule, const ParallelSettings& settings)
       : settings_(settings),
-        cliques_(plan.parents.size() + 1),
-        sender_(plan.collects.size() + plan.distributes.size()) {
-    read_plan(plan);
+        cliques_(schedule.parents.size() + 1),
+        sender_(schedule.collects.size() + schedule.distributes.size()) {
+    read_elimination(schedule);
     link_children();
   }
 
   Subtrees find() {
     Subtrees found;
     found.threads = settings_.concurrency_level;
-    if (choose_root_region() && name_subtrees() > 1) list_operations(found);
+    if (choose_root_region() && number_subtrees() > 1) list_operations(found);
     return found;
   }
 
  private:
   struct CliqueData {
     size_t parent = kNone, child = kNone, sibling = kNone;
-    double own = 0.0;    // work
-    double whole = 0.0;  // with everything beyond it
+    double own = 0.0;    // its own work
+    double whole = 0.0;  // with all work behind it
     bool seen = false, root_region = false;
-    bool shared = false;  // its passes are worth while to be shared
-    size_t branch = kNone;
+    bool shared = false;  // its passes are large enough to be split among threads
+    size_t subtree = kNone;
   };
 
-  void meet(size_t clique) {
+  void visit(size_t clique) {
     if (cliques_[clique].seen) return;
     cliques_[clique].seen = true;
     order_.push_back(clique);
@@ -57,17 +57,18 @@ class SubtreeFinder {
     cliques_[clique].shared |= shape.size >= limits.grains_to_share * settings_.grain_size;
   }
 
-  // Whose operation each is, what the cliques cost, and their order from the root outwards.
+  // Finds the clique of each operation, the work of each clique, and the order of the cliques from the root
+  // outwards.
   void read_schedule(const TreeEngine& engine, const Schedule& schedule) {
     size_t root = 0;
     while (schedule.operations[root].kind != OperationKind::root) ++root;
-    meet(schedule.operations[root].clique);
-    for (size_t i = root; i-- > 0;) meet(schedule.operations[i].clique);
+    visit(schedule.operations[root].clique);
+    for (size_t i = root; i-- > 0;) visit(schedule.operations[i].clique);
     uint32_t sender = 0;
     for (size_t i = 0; i < schedule.operation_count; ++i) {
       const Operation& operation = schedule.operations[i];
       if (operation.kind != OperationKind::belief) sender = operation.clique;
-      if (operation.kind == OperationKind::pass) meet(sender);
+      if (operation.kind == OperationKind::pass) visit(sender);
       sender_[i] = sender;
       add_work(sender, operation.shape, operation.step_count, operation.size);
       if (operation.kind == OperationKind::collect)
@@ -78,20 +79,20 @@ class SubtreeFinder {
     first_to_distribute_ = root;
   }
 
-  void read_plan(const EliminationSchedule& plan) {
-    const uint32_t root = static_cast<uint32_t>(plan.parents.size());
-    meet(root);
+  void read_elimination(const EliminationSchedule& schedule) {
+    const uint32_t root = static_cast<uint32_t>(schedule.parents.size());
+    visit(root);
     for (uint32_t c = root; c-- > 0;) {
-      meet(c);
-      cliques_[c].parent = std::min(plan.parents[c], root);
+      visit(c);
+      cliques_[c].parent = std::min(schedule.parents[c], root);
     }
     size_t i = 0;
-    for (const EliminationSchedule::Collect& operation : plan.collects) {
+    for (const EliminationSchedule::Collect& operation : schedule.collects) {
       sender_[i++] = operation.clique;
       add_work(operation.clique, operation.pass.shape, operation.pass.step_count, operation.size);
     }
     first_to_distribute_ = i;
-    for (const EliminationSchedule::Distribute& operation : plan.distributes) {
+    for (const EliminationSchedule::Distribute& operation : schedule.distributes) {
       sender_[i++] = operation.clique;
       add_work(operation.clique, operation.pass.shape, operation.pass.step_count, operation.clear_totals);
     }
@@ -109,26 +110,26 @@ class SubtreeFinder {
     }
   }
 
-  // The time of a clique in the root_region, where several threads share its passes.
+  // The time of a clique in the root region, where threads split its passes.
   double root_region_time(size_t clique) const noexcept {
     const double threads = static_cast<double>(settings_.concurrency_level);
     return cliques_[clique].own * (cliques_[clique].shared ? kNotShared + (1.0 - kNotShared) / threads : 1.0);
   }
 
-  // Takes the clique with the most work beyond it into the root_region, again and again, and keeps to the
-  // best.
+  // Grows the root region by the clique with the most work behind it, again and again, and settles for the
+  // best extent on the way.
   bool choose_root_region() {
     const auto lighter = [&](size_t a, size_t b) { return cliques_[a].whole < cliques_[b].whole; };
-    std::vector<size_t> heap = {order_[0]}, taken;
+    std::vector<size_t> heap = {order_[0]}, region;
     const double threads = static_cast<double>(settings_.concurrency_level);
     const double whole = cliques_[order_[0]].whole;
     double root_region = 0.0, subtrees = whole, best_time = whole;
     size_t best = 0;
-    while (!heap.empty() && taken.size() < limits.root_region) {
+    while (!heap.empty() && region.size() < limits.root_region) {
       std::pop_heap(heap.begin(), heap.end(), lighter);
       const size_t next = heap.back();
       heap.pop_back();
-      taken.push_back(next);
+      region.push_back(next);
       root_region += root_region_time(next);
       subtrees -= cliques_[next].own;
       for (size_t c = cliques_[next].child; c != kNone; c = cliques_[c].sibling) {
@@ -139,24 +140,24 @@ class SubtreeFinder {
       const double time = root_region + std::max(longest, subtrees / threads);
       if (time >= best_time) continue;
       best_time = time;
-      best = taken.size();
+      best = region.size();
     }
-    for (size_t i = 0; i < best; ++i) cliques_[taken[i]].root_region = true;
+    for (size_t i = 0; i < best; ++i) cliques_[region[i]].root_region = true;
     return best > 0;
   }
 
-  // Numbers the subtrees, those with the most work first; how many there are.
-  size_t name_subtrees() {
+  // Numbers the subtrees, those with the most work first; returns how many there are.
+  size_t number_subtrees() {
     for (size_t i = 1; i < order_.size(); ++i) {
       const CliqueData& data = cliques_[order_[i]];
       if (!data.root_region && cliques_[data.parent].root_region) roots_.push_back(order_[i]);
     }
     std::stable_sort(roots_.begin(), roots_.end(),
                      [&](size_t a, size_t b) { return cliques_[a].whole > cliques_[b].whole; });
-    for (size_t b = 0; b < roots_.size(); ++b) cliques_[roots_[b]].branch = b;
+    for (size_t b = 0; b < roots_.size(); ++b) cliques_[roots_[b]].subtree = b;
     for (size_t i = 1; i < order_.size(); ++i) {
       CliqueData& data = cliques_[order_[i]];
-      if (!data.root_region && data.branch == kNone) data.branch = cliques_[data.parent].branch;
+      if (!data.root_region && data.subtree == kNone) data.subtree = cliques_[data.parent].subtree;
     }
     return roots_.size();
   }
@@ -169,7 +170,7 @@ class SubtreeFinder {
     const auto part_of = [&](size_t i) -> Subtrees::Part& {
       const CliqueData& data = cliques_[sender_[i]];
       if (data.root_region) return found.root_region;
-      return (i < first_to_distribute_ ? found.collect : found.distribute)[data.branch];
+      return (i < first_to_distribute_ ? found.collect : found.distribute)[data.subtree];
     };
     for (size_t i = 0; i < sender_.size(); ++i) ++part_of(i).count;
     size_t first = 0;
@@ -188,7 +189,7 @@ class SubtreeFinder {
 
   const ParallelSettings& settings_;
   std::vector<CliqueData> cliques_;
-  std::vector<uint32_t> sender_;    // of each operation
+  std::vector<uint32_t> sender_;    // of each operation: its clique
   std::vector<size_t> order_;       // cliques from the root outwards
   std::vector<size_t> roots_;       // of the subtrees
   size_t first_to_distribute_ = 0;  // operations before it collect
@@ -235,8 +236,8 @@ Subtrees find_subtrees(const TreeEngine& engine, const Schedule& schedule, const
   return found;
 }
 
-Subtrees find_subtrees(const EliminationSchedule& plan, const ParallelSettings& settings) {
-  return SubtreeFinder(plan, settings).find();
+Subtrees find_subtrees(const EliminationSchedule& schedule, const ParallelSettings& settings) {
+  return SubtreeFinder(schedule, settings).find();
 }
 
 }  // namespace tv

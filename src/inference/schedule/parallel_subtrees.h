@@ -1,6 +1,6 @@
-// Which parts of a schedule, or of an elimination plan, can run at the same time. The cliques around the root
-// are the root_region; what lies beyond one of its links is a branch. Subtrees know nothing of each other:
-// they can all collect, then the root_region collects and distributes, then they can all distribute.
+// Subtree parallelism: which parts of a schedule can run at the same time. The cliques around the root form
+// the root region; behind each of its links lies an independent subtree. All subtrees collect in parallel,
+// then the root region collects and distributes, then all subtrees distribute in parallel.
 #pragma once
 
 #include <cstdint>
@@ -16,32 +16,32 @@ struct Subtrees {
   struct Part {
     size_t first, count;  // of the operations below
   };
-  std::vector<uint32_t> operations;  // places in the schedule, or in the plan, those of a part in this order
-  std::vector<Part> collect;         // one for each branch, the one with the most work first
+  std::vector<uint32_t> operations;  // positions in the schedule, in its order within each part
+  std::vector<Part> collect;         // by subtree, the one with the most work first
   std::vector<Part> distribute;
   Part root_region = {0, 0};
-  size_t threads = 0;  // for which they were chosen
-  size_t totals = 0;   // the most that a pass in a branch needs
+  size_t threads = 0;  // for which the root region was chosen
+  size_t totals = 0;   // the most accumulators that a pass in a subtree needs
   size_t belief_totals = 0;
 
   bool empty() const noexcept { return collect.empty(); }
 };
 
-// Whether a schedule holds so much work that threads are started for it. Such schedules are kept operation by
-// operation.
+// Whether a schedule holds so much work that threads are started for it. Such schedules are cached operation
+// by operation, not as gather lists.
 bool deserves_threads(const Domain& domain, const Schedule& schedule) noexcept;
 
-// The same, were there any.
+// The same if the domain were allowed several threads.
 bool would_deserve_threads(const Domain& domain, const Schedule& schedule) noexcept;
 
-// The same guessed before a schedule is written, from the marked cliques and the targets beliefs.
+// The same estimated before a schedule is built, from the marked cliques and the target beliefs.
 bool may_deserve_threads(const TreeEngine& engine) noexcept;
 
-// Chooses the root_region so that `threads` threads are busy most of the time; without subtrees where that
-// does not pay. Nothing that is computed depends on the choice.
+// Chooses the root region so that `threads` threads are busy most of the time; no subtrees where that does
+// not pay. Results do not depend on the choice.
 Subtrees find_subtrees(const TreeEngine& engine, const Schedule& schedule, const ParallelSettings& settings);
 
-// The same for a plan, whose operations are all it collects and then all it distributes.
-Subtrees find_subtrees(const EliminationSchedule& plan, const ParallelSettings& settings);
+// The same for an elimination schedule, whose operations are its collects followed by its distributes.
+Subtrees find_subtrees(const EliminationSchedule& schedule, const ParallelSettings& settings);
 
 }  // namespace tv

@@ -1,5 +1,5 @@
-// Restricting tables to fixed states: which dimensions remain, how others meet them, and cutting
-// initialised tables down in place.
+// Reducing tables by the observed states: which dimensions remain, which strides others have along them, and
+// reducing initialised tables in place.
 
 #include <algorithm>
 
@@ -20,11 +20,11 @@ bool pattern_changes(const ReducedTable& table) noexcept {
   return false;
 }
 
-// Copies the entries that agree with the newly fixed states to the front. Kept dimensions stay in order,
-// so that an entry never moves behind one that is still to be read.
+// Moves the entries that agree with the newly observed states to the front. The remaining dimensions stay in
+// order, so that no entry is overwritten before it has been read.
 void reduce(const ReducedTable& table, float* numbers) noexcept {
   Dimension nest[64];
-  size_t offset = 0, stride = 1, kept = 1, count = 0;
+  size_t offset = 0, stride = 1, reduced_stride = 1, count = 0;
   for (size_t m = table.members->size(); m-- > 0;) {
     if (!table.spans(m)) continue;
     const size_t d = table.dimension_of[m];
@@ -33,8 +33,8 @@ void reduce(const ReducedTable& table, float* numbers) noexcept {
     if (becomes_observed(node)) {
       offset += static_cast<size_t>(compiled(*node).next_observed_state) * stride;
     } else {
-      nest[count++] = {states, kept, stride};
-      kept *= states;
+      nest[count++] = {states, reduced_stride, stride};
+      reduced_stride *= states;
     }
     stride *= states;
   }
@@ -67,7 +67,7 @@ void reduce_clique(const CliqueWork& work) noexcept {
     reduce(work.table, work.table.numbers);
 }
 
-// With what its ends keep of the messages, where they are lazy cliques.
+// With the messages that lazy cliques at its ends have stored.
 void reduce_separator(const TreeEngine& engine, size_t child) noexcept {
   const ReducedTable& table = engine.separators[child].old;
   reduce(table, table.numbers);
@@ -95,14 +95,14 @@ void plan_clique(TreeEngine& engine, size_t clique, bool cuts) noexcept {
   ++work.version;
 }
 
-// Makes plans for the tables whose fixed members change; initialised ones are cut down where `cuts` says so.
-// Separators first: the plans of links need their new shapes.
+// Sets the shapes of the tables whose observed members change; initialised ones are reduced where `cuts` says
+// so. Separators first: the strides of links depend on their new shapes.
 void plan_tables(TreeEngine& engine, bool cuts) noexcept {
   for (size_t c = 0; c < engine.cliques.size(); ++c) plan_separator(engine, c, cuts);
   for (size_t c = 0; c < engine.cliques.size(); ++c) plan_clique(engine, c, cuts);
 }
 
-// The same; only tables that hold a node whose fixed state changes are looked at.
+// The same, looking only at tables with a node that becomes observed or ceases to be.
 void plan_changed_tables(TreeEngine& engine) noexcept {
   for (const auto plan : {plan_separator, plan_clique})
     for_each_with_evidence(engine, [&](const Node& node) {
@@ -180,7 +180,7 @@ void apply_observed_states(TreeEngine& engine, bool everywhere) noexcept {
 void refresh_plans(TreeEngine& engine) noexcept {
   if (!engine.plans_are_stale) return;
   engine.plans_are_stale = false;
-  // The numbers have these shapes already. What comes next must not be lost meanwhile.
+  // The numbers already have these shapes. The states that come next must not get lost meanwhile.
   const auto exchange = [](const Node& node) {
     std::swap(compiled(node).next_observed_state, compiled(node).observed_state);
   };
@@ -191,7 +191,7 @@ void refresh_plans(TreeEngine& engine) noexcept {
 
 void forget_tables(TreeEngine& engine) noexcept {
   engine.marginals_only = false;
-  engine.kept_potentials.clear();
+  engine.saved_potentials.clear();
   engine.is_extended = false;
   engine.lost_share = -std::numeric_limits<double>::infinity();
   for (CliqueWork& work : engine.cliques) {
@@ -203,7 +203,7 @@ void forget_tables(TreeEngine& engine) noexcept {
   if (engine.has_lazy)
     for (LinkPlan& link : engine.link_plans) link.holds = false;
   if (!engine.cg) return;
-  engine.cg->incorporated = false;
+  engine.cg->holds_densities = false;
   engine.cg->growth = 0.0;
   ++engine.cg->round;
   ++engine.cg->resets;

@@ -14,7 +14,7 @@
 namespace tv {
 namespace {
 
-// Meets one and the same number everywhere in a table.
+// Maps every entry of a table onto one number.
 struct ScalarIndexMap : IndexMap {
   explicit ScalarIndexMap(const Shape& shape) noexcept {
     steps = no_steps;
@@ -32,60 +32,62 @@ struct ScalarIndexMap : IndexMap {
 
 // ---- Operations ----
 
-tv_status_t OperationRunner::run(const Lane& lane, const Operation& operation, CollectOutcome& outcome) {
+tv_status_t OperationRunner::run(const Workspace& workspace, const Operation& operation,
+                                 CollectOutcome& outcome) {
   switch (operation.kind) {
     case OperationKind::collect:
-      return collect(lane, operation, outcome);
+      return collect(workspace, operation, outcome);
     case OperationKind::root:
-      return collect_root(lane, operation, outcome);
+      return collect_root(workspace, operation, outcome);
     case OperationKind::pass:
-      return run_table_pass(lane, operation);
+      return run_table_pass(workspace, operation);
     case OperationKind::separator_pass:
-      return run_separator_pass(lane, operation), tv_status_none;
+      return run_separator_pass(workspace, operation), tv_status_none;
     case OperationKind::message:
-      return send(lane, operation);
+      return send(workspace, operation);
     case OperationKind::belief:
-      return store_belief(lane, operation);
+      return store_belief(workspace, operation);
   }
   return tv_status_error;
 }
 
 // ---- Passes over a clique's table ----
 
-// Schedules are written for the totals of the engine. Other lanes need room for the steps.
-const Step* OperationRunner::steps_for(const Lane& lane, const Step* steps, size_t count,
+// Schedules are built for the accumulators of the engine. For the workspace of another thread their steps are
+// redirected.
+const Step* OperationRunner::steps_for(const Workspace& workspace, const Step* steps, size_t count,
                                        Step* moved) const noexcept {
-  if (lane.totals == engine_.totals.data()) return steps;
+  if (workspace.totals == engine_.totals.data()) return steps;
   for (size_t s = 0; s < count; ++s) {
     moved[s] = steps[s];
     double*& target = moved[s].target;
     if (target >= engine_.totals.begin() && target < engine_.totals.end())
-      target = lane.totals + (target - engine_.totals.begin());
+      target = workspace.totals + (target - engine_.totals.begin());
     else if (target >= engine_.belief_totals.begin() && target < engine_.belief_totals.end())
-      target = lane.belief_totals + (target - engine_.belief_totals.begin());
+      target = workspace.belief_totals + (target - engine_.belief_totals.begin());
   }
   return moved;
 }
 
-void OperationRunner::run_pass_in(const Lane& lane, const Shape& shape, float* numbers, const Step* steps,
-                                  size_t count) {
+void OperationRunner::run_pass_in(const Workspace& workspace, const Shape& shape, float* numbers,
+                                  const Step* steps, size_t count) {
   Step moved[kMaxFusedSteps];
-  run_pass(shape, numbers, steps_for(lane, steps, count, moved), count, lane.settings);
+  run_pass(shape, numbers, steps_for(workspace, steps, count, moved), count, workspace.settings);
 }
 
-// A pass over a clique without a table. Where single precision is left on the way, its products are doubles;
-// false where these do not suffice. `clear` sets the totals to zero.
+// A pass over a lazy clique. If a product leaves the range of floats, the pass is repeated in doubles; false
+// where these do not suffice. `clear` sets the accumulators to zero.
 template <class Clear>
-bool OperationRunner::run_over_products(const Lane& lane, const Operation& operation, Clear clear) {
+bool OperationRunner::run_over_products(const Workspace& workspace, const Operation& operation, Clear clear) {
   const unsigned earlier = range_flags();
   clear_range_flags();
   clear();
-  run_steps(lane, operation, steps(operation), operation.step_count);
+  run_steps(workspace, operation, steps(operation), operation.step_count);
   if (range_flags()) {
     clear_range_flags();
     clear();
     Step moved[kMaxFusedSteps];
-    run_double_pass(operation.shape, steps_for(lane, steps(operation), operation.step_count, moved),
+    run_double_pass(operation.shape, steps_for(workspace, steps(operation), operation.step_count, moved),
                     operation.step_count);
   }
   const bool succeeds = !range_flags();
@@ -93,51 +95,53 @@ bool OperationRunner::run_over_products(const Lane& lane, const Operation& opera
   return succeeds;
 }
 
-void OperationRunner::run_steps(const Lane& lane, const Operation& operation, const Step* steps,
+void OperationRunner::run_steps(const Workspace& workspace, const Operation& operation, const Step* steps,
                                 size_t count) {
   if (count == 0) return;
-  run_pass_in(lane, operation.shape, work(operation).table.numbers, steps, count);
+  run_pass_in(workspace, operation.shape, work(operation).table.numbers, steps, count);
   work(operation).initialized = true;
   if (!steps->target) ++work(operation).version;
 }
 
-tv_status_t OperationRunner::run_table_pass(const Lane& lane, const Operation& operation) {
+tv_status_t OperationRunner::run_table_pass(const Workspace& workspace, const Operation& operation) {
   const auto clear = [&] {
-    clear_array(lane.totals, operation.clear_totals, lane.settings);
-    std::fill_n(lane.belief_totals, operation.clear_beliefs, 0.0);
+    clear_array(workspace.totals, operation.clear_totals, workspace.settings);
+    std::fill_n(workspace.belief_totals, operation.clear_beliefs, 0.0);
   };
   if (operation.formed > 0 && work(operation).lazy)
-    return run_over_products(lane, operation, clear) ? tv_status_none : kOutOfRange;
+    return run_over_products(workspace, operation, clear) ? tv_status_none : kOutOfRange;
   clear();
   if (operation.formed == 0)
-    return run_steps(lane, operation, steps(operation), operation.step_count), tv_status_none;
-  if (!operation.repeats) bring_up_to_date(lane, operation);
-  run_steps(lane, operation, steps(operation) + operation.formed, operation.step_count - operation.formed);
+    return run_steps(workspace, operation, steps(operation), operation.step_count), tv_status_none;
+  if (!operation.repeats) bring_up_to_date(workspace, operation);
+  run_steps(workspace, operation, steps(operation) + operation.formed,
+            operation.step_count - operation.formed);
   return tv_status_none;
 }
 
-// The schedule was written for a lazy clique, but its table is stored meanwhile: only the news are missing.
-void OperationRunner::bring_up_to_date(const Lane& lane, const Operation& operation) {
+// The schedule was built while the clique was lazy, but its table is stored by now: it lacks only the latest
+// update.
+void OperationRunner::bring_up_to_date(const Workspace& workspace, const Operation& operation) {
   if (operation.link == static_cast<uint32_t>(kNone)) {
     const ScalarIndexMap map(operation.shape);
     const Step normalize = {StepKind::multiply, &map, &engine_.inverse};
-    run_steps(lane, operation, &normalize, 1);
+    run_steps(workspace, operation, &normalize, 1);
     return;
   }
   const float* message = work(operation).links[operation.link].received;
   const Step* factor = steps(operation);
   while (factor->operand != message) ++factor;
   const Step update = {StepKind::multiply, factor->map, message};
-  run_steps(lane, operation, &update, 1);
+  run_steps(workspace, operation, &update, 1);
 }
 
-void OperationRunner::run_separator_pass(const Lane& lane, const Operation& operation) {
-  std::fill_n(lane.belief_totals, operation.clear_beliefs, 0.0);
+void OperationRunner::run_separator_pass(const Workspace& workspace, const Operation& operation) {
+  std::fill_n(workspace.belief_totals, operation.clear_beliefs, 0.0);
   if (operation.step_count)
-    run_pass_in(lane, operation.shape, operation.numbers, steps(operation), operation.step_count);
+    run_pass_in(workspace, operation.shape, operation.numbers, steps(operation), operation.step_count);
 }
 
-// ---- Factors ----
+// ---- Scaling factors ----
 
 // A factor taken out of a clique's table goes into the constants instead.
 void OperationRunner::note_factor(CliqueWork& work, double factor) noexcept {
@@ -161,59 +165,60 @@ void OperationRunner::set_constants() noexcept {
   tree_.log_constant += tree_.step_log_constant;
 }
 
-// Scales the table so that its largest entry lies between one and two: the power of two costs no precision.
-tv_status_t OperationRunner::rescale_table(const Lane& lane, const Operation& operation,
+// Scales the table so that its largest entry lies between one and two: a power of two costs no precision.
+tv_status_t OperationRunner::rescale_table(const Workspace& workspace, const Operation& operation,
                                            CollectOutcome& outcome) {
   const ScalarIndexMap map(operation.shape);
   double largest = 0.0;
   const Step find_largest = {StepKind::max, &map, nullptr, &largest};
-  run_steps(lane, operation, &find_largest, 1);
+  run_steps(workspace, operation, &find_largest, 1);
   if (tv_status_t status = _tv_check_norm_factor(largest)) return status;
   const int exponent = std::clamp(std::ilogb(largest), -126, 126);
   const float inverse = std::ldexp(1.0f, -exponent);
   outcome.exponent += exponent;
   const Step rescale = {StepKind::multiply, &map, &inverse};
-  run_steps(lane, operation, &rescale, 1);
+  run_steps(workspace, operation, &rescale, 1);
   return tv_status_none;
 }
 
 // Runs the updates of a collecting clique a few at a time. Messages and potentials have entries of at most
 // about one; a product of very many of them could underflow, so the table is rescaled in between.
-tv_status_t OperationRunner::run_in_parts(const Lane& lane, const Operation& operation, size_t together,
-                                          CollectOutcome& outcome) {
+tv_status_t OperationRunner::run_in_parts(const Workspace& workspace, const Operation& operation,
+                                          size_t together, CollectOutcome& outcome) {
   for (size_t first = 0; first < operation.updates; first += together) {
     if (first > 0)
-      if (tv_status_t status = rescale_table(lane, operation, outcome)) return status;
-    run_steps(lane, operation, steps(operation) + first,
+      if (tv_status_t status = rescale_table(workspace, operation, outcome)) return status;
+    run_steps(workspace, operation, steps(operation) + first,
               std::min<size_t>(together, operation.updates - first));
   }
-  run_steps(lane, operation, steps(operation) + operation.updates, operation.step_count - operation.updates);
+  run_steps(workspace, operation, steps(operation) + operation.updates,
+            operation.step_count - operation.updates);
   return tv_status_none;
 }
 
-// Brings a clique up to date and forms the outgoing marginal. Where products leave the range of ordinary
-// numbers and little is left of all of them, the table is formed again and rescaled after each step.
-tv_status_t OperationRunner::update_and_marginalize(const Lane& lane, const Operation& operation,
+// Brings a clique up to date and forms the outgoing marginal. Where products leave the range of normal floats
+// and the mass of all of them is small, the table is formed again and rescaled after each step.
+tv_status_t OperationRunner::update_and_marginalize(const Workspace& workspace, const Operation& operation,
                                                     double* totals, size_t size, CollectOutcome& outcome) {
   if (operation.updates > limits.most_updates) return kOutOfRange;
   const bool can_repeat = operation.starts_anew && operation.updates > 1;
   tv_status_t status = tv_status_none;
   const auto clear = [&] {
-    clear_array(totals, size, lane.settings);
-    if (request_.equilibrium == tv_equilibrium_max) engine_.table_sum = 0.0;  // else it is not asked for
+    clear_array(totals, size, workspace.settings);
+    if (request_.equilibrium == tv_equilibrium_max) engine_.table_sum = 0.0;  // otherwise unused
   };
   clear_range_flags();
   if (work(operation).lazy) {
-    if (!run_over_products(lane, operation, clear)) return kOutOfRange;
+    if (!run_over_products(workspace, operation, clear)) return kOutOfRange;
   } else {
     for (size_t together : {limits.updates_together, size_t{1}}) {
       clear();
       outcome.exponent = 0;
       status = tv_status_none;
       if (operation.updates <= together)
-        run_steps(lane, operation, steps(operation), operation.step_count);
+        run_steps(workspace, operation, steps(operation), operation.step_count);
       else
-        status = run_in_parts(lane, operation, together, outcome);
+        status = run_in_parts(workspace, operation, together, outcome);
       if (!range_flags()) break;
       if (!can_repeat || together == 1 || holds_mass(totals, size)) return kOutOfRange;
       clear_range_flags();
@@ -253,26 +258,28 @@ void OperationRunner::marginalize_onto(const CliqueWork& work, const LinkPlan& l
       request_.equilibrium, totals);
 }
 
-// The marginal becomes the rescaled update for the clique nearer to the root.
-tv_status_t OperationRunner::collect(const Lane& lane, const Operation& operation, CollectOutcome& outcome) {
+// Sends the rescaled ratio of the new marginal and the old one to the clique towards the root.
+tv_status_t OperationRunner::collect(const Workspace& workspace, const Operation& operation,
+                                     CollectOutcome& outcome) {
   CliqueWork& here = work(operation);
   const LinkPlan& link = here.links[operation.link];
-  if (tv_status_t status = update_and_marginalize(lane, operation, lane.totals, operation.size, outcome))
+  if (tv_status_t status =
+          update_and_marginalize(workspace, operation, workspace.totals, operation.size, outcome))
     return status;
-  if (weighs_findings_) marginalize_onto(here, link, lane.totals);
+  if (weighs_findings_) marginalize_onto(here, link, workspace.totals);
   SeparatorWork& separator = engine_.separators[link.separator];
-  float* message = place_of_message(operation);
+  float* message = message_buffer(operation);
   const RatioResult result = (operation.has_past ? divide_array : take_array)(
-      lane.totals, separator.old.numbers, message, operation.size, lane.settings);
+      workspace.totals, separator.old.numbers, message, operation.size, workspace.settings);
   if (range_flags()) return kOutOfRange;
   if (tv_status_t status = check_ratio(result, operation.has_past)) return status;
   outcome.mass = request_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
   outcome.largest = result.largest;
   if (tv_status_t status = _tv_check_norm_factor(outcome.mass)) return status;
   if (tv_status_t status = _tv_check_norm_factor(outcome.largest)) return status;
-  scale_array(message, operation.size, 1.0 / outcome.largest, lane.settings);
+  scale_array(message, operation.size, 1.0 / outcome.largest, workspace.settings);
   if (range_flags()) return kOutOfRange;
-  keep_message(operation);
+  absorb_message(operation);
   return tv_status_none;
 }
 
@@ -285,20 +292,20 @@ void OperationRunner::account_for(const Operation& operation, const CollectOutco
   note_factor(receiver, outcome.largest);
 }
 
-float* OperationRunner::place_of_message(const Operation& operation) const noexcept {
+float* OperationRunner::message_buffer(const Operation& operation) const noexcept {
   const LinkPlan& link = work(operation).links[operation.link];
   const CliqueWork& receiver = engine_.cliques[link.neighbor];
-  return tv::place_of_message(receiver, receiver.links[link.back], engine_.separators[link.separator]);
+  return tv::message_buffer(receiver, receiver.links[link.back], engine_.separators[link.separator]);
 }
 
-void OperationRunner::keep_message(const Operation& operation) const noexcept {
+void OperationRunner::absorb_message(const Operation& operation) const noexcept {
   const LinkPlan& link = work(operation).links[operation.link];
   CliqueWork& receiver = engine_.cliques[link.neighbor];
-  tv::keep_message(receiver, receiver.links[link.back], engine_.separators[link.separator], operation.size);
+  tv::absorb_message(receiver, receiver.links[link.back], engine_.separators[link.separator], operation.size);
 }
 
-// A clique's conflict is measured by the mass of its message, but the message itself is scaled by its
-// largest entry: a message that says nothing then multiplies by ones, however many such messages there are.
+// A clique's conflict is measured by the mass of its message, but the message itself is scaled by its largest
+// entry: an uninformative message then multiplies by ones, however many such messages there are.
 void OperationRunner::pass_conflict_on(CliqueWork& from, CliqueWork& to, double mass) noexcept {
   if (tree_.equilibrium == tv_equilibrium_none) return;
   if (weighs_findings_) from.clique->conflict *= evidence_of_departing_members(from, to.clique);
@@ -307,10 +314,11 @@ void OperationRunner::pass_conflict_on(CliqueWork& from, CliqueWork& to, double 
 }
 
 // Brings the root up to date and finds the constant by which it will be normalised.
-tv_status_t OperationRunner::collect_root(const Lane& lane, const Operation& operation,
+tv_status_t OperationRunner::collect_root(const Workspace& workspace, const Operation& operation,
                                           CollectOutcome& outcome) {
   CliqueWork& here = work(operation);
-  if (tv_status_t status = update_and_marginalize(lane, operation, &engine_.mass, 1, outcome)) return status;
+  if (tv_status_t status = update_and_marginalize(workspace, operation, &engine_.mass, 1, outcome))
+    return status;
   note_power(here, outcome.exponent);
   if (tv_status_t status = normalize_root()) return status;
   if (tree_.equilibrium != tv_equilibrium_none) {
@@ -330,34 +338,34 @@ tv_status_t OperationRunner::normalize_root() noexcept {
   return tv_status_none;
 }
 
-// Normalises a lazy root through the smallest of its factors.
+// Normalises a lazy root by scaling the smallest of its factors.
 void OperationRunner::normalize_factors(const Operation& operation) noexcept {
   const Step* smallest = nullptr;
   for (const Step* step = steps(operation); step < steps(operation) + operation.formed; ++step) {
-    const bool is_kept =
+    const bool is_stored =
         (step->operand >= engine_.numbers.begin() && step->operand < engine_.numbers.end()) ||
         step->operand == &work(operation).constant;
-    if (is_kept && (!smallest || step->map->other_size < smallest->map->other_size)) smallest = step;
+    if (is_stored && (!smallest || step->map->other_size < smallest->map->other_size)) smallest = step;
   }
   kernels().scale(const_cast<float*>(smallest->operand), smallest->map->other_size, 1.0 / engine_.mass);
 }
 
 // ---- Distributing ----
 
-tv_status_t OperationRunner::send(const Lane& lane, const Operation& operation) {
+tv_status_t OperationRunner::send(const Workspace& workspace, const Operation& operation) {
   const LinkPlan& link = work(operation).links[operation.link];
   SeparatorWork& separator = engine_.separators[link.separator];
-  double* totals = lane.totals + operation.totals;
+  double* totals = workspace.totals + operation.totals;
   if (weighs_findings_) marginalize_onto(work(operation), link, totals);
   const RatioResult result = (operation.has_past ? divide_array : take_array)(
-      totals, separator.old.numbers, place_of_message(operation), operation.size, lane.settings);
-  keep_message(operation);
+      totals, separator.old.numbers, message_buffer(operation), operation.size, workspace.settings);
+  absorb_message(operation);
   const tv_status_t status = check_ratio(result, operation.has_past);
   return status && range_flags() ? kOutOfRange : status;
 }
 
 // Stores a belief so that it sums to one (or its largest entry is one, under max).
-tv_status_t OperationRunner::store_belief(const Lane& lane, const Operation& operation) noexcept {
+tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Operation& operation) noexcept {
   const BeliefPlan& plan = *operation.belief;
   const CompiledNode& data = compiled(*plan.node);
   const size_t states = plan.node->number_of_states;
@@ -366,7 +374,7 @@ tv_status_t OperationRunner::store_belief(const Lane& lane, const Operation& ope
     data.belief[data.observed_state] = 1.0f;
     return tv_status_none;
   }
-  double* totals = lane.belief_totals + operation.totals;
+  double* totals = workspace.belief_totals + operation.totals;
   if (weighs_findings_) {
     size_t steps[64];
     step_in_member(*operation.table, plan.member, steps);

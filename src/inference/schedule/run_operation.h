@@ -1,4 +1,4 @@
-// Running the operations of a schedule: a pass, and what becomes of the marginals that it formed.
+// Runs single operations of a schedule: a pass, and what becomes of the marginals that it formed.
 #pragma once
 
 #include "inference/schedule/run_schedule.h"
@@ -6,14 +6,14 @@
 
 namespace tv {
 
-// Where a thread sums, and how it runs passes.
-struct Lane {
+// The workspace of one thread: its accumulators, and how it runs passes.
+struct Workspace {
   double* totals;
   double* belief_totals;
   ParallelSettings settings;
 };
 
-// What a collecting clique has found out beside its message.
+// The scaling of a collecting clique's message.
 struct CollectOutcome {
   double mass = 1.0, largest = 1.0;
   int exponent = 0;  // powers of two that were taken out of its table
@@ -32,9 +32,10 @@ class OperationRunner {
 
   bool weighs_findings() const noexcept { return weighs_findings_; }
 
-  tv_status_t run(const Lane& lane, const Operation& operation, CollectOutcome& outcome);
+  tv_status_t run(const Workspace& workspace, const Operation& operation, CollectOutcome& outcome);
 
-  // The constants and the conflict. To be called in the order of the schedule, before the root is run.
+  // Updates the constants and the conflict. To be called in the order of the schedule, before the root is
+  // run.
   void account_for(const Operation& operation, const CollectOutcome& outcome) noexcept;
 
   // Completes the constants by the root's mass.
@@ -45,37 +46,39 @@ class OperationRunner {
   Step* steps(const Operation& operation) const noexcept { return steps_ + operation.first_step; }
 
   // Passes over a table.
-  const Step* steps_for(const Lane& lane, const Step* steps, size_t count, Step* moved) const noexcept;
-  void run_pass_in(const Lane& lane, const Shape& shape, float* numbers, const Step* steps, size_t count);
-  void run_steps(const Lane& lane, const Operation& operation, const Step* steps, size_t count);
-  tv_status_t run_table_pass(const Lane& lane, const Operation& operation);
+  const Step* steps_for(const Workspace& workspace, const Step* steps, size_t count,
+                        Step* moved) const noexcept;
+  void run_pass_in(const Workspace& workspace, const Shape& shape, float* numbers, const Step* steps,
+                   size_t count);
+  void run_steps(const Workspace& workspace, const Operation& operation, const Step* steps, size_t count);
+  tv_status_t run_table_pass(const Workspace& workspace, const Operation& operation);
   template <class Clear>
-  bool run_over_products(const Lane& lane, const Operation& operation, Clear clear);
-  void bring_up_to_date(const Lane& lane, const Operation& operation);
-  void run_separator_pass(const Lane& lane, const Operation& operation);
+  bool run_over_products(const Workspace& workspace, const Operation& operation, Clear clear);
+  void bring_up_to_date(const Workspace& workspace, const Operation& operation);
+  void run_separator_pass(const Workspace& workspace, const Operation& operation);
 
-  // Factors taken out, and where products could underflow.
+  // Scaling factors, and products that could underflow.
   void note_factor(CliqueWork& work, double factor) noexcept;
   void note_power(CliqueWork& work, int exponent) noexcept;
   void set_constants() noexcept;
-  tv_status_t rescale_table(const Lane& lane, const Operation& operation, CollectOutcome& outcome);
-  tv_status_t run_in_parts(const Lane& lane, const Operation& operation, size_t together,
+  tv_status_t rescale_table(const Workspace& workspace, const Operation& operation, CollectOutcome& outcome);
+  tv_status_t run_in_parts(const Workspace& workspace, const Operation& operation, size_t together,
                            CollectOutcome& outcome);
-  tv_status_t update_and_marginalize(const Lane& lane, const Operation& operation, double* totals,
+  tv_status_t update_and_marginalize(const Workspace& workspace, const Operation& operation, double* totals,
                                      size_t size, CollectOutcome& outcome);
 
   // Messages.
   tv_status_t check_ratio(const RatioResult& result, bool has_past) const noexcept;
   double evidence_of_departing_members(const CliqueWork& work, const Clique* target) const noexcept;
   void marginalize_onto(const CliqueWork& work, const LinkPlan& link, double* totals) const noexcept;
-  tv_status_t collect(const Lane& lane, const Operation& operation, CollectOutcome& outcome);
-  float* place_of_message(const Operation& operation) const noexcept;
-  void keep_message(const Operation& operation) const noexcept;
+  tv_status_t collect(const Workspace& workspace, const Operation& operation, CollectOutcome& outcome);
+  float* message_buffer(const Operation& operation) const noexcept;
+  void absorb_message(const Operation& operation) const noexcept;
   void pass_conflict_on(CliqueWork& from, CliqueWork& to, double mass) noexcept;
-  tv_status_t collect_root(const Lane& lane, const Operation& operation, CollectOutcome& outcome);
+  tv_status_t collect_root(const Workspace& workspace, const Operation& operation, CollectOutcome& outcome);
   void normalize_factors(const Operation& operation) noexcept;
-  tv_status_t send(const Lane& lane, const Operation& operation);
-  tv_status_t store_belief(const Lane& lane, const Operation& operation) noexcept;
+  tv_status_t send(const Workspace& workspace, const Operation& operation);
+  tv_status_t store_belief(const Workspace& workspace, const Operation& operation) noexcept;
 
   const PropagationRequest& request_;
   TreeEngine& engine_;

@@ -1,5 +1,4 @@
-// Running what was written down: operation by operation, by short operations, or in subtrees on several
-// threads.
+// Runs a schedule: operation by operation, as gather lists, or with its subtrees in parallel.
 
 #include <algorithm>
 #include <atomic>
@@ -20,7 +19,7 @@ namespace {
 
 class Runner {
  public:
-  // `steps` is how often progress will be told, about.
+  // `steps` is how often progress will be reported, about.
   Runner(const PropagationRequest& request, size_t steps) noexcept
       : request_(request),
         engine_(request.engine),
@@ -49,10 +48,10 @@ class Runner {
     return run_operations();
   }
 
-  // A part of a schedule for which no threads are started.
-  static tv_status_t run_streamed(void* runner, const Schedule& portion) {
+  // Runs the part of a streamed schedule that belongs to one clique, for which no threads are started.
+  static tv_status_t run_streamed(void* runner, const Schedule& part) {
     Runner& self = *static_cast<Runner*>(runner);
-    self.set_schedule(portion);
+    self.set_schedule(part);
     self.settings_.concurrency_level = 1;
     self.find_potentials();
     return self.run_operations();
@@ -64,39 +63,39 @@ class Runner {
     operations_.set_steps(schedule.steps);
   }
 
-  Lane main_workspace(const ParallelSettings& settings) const noexcept {
+  Workspace main_workspace(const ParallelSettings& settings) const noexcept {
     return {engine_.totals.data(), engine_.belief_totals.data(), settings};
   }
 
   tv_status_t run_operations() {
-    const Lane lane = main_workspace(settings_);
+    const Workspace workspace = main_workspace(settings_);
     for (size_t i = 0; i < schedule_.operation_count; ++i) {
       if (tv_status_t status = progress_.advance()) return status;
-      if (tv_status_t status = run_alone(lane, schedule_.operations[i])) return status;
+      if (tv_status_t status = run_alone(workspace, schedule_.operations[i])) return status;
     }
     return tv_status_none;
   }
 
-  tv_status_t run_alone(const Lane& lane, const Operation& operation) {
+  tv_status_t run_alone(const Workspace& workspace, const Operation& operation) {
     CollectOutcome outcome;
-    if (tv_status_t status = operations_.run(lane, operation, outcome)) return status;
+    if (tv_status_t status = operations_.run(workspace, operation, outcome)) return status;
     operations_.account_for(operation, outcome);
     return tv_status_none;
   }
 
-  // A kept schedule: short operations, and others in between.
+  // A cached schedule: gather operations, and plain ones in between.
   tv_status_t run_gather(const GatherSchedule& gather) {
-    find_short_potentials(gather);
+    bind_potentials(gather);
     const bool tells = engine_.domain->progress_handler;
-    const Lane lane = main_workspace(settings_);
+    const Workspace workspace = main_workspace(settings_);
     for (size_t next = 0; next < gather.operation_count;) {
       if (tv_status_t status = progress_.advance()) return status;
       const GatherOperation& operation = gather.operations[next];
       tv_status_t status = tv_status_none;
       if (operation.kind == GatherKind::operation)
-        status = run_alone(lane, schedule_.operations[gather.operations[next++].first]);
+        status = run_alone(workspace, schedule_.operations[gather.operations[next++].first]);
       else if (operation.kind == GatherKind::root)
-        status = collect_short_root(gather, gather.operations[next++]);
+        status = collect_gathered_root(gather, gather.operations[next++]);
       else
         status = run_gather_operations(engine_, gather, next, tells);
       if (status) return status;
@@ -109,12 +108,12 @@ class Runner {
     return tv_status_none;
   }
 
-  tv_status_t collect_short_root(const GatherSchedule& gather, const GatherOperation& operation) noexcept {
-    if (tv_status_t status = tv::collect_short_root(engine_, gather, operation)) return status;
+  tv_status_t collect_gathered_root(const GatherSchedule& gather, const GatherOperation& operation) noexcept {
+    if (tv_status_t status = tv::collect_gathered_root(engine_, gather, operation)) return status;
     return operations_.normalize_root();
   }
 
-  // Starting them takes as long as some passes over a large table.
+  // Starting threads takes as long as some passes over a large table.
   void use_threads_where_they_pay() noexcept {
     if (deserves_threads(*engine_.domain, schedule_))
       settings_.workers = &workers_;
@@ -151,30 +150,31 @@ class Runner {
     const std::vector<Subtrees::Part>& parts;
     std::vector<CollectOutcome>& outcomes;
     std::vector<Failure>& failures;
-    const std::vector<Lane>& lanes;
+    const std::vector<Workspace>& workspaces;
     size_t limit;  // operations from here on are left out
     std::atomic<size_t> next = 0;
 
     static void run(void* context, size_t begin, size_t) {
       SubtreeRun& run = *static_cast<SubtreeRun*>(context);
       for (size_t part; (part = run.next.fetch_add(1, std::memory_order_relaxed)) < run.parts.size();)
-        run.run_part(part, run.lanes[begin]);
+        run.run_part(part, run.workspaces[begin]);
     }
 
-    void run_part(size_t part, const Lane& lane) {
+    void run_part(size_t part, const Workspace& workspace) {
       const uint32_t* const operations = subtrees.operations.data() + parts[part].first;
       for (size_t at = 0; at < parts[part].count && operations[at] < limit; ++at)
-        if (tv_status_t status = runner.operations_.run(lane, runner.schedule_.operations[operations[at]],
-                                                        outcomes[operations[at]]))
+        if (tv_status_t status = runner.operations_.run(
+                workspace, runner.schedule_.operations[operations[at]], outcomes[operations[at]]))
           return failures[part].note(operations[at], status);
     }
   };
 
   void run_parts(const Subtrees& subtrees, const std::vector<Subtrees::Part>& parts,
-                 const std::vector<Lane>& lanes, std::vector<CollectOutcome>& outcomes, Failure& failure) {
+                 const std::vector<Workspace>& workspaces, std::vector<CollectOutcome>& outcomes,
+                 Failure& failure) {
     std::vector<Failure> failures(parts.size());
-    SubtreeRun run = {*this, subtrees, parts, outcomes, failures, lanes, failure.operation};
-    run_on_threads(lanes.size(), lanes.size(), SubtreeRun::run, &run, settings_.workers);
+    SubtreeRun run = {*this, subtrees, parts, outcomes, failures, workspaces, failure.operation};
+    run_on_threads(workspaces.size(), workspaces.size(), SubtreeRun::run, &run, settings_.workers);
     for (const Failure& each : failures) failure.note(each.operation, each.status);
   }
 
@@ -182,17 +182,17 @@ class Runner {
     std::vector<Block<double>> totals(settings_.concurrency_level - 1);
     ParallelSettings alone = settings_;
     alone.concurrency_level = 1;
-    std::vector<Lane> lanes = {main_workspace(alone)};
+    std::vector<Workspace> workspaces = {main_workspace(alone)};
     for (Block<double>& block : totals) {
       block.allocate_uninitialized(subtrees.totals + subtrees.belief_totals + alone.scratch_size);
       alone.scratch = block.data() + subtrees.totals + subtrees.belief_totals;
-      lanes.push_back({block.data(), block.data() + subtrees.totals, alone});
+      workspaces.push_back({block.data(), block.data() + subtrees.totals, alone});
     }
     std::vector<CollectOutcome> outcomes(schedule_.operation_count);
     Failure failure;
-    run_parts(subtrees, subtrees.collect, lanes, outcomes, failure);
+    run_parts(subtrees, subtrees.collect, workspaces, outcomes, failure);
     size_t accounted = 0;
-    const Lane lane = main_workspace(settings_);
+    const Workspace workspace = main_workspace(settings_);
     for (size_t i = 0; i < subtrees.root_region.count; ++i) {
       const size_t at = subtrees.operations[subtrees.root_region.first + i];
       if (at > failure.operation) return failure.status;  // only while collecting
@@ -200,13 +200,13 @@ class Runner {
       if (operation.kind == OperationKind::root)
         for (; accounted < at; ++accounted)
           operations_.account_for(schedule_.operations[accounted], outcomes[accounted]);
-      if (tv_status_t status = operations_.run(lane, operation, outcomes[at])) {
+      if (tv_status_t status = operations_.run(workspace, operation, outcomes[at])) {
         if (operation.kind == OperationKind::collect || operation.kind == OperationKind::root) return status;
         failure.note(at, status);
         break;
       }
     }
-    run_parts(subtrees, subtrees.distribute, lanes, outcomes, failure);
+    run_parts(subtrees, subtrees.distribute, workspaces, outcomes, failure);
     return failure.status;
   }
 
@@ -238,7 +238,7 @@ class Runner {
   ProgressMeter progress_;
 };
 
-// What failed after a number had left the range of single precision says nothing.
+// A failure after a number has left the range of single precision may be due to that alone.
 tv_status_t judge_range(tv_status_t status) noexcept {
   return status != tv_status_none && status != tv_status_error && range_flags() ? kOutOfRange : status;
 }

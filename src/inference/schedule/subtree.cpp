@@ -1,4 +1,4 @@
-// The walks over a junction tree that decide who sends messages to whom.
+// Traversals of a junction tree that determine which messages are sent.
 
 #include "inference/schedule/subtree.h"
 
@@ -12,8 +12,7 @@ void forget_order(TreeEngine& engine) noexcept {
   engine.order.clear();
 }
 
-// The walk over all cliques that lie behind links that `admits` accepts, breadth first, neighbours in the
-// order of their links.
+// Breadth-first traversal through the links that `admits` accepts, neighbours in the order of their links.
 template <class Admits>
 void walk(TreeEngine& engine, size_t start, Admits admits) noexcept {
   forget_order(engine);
@@ -29,8 +28,8 @@ void walk(TreeEngine& engine, size_t start, Admits admits) noexcept {
   }
 }
 
-// Every clique has a higher position than its parent: the highest of those that are not yet connected is
-// never on the way between the others.
+// Every clique has a higher position than its parent: the highest of those that are not yet connected never
+// lies on the path between the others.
 void connect_marked(TreeEngine& engine) noexcept {
   forget_order(engine);
   FixedList<size_t>& open = engine.order;

@@ -1,5 +1,5 @@
-// Which cliques take part in a propagation and in which order. Marks say which cliques have work; the
-// subtree that connects them is walked from a root outwards, and messages follow that walk backwards
+// Which cliques take part in a propagation and in which order. Cliques with new evidence are marked; the
+// subtree that connects them is traversed from a root outwards, and messages follow that order backwards
 // (collect) and forwards (distribute). All of it costs time in proportion to the cliques that take part.
 #pragma once
 
@@ -11,17 +11,16 @@ void mark_clique(TreeEngine& engine, size_t clique) noexcept;
 void mark_all_cliques(TreeEngine& engine) noexcept;
 void clear_marks(TreeEngine& engine) noexcept;
 
-// Marks the cliques on paths between marked ones (and `root`, when there is one) and returns the root:
-// the given one, or the clique of the subtree with the smallest table, the one nearer to the start of
-// the walk among equals.
+// Marks the cliques on paths between marked ones (and `root`, when there is one) and returns the root: the
+// given one, or the clique of the subtree with the smallest table, of equal ones the first in the traversal.
 size_t _tv_identify_subtree(TreeEngine& engine, size_t root) noexcept;
 
-// Marks the cliques around those in `order` that hold a targets node. From one of them to the next the way
-// leads through separators that hold one, too: what lies behind a separator that evidence cannot reach is out
-// of its reach.
+// Marks the cliques around those in `order` that hold a target node. The path from one of them to the next
+// leads through separators that hold one, too: behind a separator without target nodes there is nothing that
+// the evidence can reach.
 void extend_to_targets(TreeEngine& engine) noexcept;
 
-// Sets `order` and `reached_by` to the walk over the marked cliques from `root`.
+// Sets `order` and `reached_by` to the traversal of the marked cliques from `root`.
 void order_from(TreeEngine& engine, size_t root) noexcept;
 
 // Sets `order` to the cliques that hold the node, its home first.

@@ -11,7 +11,7 @@ namespace {
 
 bool is_utility(const Node* node) noexcept { return node && node->category == tv_category_utility; }
 
-// Propagation leaves expected utilities, whatever its equilibrium, with these nodes of decision models; all
+// Propagation leaves expected utilities, under either equilibrium, with these nodes of decision models; all
 // others are read like beliefs.
 bool has_own_results(const Node& node) noexcept {
   return node.domain->counters.utility > 0 && node.category != tv_category_function;

@@ -1,4 +1,4 @@
-// Building the utility engine of a tree: the lists that its cliques share, and room for every message.
+// Builds the utility engine of a tree: the lists that its cliques share, and memory for every message.
 
 #include "inference/utility/utility_engine.h"
 
@@ -17,7 +17,7 @@ bool has_utilities(const JunctionTree& tree) noexcept {
   return false;
 }
 
-// How much of each list the cliques of a tree need together, and the most that one pass needs.
+// The total length of each list over the cliques of a tree, and the most that one pass needs.
 struct Sizes {
   size_t operands = 0, links = 0, homes = 0, indexes = 0, maps = 0, messages = 0, findings = 0, expected = 0;
   size_t pass_factors = 0, pass_terms = 0, pass_targets = 0, pass_moments = 0, totals = 0;
@@ -34,7 +34,7 @@ void measure_clique(Sizes& sizes, const Clique& clique, size_t homes, size_t hom
   sizes.links += links;
   sizes.homes += homes;
   sizes.findings += home_states;
-  sizes.indexes += (2 + tables + links) * members;  // counts, dimensions; strides; positions
+  sizes.indexes += (2 + tables + links) * members;  // extents, dimensions; strides; positions
   sizes.maps += (tables + links + homes) * members;
   for (const Link& link : clique.links)
     sizes.messages = size_add(sizes.messages, size_multiply(link.separator->size, 2));
@@ -63,7 +63,7 @@ Sizes sizes_of(const JunctionTree& tree) noexcept {
   return sizes;
 }
 
-// Hands out parts of the lists, one behind the other.
+// Hands out consecutive parts of the lists.
 struct Parts {
   UtilityOperand* operands;
   UtilityLink* links;
@@ -113,17 +113,17 @@ void add_links(UtilityClique& work, Parts& parts) noexcept {
     for (size_t s = 0; s < plan.members->size(); ++s)
       plan.member_of[members.position((*plan.members)[s])] = s;
     parts.give(plan.map, members.size());
-    plan.room = link.separator->size;
+    plan.capacity = link.separator->size;
     plan.probability = parts.messages;
-    plan.utility = parts.messages + plan.room;
+    plan.utility = parts.messages + plan.capacity;
     plan.exponents = parts.exponents;
-    parts.messages += 2 * plan.room;
-    parts.exponents += plan.room;
+    parts.messages += 2 * plan.capacity;
+    parts.exponents += plan.capacity;
   }
   work.links = {first, parts.links};
 }
 
-// Each end of a separator learns which link of the other clique leads back.
+// Sets for each end of a separator the link of the other clique that leads back.
 void join_links(UtilityEngine& engine) {
   std::vector<size_t> in_parent(engine.cliques.size(), kNone), in_child(engine.cliques.size(), kNone);
   const auto is_child = [&](size_t c, size_t l) {

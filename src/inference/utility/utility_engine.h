@@ -1,9 +1,10 @@
 // Expected utilities of a tree. Beside the probabilities, whose tables live in TreeEngine, every separator
-// has two messages, one in each direction: what the cliques beyond it say about the probability of its
-// configurations, and the utility that is expected there given each of them (Lauritzen and Nilsson 2001).
-// Nothing is divided, and no clique table is stored: a clique's table is the product of its potentials and
-// of the messages that it has received, formed anew, in double precision, whenever it is summed over. A
-// message stays valid until something beyond its separator changes, whether that is evidence or a policy.
+// has two messages, one in each direction: the probability of its configurations given the evidence behind
+// it, and the utility that is expected there given each of them (Lauritzen and Nilsson 2001). As in
+// Shafer-Shenoy propagation nothing is divided, and no clique table is stored: a clique's table is the
+// product of its potentials and of the messages that it has received, formed anew, in double precision,
+// whenever it is summed over. A message stays valid until something behind its separator changes, whether
+// that is evidence or a policy.
 //
 // Everything is allocated when the domain is compiled.
 #pragma once
@@ -13,12 +14,12 @@
 #include <vector>
 
 #include "compile/forest.h"
-#include "inference/kept_tables.h"
+#include "inference/saved_tables.h"
 #include "tables/kernels/product_pass.h"
 
 namespace tv {
 
-// A table (potential, policy or utilities) as it meets the clique to which it is assigned.
+// A table (potential, policy or utilities) along the dimensions of the clique to which it is assigned.
 struct UtilityOperand {
   Node* node = nullptr;               // whose table it is, or null
   const Table* free_table = nullptr;  // one that no node owns
@@ -30,7 +31,7 @@ struct UtilityOperand {
   bool is_utility() const noexcept { return node && node->category == tv_category_utility; }
 };
 
-// One end of a separator: how it meets the clique, and the message that the clique receives through it.
+// One end of a separator, and the message that the clique receives through it.
 struct UtilityLink {
   size_t neighbor = 0;  // position of the other clique
   size_t back = 0;      // the link of that clique that leads here
@@ -40,10 +41,10 @@ struct UtilityLink {
   double* probability = nullptr;  // up to a factor
   double* utility = nullptr;      // 0 where the probability is
   int32_t* exponents = nullptr;   // of the probabilities, as powers of two, where `is_wide`
-  size_t room = 0;                // configurations when nothing is known
+  size_t capacity = 0;            // configurations without evidence, the capacity of the lists
   bool valid = false;
-  bool is_wide = false;      // no doubles hold all probabilities
-  bool has_utility = false;  // false: all zero, because there are no utilities beyond
+  bool is_wide = false;      // doubles do not hold all probabilities
+  bool has_utility = false;  // false: all zero, because there are no utilities behind the separator
 };
 
 // A node whose home is the clique: its findings are multiplied in, its expected utilities are read here.
@@ -51,17 +52,17 @@ struct UtilityMember {
   Node* node = nullptr;
   size_t member = 0;
   IndexMap map;
-  float* finding = nullptr;  // one per state; read where the node has a finding that is not in the shapes
+  float* finding = nullptr;  // one per state; read where the finding does not reduce the shapes
 };
 
 struct UtilityClique {
   const Clique* clique = nullptr;
-  Shape shape;                     // of the members whose state is not known
+  Shape shape;                     // of the unobserved members
   size_t* dimension_of = nullptr;  // per member: its dimension, or kNone
   std::span<UtilityOperand> operands;
   std::span<UtilityLink> links;
   std::span<UtilityMember> homes;
-  bool dirty = false;           // while changes are taken in
+  bool dirty = false;           // while changes are absorbed
   size_t materialized = kNone;  // the version that the host's copy of the utility table shows
 };
 
@@ -84,43 +85,43 @@ struct UtilityEngine {
   struct Hop {
     size_t clique, link;
   };
-  std::vector<Hop> path;  // of a walk over the tree
+  std::vector<Hop> path;  // of a traversal of the tree
   tv_evidence_mode_t mode = tv_evidence_normal;
-  KeptTables kept_tables;  // by operand: those that may have changed since they were propagated
-  bool stale = true;       // messages and results say nothing about the tables as they are now
-  size_t version = 0;      // grows with every change of results, for the host's copies
-  double scale = 0.0;      // bound of the sum of all utilities
+  SavedTables saved_tables;  // by operand: those that may have changed since they were propagated
+  bool stale = true;         // messages and results do not belong to the present tables
+  size_t version = 0;        // grows with every change of results, for the host's copies
+  double scale = 0.0;        // bound of the sum of all utilities
 };
 
 // Null for a tree without utility nodes.
 std::unique_ptr<UtilityEngine> new_utility_engine(JunctionTree& tree);
 size_t utility_engine_bytes(const JunctionTree& tree) noexcept;
 
-// Lets the nodes and the clique tables of the tree find their results; and takes that back.
+// Sets or clears the pointers from the nodes and the clique tables of the tree to their results.
 void attach_utilities(UtilityEngine& engine) noexcept;
 void detach_utilities(JunctionTree& tree) noexcept;
 
 UtilityEngine* utilities_of(const JunctionTree& tree) noexcept;  // null for a tree without utility nodes
 
-// Forgets all messages: the tables of the tree have changed, or its evidence as a whole.
+// Invalidates all messages: the tables of the tree have changed, or its evidence as a whole.
 void forget_utilities(JunctionTree& tree) noexcept;
 
 // Brings the expected utilities in line with the evidence that was propagated. `changed` lists the nodes
 // whose evidence differs from that of the last time.
 void update_expected_utilities(JunctionTree& tree, std::span<Node* const> changed) noexcept;
 
-// For the plans: makes shapes and maps those of the known states where these have changed, and marks
-// such cliques as dirty. Whether a state is known depends on the tree's evidence mode.
-void plan_utilities(UtilityEngine& engine) noexcept;
+// Sets shapes and strides to those of the observed states where these have changed, and marks such cliques as
+// dirty. Whether a state is observed depends on the tree's evidence mode.
+void shape_utilities(UtilityEngine& engine) noexcept;
 
 // Takes the strides of an operand from its node's present table.
 void refresh_operand(const UtilityClique& work, UtilityOperand& operand) noexcept;
 
-// Offset of the known states within an operand's table.
+// Offset of the observed states within an operand's table.
 size_t known_offset(const UtilityClique& work, const UtilityOperand& operand) noexcept;
 
-// Whether the operand has numbers that count: those of a decision with evidence do not, nor those of a node
-// without a table.
+// Whether the operand is a factor: the policy of a decision with evidence is none, nor is a node without a
+// table.
 bool counts(const UtilityOperand& operand) noexcept;
 
 // The position of a node's table among the operands; kNone where it is none of them.
@@ -129,7 +130,7 @@ size_t operand_of(const UtilityEngine& engine, const Node& node) noexcept;
 // Makes all messages to a clique valid.
 void collect_utilities(UtilityEngine& engine, size_t clique) noexcept;
 
-// Messages that leave the clique, and all that depend on them, are no longer valid.
+// Invalidates the messages that leave the clique, and all that depend on them.
 void invalidate_messages(UtilityEngine& engine, size_t clique) noexcept;
 
 // Fills `pass` with the factors and terms of a clique whose messages are valid, all but the message of one
@@ -141,10 +142,10 @@ struct Omissions {
 };
 void prepare_pass(UtilityEngine& engine, size_t clique, const Omissions& omitted) noexcept;
 
-// For each entry of a decision's table: the probability of the configuration up to a common factor, times
-// the utility expected there under all policies but the decision's own. `masses` gets the probabilities.
-// Both arrays have the size of the table and hold zeros; entries that evidence rules out stay zero. The
-// factor is common to the states of the decision only; `exponents` has room for as many numbers.
+// For each entry of a decision's table: the probability of the configuration up to a common factor, times the
+// utility expected there under all policies but the decision's own. `masses` gets the probabilities. Both
+// arrays have the size of the table and hold zeros; entries that evidence rules out stay zero. The factor is
+// common to the states of the decision only; `exponents` has to hold as many numbers.
 void sum_over_family(UtilityEngine& engine, const Node& decision, double* utilities, double* masses,
                      int32_t* exponents) noexcept;
 

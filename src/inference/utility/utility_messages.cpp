@@ -1,4 +1,4 @@
-// The messages of the utility engine and what is read from them.
+// The messages of the utility engine and the results that are read from its cliques.
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,7 @@
 namespace tv {
 namespace {
 
-// Whether the node has a finding that is not in the shapes.
+// Whether the node has a finding that does not reduce the shapes.
 bool has_finding(const Node& node) noexcept {
   const CompiledNode& data = compiled(node);
   return data.propagated_state != kNoEvidence && data.known_state < 0;
@@ -26,7 +26,7 @@ size_t configurations(const UtilityLink& link) noexcept { return link.map.other_
 
 constexpr int32_t kLeastExponent = -900;  // of probabilities in plain doubles
 
-// The same for probabilities with exponents of their own, which are left away where doubles hold them all.
+// The same for probabilities with exponents of their own, which are dropped where doubles hold them all.
 void finish_wide_message(UtilityLink& message, size_t size) noexcept {
   int32_t largest = INT32_MIN, smallest = INT32_MAX;
   for (size_t i = 0; i < size; ++i) {
@@ -45,7 +45,7 @@ void finish_wide_message(UtilityLink& message, size_t size) noexcept {
     message.probability[i] = std::ldexp(message.probability[i], message.exponents[i]);
 }
 
-// From sums to the message: utilities given the configuration, and probabilities of which the largest is
+// Turns sums into a message: utilities given the configuration, and probabilities of which the largest is
 // between one half and one.
 void finish_message(UtilityLink& message, size_t size) noexcept {
   const double largest = *std::max_element(message.probability, message.probability + size);
@@ -59,7 +59,7 @@ void finish_message(UtilityLink& message, size_t size) noexcept {
   for (size_t i = 0; i < size; ++i) message.probability[i] = std::ldexp(message.probability[i], -exponent);
 }
 
-// What a clique says through one of its links.
+// Sends the message of a clique through one of its links.
 void send(UtilityEngine& engine, size_t clique, size_t via) noexcept {
   UtilityClique& work = engine.cliques[clique];
   UtilityLink& link = work.links[via];
@@ -82,7 +82,7 @@ double conditional(double utility, double probability) noexcept {
   return probability > 0.0 ? utility / probability : 0.0;
 }
 
-// Adds a target for the states of a node, behind those that are there.
+// Adds a marginal over the states of a node, behind those that are there.
 size_t add_states(UtilityEngine& engine, const UtilityMember& home, size_t used) noexcept {
   double* totals = engine.totals.data() + used;
   const size_t states = home.node->number_of_states;
@@ -94,7 +94,7 @@ size_t add_states(UtilityEngine& engine, const UtilityMember& home, size_t used)
 void store_states(const UtilityMember& home, const double* totals) noexcept {
   const CompiledNode& data = compiled(*home.node);
   const size_t states = home.node->number_of_states;
-  // A known state has no dimension: its sums stand in the first place.
+  // An observed state has no dimension: its sums are in the first entry.
   if (data.known_state >= 0) {
     std::fill_n(data.expected_utility, states, 0.0);
     data.expected_utility[data.known_state] = conditional(totals[states], totals[0]);
@@ -213,7 +213,7 @@ void invalidate_messages(UtilityEngine& engine, size_t clique) noexcept {
     const UtilityClique& work = engine.cliques[here];
     for (size_t l = 0; l < work.links.size(); ++l) {
       UtilityLink& message = other_end(engine, work.links[l]);
-      if (l == excluded || !message.valid) continue;  // nothing beyond depends on a message that is not there
+      if (l == excluded || !message.valid) continue;  // nothing behind the node depends on an invalid message
       message.valid = false;
       engine.path.push_back({work.links[l].neighbor, work.links[l].back});
     }
@@ -226,7 +226,7 @@ void invalidate_messages(UtilityEngine& engine, size_t clique) noexcept {
 void forget_utilities(JunctionTree& tree) noexcept {
   if (UtilityEngine* engine = utilities_of(tree)) {
     engine->stale = true;
-    engine->kept_tables.clear();
+    engine->saved_tables.clear();
     ++engine->version;
   }
 }
@@ -234,10 +234,11 @@ void forget_utilities(JunctionTree& tree) noexcept {
 void update_expected_utilities(JunctionTree& tree, std::span<Node* const> changed) noexcept {
   UtilityEngine* const engine = utilities_of(tree);
   if (!engine) return;
-  if (engine->mode != tree.mode) engine->stale = true;  // findings and shapes change places
+  if (engine->mode != tree.mode)
+    engine->stale = true;  // between the modes, findings become shapes or the reverse
   if (changed.empty() && !engine->stale) return;
   engine->mode = tree.mode;
-  plan_utilities(*engine);
+  shape_utilities(*engine);
   copy_findings(*engine);
   for (const Node* node : changed) engine->cliques[compiled(*node).home->position].dirty = true;
   if (engine->stale) {
@@ -250,7 +251,7 @@ void update_expected_utilities(JunctionTree& tree, std::span<Node* const> change
       if (engine->cliques[c].dirty) invalidate_messages(*engine, c);
   }
   engine->stale = false;
-  engine->kept_tables.clear();
+  engine->saved_tables.clear();
   ++engine->version;
   for (size_t c = 0; c < engine->cliques.size(); ++c) read_clique(*engine, c);
 }

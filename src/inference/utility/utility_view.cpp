@@ -1,4 +1,4 @@
-// Spreading what a clique knows about utilities over its full table.
+// Scatters the expected utilities of a clique over its full table.
 
 #include "inference/utility/utility_view.h"
 
@@ -10,7 +10,7 @@
 namespace tv {
 namespace {
 
-// Calls `visit` with the place of each entry of the clique's present shape in the full table, in order.
+// Calls `visit` with the position of each entry of the clique's present shape in the full table, in order.
 template <class Visit>
 void for_each_entry(const UtilityClique& work, Visit visit) {
   const NodeList& members = work.clique->members();
@@ -75,14 +75,14 @@ tv_status_t materialize_utilities(Table& table) {
   UtilityEngine& engine = *utilities_of(*clique.tree);
   UtilityClique& work = engine.cliques[clique.position];
   if (has_data(table) && work.materialized == engine.version) return tv_status_none;
-  if (engine.kept_tables.are_lost) return tv_status_no_equilibrium;
+  if (engine.saved_tables.are_lost) return tv_status_no_equilibrium;
   if (!has_data(table)) table.data.allocate_uninitialized(table.size);
   std::fill(table.data.begin(), table.data.end(), 0.0f);
   work.materialized = kNone;  // should memory run out on the way
   if (engine.stale) {
     add_own_utilities(work, table);
   } else {
-    const FormerNumbers numbers(engine.kept_tables,
+    const FormerNumbers numbers(engine.saved_tables,
                                 [&](size_t place) { return engine.operands[place].node->table.get(); });
     scatter_utilities(engine, clique.position, table);
   }

@@ -1,4 +1,4 @@
-// Cutting long arrays into parts.
+// Splits long arrays into parts for threads.
 
 #include "tables/kernels/array_kernels.h"
 

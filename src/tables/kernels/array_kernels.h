@@ -1,5 +1,5 @@
-// Kernels over arrays, which threads share where these are long. The parts into which an array is cut depend
-// on its length alone, and what they find is put together in their order.
+// Kernels over arrays, shared by threads where these are long. The parts into which an array is split depend
+// on its length alone, and their results are combined in a fixed order.
 #pragma once
 
 #include "tables/kernels/index_map.h"

@@ -1,5 +1,5 @@
-// Loops over a block of doubles: each operand meets it under its merged nest, three inner dimensions in one
-// function, short innermost ones unrolled.
+// Loop nests over a block of doubles and one operand, along their merged dimensions: three inner dimensions
+// in one function, short innermost ones unrolled.
 #pragma once
 
 #include "tables/kernels/index_map.h"
@@ -22,7 +22,7 @@ inline double sum_of(const double* x, size_t n) noexcept {
   return total;
 }
 
-// What happens to a pair of entries, and to a row of the block that meets a single entry.
+// The operation on a pair of entries, and on a row of the block that is combined with a single entry.
 template <class T>
 struct Multiply {
   using Entry = double;

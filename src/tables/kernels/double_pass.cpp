@@ -8,7 +8,7 @@
 namespace tv {
 namespace {
 
-// The blocks of a shape in order, and where each step's operand or target stands.
+// Visits the blocks of a shape in order, tracking each step's offset in its operand or target.
 class DoubleWalk {
  public:
   DoubleWalk(const Shape& shape, const Step* steps, size_t count)
@@ -46,7 +46,7 @@ class DoubleWalk {
   size_t position_[64] = {};
 };
 
-// The map of a block of which only a part is there.
+// The map of a block that is cut off at the end of a dimension.
 struct PartIndexMap : IndexMap {
   PartIndexMap(const IndexMap& whole, size_t of, size_t part) noexcept : IndexMap(whole) {
     if (part == of) return;

@@ -1,4 +1,5 @@
-// A pass without a table whose products are doubles, for where they leave the range of single precision.
+// A pass that forms its products in doubles and stores no table, for products that leave the range of single
+// precision.
 #pragma once
 
 #include "tables/kernels/index_map.h"

@@ -1,4 +1,4 @@
-// Finding the runs in which several factors meet a block.
+// Finds the vector runs of a fused product.
 
 #include "tables/kernels/fused_product.h"
 
@@ -7,11 +7,11 @@
 namespace tv {
 namespace {
 
-// The dimensions of a block, merged where all factors step as one.
+// The dimensions of a block, merged where all factors have proportional strides.
 struct JointNest {
   size_t levels = 0;  // the innermost first
-  size_t counts[kFormedLevels];
-  size_t steps[kMaxFused][kFormedLevels];
+  size_t counts[kFusedLevels];
+  size_t steps[kMaxFused][kFusedLevels];
 };
 
 JointNest join_nests(const FusedProduct& fused) noexcept {
@@ -56,14 +56,14 @@ struct RunFinder {
     }
   }
 
-  // How many indices of a dimension a run can take in.
+  // How many indices of a dimension a run can span.
   size_t most_of(size_t level, const JointNest& joint) const noexcept {
     size_t most = std::min(joint.counts[level], limits.longest_run / fused.length);
     for (size_t f = 0; f < fused.count; ++f) {
       const size_t step = joint.steps[f][level];
-      if (step == 0 ? fused.window[f] <= limits.window : along[f] && step == fused.length) continue;
-      const size_t room = fused.window[f] > limits.window ? 0 : limits.window - fused.window[f];
-      most = std::min(most, 1 + (step ? room / step : 0));
+      if (step == 0 ? fused.window[f] <= limits.gather_window : along[f] && step == fused.length) continue;
+      const size_t left = fused.window[f] > limits.gather_window ? 0 : limits.gather_window - fused.window[f];
+      most = std::min(most, 1 + (step ? left / step : 0));
     }
     return most;
   }
@@ -81,7 +81,7 @@ struct RunFinder {
     fused.length *= times;
   }
 
-  // The last vector of a run is looked up as a whole.
+  // Indices for the whole last vector of a run.
   void fill_up() noexcept {
     for (size_t f = 0; f < fused.count; ++f)
       for (size_t i = fused.length; i < kCapacity.longest_run && i % 16 != 0; ++i) fused.index[f][i] = 0;
@@ -119,7 +119,7 @@ void exchange(FusedProduct& fused, size_t a, size_t b) noexcept {
 
 }  // namespace
 
-void plan_fused(FusedProduct& fused, const FormedNest* factors, size_t count, bool assigns) noexcept {
+void plan_fused(FusedProduct& fused, const FactorNest* factors, size_t count, bool assigns) noexcept {
   fused.count = count;
   fused.assigns = assigns;
   for (size_t f = 0; f < count; ++f) {
@@ -131,7 +131,7 @@ void plan_fused(FusedProduct& fused, const FormedNest* factors, size_t count, bo
   find_runs(fused);
   fused.along = 0;
   for (size_t f = 0; f < count; ++f) {
-    if (fused.window[f] <= limits.window) continue;
+    if (fused.window[f] <= limits.gather_window) continue;
     if (f != fused.along) exchange(fused, f, fused.along);
     ++fused.along;
   }

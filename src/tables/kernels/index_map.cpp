@@ -1,4 +1,4 @@
-// How index spaces meet.
+// The strides of one table along the dimensions of another.
 
 #include "tables/kernels/index_map.h"
 
@@ -32,8 +32,8 @@ constexpr size_t kNothing = static_cast<size_t>(-1);
 void finish_index_map(IndexMap& map, const Shape& shape) noexcept {
   Dimension* const inner = map.inner;
   size_t count = 0, stride = 1, other_size = 1;
-  size_t following = kNothing;  // the step with which the next dimension goes on where the last one ends
-  // From the innermost dimension outwards; the nest is put into order at the end.
+  size_t following = kNothing;  // the stride of the next dimension if it continues the last one
+  // From the innermost dimension outwards; the nest is reversed at the end.
   for (size_t d = shape.dimensions; d-- > 0;) {
     const size_t step = map.steps[d], states = shape.counts[d];
     if (step) other_size *= states;

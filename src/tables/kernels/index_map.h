@@ -1,7 +1,7 @@
-// A map says how the index space of a table meets that of another one: for each dimension of the
-// table, the step in the other's data. Passes over a table run several operations, each with its
-// map, block by block: while a block of the table is in the nearest cache, everything that has to
-// happen to it happens, so that the table itself travels through memory once per pass.
+// An index map relates the index space of a table to that of another one: for each dimension of the table,
+// the stride in the other's data. A pass over a table runs several steps, each with its map, block by block:
+// all of them are applied to a block while it is in the nearest cache, so that the table travels through
+// memory once per pass.
 #pragma once
 
 #include <cstddef>
@@ -14,14 +14,14 @@
 
 namespace tv {
 
-// The dimensions of a table that are run over, outermost first. Nodes with a single possible state have
-// none, so every count is at least 2. A shape may name fewer dimensions than the table has nodes; the
-// table's entries are contiguous all the same. The counts lie elsewhere.
+// The dimensions over which a pass runs, outermost first. Nodes with a single possible state have none, so
+// every count is at least 2. A shape may have fewer dimensions than the table has nodes; the table's entries
+// are contiguous all the same. The counts are stored elsewhere.
 struct Shape {
   size_t* counts = nullptr;
   size_t size = 1;
   uint16_t dimensions = 0;
-  uint16_t outer = 0;  // dimensions outside a block; the rest, of at most limits.block entries, lies within
+  uint16_t outer = 0;  // dimensions outside a block; the others, of at most limits.block entries, lie within
   uint32_t part = 1;   // how many indices of the first dimension within go into one block
 };
 
@@ -41,15 +41,16 @@ struct OwnShape : Shape {
   std::vector<size_t> count_array;
 };
 
-// Steps and merged inner nest lie in arrays that outlive the map.
+// Strides and merged inner nest lie in arrays that outlive the map.
 struct IndexMap {
-  size_t* steps = nullptr;     // step in the other table for each dimension of the shape
+  size_t* steps = nullptr;     // stride in the other table along each dimension of the shape
   Dimension* inner = nullptr;  // the merged nest of one block
   size_t inner_count = 0;
-  size_t other_size = 1;  // entries of the other table that are met
+  size_t other_size = 1;  // entries of the other table that are mapped onto
 };
 
-// Fills `inner` from `steps`, merging neighbours. Both arrays have room for every dimension of the shape.
+// Fills `inner` from `steps`, merging neighbours. Both arrays must have the capacity for every dimension of
+// the shape.
 void finish_index_map(IndexMap& map, const Shape& shape) noexcept;
 
 // The map of a table over one dimension of the shape; beyond the last one, of a single number.
@@ -85,19 +86,19 @@ struct ParallelSettings {
   size_t grain_size = 10000;
   size_t concurrency_level = 1;
   Workers* workers = nullptr;  // threads that wait for work; without them they are started for each pass
-  double* scratch = nullptr;   // of the running thread, for totals of the parts of a pass
+  double* scratch = nullptr;   // of the running thread, for private accumulators of the parts of a pass
   size_t scratch_size = 0;
-  ProgressMeter* progress = nullptr;  // told on the calling thread during a long pass
+  ProgressMeter* progress = nullptr;  // reported to on the calling thread during a long pass
 };
 
-// How much of it a pass over a table of so many entries asks for.
-inline size_t own_totals_for(size_t table_size) noexcept {
+// The scratch size that a pass over a table of so many entries needs.
+inline size_t private_totals_for(size_t table_size) noexcept {
   const size_t targets = table_size / 8 < limits.most_totals ? table_size / 8 : limits.most_totals;
   return targets <= limits.local_totals ? 0 : targets;
 }
 
-// Runs `steps` in order over a table, on several threads where that is worth while. Without a table every
-// block is formed in a buffer, the first step assigning it, and forgotten: at most kMaxFusedSteps steps.
+// Runs `steps` in order over a table, on several threads where that pays. Without a table every block is
+// formed in a buffer, the first step assigning it, and dropped: at most kMaxFusedSteps steps.
 void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
               const ParallelSettings& settings);
 

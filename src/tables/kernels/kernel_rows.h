@@ -1,5 +1,5 @@
-// What happens to pairs of entries and to rows of them, as plain loops. Like kernels_body.h it is compiled
-// once for each instruction set; an instruction set may bring faster rows of its own, with the same bits.
+// Operations on pairs of entries and on rows of them, as plain loops. Like kernels_body.h it is compiled once
+// for each instruction set; an instruction set may bring faster rows of its own, with the same bits.
 
 constexpr size_t kLanes = 16;     // accumulators of a long sum
 constexpr size_t kFewLanes = 8;   // and of one over at most four times as many entries
@@ -42,8 +42,8 @@ inline float max_of(const float* x, size_t n) {
   return lane[0];
 }
 
-// An operation says what happens to one pair of entries and what to do with rows: `vector` rows run
-// along both tables, `scalar` rows meet one entry of the other table.
+// An operation defines what is done with one pair of entries and with rows: `vector` rows are contiguous in
+// both tables, `scalar` rows are combined with one entry of the other table.
 struct Assign {
   using TableEntry = float;
   using OtherEntry = const float;
@@ -80,7 +80,7 @@ struct Sum {
   void scalar(const float* x, double& y, size_t n) const { y += sum_of(x, n); }
 };
 
-// Of sums that are formed already, in part.
+// Sums of partial sums.
 struct SumAgain {
   using TableEntry = const double;
   using OtherEntry = double;
@@ -129,8 +129,9 @@ struct WeightedMax {
 };
 
 // ---- Rows ----
-// `rows` rows of n contiguous entries each, `stride` apart. Along: a row meets a row of the other table;
-// spread: it meets one entry. The rows and entries of the other table are `stride2` apart.
+// `rows` rows of n contiguous entries each, `stride` apart. Along: a row of the table is combined with a row
+// of the other one; broadcast: with one entry of it. The rows and entries of the other table are `stride2`
+// apart.
 
 template <class Op>
 inline void along(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t n, size_t rows,
@@ -139,8 +140,8 @@ inline void along(const Op& op, typename Op::TableEntry* x, typename Op::OtherEn
 }
 
 template <class Op>
-inline void spread(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t n,
-                   size_t rows, size_t stride, size_t stride2) {
+inline void broadcast(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y, size_t n,
+                      size_t rows, size_t stride, size_t stride2) {
   for (size_t i = 0; i < rows; ++i, x += stride, y += stride2) op.scalar(x, *y, n);
 }
 

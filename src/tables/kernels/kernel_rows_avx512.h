@@ -1,5 +1,5 @@
 // Rows in 512-bit vectors: the last vector of a row is masked, and short rows are packed several to a vector.
-// They add in the same order as the plain rows, and are found instead of them where the types match.
+// They add in the same order as the plain rows, and overload them where the types match.
 
 inline __mmask16 first_lanes(size_t n) { return static_cast<__mmask16>((1u << n) - 1); }
 
@@ -79,17 +79,17 @@ inline void along(const Assign&, float* x, const float* y, size_t n, size_t rows
                   size_t stride2) {
   change_rows(AssignVector{}, x, y, n, rows, stride, stride2);
 }
-inline void spread(const Multiply&, float* x, const float* y, size_t n, size_t rows, size_t stride,
-                   size_t stride2) {
+inline void broadcast(const Multiply&, float* x, const float* y, size_t n, size_t rows, size_t stride,
+                      size_t stride2) {
   spread_rows(MultiplyVector{}, x, y, n, rows, stride, stride2);
 }
-inline void spread(const Assign&, float* x, const float* y, size_t n, size_t rows, size_t stride,
-                   size_t stride2) {
+inline void broadcast(const Assign&, float* x, const float* y, size_t n, size_t rows, size_t stride,
+                      size_t stride2) {
   spread_rows(AssignVector{}, x, y, n, rows, stride, stride2);
 }
 
-// Sixteen rows of N entries one behind the other fill N vectors. In which row entry i of them is, and where
-// in it.
+// Sixteen consecutive rows of N entries fill N vectors. For entry i of these: its row, and its position in
+// it.
 template <size_t N>
 struct PackedRows {
   alignas(64) int row[N * kLanes] = {};
@@ -126,7 +126,7 @@ inline void change_part(const Change& change, float* x, __m512 other, size_t n) 
   for (size_t j = 0; j < (n & 3); ++j) x[j] = change(x[j], rest[j]);
 }
 
-// Rows one behind the other that meet one entry each (`one_row` false), or all of them the same row.
+// Consecutive rows combined with one entry each (`one_row` false), or all of them with the same row.
 template <size_t N, bool one_row, class Change>
 inline void change_packed(const Change& change, float* x, const float* y, size_t rows) {
   const int* index = one_row ? kPacked<N>.entry : kPacked<N>.row;
@@ -239,8 +239,8 @@ inline void spread_in_lanes(const float* x, double* y, size_t rows, size_t strid
   for (; i < rows; ++i, x += stride, y += stride2) *y += total_of(lanes(x));
 }
 
-inline void spread(const Sum&, const float* x, double* y, size_t n, size_t rows, size_t stride,
-                   size_t stride2) {
+inline void broadcast(const Sum&, const float* x, double* y, size_t n, size_t rows, size_t stride,
+                      size_t stride2) {
   const __mmask8 last = low_lanes(n % 8 ? n % 8 : 8);
   switch ((n + 7) / 8) {
     case 2:
@@ -339,7 +339,7 @@ inline void sum_columns(const Entry* x, double* y, size_t rows) {
   add_first<N>(y, sums);
 }
 
-// The sums of short rows one behind the other: entry j of many rows is picked from two vectors.
+// The sums of consecutive short rows: entry j of many rows is picked from two vectors.
 template <size_t N>
 inline __m512 column_of(__m512 front, __m512 back, size_t j) {
   const __m512i first =
@@ -386,7 +386,7 @@ inline void short_spread(const Sum&, const float* x, double* y, size_t rows, siz
 
 // ---- Ratios ----
 
-// Like the lanes of the plain rows.
+// Equivalent to the lanes of the plain rows.
 struct RatioLanes {
   __m512d low, high;
   __m512 largest;

@@ -1,6 +1,6 @@
-// The rows that deserve a way of their own, as plain loops for instruction sets that bring no others.
+// Rows with loops of their own, for instruction sets that bring no faster ones.
 
-// Rows that go to the same place are added up before they are added to it.
+// Rows with the same destination are summed before they are added to it.
 inline void along(const Sum& op, const float* x, double* y, size_t n, size_t rows, size_t stride,
                   size_t stride2) {
   if (stride2 != 0) {
@@ -52,8 +52,8 @@ inline void sum_columns(const Entry* x, double* y, size_t rows) {
   for (size_t j = 0; j < N; ++j) y[j] += lane[j];
 }
 
-// Forms at most kLanes ratios at a time. Their sum and the largest are taken along; `lost` is positive where
-// an old positive entry met a new one that is not.
+// Forms at most kLanes ratios at a time and accumulates their sum and the largest; `lost` is positive where
+// an old positive entry is divided into a new one that is not.
 struct RatioLanes {
   double sum[kLanes];
   float largest[kLanes];

@@ -61,7 +61,7 @@ struct ScalarRows {
   template <class Op>
   static void run(const Op& op, typename Op::TableEntry* x, typename Op::OtherEntry* y,
                   const Dimension& middle, const Dimension& inner) {
-    spread(op, x, y, inner.count, middle.count, middle.stride, middle.stride2);
+    broadcast(op, x, y, inner.count, middle.count, middle.stride, middle.stride2);
   }
 };
 
@@ -138,15 +138,15 @@ void run(const Op& op, const Dimension* nest, size_t count, typename Op::TableEn
   run_nest<StridedRows>(op, nest, count, x, y);
 }
 
-// Copying into another order. A few rows of the other table are read side by side along the dimensions where
-// its entries are neighbours, so that its lines are used up while they are near: however far the rows are
-// apart, they do not get into each other's way in the cache.
+// Transposition. A few rows of the other table are read side by side along the dimensions where its entries
+// are neighbours, so that each cache line is used up while it is near: however far apart the rows are, they
+// do not evict each other.
 constexpr size_t kRowsAtOnce = 8;
 constexpr size_t kLine = 16;
 constexpr size_t kLeastTurned = 1024;
 
-// Not where entries move to the front of their own table, which goes well in their order alone.
-inline bool is_turned(const Dimension* nest, size_t count, const float* table, const float* other) {
+// Not where entries move to the front of their own table, which is safe in their order alone.
+inline bool is_transposition(const Dimension* nest, size_t count, const float* table, const float* other) {
   if (count < 2) return false;
   const Dimension& inner = nest[count - 1];
   if (inner.stride != 1 || inner.stride2 < kLine || inner.count < kRowsAtOnce) return false;
@@ -167,7 +167,7 @@ struct TurnedRows {
 };
 
 void assign(const Dimension* nest, size_t count, float* table, const float* other) {
-  if (!is_turned(nest, count, table, other)) return run(Assign{}, nest, count, table, other);
+  if (!is_transposition(nest, count, table, other)) return run(Assign{}, nest, count, table, other);
   const Dimension& inner = nest[count - 1];
   Dimension order[kMaxOdometer];
   size_t used = 0;
@@ -190,7 +190,7 @@ void multiply(const Dimension* nest, size_t count, float* table, const float* ot
   run(Multiply{}, nest, count, table, other);
 }
 // Where the inner rows are short and a dimension far outside is summed out, that is done first, over long
-// rows: what is left is smaller.
+// rows, since the result is smaller.
 constexpr size_t kLeastLongRow = 16;
 constexpr size_t kMostAfterwards = 2048;
 
@@ -237,7 +237,7 @@ void weighted_max(const Dimension* nest, size_t count, const float* table, doubl
   run(WeightedMax{weight}, nest, count, table, other);
 }
 
-// Ratios of a few entries, one after the other; more are taken in lanes.
+// Ratios of a few entries, one after the other; more are formed in lanes.
 RatioResult divide_few(const double* fresh, float* old, float* ratio, size_t size) {
   double total = 0.0;
   float largest = 0.0f;

@@ -1,7 +1,7 @@
-// Several factors at once, in 512-bit vectors. What a run meets of a factor stays in two registers, from
-// which each vector of the run picks its own entries; factors that run along with the table are loaded vector
-// by vector. The last vector of a run reaches into the next one and leaves it as it was; the first vector
-// there is loaded before, so that no load waits for a store.
+// Fused products in 512-bit vectors. The gather window of a factor stays in two registers, from which each
+// vector of the run picks its own entries; factors that are contiguous along the run are loaded vector by
+// vector. The last vector of a run reaches into the next one and leaves it unchanged; the first vector there
+// is loaded before, so that no load waits for a store.
 
 template <bool assigns, size_t along, size_t looked_up>
 struct RunProduct {
@@ -30,7 +30,7 @@ struct RunProduct {
     return _mm512_permutex2var_ps(front[k], _mm512_load_si512(fused.index[along + k] + at), back[k]);
   }
 
-  // What becomes of sixteen entries.
+  // The product at sixteen entries.
   __m512 entries(__m512 x, size_t at) const {
     size_t f = 0;
     if (assigns) {
@@ -42,7 +42,7 @@ struct RunProduct {
     return x;
   }
 
-  // Of the first of them; the others stay as they are.
+  // The product at the entries of the mask; the others stay as they are.
   __m512 entries(__m512 x, size_t at, __mmask16 mask) const {
     size_t f = 0;
     if (assigns) {
@@ -62,7 +62,7 @@ struct RunProduct {
   void run(float* x) {
     const size_t length = fused.length, whole = length / kLanes * kLanes;
     const __mmask16 mask = first_lanes(length - whole);
-    size_t position[kFormedLevels];
+    size_t position[kFusedLevels];
     for (size_t d = 0; d < fused.levels; ++d) position[d] = 0;
     __m512 first = assigns ? _mm512_setzero_ps() : _mm512_loadu_ps(x);
     for (size_t left = fused.runs; left > 0; --left, x += length) {
@@ -84,7 +84,7 @@ struct RunProduct {
     if (mask) store_part(x + whole, whole, mask, length - whole);
   }
 
-  // Behind the last run others may be at work.
+  // Behind the last run other threads may be writing.
   void store_part(float* x, size_t at, __mmask16 mask, size_t n) {
     float part[kLanes];
     for (size_t j = 0; j < n; ++j) part[j] = assigns ? 0.0f : x[j];

@@ -1,4 +1,4 @@
-// Several factors at once, for instruction sets that have no way of their own: one after the other.
+// Fused products for instruction sets without a faster way: one factor after the other.
 
 void form(const FusedProduct& fused, float* table, const float* const* others) {
   for (size_t f = 0; f < fused.count; ++f) {

@@ -1,4 +1,4 @@
-// Starting, waiting for, and standing in for the threads of one operation.
+// Threads for one operation: starting them, waiting for them, and doing the share of those that do not come.
 
 #include "tables/kernels/parallel.h"
 
@@ -26,7 +26,7 @@ inline void rest_briefly() noexcept {
 #endif
 }
 
-// Until the value is another one.
+// Waits until the value has changed.
 void await_change(const std::atomic<uint32_t>& value, uint32_t old) noexcept {
   for (size_t look = 0; look < kLooks; ++look) {
     if (value.load(std::memory_order_acquire) != old) return;
@@ -36,12 +36,12 @@ void await_change(const std::atomic<uint32_t>& value, uint32_t old) noexcept {
 }
 
 #ifdef __linux__
-// The processors that the map group pays for, rounded up.
+// The processors that the control group has quota for, rounded up.
 size_t find_quota() noexcept {
   long quota = 0, period = 0;
   FILE* const file = std::fopen("/sys/fs/cgroup/cpu.max", "re");
   const bool is_limited =
-      file && std::fscanf(file, "%ld %ld", &quota, &period) == 2;  // otherwise it says max
+      file && std::fscanf(file, "%ld %ld", &quota, &period) == 2;  // without a quota it contains max
   if (file) std::fclose(file);
   if (!is_limited || quota <= 0 || period <= 0) return kHugeSize;
   return static_cast<size_t>((quota - 1) / period + 1);
@@ -50,7 +50,7 @@ size_t find_quota() noexcept {
 size_t bound_processors() noexcept {
   cpu_set_t set;
   if (sched_getaffinity(0, sizeof set, &set) == 0) return static_cast<size_t>(CPU_COUNT(&set));
-  const long online = sysconf(_SC_NPROCESSORS_ONLN);  // more than the set has room for
+  const long online = sysconf(_SC_NPROCESSORS_ONLN);  // more than the set can hold
   return online > 0 ? static_cast<size_t>(online) : 1;
 }
 
@@ -124,7 +124,7 @@ void Workers::hand_over_range_flags() noexcept {
   clear_range_flags();
 }
 
-// One that comes late sees the round that is on, like one that slept.
+// A late thread sees the present round, like one that slept.
 void Workers::start(size_t count) {
   threads_started_.reserve(count);
   while (threads_started_.size() < count) {

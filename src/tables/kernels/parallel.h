@@ -14,7 +14,7 @@
 namespace tv {
 
 // Of `targets` threads, as many as the process may run at the same time: not more than the processors that it
-// is bound to, nor than its map group gives it time for. Asked anew each time, for bindings change.
+// is bound to, nor than its control group has quota for. Asked anew each time, for bindings change.
 size_t usable_threads(size_t targets) noexcept;
 
 // `units` is what can be split, `work` the cost of one unit. One thread unless each has at least a grain.
@@ -28,9 +28,9 @@ UnitRange units_of_thread(size_t units, size_t threads, size_t t) noexcept;
 
 using ThreadTask = void (*)(void* context, size_t begin, size_t end);
 
-// Threads that serve many operations one after the other: between them they watch for the next for a short
-// while and then sleep. They are started as operations want them; `most` counts the caller, too. Where the
-// system refuses one, those that are there do its share, and nobody asks again.
+// Threads that serve many operations one after the other: between them they spin for a short while and then
+// sleep. They are started when operations need them; `most` counts the caller, too. Where the system refuses
+// one, the others do its share, and no further one is requested.
 class Workers {
  public:
   explicit Workers(size_t most) noexcept : most_(most) {}
@@ -38,8 +38,8 @@ class Workers {
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
-  // Like run_on_threads. A share belongs to who comes for it first, so that the caller never waits for a
-  // thread that the system does not run.
+  // Like run_on_threads. A share is done by whichever thread comes first, so that the caller never waits for
+  // a thread that the system does not run.
   void run(size_t units, size_t threads, ThreadTask task, void* context);
 
  private:
@@ -51,11 +51,11 @@ class Workers {
   size_t most_;
   std::vector<pthread_t> threads_started_;
   std::atomic<uint32_t> round_ = 0;        // grows with every operation
-  std::atomic<uint64_t> left_ = 0;         // the round, and below it how many shares nobody has taken yet
+  std::atomic<uint64_t> left_ = 0;         // the round, and below it how many shares nobody has begun yet
   std::atomic<uint32_t> done_ = 0;         // shares of this round that are done
   std::atomic<unsigned> range_flags_ = 0;  // raised by the other threads
   std::atomic<bool> ends_ = false;
-  // Of this round; read by those who have taken a share, for whose end the caller waits.
+  // Of this round; read by threads that have begun a share, for whose end the caller waits.
   ThreadTask task_ = nullptr;
   void* context_ = nullptr;
   size_t units_ = 0, threads_ = 0;

@@ -1,9 +1,8 @@
 // Passes: the walk over the blocks of a table, and splitting it over threads.
 //
 // A pass is split along dimensions that every target has, so that each thread writes its own entries. Where
-// there is none, it is split along one that few totals lack: each part of it sums into an array of its own,
-// and these are added in order. That is done however many threads there are, so that their number never
-// changes a bit.
+// there is none, it is split along one that few accumulators lack: each part sums into private accumulators,
+// which are added in order. That is done for any number of threads, so that the number never changes a bit.
 
 #include <algorithm>
 
@@ -46,13 +45,13 @@ size_t parts_of(const Shape& shape) noexcept {
   return shape.outer < shape.dimensions ? (shape.counts[shape.outer] + shape.part - 1) / shape.part : 1;
 }
 
-// How many indices a walk has to offer along a dimension; the one that is cut into parts offers these.
+// How many indices a walk has along a dimension; for the one that is cut, how many parts.
 size_t count_along(const Shape& shape, size_t dimension) noexcept {
   return dimension == shape.outer ? parts_of(shape) : shape.counts[dimension];
 }
 
-// Walks the blocks of a table in order, or those with some indices of its dimensions, keeping the place in
-// the table and every step's offset into its other table.
+// Walks the blocks of a table in order, or those with some indices of its dimensions, tracking the position
+// in the table and every step's offset in its other table.
 class BlockWalk {
  public:
   BlockWalk(const Shape& shape, const Step* steps, size_t count) noexcept
@@ -67,7 +66,7 @@ class BlockWalk {
     std::fill_n(offsets_, count, 0);
   }
 
-  // Before the walk: only these indices of a dimension.
+  // Before the walk: restricts it to these indices of a dimension.
   void confine(size_t dimension, size_t begin, size_t end) noexcept {
     position_[dimension] = first_[dimension] = begin;
     end_[dimension] = end;
@@ -109,7 +108,7 @@ class BlockWalk {
   size_t strides_[64], position_[64], first_[64], end_[64];
 };
 
-// The first steps of a pass, as far as they assign or multiply, so many at a time.
+// The first steps of a pass, as far as they assign or multiply, fused.
 struct FusedProducts {
   static constexpr size_t kMost = 3;
   size_t count = 0;
@@ -120,9 +119,9 @@ struct FusedProducts {
   void plan(const Shape& shape, size_t part, const Step* of_pass, size_t of_steps) noexcept {
     const size_t size = part * entries_of_part(shape);
     count = steps = 0;
-    if (size < limits.least_formed) return;
+    if (size < limits.least_fused) return;
     while (count < kMost && steps < of_steps && !of_pass[steps].target) {
-      FormedNest nests[kMaxFused];
+      FactorNest nests[kMaxFused];
       const bool assigns = of_pass[steps].operation == StepKind::assign;
       size_t n = 0;
       for (; n < kMaxFused && steps + n < of_steps && !of_pass[steps + n].target; ++n) {
@@ -135,7 +134,7 @@ struct FusedProducts {
     }
   }
 
-  // Forms a block; `operand` tells where step s begins.
+  // Forms a block; `operand` gives the address where step s begins.
   template <class Operand>
   void run(const Kernels& kernels, float* block, Operand operand) const noexcept {
     size_t first = 0;
@@ -155,7 +154,7 @@ struct FusedProducts {
   }
 };
 
-// What is found out once for all blocks of a pass: how the steps form whole blocks and the last one along a
+// Computed once for all blocks of a pass: the fused products of whole blocks and of the last one along a
 // dimension that is cut into parts.
 struct BlockPlan {
   FusedProducts whole, rest;
@@ -248,11 +247,11 @@ void run_short(float* table, const Step* steps, size_t count) noexcept {
 
 void run_single_block(float* table, const Step* steps, size_t count) noexcept {
   const Kernels& kernels = tv::kernels();
-  alignas(64) float buffer[kCapacity.least_formed];
+  alignas(64) float buffer[kCapacity.least_fused];
   for (size_t s = 0; s < count; ++s) run_block(kernels, steps[s], table ? table : buffer, 0);
 }
 
-// Functions with large frames stay by themselves, so that passes over small tables do without.
+// Functions with large frames are not inlined, so that passes over small tables do without them.
 [[gnu::noinline]] void form_single_block(const Shape& shape, float* table, const Step* steps,
                                          size_t count) noexcept {
   const Kernels& kernels = tv::kernels();
@@ -277,18 +276,18 @@ void run_single_block(float* table, const Step* steps, size_t count) noexcept {
 // ---- Splitting ----
 
 constexpr size_t kEnoughUnits = 16;
-constexpr size_t kMostSplit = 4;  // dimensions
-constexpr size_t kOwnUnits = 4;   // parts of a dimension that some targets lack
-constexpr size_t kOwnShare = 8;   // entries of the table for each of their totals, so that these cost little
+constexpr size_t kMostSplit = 4;     // dimensions
+constexpr size_t kPrivateUnits = 4;  // parts of a dimension that some targets lack
+constexpr size_t kPrivateShare = 8;  // least table entries for each private accumulator
 
 struct Split {
   size_t dimensions[kMostSplit];
   size_t count = 0;  // of the dimensions
-  size_t units = 1;  // that they make together; 1 where the pass stays whole
-  size_t own = 0;    // totals that each of them has of its own
+  size_t units = 1;  // that they make together; 1 where the pass is not split
+  size_t own = 0;    // private accumulators of each unit
 };
 
-// Totals of the targets that lack a dimension.
+// Accumulators of the targets that lack a dimension.
 size_t lacking_totals(const Step* steps, size_t count, size_t dimension) noexcept {
   size_t totals = 0;
   for (size_t s = 0; s < count; ++s)
@@ -296,18 +295,18 @@ size_t lacking_totals(const Step* steps, size_t count, size_t dimension) noexcep
   return totals;
 }
 
-// What splitting along dimensions that some targets lack costs and leaves to one of four threads.
+// The cost of splitting along dimensions that some targets lack, and the work left for one of four threads.
 double cost_of(const Split& split, const Shape& shape) noexcept {
   const double extra = static_cast<double>(split.units * split.own) / static_cast<double>(shape.size);
   return static_cast<double>((split.units + 3) / 4) / static_cast<double>(split.units) + extra;
 }
 
-// Depends on the table, the steps and the room for totals, not on the number of threads.
-Split choose_split(const Shape& shape, const Step* steps, size_t count, size_t room) noexcept {
+// Depends on the table, the steps and the accumulators available, not on the number of threads.
+Split choose_split(const Shape& shape, const Step* steps, size_t count, size_t capacity) noexcept {
   Split free;
   if (count > kMaxFusedSteps) return free;
   Split best;
-  const size_t most_own = std::min(room, shape.size / kOwnShare);
+  const size_t most_private = std::min(capacity, shape.size / kPrivateShare);
   for (size_t d = 0; d < size_t{shape.outer} + (parts_of(shape) > 1); ++d) {
     const size_t own = lacking_totals(steps, count, d), indices = count_along(shape, d);
     if (own == 0) {
@@ -316,8 +315,8 @@ Split choose_split(const Shape& shape, const Step* steps, size_t count, size_t r
       free.units *= indices;
       continue;
     }
-    const Split split = {{d}, 1, std::min(indices, kOwnUnits), own};
-    if (own > most_own / split.units) continue;
+    const Split split = {{d}, 1, std::min(indices, kPrivateUnits), own};
+    if (own > most_private / split.units) continue;
     if (best.units < 2 || cost_of(split, shape) < cost_of(best, shape)) best = split;
   }
   return free.units > 1 ? free : best;
@@ -332,7 +331,7 @@ struct PassTask {
   const BlockPlan& plan;
   double* own;
   ProgressMeter* progress;
-  pthread_t caller;  // who alone tells the host
+  pthread_t caller;  // the only one that reports to the host
 
   static void run(void* context, size_t begin, size_t end) {
     const PassTask& task = *static_cast<PassTask*>(context);
@@ -369,7 +368,7 @@ struct PassTask {
   }
 };
 
-// Adds what the units have summed (or the largest of what they have found) to the targets.
+// Adds the private accumulators of the units (or takes the largest) to the targets.
 void gather(const Step* steps, size_t count, const Split& split, const double* own) noexcept {
   for (size_t s = 0; s < count; ++s) {
     if (!steps[s].target || steps[s].map->steps[split.dimensions[0]] != 0) continue;
@@ -424,12 +423,12 @@ void run_copy(const Shape& shape, float* table, const Step& step, const Parallel
   run_on_threads(units, threads, CopyTask::run, &task, settings.workers);
 }
 
-// Several blocks, on several threads where that is worth while.
+// Several blocks, on several threads where that pays.
 [[gnu::noinline]] void run_split(const Shape& shape, float* table, const Step* steps, size_t count,
                                  const ParallelSettings& settings) {
   double local[kCapacity.local_totals];
-  const size_t room = std::max(settings.scratch_size, limits.local_totals);
-  const Split split = choose_split(shape, steps, count, room);
+  const size_t capacity = std::max(settings.scratch_size, limits.local_totals);
+  const Split split = choose_split(shape, steps, count, capacity);
   const bool may_share = settings.concurrency_level > 1 && shape.size >= settings.grain_size;
   if (split.units < 2 || (!may_share && split.own == 0))
     return run_whole(shape, table, steps, count, settings.progress);
@@ -448,7 +447,7 @@ void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
   if (shape.size <= limits.short_table) return run_short(table, steps, count);
   if (is_copy(shape, table, steps, count)) return run_copy(shape, table, *steps, settings);
   if (shape.outer > 0 || parts_of(shape) > 1) return run_split(shape, table, steps, count, settings);
-  if (shape.size < limits.least_formed) return run_single_block(table, steps, count);
+  if (shape.size < limits.least_fused) return run_single_block(table, steps, count);
   form_single_block(shape, table, steps, count);
 }
 

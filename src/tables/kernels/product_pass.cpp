@@ -9,7 +9,7 @@
 namespace tv {
 namespace {
 
-// Where the entries of a block stand in another table.
+// The addresses in another table onto which the entries of a block map.
 struct Locate {
   using Entry = const double*;
   using Other = const double;

@@ -43,7 +43,7 @@ struct PassMoments {
 // Runs over shapes that were measured in whole blocks, under maps that were finished for them.
 class ProductPass {
  public:
-  // Room for so many of each, so that a pass allocates nothing.
+  // Reserves memory for so many of each, so that a pass allocates nothing.
   void reserve(size_t factors, size_t terms, size_t targets, size_t moments);
   static size_t bytes(size_t factors, size_t terms, size_t targets, size_t moments) noexcept;
 
@@ -71,7 +71,7 @@ class ProductPass {
 
   Block<double> probability_, utility_, product_;  // of one block
   Block<int32_t> exponents_;                       // of its probabilities
-  Block<const double*> places_;                    // where its entries stand in an operand or a target
+  Block<const double*> places_;                    // of its entries in an operand or a target
   int32_t mass_exponent_ = 0;
   size_t position_[64] = {};
 };

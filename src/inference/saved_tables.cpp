@@ -1,4 +1,4 @@
-#include "inference/kept_tables.h"
+#include "inference/saved_tables.h"
 
 #include <algorithm>
 
@@ -6,12 +6,12 @@
 
 namespace tv {
 
-void KeptTables::keep(const Table& table, size_t place, size_t places) {
-  copies.resize(places);
-  if (!copies[place]) copies[place] = clone_table(table);
+void SavedTables::save(const Table& table, size_t position, size_t positions) {
+  copies.resize(positions);
+  if (!copies[position]) copies[position] = clone_table(table);
 }
 
-void KeptTables::clear() noexcept {
+void SavedTables::clear() noexcept {
   copies.clear();
   are_lost = false;
 }

@@ -1,5 +1,5 @@
-// The plans of the utility engine: which dimensions the known states leave, and how tables and messages meet
-// them.
+// The shapes of the utility engine: which dimensions remain unobserved, and the strides of tables and
+// messages along them.
 
 #include <algorithm>
 
@@ -10,8 +10,8 @@
 namespace tv {
 namespace {
 
-// Under fast retraction the state that was selected is a finding like others: it is left out where the node
-// is asked for what follows from all evidence but its own.
+// Under fast retraction a selected state is a finding like others: it is left out where the node is asked for
+// what follows from all evidence but its own.
 ptrdiff_t known_state(const UtilityEngine& engine, const Node& node) noexcept {
   const ptrdiff_t state = compiled(node).propagated_state;
   return engine.mode == tv_evidence_normal && state >= 0 ? state : kNoEvidence;
@@ -33,7 +33,7 @@ void set_shape(UtilityClique& work) noexcept {
 
 void plan_link(const UtilityClique& work, UtilityLink& link) noexcept {
   const NodeList& members = work.clique->members();
-  const auto step_of = [&](size_t position) {  // in the separator without the known members
+  const auto step_of = [&](size_t position) {  // in the separator without the observed members
     size_t step = 1;
     for (size_t s = position + 1; s < link.members->size(); ++s)
       if (!is_known(*(*link.members)[s])) step *= (*link.members)[s]->number_of_states;
@@ -66,7 +66,7 @@ bool state_changes(const UtilityEngine& engine, const UtilityClique& work) noexc
 
 }  // namespace
 
-void plan_utilities(UtilityEngine& engine) noexcept {
+void shape_utilities(UtilityEngine& engine) noexcept {
   for (UtilityClique& work : engine.cliques) work.dirty = engine.stale || state_changes(engine, work);
   for (const Node* node : engine.tree->nodes) compiled(*node).known_state = known_state(engine, *node);
   for (UtilityClique& work : engine.cliques) {
