@@ -64,17 +64,17 @@ void EliminationFactors::add_potential(const Node& node) {
   EliminationSchedule::Potential potential;
   potential.node = &node;
   potential.layout = node.table->layout;
-  fixed_.clear();
+  observed_.clear();
   size_t stride = 1;
   for (size_t i = node.table->discrete_count; i-- > 0;) {
     const Node& member = *node.table->nodes[i];
     if (const uint32_t rank = rank_of_[member.number]; rank != kNothing)
       add_axis(factor, rank, stride);
     else if (member.number_of_states > 1)
-      fixed_.push_back({&compiled(member), stride});
+      observed_.push_back({&compiled(member), stride});
     stride *= member.number_of_states;
   }
-  potential.fixed = schedule_.memory.copy(fixed_);
+  potential.observed = schedule_.memory.copy(observed_);
   potential.is_constant = factor.axis_count == 0;
   factor.potential = static_cast<uint32_t>(schedule_.potentials.size());
   schedule_.potentials.push_back(potential);

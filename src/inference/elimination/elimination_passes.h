@@ -89,7 +89,7 @@ class EliminationFactors {
   std::vector<Axis> axes_;
   std::vector<uint32_t> parts_;  // of products
   std::vector<uint32_t> first_;  // by clique
-  std::vector<EliminationSchedule::Potential::Fixed> fixed_;
+  std::vector<EliminationSchedule::Potential::Observed> observed_;
   size_t used_ = 0, reserved_ = 0;
   bool fits_ = true;
 };

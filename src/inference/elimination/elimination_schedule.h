@@ -50,14 +50,14 @@ struct EliminationSchedule {
   struct Potential {
     const Node* node = nullptr;
     size_t layout = kNone;  // of its table when the schedule was built; kNone: no table
-    struct Fixed {
+    struct Observed {
       const CompiledNode* node;
       size_t stride;
     };
-    std::span<Fixed> fixed;     // the members that are observed
-    bool is_constant = false;   // all of them are
-    float* copy = nullptr;      // of the possible entries, or null; without a table, its single value
-    std::span<Dimension> nest;  // of the copy
+    std::span<Observed> observed;  // the members that are observed
+    bool is_constant = false;      // all of them are
+    float* copy = nullptr;         // of the possible entries, or null; without a table, its single value
+    std::span<Dimension> nest;     // of the copy
   };
 
   // Binds the operand of a step to a potential that is not copied.
@@ -94,13 +94,12 @@ struct EliminationSchedule {
   struct Outgoing {
     size_t totals = 0;  // offset of the marginal in the accumulators
     size_t size = 0;
-    float* ratio = nullptr;               // the marginal divided by the receiver's own message
-    const Pass* transposition = nullptr;  // of the ratio into the receiver's order, or null
-    const float* incoming = nullptr;      // the message that the receiver has sent, or null
-    const IndexMap* incoming_map =
-        nullptr;                      // its strides along the marginal; null where both have the same entries
-    const double* inverse = nullptr;  // of the mass that the sender has contributed
-    const Pass* sums = nullptr;       // of the beliefs that are read from the marginal
+    float* ratio = nullptr;                  // the marginal divided by the receiver's own message
+    const Pass* transposition = nullptr;     // of the ratio into the receiver's order, or null
+    const float* incoming = nullptr;         // the message that the receiver has sent, or null
+    const IndexMap* incoming_map = nullptr;  // its strides along the marginal; null if alike
+    const double* inverse = nullptr;         // of the mass that the sender has contributed
+    const Pass* sums = nullptr;              // of the beliefs that are read from the marginal
     uint32_t first_belief = 0, belief_count = 0;
   };
 

@@ -139,8 +139,8 @@ class EliminationRun {
 
   static size_t offset_of(const EliminationSchedule::Potential& potential) noexcept {
     size_t offset = 0;
-    for (const EliminationSchedule::Potential::Fixed& fixed : potential.fixed)
-      offset += fixed.stride * static_cast<size_t>(fixed.node->propagated_state);
+    for (const EliminationSchedule::Potential::Observed& member : potential.observed)
+      offset += member.stride * static_cast<size_t>(member.node->propagated_state);
     return offset;
   }
 

@@ -54,14 +54,13 @@ struct CgClique {
   size_t component = 0;
   size_t parent = kNone;  // of the same component; kNone: its root
   size_t first_child = kNone, next_sibling = kNone;
-  size_t count = 0;             // continuous members
-  size_t shared = 0;            // those shared with the parent, which stand first
-  size_t* nodes = nullptr;      // the members, among the continuous nodes of the tree
-  size_t* in_parent = nullptr;  // per shared member: its position in the parent
-  size_t* parent_steps =
-      nullptr;          // per discrete member of the parent: its stride among this clique's configurations
-  size_t discrete = 0;  // discrete members, which stand first in the clique's table
-  size_t size = 1;      // their configurations
+  size_t count = 0;                // continuous members
+  size_t shared = 0;               // those shared with the parent, which stand first
+  size_t* nodes = nullptr;         // the members, among the continuous nodes of the tree
+  size_t* in_parent = nullptr;     // per shared member: its position in the parent
+  size_t* parent_steps = nullptr;  // per discrete member of the parent: its stride here
+  size_t discrete = 0;             // discrete members, which stand first in the clique's table
+  size_t size = 1;                 // their configurations
   std::span<CgPotential> potentials;
   double* regressions = nullptr;       // a block per configuration
   double* densities = nullptr;         // the logarithm of the density of the evidence from here outwards
@@ -75,12 +74,11 @@ struct CgClique {
 enum CgFlags : unsigned char { kCgCollected = 1, kCgVanishing = 2, kCgLow = 4 };
 
 struct CgComponent {
-  std::span<size_t> cliques;  // its root first, every parent before its children
-  size_t* accumulator_steps =
-      nullptr;           // per discrete member of its accumulator: its stride among the root's configurations
-  size_t collected = 0;  // the round in which it was last brought up to date
-  size_t resets = 0;     // the engine's count when its possible configurations were last found
-  bool changed = true;   // the accumulator holds older densities
+  std::span<size_t> cliques;            // its root first, every parent before its children
+  size_t* accumulator_steps = nullptr;  // per discrete member of its accumulator: its stride in the root
+  size_t collected = 0;                 // the round in which it was last brought up to date
+  size_t resets = 0;                    // the engine's count when its possible configurations were last found
+  bool changed = true;                  // the accumulator holds older densities
 };
 
 // A clique that absorbs the densities of one or more components over the same discrete nodes. Summed as
