@@ -268,8 +268,8 @@ TEST(Range, LikelihoodsOfCopies) {
       for (const float decisive : {1.0f, 1e3f, 1e-3f, 1.0f}) {
         tv_domain_initialize(domain.get());
         for (size_t i = 0; i < copies.size(); ++i)
-          enter_findings(copies[i], i % 2 ? std::vector<float>{decisive * 1e-25f, 1e18f}
-                                          : std::vector<float>{1e18f, 1e-25f});
+          enter_findings(copies[i], i % 2 ? std::vector<float>{decisive * 1e-30f, 1e18f}
+                                          : std::vector<float>{1e18f, 1e-30f});
         ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, tv_evidence_normal), tv_status_none);
         const double odds = 1.5 * std::pow(static_cast<double>(decisive), static_cast<double>(pairs));
         const double first = equilibrium == tv_equilibrium_sum ? odds / (1 + odds) : std::min(odds, 1.0);
