@@ -55,9 +55,10 @@ tv_status_t OperationRunner::run(const Workspace& workspace, const Operation& op
 
 // Schedules are built for the accumulators of the engine. For the workspace of another thread their steps are
 // redirected.
-const Step* OperationRunner::steps_for(const Workspace& workspace, const Step* steps, size_t count,
-                                       Step* moved) const noexcept {
-  if (workspace.totals == engine_.totals.data()) return steps;
+template <class Run>
+void OperationRunner::redirect(const Workspace& workspace, const Step* steps, size_t count, Run run) const {
+  if (workspace.totals == engine_.totals.data()) return run(steps);
+  Step moved[kMaxFusedSteps];
   for (size_t s = 0; s < count; ++s) {
     moved[s] = steps[s];
     double*& target = moved[s].target;
@@ -66,13 +67,13 @@ const Step* OperationRunner::steps_for(const Workspace& workspace, const Step* s
     else if (target >= engine_.belief_totals.begin() && target < engine_.belief_totals.end())
       target = workspace.belief_totals + (target - engine_.belief_totals.begin());
   }
-  return moved;
+  run(moved);
 }
 
 void OperationRunner::run_pass_in(const Workspace& workspace, const Shape& shape, float* numbers,
                                   const Step* steps, size_t count) {
-  Step moved[kMaxFusedSteps];
-  run_pass(shape, numbers, steps_for(workspace, steps, count, moved), count, workspace.settings);
+  redirect(workspace, steps, count,
+           [&](const Step* own) { run_pass(shape, numbers, own, count, workspace.settings); });
 }
 
 // A pass over a lazy clique. If a product leaves the range of floats, the pass is repeated in doubles; false
@@ -86,9 +87,8 @@ bool OperationRunner::run_over_products(const Workspace& workspace, const Operat
   if (range_flags()) {
     clear_range_flags();
     clear();
-    Step moved[kMaxFusedSteps];
-    run_double_pass(operation.shape, steps_for(workspace, steps(operation), operation.step_count, moved),
-                    operation.step_count);
+    redirect(workspace, steps(operation), operation.step_count,
+             [&](const Step* own) { run_double_pass(operation.shape, own, operation.step_count); });
   }
   const bool succeeds = !range_flags();
   raise_range_flags(earlier);

@@ -46,8 +46,8 @@ class OperationRunner {
   Step* steps(const Operation& operation) const noexcept { return steps_ + operation.first_step; }
 
   // Passes over a table.
-  const Step* steps_for(const Workspace& workspace, const Step* steps, size_t count,
-                        Step* moved) const noexcept;
+  template <class Run>
+  void redirect(const Workspace& workspace, const Step* steps, size_t count, Run run) const;
   void run_pass_in(const Workspace& workspace, const Shape& shape, float* numbers, const Step* steps,
                    size_t count);
   void run_steps(const Workspace& workspace, const Operation& operation, const Step* steps, size_t count);
