@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <thread>
 #include <utility>
 
 #include "support/builders.h"
@@ -21,6 +22,12 @@ size_t running_threads() {
   size_t count = 0;
   for ([[maybe_unused]] const auto& task : std::filesystem::directory_iterator("/proc/self/task")) ++count;
   return count;
+}
+
+// Those that the process has of its own: an emulator starts one with the first of the program's.
+size_t base_threads() {
+  std::thread([] {}).join();
+  return running_threads();
 }
 
 // The most threads that were seen while `work` ran operations of so many shares.
@@ -49,16 +56,18 @@ TEST(Threads, AreNotMoreThanTheProcessHasProcessors) {
 }
 
 TEST(Threads, AreNotMoreThanAnOperationHasShares) {
+  const size_t base = base_threads();
   tv::Workers workers(64);
   for (const size_t shares : {1, 2, 4, 3, 2}) {
     Watch watch;
     tv::run_on_threads(100, shares, Watch::task, &watch, &workers);
     EXPECT_EQ(watch.units, 100u);
-    EXPECT_LE(watch.most, 4u);
+    EXPECT_LE(watch.most, base + 3);
   }
 }
 
 TEST(Threads, ThatNoMachineHasAreNoReasonToFail) {
+  const size_t base = base_threads();
   DomainOwner domain = new_domain();
   std::vector<tv_node_t*> nodes;
   for (size_t i = 0; i < 12; ++i) {
@@ -76,7 +85,7 @@ TEST(Threads, ThatNoMachineHasAreNoReasonToFail) {
     EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
     tv_node_t* pair[] = {nodes.front(), nodes.back(), nullptr};
     EXPECT_NE(TableOwner(tv_domain_get_marginal(domain.get(), pair)), nullptr);
-    EXPECT_EQ(running_threads(), 1u);
+    EXPECT_EQ(running_threads(), base);
   }
 }
 
