@@ -254,6 +254,41 @@ TEST(Range, ExtremeLikelihoodsOfTheSameNodesAgain) {
   EXPECT_EQ(answered, 1000u);
 }
 
+// Under fast retraction the other findings together are far below single precision.
+TEST(Range, JointMarginalsOfImprobableFindings) {
+  constexpr size_t kFeatures = 60;
+  Generator random(3);
+  const DomainOwner domain = new_domain();
+  tv_node_t* const cause = add_node(domain.get(), "cause", 2, {}, {0.6f, 0.4f});
+  std::vector<tv_node_t*> features;
+  std::vector<std::vector<float>> tables;
+  for (size_t i = 0; i < kFeatures; ++i) {
+    const auto likely = static_cast<float>(0.02 + 0.05 * random.uniform());
+    const float other = likely * static_cast<float>(0.9 + 0.2 * random.uniform());
+    tables.push_back({likely, 1 - likely, other, 1 - other});
+    features.push_back(add_node(domain.get(), nullptr, 2, {cause}, tables.back()));
+    tv_node_select_state(features.back(), 0);
+  }
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_fast_retraction),
+            tv_status_none);
+  tv_node_t* pair[] = {features[7], features[40], nullptr};
+  const TableOwner joint(tv_domain_get_marginal(domain.get(), pair));
+  ASSERT_NE(joint, nullptr) << tv_error_name(tv_error_code());
+  Real entries[4] = {}, whole = 0;
+  for (size_t c = 0; c < 2; ++c) {
+    Real weight = c == 0 ? 0.6f : 0.4f;
+    for (size_t i = 0; i < kFeatures; ++i)
+      if (i != 7 && i != 40) weight *= static_cast<Real>(tables[i][2 * c]);
+    for (size_t e = 0; e < 4; ++e)
+      entries[e] +=
+          weight * static_cast<Real>(tables[7][2 * c + e / 2]) * static_cast<Real>(tables[40][2 * c + e % 2]);
+  }
+  for (const Real entry : entries) whole += entry;
+  for (size_t e = 0; e < 4; ++e)
+    EXPECT_NEAR(tv_table_get_data(joint.get())[e], entries[e] / whole, 5e-6L * entries[e] / whole);
+}
+
 // A message of which one number is too small beside the other, and decides in the end.
 TEST(Range, LikelihoodsOfCopies) {
   for (const tv_equilibrium_t equilibrium : {tv_equilibrium_sum, tv_equilibrium_max})
