@@ -9,6 +9,7 @@
 #include "inference/evidence/absorb_evidence.h"
 #include "inference/extended/clique_conflicts.h"
 #include "inference/extended/propagate_extended.h"
+#include "inference/former_potentials.h"
 #include "inference/range.h"
 #include "inference/schedule/run_schedule.h"
 #include "inference/schedule/schedule_cache.h"
@@ -106,10 +107,6 @@ SavedSlot saved_slot_of(const Node& node) noexcept {
 }
 
 }  // namespace
-
-FormerNumbers former_numbers(JunctionTree& tree) {
-  return {engine_of(tree).saved_potentials, [&](size_t node) { return tree.nodes[node]->table.get(); }};
-}
 
 tv_status_t calibrate_tables(JunctionTree& tree) {
   TreeEngine& engine = engine_of(tree);

@@ -10,9 +10,6 @@ namespace tv {
 // potential of a node is no longer known, because it changed without notice.
 tv_status_t calibrate_tables(JunctionTree& tree);
 
-// For the lifetime of the result, the potentials of such a tree are those of its equilibrium.
-FormerNumbers former_numbers(JunctionTree& tree);
-
 // The table of a node of a compiled tree has changed.
 void note_changed_potential(const Node& node) noexcept;
 

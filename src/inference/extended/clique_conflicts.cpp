@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "inference/calibrate_tables.h"
 #include "inference/evidence/evidence.h"
 #include "inference/extended/extended_propagation.h"
+#include "inference/former_potentials.h"
 #include "inference/schedule/subtree.h"
 
 namespace tv {
