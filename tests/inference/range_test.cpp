@@ -256,7 +256,7 @@ TEST(Range, ExtremeLikelihoodsOfTheSameNodesAgain) {
 
 // Under fast retraction the other findings together are far below single precision.
 TEST(Range, JointMarginalsOfImprobableFindings) {
-  constexpr size_t kFeatures = 60;
+  constexpr size_t kFeatures = 400;
   Generator random(3);
   const DomainOwner domain = new_domain();
   tv_node_t* const cause = add_node(domain.get(), "cause", 2, {}, {0.6f, 0.4f});

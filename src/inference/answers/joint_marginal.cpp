@@ -150,13 +150,13 @@ class TreeMarginal {
     for (const LinkPlan& link : work.links)
       if (sends_here(link)) {
         multiply_factor(product, messages.at(link.neighbor), settings_);
+        if (tree_.mode == tv_evidence_fast_retraction) rescale(product);
         messages.erase(link.neighbor);
       }
     apply_findings(product, survivors);
     Factor message = marginal_of_factor(product, survivors, tree_.equilibrium, settings_);
     if (via != kNone)
       divide_by_separator(message, engine_.separators[work.links[via].separator].old, settings_);
-    if (tree_.mode == tv_evidence_fast_retraction) rescale(message);
     return message;
   }
 
