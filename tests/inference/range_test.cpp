@@ -272,17 +272,17 @@ TEST(Range, JointMarginalsOfImprobableFindings) {
   ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
   ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_fast_retraction),
             tv_status_none);
-  tv_node_t* pair[] = {features[7], features[40], nullptr};
+  tv_node_t* pair[] = {features[0], features[399], nullptr};
   const TableOwner joint(tv_domain_get_marginal(domain.get(), pair));
   ASSERT_NE(joint, nullptr) << tv_error_name(tv_error_code());
   Real entries[4] = {}, whole = 0;
   for (size_t c = 0; c < 2; ++c) {
     Real weight = c == 0 ? 0.6f : 0.4f;
     for (size_t i = 0; i < kFeatures; ++i)
-      if (i != 7 && i != 40) weight *= static_cast<Real>(tables[i][2 * c]);
+      if (i != 0 && i != 399) weight *= static_cast<Real>(tables[i][2 * c]);
     for (size_t e = 0; e < 4; ++e)
-      entries[e] +=
-          weight * static_cast<Real>(tables[7][2 * c + e / 2]) * static_cast<Real>(tables[40][2 * c + e % 2]);
+      entries[e] += weight * static_cast<Real>(tables[0][2 * c + e / 2]) *
+                    static_cast<Real>(tables[399][2 * c + e % 2]);
   }
   for (const Real entry : entries) whole += entry;
   for (size_t e = 0; e < 4; ++e)
