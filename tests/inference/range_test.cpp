@@ -254,39 +254,6 @@ TEST(Range, ExtremeLikelihoodsOfTheSameNodesAgain) {
   EXPECT_EQ(answered, 1000u);
 }
 
-// The findings between the two ends of a chain are together far below single precision.
-TEST(Range, JointMarginalsOfImprobableFindings) {
-  constexpr size_t kLength = 200;
-  Generator random(3);
-  const DomainOwner domain = new_domain();
-  std::vector<tv_node_t*> nodes = {add_node(domain.get(), "first", 2, {}, {0.6f, 0.4f})};
-  Real joint[2][2] = {{0.6f, 0}, {0, 0.4f}}, whole = 0;
-  for (size_t i = 1; i < kLength; ++i) {
-    const auto a = static_cast<float>(0.1 * random.uniform()), b = static_cast<float>(0.1 * random.uniform());
-    nodes.push_back(add_node(domain.get(), nullptr, 2, {nodes.back()}, {1 - a, a, b, 1 - b}));
-    const bool is_last = i + 1 == kLength;
-    const float seen[] = {is_last ? 1.0f : static_cast<float>(0.05 * random.uniform()),
-                          is_last ? 1.0f : static_cast<float>(0.05 * random.uniform())};
-    if (!is_last) enter_findings(nodes.back(), {seen[0], seen[1]});
-    for (auto& row : joint) {
-      const Real first = row[0], second = row[1];
-      row[0] = (first * (1 - a) + second * b) * seen[0];
-      row[1] = (first * a + second * (1 - b)) * seen[1];
-    }
-  }
-  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
-  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_fast_retraction),
-            tv_status_none);
-  tv_node_t* ends[] = {nodes.front(), nodes.back(), nullptr};
-  const TableOwner found(tv_domain_get_marginal(domain.get(), ends));
-  ASSERT_NE(found, nullptr) << tv_error_name(tv_error_code());
-  for (const auto& row : joint) whole += row[0] + row[1];
-  for (size_t e = 0; e < 4; ++e) {
-    const Real expected = joint[e / 2][e % 2] / whole;
-    EXPECT_NEAR(tv_table_get_data(found.get())[e], expected, 5e-5L * expected);
-  }
-}
-
 // A message of which one number is too small beside the other, and decides in the end.
 TEST(Range, LikelihoodsOfCopies) {
   for (const tv_equilibrium_t equilibrium : {tv_equilibrium_sum, tv_equilibrium_max})

@@ -5,7 +5,6 @@
 #include "inference/answers/joint_marginal.h"
 
 #include <algorithm>
-#include <cmath>
 #include <map>
 
 #include "api/boundary.h"
@@ -105,17 +104,7 @@ class TreeMarginal {
                              : static_cast<size_t>(data.propagated_state) == s ? 1.0f
                                                                                : 0.0f;
       multiply_factor(factor, finding, settings_);
-      rescale(factor);
     }
-  }
-
-  // Lets the largest number lie between one and two: under fast retraction the findings are still to be
-  // multiplied in, and all of them together may be very improbable.
-  static void rescale(Factor& factor) noexcept {
-    const float largest = *std::max_element(factor.numbers.begin(), factor.numbers.begin() + factor.size);
-    if (!(largest > 0.0f) || !std::isfinite(largest)) return;
-    const int exponent = std::clamp(std::ilogb(largest), -126, 126);
-    kernels().scale(factor.numbers.data(), factor.size, std::ldexp(1.0, -exponent));
   }
 
   static void divide_by_separator(Factor& factor, const ReducedTable& separator,
@@ -150,7 +139,6 @@ class TreeMarginal {
     for (const LinkPlan& link : work.links)
       if (sends_here(link)) {
         multiply_factor(product, messages.at(link.neighbor), settings_);
-        if (tree_.mode == tv_evidence_fast_retraction) rescale(product);
         messages.erase(link.neighbor);
       }
     apply_findings(product, survivors);
