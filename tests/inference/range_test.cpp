@@ -233,6 +233,8 @@ TEST(Range, ExtremeLikelihoodsOfTheSameNodesAgain) {
         random_network(random, Values::positive, {.max_nodes = 10, .max_states = 3, .max_parents = 2});
     ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
     const tv_equilibrium_t equilibrium = random.chance(0.7) ? tv_equilibrium_sum : tv_equilibrium_max;
+    tv_domain_set_concurrency_level(domain.get(), 1 + seed % 3);
+    tv_domain_set_grain_size(domain.get(), 1);
     std::vector<tv_node_t*> observed;
     for (tv_node_t* node : nodes_of(domain.get()))
       if (random.chance(0.7)) observed.push_back(node);

@@ -95,9 +95,13 @@ class EliminationRun {
 
     static void run_next_parts(void* context, size_t begin, size_t) {
       SubtreeRun& self = *static_cast<SubtreeRun*>(context);
-      for (size_t part; (part = self.next.fetch_add(1, std::memory_order_relaxed)) < self.parts.size();)
+      // A thread that has failed does no more: its floating-point flags tell why.
+      while (!self.failed.load(std::memory_order_relaxed)) {
+        const size_t part = self.next.fetch_add(1, std::memory_order_relaxed);
+        if (part >= self.parts.size()) return;
         if (!self.run.run_part(self.workspaces[begin], self.parts[part]))
           self.failed.store(true, std::memory_order_relaxed);
+      }
     }
   };
 
