@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 #include "api/boundary.h"
@@ -240,12 +241,17 @@ tv_status_t propagate_in_range(const PropagationRequest& request, const Clique* 
   return status ? status : note_lost_share(tree, request.mode);
 }
 
-// Whether a tree in equilibrium reaches the next one from its potentials: single precision did not suffice,
-// or all cliques would take part and their tables are not calibrated anyway.
+// Whether a tree in equilibrium reaches the next one from its potentials: single precision did not suffice;
+// or all cliques would take part, and their tables are not calibrated anyway or have lost numbers, which may
+// matter more to sums than they did to maxima.
 bool starts_over(const PropagationRequest& request) noexcept {
   const TreeEngine& engine = request.engine;
-  return engine.is_extended || (engine.marginals_only && engine.saved_potentials.are_untouched() &&
-                                engine.tree->equilibrium != request.equilibrium && may_eliminate(request));
+  if (engine.is_extended) return true;
+  if (engine.tree->equilibrium == tv_equilibrium_none || engine.tree->equilibrium == request.equilibrium)
+    return false;
+  const bool has_lost_numbers = engine.lost_share > -std::numeric_limits<double>::infinity();
+  if (!engine.marginals_only) return has_lost_numbers && request.mode == tv_evidence_normal;
+  return engine.saved_potentials.are_untouched() && may_eliminate(request);
 }
 
 // From the present tables, or from the potentials when there are none, to the entered evidence.
