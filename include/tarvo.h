@@ -3833,7 +3833,7 @@ TV_API double tv_node_get_quantile(tv_node_t* node, double probability);
  * - tv_status_not_compiled: the domain is not compiled
  * - tv_status_no_equilibrium: the tree of one of the nodes has no valid result, or the result rests on the
  *   numbers of a node's table that were changed after the propagation, through a pointer from before it
- * - tv_status_normalization: in fast-retraction mode the joint sums to zero by underflow
+ * - tv_status_normalization: in fast-retraction mode, the evidence on the other nodes is impossible
  * - tv_status_overflow: a mean or covariance is no finite number, or likelihoods or unnormalised tables let
  *   an entry of a clique's table grow beyond 3.40282e+38
  * - tv_status_no_memory: also when the table's size does not fit into a size_t, or the table would exceed the

@@ -1,49 +1,56 @@
-// Products and marginals of factors, each a single pass under an index map of its own.
+// Products and marginals of factors.
 
 #include "inference/factor.h"
 
 #include <algorithm>
+#include <deque>
+#include <utility>
 
+#include "api/float_environment.h"
 #include "inference/evidence/findings_marginal.h"
+#include "inference/extended/wide_pass.h"
 #include "inference/schedule/lazy_clique.h"
+#include "tables/kernels/number_bounds.h"
 
 namespace tv {
 namespace {
 
-std::vector<size_t> counts_of(const std::vector<const Node*>& nodes) {
-  std::vector<size_t> counts;
-  for (const Node* node : nodes) counts.push_back(node->number_of_states);
-  return counts;
-}
+using Nodes = std::vector<const Node*>;
 
-void meet(const std::vector<const Node*>& nodes, const std::vector<const Node*>& others, const Shape& shape,
-          OwnIndexMap& map) {
-  for (size_t d = 0; d < nodes.size(); ++d) {
-    size_t step = 0, stride = 1;
-    for (size_t i = others.size(); i-- > 0; stride *= others[i]->number_of_states)
-      if (others[i] == nodes[d]) step = stride;
-    map.steps[d] = step;
-  }
-  finish_index_map(map, shape);
-}
-
-Factor from_totals(std::vector<const Node*> nodes, const Block<double>& totals) {
-  Factor factor = ones_over(std::move(nodes));
-  std::transform(totals.begin(), totals.end(), factor.numbers.begin(),
-                 [](double total) { return static_cast<float>(total); });
-  return factor;
-}
-
-size_t size_over(const std::vector<const Node*>& nodes) {
+size_t size_over(const Nodes& nodes) noexcept {
   size_t size = 1;
   for (const Node* node : nodes) size = size_multiply(size, node->number_of_states);
   return size;
 }
 
-// The members among `targets`, and the index map from the table onto the factor over them.
-std::vector<const Node*> members_among(const ReducedTable& table, const std::vector<const Node*>& targets,
-                                       OwnIndexMap& map) {
-  std::vector<const Node*> nodes;
+std::vector<size_t> counts_of(const Nodes& nodes) {
+  std::vector<size_t> counts;
+  for (const Node* node : nodes) counts.push_back(node->number_of_states);
+  return counts;
+}
+
+// For each of `nodes`, its stride in an array over `others`; 0 where the array lacks it.
+std::vector<size_t> strides_along(const Nodes& nodes, const Nodes& others) {
+  std::vector<size_t> strides(nodes.size(), 0);
+  size_t stride = 1;
+  for (size_t i = others.size(); i-- > 0; stride *= others[i]->number_of_states) {
+    const auto found = std::find(nodes.begin(), nodes.end(), others[i]);
+    if (found != nodes.end()) strides[static_cast<size_t>(found - nodes.begin())] = stride;
+  }
+  return strides;
+}
+
+// The nodes that are dimensions of a table.
+Nodes nodes_of(const ReducedTable& table) {
+  Nodes nodes;
+  for (size_t m = 0; m < table.members->size(); ++m)
+    if (table.spans(m)) nodes.push_back((*table.members)[m]);
+  return nodes;
+}
+
+// A factor of zeros over the members among `targets`, and the index map from the table onto it.
+Factor marginal_over(const ReducedTable& table, const Nodes& targets, OwnIndexMap& map) {
+  Nodes nodes;
   size_t stride = 1;
   for (size_t m = table.members->size(); m-- > 0;) {
     const Node* node = (*table.members)[m];
@@ -53,69 +60,133 @@ std::vector<const Node*> members_among(const ReducedTable& table, const std::vec
     nodes.insert(nodes.begin(), node);
   }
   finish_index_map(map, table.shape);
-  return nodes;
+  return zeros_over(std::move(nodes));
+}
+
+OwnIndexMap& add_map(std::deque<OwnIndexMap>& maps, const Shape& shape, const Nodes& all,
+                     const Nodes& nodes) {
+  OwnIndexMap& map = maps.emplace_back(all.size());
+  const std::vector<size_t> strides = strides_along(all, nodes);
+  std::copy(strides.begin(), strides.end(), map.steps);
+  finish_index_map(map, shape);
+  return map;
+}
+
+// False where some number is too small or too large for that.
+bool multiply_in_single_precision(std::span<const Factor* const> factors, const Nodes& all, Factor& marginal,
+                                  tv_equilibrium_t equilibrium, const ParallelSettings& settings) {
+  if (factors.size() >= kMaxFusedSteps) return false;
+  clear_range_flags();
+  const OwnShape shape(counts_of(all));
+  std::vector<std::vector<float>> operands;
+  std::deque<OwnIndexMap> maps;
+  std::vector<Step> steps;
+  for (const Factor* factor : factors) {
+    if (!factor->numbers.is_plain()) return false;
+    const std::vector<double>& numbers = factor->numbers.mantissas;
+    std::vector<float>& operand = operands.emplace_back(numbers.size());
+    std::transform(numbers.begin(), numbers.end(), operand.begin(),
+                   [](double number) { return static_cast<float>(number); });
+    const OwnIndexMap& map = add_map(maps, shape, all, factor->nodes);
+    steps.push_back({steps.empty() ? StepKind::assign : StepKind::multiply, &map, operand.data()});
+  }
+  const OwnIndexMap& map = add_map(maps, shape, all, marginal.nodes);
+  const StepKind last = equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum;
+  steps.push_back({last, &map, nullptr, marginal.numbers.mantissas.data()});
+  run_pass(shape, nullptr, steps.data(), steps.size(), settings);
+  return !range_flags();
+}
+
+void multiply_in_wide_numbers(std::span<const Factor* const> factors, const Nodes& all, Factor& marginal,
+                              tv_equilibrium_t equilibrium) {
+  const std::vector<size_t> counts = counts_of(all);
+  std::vector<WideOperand> operands;
+  for (const Factor* factor : factors)
+    operands.push_back({&factor->numbers, strides_along(all, factor->nodes)});
+  const WideTarget target = {&marginal.numbers, strides_along(all, marginal.nodes)};
+  run_wide_pass(counts, operands, {&target, 1}, equilibrium == tv_equilibrium_max);
+}
+
+// Findings so improbable together that no double holds their product are multiplied one by one.
+Factor marginal_with_wide_findings(const ReducedTable& table, const Nodes& targets,
+                                   tv_equilibrium_t equilibrium) {
+  const ParallelSettings settings = parallel_settings(*targets.front()->domain);
+  std::vector<Factor> factors(1, zeros_over(nodes_of(table)));
+  std::copy_n(table.numbers, table.shape.size, factors.front().numbers.mantissas.begin());
+  for (const Node* node : factors.front().nodes)
+    if (!holds(targets, node) && compiled(*node).propagated_state != kNoEvidence)
+      factors.push_back(finding_factor(*node));
+  std::vector<const Factor*> operands;
+  for (const Factor& factor : factors) operands.push_back(&factor);
+  return marginal_of_product(operands, targets, equilibrium, settings);
 }
 
 }  // namespace
 
-bool holds(const std::vector<const Node*>& nodes, const Node* node) noexcept {
+bool holds(const Nodes& nodes, const Node* node) noexcept {
   return std::find(nodes.begin(), nodes.end(), node) != nodes.end();
 }
 
-Factor ones_over(std::vector<const Node*> nodes) {
-  Factor factor;
-  factor.size = size_over(nodes);
-  factor.numbers.allocate_uninitialized(factor.size);
-  std::fill(factor.numbers.begin(), factor.numbers.end(), 1.0f);
-  factor.nodes = std::move(nodes);
-  return factor;
+Factor zeros_over(Nodes nodes) {
+  const size_t size = size_over(nodes);
+  if (size == kHugeSize) throw std::bad_alloc();
+  return {std::move(nodes), {std::vector<double>(size, 0.0), {}}};
 }
 
-void multiply_factor(Factor& target, const Factor& other, const ParallelSettings& settings) {
-  const OwnShape shape(counts_of(target.nodes));
-  OwnIndexMap map(target.nodes.size());
-  meet(target.nodes, other.nodes, shape, map);
-  const Step step = {StepKind::multiply, &map, other.numbers.data()};
-  run_pass(shape, target.numbers.data(), &step, 1, settings);
+Factor finding_factor(const Node& node) {
+  const ptrdiff_t state = compiled(node).propagated_state;
+  Factor finding = zeros_over({&node});
+  for (size_t s = 0; s < node.number_of_states; ++s)
+    finding.numbers.mantissas[s] = state == kFindingVector ? static_cast<double>(propagated_finding(node)[s])
+                                   : static_cast<size_t>(state) == s ? 1.0
+                                                                     : 0.0;
+  return finding;
 }
 
-Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& targets,
-                          tv_equilibrium_t equilibrium, const ParallelSettings& settings) {
-  std::vector<const Node*> nodes;
-  for (const Node* node : factor.nodes)
-    if (holds(targets, node)) nodes.push_back(node);
-  const OwnShape shape(counts_of(factor.nodes));
-  OwnIndexMap map(factor.nodes.size());
-  meet(factor.nodes, nodes, shape, map);
-  Block<double> totals(size_over(nodes));
-  const StepKind operation = equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum;
-  const Step step = {operation, &map, nullptr, totals.data()};
-  run_pass(shape, factor.numbers.data(), &step, 1, settings);
-  return from_totals(std::move(nodes), totals);
+Factor inverse_of(const ReducedTable& separator) {
+  Factor inverse = zeros_over(nodes_of(separator));
+  for (size_t i = 0; i < inverse.numbers.size(); ++i)
+    if (separator.numbers[i] >= kSmallestNormalFloat)
+      inverse.numbers.mantissas[i] = 1.0 / static_cast<double>(separator.numbers[i]);
+  return inverse;
 }
 
-Factor marginal_of_table(const ReducedTable& table, const std::vector<const Node*>& targets,
-                         tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+Factor marginal_of_product(std::span<const Factor* const> factors, const Nodes& targets,
+                           tv_equilibrium_t equilibrium, const ParallelSettings& settings) {
+  Nodes all, left;
+  for (const Factor* factor : factors)
+    for (const Node* node : factor->nodes)
+      if (!holds(all, node)) all.push_back(node);
+  std::copy_if(all.begin(), all.end(), std::back_inserter(left),
+               [&](const Node* node) { return holds(targets, node); });
+  Factor marginal = zeros_over(std::move(left));
+  if (!multiply_in_single_precision(factors, all, marginal, equilibrium, settings))
+    multiply_in_wide_numbers(factors, all, marginal, equilibrium);
+  normalize(marginal.numbers);
+  return marginal;
+}
+
+Factor marginal_of_table(const ReducedTable& table, const Nodes& targets, tv_equilibrium_t equilibrium,
+                         tv_evidence_mode_t mode) {
   OwnIndexMap map(table.shape.dimensions);
-  std::vector<const Node*> nodes = members_among(table, targets, map);
-  Block<double> totals(map.other_size);
+  Factor marginal = marginal_over(table, targets, map);
   const bool weighs = mode == tv_evidence_fast_retraction;
+  clear_range_flags();
   marginalize_with_findings(
       table, [&](size_t member) { return !weighs || holds(targets, (*table.members)[member]); }, map.steps,
-      equilibrium, totals.data());
-  return from_totals(std::move(nodes), totals);
+      equilibrium, marginal.numbers.mantissas.data());
+  return range_flags() ? marginal_with_wide_findings(table, targets, equilibrium) : std::move(marginal);
 }
 
-Factor marginal_of_clique(const CliqueWork& work, const std::vector<const Node*>& targets,
-                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+Factor marginal_of_clique(const CliqueWork& work, const Nodes& targets, tv_equilibrium_t equilibrium,
+                          tv_evidence_mode_t mode) {
   if (!work.lazy) return marginal_of_table(work.table, targets, equilibrium, mode);
   OwnIndexMap map(work.table.shape.dimensions);
-  std::vector<const Node*> nodes = members_among(work.table, targets, map);
-  Block<double> totals(map.other_size);
+  Factor marginal = marginal_over(work.table, targets, map);
   const StepKind operation = equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum;
-  const Step sum = {operation, &map, nullptr, totals.data()};
+  const Step sum = {operation, &map, nullptr, marginal.numbers.mantissas.data()};
   run_over_factors(work, nullptr, &sum);
-  return from_totals(std::move(nodes), totals);
+  return marginal;
 }
 
 }  // namespace tv

@@ -1,29 +1,34 @@
-// Small potentials over unobserved nodes, for marginals that no clique holds.
+// Small potentials over unobserved nodes, in numbers of any size, for marginals that no clique holds.
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "inference/engine.h"
+#include "inference/extended/wide_array.h"
 
 namespace tv {
 
 struct Factor {
   std::vector<const Node*> nodes;  // each with two states or more; the last varies fastest
-  Block<float> numbers;
-  size_t size = 1;
+  WideArray numbers;
 };
 
 bool holds(const std::vector<const Node*>& nodes, const Node* node) noexcept;
 
-// A factor of ones. std::bad_alloc also where the size does not fit.
-Factor ones_over(std::vector<const Node*> nodes);
+// A factor of zeros. std::bad_alloc also where the size does not fit.
+Factor zeros_over(std::vector<const Node*> nodes);
 
-// target *= other; the other's nodes are among the target's.
-void multiply_factor(Factor& target, const Factor& other, const ParallelSettings& settings);
+// The propagated finding on a node with two states or more.
+Factor finding_factor(const Node& node);
 
-// The sum (or maximum) over all nodes but `targets`, in the factor's order.
-Factor marginal_of_factor(const Factor& factor, const std::vector<const Node*>& targets,
-                          tv_equilibrium_t equilibrium, const ParallelSettings& settings);
+// One over the entries of a separator's table; zero where these are zero or have lost digits.
+Factor inverse_of(const ReducedTable& separator);
+
+// The product of the factors, summed (or maximised) over all nodes but `targets`. Powers of two are taken out
+// of it. Its nodes are in the order of their first factors.
+Factor marginal_of_product(std::span<const Factor* const> factors, const std::vector<const Node*>& targets,
+                           tv_equilibrium_t equilibrium, const ParallelSettings& settings);
 
 // The entries of a reduced table marginalised onto the members among `targets`, those summed out weighted
 // with their findings under fast retraction.

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <thread>
 
 #include "support/builders.h"
@@ -110,6 +112,47 @@ TEST(Range, MarginalsAndTablesFollow) {
     ASSERT_NEAR(sum, 1, 1e-6);
   }
   model.expect_answer(tv_equilibrium_sum);
+}
+
+// Two targets hang on the ends of a clique whose other members all have improbable findings: their joint is
+// what enumeration finds, though no single number (and in the end no double) holds the findings' product.
+TEST(Range, JointMarginalsUnderFastRetraction) {
+  for (const float level : {1e-6f, 1e-30f, 1e-37f})
+    for (const tv_equilibrium_t equilibrium : {tv_equilibrium_sum, tv_equilibrium_max}) {
+      SCOPED_TRACE(level);
+      Generator random(5);
+      const DomainOwner domain = new_domain();
+      std::vector<tv_node_t*> causes;
+      for (size_t i = 0; i < 10; ++i) causes.push_back(add_node(domain.get(), nullptr, 2, {}, {0.3f, 0.7f}));
+      const auto conditional = [&](size_t size) {
+        std::vector<float> numbers;
+        for (size_t i = 0; i < size; i += 2) {
+          numbers.push_back(static_cast<float>(0.05 + 0.9 * random.uniform()));
+          numbers.push_back(1.0f - numbers.back());
+        }
+        return numbers;
+      };
+      tv_node_t* const effect = add_node(domain.get(), nullptr, 2, {}, {0.5f, 0.5f});
+      for (tv_node_t* cause : causes) ASSERT_EQ(tv_node_add_parent(effect, cause), tv_status_none);
+      set_table(effect, conditional(2048));
+      tv_node_t* const first = add_node(domain.get(), nullptr, 2, {causes[0]}, conditional(4));
+      tv_node_t* const last = add_node(domain.get(), nullptr, 2, {effect}, conditional(4));
+      for (size_t i = 1; i < causes.size(); ++i)
+        enter_findings(causes[i], {level, level * static_cast<float>(random.uniform())});
+      ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+      ASSERT_EQ(tv_domain_propagate(domain.get(), equilibrium, tv_evidence_fast_retraction), tv_status_none);
+      EXPECT_EQ(wrong_answer(domain.get(), equilibrium, tv_evidence_fast_retraction, false), "");
+      tv_node_t* targets[] = {first, last, nullptr};
+      const TableOwner joint(tv_domain_get_marginal(domain.get(), targets));
+      ASSERT_TRUE(joint) << tv_error_name(tv_error_code());
+      const Oracle oracle(domain.get());
+      const Vector expected = oracle.marginal({11, 12}, oracle.entered(), equilibrium);
+      const bool sums = equilibrium == tv_equilibrium_sum;
+      const Real whole = sums ? std::accumulate(expected.begin(), expected.end(), Real{0})
+                              : *std::max_element(expected.begin(), expected.end());
+      for (size_t i = 0; i < 4; ++i)
+        EXPECT_NEAR(tv_table_get_data(joint.get())[i], expected[i] / whole, 1e-6);
+    }
 }
 
 // Chains whose observations all but rule out what the links say, against the recursion in long double.

@@ -8,12 +8,12 @@
 #include <map>
 
 #include "api/boundary.h"
+#include "api/float_environment.h"
 #include "inference/calibrate_tables.h"
 #include "inference/factor.h"
 #include "inference/gaussian/cg_answers.h"
 #include "inference/schedule/subtree.h"
 #include "tables/host_table.h"
-#include "tables/kernels/number_bounds.h"
 #include "tables/table_operations.h"
 
 namespace tv {
@@ -28,10 +28,7 @@ void add_missing(Nodes& nodes, const Node* node) {
 class TreeMarginal {
  public:
   TreeMarginal(JunctionTree& tree, const Nodes& targets)
-      : tree_(tree),
-        engine_(engine_of(tree)),
-        settings_(parallel_settings(*tree.domain)),
-        targets_(targets) {}
+      : tree_(tree), engine_(engine_of(tree)), targets_(targets) {}
 
   Factor compute() {
     refresh_plans(engine_);
@@ -93,64 +90,43 @@ class TreeMarginal {
     return needed;
   }
 
-  void apply_findings(Factor& factor, const Nodes& survivors) {
-    if (tree_.mode != tv_evidence_fast_retraction) return;
-    for (const Node* node : Nodes(factor.nodes)) {
-      const CompiledNode& data = compiled(*node);
-      if (holds(survivors, node) || data.propagated_state == kNoEvidence) continue;
-      Factor finding = ones_over({node});
-      for (size_t s = 0; s < node->number_of_states; ++s)
-        finding.numbers[s] = data.propagated_state == kFindingVector           ? propagated_finding(*node)[s]
-                             : static_cast<size_t>(data.propagated_state) == s ? 1.0f
-                                                                               : 0.0f;
-      multiply_factor(factor, finding, settings_);
-    }
-  }
-
-  static void divide_by_separator(Factor& factor, const ReducedTable& separator,
-                                  const ParallelSettings& settings) {
-    Factor inverse;
-    for (size_t m = 0; m < separator.members->size(); ++m)
-      if (separator.spans(m)) inverse.nodes.push_back((*separator.members)[m]);
-    inverse = ones_over(std::move(inverse.nodes));
-    for (size_t i = 0; i < inverse.size; ++i)
-      inverse.numbers[i] = separator.numbers[i] >= kSmallestNormalFloat ? 1.0f / separator.numbers[i] : 0.0f;
-    multiply_factor(factor, inverse, settings);
-  }
-
   // The message of a clique to the next one towards the root: a factor over their separator and the target
   // nodes behind it. The root's message is the answer.
   Factor message_from(size_t clique, std::map<size_t, Factor>& messages) {
     const CliqueWork& work = engine_.cliques[clique];
     const size_t via = engine_.reached_by[clique];
+    std::vector<Factor> factors;
+    Factor inverse;
     Nodes survivors = targets_;
-    if (via != kNone)
-      for (const Node* node : *engine_.separators[work.links[via].separator].old.members)
-        add_missing(survivors, node);
-
-    const Factor own =
-        marginal_of_clique(work, needed_members(work, survivors, messages), tree_.equilibrium, tree_.mode);
-    Nodes all = own.nodes;
-    for (const LinkPlan& link : work.links)
-      if (sends_here(link))
-        for (const Node* node : messages.at(link.neighbor).nodes) add_missing(all, node);
-    Factor product = ones_over(std::move(all));
-    multiply_factor(product, own, settings_);
+    if (via != kNone) {
+      const ReducedTable& separator = engine_.separators[work.links[via].separator].old;
+      for (const Node* node : *separator.members) add_missing(survivors, node);
+      inverse = inverse_of(separator);
+    }
+    factors.push_back(
+        marginal_of_clique(work, needed_members(work, survivors, messages), tree_.equilibrium, tree_.mode));
+    add_findings(factors, survivors);
     for (const LinkPlan& link : work.links)
       if (sends_here(link)) {
-        multiply_factor(product, messages.at(link.neighbor), settings_);
+        factors.push_back(std::move(messages.at(link.neighbor)));
         messages.erase(link.neighbor);
       }
-    apply_findings(product, survivors);
-    Factor message = marginal_of_factor(product, survivors, tree_.equilibrium, settings_);
-    if (via != kNone)
-      divide_by_separator(message, engine_.separators[work.links[via].separator].old, settings_);
-    return message;
+    if (via != kNone) factors.push_back(std::move(inverse));
+    std::vector<const Factor*> operands;
+    for (const Factor& factor : factors) operands.push_back(&factor);
+    return marginal_of_product(operands, survivors, tree_.equilibrium, parallel_settings(*tree_.domain));
+  }
+
+  // Under fast retraction, the findings on nodes of the last factor that the message lacks.
+  void add_findings(std::vector<Factor>& factors, const Nodes& survivors) const {
+    if (tree_.mode != tv_evidence_fast_retraction) return;
+    for (const Node* node : Nodes(factors.back().nodes))
+      if (!holds(survivors, node) && compiled(*node).propagated_state != kNoEvidence)
+        factors.push_back(finding_factor(*node));
   }
 
   JunctionTree& tree_;
   TreeEngine& engine_;
-  ParallelSettings settings_;
   const Nodes& targets_;
 };
 
@@ -164,23 +140,29 @@ std::unique_ptr<Table> scatter(Domain& domain, const NodeList& nodes, const std:
   }
   Nodes free;
   size_t offset = 0, stride = 1;
-  std::vector<size_t> strides;
+  std::vector<size_t> strides(domain.node_count, 0);
   for (size_t i = nodes.size(); i-- > 0; stride *= nodes[i]->number_of_states) {
     const ptrdiff_t state = compiled(*nodes[i]).observed_state;
+    strides[nodes[i]->number - 1] = stride;
     if (state >= 0)
       offset += static_cast<size_t>(state) * stride;
-    else if (nodes[i]->number_of_states > 1) {
-      free.insert(free.begin(), nodes[i]);
-      strides.insert(strides.begin(), stride);
-    }
+    else if (nodes[i]->number_of_states > 1)
+      free.push_back(nodes[i]);
   }
-  Factor joint = ones_over(free);
-  for (const Factor& factor : factors) multiply_factor(joint, factor, parallel_settings(domain));
-  std::vector<Dimension> nest(free.size());
+  std::vector<const Factor*> operands;
+  for (const Factor& factor : factors) operands.push_back(&factor);
+  const Factor one = {{}, {{1.0}, {}}};
+  operands.push_back(&one);
+  const Factor joint = marginal_of_product(operands, free, tv_equilibrium_sum, parallel_settings(domain));
+  std::vector<float> numbers(joint.numbers.size());
+  for (size_t i = 0; i < numbers.size(); ++i)
+    numbers[i] = static_cast<float>(joint.numbers.is_plain() ? joint.numbers.mantissas[i]
+                                                             : entry(joint.numbers, i).value());
+  std::vector<Dimension> nest(joint.nodes.size());
   stride = 1;
-  for (size_t d = free.size(); d-- > 0; stride *= free[d]->number_of_states)
-    nest[d] = {free[d]->number_of_states, strides[d], stride};
-  kernels().assign(nest.data(), nest.size(), table->data.data() + offset, joint.numbers.data());
+  for (size_t d = nest.size(); d-- > 0; stride *= nest[d].count)
+    nest[d] = {joint.nodes[d]->number_of_states, strides[joint.nodes[d]->number - 1], stride};
+  kernels().assign(nest.data(), nest.size(), table->data.data() + offset, numbers.data());
   return table;
 }
 
@@ -200,6 +182,7 @@ bool are_distinct_nodes_of(const Domain& domain, tv_node_t** nodes) {
 std::unique_ptr<Table> _tv_domain_marginal(Domain& domain, const NodeList& nodes) {
   if (!std::all_of(nodes.begin(), nodes.end(), [](const Node* node) { return is_discrete(*node); }))
     return cg_marginal(domain, nodes);
+  const FloatEnvironment environment;
   std::vector<Factor> factors;
   bool largest_entry = false;
   for (JunctionTree& tree : domain.forest->trees) {

@@ -265,12 +265,21 @@ tv_status_t ExtendedPropagation::check_zeros() const {
 
 // ---- Results ----
 
-tv_status_t ExtendedPropagation::store_belief(const Node& node, WideArray& totals) const noexcept {
+namespace {
+
+// Of the largest number; 0 where all are zero.
+int64_t top_exponent(const WideArray& totals) noexcept {
   int64_t top = INT64_MIN;
   for (size_t i = 0; i < totals.size(); ++i)
     if (const WideNumber number = entry(totals, i); number.mantissa > 0.0)
       top = std::max(top, number.exponent);
-  if (top == INT64_MIN) top = 0;  // all entries are zero
+  return top == INT64_MIN ? 0 : top;
+}
+
+}  // namespace
+
+tv_status_t ExtendedPropagation::store_belief(const Node& node, WideArray& totals) const noexcept {
+  const int64_t top = top_exponent(totals);
   double whole = 0.0;
   for (size_t i = 0; i < totals.size(); ++i) {
     WideNumber number = entry(totals, i);
@@ -285,12 +294,16 @@ tv_status_t ExtendedPropagation::store_belief(const Node& node, WideArray& total
   return whole > 0.0 ? tv_status_none : tv_status_normalization;
 }
 
+// Scaled by the mass of the root. Under fast retraction that has factors which the table lacks, so that its
+// largest entry is scaled to about one instead.
 void ExtendedPropagation::store_numbers(const WideArray& totals, int64_t exponent,
                                         float* numbers) const noexcept {
+  WideNumber unit = mass_;
+  if (retracts()) unit = {1.0, exponent + top_exponent(totals)};
   for (size_t i = 0; i < totals.size(); ++i) {
     WideNumber number = entry(totals, i);
-    number.exponent += exponent - mass_.exponent;
-    number.multiply(1.0 / mass_.mantissa);
+    number.exponent += exponent - unit.exponent;
+    number.multiply(1.0 / unit.mantissa);
     numbers[i] = number.mantissa > 0.0
                      ? static_cast<float>(std::clamp(number.value(), kSmallestNormalFloat, kLargestFloat))
                      : 0.0f;

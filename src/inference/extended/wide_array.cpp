@@ -22,6 +22,25 @@ void make_plain(WideArray& array) noexcept {
   array.exponents.clear();
 }
 
+// Its numbers are zero or so far from the ends of the range that a power of two may be taken out.
+bool is_moderate(const WideArray& array) noexcept {
+  constexpr double kLeast = 0x1p-400, kMost = 0x1p400;
+  bool moderate = true;
+  for (const double number : array.mantissas)
+    moderate &= number == 0.0 || (number > kLeast && number < kMost);
+  return moderate;
+}
+
+int64_t normalize_plain(WideArray& array) noexcept {
+  double largest = 0.0;
+  for (const double number : array.mantissas) largest = std::max(largest, number);
+  if (largest == 0.0) return 0;
+  const int exponent = std::ilogb(largest) + 1;
+  const double scale = std::ldexp(1.0, -exponent);
+  for (double& number : array.mantissas) number *= scale;
+  return exponent;
+}
+
 bool fits_doubles(const WideArray& array) noexcept {
   for (size_t i = 0; i < array.size(); ++i)
     if (!is_ordinary(array.mantissas[i], array.exponents[i])) return false;
@@ -48,6 +67,7 @@ void make_wide(WideArray& array) {
 }
 
 int64_t normalize(WideArray& array) {
+  if (array.is_plain() && is_moderate(array)) return normalize_plain(array);
   make_wide(array);
   int32_t largest = INT32_MIN;
   for (size_t i = 0; i < array.size(); ++i)
