@@ -158,7 +158,7 @@ tv_status_t assign_component(Forest& forest, ChainComponent& component, Assigner
 void list_potentials(Forest& forest) {
   std::vector<size_t> counts(forest.clique_count + 1, 0);
   size_t total = 0;
-  for (const CompiledNode& record : forest.nodes) {
+  for (const NodePlacement& record : forest.nodes) {
     if (!record.assigned) continue;
     ++counts[record.assigned->index];
     ++total;
@@ -215,9 +215,16 @@ void create_node_data_structures(Forest& forest) {
                    });
   }
   for (Node& node : forest.domain->nodes) {
-    if (JunctionTree* tree = forest.nodes[node.number - 1].tree) tree->nodes.push_back(&node);
+    NodePlacement& place = forest.nodes[node.number - 1];
+    if (!place.tree) continue;
+    place.position = static_cast<uint32_t>(place.tree->nodes.size());
+    place.tree->nodes.push_back(&node);
   }
-  for (JunctionTree& tree : forest.trees) tree.nodes.shrink_to_fit();
+  uint32_t position = 0;
+  for (JunctionTree& tree : forest.trees) {
+    tree.position = position++;
+    tree.nodes.shrink_to_fit();
+  }
 }
 
 tv_status_t assign_potentials(Forest& forest, Trace& trace) {
@@ -227,7 +234,7 @@ tv_status_t assign_potentials(Forest& forest, Trace& trace) {
     if (!has_potential(node)) continue;
     Clique* clique = assigner.select_clique(family_of(node));
     if (!clique) return tv_status_error;
-    CompiledNode& record = forest.nodes[node.number - 1];
+    NodePlacement& record = forest.nodes[node.number - 1];
     record.assigned = clique;
     record.tree = clique->tree;
     if (trace.enabled()) {

@@ -14,7 +14,7 @@ void _tv_uncompile_domain_safely(Domain& domain) noexcept {
 JunctionTree* tree_of(const Node& node) noexcept {
   const Node& answering = node.linked_node ? *node.linked_node : node;
   if (!answering.domain || !answering.domain->forest) return nullptr;
-  return compiled(answering).tree;
+  return placement(answering).tree;
 }
 
 namespace {
@@ -42,9 +42,6 @@ size_t size_or_failure(size_t size) noexcept {
 
 }  // namespace
 }  // namespace tv
-
-tv_junction_tree_s::tv_junction_tree_s() : engine(nullptr, [](tv::TreeEngine*) {}) {}
-tv_junction_tree_s::~tv_junction_tree_s() = default;
 
 tv_status_t tv_domain_uncompile(tv_domain_t* domain) {
   if (!tv::check(domain)) return tv_status_usage;
@@ -180,7 +177,7 @@ tv_junction_tree_t* tv_node_get_junction_tree(const tv_node_t* node) {
 tv_node_t** tv_node_get_moral_neighbors(const tv_node_t* node) {
   const bool is_vertex = node && tv::is_discrete_or_continuous(*node);
   if (!tv::check(is_vertex && tv::has_forest(node->domain))) return nullptr;
-  return tv::compiled(*node).moral_neighbors;
+  return tv::placement(*node).moral_neighbors;
 }
 
 size_t tv_domain_get_jt_cost(tv_domain_t* domain) {

@@ -1,5 +1,5 @@
-// The compiled forest: everything that compilation and propagation make for a domain. The domain owns
-// one, uncompiling destroys it, and nothing outside it points into it.
+// The forest of junction trees that compilation makes for a domain. The domain owns one, and uncompiling
+// destroys it.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,8 @@
 
 namespace tv {
 
-struct TreeEngine;  // inference/: the numbers of a tree and the plans over them
+struct InferenceState;  // inference/state.h: what evidence has made of a forest
+struct TreeEngine;      // inference/engine.h: of one of its trees
 
 // What two neighbouring cliques share. Owned by the child.
 struct Separator {
@@ -64,7 +65,6 @@ struct tv_clique_s {
   std::span<tv::Node*> potentials;           // nodes whose potentials are assigned here, in domain order
   tv::RareList<const tv::Table*> more_potentials;  // assigned here and owned by no node (chain graphs)
 
-  double conflict = 1.0;
   void* user_data = nullptr;
   void* back_pointer = nullptr;
   tv_clique_s* next = nullptr;  // in the domain's list, newest first
@@ -76,32 +76,15 @@ struct tv_clique_s {
 };
 
 struct tv_junction_tree_s {
-  tv_junction_tree_s();
-  ~tv_junction_tree_s();
-
   tv::Domain* domain = nullptr;
   tv::Clique* root = nullptr;
   std::vector<tv::Clique*> cliques;  // in the order of the domain's list (root first), null-terminated
   std::vector<tv::Node*> nodes;      // the discrete and continuous nodes of the tree, in domain order
   bool has_continuous = false;
-  std::unique_ptr<tv::TreeEngine, void (*)(tv::TreeEngine*)> engine;  // null until compiled
-
-  // State of propagation.
-  tv_equilibrium_t equilibrium = tv_equilibrium_none;
-  tv_evidence_mode_t mode = tv_evidence_normal;  // of the last propagation
-  bool tables_touched = true;        // some potential changed since the tables were last initialised
-  size_t evidence_to_propagate = 0;  // nodes whose entered evidence differs from the propagated one
-  bool evidence_propagated = false;
-  bool likelihood_propagated = false;
-  bool cg_evidence_propagated = false;
-  double step_constant = 1.0, step_log_constant = 0.0;  // of the current propagation
-  double constant = 1.0, log_constant = 0.0;            // since the last reset
-  double conflict = 1.0;
-  double approximation_constant = 1.0;
   bool has_chain_components = false;
-  bool has_required = false;    // some table holds a required instantiation, see table_configuration
-  long potential_exponent = 0;  // the product of the potentials is to be multiplied by 2 to this power
-  bool done = false;            // while a domain walks its trees
+  long potential_exponent = 0;       // the product of the potentials is to be multiplied by 2 to this power
+  uint32_t position = 0;             // in the domain's list
+  tv::TreeEngine* engine = nullptr;  // of the domain's own state; null until compiled
 
   void* user_data = nullptr;
   void* back_pointer = nullptr;
@@ -118,39 +101,18 @@ struct BeliefSource {
   Separator* separator = nullptr;
 };
 
-// What compilation and propagation keep for one node.
-struct CompiledNode {
-  // What a question about a belief reads stands together.
+// Where a node stands in the forest.
+struct NodePlacement {
   JunctionTree* tree = nullptr;
-  tv_number_t* belief = nullptr;  // one per state; behind them propagated_finding and likelihood_ratio
-  ptrdiff_t propagated_state = kNoEvidence;  // encoded like EnteredEvidence::state
-  Clique* assigned = nullptr;                // where its potential is multiplied in
-
-  Clique* home = nullptr;              // where evidence on the node is entered
-  ptrdiff_t observed_state = -1;       // the one state to which the tables are restricted, or -1
-  ptrdiff_t next_observed_state = -1;  // the same for the propagation that is being prepared
-
-  uint32_t position = 0;          // in tree->nodes
-  uint32_t elimination_rank = 0;  // 1 to N; the highest is eliminated first
-  bool participates = false;      // a vertex of the moral graph
-  bool evidence_listed = false;   // the node stands in its engine's list of evidence,
-  bool evidence_changed = false;  // and in that of evidence that has changed
-  bool in_conflict = false;  // the conflict of its home takes in the evidence that was last entered on it
-  bool is_target = false;    // to be updated by the current propagation
-  bool value_propagated = false;
+  Clique* home = nullptr;           // where evidence on the node is entered
+  Clique* assigned = nullptr;       // where its potential is multiplied in
+  Clique* belief_clique = nullptr;  // of the belief source, together with `belief_in_separator`
   bool belief_in_separator = false;
-  bool policy_left_out = false;   // of a decision: its state stands in the place of its policy
-  unsigned char trail_marks = 0;  // of the d-connection search; 0 outside it
-  double propagated_value = 0.0;
-
-  Node** moral_neighbors = nullptr;    // null-terminated
-  Clique* belief_clique = nullptr;     // of the belief source, together with `belief_in_separator`
-  size_t component = kNone;            // in the forest's chain components
-  double* expected_utility = nullptr;  // one per state; of a utility node the expectation and the variance;
-                                       // null in a tree without utilities
-  ptrdiff_t known_state = -1;          // the one state to which expected utilities are restricted, or -1
-  size_t table_configuration = kNone;  // states of required instantiations in the node's table, as
-                                       // they were when the tree's tables were built
+  bool participates = false;         // a vertex of the moral graph
+  uint32_t position = 0;             // in tree->nodes
+  uint32_t elimination_rank = 0;     // 1 to N; the highest is eliminated first
+  Node** moral_neighbors = nullptr;  // null-terminated
+  size_t component = kNone;          // in the forest's chain components
 
   BeliefSource belief_source() const noexcept {
     return {belief_clique, belief_in_separator ? belief_clique->parent_separator.get() : nullptr};
@@ -172,13 +134,15 @@ struct ChainComponent {
   long exponent = 0;  // the product of these tables is to be multiplied by 2 to this power
 };
 
+// Symbolic: not written once it is built, but for what hosts attach to trees and cliques, and the numbers of
+// chain components.
 struct Forest {
   Domain* domain = nullptr;
   OwnedList<Clique> cliques;  // newest first: every parent before its children
   size_t clique_count = 0;
   OwnedList<JunctionTree> trees;  // newest first
   size_t tree_count = 0;
-  std::vector<CompiledNode> nodes;  // by node number - 1
+  std::vector<NodePlacement> nodes;  // by node number - 1
   std::vector<ChainComponent> components;
   size_t participants = 0;     // how many nodes take part
   NodeList elimination_order;  // highest rank first; made when first asked for
@@ -187,20 +151,11 @@ struct Forest {
   std::vector<Node*> potentials;
   std::vector<Node*> moral_neighbors;
 
-  Block<tv_number_t> node_numbers;  // the beliefs and propagated findings of all nodes
+  std::unique_ptr<InferenceState, void (*)(InferenceState*)> state{nullptr, [](InferenceState*) {}};
 };
 
-inline CompiledNode& compiled(const Node& node) noexcept {
+inline NodePlacement& placement(const Node& node) noexcept {
   return node.domain->forest->nodes[node.number - 1];
-}
-
-// The propagated finding of a compiled discrete node, one number per state, read under kFindingVector; and
-// the finding on its way into the home clique.
-inline tv_number_t* propagated_finding(const Node& node) noexcept {
-  return compiled(node).belief + node.number_of_states;
-}
-inline tv_number_t* likelihood_ratio(const Node& node) noexcept {
-  return compiled(node).belief + 2 * node.number_of_states;
 }
 
 inline bool is_triangulated(const Domain& domain) noexcept { return domain.forest != nullptr; }

@@ -154,7 +154,7 @@ void _tv_domain_moralize(Forest& forest, Trace& trace) {
   MoralLists lists(forest.nodes.size());
   for (Node& node : forest.domain->nodes) {
     if (!is_discrete_or_continuous(node)) continue;
-    CompiledNode& record = forest.nodes[node.number - 1];
+    NodePlacement& record = forest.nodes[node.number - 1];
     record.participates = true;
     ++forest.participants;
     find_moral_neighbors(forest, node, lists[node.number - 1], marks, trace);

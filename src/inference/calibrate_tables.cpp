@@ -6,6 +6,7 @@
 
 #include "api/boundary.h"
 #include "api/float_environment.h"
+#include "inference/answers/queries.h"
 #include "inference/evidence/absorb_evidence.h"
 #include "inference/extended/clique_conflicts.h"
 #include "inference/extended/propagate_extended.h"
@@ -23,27 +24,27 @@ namespace {
 // The part of a tree's state that a first propagation changes, restored at the end.
 class StateOfTree {
  public:
-  explicit StateOfTree(JunctionTree& tree) noexcept
-      : tree_(tree),
-        equilibrium_(tree.equilibrium),
-        constant_(tree.constant),
-        log_constant_(tree.log_constant),
-        step_constant_(tree.step_constant),
-        step_log_constant_(tree.step_log_constant) {
-    tree.equilibrium = tv_equilibrium_none;  // nothing to divide by, and no conflict is measured
+  explicit StateOfTree(TreeEngine& engine) noexcept
+      : engine_(engine),
+        equilibrium_(engine.equilibrium),
+        constant_(engine.constant),
+        log_constant_(engine.log_constant),
+        step_constant_(engine.step_constant),
+        step_log_constant_(engine.step_log_constant) {
+    engine.equilibrium = tv_equilibrium_none;  // nothing to divide by, and no conflict is measured
   }
   ~StateOfTree() {
-    tree_.equilibrium = equilibrium_;
-    tree_.constant = constant_;
-    tree_.log_constant = log_constant_;
-    tree_.step_constant = step_constant_;
-    tree_.step_log_constant = step_log_constant_;
+    engine_.equilibrium = equilibrium_;
+    engine_.constant = constant_;
+    engine_.log_constant = log_constant_;
+    engine_.step_constant = step_constant_;
+    engine_.step_log_constant = step_log_constant_;
   }
   StateOfTree(const StateOfTree&) = delete;
   StateOfTree& operator=(const StateOfTree&) = delete;
 
  private:
-  JunctionTree& tree_;
+  TreeEngine& engine_;
   tv_equilibrium_t equilibrium_;
   double constant_, log_constant_, step_constant_, step_log_constant_;
 };
@@ -62,29 +63,26 @@ tv_status_t propagate_without_beliefs(TreeEngine& engine, tv_equilibrium_t equil
   return _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone));
 }
 
-tv_status_t calibrate_from_former_numbers(JunctionTree& tree, tv_equilibrium_t equilibrium) {
-  TreeEngine& engine = engine_of(tree);
-  const FormerNumbers numbers = former_numbers(tree);
+tv_status_t calibrate_from_former_numbers(TreeEngine& engine, tv_equilibrium_t equilibrium) {
+  const FormerNumbers numbers = former_numbers(engine);
   const FloatEnvironment environment;
   tv_status_t status = engine.is_extended ? kOutOfRange : propagate_without_beliefs(engine, equilibrium);
-  if (status == kOutOfRange) status = calibrate_extended_tables(tree, equilibrium, tv_evidence_normal);
+  if (status == kOutOfRange) status = calibrate_extended_tables(engine, equilibrium, tv_evidence_normal);
   if (status == tv_status_none && range_flags()) engine.lost_share = lost_share_of(engine);
   return status;
 }
 
-// The tree to whose potentials the node's table belongs.
-JunctionTree* tree_with_potential(const Node& node) noexcept {
-  const CompiledNode& data = compiled(node);
-  return data.tree ? data.tree : data.assigned ? data.assigned->tree : nullptr;
+// The engine of the domain's own state to whose potentials the node's table belongs; null if none.
+TreeEngine* engine_with_potential(const Node& node) noexcept {
+  return result_engine(own_state(*node.domain), node);
 }
 
 // The same where conflicts of its cliques are still to be measured from its present potentials.
-JunctionTree* tree_with_unmeasured_conflicts(const Node& node) noexcept {
-  JunctionTree* const tree = tree_with_potential(node);
-  if (!tree) return nullptr;
-  const TreeEngine& engine = engine_of(*tree);
-  const bool is_measured = engine.conflict_root == TreeEngine::kNoConflictRoot;
-  return is_measured || engine.marginals_only ? nullptr : tree;  // former numbers are saved there
+TreeEngine* engine_with_unmeasured_conflicts(const Node& node) noexcept {
+  TreeEngine* const engine = engine_with_potential(node);
+  if (!engine) return nullptr;
+  const bool is_measured = engine->conflict_root == TreeEngine::kNoConflictRoot;
+  return is_measured || engine->marginals_only ? nullptr : engine;  // former numbers are saved there
 }
 
 // Where a tree saves the table of a node while its answers rest on the table's former numbers.
@@ -94,12 +92,11 @@ struct SavedSlot {
 };
 
 SavedSlot saved_slot_of(const Node& node) noexcept {
-  JunctionTree* const tree = tree_with_potential(node);
-  if (!tree) return {};
-  TreeEngine& engine = engine_of(*tree);
-  if (engine.marginals_only && compiled(node).tree)
-    return {&engine.saved_potentials, compiled(node).position, tree->nodes.size()};
-  UtilityEngine* const utilities = engine.utilities.get();
+  TreeEngine* const engine = engine_with_potential(node);
+  if (!engine) return {};
+  if (engine->marginals_only && placement(node).tree)
+    return {&engine->saved_potentials, placement(node).position, engine->tree->nodes.size()};
+  UtilityEngine* const utilities = engine->utilities.get();
   if (!utilities || utilities->stale) return {};
   const size_t position = operand_of(*utilities, node);
   if (position == kNone) return {};
@@ -108,15 +105,14 @@ SavedSlot saved_slot_of(const Node& node) noexcept {
 
 }  // namespace
 
-tv_status_t calibrate_tables(JunctionTree& tree) {
-  TreeEngine& engine = engine_of(tree);
+tv_status_t calibrate_tables(TreeEngine& engine) {
   if (!engine.marginals_only) return tv_status_none;
   if (engine.saved_potentials.are_lost) return tv_status_no_equilibrium;
   if (!engine.saved_potentials.are_untouched())
-    if (tv_status_t status = measure_conflicts(tree)) return status;
-  const tv_equilibrium_t equilibrium = tree.equilibrium;
-  const StateOfTree state(tree);
-  if (tv_status_t status = calibrate_from_former_numbers(tree, equilibrium)) return status;
+    if (tv_status_t status = measure_conflicts(engine)) return status;
+  const tv_equilibrium_t equilibrium = engine.equilibrium;
+  const StateOfTree state(engine);
+  if (tv_status_t status = calibrate_from_former_numbers(engine, equilibrium)) return status;
   engine.marginals_only = false;
   engine.saved_potentials.clear();
   engine.schedules->note_tables_needed();
@@ -124,16 +120,16 @@ tv_status_t calibrate_tables(JunctionTree& tree) {
 }
 
 void note_changed_potential(const Node& node) noexcept {
-  if (JunctionTree* const tree = tree_with_unmeasured_conflicts(node))
-    engine_of(*tree).conflict_root = TreeEngine::kLostConflicts;
+  if (TreeEngine* const engine = engine_with_unmeasured_conflicts(node))
+    engine->conflict_root = TreeEngine::kLostConflicts;
   const SavedSlot slot = saved_slot_of(node);
   if (slot.saved && !slot.saved->holds(slot.position)) slot.saved->are_lost = true;
 }
 
 void keep_potential(Node& node) noexcept {
   if (!is_compiled(*node.domain) || !node.table) return;
-  if (JunctionTree* const tree = tree_with_unmeasured_conflicts(node))
-    succeeds_with_memory([&] { measure_conflicts(*tree); });
+  if (TreeEngine* const engine = engine_with_unmeasured_conflicts(node))
+    succeeds_with_memory([&] { measure_conflicts(*engine); });
   const SavedSlot slot = saved_slot_of(node);
   if (!slot.saved || slot.saved->are_lost) return;
   succeeds_with_memory([&] { slot.saved->save(*node.table, slot.position, slot.positions); });

@@ -8,7 +8,7 @@ namespace tv {
 // Forms the tables of the equilibrium that the tree is in, where an elimination schedule has left only
 // beliefs. Nothing that a host can see changes. On failure nothing has changed: `no_equilibrium` where the
 // potential of a node is no longer known, because it changed without notice.
-tv_status_t calibrate_tables(JunctionTree& tree);
+tv_status_t calibrate_tables(TreeEngine& engine);
 
 // The table of a node of a compiled tree has changed.
 void note_changed_potential(const Node& node) noexcept;

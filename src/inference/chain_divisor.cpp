@@ -187,13 +187,13 @@ tv_status_t compute_divisor(ChainComponent& component) {
 
 }  // namespace
 
-tv_status_t compute_chain_divisors(JunctionTree& tree) {
-  if (!tree.has_chain_components) return tv_status_none;
-  tree.potential_exponent = 0;
-  for (ChainComponent& component : tree.domain->forest->components) {
+tv_status_t compute_chain_divisors(Forest& forest, const JunctionTree& tree) {
+  long exponent = 0;
+  for (ChainComponent& component : forest.components) {
     if (component.tree != &tree) continue;
     if (tv_status_t status = compute_divisor(component)) return status;
-    tree.potential_exponent += component.exponent;
+    exponent += component.exponent;
+    component.tree->potential_exponent = exponent;
   }
   return tv_status_none;
 }

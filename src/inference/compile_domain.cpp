@@ -27,8 +27,7 @@ tv_status_t real_compile_quantitatively(Domain& domain, Trace& trace) {
     const tv_status_t status = inspect_all_potentials(domain, trace);
     if (status != tv_status_none && status != tv_status_invalid_probability_potential) return status;
   }
-  for (JunctionTree& tree : domain.forest->trees) tree.tables_touched = true;
-  if (tv_status_t status = _tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal))
+  if (tv_status_t status = propagate_state(own_state(domain), tv_equilibrium_sum, tv_evidence_normal))
     return status;
   if (trace.enabled())
     if (tv_status_t status = _tv_domain_report_beliefs(domain, trace)) return status;

@@ -31,7 +31,7 @@ template <class Reads>
 size_t states_of_beliefs(const NodeList& members, Reads reads) noexcept {
   size_t states = 0;
   for (const Node* node : members)
-    if (reads(compiled(*node).belief_source())) states = size_add(states, node->number_of_states);
+    if (reads(placement(*node).belief_source())) states = size_add(states, node->number_of_states);
   return states;
 }
 
@@ -159,7 +159,7 @@ template <class Reads>
 std::span<BeliefPlan> add_beliefs(const NodeList& members, Parts& parts, Reads reads) noexcept {
   BeliefPlan* const first = parts.beliefs;
   for (size_t m = 0; m < members.size(); ++m)
-    if (is_discrete(*members[m]) && reads(compiled(*members[m]).belief_source())) {
+    if (is_discrete(*members[m]) && reads(placement(*members[m]).belief_source())) {
       parts.beliefs->node = members[m];
       parts.beliefs->member = m;
       ++parts.beliefs;
@@ -193,8 +193,6 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   work.beliefs = add_beliefs(clique.members(), parts, [&](const BeliefSource& source) {
     return !source.separator && source.clique == &clique;
   });
-  clique.table.materialize = materialize_clique;
-  clique.table.materialize_source = &clique;
   const Separator* separator = clique.parent_separator.get();
   if (!separator) return;
   SeparatorWork& between = engine.separators[position];
@@ -289,10 +287,12 @@ size_t schedule_budget(const JunctionTree& tree) noexcept {
   return std::max(least, table_entries(tree) * sizeof(float) / 4);
 }
 
-std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
+std::unique_ptr<TreeEngine> new_engine(InferenceState& state, const JunctionTree& tree) {
   auto engine = std::make_unique<TreeEngine>();
   engine->tree = &tree;
   engine->domain = tree.domain;
+  engine->state = &state;
+  engine->nodes = state.nodes.data();
   engine->numbers.allocate_uninitialized(stored_entries(tree));
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
   build_cliques(*engine);
@@ -302,7 +302,7 @@ std::unique_ptr<TreeEngine> new_engine(JunctionTree& tree) {
   engine->schedules = std::make_unique<ScheduleCache>();
   engine->schedules->prepare(tree.nodes.size(), schedule_budget(tree));
   apply_observed_states(*engine);
-  engine->utilities = new_utility_engine(tree);
+  engine->utilities = new_utility_engine(*engine);
   return engine;
 }
 
@@ -316,6 +316,8 @@ Block<tv_number_t> node_numbers_for(const Forest& forest) {
 
 }  // namespace
 
+InferenceState::InferenceState() = default;
+InferenceState::~InferenceState() = default;
 TreeEngine::TreeEngine() = default;
 TreeEngine::~TreeEngine() = default;
 
@@ -346,33 +348,45 @@ size_t stored_entries(const JunctionTree& tree) noexcept {
 
 size_t list_bytes(const JunctionTree& tree) noexcept { return list_bytes(tree, list_sizes(tree)); }
 
-tv_status_t create_engines(Domain& domain) {
+tv_status_t create_engines(InferenceState& state) {
+  Domain& domain = *state.domain;
   Forest& forest = *domain.forest;
   for (const JunctionTree& tree : forest.trees)
     if (table_entries(tree) == kHugeSize) return tv_status_no_memory;
-  std::vector<std::unique_ptr<TreeEngine>> engines;
-  for (JunctionTree& tree : forest.trees) {
-    engines.push_back(new_engine(tree));
-    if (!tree.has_continuous) continue;
-    if (tv_status_t status = create_cg_engine(*engines.back())) return status;
-  }
-  forest.node_numbers = node_numbers_for(forest);
-
-  tv_number_t* next = forest.node_numbers.data();
-  size_t t = 0;
-  for (JunctionTree& tree : forest.trees) {
-    uint32_t position = 0;
+  state.nodes.resize(forest.nodes.size());
+  for (Node& node : domain.nodes)
+    state[node].entered = state.entered.empty() ? &node.entered : &state.entered[node.number - 1];
+  state.trees.reserve(forest.tree_count);
+  state.numbers = node_numbers_for(forest);
+  tv_number_t* next = state.numbers.data();
+  for (const JunctionTree& tree : forest.trees) {
     for (Node* node : tree.nodes) {
-      CompiledNode& data = compiled(*node);
-      data.belief = next;
+      state[*node].belief = next;
       next += 3 * node->number_of_states;
-      data.position = position++;
-      data.evidence_listed = data.evidence_changed = false;
     }
-    tree.engine = {engines[t++].release(), [](TreeEngine* engine) { delete engine; }};
+    state.trees.push_back(new_engine(state, tree));
+    TreeEngine& engine = *state.trees.back();
     for (Node* node : tree.nodes)
-      if (_tv_node_evidence_is_entered(*node)) list_evidence(compiled(*node));
-    if (UtilityEngine* utilities = utilities_of(tree)) attach_utilities(*utilities);
+      if (evidence_is_entered(*node, engine.entered(*node))) list_evidence(engine, *node);
+    if (!tree.has_continuous) continue;
+    if (tv_status_t status = create_cg_engine(engine)) return status;
+  }
+  return tv_status_none;
+}
+
+tv_status_t create_engines(Domain& domain) {
+  Forest& forest = *domain.forest;
+  std::unique_ptr<InferenceState> state = std::make_unique<InferenceState>();
+  state->domain = &domain;
+  if (tv_status_t status = create_engines(*state)) return status;
+  forest.state = {state.release(), [](InferenceState* own) { delete own; }};
+  for (JunctionTree& tree : forest.trees) {
+    tree.engine = forest.state->trees[tree.position].get();
+    for (size_t c = 0; c < tree.clique_count(); ++c) {
+      tree.cliques[c]->table.materialize = materialize_clique;
+      tree.cliques[c]->table.materialize_source = tree.cliques[c];
+    }
+    if (tree.engine->utilities) attach_utilities(tree);
   }
   return tv_status_none;
 }
@@ -380,7 +394,7 @@ tv_status_t create_engines(Domain& domain) {
 void destroy_engines(Domain& domain) noexcept {
   Forest& forest = *domain.forest;
   for (JunctionTree& tree : forest.trees) {
-    tree.engine.reset();
+    tree.engine = nullptr;
     detach_utilities(tree);
     for (size_t c = 0; c < tree.clique_count(); ++c) {
       tree.cliques[c]->table.materialize = nullptr;
@@ -388,11 +402,7 @@ void destroy_engines(Domain& domain) noexcept {
       tree.cliques[c]->table.cg_data.reset();
     }
   }
-  for (CompiledNode& data : forest.nodes) {
-    data.belief = nullptr;
-    data.expected_utility = nullptr;
-  }
-  forest.node_numbers.reset();
+  forest.state.reset();
 }
 
 }  // namespace tv

@@ -15,11 +15,11 @@
 #include <span>
 #include <vector>
 
-#include "compile/forest.h"
 #include "inference/extended/wide_number.h"
 #include "inference/fixed_list.h"
 #include "inference/saved_tables.h"
 #include "inference/schedule/schedule.h"
+#include "inference/state.h"
 #include "tables/kernels/index_map.h"
 
 namespace tv {
@@ -113,14 +113,42 @@ struct CliqueWork {
   std::span<BeliefPlan> beliefs;     // nodes for which this is the smallest table
   MemberList findings;               // members whose likelihood ratios are still to be absorbed
   double finding_probability = 1.0;  // of the findings of this step that were entered here, before it
+  double conflict = 1.0;
 };
 
 struct TreeEngine {
   TreeEngine();
   ~TreeEngine();
 
-  JunctionTree* tree = nullptr;
+  const JunctionTree* tree = nullptr;
   Domain* domain = nullptr;
+  InferenceState* state = nullptr;  // to which it belongs
+  NodeState* nodes = nullptr;       // of that state
+
+  NodeState& operator[](const Node& node) const noexcept { return nodes[node.number - 1]; }
+  const EnteredEvidence& entered(const Node& node) const noexcept { return *nodes[node.number - 1].entered; }
+  // The propagated finding of a discrete node, one number per state, read under kFindingVector; and the
+  // finding on its way into the home clique.
+  tv_number_t* propagated_finding(const Node& node) const noexcept {
+    return nodes[node.number - 1].belief + node.number_of_states;
+  }
+  tv_number_t* likelihood_ratio(const Node& node) const noexcept {
+    return nodes[node.number - 1].belief + 2 * node.number_of_states;
+  }
+
+  tv_equilibrium_t equilibrium = tv_equilibrium_none;
+  tv_evidence_mode_t mode = tv_evidence_normal;  // of the last propagation
+  bool tables_touched = true;        // some potential changed since the tables were last initialised
+  bool has_required = false;         // some table holds a required instantiation, see table_configuration
+  size_t evidence_to_propagate = 0;  // nodes whose entered evidence differs from the propagated one
+  bool evidence_propagated = false;
+  bool likelihood_propagated = false;
+  bool cg_evidence_propagated = false;
+  double step_constant = 1.0, step_log_constant = 0.0;  // of the current propagation
+  double constant = 1.0, log_constant = 0.0;            // since the last reset
+  double conflict = 1.0;
+  double approximation_constant = 1.0;
+
   // One arena for all lists: small networks are made of small lists, which cost more to allocate than to
   // fill.
   std::unique_ptr<unsigned char[]> memory;
@@ -232,7 +260,10 @@ bool reserve_schedule(const JunctionTree& tree, ScheduleLists& lists) noexcept;
 // Bytes of the arena with the lists of an engine.
 size_t list_bytes(const JunctionTree& tree) noexcept;
 
-// Allocates the numbers and lists of every tree and the belief arrays of the nodes.
+// Allocates the numbers and lists of every tree and the belief arrays of the nodes of a state.
+tv_status_t create_engines(InferenceState& state);
+
+// The domain's own state, which is connected with what the host sees of trees and cliques.
 tv_status_t create_engines(Domain& domain);
 void destroy_engines(Domain& domain) noexcept;
 
@@ -262,7 +293,7 @@ void step_in_separator(const ReducedTable& table, const LinkPlan& link, const Re
 void step_in_member(const ReducedTable& table, size_t member, size_t* steps) noexcept;
 
 // Offset of the observed states within a potential.
-size_t observed_offset(const PotentialPlan& plan) noexcept;
+size_t observed_offset(const TreeEngine& engine, const PotentialPlan& plan) noexcept;
 
 // Takes the strides of a potential from its node's present table; whether its layout was another one.
 bool refresh_potential(PotentialPlan& plan) noexcept;

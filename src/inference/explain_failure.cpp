@@ -25,13 +25,13 @@ const char* trouble_with_evidence(tv_status_t status) noexcept {
 
 }  // namespace
 
-tv_status_t explain_failure(const Domain& domain, tv_status_t status) noexcept {
+tv_status_t explain_failure(const InferenceState& state, tv_status_t status) noexcept {
   const char* trouble = trouble_with_evidence(status);
   if (!trouble) return status;
   char names[120] = "";
   size_t used = 0, left_out = 0;
-  for (const Node& node : domain.nodes) {
-    if (!_tv_node_evidence_is_entered(node)) continue;
+  for (const Node& node : state.domain->nodes) {
+    if (!evidence_is_entered(node, *state[node].entered)) continue;
     const char* name = shown_name(node);
     const int length = std::snprintf(nullptr, 0, "%s, ", name);
     if (used + static_cast<size_t>(length) < sizeof names)

@@ -108,17 +108,16 @@ void multiply_in_wide_numbers(std::span<const Factor* const> factors, const Node
 }
 
 // Findings so improbable together that no double holds their product are multiplied one by one.
-Factor marginal_with_wide_findings(const ReducedTable& table, const Nodes& targets,
-                                   tv_equilibrium_t equilibrium) {
-  const ParallelSettings settings = parallel_settings(*targets.front()->domain);
+Factor marginal_with_wide_findings(const TreeEngine& engine, const ReducedTable& table,
+                                   const Nodes& targets) {
   std::vector<Factor> factors(1, zeros_over(nodes_of(table)));
   std::copy_n(table.numbers, table.shape.size, factors.front().numbers.mantissas.begin());
   for (const Node* node : factors.front().nodes)
-    if (!holds(targets, node) && compiled(*node).propagated_state != kNoEvidence)
-      factors.push_back(finding_factor(*node));
+    if (!holds(targets, node) && engine[*node].propagated_state != kNoEvidence)
+      factors.push_back(finding_factor(engine, *node));
   std::vector<const Factor*> operands;
   for (const Factor& factor : factors) operands.push_back(&factor);
-  return marginal_of_product(operands, targets, equilibrium, settings);
+  return marginal_of_product(operands, targets, engine.equilibrium, parallel_settings(*engine.domain));
 }
 
 }  // namespace
@@ -133,11 +132,12 @@ Factor zeros_over(Nodes nodes) {
   return {std::move(nodes), {std::vector<double>(size, 0.0), {}}};
 }
 
-Factor finding_factor(const Node& node) {
-  const ptrdiff_t state = compiled(node).propagated_state;
+Factor finding_factor(const TreeEngine& engine, const Node& node) {
+  const ptrdiff_t state = engine[node].propagated_state;
   Factor finding = zeros_over({&node});
   for (size_t s = 0; s < node.number_of_states; ++s)
-    finding.numbers.mantissas[s] = state == kFindingVector ? static_cast<double>(propagated_finding(node)[s])
+    finding.numbers.mantissas[s] = state == kFindingVector
+                                       ? static_cast<double>(engine.propagated_finding(node)[s])
                                    : static_cast<size_t>(state) == s ? 1.0
                                                                      : 0.0;
   return finding;
@@ -166,26 +166,24 @@ Factor marginal_of_product(std::span<const Factor* const> factors, const Nodes& 
   return marginal;
 }
 
-Factor marginal_of_table(const ReducedTable& table, const Nodes& targets, tv_equilibrium_t equilibrium,
-                         tv_evidence_mode_t mode) {
+Factor marginal_of_table(const TreeEngine& engine, const ReducedTable& table, const Nodes& targets) {
   OwnIndexMap map(table.shape.dimensions);
   Factor marginal = marginal_over(table, targets, map);
-  const bool weighs = mode == tv_evidence_fast_retraction;
+  const bool weighs = engine.mode == tv_evidence_fast_retraction;
   clear_range_flags();
   marginalize_with_findings(
-      table, [&](size_t member) { return !weighs || holds(targets, (*table.members)[member]); }, map.steps,
-      equilibrium, marginal.numbers.mantissas.data());
-  return range_flags() ? marginal_with_wide_findings(table, targets, equilibrium) : std::move(marginal);
+      engine, table, [&](size_t member) { return !weighs || holds(targets, (*table.members)[member]); },
+      map.steps, engine.equilibrium, marginal.numbers.mantissas.data());
+  return range_flags() ? marginal_with_wide_findings(engine, table, targets) : std::move(marginal);
 }
 
-Factor marginal_of_clique(const CliqueWork& work, const Nodes& targets, tv_equilibrium_t equilibrium,
-                          tv_evidence_mode_t mode) {
-  if (!work.lazy) return marginal_of_table(work.table, targets, equilibrium, mode);
+Factor marginal_of_clique(const TreeEngine& engine, const CliqueWork& work, const Nodes& targets) {
+  if (!work.lazy) return marginal_of_table(engine, work.table, targets);
   OwnIndexMap map(work.table.shape.dimensions);
   Factor marginal = marginal_over(work.table, targets, map);
-  const StepKind operation = equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum;
+  const StepKind operation = engine.equilibrium == tv_equilibrium_max ? StepKind::max : StepKind::sum;
   const Step sum = {operation, &map, nullptr, marginal.numbers.mantissas.data()};
-  run_over_factors(work, nullptr, &sum);
+  run_over_factors(engine, work, nullptr, &sum);
   return marginal;
 }
 

@@ -20,7 +20,7 @@ bool holds(const std::vector<const Node*>& nodes, const Node* node) noexcept;
 Factor zeros_over(std::vector<const Node*> nodes);
 
 // The propagated finding on a node with two states or more.
-Factor finding_factor(const Node& node);
+Factor finding_factor(const TreeEngine& engine, const Node& node);
 
 // One over the entries of a separator's table; zero where these are zero or have lost digits.
 Factor inverse_of(const ReducedTable& separator);
@@ -32,11 +32,11 @@ Factor marginal_of_product(std::span<const Factor* const> factors, const std::ve
 
 // The entries of a reduced table marginalised onto the members among `targets`, those summed out weighted
 // with their findings under fast retraction.
-Factor marginal_of_table(const ReducedTable& table, const std::vector<const Node*>& targets,
-                         tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
+Factor marginal_of_table(const TreeEngine& engine, const ReducedTable& table,
+                         const std::vector<const Node*>& targets);
 
 // The same for a clique's potential, stored or lazy.
-Factor marginal_of_clique(const CliqueWork& work, const std::vector<const Node*>& targets,
-                          tv_equilibrium_t equilibrium, tv_evidence_mode_t mode);
+Factor marginal_of_clique(const TreeEngine& engine, const CliqueWork& work,
+                          const std::vector<const Node*>& targets);
 
 }  // namespace tv

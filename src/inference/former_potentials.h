@@ -6,8 +6,8 @@
 namespace tv {
 
 // For the lifetime of the result, the nodes' tables hold their former numbers.
-inline FormerNumbers former_numbers(const JunctionTree& tree) {
-  return {engine_of(tree).saved_potentials, [&](size_t node) { return tree.nodes[node]->table.get(); }};
+inline FormerNumbers former_numbers(const TreeEngine& engine) {
+  return {engine.saved_potentials, [&](size_t node) { return engine.tree->nodes[node]->table.get(); }};
 }
 
 }  // namespace tv

@@ -30,6 +30,7 @@ class Bytes {
 
 void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<TreeEngine>(1);
+  bytes.add<TreeEngine*>(1);
   bytes.add<char>(list_bytes(tree));
   bytes.add<float>(stored_entries(tree));
   if (tree.has_continuous) bytes.add<char>(cg_memory_needed(tree));
@@ -43,6 +44,8 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
 
 size_t memory_needed(const Domain& domain) noexcept {
   Bytes bytes;
+  bytes.add<InferenceState>(1);
+  bytes.add<NodeState>(domain.forest->nodes.size());
   for (const JunctionTree& tree : domain.forest->trees) add_engine(bytes, tree);
   return bytes.total();
 }

@@ -7,7 +7,7 @@ namespace {
 
 // Calls work(node) for each node with a model whose potential is assigned to the tree, until one fails.
 template <class Work>
-tv_status_t for_each_model(JunctionTree& tree, Work work) {
+tv_status_t for_each_model(const JunctionTree& tree, Work work) {
   if (tree.domain->model_count == 0) return tv_status_none;
   for (size_t c = 0; c < tree.clique_count(); ++c)
     for (Node* node : tree.cliques[c]->potentials) {
@@ -19,11 +19,11 @@ tv_status_t for_each_model(JunctionTree& tree, Work work) {
 
 }  // namespace
 
-tv_status_t refresh_model_tables(JunctionTree& tree) {
+tv_status_t refresh_model_tables(const JunctionTree& tree) {
   return for_each_model(tree, [](Node& node) { return refresh_table(node); });
 }
 
-tv_status_t refresh_own_model_tables(JunctionTree& tree) {
+tv_status_t refresh_own_model_tables(const JunctionTree& tree) {
   return for_each_model(
       tree, [](Node& node) { return depends_on_results(node) ? tv_status_none : refresh_table(node); });
 }

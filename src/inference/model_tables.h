@@ -7,9 +7,9 @@ namespace tv {
 
 // Generates the tables of the tree's nodes whose models have changed, and of those that depend on results of
 // other trees which have. To be called when the trees before it in order are in equilibrium.
-tv_status_t refresh_model_tables(JunctionTree& tree);
+tv_status_t refresh_model_tables(const JunctionTree& tree);
 
 // The same, where other trees may have no results: tables that depend on them are left for later.
-tv_status_t refresh_own_model_tables(JunctionTree& tree);
+tv_status_t refresh_own_model_tables(const JunctionTree& tree);
 
 }  // namespace tv

@@ -32,66 +32,65 @@
 namespace tv {
 namespace {
 
-bool has_made_decision(const JunctionTree& tree) noexcept {
-  if (tree.domain->counters.decision == 0) return false;
-  return std::any_of(tree.nodes.begin(), tree.nodes.end(),
-                     [](const Node* node) { return decision_is_made(*node); });
+bool has_made_decision(const TreeEngine& engine) noexcept {
+  if (engine.tree->domain->counters.decision == 0) return false;
+  return std::any_of(engine.tree->nodes.begin(), engine.tree->nodes.end(),
+                     [&](const Node* node) { return decision_is_made(*node, engine.entered(*node)); });
 }
 
-bool decision_evidence_changes(const JunctionTree& tree) noexcept {
-  if (tree.domain->counters.decision == 0) return false;
-  for (const Node* node : tree.nodes)
-    if (node->category == tv_category_decision && _tv_node_evidence_to_propagate(*node)) return true;
+bool decision_evidence_changes(const TreeEngine& engine) noexcept {
+  if (engine.tree->domain->counters.decision == 0) return false;
+  for (const Node* node : engine.tree->nodes)
+    if (node->category == tv_category_decision && evidence_to_propagate(*node, engine[*node])) return true;
   return false;
 }
 
-bool reset_is_needed(const JunctionTree& tree, tv_evidence_mode_t mode) {
-  if (tree.tables_touched || tree.equilibrium == tv_equilibrium_none || _tv_jt_has_new_tables(tree))
+bool reset_is_needed(const TreeEngine& engine, tv_evidence_mode_t mode) {
+  if (engine.tables_touched || engine.equilibrium == tv_equilibrium_none || _tv_jt_has_new_tables(engine))
     return true;
   if (mode == tv_evidence_fast_retraction) {
-    if (tree.mode != tv_evidence_fast_retraction && tree.evidence_propagated) return true;
-  } else if (tree.evidence_to_propagate > 0 && tree.mode != tv_evidence_fast_retraction &&
-             tree.evidence_propagated && evidence_must_be_retracted(tree)) {
+    if (engine.mode != tv_evidence_fast_retraction && engine.evidence_propagated) return true;
+  } else if (engine.evidence_to_propagate > 0 && engine.mode != tv_evidence_fast_retraction &&
+             engine.evidence_propagated && evidence_must_be_retracted(engine)) {
     return true;
   }
-  return tree.evidence_to_propagate > 0 && decision_evidence_changes(tree);
+  return engine.evidence_to_propagate > 0 && decision_evidence_changes(engine);
 }
 
 // Once values are propagated no conflict is measured, and an equilibrium without evidence would serve only
 // that.
-bool holds_entered_values(const JunctionTree& tree) noexcept {
-  return tree.has_continuous && std::any_of(tree.nodes.begin(), tree.nodes.end(),
-                                            [](const Node* node) { return node->entered.value_flag; });
+bool holds_entered_values(const TreeEngine& engine) noexcept {
+  return engine.tree->has_continuous &&
+         std::any_of(engine.tree->nodes.begin(), engine.tree->nodes.end(),
+                     [&](const Node* node) { return engine.entered(*node).value_flag; });
 }
 
-bool has_nothing_to_do(const JunctionTree& tree, tv_equilibrium_t equilibrium,
+bool has_nothing_to_do(const TreeEngine& engine, tv_equilibrium_t equilibrium,
                        tv_evidence_mode_t mode) noexcept {
-  return tree.equilibrium == equilibrium && (tree.mode == mode || !tree.evidence_propagated) &&
-         tree.evidence_to_propagate == 0;
+  return engine.equilibrium == equilibrium && (engine.mode == mode || !engine.evidence_propagated) &&
+         engine.evidence_to_propagate == 0;
 }
 
-void start_step(JunctionTree& tree) noexcept {
-  forget_conflicts(engine_of(tree));
-  target_no_beliefs(engine_of(tree));
-  tree.conflict = tree.step_constant = 1.0;
-  tree.step_log_constant = 0.0;
-  TreeEngine& engine = engine_of(tree);
+void start_step(TreeEngine& engine) noexcept {
+  forget_conflicts(engine);
+  target_no_beliefs(engine);
+  engine.conflict = engine.step_constant = 1.0;
+  engine.step_log_constant = 0.0;
   engine.finding_probability = {0.5, 1};
   engine.former_states.clear();
   engine.former_findings.clear();
   engine.knows_constants = false;
 }
 
-void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
-  TreeEngine& engine = engine_of(tree);
+void enter_normal(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
   collect_pending_nodes(engine);
-  if (tree.equilibrium == equilibrium) {
+  if (engine.equilibrium == equilibrium) {
     clear_marks(engine);
   } else {
     mark_all_cliques(engine);
     tidy_evidence(engine);
   }
-  if (tree.mode == tv_evidence_fast_retraction) {
+  if (engine.mode == tv_evidence_fast_retraction) {
     copy_pending_evidence(engine);
     tidy_evidence(engine);
     enter_all_evidence(engine, equilibrium);
@@ -100,11 +99,10 @@ void enter_normal(JunctionTree& tree, tv_equilibrium_t equilibrium) noexcept {
   }
 }
 
-void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium) {
-  TreeEngine& engine = engine_of(tree);
+void enter_for_fast_retraction(TreeEngine& engine, tv_equilibrium_t equilibrium) {
   materialize_all_tables(engine);  // findings are applied to entries of tables
   collect_pending_nodes(engine);
-  if (tree.equilibrium == equilibrium) {
+  if (engine.equilibrium == equilibrium) {
     clear_marks(engine);
     mark_homes_of_pending(engine);
   } else {
@@ -116,36 +114,35 @@ void enter_for_fast_retraction(JunctionTree& tree, tv_equilibrium_t equilibrium)
 // The largest share of a table that may have underflowed while messages were distributed; it grows when
 // improbable evidence is divided out. Results that are too small for a float count, too. Under fast
 // retraction findings are still to come.
-tv_status_t note_lost_share(JunctionTree& tree, tv_evidence_mode_t mode) noexcept {
-  TreeEngine& engine = engine_of(tree);
+tv_status_t note_lost_share(TreeEngine& engine, tv_evidence_mode_t mode) noexcept {
   if (engine.marginals_only) return tv_status_none;
   const unsigned flags = range_flags();
   if ((flags & kOverflowFlag) || (flags && mode == tv_evidence_fast_retraction)) return kOutOfRange;
-  engine.lost_share -= std::min(0.0, tree.step_log_constant) / std::numbers::ln2;
+  engine.lost_share -= std::min(0.0, engine.step_log_constant) / std::numbers::ln2;
   if (flags) engine.lost_share = std::max(engine.lost_share, lost_share_of(engine));
   return engine.lost_share > kNegligibleLater ? kOutOfRange : tv_status_none;
 }
 
 // Only under sum propagation is a node unaffected by evidence that is d-separated from it: the largest entry
 // over an unobserved common effect depends on all its causes.
-void choose_targets(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
-  const bool prunes =
-      equilibrium == tv_equilibrium_sum && tree.equilibrium == equilibrium && mode == tv_evidence_normal &&
-      (tree.mode == tv_evidence_normal || !tree.evidence_propagated) && tree.approximation_constant == 1.0 &&
-      !tree.has_chain_components;  // the search knows directed links only
-  if (prunes) return target_d_connected_beliefs(engine_of(tree));
-  target_all_beliefs(engine_of(tree));
+void choose_targets(TreeEngine& engine, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+  const bool prunes = equilibrium == tv_equilibrium_sum && engine.equilibrium == equilibrium &&
+                      mode == tv_evidence_normal &&
+                      (engine.mode == tv_evidence_normal || !engine.evidence_propagated) &&
+                      engine.approximation_constant == 1.0 &&
+                      !engine.tree->has_chain_components;  // the search knows directed links only
+  if (prunes) return target_d_connected_beliefs(engine);
+  target_all_beliefs(engine);
 }
 
-void note_success(JunctionTree& tree, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
-  tree.equilibrium = equilibrium;
-  tree.mode = mode;
-  tree.evidence_to_propagate = 0;
-  TreeEngine& engine = engine_of(tree);
+void note_success(TreeEngine& engine, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+  engine.equilibrium = equilibrium;
+  engine.mode = mode;
+  engine.evidence_to_propagate = 0;
   count_pending_as_propagated(engine);
-  tree.cg_evidence_propagated = engine.cg && engine.cg->observed > 0;
-  tree.evidence_propagated = engine.evidence_count > 0 || tree.cg_evidence_propagated;
-  tree.likelihood_propagated = engine.likelihood_count > 0;
+  engine.cg_evidence_propagated = engine.cg && engine.cg->observed > 0;
+  engine.evidence_propagated = engine.evidence_count > 0 || engine.cg_evidence_propagated;
+  engine.likelihood_propagated = engine.likelihood_count > 0;
 }
 
 // Computes beliefs by an elimination schedule, without tables. `no_value` where that does not pay, memory is
@@ -184,7 +181,7 @@ tv_status_t propagate_anew(const PropagationRequest& request) {
       status != tv_status_no_value)
     return status;
   observe_states(engine);
-  choose_targets(*engine.tree, request.equilibrium, request.mode);
+  choose_targets(engine, request.equilibrium, request.mode);
   const size_t start = _tv_identify_subtree(engine, kNone);
   ScheduleLists lists;
   if (!engine.schedules->admits(ScheduleCache::Kind::schedule) || !reserve_schedule(*engine.tree, lists))
@@ -203,42 +200,41 @@ tv_status_t propagate_on(const PropagationRequest& request, const Clique* root) 
   else
     refresh_plans(engine);  // nothing is observed, but a cached schedule may have left shapes stale
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
-  choose_targets(*engine.tree, request.equilibrium, request.mode);
+  choose_targets(engine, request.equilibrium, request.mode);
   return _tv_jt_global_propagate(request, start);
 }
 
 // The tree is in equilibrium but for the values of continuous nodes, whose density is multiplied in.
-tv_status_t propagate_values(JunctionTree& tree, const Clique* root) {
-  TreeEngine& engine = engine_of(tree);
+tv_status_t propagate_values(TreeEngine& engine, const Clique* root) {
   const bool may_have_lost = engine.cg->holds_densities;
-  if (may_have_lost) engine.cg->growth -= tree.step_log_constant;
+  if (may_have_lost) engine.cg->growth -= engine.step_log_constant;
   ++engine.cg->round;
-  record_values(tree);
+  record_values(*engine.cg);
   refresh_plans(engine);
   clear_marks(engine);
   CgAbsorption change;
   if (tv_status_t status = absorb_densities(*engine.cg, change)) return status;
   if (!change.any) return tv_status_none;
   target_all_beliefs(engine);
-  const double before = tree.step_constant, log_before = tree.step_log_constant;
+  const double before = engine.step_constant, log_before = engine.step_log_constant;
   const PropagationRequest request = {engine, tv_equilibrium_sum, tv_evidence_normal};
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   if (tv_status_t status = _tv_jt_global_propagate(request, start)) return status;
-  if (may_have_lost) engine.cg->growth += change.growth - tree.step_log_constant;
-  tree.step_constant *= before * std::exp(change.shift);
-  tree.step_log_constant += log_before + change.shift;
-  tree.constant *= std::exp(change.shift);
-  tree.log_constant += change.shift;
+  if (may_have_lost) engine.cg->growth += change.growth - engine.step_log_constant;
+  engine.step_constant *= before * std::exp(change.shift);
+  engine.step_log_constant += log_before + change.shift;
+  engine.constant *= std::exp(change.shift);
+  engine.log_constant += change.shift;
   return tv_status_none;
 }
 
 // In single precision; `kOutOfRange` where that does not suffice.
 tv_status_t propagate_in_range(const PropagationRequest& request, const Clique* root) {
-  JunctionTree& tree = *request.engine.tree;
+  TreeEngine& engine = request.engine;
   const bool starts_anew = request.first && !root;
   tv_status_t status = starts_anew ? propagate_anew(request) : propagate_on(request, root);
-  if (!status && request.engine.cg) status = propagate_values(tree, root);
-  return status ? status : note_lost_share(tree, request.mode);
+  if (!status && request.engine.cg) status = propagate_values(engine, root);
+  return status ? status : note_lost_share(engine, request.mode);
 }
 
 // Whether a tree in equilibrium reaches the next one from its potentials: single precision did not suffice;
@@ -247,27 +243,25 @@ tv_status_t propagate_in_range(const PropagationRequest& request, const Clique* 
 bool starts_over(const PropagationRequest& request) noexcept {
   const TreeEngine& engine = request.engine;
   if (engine.is_extended) return true;
-  if (engine.tree->equilibrium == tv_equilibrium_none || engine.tree->equilibrium == request.equilibrium)
-    return false;
+  if (engine.equilibrium == tv_equilibrium_none || engine.equilibrium == request.equilibrium) return false;
   const bool has_lost_numbers = engine.lost_share > -std::numeric_limits<double>::infinity();
   if (!engine.marginals_only) return has_lost_numbers && request.mode == tv_evidence_normal;
   return engine.saved_potentials.are_untouched() && may_eliminate(request);
 }
 
 // From the present tables, or from the potentials when there are none, to the entered evidence.
-tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equilibrium_t equilibrium,
+tv_status_t propagate_evidence(TreeEngine& engine, const Clique* root, tv_equilibrium_t equilibrium,
                                tv_evidence_mode_t mode) {
-  TreeEngine& engine = engine_of(tree);
   const FloatEnvironment environment;
-  const FormerConstants former(tree);
-  start_step(tree);
+  const FormerConstants former(engine);
+  start_step(engine);
   if (mode == tv_evidence_normal)
-    enter_normal(tree, equilibrium);
+    enter_normal(engine, equilibrium);
   else
-    enter_for_fast_retraction(tree, equilibrium);
-  const PropagationRequest request = {engine, equilibrium, mode, tree.equilibrium == tv_equilibrium_none};
+    enter_for_fast_retraction(engine, equilibrium);
+  const PropagationRequest request = {engine, equilibrium, mode, engine.equilibrium == tv_equilibrium_none};
   tv_status_t status = starts_over(request) ? kOutOfRange : propagate_in_range(request, root);
-  if (status == kOutOfRange) status = propagate_extended(tree, root, equilibrium, mode, former);
+  if (status == kOutOfRange) status = propagate_extended(engine, root, equilibrium, mode, former);
   return status;
 }
 
@@ -276,20 +270,20 @@ tv_status_t propagate_evidence(JunctionTree& tree, const Clique* root, tv_equili
 // anew.
 constexpr double kHarmlessGrowth = 46.0;  // the logarithm of 1e20
 
-// Leaves all trees of a domain valid, also after a failure.
-class DomainRecovery {
+// Leaves all trees valid, also after a failure.
+class StateRecovery {
  public:
-  explicit DomainRecovery(Domain& domain) noexcept : domain_(&domain) {}
-  ~DomainRecovery() {
-    if (domain_)
-      for (JunctionTree& tree : domain_->forest->trees) recover_tree(tree);
+  explicit StateRecovery(InferenceState& state) noexcept : state_(&state) {}
+  ~StateRecovery() {
+    if (state_)
+      for (const auto& engine : state_->trees) recover_tree(*engine);
   }
-  DomainRecovery(const DomainRecovery&) = delete;
-  DomainRecovery& operator=(const DomainRecovery&) = delete;
-  void dismiss() noexcept { domain_ = nullptr; }
+  StateRecovery(const StateRecovery&) = delete;
+  StateRecovery& operator=(const StateRecovery&) = delete;
+  void dismiss() noexcept { state_ = nullptr; }
 
  private:
-  Domain* domain_;
+  InferenceState* state_;
 };
 
 bool is_equilibrium(tv_equilibrium_t equilibrium) noexcept {
@@ -310,88 +304,95 @@ tv_status_t refuse_for_continuous() noexcept {
 }
 
 // Trees with continuous nodes are brought to the equilibrium without evidence after a failure, if possible.
-void reset_continuous(JunctionTree& tree) noexcept {
-  if (tree.has_continuous)
-    succeeds_with_memory([&] { _tv_jt_reset_inference_engine(tree, ResetForm::full); });
+void reset_continuous(TreeEngine& engine) noexcept {
+  if (engine.tree->has_continuous)
+    succeeds_with_memory([&] { _tv_jt_reset_inference_engine(engine, ResetForm::full); });
 }
 
 // A failure in one tree resets all of them.
-tv_status_t propagate_all_trees(Domain& domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
-  DomainRecovery recovery(domain);
-  const auto propagate = [&](JunctionTree& tree) {
-    return _tv_jt_make_consistent(tree, nullptr, equilibrium, mode);
+tv_status_t propagate_all_trees(InferenceState& state, tv_equilibrium_t equilibrium,
+                                tv_evidence_mode_t mode) {
+  StateRecovery recovery(state);
+  const auto propagate = [&](TreeEngine& engine) {
+    return _tv_jt_make_consistent(engine, nullptr, equilibrium, mode);
   };
-  if (tv_status_t status = for_each_tree_in_order(domain, propagate)) return status;
+  if (tv_status_t status = for_each_tree_in_order(state, propagate)) return status;
   recovery.dismiss();
   return tv_status_none;
 }
 
-tv_status_t propagate_tree(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
+tv_status_t propagate_tree(TreeEngine& engine, Clique* root, tv_equilibrium_t equilibrium,
                            tv_evidence_mode_t mode) {
-  if (!is_compiled(*tree.domain)) return refuse_uncompiled();
-  if (tree.has_continuous && !is_plain_request(equilibrium, mode)) return refuse_for_continuous();
-  if (!_tv_jt_evidence_is_valid(tree) || !_tv_domain_ijt_nodes_are_instantiated(*tree.domain))
+  if (!is_compiled(*engine.domain)) return refuse_uncompiled();
+  if (engine.tree->has_continuous && !is_plain_request(equilibrium, mode)) return refuse_for_continuous();
+  if (!_tv_jt_evidence_is_valid(engine) || !_tv_domain_ijt_nodes_are_instantiated(*engine.state))
     return tv_status_invalid_evidence;
-  const tv_status_t status = _tv_jt_make_consistent(tree, root, equilibrium, mode);
-  if (status && status != tv_status_error) reset_continuous(tree);
-  return explain_failure(*tree.domain, status);
+  const tv_status_t status = _tv_jt_make_consistent(engine, root, equilibrium, mode);
+  if (status && status != tv_status_error) reset_continuous(engine);
+  return explain_failure(*engine.state, status);
 }
 
 // Every tree is reset, even after a failure; the first failure is reported.
 tv_status_t reset_all_trees(Domain& domain) {
   tv_status_t first = tv_status_none;
-  const auto reset = [&](JunctionTree& tree) {
+  const auto reset = [&](TreeEngine& engine) {
     tv_status_t status = tv_status_none;
-    if (!succeeds_with_memory([&] { status = _tv_jt_reset_inference_engine(tree, ResetForm::full); }))
+    if (!succeeds_with_memory([&] { status = _tv_jt_reset_inference_engine(engine, ResetForm::full); }))
       status = tv_status_no_memory;
     if (first == tv_status_none) first = status;
     return tv_status_none;
   };
-  for_each_tree_in_order(domain, reset);
+  for_each_tree_in_order(own_state(domain), reset);
   return first;
 }
 
 }  // namespace
 
-tv_status_t _tv_jt_make_consistent(JunctionTree& tree, Clique* root, tv_equilibrium_t equilibrium,
+tv_status_t _tv_jt_make_consistent(TreeEngine& engine, Clique* root, tv_equilibrium_t equilibrium,
                                    tv_evidence_mode_t mode) {
-  TreeEngine& engine = engine_of(tree);
-  TreeRecovery recovery(tree);
-  if (tv_status_t status = refresh_model_tables(tree)) return status;
-  const bool is_reset = reset_is_needed(tree, mode);
+  TreeRecovery recovery(engine);
+  if (tv_status_t status = refresh_model_tables(*engine.tree)) return status;
+  const bool is_reset = reset_is_needed(engine, mode);
   if (is_reset) {
     const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction
-                           : holds_entered_values(tree) || has_made_decision(tree) ? ResetForm::bare
-                                                                                   : ResetForm::full;
-    if (tv_status_t status = _tv_jt_reset_inference_engine(tree, form)) return status;
+                           : holds_entered_values(engine) || has_made_decision(engine) ? ResetForm::bare
+                                                                                       : ResetForm::full;
+    if (tv_status_t status = _tv_jt_reset_inference_engine(engine, form)) return status;
   }
-  if ((engine.cg || !is_reset) && has_nothing_to_do(tree, equilibrium, mode)) {
+  if ((engine.cg || !is_reset) && has_nothing_to_do(engine, equilibrium, mode)) {
     recovery.dismiss();
     return tv_status_none;
   }
   if (!starts_over({engine, equilibrium, mode}))
-    if (tv_status_t status = calibrate_tables(tree)) return status;
+    if (tv_status_t status = calibrate_tables(engine)) return status;
   const bool may_have_lost = engine.cg && engine.cg->holds_densities;
-  tv_status_t status = propagate_evidence(tree, root, equilibrium, mode);
+  tv_status_t status = propagate_evidence(engine, root, equilibrium, mode);
   const bool stopped = status == tv_status_error;
   if (may_have_lost && !stopped && (status || engine.cg->growth > kHarmlessGrowth)) {
-    if (tv_status_t reset = _tv_jt_reset_inference_engine(tree, ResetForm::bare)) return reset;
-    status = propagate_evidence(tree, root, equilibrium, mode);
+    if (tv_status_t reset = _tv_jt_reset_inference_engine(engine, ResetForm::bare)) return reset;
+    status = propagate_evidence(engine, root, equilibrium, mode);
   }
   if (status) return status;
-  note_success(tree, equilibrium, mode);
-  update_expected_utilities(tree, engine.pending);
+  note_success(engine, equilibrium, mode);
+  update_expected_utilities(engine, engine.pending);
   recovery.dismiss();
   return tv_status_none;
 }
 
-tv_status_t _tv_domain_propagate(Domain& domain, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
-  if (!_tv_domain_evidence_is_valid(domain) || !_tv_domain_ijt_nodes_are_instantiated(domain))
+tv_status_t propagate_state(InferenceState& state, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
+  if (!evidence_is_valid(state) || !_tv_domain_ijt_nodes_are_instantiated(state))
     return tv_status_invalid_evidence;
-  const tv_status_t status = propagate_all_trees(domain, equilibrium, mode);
+  const tv_status_t status = propagate_all_trees(state, equilibrium, mode);
   if (status && status != tv_status_error)
-    for (JunctionTree& tree : domain.forest->trees) reset_continuous(tree);
-  return explain_failure(domain, status);
+    for (const auto& engine : state.trees) reset_continuous(*engine);
+  return explain_failure(state, status);
+}
+
+tv_status_t check_propagation(const Domain& domain, tv_equilibrium_t equilibrium,
+                              tv_evidence_mode_t mode) noexcept {
+  if (!check(is_equilibrium(equilibrium) && is_mode(mode))) return tv_status_usage;
+  if (domain.counters.continuous > 0 && !is_plain_request(equilibrium, mode)) return refuse_for_continuous();
+  return tv_status_none;
 }
 
 }  // namespace tv
@@ -402,21 +403,21 @@ tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equilibriu
     if (!tv::is_compiled(*domain)) return tv::refuse_uncompiled();
     if (domain->counters.continuous > 0 && !tv::is_plain_request(equilibrium, mode))
       return tv::refuse_for_continuous();
-    return tv::_tv_domain_propagate(*domain, equilibrium, mode);
+    return tv::propagate_state(tv::own_state(*domain), equilibrium, mode);
   });
 }
 
 tv_status_t tv_jt_propagate(tv_junction_tree_t* jt, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(jt && tv::is_equilibrium(equilibrium) && tv::is_mode(mode))) return tv_status_usage;
-    return tv::propagate_tree(*jt, nullptr, equilibrium, mode);
+    return tv::propagate_tree(*jt->engine, nullptr, equilibrium, mode);
   });
 }
 
 tv_status_t tv_clique_propagate(tv_clique_t* clique, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(clique && tv::is_equilibrium(equilibrium) && tv::is_mode(mode))) return tv_status_usage;
-    return tv::propagate_tree(*clique->tree, clique, equilibrium, mode);
+    return tv::propagate_tree(*clique->tree->engine, clique, equilibrium, mode);
   });
 }
 
@@ -424,7 +425,7 @@ tv_status_t tv_domain_reset_inference_engine(tv_domain_t* domain) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(domain)) return tv_status_usage;
     if (!tv::is_compiled(*domain)) return tv::refuse_uncompiled();
-    if (!tv::_tv_domain_ijt_nodes_are_instantiated(*domain)) return tv_status_invalid_evidence;
+    if (!tv::_tv_domain_ijt_nodes_are_instantiated(tv::own_state(*domain))) return tv_status_invalid_evidence;
     return tv::reset_all_trees(*domain);
   });
 }

@@ -10,6 +10,7 @@
 
 #include "api/boundary.h"
 #include "api/float_environment.h"
+#include "inference/answers/queries.h"
 #include "inference/calibrate_tables.h"
 #include "inference/chain_divisor.h"
 #include "inference/evidence/evidence.h"
@@ -26,34 +27,33 @@
 namespace tv {
 namespace {
 
-void clear_state(JunctionTree& tree) noexcept {
-  tree.equilibrium = tv_equilibrium_none;
-  tree.mode = tv_evidence_normal;
-  tree.step_constant = tree.constant = tree.conflict = 1.0;
-  tree.step_log_constant = tree.log_constant = 0.0;
-  tree.evidence_propagated = tree.likelihood_propagated = tree.cg_evidence_propagated = false;
-  TreeEngine& engine = engine_of(tree);
-  for (const uint32_t clique : engine.marked) tree.cliques[clique]->conflict = 1.0;
+void clear_state(TreeEngine& engine) noexcept {
+  engine.equilibrium = tv_equilibrium_none;
+  engine.mode = tv_evidence_normal;
+  engine.step_constant = engine.constant = engine.conflict = 1.0;
+  engine.step_log_constant = engine.log_constant = 0.0;
+  engine.evidence_propagated = engine.likelihood_propagated = engine.cg_evidence_propagated = false;
+  for (const uint32_t clique : engine.marked) engine.cliques[clique].conflict = 1.0;
   forget_conflicts(engine);
   clear_marks(engine);
   target_no_beliefs(engine);
-  for_each_with_evidence(engine, [](const Node& node) {
-    CompiledNode& data = compiled(node);
+  for_each_with_evidence(engine, [&](const Node& node) {
+    NodeState& data = engine[node];
     data.propagated_state = kNoEvidence;
     data.value_propagated = data.policy_left_out = false;
   });
   engine.evidence_count = engine.likelihood_count = 0;
   // The evidence of required instantiations becomes part of the initial tables.
-  if (tree.domain->required_instantiations.empty()) return;
-  for (const Node* node : tree.nodes)
-    if (node->is_required && node->entered.state >= 0) {
-      compiled(*node).propagated_state = node->entered.state;
+  if (engine.tree->domain->required_instantiations.empty()) return;
+  for (const Node* node : engine.tree->nodes)
+    if (node->is_required && engine.entered(*node).state >= 0) {
+      engine[*node].propagated_state = engine.entered(*node).state;
       ++engine.evidence_count;
     }
 }
 
-tv_status_t jt_check_user_potentials(JunctionTree& tree) {
-  for (Node* node : tree.nodes) {
+tv_status_t jt_check_user_potentials(TreeEngine& engine) {
+  for (Node* node : engine.tree->nodes) {
     if (node->table_checked || !node->table || node->category == tv_category_utility) continue;
     if (tv_status_t status = validate_conditional_probability_potential(*node->table, true)) return status;
     node->table_checked = true;
@@ -64,11 +64,11 @@ tv_status_t jt_check_user_potentials(JunctionTree& tree) {
 constexpr size_t kForgotten = kNone - 1;  // equals no configuration
 
 // The configuration of the required instantiations among the nodes of a node's table; kNone without any.
-size_t configuration_of_required(const Node& node) noexcept {
+size_t configuration_of_required(const TreeEngine& engine, const Node& node) noexcept {
   size_t index = kNone;
   const auto append = [&](const Node* member) {
     if (!member->is_required) return;
-    const size_t state = member->entered.state >= 0 ? static_cast<size_t>(member->entered.state) : 0;
+    const auto state = static_cast<size_t>(std::max<ptrdiff_t>(engine.entered(*member).state, 0));
     index = (index == kNone ? 0 : index * member->number_of_states) + state;
   };
   if (!node.table)
@@ -78,50 +78,48 @@ size_t configuration_of_required(const Node& node) noexcept {
   return index;
 }
 
-void remember_configurations(JunctionTree& tree) noexcept {
-  const bool any = !tree.domain->required_instantiations.empty();
-  if (!any && !tree.has_required) return;
-  tree.has_required = any;
-  for (const Node* node : tree.nodes)
-    compiled(*node).table_configuration = any ? configuration_of_required(*node) : kNone;
+void remember_configurations(TreeEngine& engine) noexcept {
+  const bool any = !engine.tree->domain->required_instantiations.empty();
+  if (!any && !engine.has_required) return;
+  engine.has_required = any;
+  for (const Node* node : engine.tree->nodes)
+    engine[*node].table_configuration = any ? configuration_of_required(engine, *node) : kNone;
 }
 
 // Returns whether there are any. The next propagation then does not start from the initial tables.
-bool leave_out_policies(JunctionTree& tree) noexcept {
-  if (tree.domain->counters.decision == 0) return false;
+bool leave_out_policies(TreeEngine& engine) noexcept {
+  if (engine.tree->domain->counters.decision == 0) return false;
   bool any = false;
-  for_each_with_evidence(engine_of(tree), [&](const Node& node) {
-    compiled(node).policy_left_out = decision_is_made(node);
-    any |= decision_is_made(node);
+  for_each_with_evidence(engine, [&](const Node& node) {
+    engine[node].policy_left_out = decision_is_made(node, engine.entered(node));
+    any |= decision_is_made(node, engine.entered(node));
   });
   return any;
 }
 
-void observe_propagated_states(JunctionTree& tree) noexcept {
-  for_each_with_evidence(engine_of(tree), [](const Node& node) {
-    compiled(node).next_observed_state = compiled(node).propagated_state;
-  });
-  apply_observed_states(engine_of(tree));
+void observe_propagated_states(TreeEngine& engine) noexcept {
+  for_each_with_evidence(
+      engine, [&](const Node& node) { engine[node].next_observed_state = engine[node].propagated_state; });
+  apply_observed_states(engine);
 }
 
-void set_constants(JunctionTree& tree, double log_constant) noexcept {
-  tree.constant = std::exp(log_constant);
-  tree.log_constant = log_constant;
+void set_constants(TreeEngine& engine, double log_constant) noexcept {
+  engine.constant = std::exp(log_constant);
+  engine.log_constant = log_constant;
 }
 
 // The constants begin with the probability of the required instantiations.
-tv_status_t initialize_to_sum(JunctionTree& tree) {
-  TreeEngine& engine = engine_of(tree);
-  observe_propagated_states(tree);
+tv_status_t initialize_to_sum(TreeEngine& engine) {
+  observe_propagated_states(engine);
   mark_all_cliques(engine);
   target_all_beliefs(engine);
   const PropagationRequest request = {engine, tv_equilibrium_sum, tv_evidence_normal, true};
   const FloatEnvironment environment;
   tv_status_t status = _tv_jt_global_propagate(request, 0);
-  if (status == kOutOfRange) status = initialize_extended(tree);
+  if (status == kOutOfRange) status = initialize_extended(engine);
   if (status) return status;
-  if (engine.evidence_count == 0) set_constants(tree, 0.0);  // but for rounding
-  tree.equilibrium = tv_equilibrium_sum;
+  if (engine.evidence_count == 0) set_constants(engine, 0.0);  // but for rounding
+  engine.equilibrium = tv_equilibrium_sum;
   return tv_status_none;
 }
 
@@ -132,8 +130,7 @@ void for_each_block(const TreeEngine& engine, Visit visit) {
   for (const Block<float>& block : engine.stored) visit(block);
 }
 
-void save_tables(JunctionTree& tree) {
-  TreeEngine& engine = engine_of(tree);
+void save_tables(TreeEngine& engine) {
   materialize_all_tables(engine);  // a copy needs tables of fixed size
   size_t size = 0;
   for_each_block(engine, [&](const Block<float>& block) { size += block.size(); });
@@ -143,18 +140,17 @@ void save_tables(JunctionTree& tree) {
   for_each_block(engine,
                  [&](const Block<float>& block) { place = std::copy(block.begin(), block.end(), place); });
   std::vector<float> beliefs;
-  for (const Node* node : tree.nodes)
-    beliefs.insert(beliefs.end(), compiled(*node).belief, compiled(*node).belief + node->number_of_states);
+  for (const Node* node : engine.tree->nodes)
+    beliefs.insert(beliefs.end(), engine[*node].belief, engine[*node].belief + node->number_of_states);
   engine.copied_beliefs = std::move(beliefs);
   engine.copy = std::move(copy);
-  engine.copied_log_constant = engine.evidence_count == 0 ? 0.0 : tree.log_constant;
+  engine.copied_log_constant = engine.evidence_count == 0 ? 0.0 : engine.log_constant;
 }
 
-void load_tables(JunctionTree& tree) noexcept {
-  TreeEngine& engine = engine_of(tree);
+void load_tables(TreeEngine& engine) noexcept {
   forget_tables(engine);
   if (engine.cg) drop_values(*engine.cg);
-  observe_propagated_states(tree);
+  observe_propagated_states(engine);
   const float* place = engine.copy.data();
   for_each_block(engine, [&](const Block<float>& block) {
     std::copy_n(place, block.size(), block.begin());
@@ -162,30 +158,30 @@ void load_tables(JunctionTree& tree) noexcept {
   });
   for (CliqueWork& work : engine.cliques) work.initialized = true;
   const float* beliefs = engine.copied_beliefs.data();
-  for (const Node* node : tree.nodes) {
-    std::copy(beliefs, beliefs + node->number_of_states, compiled(*node).belief);
+  for (const Node* node : engine.tree->nodes) {
+    std::copy(beliefs, beliefs + node->number_of_states, engine[*node].belief);
     beliefs += node->number_of_states;
   }
-  set_constants(tree, engine.copied_log_constant);
-  tree.equilibrium = tv_equilibrium_sum;
+  set_constants(engine, engine.copied_log_constant);
+  engine.equilibrium = tv_equilibrium_sum;
 }
 
 }  // namespace
 
-bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept {
+bool _tv_jt_has_new_tables(const TreeEngine& engine) noexcept {
   // The list itself may have changed since, too.
-  const bool any = !tree.domain->required_instantiations.empty();
-  if (!any && !tree.has_required) return false;
-  return std::any_of(tree.nodes.begin(), tree.nodes.end(), [any](const Node* node) {
-    return compiled(*node).table_configuration != (any ? configuration_of_required(*node) : kNone);
+  const bool any = !engine.tree->domain->required_instantiations.empty();
+  if (!any && !engine.has_required) return false;
+  return std::any_of(engine.tree->nodes.begin(), engine.tree->nodes.end(), [&](const Node* node) {
+    return engine[*node].table_configuration != (any ? configuration_of_required(engine, *node) : kNone);
   });
 }
 
-void count_evidence_to_propagate(JunctionTree& tree) noexcept {
-  tree.evidence_to_propagate = 0;
-  for_each_with_evidence(engine_of(tree), [&](const Node& node) {
-    tree.evidence_to_propagate += _tv_node_evidence_to_propagate(node);
-    list_evidence(compiled(node));
+void count_evidence_to_propagate(TreeEngine& engine) noexcept {
+  engine.evidence_to_propagate = 0;
+  for_each_with_evidence(engine, [&](const Node& node) {
+    engine.evidence_to_propagate += evidence_to_propagate(node, engine[node]);
+    list_evidence(engine, node);
   });
 }
 
@@ -193,72 +189,70 @@ void forget_conflicts(TreeEngine& engine) noexcept {
   for (const uint32_t clique : engine.measured) {
     engine.cliques[clique].measured = false;
     engine.cliques[clique].finding_probability = 1.0;
-    engine.cliques[clique].clique->conflict = 1.0;
+    engine.cliques[clique].conflict = 1.0;
   }
   engine.measured.clear();
   engine.conflict_root = TreeEngine::kNoConflictRoot;
   if (engine.all_in_conflict)
-    for_each_with_evidence(engine, [](const Node& node) { compiled(node).in_conflict = false; });
+    for_each_with_evidence(engine, [&](const Node& node) { engine[node].in_conflict = false; });
   else
-    for (const Node* node : engine.pending) compiled(*node).in_conflict = false;
+    for (const Node* node : engine.pending) engine[*node].in_conflict = false;
   engine.all_in_conflict = false;
 }
 
 namespace {
 
-void forget_all(JunctionTree& tree) noexcept {
-  clear_state(tree);
-  count_evidence_to_propagate(tree);
-  forget_tables(engine_of(tree));
-  forget_utilities(tree);
+void forget_all(TreeEngine& engine) noexcept {
+  clear_state(engine);
+  count_evidence_to_propagate(engine);
+  forget_tables(engine);
+  forget_utilities(engine);
 }
 
-bool copy_holds(const JunctionTree& tree) noexcept {
-  const TreeEngine& engine = engine_of(tree);
-  return engine.keep_copy && engine.copy.data() && !tree.tables_touched && !_tv_jt_has_new_tables(tree);
+bool copy_holds(const TreeEngine& engine) noexcept {
+  return engine.keep_copy && engine.copy.data() && !engine.tables_touched && !_tv_jt_has_new_tables(engine);
 }
 
-void load_copy(JunctionTree& tree) noexcept {
-  load_tables(tree);
-  update_expected_utilities(tree, {});
+void load_copy(TreeEngine& engine) noexcept {
+  load_tables(engine);
+  update_expected_utilities(engine, {});
 }
 
 }  // namespace
 
-void recover_tree(JunctionTree& tree) noexcept {
-  forget_all(tree);
-  if (copy_holds(tree)) load_copy(tree);
+void recover_tree(TreeEngine& engine) noexcept {
+  forget_all(engine);
+  if (copy_holds(engine)) load_copy(engine);
 }
 
-tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
-  TreeEngine& engine = engine_of(tree);
-  TreeRecovery recovery(tree);
-  if (tv_status_t status = refresh_own_model_tables(tree)) return status;
-  forget_all(tree);
-  const bool is_decided = form != ResetForm::full && leave_out_policies(tree);
-  const bool holds = copy_holds(tree);
+tv_status_t _tv_jt_reset_inference_engine(TreeEngine& engine, ResetForm form) {
+  TreeRecovery recovery(engine);
+  if (tv_status_t status = refresh_own_model_tables(*engine.tree)) return status;
+  forget_all(engine);
+  const bool is_decided = form != ResetForm::full && leave_out_policies(engine);
+  const bool holds = copy_holds(engine);
   if (holds && !is_decided) {
-    load_copy(tree);
+    load_copy(engine);
     recovery.dismiss();
     return tv_status_none;
   }
   if (!holds) engine.copy.reset();  // later on the copy could not be recognised as stale
-  if (tree.tables_touched) {
+  if (engine.tables_touched) {
     if (engine.cg) forget_all_regressions(*engine.cg);
-    if (tv_status_t status = jt_check_user_potentials(tree)) return status;
-    if (tv_status_t status = compute_chain_divisors(tree)) return status;
+    if (tv_status_t status = jt_check_user_potentials(engine)) return status;
+    if (tv_status_t status = compute_chain_divisors(*engine.domain->forest, *engine.tree)) return status;
   }
-  tree.approximation_constant = 1.0;
+  engine.approximation_constant = 1.0;
   const bool initializes = form == ResetForm::fast_retraction || (form == ResetForm::full && engine.cg);
   const bool keeps_copy = engine.keep_copy && !is_decided;
   if (initializes || keeps_copy) {
     if (engine.cg) drop_values(*engine.cg);
-    if (tv_status_t status = initialize_to_sum(tree)) return status;
-    update_expected_utilities(tree, {});
+    if (tv_status_t status = initialize_to_sum(engine)) return status;
+    update_expected_utilities(engine, {});
   }
-  if (keeps_copy) save_tables(tree);
-  remember_configurations(tree);
-  tree.tables_touched = false;
+  if (keeps_copy) save_tables(engine);
+  remember_configurations(engine);
+  engine.tables_touched = false;
   recovery.dismiss();
   return tv_status_none;
 }
@@ -266,31 +260,31 @@ tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form) {
 void _tv_node_touch_table(Node& node) noexcept {
   node.table_checked = false;
   if (!is_compiled(*node.domain)) return;
-  CompiledNode& data = compiled(node);
-  if (data.table_configuration != kNone) data.table_configuration = kForgotten;
-  JunctionTree* tree = data.tree ? data.tree : data.assigned ? data.assigned->tree : nullptr;
+  InferenceState& state = own_state(*node.domain);
+  if (state[node].table_configuration != kNone) state[node].table_configuration = kForgotten;
+  const JunctionTree* const tree = tree_with_potential(node);
   if (!tree) return;
-  tree->tables_touched = true;
+  tree->engine->tables_touched = true;
   note_changed_potential(node);
 }
 
 namespace {
 
-bool holds_initial_tables(const JunctionTree& tree) noexcept {
-  return tree.equilibrium == tv_equilibrium_sum && tree.mode == tv_evidence_normal &&
-         !tree.evidence_propagated && !tree.tables_touched;
+bool holds_initial_tables(const TreeEngine& engine) noexcept {
+  return engine.equilibrium == tv_equilibrium_sum && engine.mode == tv_evidence_normal &&
+         !engine.evidence_propagated && !engine.tables_touched;
 }
 
 tv_status_t save_domain_to_memory(Domain& domain) {
-  for (JunctionTree& tree : domain.forest->trees) {
-    if (holds_initial_tables(tree)) {
-      if (tv_status_t status = calibrate_tables(tree)) return status;
-      save_tables(tree);
-    } else if (!engine_of(tree).keep_copy) {
-      engine_of(tree).copy.reset();  // of an attempt that ran out of memory
+  for (const auto& engine : own_state(domain).trees) {
+    if (holds_initial_tables(*engine)) {
+      if (tv_status_t status = calibrate_tables(*engine)) return status;
+      save_tables(*engine);
+    } else if (!engine->keep_copy) {
+      engine->copy.reset();  // of an attempt that ran out of memory
     }
   }
-  for (JunctionTree& tree : domain.forest->trees) engine_of(tree).keep_copy = true;
+  for (const auto& engine : own_state(domain).trees) engine->keep_copy = true;
   return tv_status_none;
 }
 
@@ -313,11 +307,10 @@ tv_status_t tv_domain_save_to_memory(tv_domain_t* domain) {
 tv_status_t tv_domain_reclaim_memory_tables(tv_domain_t* domain) {
   if (!tv::check(domain)) return tv_status_usage;
   if (!tv::is_compiled(*domain)) return tv::store_status(tv_status_not_compiled);
-  for (tv::JunctionTree& tree : domain->forest->trees) {
-    tv::TreeEngine& engine = tv::engine_of(tree);
-    engine.keep_copy = false;
-    engine.copy.reset();
-    engine.copied_beliefs = {};
+  for (const auto& engine : tv::own_state(*domain).trees) {
+    engine->keep_copy = false;
+    engine->copy.reset();
+    engine->copied_beliefs = {};
   }
   return tv_status_none;
 }

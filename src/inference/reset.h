@@ -1,7 +1,7 @@
 // Taking a tree back to its potentials.
 #pragma once
 
-#include "compile/forest.h"
+#include "inference/engine.h"
 
 namespace tv {
 
@@ -14,34 +14,34 @@ enum class ResetForm {
 
 // Resets the tree to its potentials, without the policies of decisions whose evidence the next propagation
 // absorbs. If the reset fails, the tree is left as after any failure.
-tv_status_t _tv_jt_reset_inference_engine(JunctionTree& tree, ResetForm form);
+tv_status_t _tv_jt_reset_inference_engine(TreeEngine& engine, ResetForm form);
 
 // The reset after a failure: never fails, reads no potential, and computes nothing; a copy of the initial
 // tables that is still valid is loaded.
-void recover_tree(JunctionTree& tree) noexcept;
+void recover_tree(TreeEngine& engine) noexcept;
 
 // On its destruction, leaves the tree valid, whatever the state of the work on it, unless that is finished.
 class TreeRecovery {
  public:
-  explicit TreeRecovery(JunctionTree& tree) noexcept : tree_(&tree) {}
+  explicit TreeRecovery(TreeEngine& engine) noexcept : engine_(&engine) {}
   ~TreeRecovery() {
-    if (tree_) recover_tree(*tree_);
+    if (engine_) recover_tree(*engine_);
   }
   TreeRecovery(const TreeRecovery&) = delete;
   TreeRecovery& operator=(const TreeRecovery&) = delete;
-  void dismiss() noexcept { tree_ = nullptr; }
+  void dismiss() noexcept { engine_ = nullptr; }
 
  private:
-  JunctionTree* tree_;
+  TreeEngine* engine_;
 };
 
 // Whether the selected states of required instantiations differ from those that the tables were built for.
-bool _tv_jt_has_new_tables(const JunctionTree& tree) noexcept;
+bool _tv_jt_has_new_tables(const TreeEngine& engine) noexcept;
 
 // Forgets the conflicts that the last propagation measured.
 void forget_conflicts(TreeEngine& engine) noexcept;
 
 // Counts the nodes whose entered evidence differs from the propagated one.
-void count_evidence_to_propagate(JunctionTree& tree) noexcept;
+void count_evidence_to_propagate(TreeEngine& engine) noexcept;
 
 }  // namespace tv

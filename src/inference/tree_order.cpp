@@ -16,7 +16,7 @@ std::vector<JunctionTree*> prerequisites(const JunctionTree& tree) {
     const Node* node = open.back();
     open.pop_back();
     for (const Node* parent : node->parents) {
-      JunctionTree* other = compiled(*parent).tree;
+      JunctionTree* other = placement(*parent).tree;
       if (other == &tree || seen[parent->number - 1]) continue;
       seen[parent->number - 1] = true;
       if (!other)
@@ -31,28 +31,27 @@ std::vector<JunctionTree*> prerequisites(const JunctionTree& tree) {
 }  // namespace
 
 std::vector<JunctionTree*> trees_in_order(const Domain& domain) {
-  std::vector<JunctionTree*> order;
-  for (JunctionTree& tree : domain.forest->trees) tree.done = false;
-  std::vector<JunctionTree*> open;
+  std::vector<JunctionTree*> order, open;
+  std::vector<bool> seen(domain.forest->tree_count, false), done(seen);
   for (JunctionTree& start : domain.forest->trees) {
     open.push_back(&start);
     while (!open.empty()) {
-      JunctionTree* tree = open.back();
+      JunctionTree* const tree = open.back();
       bool waits = false;
-      if (!tree->done) {
-        tree->done = true;  // also prevents a waiting tree from being visited twice
+      if (!seen[tree->position]) {
+        seen[tree->position] = true;  // also prevents a waiting tree from being visited twice
         for (JunctionTree* other : prerequisites(*tree))
-          if (!other->done) {
+          if (!seen[other->position]) {
             open.push_back(other);
             waits = true;
           }
       }
       if (waits) continue;
       open.pop_back();
-      if (std::find(order.begin(), order.end(), tree) == order.end()) order.push_back(tree);
+      if (!done[tree->position]) order.push_back(tree);
+      done[tree->position] = true;
     }
   }
-  for (JunctionTree& tree : domain.forest->trees) tree.done = false;
   return order;
 }
 

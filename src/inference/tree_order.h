@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "compile/forest.h"
+#include "inference/engine.h"
 
 namespace tv {
 
@@ -13,15 +13,15 @@ std::vector<JunctionTree*> trees_in_order(const Domain& domain);
 
 // Calls `work` for each tree in that order until one fails.
 template <class Work>
-tv_status_t for_each_tree_in_order(Domain& domain, Work work) {
+tv_status_t for_each_tree_in_order(InferenceState& state, Work work) {
   // Without nodes outside the trees there is nothing to order (and nothing to allocate).
-  if (domain.forest->tree_count < 2 || domain.counters.function == 0) {
-    for (JunctionTree& tree : domain.forest->trees)
-      if (tv_status_t status = work(tree)) return status;
+  if (state.trees.size() < 2 || state.domain->counters.function == 0) {
+    for (const auto& engine : state.trees)
+      if (tv_status_t status = work(*engine)) return status;
     return tv_status_none;
   }
-  for (JunctionTree* tree : trees_in_order(domain))
-    if (tv_status_t status = work(*tree)) return status;
+  for (const JunctionTree* tree : trees_in_order(*state.domain))
+    if (tv_status_t status = work(*state.trees[tree->position])) return status;
   return tv_status_none;
 }
 

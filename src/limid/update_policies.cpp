@@ -27,7 +27,8 @@ constexpr double kOptimalBelow = 1.0000059604644775;  // of one that is
 constexpr double kRounding = 1e-14;                   // of the sum, in units of the largest of its terms
 
 bool is_unmade(const Node& node) noexcept {
-  return node.category == tv_category_decision && node.number_of_states > 1 && !decision_is_made(node);
+  return node.category == tv_category_decision && node.number_of_states > 1 &&
+         !decision_is_made(node, node.entered);
 }
 
 // The policy for one configuration of the parents.
@@ -78,25 +79,25 @@ class PolicyColumn {
 // Updating the policies of one tree.
 class PolicyUpdate {
  public:
-  explicit PolicyUpdate(JunctionTree& tree) noexcept : tree_(tree) {}
+  explicit PolicyUpdate(TreeEngine& probabilities) noexcept : probabilities_(probabilities) {}
 
   bool any_change() const noexcept { return any_change_; }
 
   tv_status_t jt_update_policies() {
-    if (!utilities_of(tree_)) return tv_status_none;  // all states of its decisions are as good
+    if (!probabilities_.utilities) return tv_status_none;  // all states of its decisions are as good
     if (tv_status_t status = collect_decisions()) return status;
     const tv_status_t status = perform_SPU();
     if (any_change_)
       for (Node* decision : decisions_) _tv_node_touch_table(*decision);
     if (status || !any_change_) return status;
-    return _tv_jt_make_consistent(tree_, nullptr, tv_equilibrium_sum, tv_evidence_normal);
+    return _tv_jt_make_consistent(probabilities_, nullptr, tv_equilibrium_sum, tv_evidence_normal);
   }
 
  private:
   tv_status_t collect_decisions() {
     size_t largest = 0;
-    for (Node* decision : analysis_of_parents(*tree_.domain).update_order) {
-      if (compiled(*decision).tree != &tree_ || !is_unmade(*decision)) continue;
+    for (Node* decision : analysis_of_parents(*probabilities_.domain).update_order) {
+      if (placement(*decision).tree != probabilities_.tree || !is_unmade(*decision)) continue;
       const Table* policy = filled_node_table(*decision);
       if (!policy) return tv_status_no_memory;
       largest = std::max(largest, policy->size);
@@ -109,7 +110,7 @@ class PolicyUpdate {
   }
 
   tv_status_t perform_SPU() {
-    ProgressMeter progress(*tree_.domain, "policies", 0);
+    ProgressMeter progress(*probabilities_.domain, "policies", 0);
     const Node* last_changed = nullptr;
     for (bool changed = true; changed;) {
       changed = false;
@@ -126,7 +127,7 @@ class PolicyUpdate {
 
   // Whether the policy was not optimal given the others.
   bool update_policy(Node& decision) noexcept {
-    UtilityEngine& engine = *utilities_of(tree_);
+    UtilityEngine& engine = *probabilities_.utilities;
     const Table& policy = *decision.table;
     const size_t states = decision.number_of_states;
     std::fill_n(utilities_.data(), policy.size, 0.0);
@@ -137,36 +138,36 @@ class PolicyUpdate {
       changed |= PolicyColumn(policy.data.data() + i, utilities_.data() + i, masses_.data() + i, states,
                               engine.scale)
                      .improve();
-    if (changed) invalidate_messages(engine, compiled(decision).assigned->position);
+    if (changed) invalidate_messages(engine, placement(decision).assigned->position);
     return changed;
   }
 
-  JunctionTree& tree_;
+  TreeEngine& probabilities_;
   std::vector<Node*> decisions_;
   Block<double> utilities_, masses_;
   Block<int32_t> exponents_;
   bool any_change_ = false;
 };
 
-bool is_ready(const JunctionTree& tree) noexcept { return holds_marginals(tree) && !tree.tables_touched; }
+bool is_ready(const TreeEngine& engine) noexcept { return holds_marginals(engine) && !engine.tables_touched; }
 
 tv_status_t update_policies(Domain& domain) {
-  if (any_tree(domain, [](const JunctionTree& tree) { return !is_ready(tree); }) ||
+  if (any_tree(domain, [](const TreeEngine& engine) { return !is_ready(engine); }) ||
       _tv_domain_evidence_to_propagate(domain))
     return tv_status_usage;
   if (domain.counters.utility == 0) return tv_status_none;
   if (!_tv_function_nodes_satisfy_limid_constraints(domain)) return tv_status_functional_dependency;
   bool any_change = false;
-  for (JunctionTree& tree : domain.forest->trees) {
-    TreeRecovery recovery(tree);
-    PolicyUpdate update(tree);
+  for (const auto& engine : own_state(domain).trees) {
+    TreeRecovery recovery(*engine);
+    PolicyUpdate update(*engine);
     if (tv_status_t status = update.jt_update_policies()) return status;
     any_change |= update.any_change();
     recovery.dismiss();
   }
   // Tables that are computed from results follow the new policies.
   return any_change && domain.model_count > 0
-             ? _tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal)
+             ? propagate_state(own_state(domain), tv_equilibrium_sum, tv_evidence_normal)
              : tv_status_none;
 }
 

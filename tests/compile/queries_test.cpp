@@ -162,7 +162,7 @@ TEST(CompilationQueries, UtilityNodesAreNoVertices) {
   EXPECT_EQ(tv_node_get_moral_neighbors(u), nullptr);
   EXPECT_EQ(tv_error_code(), tv_status_usage);
   EXPECT_EQ(tv_node_get_moral_neighbors(a)[0], d);
-  tv_clique_t* clique = tv::compiled(*a).home;
+  tv_clique_t* clique = tv::placement(*a).home;
   ASSERT_TRUE(tv_clique_get_utility_table(clique));
   EXPECT_EQ(tv_table_get_size(tv_clique_get_utility_table(clique)), 4u);
   EXPECT_EQ(tv_jt_get_total_size(clique->tree), 8u);

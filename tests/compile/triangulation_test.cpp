@@ -71,7 +71,7 @@ void expect_perfect_order(tv_domain_t* domain) {
   std::vector<size_t> position(nodes.size());
   for (size_t i = 0; i < nodes.size(); ++i) {
     position[index_of(nodes, order[i])] = i;
-    EXPECT_EQ(tv::compiled(*order[i]).elimination_rank, nodes.size() - i);
+    EXPECT_EQ(tv::placement(*order[i]).elimination_rank, nodes.size() - i);
     EXPECT_GE(tv_node_get_kind(order[i > 0 ? i - 1 : 0]), tv_node_get_kind(order[i]));
   }
   EXPECT_EQ(order[nodes.size()], nullptr);
@@ -119,7 +119,7 @@ void expect_junction_tree(tv_junction_tree_t* jt) {
 
 void expect_node_data(const tv_domain_t* domain) {
   for (tv_node_t* node : vertices(domain)) {
-    const tv::CompiledNode& record = tv::compiled(*node);
+    const tv::NodePlacement& record = tv::placement(*node);
     size_t smallest = tv::kHugeSize, smallest_clique = tv::kHugeSize, smallest_with_family = tv::kHugeSize;
     for (const tv_clique_t& clique : domain->forest->cliques) {
       if (!clique.members().contains(node)) continue;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "inference/answers/beliefs.h"
+#include "inference/engine.h"
 #include "inference/evidence/evidence.h"
 #include "support/builders.h"
 
@@ -228,8 +229,9 @@ TEST(Answers, TheCountOfChangedNodesIsExact) {
                             random.chance(0.5) ? tv_evidence_normal : tv_evidence_fast_retraction);
       for (auto* tree = tv_domain_get_first_junction_tree(domain.get()); tree; tree = tv_jt_get_next(tree)) {
         size_t changed = 0;
-        for (const tv_node_t* node : tree->nodes) changed += tv::_tv_node_evidence_to_propagate(*node);
-        ASSERT_EQ(tree->evidence_to_propagate, changed);
+        for (const tv_node_t* node : tree->nodes)
+          changed += tv::evidence_to_propagate(*node, tv::state_of(*node));
+        ASSERT_EQ(tree->engine->evidence_to_propagate, changed);
         ASSERT_EQ(tv_jt_evidence_to_propagate(tree), changed > 0);
       }
     }

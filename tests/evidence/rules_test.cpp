@@ -1,6 +1,7 @@
 // The rules that evidence must obey: free will of decisions, and required instantiations.
 #include <gtest/gtest.h>
 
+#include "inference/engine.h"
 #include "inference/evidence/evidence.h"
 #include "support/builders.h"
 
@@ -14,12 +15,25 @@ tv_node_t* add_discrete(tv_domain_t* domain, tv_node_category_t category, size_t
   return node;
 }
 
+// The state of a domain that is not compiled.
+struct EnteredState : tv::InferenceState {
+  explicit EnteredState(const test::DomainOwner& owner) {
+    domain = owner.get();
+    nodes.resize(owner->node_count);
+    for (tv_node_t* node : test::nodes_of(owner.get())) (*this)[*node].entered = &node->entered;
+  }
+};
+
 // All nodes in one tree, as if compiled.
 bool evidence_is_valid(const test::DomainOwner& domain) {
   tv::JunctionTree tree;
   tree.domain = domain.get();
   tree.nodes = test::nodes_of(domain.get());
-  const bool valid = tv::_tv_jt_evidence_is_valid(tree);
+  EnteredState state(domain);
+  tv::TreeEngine engine;
+  engine.tree = &tree;
+  engine.nodes = state.nodes.data();
+  const bool valid = tv::_tv_jt_evidence_is_valid(engine);
   for (const tv_node_t* node : tree.nodes) EXPECT_EQ(node->mark, 0);
   return valid;
 }
@@ -113,14 +127,14 @@ TEST(RequiredInstantiations, NeedSelectedStates) {
   const test::DomainOwner domain = test::new_domain();
   tv_node_t* a = test::add_node(domain.get(), "A", 2);
   tv_node_t* b = test::add_node(domain.get(), "B", 2);
-  EXPECT_TRUE(tv::_tv_domain_ijt_nodes_are_instantiated(*domain));
+  EXPECT_TRUE(tv::_tv_domain_ijt_nodes_are_instantiated(EnteredState(domain)));
   domain->required_instantiations = {a, b};
   tv_node_select_state(a, 0);
-  EXPECT_FALSE(tv::_tv_domain_ijt_nodes_are_instantiated(*domain));
+  EXPECT_FALSE(tv::_tv_domain_ijt_nodes_are_instantiated(EnteredState(domain)));
   tv_node_enter_finding(b, 0, 0.5f);
-  EXPECT_FALSE(tv::_tv_domain_ijt_nodes_are_instantiated(*domain));
+  EXPECT_FALSE(tv::_tv_domain_ijt_nodes_are_instantiated(EnteredState(domain)));
   tv_node_select_state(b, 0);
-  EXPECT_TRUE(tv::_tv_domain_ijt_nodes_are_instantiated(*domain));
+  EXPECT_TRUE(tv::_tv_domain_ijt_nodes_are_instantiated(EnteredState(domain)));
 }
 
 }  // namespace

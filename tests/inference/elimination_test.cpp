@@ -253,7 +253,7 @@ TEST(Elimination, EliminationSchedulesAreCachedBesideOthersInUse) {
   const auto is_kept = [](const tv::JunctionTree& tree) {
     return tree.engine->schedules->find(*tree.engine, tv_equilibrium_sum).elimination != nullptr;
   };
-  EXPECT_TRUE(is_kept(*tv::compiled(*nodes[12]).tree));
+  EXPECT_TRUE(is_kept(*tv::placement(*nodes[12]).tree));
 }
 
 // Sixty weak hints: their product is far below what single precision holds.
@@ -383,7 +383,7 @@ TEST(EliminationTree, HoldsEveryLinkAndConnectsWhatItShares) {
       if (random.chance(0.2)) tv_node_select_state(node, 0);
     ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
     for (const tv::JunctionTree& tree : domain->forest->trees) {
-      const tv::ReducedGraph graph = tv::reduced_moral_graph(tree);
+      const tv::ReducedGraph graph = tv::reduced_moral_graph(*tree.engine);
       const tv::EliminationTree least = tv::eliminate(graph, tv::least_fill_order(graph));
       const tv::EliminationTree compiled = tv::eliminate(graph, tv::compiled_order(graph));
       expect_junction_tree(graph, least);
@@ -392,7 +392,7 @@ TEST(EliminationTree, HoldsEveryLinkAndConnectsWhatItShares) {
       for (size_t c = 0; c < tree.clique_count(); ++c) {
         double size = 1.0;
         for (const tv::Node* node : tree.cliques[c]->members())
-          if (tv::is_unobserved(*node)) size *= static_cast<double>(node->number_of_states);
+          if (tv::is_unobserved(*tree.engine, *node)) size *= static_cast<double>(node->number_of_states);
         entries += size;
       }
       EXPECT_LE(compiled.entries, entries) << "the compiled order fills in nothing new";

@@ -133,10 +133,10 @@ class Host {
       exact(tv_jt_equilibrium_is(jt, tv_equilibrium_max));
       exact(tv_jt_evidence_to_propagate(jt));
       exact(tv_jt_evidence_is_propagated(jt));
-      exact(jt->evidence_to_propagate);
+      exact(jt->engine->evidence_to_propagate);
       exact(tv_jt_likelihood_is_propagated(jt));
       number(std::log(tv_jt_get_conflict(jt)));
-      number(jt->step_log_constant);
+      number(jt->engine->step_log_constant);
     }
     const bool measures = random.chance(0.5);
     for (tv_clique_t* c = tv_domain_get_first_clique(domain); c; c = tv_clique_get_next(c)) {

@@ -60,7 +60,7 @@ namespace {
 NodeList order_of_elimination(const Forest& forest) {
   std::vector<Node*> by_rank(forest.participants);
   for (Node& node : forest.domain->nodes)
-    if (const uint32_t rank = compiled(node).elimination_rank) by_rank[forest.participants - rank] = &node;
+    if (const uint32_t rank = placement(node).elimination_rank) by_rank[forest.participants - rank] = &node;
   NodeList order;
   order.reserve(by_rank.size());
   for (Node* node : by_rank) order.push_back(node);

@@ -18,12 +18,12 @@ namespace tv {
 namespace {
 
 // In fast retraction a belief leaves out the node's own evidence, so that its state does not follow from it.
-bool state_is_known(const CompiledNode& record, const JunctionTree* tree) noexcept {
-  return tree && tree->mode == tv_evidence_normal && record.propagated_state >= 0;
+bool state_is_known(const NodeState& record, const TreeEngine* engine) noexcept {
+  return engine && engine->mode == tv_evidence_normal && record.propagated_state >= 0;
 }
 
-tv_number_t belief_in(const CompiledNode& record, const JunctionTree* tree, size_t state) noexcept {
-  if (state_is_known(record, tree)) return static_cast<size_t>(record.propagated_state) == state ? 1 : 0;
+tv_number_t belief_in(const NodeState& record, const TreeEngine* engine, size_t state) noexcept {
+  if (state_is_known(record, engine)) return static_cast<size_t>(record.propagated_state) == state ? 1 : 0;
   return record.belief[state];
 }
 
@@ -47,14 +47,14 @@ bool has_real_valued_functions(const Domain& domain) noexcept {
 }
 
 // Sum over the joint of p(a,b) ln(p(a,b) / (p(a) p(b))), with the beliefs as the marginals.
-double mutual_information_in(const Table& joint) noexcept {
+double mutual_information_in(const InferenceState& state, const Table& joint) noexcept {
   const Node& a = *joint.nodes[0];
   const Node& b = *joint.nodes[1];
   double information = 0;
   for (size_t i = 0; i < joint.size; ++i) {
     const double p = joint.data[i];
-    const double independent = double(_tv_node_get_belief(a, i / b.number_of_states)) *
-                               double(_tv_node_get_belief(b, i % b.number_of_states));
+    const double independent = double(belief_of(state, a, i / b.number_of_states)) *
+                               double(belief_of(state, b, i % b.number_of_states));
     if (p > 0 && independent > 0) information += p * std::log(p / independent);
   }
   return information > 0 ? information : 0;
@@ -62,14 +62,15 @@ double mutual_information_in(const Table& joint) noexcept {
 
 // The nodes differ, and the trees of both are in equilibrium.
 double mutual_information(const Node& a, const Node& b) {
-  const bool independent = result_tree(a) != result_tree(b) || _tv_node_hard_evidence_is_propagated(a) ||
-                           _tv_node_hard_evidence_is_propagated(b);
-  if (!require(holds_marginals(*result_tree(a)) && holds_marginals(*result_tree(b)), tv_status_usage))
-    return -1;
+  InferenceState& state = own_state(*a.domain);
+  const TreeEngine *const of_a = result_engine(state, a), *const of_b = result_engine(state, b);
+  const bool independent =
+      of_a != of_b || hard_evidence_is_propagated(a, state[a]) || hard_evidence_is_propagated(b, state[b]);
+  if (!require(holds_marginals(*of_a) && holds_marginals(*of_b), tv_status_usage)) return -1;
   if (!independent) {
     const std::unique_ptr<Table> joint =
-        _tv_domain_marginal(*a.domain, {const_cast<Node*>(&a), const_cast<Node*>(&b)});
-    return joint ? mutual_information_in(*joint) : -1;
+        _tv_domain_marginal(state, {const_cast<Node*>(&a), const_cast<Node*>(&b)});
+    return joint ? mutual_information_in(state, *joint) : -1;
   }
   if (has_real_valued_functions(*a.domain) && !_tv_function_nodes_satisfy_limid_constraints(*a.domain)) {
     store_status(tv_status_functional_dependency);
@@ -80,8 +81,12 @@ double mutual_information(const Node& a, const Node& b) {
 
 }  // namespace
 
+tv_number_t belief_of(const InferenceState& all, const Node& node, size_t state) noexcept {
+  return belief_in(all[node], result_engine(all, node), state);
+}
+
 tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept {
-  return belief_in(compiled(node), result_tree(node), state);
+  return belief_of(own_state(*node.domain), node, state);
 }
 
 ptrdiff_t get_inferred_state(const Node& node) noexcept {
@@ -103,21 +108,21 @@ double node_entropy(const Node& node) noexcept {
   return sum;
 }
 
-tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept {
-  if (is_continuous(node)) return cg_mean_and_variance(node, result);
+tv_status_t mean_and_variance(const InferenceState& all, const Node& node, MeanAndVariance& result) noexcept {
+  if (is_continuous(node)) return cg_mean_and_variance(all, node, result);
   const bool is_numeric =
       is_discrete(node) && (node.subtype == tv_subtype_number || node.subtype == tv_subtype_interval);
-  if (!is_numeric || !holds_marginals(*result_tree(node))) return tv_status_usage;
+  if (!is_numeric || !holds_marginals(*result_engine(all, node))) return tv_status_usage;
   if (!state_values_are_valid(node)) return tv_status_invalid_state_values;
 
   double mean = 0;
   for (size_t state = 0; state < node.number_of_states; ++state) {
-    const double p = _tv_node_get_belief(node, state);
+    const double p = belief_of(all, node, state);
     if (p > 0) mean += p * state_span(node, state).mean();
   }
   double variance = 0;
   for (size_t state = 0; state < node.number_of_states; ++state) {
-    const double p = _tv_node_get_belief(node, state);
+    const double p = belief_of(all, node, state);
     if (!(p > 0)) continue;
     const StateSpan span = state_span(node, state);
     variance += p * (span.variance() + (span.mean() - mean) * (span.mean() - mean));
@@ -125,6 +130,10 @@ tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result
   if (!std::isfinite(mean) || !std::isfinite(variance)) return tv_status_invalid_state_values;
   result = {mean, variance};
   return tv_status_none;
+}
+
+tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept {
+  return mean_and_variance(own_state(*node.domain), node, result);
 }
 
 // ---- Checks of the public queries ----
@@ -140,22 +149,30 @@ double mean_or_variance(const Node* node, double MeanAndVariance::*part) noexcep
 }
 
 }  // namespace
+
+tv_number_t checked_belief(const InferenceState& all, const Node& node, size_t state) noexcept {
+  const NodeState& record = all[node];  // hosts ask for one number at a time
+  const TreeEngine* engine = result_engine(all, node);
+  if (engine && engine->equilibrium == tv_equilibrium_none) return refuse_without_equilibrium(), -1;
+  if (!require(record.belief, tv_status_usage)) return -1;
+  return belief_in(record, engine, state);
+}
+
 }  // namespace tv
 
 tv_number_t tv_node_get_belief(const tv_node_t* node, size_t state) {
   if (!tv::check(tv::is_state(node, state))) return tv::refuse_state(node, state), -1;
   const tv::Node& answering = tv::answering_node(*node);
   if (!tv::require_compiled(*answering.domain)) return -1;
-  const tv::CompiledNode& record = tv::compiled(answering);  // hosts ask for one number at a time
-  const tv::JunctionTree* tree = tv::result_tree(record);
-  if (tree && tree->equilibrium == tv_equilibrium_none) return tv::refuse_without_equilibrium(), -1;
-  if (!tv::require(record.belief, tv_status_usage)) return -1;
-  return tv::belief_in(record, tree, state);
+  return tv::checked_belief(tv::own_state(*answering.domain), answering, state);
 }
 
 double tv_node_get_entropy(const tv_node_t* node) {
   const tv::Node* source = tv::node_with_results(node, tv::is_discrete_node(node));
-  if (!source || !tv::require(tv::holds_marginals(*tv::result_tree(*source)), tv_status_usage)) return -1;
+  if (!source ||
+      !tv::require(tv::holds_marginals(*tv::result_engine(tv::own_state(*source->domain), *source)),
+                   tv_status_usage))
+    return -1;
   return tv::node_entropy(*source);
 }
 

@@ -1,7 +1,7 @@
 // Reading the equilibrium: beliefs and what is computed from them. Nothing is normalised on reading.
 #pragma once
 
-#include "compile/forest.h"
+#include "inference/state.h"
 
 namespace tv {
 
@@ -9,7 +9,11 @@ namespace tv {
 // valid tables.
 
 // The probability of one state. A node whose state was propagated as evidence has exactly 1 and 0.
-tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept;
+tv_number_t belief_of(const InferenceState& all, const Node& node, size_t state) noexcept;
+tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept;  // in the domain's own state
+
+// The same after the checks; -1 with the status stored where it cannot be read.
+tv_number_t checked_belief(const InferenceState& all, const Node& node, size_t state) noexcept;
 
 // The one state that the node can be in given the evidence, or -1 when more than one is left.
 ptrdiff_t get_inferred_state(const Node& node) noexcept;
@@ -26,6 +30,7 @@ struct MeanAndVariance {
 // evenly over its interval): `usage` for any other node and unless the tree holds marginals,
 // `invalid_state_values` where values are missing or out of order, or an interval that is possible has
 // no end. Stores nothing.
+tv_status_t mean_and_variance(const InferenceState& all, const Node& node, MeanAndVariance& result) noexcept;
 tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept;
 
 }  // namespace tv

@@ -16,12 +16,12 @@ namespace {
 
 // The dimensions of a reduced table, with their strides in the full one first.
 struct FullNest {
-  explicit FullNest(const ReducedTable& table) noexcept {
+  FullNest(const TreeEngine& engine, const ReducedTable& table) noexcept {
     size_t stride = 1, restricted_stride = 1;
     for (size_t m = table.members->size(); m-- > 0;) {
       const Node& node = *(*table.members)[m];
       if (!is_discrete(node)) continue;
-      if (table.is_observed(m)) offset += static_cast<size_t>(compiled(node).observed_state) * stride;
+      if (table.is_observed(m)) offset += static_cast<size_t>(engine[node].observed_state) * stride;
       if (table.spans(m)) {
         dimensions[count++] = {node.number_of_states, stride, restricted_stride};
         restricted_stride *= node.number_of_states;
@@ -35,17 +35,18 @@ struct FullNest {
   size_t count = 0, offset = 0;
 };
 
-void scatter(const ReducedTable& table, const float* numbers, float* full, size_t size) noexcept {
-  const FullNest nest(table);
+void scatter(const TreeEngine& engine, const ReducedTable& table, const float* numbers, float* full,
+             size_t size) noexcept {
+  const FullNest nest(engine, table);
   std::fill_n(full, size, 0.0f);
   kernels().assign(nest.dimensions, nest.count, full + nest.offset, numbers);
 }
 
-void scatter_factors(const CliqueWork& work, float* full, size_t size) {
+void scatter_factors(const TreeEngine& engine, const CliqueWork& work, float* full, size_t size) {
   Block<float> numbers;
   numbers.allocate_uninitialized(work.table.shape.size);
-  run_over_factors(work, numbers.data(), nullptr);
-  scatter(work.table, numbers.data(), full, size);
+  run_over_factors(engine, work, numbers.data(), nullptr);
+  scatter(engine, work.table, numbers.data(), full, size);
 }
 
 // Clears the entries that contradict an observed state.
@@ -56,47 +57,49 @@ void instantiate(const Block<tv_number_t>& full, size_t stride, size_t states, s
 }
 
 // The states of required instantiations are part of the tables from the start.
-void instantiate_known_members(const NodeList& members, size_t discrete,
+void instantiate_known_members(const TreeEngine& engine, const NodeList& members, size_t discrete,
                                const Block<tv_number_t>& full) noexcept {
   size_t stride = 1;
   for (size_t m = discrete; m-- > 0; stride *= members[m]->number_of_states)
-    if (const ptrdiff_t state = compiled(*members[m]).propagated_state; state >= 0)
+    if (const ptrdiff_t state = engine[*members[m]].propagated_state; state >= 0)
       instantiate(full, stride, members[m]->number_of_states, static_cast<size_t>(state));
 }
 
-tv_status_t multiply_potentials(const CliqueWork& work, Table& full) {
+tv_status_t multiply_potentials(const TreeEngine& engine, const CliqueWork& work, Table& full) {
   std::fill(full.data.begin(), full.data.end(), 1.0f);
   for (const PotentialPlan& plan : work.potentials) {
-    if (plan.node() && compiled(*plan.node()).policy_left_out) continue;
+    if (plan.node() && engine[*plan.node()].policy_left_out) continue;
     if (const Table* table = plan.table()) {
       if (tv_status_t status = multiply_table(full, *table)) return status;
     } else {
       kernels().scale(full.data.data(), full.size, static_cast<double>(plan.uniform));
     }
   }
-  instantiate_known_members(*work.table.members, full.discrete_count, full.data);
+  instantiate_known_members(engine, *work.table.members, full.discrete_count, full.data);
   return tv_status_none;
 }
 
 }  // namespace
 
-void read_table(const Clique& clique, float* full) noexcept {
-  refresh_plans(engine_of(*clique.tree));
-  scatter(work_of(clique).table, work_of(clique).table.numbers, full, clique.table.size);
+void read_table(TreeEngine& engine, const Clique& clique, float* full) noexcept {
+  refresh_plans(engine);
+  const ReducedTable& table = engine.cliques[clique.position].table;
+  scatter(engine, table, table.numbers, full, clique.table.size);
 }
 
-void read_allowed(const Clique& clique, float* full) noexcept {
-  refresh_plans(engine_of(*clique.tree));
-  FullNest nest(work_of(clique).table);
+void read_allowed(TreeEngine& engine, const Clique& clique, float* full) noexcept {
+  refresh_plans(engine);
+  const ReducedTable& table = engine.cliques[clique.position].table;
+  FullNest nest(engine, table);
   for (size_t d = 0; d < nest.count; ++d) nest.dimensions[d].stride2 = 0;
   const float one = 1.0f;
   std::fill_n(full, clique.table.size, 0.0f);
   kernels().assign(nest.dimensions, nest.count, full + nest.offset, &one);
 }
 
-void write_table(const Clique& clique, const float* full) noexcept {
-  CliqueWork& work = work_of(clique);
-  FullNest nest(work.table);
+void write_table(TreeEngine& engine, const Clique& clique, const float* full) noexcept {
+  CliqueWork& work = engine.cliques[clique.position];
+  FullNest nest(engine, work.table);
   for (size_t d = 0; d < nest.count; ++d) std::swap(nest.dimensions[d].stride, nest.dimensions[d].stride2);
   kernels().assign(nest.dimensions, nest.count, work.table.numbers, full + nest.offset);
   ++work.version;
@@ -104,8 +107,9 @@ void write_table(const Clique& clique, const float* full) noexcept {
 
 tv_status_t materialize_clique(Table& table) {
   const Clique& clique = *static_cast<const Clique*>(table.materialize_source);
-  if (tv_status_t status = calibrate_tables(*clique.tree)) return status;
-  refresh_plans(engine_of(*clique.tree));
+  TreeEngine& engine = engine_of(*clique.tree);
+  if (tv_status_t status = calibrate_tables(engine)) return status;
+  refresh_plans(engine);
   CliqueWork& work = work_of(clique);
   if (has_data(table) && work.materialized == work.version) return tv_status_none;
   if (tv_status_t status = allocate_table_data(table)) return status;
@@ -114,10 +118,10 @@ tv_status_t materialize_clique(Table& table) {
   else
     std::fill(table.cg_data.begin(), table.cg_data.end(), 0.0);
   if (work.initialized && work.lazy)
-    scatter_factors(work, table.data.data(), table.size);
+    scatter_factors(engine, work, table.data.data(), table.size);
   else if (work.initialized)
-    scatter(work.table, work.table.numbers, table.data.data(), table.size);
-  else if (tv_status_t status = multiply_potentials(work, table))
+    scatter(engine, work.table, work.table.numbers, table.data.data(), table.size);
+  else if (tv_status_t status = multiply_potentials(engine, work, table))
     return status;
   work.materialized = work.version;
   return tv_status_none;

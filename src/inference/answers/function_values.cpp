@@ -23,8 +23,8 @@ const Node* node_to_read(const Node& node, tv_status_t& status) noexcept {
   status = tv_status_not_compiled;
   if (!is_compiled(*answering.domain)) return nullptr;
   status = tv_status_no_equilibrium;
-  const JunctionTree* tree = result_tree(answering);
-  if (!tree || !holds_marginals(*tree)) return nullptr;
+  const TreeEngine* engine = result_engine(own_state(*answering.domain), answering);
+  if (!engine || !holds_marginals(*engine)) return nullptr;
   status = tv_status_none;
   return &answering;
 }
@@ -54,7 +54,7 @@ tv_status_t result_number(Node& node, double& number) {
   const Node* source = node_to_read(node, status);
   if (!source) return status;
   if (source->category == tv_category_utility) {
-    number = _tv_node_get_expected_utility(*source, 0);
+    number = expected_utility(own_state(*source->domain), *source, 0);
     return tv_status_none;
   }
   MeanAndVariance result;
@@ -90,7 +90,7 @@ tv_status_t result_quantile(Node& node, double probability, double& quantile) {
   if (is_discrete(*source)) return discrete_quantile(*source, probability, quantile);
   if (!is_continuous(*source) || !(probability > 0 && probability < 1))
     return tv_status_inappropriate_arguments;
-  const std::unique_ptr<Table> table = cg_distribution(*source);
+  const std::unique_ptr<Table> table = cg_distribution(own_state(*source->domain), *source);
   if (!table) return current_status();
   quantile = Mixture(*table, 0).quantile(probability);
   return tv_status_none;

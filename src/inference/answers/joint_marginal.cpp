@@ -27,17 +27,16 @@ void add_missing(Nodes& nodes, const Node* node) {
 
 class TreeMarginal {
  public:
-  TreeMarginal(JunctionTree& tree, const Nodes& targets)
-      : tree_(tree), engine_(engine_of(tree)), targets_(targets) {}
+  TreeMarginal(TreeEngine& engine, const Nodes& targets) : engine_(engine), targets_(targets) {}
 
   Factor compute() {
     refresh_plans(engine_);
     if (const SeparatorWork* separator = smallest_separator_with_all())
-      return marginal_of_table(separator->old, targets_, tree_.equilibrium, tree_.mode);
+      return marginal_of_table(engine_, separator->old, targets_);
     if (const CliqueWork* clique = smallest_clique_with_all())
-      return marginal_of_clique(*clique, targets_, tree_.equilibrium, tree_.mode);
+      return marginal_of_clique(engine_, *clique, targets_);
     clear_marks(engine_);
-    for (const Node* node : targets_) mark_clique(engine_, compiled(*node).home->position);
+    for (const Node* node : targets_) mark_clique(engine_, placement(*node).home->position);
     const size_t root = _tv_identify_subtree(engine_, kNone);
     order_from(engine_, root);
     std::map<size_t, Factor> messages;  // by sending clique
@@ -103,8 +102,7 @@ class TreeMarginal {
       for (const Node* node : *separator.members) add_missing(survivors, node);
       inverse = inverse_of(separator);
     }
-    factors.push_back(
-        marginal_of_clique(work, needed_members(work, survivors, messages), tree_.equilibrium, tree_.mode));
+    factors.push_back(marginal_of_clique(engine_, work, needed_members(work, survivors, messages)));
     add_findings(factors, survivors);
     for (const LinkPlan& link : work.links)
       if (sends_here(link)) {
@@ -114,24 +112,25 @@ class TreeMarginal {
     if (via != kNone) factors.push_back(std::move(inverse));
     std::vector<const Factor*> operands;
     for (const Factor& factor : factors) operands.push_back(&factor);
-    return marginal_of_product(operands, survivors, tree_.equilibrium, parallel_settings(*tree_.domain));
+    return marginal_of_product(operands, survivors, engine_.equilibrium, parallel_settings(*engine_.domain));
   }
 
   // Under fast retraction, the findings on nodes of the last factor that the message lacks.
   void add_findings(std::vector<Factor>& factors, const Nodes& survivors) const {
-    if (tree_.mode != tv_evidence_fast_retraction) return;
+    if (engine_.mode != tv_evidence_fast_retraction) return;
     for (const Node* node : Nodes(factors.back().nodes))
-      if (!holds(survivors, node) && compiled(*node).propagated_state != kNoEvidence)
-        factors.push_back(finding_factor(*node));
+      if (!holds(survivors, node) && engine_[*node].propagated_state != kNoEvidence)
+        factors.push_back(finding_factor(engine_, *node));
   }
 
-  JunctionTree& tree_;
   TreeEngine& engine_;
   const Nodes& targets_;
 };
 
 // The table over `nodes` with the product of the factors where the observed states agree, zero elsewhere.
-std::unique_ptr<Table> scatter(Domain& domain, const NodeList& nodes, const std::vector<Factor>& factors) {
+std::unique_ptr<Table> scatter(const InferenceState& state, const NodeList& nodes,
+                               const std::vector<Factor>& factors) {
+  Domain& domain = *state.domain;
   std::unique_ptr<Table> table = new_table(domain);
   set_table_nodes(*table, nodes);
   if (tv_status_t status = allocate_table_data(*table)) {
@@ -142,10 +141,10 @@ std::unique_ptr<Table> scatter(Domain& domain, const NodeList& nodes, const std:
   size_t offset = 0, stride = 1;
   std::vector<size_t> strides(domain.node_count, 0);
   for (size_t i = nodes.size(); i-- > 0; stride *= nodes[i]->number_of_states) {
-    const ptrdiff_t state = compiled(*nodes[i]).observed_state;
+    const ptrdiff_t observed = state[*nodes[i]].observed_state;
     strides[nodes[i]->number - 1] = stride;
-    if (state >= 0)
-      offset += static_cast<size_t>(state) * stride;
+    if (observed >= 0)
+      offset += static_cast<size_t>(observed) * stride;
     else if (nodes[i]->number_of_states > 1)
       free.push_back(nodes[i]);
   }
@@ -179,27 +178,27 @@ bool are_distinct_nodes_of(const Domain& domain, tv_node_t** nodes) {
 
 }  // namespace
 
-std::unique_ptr<Table> _tv_domain_marginal(Domain& domain, const NodeList& nodes) {
+std::unique_ptr<Table> _tv_domain_marginal(InferenceState& state, const NodeList& nodes) {
   if (!std::all_of(nodes.begin(), nodes.end(), [](const Node* node) { return is_discrete(*node); }))
-    return cg_marginal(domain, nodes);
+    return cg_marginal(state, nodes);
   const FloatEnvironment environment;
   std::vector<Factor> factors;
   bool largest_entry = false;
-  for (JunctionTree& tree : domain.forest->trees) {
+  for (const auto& engine : state.trees) {
     Nodes targets;
     for (const Node* node : nodes) {
-      if (compiled(*node).tree != &tree) continue;
-      largest_entry |= tree.equilibrium == tv_equilibrium_max;
-      if (compiled(*node).observed_state < 0 && node->number_of_states > 1) targets.push_back(node);
+      if (placement(*node).tree != engine->tree) continue;
+      largest_entry |= engine->equilibrium == tv_equilibrium_max;
+      if (state[*node].observed_state < 0 && node->number_of_states > 1) targets.push_back(node);
     }
     if (targets.empty()) continue;
-    if (tv_status_t status = calibrate_tables(tree)) {
+    if (tv_status_t status = calibrate_tables(*engine)) {
       store_status(status);
       return nullptr;
     }
-    factors.push_back(TreeMarginal(tree, targets).compute());
+    factors.push_back(TreeMarginal(*engine, targets).compute());
   }
-  std::unique_ptr<Table> table = scatter(domain, nodes, factors);
+  std::unique_ptr<Table> table = scatter(state, nodes, factors);
   if (!table) return nullptr;
   if (tv_status_t status = _tv_normalize_table(*table, largest_entry ? Normalizer::max : Normalizer::sum)) {
     store_status(status);
@@ -216,12 +215,12 @@ tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes) {
     if (!tv::require(tv::is_compiled(*domain), tv_status_not_compiled)) return nullptr;
     tv::NodeList list;
     for (tv_node_t** node = nodes; *node; ++node) {
-      if (!tv::require(tv::compiled(**node).tree->equilibrium != tv_equilibrium_none,
+      if (!tv::require(tv::placement(**node).tree->engine->equilibrium != tv_equilibrium_none,
                        tv_status_no_equilibrium))
         return nullptr;
       list.push_back(*node);
     }
-    std::unique_ptr<tv::Table> marginal = tv::_tv_domain_marginal(*domain, list);
+    std::unique_ptr<tv::Table> marginal = tv::_tv_domain_marginal(tv::own_state(*domain), list);
     return marginal ? tv::hand_over(std::move(marginal)) : nullptr;
   });
 }

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "api/status.h"
-#include "compile/forest.h"
+#include "inference/engine.h"
 
 namespace tv {
 
@@ -14,11 +14,14 @@ inline const Node& answering_node(const Node& node) noexcept {
 
 // The tree that holds the node or, for a node that is only assigned to a clique, the clique's tree.
 // Null where there is none. The domain is compiled.
-inline JunctionTree* result_tree(const CompiledNode& record) noexcept {
-  if (record.tree) return record.tree;
-  return record.assigned ? record.assigned->tree : nullptr;
+inline const JunctionTree* tree_with_potential(const Node& node) noexcept {
+  const NodePlacement& place = placement(node);
+  return place.tree || !place.assigned ? place.tree : place.assigned->tree;
 }
-inline JunctionTree* result_tree(const Node& node) noexcept { return result_tree(compiled(node)); }
+inline TreeEngine* result_engine(const InferenceState& state, const Node& node) noexcept {
+  const JunctionTree* const tree = tree_with_potential(node);
+  return tree ? state.trees[tree->position].get() : nullptr;
+}
 
 inline tv_status_t refuse_uncompiled() noexcept {
   return refuse(tv_status_not_compiled, "the network is not compiled");
@@ -34,8 +37,9 @@ inline bool require_compiled(const Domain& domain) noexcept {
 // `not_compiled`, or `no_equilibrium` for a node whose tree has no valid tables.
 inline bool require_equilibrium(const Node& node) noexcept {
   if (!require_compiled(*node.domain)) return false;
-  const JunctionTree* tree = result_tree(node);
-  return !tree || tree->equilibrium != tv_equilibrium_none || refuse_without_equilibrium() == tv_status_none;
+  const TreeEngine* const engine = result_engine(own_state(*node.domain), node);
+  return !engine || engine->equilibrium != tv_equilibrium_none ||
+         refuse_without_equilibrium() == tv_status_none;
 }
 
 // The node to be read for what was propagated on `node`; null after a failed check, which is stored.
@@ -52,15 +56,16 @@ inline bool is_state(const Node* node, size_t state) noexcept {
 }
 
 // Whether the tables are marginals of the distribution given all evidence (up to a constant).
-inline bool holds_marginals(const JunctionTree& tree) noexcept {
-  return tree.equilibrium == tv_equilibrium_sum &&
-         (tree.mode == tv_evidence_normal || !tree.evidence_propagated);
+inline bool holds_marginals(const TreeEngine& engine) noexcept {
+  return engine.equilibrium == tv_equilibrium_sum &&
+         (engine.mode == tv_evidence_normal || !engine.evidence_propagated);
 }
 
+// Of the domain's own state.
 template <class Test>
 bool any_tree(const Domain& domain, Test test) {
-  for (const JunctionTree& tree : domain.forest->trees)
-    if (test(tree)) return true;
+  for (const auto& engine : own_state(domain).trees)
+    if (test(*engine)) return true;
   return false;
 }
 
@@ -72,7 +77,9 @@ inline bool check_compiled(const JunctionTree* tree) noexcept {
   return check(tree) && require_compiled(*tree->domain);
 }
 
-inline bool is_invalid(const JunctionTree& tree) noexcept { return tree.equilibrium == tv_equilibrium_none; }
+inline bool is_invalid(const TreeEngine& engine) noexcept {
+  return engine.equilibrium == tv_equilibrium_none;
+}
 
 // The same, and every tree that is asked about has valid tables.
 inline bool check_equilibrium(const Domain* domain) noexcept {
@@ -80,7 +87,8 @@ inline bool check_equilibrium(const Domain* domain) noexcept {
          (!any_tree(*domain, is_invalid) || refuse_without_equilibrium() == tv_status_none);
 }
 inline bool check_equilibrium(const JunctionTree* tree) noexcept {
-  return check_compiled(tree) && (!is_invalid(*tree) || refuse_without_equilibrium() == tv_status_none);
+  return check_compiled(tree) &&
+         (!is_invalid(*tree->engine) || refuse_without_equilibrium() == tv_status_none);
 }
 
 }  // namespace tv

@@ -31,7 +31,8 @@ bool has_utilities(const Domain& domain) noexcept { return domain.counters.utili
 // The rest of the line of a state, behind its number.
 std::string end_of_state(const Node& node, size_t state) {
   if (!has_utilities(*node.domain)) return "\n";
-  return " (" + std::string(NumberText(_tv_node_get_expected_utility(node, state)).c_str()) + ")\n";
+  return " (" + std::string(NumberText(expected_utility(own_state(*node.domain), node, state)).c_str()) +
+         ")\n";
 }
 
 void report_states(const Node& node, const char* name, Trace& trace) {
@@ -104,11 +105,11 @@ tv_status_t report_utilities(Domain& domain, Trace& trace) {
     if (node.category != tv_category_utility) continue;
     const char* name = _tv_node_get_name(node);
     if (!name) return tv_status_no_memory;
-    trace.print("\n    %s: %s\n", name, NumberText(_tv_node_get_expected_utility(node, 0)).c_str());
+    trace.print("\n    %s: %s\n", name, NumberText(expected_utility(own_state(domain), node, 0)).c_str());
     trace.flush();
   }
   trace.print("\nOverall expected utility: %s\n",
-              NumberText(_tv_domain_get_expected_utility(domain)).c_str());
+              NumberText(total_expected_utility(own_state(domain))).c_str());
   return trace.status();
 }
 

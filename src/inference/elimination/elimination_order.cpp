@@ -208,18 +208,18 @@ class Core {
 
 }  // namespace
 
-ReducedGraph reduced_moral_graph(const JunctionTree& tree) {
+ReducedGraph reduced_moral_graph(const TreeEngine& engine) {
   ReducedGraph graph;
-  std::vector<uint32_t> vertex_of(tree.domain->forest->nodes.size() + 1, kNoVertex);
-  for (Node* node : tree.nodes) {
-    if (!is_unobserved(*node)) continue;
+  std::vector<uint32_t> vertex_of(engine.tree->domain->forest->nodes.size() + 1, kNoVertex);
+  for (Node* node : engine.tree->nodes) {
+    if (!is_unobserved(engine, *node)) continue;
     vertex_of[node->number] = static_cast<uint32_t>(graph.nodes.size());
     graph.nodes.push_back(node);
   }
   graph.starts.reserve(graph.size() + 1);
   graph.starts.push_back(0);
   for (const Node* node : graph.nodes) {
-    for (Node* const* other = compiled(*node).moral_neighbors; *other; ++other)
+    for (Node* const* other = placement(*node).moral_neighbors; *other; ++other)
       if (const uint32_t u = vertex_of[(*other)->number]; u != kNoVertex) graph.neighbors.push_back(u);
     graph.starts.push_back(static_cast<uint32_t>(graph.neighbors.size()));
   }
@@ -242,7 +242,7 @@ std::vector<uint32_t> compiled_order(const ReducedGraph& graph) {
   std::vector<uint32_t> order(graph.size());
   for (uint32_t v = 0; v < graph.size(); ++v) order[v] = v;
   std::sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
-    return compiled(*graph.nodes[a]).elimination_rank > compiled(*graph.nodes[b]).elimination_rank;
+    return placement(*graph.nodes[a]).elimination_rank > placement(*graph.nodes[b]).elimination_rank;
   });
   return order;
 }

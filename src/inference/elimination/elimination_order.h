@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <vector>
 
-#include "compile/forest.h"
+#include "inference/engine.h"
 
 namespace tv {
 
 // Whether more than one state of a node is possible.
-inline bool is_unobserved(const Node& node) noexcept {
-  return compiled(node).propagated_state < 0 && node.number_of_states > 1;
+inline bool is_unobserved(const TreeEngine& engine, const Node& node) noexcept {
+  return engine[node].propagated_state < 0 && node.number_of_states > 1;
 }
 
 // Vertices are numbered in the order of the tree's list of nodes.
@@ -25,7 +25,7 @@ struct ReducedGraph {
 };
 
 // The moral graph of a tree of discrete nodes without the observed ones.
-ReducedGraph reduced_moral_graph(const JunctionTree& tree);
+ReducedGraph reduced_moral_graph(const TreeEngine& engine);
 
 // A greedy order: each time the vertex whose elimination adds the least fill-in, links weighted by the states
 // of their ends. Simplicial vertices go first; empty where too many others remain.

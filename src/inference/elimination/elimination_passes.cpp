@@ -71,7 +71,7 @@ void EliminationFactors::add_potential(const Node& node) {
     if (const uint32_t rank = rank_of_[member.number]; rank != kNothing)
       add_axis(factor, rank, stride);
     else if (member.number_of_states > 1)
-      observed_.push_back({&compiled(member), stride});
+      observed_.push_back({&engine_[member], stride});
     stride *= member.number_of_states;
   }
   potential.observed = schedule_.memory.copy(observed_);
@@ -101,10 +101,10 @@ void EliminationFactors::add_uniform(const Node& node, EliminationFactor factor)
 
 void EliminationFactors::add_finding(const Node& node) {
   const uint32_t rank = rank_of_[node.number];
-  if (rank == kNothing || compiled(node).propagated_state != kFindingVector) return;
+  if (rank == kNothing || engine_[node].propagated_state != kFindingVector) return;
   EliminationFactor factor = new_factor();
   add_axis(factor, rank, 1);
-  factor.numbers = propagated_finding(node);
+  factor.numbers = engine_.propagated_finding(node);
   add(factor);
 }
 

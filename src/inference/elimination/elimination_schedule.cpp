@@ -10,19 +10,19 @@
 namespace tv {
 namespace {
 
-bool has_finding_on_one_state(const JunctionTree& tree) noexcept {
-  return std::any_of(tree.nodes.begin(), tree.nodes.end(), [](const Node* node) {
-    return node->number_of_states == 1 && compiled(*node).propagated_state == kFindingVector;
+bool has_finding_on_one_state(const TreeEngine& engine) noexcept {
+  return std::any_of(engine.tree->nodes.begin(), engine.tree->nodes.end(), [&](const Node* node) {
+    return node->number_of_states == 1 && engine[*node].propagated_state == kFindingVector;
   });
 }
 
 // Entries of the clique tables reduced by the evidence.
-double reduced_entries(const JunctionTree& tree) noexcept {
+double reduced_entries(const TreeEngine& engine) noexcept {
   double entries = 0.0;
-  for (size_t c = 0; c < tree.clique_count(); ++c) {
+  for (size_t c = 0; c < engine.tree->clique_count(); ++c) {
     double size = 1.0;
-    for (const Node* node : tree.cliques[c]->members())
-      if (is_unobserved(*node)) size *= static_cast<double>(node->number_of_states);
+    for (const Node* node : engine.tree->cliques[c]->members())
+      if (is_unobserved(engine, *node)) size *= static_cast<double>(node->number_of_states);
     entries += size;
   }
   return entries;
@@ -44,12 +44,12 @@ bool may_plan(TreeEngine& engine, double nodes) noexcept {
   if (least == 0.0) return true;
   if (cache.needs_tables() || engine.entries < least * nodes) return false;
   if (cache.admits(ScheduleCache::Kind::elimination)) return true;
-  if (engine.entries < kEntriesForFirst * nodes || engine.tree->evidence_to_propagate == 0) return false;
+  if (engine.entries < kEntriesForFirst * nodes || engine.evidence_to_propagate == 0) return false;
   return engine.patterns_to_pass == 0 || --engine.patterns_to_pass == 0;
 }
 
-EliminationTree best_elimination(const JunctionTree& tree, double entries) {
-  const ReducedGraph graph = reduced_moral_graph(tree);
+EliminationTree best_elimination(const TreeEngine& engine, double entries) {
+  const ReducedGraph graph = reduced_moral_graph(engine);
   const std::vector<uint32_t> order = least_fill_order(graph);
   if (order.size() < graph.size()) return {};
   EliminationTree best = eliminate(graph, order);
@@ -83,29 +83,28 @@ bool EliminationSchedule::holds() const noexcept {
 }
 
 bool may_eliminate(const PropagationRequest& request) noexcept {
-  const JunctionTree& tree = *request.engine.tree;
-  return request.mode == tv_evidence_normal && !tree.has_continuous && !tree.has_chain_components &&
-         !request.engine.utilities && tree.domain->counters.decision == 0 &&
-         tree.approximation_constant == 1.0;
+  const TreeEngine& engine = request.engine;
+  return request.mode == tv_evidence_normal && !engine.tree->has_continuous &&
+         !engine.tree->has_chain_components && !request.engine.utilities &&
+         engine.tree->domain->counters.decision == 0 && engine.approximation_constant == 1.0;
 }
 
 std::unique_ptr<EliminationSchedule> build_any_elimination(const PropagationRequest& request) {
-  const JunctionTree& tree = *request.engine.tree;
-  if (has_finding_on_one_state(tree)) return nullptr;
-  const EliminationTree graph = best_elimination(tree, reduced_entries(tree));
+  const TreeEngine& engine = request.engine;
+  if (has_finding_on_one_state(engine)) return nullptr;
+  const EliminationTree graph = best_elimination(engine, reduced_entries(engine));
   return graph.cliques.empty() ? nullptr : build_elimination_over(request, graph);
 }
 
 std::unique_ptr<EliminationSchedule> build_elimination(const PropagationRequest& request) {
   TreeEngine& engine = request.engine;
-  const JunctionTree& tree = *engine.tree;
-  const double nodes = static_cast<double>(tree.nodes.size());
+  const double nodes = static_cast<double>(engine.tree->nodes.size());
   const double least = static_cast<double>(limits.entries_for_elimination);
-  if (!may_plan(engine, nodes) || has_finding_on_one_state(tree)) return nullptr;
+  if (!may_plan(engine, nodes) || has_finding_on_one_state(engine)) return nullptr;
   const bool comes_again = engine.schedules->admits(ScheduleCache::Kind::elimination);
-  const double entries = reduced_entries(tree);
+  const double entries = reduced_entries(engine);
   const bool is_large = entries >= (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes;
-  const EliminationTree graph = is_large ? best_elimination(tree, entries) : EliminationTree{};
+  const EliminationTree graph = is_large ? best_elimination(engine, entries) : EliminationTree{};
   const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
   if (!graph.cliques.empty() && (least == 0.0 || saved >= (comes_again ? kSaved : kSavedAtOnce)))
     return build_elimination_over(request, graph);

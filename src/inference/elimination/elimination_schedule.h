@@ -51,7 +51,7 @@ struct EliminationSchedule {
     const Node* node = nullptr;
     size_t layout = kNone;  // of its table when the schedule was built; kNone: no table
     struct Observed {
-      const CompiledNode* node;
+      const NodeState* node;
       size_t stride;
     };
     std::span<Observed> observed;  // the members that are observed

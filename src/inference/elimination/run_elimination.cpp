@@ -214,11 +214,11 @@ class EliminationRun {
   }
 
   void set_constants() const noexcept {
-    JunctionTree& tree = *engine_.tree;
-    tree.step_constant = std::ldexp(mantissa_, static_cast<int>(std::clamp(exponent_, -100000L, 100000L)));
-    tree.step_log_constant = std::log(mantissa_) + static_cast<double>(exponent_) * std::numbers::ln2;
-    tree.constant *= tree.step_constant;
-    tree.log_constant += tree.step_log_constant;
+    TreeEngine& engine = engine_;
+    engine.step_constant = std::ldexp(mantissa_, static_cast<int>(std::clamp(exponent_, -100000L, 100000L)));
+    engine.step_log_constant = std::log(mantissa_) + static_cast<double>(exponent_) * std::numbers::ln2;
+    engine.constant *= engine.step_constant;
+    engine.log_constant += engine.step_log_constant;
   }
 
   // ---- Passes ----
@@ -413,15 +413,15 @@ class EliminationRun {
         whole = schedule_.marginal == StepKind::sum ? whole + sums[i] : std::max(whole, sums[i]);
       if (!(whole >= kLeastWhole && std::isfinite(whole))) return raise_range_flags(kRangeFlags), false;
       for (size_t i = 0; i < states; ++i)
-        compiled(*belief.node).belief[i] = static_cast<tv_number_t>(sums[i] / whole);
+        engine_[*belief.node].belief[i] = static_cast<tv_number_t>(sums[i] / whole);
     }
     return true;
   }
 
   void store_certain_beliefs() const noexcept {
     for (const Node* node : engine_.tree->nodes) {
-      if (is_unobserved(*node)) continue;
-      const CompiledNode& data = compiled(*node);
+      if (is_unobserved(engine_, *node)) continue;
+      const NodeState& data = engine_[*node];
       std::fill_n(data.belief, node->number_of_states, 0.0f);
       data.belief[std::max<ptrdiff_t>(data.propagated_state, 0)] = 1.0f;
     }

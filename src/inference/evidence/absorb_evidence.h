@@ -40,6 +40,6 @@ void observe_states(TreeEngine& engine) noexcept;
 void observe_states_without_plans(TreeEngine& engine) noexcept;
 
 // Whether some evidence differs from the propagated one in a way that no ratio can express.
-bool evidence_must_be_retracted(const JunctionTree& tree) noexcept;
+bool evidence_must_be_retracted(const TreeEngine& engine) noexcept;
 
 }  // namespace tv

@@ -18,29 +18,29 @@ class TrailSearch {
   explicit TrailSearch(TreeEngine& engine) noexcept : engine_(engine) {}
 
   void run() noexcept {
-    for (const Node* node : engine_.pending) compiled(*node).trail_marks |= kSource;
+    for (const Node* node : engine_.pending) engine_[*node].trail_marks |= kSource;
     for (const Node* node : engine_.pending) visit(*node, kFromChild);
     while (!engine_.trail.empty()) {
       const Node& node = *engine_.tree->nodes[engine_.trail.back()];
       engine_.trail.pop_back();
       leave(node);
     }
-    for (const uint32_t position : engine_.targets) compiled(*engine_.tree->nodes[position]).trail_marks = 0;
+    for (const uint32_t position : engine_.targets) engine_[*engine_.tree->nodes[position]].trail_marks = 0;
   }
 
  private:
   void visit(const Node& node, unsigned char from) noexcept {
-    CompiledNode& data = compiled(node);
-    if (data.tree != engine_.tree || !is_discrete_or_continuous(node)) return;
+    NodeState& data = engine_[node];
+    if (placement(node).tree != engine_.tree || !is_discrete_or_continuous(node)) return;
     if (data.trail_marks & (from | from << 3)) return;
     add_target(engine_, node);
     data.trail_marks |= from;
-    engine_.trail.push_back(data.position);
+    engine_.trail.push_back(placement(node).position);
   }
 
   // Goes on from every side from which the node was reached since it was last left.
   void leave(const Node& node) noexcept {
-    CompiledNode& data = compiled(node);
+    NodeState& data = engine_[node];
     const unsigned char from = data.trail_marks & (kFromChild | kFromParent);
     data.trail_marks = static_cast<unsigned char>((data.trail_marks & ~from) | from << 3);
     const bool source = data.trail_marks & kSource;

@@ -23,50 +23,43 @@ bool is_likelihood(const tv_number_t* finding, size_t count) noexcept {
   return !std::all_of(finding, finding + count, is_zero_or_one);
 }
 
-bool is_to_propagate(const Node& node, const CompiledNode& record) noexcept {
-  const EnteredEvidence& entered = node.entered;
-  if (is_continuous(node)) {
-    return entered.value_flag != record.value_propagated ||
-           (entered.value_flag && entered.value != record.propagated_value);
-  }
-  if (entered.state != record.propagated_state) {
-    // The state of a node that has only one is no evidence.
-    return node.number_of_states > 1 || entered.state == kFindingVector ||
-           record.propagated_state == kFindingVector;
-  }
-  return entered.state == kFindingVector &&
-         !std::equal(entered.finding.begin(), entered.finding.end(), propagated_finding(node));
+EnteredEvidence& entered_on(Node& node, InferenceState* query) noexcept {
+  return query ? query->entered[node.number - 1] : node.entered;
+}
+
+// Null where nothing is compiled, and for a node that lies in no tree.
+TreeEngine* engine_with(const Node& node, InferenceState* query) noexcept {
+  if (!query && !is_compiled(*node.domain)) return nullptr;
+  return (query ? *query : own_state(*node.domain)).engine_of(node);
 }
 
 // Changes the entered evidence of one node and keeps the count of its tree.
 template <class Change>
-void change_evidence(Node& node, Change change) noexcept {
-  CompiledNode* record = is_compiled(*node.domain) ? &compiled(node) : nullptr;
-  JunctionTree* tree = record ? record->tree : nullptr;
-  if (!tree) {
-    change();
-    return;
-  }
-  if (is_to_propagate(node, *record)) --tree->evidence_to_propagate;
-  change();
-  if (is_to_propagate(node, *record)) ++tree->evidence_to_propagate;
-  list_evidence(*record);
+void change_evidence(Node& node, InferenceState* query, Change change) noexcept {
+  EnteredEvidence& entered = entered_on(node, query);
+  TreeEngine* const engine = engine_with(node, query);
+  if (!engine) return change(entered);
+  const NodeState& state = (*engine)[node];
+  engine->evidence_to_propagate -= evidence_to_propagate(node, state);
+  change(entered);
+  engine->evidence_to_propagate += evidence_to_propagate(node, state);
+  list_evidence(*engine, node);
 }
 
 // Finding vectors for a node and all that mirror it. What a fresh one holds does not matter yet.
-void allocate_findings(Node& node) {
+void allocate_findings(Node& node, InferenceState* query) {
   for (Node* member = &node; member; member = member->linked_node)
-    if (member->entered.finding.size() != member->number_of_states)
-      member->entered.finding.assign(member->number_of_states, 1);
+    if (EnteredEvidence& entered = entered_on(*member, query);
+        entered.finding.size() != member->number_of_states)
+      entered.finding.assign(member->number_of_states, 1);
 }
 
-void enter_findings_in_chain(Node* first, const tv_number_t* findings) noexcept {
-  for (Node* node = first; node; node = node->linked_node) {
-    change_evidence(*node, [&] {
-      std::copy_n(findings, node->number_of_states, node->entered.finding.begin());
-      node->entered.state = convert_entered_findings_to_state_index(*node);
+void enter_findings_in_chain(Node* first, const tv_number_t* findings, InferenceState* query) noexcept {
+  for (Node* node = first; node; node = node->linked_node)
+    change_evidence(*node, query, [&](EnteredEvidence& entered) {
+      std::copy_n(findings, node->number_of_states, entered.finding.begin());
+      entered.state = convert_entered_findings_to_state_index(entered.finding);
     });
-  }
 }
 
 // Brings a stale vector up to date with the index.
@@ -79,16 +72,16 @@ void rebuild_findings(EnteredEvidence& entered) noexcept {
 
 }  // namespace
 
-void list_evidence(CompiledNode& record) noexcept {
-  TreeEngine& engine = engine_of(*record.tree);
-  if (!record.evidence_changed) engine.changed.push_back(record.position);
-  record.evidence_changed = true;
-  if (!record.evidence_listed) engine.evidence.push_back(record.position);
-  record.evidence_listed = true;
+void list_evidence(TreeEngine& engine, const Node& node) noexcept {
+  NodeState& state = engine[node];
+  const uint32_t position = placement(node).position;
+  if (!state.evidence_changed) engine.changed.push_back(position);
+  state.evidence_changed = true;
+  if (!state.evidence_listed) engine.evidence.push_back(position);
+  state.evidence_listed = true;
 }
 
-ptrdiff_t convert_entered_findings_to_state_index(const Node& node) noexcept {
-  const std::vector<tv_number_t>& finding = node.entered.finding;
+ptrdiff_t convert_entered_findings_to_state_index(const std::vector<tv_number_t>& finding) noexcept {
   size_t ones = 0;
   ptrdiff_t state = kNoEvidence;
   for (size_t i = 0; i < finding.size(); ++i) {
@@ -102,55 +95,57 @@ ptrdiff_t convert_entered_findings_to_state_index(const Node& node) noexcept {
   return ones == finding.size() ? kNoEvidence : kFindingVector;
 }
 
-void _tv_node_select_state(Node& node, size_t state) noexcept {
+void _tv_node_select_state(Node& node, size_t state, InferenceState* query) noexcept {
   for (Node* member = &node; member; member = member->linked_node)
-    change_evidence(*member, [&] { member->entered.state = static_cast<ptrdiff_t>(state); });
+    change_evidence(*member, query,
+                    [&](EnteredEvidence& entered) { entered.state = static_cast<ptrdiff_t>(state); });
 }
 
-void _tv_node_enter_finding(Node& node, size_t state, tv_number_t value) {
-  allocate_findings(node);
-  change_evidence(node, [&] {
-    EnteredEvidence& entered = node.entered;
+void _tv_node_enter_finding(Node& node, size_t state, tv_number_t value, InferenceState* query) {
+  allocate_findings(node, query);
+  change_evidence(node, query, [&](EnteredEvidence& entered) {
     rebuild_findings(entered);
     entered.finding[state] = value;
-    entered.state = is_zero_or_one(value) ? convert_entered_findings_to_state_index(node) : kFindingVector;
+    entered.state =
+        is_zero_or_one(value) ? convert_entered_findings_to_state_index(entered.finding) : kFindingVector;
   });
-  enter_findings_in_chain(node.linked_node, node.entered.finding.data());
+  enter_findings_in_chain(node.linked_node, entered_on(node, query).finding.data(), query);
 }
 
 void _tv_node_enter_findings(Node& node, const tv_number_t* findings) {
-  allocate_findings(node);
-  enter_findings_in_chain(&node, findings);
+  allocate_findings(node, nullptr);
+  enter_findings_in_chain(&node, findings, nullptr);
 }
 
-void _tv_node_enter_value(Node& node, double value) noexcept {
+void _tv_node_enter_value(Node& node, double value, InferenceState* query) noexcept {
+  for (Node* member = &node; member; member = member->linked_node)
+    change_evidence(*member, query, [&](EnteredEvidence& entered) {
+      entered.value = value;
+      entered.value_flag = true;
+    });
+}
+
+void _tv_node_retract_findings(Node& node, InferenceState* query) noexcept {
   for (Node* member = &node; member; member = member->linked_node) {
-    change_evidence(*member, [&] {
-      member->entered.value = value;
-      member->entered.value_flag = true;
+    if (!evidence_is_entered(*member, entered_on(*member, query))) continue;
+    change_evidence(*member, query, [&](EnteredEvidence& entered) {
+      entered.state = kNoEvidence;
+      entered.value_flag = false;
     });
   }
 }
 
-void _tv_node_retract_findings(Node& node) noexcept {
-  for (Node* member = &node; member; member = member->linked_node) {
-    if (!_tv_node_evidence_is_entered(*member)) continue;
-    change_evidence(*member, [&] {
-      member->entered.state = kNoEvidence;
-      member->entered.value_flag = false;
-    });
-  }
+void retract_listed_findings(InferenceState& state) noexcept {
+  InferenceState* const query = state.entered.empty() ? nullptr : &state;
+  for (const auto& engine : state.trees)
+    for (const uint32_t position : engine->evidence)
+      _tv_node_retract_findings(*engine->tree->nodes[position], query);
 }
 
 void _tv_domain_retract_findings(Domain& domain) noexcept {
   const bool all_listed = is_compiled(domain) && domain.forest->participants ==
                                                      domain.counters.discrete + domain.counters.continuous;
-  if (all_listed) {
-    for (JunctionTree& tree : domain.forest->trees)
-      for (const uint32_t position : engine_of(tree).evidence)
-        _tv_node_retract_findings(*tree.nodes[position]);
-    return;
-  }
+  if (all_listed) return retract_listed_findings(own_state(domain));
   for (Node& node : domain.nodes)
     if (is_discrete_or_continuous(node)) _tv_node_retract_findings(node);
 }
@@ -168,7 +163,7 @@ void _tv_node_copy_evidence(Node& node, const Node* source) {
 }
 
 bool _tv_node_evidence_is_entered(const Node& node) noexcept {
-  return is_continuous(node) ? node.entered.value_flag : node.entered.state != kNoEvidence;
+  return evidence_is_entered(node, node.entered);
 }
 
 bool _tv_node_likelihood_is_entered(const Node& node) noexcept {
@@ -182,35 +177,42 @@ tv_number_t _tv_node_get_entered_finding(const Node& node, size_t state) noexcep
   return entered.state == kNoEvidence || static_cast<size_t>(entered.state) == state ? 1 : 0;
 }
 
-bool _tv_node_evidence_is_propagated(const Node& node) noexcept {
-  const CompiledNode& record = compiled(node);
-  return is_continuous(node) ? record.value_propagated : record.propagated_state != kNoEvidence;
+bool evidence_is_propagated(const Node& node, const NodeState& state) noexcept {
+  return is_continuous(node) ? state.value_propagated : state.propagated_state != kNoEvidence;
 }
 
-bool _tv_node_hard_evidence_is_propagated(const Node& node) noexcept {
-  const CompiledNode& record = compiled(node);
-  return is_continuous(node) ? record.value_propagated : record.propagated_state >= 0;
+bool hard_evidence_is_propagated(const Node& node, const NodeState& state) noexcept {
+  return is_continuous(node) ? state.value_propagated : state.propagated_state >= 0;
 }
 
-bool _tv_node_likelihood_is_propagated(const Node& node) noexcept {
-  const CompiledNode& record = compiled(node);
-  return is_discrete(node) && record.propagated_state == kFindingVector &&
-         is_likelihood(propagated_finding(node), node.number_of_states);
+bool likelihood_is_propagated(const Node& node, const NodeState& state) noexcept {
+  return is_discrete(node) && state.propagated_state == kFindingVector &&
+         is_likelihood(propagated_finding(node, state), node.number_of_states);
 }
 
-tv_number_t _tv_node_get_propagated_finding(const Node& node, size_t state) noexcept {
-  const CompiledNode& record = compiled(node);
-  if (record.propagated_state == kFindingVector) return propagated_finding(node)[state];
+tv_number_t finding_that_is_propagated(const Node& node, const NodeState& record, size_t state) noexcept {
+  if (record.propagated_state == kFindingVector) return propagated_finding(node, record)[state];
   return record.propagated_state == kNoEvidence || static_cast<size_t>(record.propagated_state) == state ? 1
                                                                                                          : 0;
 }
 
-bool _tv_node_evidence_to_propagate(const Node& node) noexcept {
-  return is_to_propagate(node, compiled(node));
+bool evidence_to_propagate(const Node& node, const NodeState& state) noexcept {
+  const EnteredEvidence& entered = *state.entered;
+  if (is_continuous(node)) {
+    return entered.value_flag != state.value_propagated ||
+           (entered.value_flag && entered.value != state.propagated_value);
+  }
+  if (entered.state != state.propagated_state) {
+    // The state of a node that has only one is no evidence.
+    return node.number_of_states > 1 || entered.state == kFindingVector ||
+           state.propagated_state == kFindingVector;
+  }
+  return entered.state == kFindingVector &&
+         !std::equal(entered.finding.begin(), entered.finding.end(), propagated_finding(node, state));
 }
 
-bool _tv_jt_evidence_to_propagate(const JunctionTree& tree) {
-  return tree.evidence_to_propagate > 0 || _tv_jt_has_new_tables(tree);
+bool _tv_jt_evidence_to_propagate(const TreeEngine& engine) {
+  return engine.evidence_to_propagate > 0 || _tv_jt_has_new_tables(engine);
 }
 
 bool _tv_domain_evidence_to_propagate(const Domain& domain) {
@@ -218,26 +220,27 @@ bool _tv_domain_evidence_to_propagate(const Domain& domain) {
 }
 
 bool _tv_domain_evidence_is_propagated(const Domain& domain) noexcept {
-  return any_tree(domain, [](const JunctionTree& tree) { return tree.evidence_propagated; });
+  return any_tree(domain, [](const TreeEngine& engine) { return engine.evidence_propagated; });
 }
 
 // ---- The rules of decisions and of required instantiations ----
 
 namespace {
 
-bool is_decided(const Node& decision) noexcept {
-  return _tv_node_evidence_is_entered(decision) || (is_discrete(decision) && decision.number_of_states == 1);
+bool is_decided(const TreeEngine& engine, const Node& decision) noexcept {
+  return evidence_is_entered(decision, engine.entered(decision)) ||
+         (is_discrete(decision) && decision.number_of_states == 1);
 }
 
 // An observed node that an open decision may influence through chance nodes; null when there is none.
-Node* find_unfree_observation(const JunctionTree& tree) {
+Node* find_unfree_observation(const TreeEngine& engine) {
   MarkedNodes influenced;
-  for (Node* node : tree.nodes)
-    if (node->category == tv_category_decision && !is_decided(*node)) influenced.reach(node, 1);
+  for (Node* node : engine.tree->nodes)
+    if (node->category == tv_category_decision && !is_decided(engine, *node)) influenced.reach(node, 1);
   for (size_t i = 0; i < influenced.size(); ++i) {
     for (Node* child : influenced[i]->children) {
       if (child->category != tv_category_chance) continue;
-      if (_tv_node_evidence_is_entered(*child)) return child;
+      if (evidence_is_entered(*child, engine.entered(*child))) return child;
       influenced.reach(child, 1);
     }
   }
@@ -245,13 +248,13 @@ Node* find_unfree_observation(const JunctionTree& tree) {
 }
 
 // Names one of those decisions.
-tv_status_t refuse_unfree(Node& observed) {
+tv_status_t refuse_unfree(const TreeEngine& engine, Node& observed) {
   MarkedNodes causes;
   causes.reach(&observed, 1);
   for (size_t i = 0; i < causes.size(); ++i)
     for (Node* parent : causes[i]->parents) {
       if (parent->category == tv_category_chance) causes.reach(parent, 1);
-      if (parent->category == tv_category_decision && !is_decided(*parent))
+      if (parent->category == tv_category_decision && !is_decided(engine, *parent))
         return refuse(tv_status_invalid_evidence,
                       "\"%s\" is observed, but decision \"%s\", which may influence it, is not made yet",
                       shown_name(observed), shown_name(*parent));
@@ -261,27 +264,28 @@ tv_status_t refuse_unfree(Node& observed) {
 
 }  // namespace
 
-bool _tv_jt_evidence_is_valid(const JunctionTree& tree) {
-  if (tree.domain->counters.decision == 0) return true;
-  for (const Node* node : tree.nodes) {
+bool _tv_jt_evidence_is_valid(const TreeEngine& engine) {
+  if (engine.tree->domain->counters.decision == 0) return true;
+  for (const Node* node : engine.tree->nodes) {
     if (node->category != tv_category_decision || !is_discrete(*node)) continue;
-    if (node->entered.state == kFindingVector) {
+    if (engine.entered(*node).state == kFindingVector) {
       refuse(tv_status_invalid_evidence, "decision \"%s\" takes one state, no likelihood", shown_name(*node));
       return false;
     }
   }
-  if (Node* observed = find_unfree_observation(tree)) return refuse_unfree(*observed), false;
+  if (Node* observed = find_unfree_observation(engine)) return refuse_unfree(engine, *observed), false;
   return true;
 }
 
-bool _tv_domain_evidence_is_valid(const Domain& domain) {
-  if (domain.counters.decision == 0) return true;
-  return !any_tree(domain, [](const JunctionTree& tree) { return !_tv_jt_evidence_is_valid(tree); });
+bool evidence_is_valid(const InferenceState& state) {
+  if (state.domain->counters.decision == 0) return true;
+  return std::all_of(state.trees.begin(), state.trees.end(),
+                     [](const auto& engine) { return _tv_jt_evidence_is_valid(*engine); });
 }
 
-bool _tv_domain_ijt_nodes_are_instantiated(const Domain& domain) noexcept {
-  const auto lacks_state = [](const Node* node) { return node->entered.state < 0; };
-  const NodeList& required = domain.required_instantiations;
+bool _tv_domain_ijt_nodes_are_instantiated(const InferenceState& state) noexcept {
+  const auto lacks_state = [&](const Node* node) { return state[*node].entered->state < 0; };
+  const NodeList& required = state.domain->required_instantiations;
   const auto node = std::find_if(required.begin(), required.end(), lacks_state);
   if (node == required.end()) return true;
   refuse(tv_status_invalid_evidence, "node \"%s\" needs a selected state", shown_name(**node));
@@ -291,10 +295,6 @@ bool _tv_domain_ijt_nodes_are_instantiated(const Domain& domain) noexcept {
 // ---- What a host may enter ----
 
 namespace {
-
-bool takes_evidence(const Node* node) noexcept {
-  return node && is_discrete_or_continuous(*node) && !node->domain->is_class;
-}
 
 bool is_likelihood_value(tv_number_t value) noexcept {
   return value >= 0 && value < std::numeric_limits<tv_number_t>::max();
@@ -312,28 +312,45 @@ tv_status_t refuse_value(const Node* node) noexcept {
 }
 
 }  // namespace
+
+bool takes_evidence(const Node* node) noexcept {
+  return node && is_discrete_or_continuous(*node) && !node->domain->is_class;
+}
+
+tv_status_t check_state(const Node* node, size_t state) noexcept {
+  const bool valid = takes_evidence(node) && is_discrete(*node) && state < node->number_of_states;
+  return check(valid) ? tv_status_none : refuse_state(node, state);
+}
+
+tv_status_t check_finding(const Node* node, size_t state, tv_number_t value) noexcept {
+  const bool valid = takes_evidence(node) && is_discrete(*node) && state < node->number_of_states &&
+                     is_likelihood_value(value);
+  return check(valid) ? tv_status_none : refuse_finding(node, state);
+}
+
+tv_status_t check_value(const Node* node, double value) noexcept {
+  const bool valid = takes_evidence(node) && is_continuous(*node) && std::isfinite(value);
+  return check(valid) ? tv_status_none : refuse_value(node);
+}
+
 }  // namespace tv
 
 tv_status_t tv_node_select_state(tv_node_t* node, size_t state) {
-  if (!tv::check(tv::takes_evidence(node) && tv::is_discrete(*node) && state < node->number_of_states))
-    return tv::refuse_state(node, state);
+  if (tv_status_t status = tv::check_state(node, state)) return status;
   tv::_tv_node_select_state(*node, state);
   return tv_status_none;
 }
 
 tv_status_t tv_node_enter_finding(tv_node_t* node, size_t state, tv_number_t value) {
   return tv::guarded([&]() -> tv_status_t {
-    if (!tv::check(tv::takes_evidence(node) && tv::is_discrete(*node) && state < node->number_of_states &&
-                   tv::is_likelihood_value(value)))
-      return tv::refuse_finding(node, state);
+    if (tv_status_t status = tv::check_finding(node, state, value)) return status;
     tv::_tv_node_enter_finding(*node, state, value);
     return tv_status_none;
   });
 }
 
 tv_status_t tv_node_enter_value(tv_node_t* node, double value) {
-  if (!tv::check(tv::takes_evidence(node) && tv::is_continuous(*node) && std::isfinite(value)))
-    return tv::refuse_value(node);
+  if (tv_status_t status = tv::check_value(node, value)) return status;
   tv::_tv_node_enter_value(*node, value);
   return tv_status_none;
 }

@@ -43,35 +43,35 @@ int tv_node_likelihood_is_entered(const tv_node_t* node) {
 
 tv_number_t tv_node_get_propagated_finding(const tv_node_t* node, size_t state) {
   const tv::Node* source = tv::node_with_results(node, tv::is_state(node, state));
-  return source ? tv::_tv_node_get_propagated_finding(*source, state) : -1;
+  return source ? tv::finding_that_is_propagated(*source, tv::state_of(*source), state) : -1;
 }
 
 ptrdiff_t tv_node_get_propagated_state(const tv_node_t* node) {
   const tv::Node* source = tv::node_with_results(node, tv::is_discrete_node(node));
-  return source ? tv::compiled(*source).propagated_state : -1;
+  return source ? tv::state_of(*source).propagated_state : -1;
 }
 
 double tv_node_get_propagated_value(const tv_node_t* node) {
   const tv::Node* source = tv::node_with_results(node, tv::is_continuous_node(node));
   if (!source) return -1;
-  const tv::CompiledNode& record = tv::compiled(*source);
+  const tv::NodeState& record = tv::state_of(*source);
   return tv::require(record.value_propagated, tv_status_no_value) ? record.propagated_value : -1;
 }
 
 int tv_node_evidence_is_propagated(const tv_node_t* node) {
   const tv::Node* source = tv::node_with_results(node, tv::can_have_evidence(node));
-  return source ? tv::_tv_node_evidence_is_propagated(*source) : -1;
+  return source ? tv::evidence_is_propagated(*source, tv::state_of(*source)) : -1;
 }
 
 int tv_node_likelihood_is_propagated(const tv_node_t* node) {
   const tv::Node* source = tv::node_with_results(node, tv::can_have_evidence(node));
-  return source ? tv::_tv_node_likelihood_is_propagated(*source) : -1;
+  return source ? tv::likelihood_is_propagated(*source, tv::state_of(*source)) : -1;
 }
 
 int tv_node_evidence_to_propagate(const tv_node_t* node) {
   const tv::Node* source = tv::node_with_results(node, tv::can_have_evidence(node));
-  if (!source || !tv::require(tv::compiled(*source).tree, tv_status_usage)) return -1;
-  return tv::_tv_node_evidence_to_propagate(*source);
+  if (!source || !tv::require(tv::placement(*source).tree, tv_status_usage)) return -1;
+  return tv::evidence_to_propagate(*source, tv::state_of(*source));
 }
 
 // ---- Domains and trees ----
@@ -82,7 +82,8 @@ int tv_domain_evidence_to_propagate(const tv_domain_t* domain) {
 }
 
 int tv_jt_evidence_to_propagate(const tv_junction_tree_t* jt) {
-  return tv::guarded(-1, [&] { return tv::check_compiled(jt) ? tv::_tv_jt_evidence_to_propagate(*jt) : -1; });
+  return tv::guarded(
+      -1, [&] { return tv::check_compiled(jt) ? tv::_tv_jt_evidence_to_propagate(*jt->engine) : -1; });
 }
 
 int tv_domain_evidence_is_propagated(const tv_domain_t* domain) {
@@ -90,23 +91,23 @@ int tv_domain_evidence_is_propagated(const tv_domain_t* domain) {
 }
 
 int tv_jt_evidence_is_propagated(const tv_junction_tree_t* jt) {
-  return tv::check_compiled(jt) ? jt->evidence_propagated : -1;
+  return tv::check_compiled(jt) ? jt->engine->evidence_propagated : -1;
 }
 
 int tv_domain_likelihood_is_propagated(const tv_domain_t* domain) {
   if (!tv::check_compiled(domain)) return -1;
-  return tv::any_tree(*domain, [](const tv::JunctionTree& tree) { return tree.likelihood_propagated; });
+  return tv::any_tree(*domain, [](const tv::TreeEngine& engine) { return engine.likelihood_propagated; });
 }
 
 int tv_jt_likelihood_is_propagated(const tv_junction_tree_t* jt) {
-  return tv::check_compiled(jt) ? jt->likelihood_propagated : -1;
+  return tv::check_compiled(jt) ? jt->engine->likelihood_propagated : -1;
 }
 
 int tv_domain_cg_evidence_is_propagated(const tv_domain_t* domain) {
   if (!tv::check_compiled(domain)) return -1;
-  return tv::any_tree(*domain, [](const tv::JunctionTree& tree) { return tree.cg_evidence_propagated; });
+  return tv::any_tree(*domain, [](const tv::TreeEngine& engine) { return engine.cg_evidence_propagated; });
 }
 
 int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt) {
-  return tv::check_compiled(jt) ? jt->cg_evidence_propagated : -1;
+  return tv::check_compiled(jt) ? jt->engine->cg_evidence_propagated : -1;
 }

@@ -11,12 +11,14 @@ FindingsNest::FindingsNest(const ReducedTable& table, const size_t* steps) noexc
     nest_[d] = {table.shape.counts[d], stride, steps[d]};
 }
 
-void FindingsNest::apply_finding(const ReducedTable& table, size_t member) noexcept {
+void FindingsNest::apply_finding(const TreeEngine& engine, const ReducedTable& table,
+                                 size_t member) noexcept {
   const Node& node = *(*table.members)[member];
-  const CompiledNode& data = compiled(node);
+  const NodeState& data = engine[node];
   if (table.is_observed(member) || data.propagated_state == kNoEvidence) return;
   if (!table.spans(member)) {  // a single state: its finding is a factor
-    if (data.propagated_state == kFindingVector) weight_ *= static_cast<double>(propagated_finding(node)[0]);
+    if (data.propagated_state == kFindingVector)
+      weight_ *= static_cast<double>(engine.propagated_finding(node)[0]);
     return;
   }
   const size_t d = table.dimension_of[member];
@@ -24,7 +26,7 @@ void FindingsNest::apply_finding(const ReducedTable& table, size_t member) noexc
   if (data.propagated_state >= 0)
     offset_ += static_cast<size_t>(data.propagated_state) * nest_[d].stride;
   else
-    soft_[soft_count_++] = {propagated_finding(node), nest_[d].count, nest_[d].stride, 0};
+    soft_[soft_count_++] = {engine.propagated_finding(node), nest_[d].count, nest_[d].stride, 0};
 }
 
 void FindingsNest::run(const float* numbers, tv_equilibrium_t equilibrium, double* totals) noexcept {

@@ -16,7 +16,7 @@ class FormerEvidence {
   explicit FormerEvidence(TreeEngine& engine) : engine_(engine) {
     present_.reserve(engine.former_states.size());
     for (size_t i = 0; i < engine.former_states.size(); ++i) {
-      CompiledNode& data = compiled(*engine.pending[i]);
+      NodeState& data = engine[*engine.pending[i]];
       present_.push_back(data.propagated_state);
       data.propagated_state = engine.former_states[i];
     }
@@ -24,7 +24,7 @@ class FormerEvidence {
   }
   ~FormerEvidence() {
     exchange_findings();
-    for (size_t i = 0; i < present_.size(); ++i) compiled(*engine_.pending[i]).propagated_state = present_[i];
+    for (size_t i = 0; i < present_.size(); ++i) engine_[*engine_.pending[i]].propagated_state = present_[i];
   }
   FormerEvidence(const FormerEvidence&) = delete;
   FormerEvidence& operator=(const FormerEvidence&) = delete;
@@ -37,7 +37,7 @@ class FormerEvidence {
       const Node& node = *engine_.pending[i];
       const auto states = static_cast<ptrdiff_t>(node.number_of_states);
       if (engine_.former_findings.end() - finding < states) return;  // there was no memory for more
-      std::swap_ranges(finding, finding + states, propagated_finding(node));
+      std::swap_ranges(finding, finding + states, engine_.propagated_finding(node));
       finding += states;
     }
   }
@@ -51,8 +51,9 @@ class FormerEvidence {
 // the ratio zero.
 class MessageRatio {
  public:
-  MessageRatio(const NodeList& members, const ExtendedPropagation& present, size_t separator) noexcept
-      : members_(members), present_(present), separator_(separator) {}
+  MessageRatio(const TreeEngine& engine, const NodeList& members, const ExtendedPropagation& present,
+               size_t separator) noexcept
+      : engine_(engine), members_(members), present_(present), separator_(separator) {}
 
   double compare(const ExtendedPropagation& former, const std::vector<size_t>& former_strides,
                  bool maximizes) const {
@@ -80,12 +81,13 @@ class MessageRatio {
     for (size_t m = 0; m < members_.size(); ++m) {
       if (former_strides[m] == 0) continue;
       const size_t state = strides[m] ? index / strides[m] % members_[m]->number_of_states
-                                      : static_cast<size_t>(compiled(*members_[m]).propagated_state);
+                                      : static_cast<size_t>(engine_[*members_[m]].propagated_state);
       former += former_strides[m] * state;
     }
     return former;
   }
 
+  const TreeEngine& engine_;
   const NodeList& members_;
   const ExtendedPropagation& present_;
   size_t separator_;
@@ -93,14 +95,13 @@ class MessageRatio {
 
 }  // namespace
 
-tv_status_t measure_conflicts(JunctionTree& tree) {
-  TreeEngine& engine = engine_of(tree);
+tv_status_t measure_conflicts(TreeEngine& engine) {
   if (engine.conflict_root == TreeEngine::kNoConflictRoot) return tv_status_none;
   const bool is_lost = engine.marginals_only && engine.saved_potentials.are_lost;
   if (is_lost || engine.conflict_root == TreeEngine::kLostConflicts) return tv_status_no_equilibrium;
-  const FormerNumbers numbers = former_numbers(tree);
+  const FormerNumbers numbers = former_numbers(engine);
   const size_t root = engine.conflict_root;
-  ExtendedPropagation present(engine, tree.equilibrium, tv_evidence_normal);
+  ExtendedPropagation present(engine, engine.equilibrium, tv_evidence_normal);
   ExtendedPropagation former(engine, engine.former_equilibrium, tv_evidence_normal);
   if (tv_status_t status = present.collect(root)) return status;
   std::vector<std::vector<size_t>> former_strides(engine.separators.size());
@@ -114,18 +115,19 @@ tv_status_t measure_conflicts(JunctionTree& tree) {
   clear_marks(engine);
   for (const uint32_t clique : engine.measured) {
     mark_clique(engine, clique);
-    engine.cliques[clique].clique->conflict = engine.cliques[clique].finding_probability;
+    engine.cliques[clique].conflict = engine.cliques[clique].finding_probability;
   }
   order_from(engine, root);
   for (size_t i = engine.order.size(); i-- > 1;) {
-    const CliqueWork& work = engine.cliques[engine.order[i]];
+    CliqueWork& work = engine.cliques[engine.order[i]];
     const LinkPlan& link = work.links[engine.reached_by[engine.order[i]]];
-    engine.cliques[link.neighbor].clique->conflict *= work.clique->conflict;
-    const MessageRatio ratio(engine.separators[link.separator].separator->members, present, link.separator);
-    work.clique->conflict /=
-        ratio.compare(former, former_strides[link.separator], tree.equilibrium == tv_equilibrium_max);
+    engine.cliques[link.neighbor].conflict *= work.conflict;
+    const MessageRatio ratio(engine, engine.separators[link.separator].separator->members, present,
+                             link.separator);
+    work.conflict /=
+        ratio.compare(former, former_strides[link.separator], engine.equilibrium == tv_equilibrium_max);
   }
-  engine.cliques[root].clique->conflict = tree.conflict;
+  engine.cliques[root].conflict = engine.conflict;
   engine.conflict_root = TreeEngine::kNoConflictRoot;
   return tv_status_none;
 }

@@ -7,8 +7,8 @@
 namespace tv {
 namespace {
 
-size_t observed_state(const Node& node) noexcept {
-  return static_cast<size_t>(std::max<ptrdiff_t>(compiled(node).propagated_state, 0));
+size_t observed_state(const TreeEngine& engine, const Node& node) noexcept {
+  return static_cast<size_t>(std::max<ptrdiff_t>(engine[node].propagated_state, 0));
 }
 
 void set_from_logarithm(WideArray& array, size_t i, double logarithm) noexcept {
@@ -38,7 +38,7 @@ void ExtendedClique::add_reduced(const size_t* member_strides, Read read) {
   size_t position = 0;
   for (size_t m = 0; m < work_.table.members->size(); ++m)
     if (member_strides[m] && !std::binary_search(members_.begin(), members_.end(), m))
-      position += member_strides[m] * observed_state(member(m));
+      position += member_strides[m] * observed_state(engine_, member(m));
   std::vector<size_t> strides(counts_.size(), 0), dimensions;
   size_t size = 1;
   for (size_t d = counts_.size(); d-- > 0;) {
@@ -65,7 +65,7 @@ void ExtendedClique::add_reduced(const size_t* member_strides, Read read) {
 
 void ExtendedClique::add_potentials() {
   for (const PotentialPlan& plan : work_.potentials) {
-    if (plan.node() && compiled(*plan.node()).policy_left_out) continue;
+    if (plan.node() && engine_[*plan.node()].policy_left_out) continue;
     const Table* const table = plan.table();
     if (!table) {
       add_scalar(1.0 / static_cast<double>(plan.owner->number_of_states));
@@ -80,7 +80,7 @@ void ExtendedClique::add_potentials() {
 void ExtendedClique::add_finding(size_t m, const tv_number_t* finding) {
   const auto dimension = std::lower_bound(members_.begin(), members_.end(), m);
   if (dimension == members_.end() || *dimension != m)
-    return add_scalar(static_cast<double>(finding[observed_state(member(m))]));
+    return add_scalar(static_cast<double>(finding[observed_state(engine_, member(m))]));
   numbers_.push_back({std::vector<double>(finding, finding + member(m).number_of_states), {}});
   factors_.push_back({&numbers_.back(), strides_of_member(m)});
 }

@@ -21,7 +21,8 @@ class ExtendedClique {
   // `is_free(node)` tells which members have dimensions; the others have one possible state each,
   // `observed(node)`.
   template <class IsFree>
-  ExtendedClique(const CliqueWork& work, IsFree is_free) : work_(work) {
+  ExtendedClique(const TreeEngine& engine, const CliqueWork& work, IsFree is_free)
+      : engine_(engine), work_(work) {
     for (size_t m = 0; m < work.table.members->size(); ++m) {
       if (!is_free(*(*work.table.members)[m])) continue;
       members_.push_back(m);
@@ -59,6 +60,7 @@ class ExtendedClique {
   template <class Read>
   void add_reduced(const size_t* member_strides, Read read);
 
+  const TreeEngine& engine_;
   const CliqueWork& work_;
   std::vector<size_t> members_, counts_;
   std::vector<WideOperand> factors_;

@@ -37,7 +37,7 @@ void refresh_potentials(TreeEngine& engine) noexcept {
 
 // Under fast retraction only required instantiations have no dimension.
 bool ExtendedPropagation::is_free(const Node& node) const noexcept {
-  const CompiledNode& data = compiled(node);
+  const NodeState& data = engine_[node];
   return is_discrete(node) && node.number_of_states > 1 &&
          (retracts() ? data.observed_state : data.propagated_state) < 0;
 }
@@ -57,17 +57,17 @@ void ExtendedPropagation::find_order(size_t root) {
 // ---- Cliques ----
 
 bool ExtendedPropagation::holds_finding(const Clique& clique, const Node& node) const noexcept {
-  return !retracts() && compiled(node).home == &clique && compiled(node).propagated_state == kFindingVector;
+  return !retracts() && placement(node).home == &clique && engine_[node].propagated_state == kFindingVector;
 }
 
 // With its potentials, its findings and all messages from the cliques behind it.
 ExtendedClique ExtendedPropagation::clique_with_messages(const Visit& visit) const {
   const CliqueWork& here = work(visit.clique);
-  ExtendedClique clique(here, [this](const Node& node) { return is_free(node); });
+  ExtendedClique clique(engine_, here, [this](const Node& node) { return is_free(node); });
   clique.add_potentials();
   for (size_t m = 0; m < here.table.members->size(); ++m)
     if (const Node& node = clique.member(m); holds_finding(*here.clique, node))
-      clique.add_finding(m, propagated_finding(node));
+      clique.add_finding(m, engine_.propagated_finding(node));
   for (const LogFactor& factor : factors_)
     if (factor.clique == visit.clique) clique.add_logarithms(factor);
   for (size_t l = 0; l < here.links.size(); ++l) {
@@ -100,7 +100,7 @@ std::vector<ExtendedPropagation::Marginal> ExtendedPropagation::marginals_of(con
   for (const size_t m : clique.members()) {
     const Node& node = clique.member(m);
     if (!results.beliefs) break;
-    if (compiled(node).home != clique.work().clique) continue;
+    if (placement(node).home != clique.work().clique) continue;
     Marginal marginal;
     marginal.totals.mantissas.resize(node.number_of_states);
     marginal.strides = clique.strides_of_member(m);
@@ -129,13 +129,13 @@ void ExtendedPropagation::run(ExtendedClique& clique, std::span<Marginal> margin
     const bool is_table = marginal.link == kNone && !marginal.node;
     for (size_t m = 0; !is_table && m < clique.work().table.members->size(); ++m) {
       const Node& node = clique.member(m);
-      const ptrdiff_t state = compiled(node).propagated_state;
+      const ptrdiff_t state = engine_[node].propagated_state;
       const bool keeps = marginal.link == kNone
                              ? &node == marginal.node
                              : clique.work().links[marginal.link].member_of[m] != kNoMember;
       if (keeps || state == kNoEvidence || !is_discrete(node)) continue;
       if (state == kFindingVector)
-        clique.add_finding(m, propagated_finding(node));
+        clique.add_finding(m, engine_.propagated_finding(node));
       else
         clique.add_state(m, static_cast<size_t>(state));
     }
@@ -288,7 +288,7 @@ tv_status_t ExtendedPropagation::store_belief(const Node& node, WideArray& total
     totals.mantissas[i] = value;
     whole = equilibrium_ == tv_equilibrium_max ? std::max(whole, value) : whole + value;
   }
-  tv_number_t* const belief = compiled(node).belief;
+  tv_number_t* const belief = engine_[node].belief;
   for (size_t i = 0; i < totals.size(); ++i)
     belief[i] = static_cast<tv_number_t>(whole > 0.0 ? totals.mantissas[i] / whole : 0.0);
   return whole > 0.0 ? tv_status_none : tv_status_normalization;
@@ -313,7 +313,7 @@ void ExtendedPropagation::store_numbers(const WideArray& totals, int64_t exponen
 void ExtendedPropagation::store_certain_beliefs() const noexcept {
   for (const Node* node : engine_.tree->nodes) {
     if (!is_discrete(*node) || is_free(*node)) continue;
-    const CompiledNode& data = compiled(*node);
+    const NodeState& data = engine_[*node];
     std::fill_n(data.belief, node->number_of_states, 0.0f);
     data.belief[std::max<ptrdiff_t>(data.propagated_state, 0)] = 1.0f;
   }

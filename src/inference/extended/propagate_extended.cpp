@@ -16,18 +16,17 @@ namespace tv {
 namespace {
 
 // Gives all cliques a table of the shape that the propagated evidence determines, without numbers.
-void shape_tables(JunctionTree& tree, tv_evidence_mode_t mode) {
-  TreeEngine& engine = engine_of(tree);
+void shape_tables(TreeEngine& engine, tv_evidence_mode_t mode) {
   SavedTables saved = std::move(engine.saved_potentials);
   const bool is_asked_for = engine.marginals_only;  // which it stays until they are there
   forget_tables(engine);
   engine.saved_potentials = std::move(saved);
   engine.marginals_only = is_asked_for;
   if (mode == tv_evidence_normal) {
-    const tv_equilibrium_t equilibrium = tree.equilibrium;
-    tree.equilibrium = tv_equilibrium_none;  // every clique is shaped anew
+    const tv_equilibrium_t equilibrium = engine.equilibrium;
+    engine.equilibrium = tv_equilibrium_none;  // every clique is shaped anew
     observe_states(engine);
-    tree.equilibrium = equilibrium;
+    engine.equilibrium = equilibrium;
   }
   materialize_all_tables(engine);
 }
@@ -41,80 +40,79 @@ void note_tables(TreeEngine& engine) noexcept {
   engine.marginals_only = false;
 }
 
-tv_status_t run(ExtendedPropagation& propagation, JunctionTree& tree, size_t root, tv_evidence_mode_t mode,
+tv_status_t run(ExtendedPropagation& propagation, TreeEngine& engine, size_t root, tv_evidence_mode_t mode,
                 ExtendedPropagation::Results results) {
   if (tv_status_t status = propagation.collect(root)) return status;
-  if (results.tables) shape_tables(tree, mode);
+  if (results.tables) shape_tables(engine, mode);
   if (tv_status_t status = propagation.distribute(results)) return status;
-  if (results.tables) note_tables(engine_of(tree));
+  if (results.tables) note_tables(engine);
   return tv_status_none;
 }
 
 // The product of the probabilities that the findings of this step had before it.
-WideNumber probability_of_findings(const JunctionTree& tree, tv_equilibrium_t equilibrium,
+WideNumber probability_of_findings(const TreeEngine& engine, tv_equilibrium_t equilibrium,
                                    tv_evidence_mode_t mode) noexcept {
-  const TreeEngine& engine = engine_of(tree);
   if (mode == tv_evidence_normal) return engine.finding_probability;
   WideNumber product = {0.5, 1};
   for_each_with_evidence(engine, [&](const Node& node) {
-    const ptrdiff_t state = compiled(node).propagated_state;
+    const ptrdiff_t state = engine[node].propagated_state;
     if (is_discrete(node) && state != kNoEvidence)
-      product.multiply(probability_of_evidence(node, state, propagated_finding(node), equilibrium));
+      product.multiply(
+          probability_of_evidence(engine, node, state, engine.propagated_finding(node), equilibrium));
   });
   return product;
 }
 
-void set_constants(JunctionTree& tree, WideNumber mass, const FormerConstants& former) noexcept {
-  mass.exponent += tree.potential_exponent;
-  tree.constant = mass.value();
-  tree.log_constant = mass.logarithm();
-  tree.step_log_constant = tree.log_constant - former.log_constant;
-  tree.step_constant =
-      former.log_constant == 0.0 ? tree.constant / former.constant : std::exp(tree.step_log_constant);
+void set_constants(TreeEngine& engine, WideNumber mass, const FormerConstants& former) noexcept {
+  mass.exponent += engine.tree->potential_exponent;
+  engine.constant = mass.value();
+  engine.log_constant = mass.logarithm();
+  engine.step_log_constant = engine.log_constant - former.log_constant;
+  engine.step_constant =
+      former.log_constant == 0.0 ? engine.constant / former.constant : std::exp(engine.step_log_constant);
 }
 
 // The densities of all observed values, by accumulator. The tables hold the probabilities without them.
-tv_status_t collect_densities(JunctionTree& tree, std::vector<LogFactor>& factors) {
-  CgEngine& cg = *engine_of(tree).cg;
+tv_status_t collect_densities(TreeEngine& engine, std::vector<LogFactor>& factors) {
+  CgEngine& cg = *engine.cg;
   ++cg.round;
-  record_values(tree);
+  record_values(*engine.cg);
   return collect_densities(cg, [&](const CgAccumulator& accumulator, std::span<const double> logarithms) {
     factors.push_back({accumulator.clique->position, {logarithms.begin(), logarithms.end()}});
   });
 }
 
 // The conflict of the tree; those of its cliques are measured when they are asked for.
-void set_conflict(JunctionTree& tree, size_t root, WideNumber findings) noexcept {
-  TreeEngine& engine = engine_of(tree);
-  tree.conflict = std::exp(findings.logarithm() - tree.step_log_constant);
+void set_conflict(TreeEngine& engine, size_t root, WideNumber findings) noexcept {
+  engine.conflict = std::exp(findings.logarithm() - engine.step_log_constant);
   for (const uint32_t clique : engine.marked) {
     if (engine.cliques[clique].measured) continue;
     engine.cliques[clique].measured = true;
     engine.measured.push_back(clique);
   }
-  for (const uint32_t clique : engine.measured) engine.cliques[clique].clique->conflict = 1.0;
-  engine.cliques[root].clique->conflict = tree.conflict;
+  for (const uint32_t clique : engine.measured) engine.cliques[clique].conflict = 1.0;
+  engine.cliques[root].conflict = engine.conflict;
   engine.conflict_root = static_cast<uint32_t>(root);
-  engine.former_equilibrium = tree.equilibrium;
+  engine.former_equilibrium = engine.equilibrium;
 }
 
 // Collects once more with the densities of the observed values.
-tv_status_t multiply_densities(JunctionTree& tree, size_t root, WideNumber& mass) {
+tv_status_t multiply_densities(TreeEngine& engine, size_t root, WideNumber& mass) {
   std::vector<LogFactor> factors;
-  if (tv_status_t status = collect_densities(tree, factors)) return status;
+  if (tv_status_t status = collect_densities(engine, factors)) return status;
   if (!factors.empty()) {
-    ExtendedPropagation propagation(engine_of(tree), tv_equilibrium_sum, tv_evidence_normal, factors);
+    ExtendedPropagation propagation(engine, tv_equilibrium_sum, tv_evidence_normal, factors);
     if (tv_status_t status =
-            run(propagation, tree, root, tv_evidence_normal, {.beliefs = true, .tables = true}))
+            run(propagation, engine, root, tv_evidence_normal, {.beliefs = true, .tables = true}))
       return status;
     mass = propagation.mass();
   }
-  note_densities(*engine_of(tree).cg);
+  note_densities(*engine.cg);
   return tv_status_none;
 }
 
-WideNumber mass_of_elimination(const JunctionTree& tree) noexcept {
-  const double binary = tree.log_constant / std::numbers::ln2, whole = std::floor(binary);
+WideNumber mass_of_elimination(const TreeEngine& engine) noexcept {
+  const double binary = engine.log_constant / std::numbers::ln2, whole = std::floor(binary);
   return {std::exp2(binary - whole), static_cast<int64_t>(whole)};
 }
 
@@ -129,16 +127,15 @@ tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
   std::unique_ptr<EliminationSchedule> fresh;
   if (!schedule) schedule = (fresh = build_any_elimination(request)).get();
   if (!schedule) return kOutOfRange;
-  JunctionTree& tree = *engine.tree;
-  const double constant = tree.constant, log_constant = tree.log_constant;
-  const double step_constant = tree.step_constant, step_log_constant = tree.step_log_constant;
-  tree.log_constant = 0.0;
+  const double constant = engine.constant, log_constant = engine.log_constant;
+  const double step_constant = engine.step_constant, step_log_constant = engine.step_log_constant;
+  engine.log_constant = 0.0;
   const tv_status_t status = run_elimination(engine, *schedule);
-  mass = mass_of_elimination(tree);
-  tree.constant = constant;
-  tree.log_constant = log_constant;
-  tree.step_constant = step_constant;
-  tree.step_log_constant = step_log_constant;
+  mass = mass_of_elimination(engine);
+  engine.constant = constant;
+  engine.log_constant = log_constant;
+  engine.step_constant = step_constant;
+  engine.step_log_constant = step_log_constant;
   if (status == tv_status_no_value) return tv_status_inconsistency_or_underflow;
   if (status) return status;
   engine.is_extended = schedule->left_range.load(std::memory_order_relaxed);
@@ -148,11 +145,10 @@ tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
 
 }  // namespace
 
-tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equilibrium_t equilibrium,
+tv_status_t propagate_extended(TreeEngine& engine, const Clique* root, tv_equilibrium_t equilibrium,
                                tv_evidence_mode_t mode, const FormerConstants& former) {
-  TreeEngine& engine = engine_of(tree);
-  const bool measures = tree.equilibrium != tv_equilibrium_none && !engine.knows_constants;
-  const WideNumber findings = probability_of_findings(tree, equilibrium, mode);
+  const bool measures = engine.equilibrium != tv_equilibrium_none && !engine.knows_constants;
+  const WideNumber findings = probability_of_findings(engine, equilibrium, mode);
   mark_newly_observed(engine);
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   WideNumber mass;
@@ -162,13 +158,13 @@ tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equili
   if (status == kOutOfRange) {
     is_extended = true;
     ExtendedPropagation propagation(engine, equilibrium, mode);
-    status = run(propagation, tree, start, mode, {.beliefs = true, .tables = !waits});
+    status = run(propagation, engine, start, mode, {.beliefs = true, .tables = !waits});
     if (!status) mass = propagation.mass();
   }
-  if (!status && engine.cg) status = multiply_densities(tree, start, mass);
+  if (!status && engine.cg) status = multiply_densities(engine, start, mass);
   if (status) return status;
-  if (!engine.knows_constants || engine.cg) set_constants(tree, mass, former);
-  if (measures) set_conflict(tree, start, findings);
+  if (!engine.knows_constants || engine.cg) set_constants(engine, mass, former);
+  if (measures) set_conflict(engine, start, findings);
   if (!waits) return tv_status_none;
   forget_tables(engine);
   observe_states_without_plans(engine);
@@ -177,17 +173,17 @@ tv_status_t propagate_extended(JunctionTree& tree, const Clique* root, tv_equili
   return tv_status_none;
 }
 
-tv_status_t calibrate_extended_tables(JunctionTree& tree, tv_equilibrium_t equilibrium,
+tv_status_t calibrate_extended_tables(TreeEngine& engine, tv_equilibrium_t equilibrium,
                                       tv_evidence_mode_t mode) {
-  ExtendedPropagation propagation(engine_of(tree), equilibrium, mode);
-  return run(propagation, tree, 0, mode, {.tables = true});
+  ExtendedPropagation propagation(engine, equilibrium, mode);
+  return run(propagation, engine, 0, mode, {.tables = true});
 }
 
-tv_status_t initialize_extended(JunctionTree& tree) {
-  ExtendedPropagation propagation(engine_of(tree), tv_equilibrium_sum, tv_evidence_normal);
-  if (tv_status_t status = run(propagation, tree, 0, tv_evidence_normal, {.beliefs = true, .tables = true}))
+tv_status_t initialize_extended(TreeEngine& engine) {
+  ExtendedPropagation propagation(engine, tv_equilibrium_sum, tv_evidence_normal);
+  if (tv_status_t status = run(propagation, engine, 0, tv_evidence_normal, {.beliefs = true, .tables = true}))
     return status;
-  set_constants(tree, propagation.mass(), FormerConstants(tree));
+  set_constants(engine, propagation.mass(), FormerConstants(engine));
   return tv_status_none;
 }
 

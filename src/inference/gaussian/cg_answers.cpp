@@ -18,7 +18,9 @@
 namespace tv {
 namespace {
 
-CgEngine& cg_engine_of(const Node& node) noexcept { return *engine_of(*compiled(node).tree).cg; }
+CgEngine& cg_engine_of(const InferenceState& state, const Node& node) noexcept {
+  return *state.engine_of(node)->cg;
+}
 
 std::span<Node* const> discrete_members(const CgClique& clique) noexcept {
   return {clique.clique->members().begin(), clique.discrete};
@@ -44,7 +46,7 @@ const CgClique& root_of(const Part& part) noexcept {
 // contribution of a configuration.
 class JointMarginal {
  public:
-  JointMarginal(Domain& domain, const NodeList& nodes) : domain_(domain) {
+  JointMarginal(InferenceState& state, const NodeList& nodes) : state_(state) {
     for (Node* node : nodes)
       if (is_discrete(*node)) answer_nodes_.push_back(node);
     joint_nodes_ = answer_nodes_;
@@ -56,9 +58,9 @@ class JointMarginal {
   }
 
   std::unique_ptr<Table> compute() {
-    const std::unique_ptr<Table> joint = _tv_domain_marginal(domain_, joint_nodes_);
+    const std::unique_ptr<Table> joint = _tv_domain_marginal(state_, joint_nodes_);
     if (!joint) return nullptr;
-    std::unique_ptr<Table> answer = new_table(domain_);
+    std::unique_ptr<Table> answer = new_table(*state_.domain);
     set_table_nodes(*answer, answer_nodes_);
     if (tv_status_t status = allocate_table_data(*answer)) {
       store_status(status);
@@ -82,7 +84,7 @@ class JointMarginal {
  private:
   void add_continuous(Node* node) {
     answer_nodes_.push_back(node);
-    CgEngine& engine = cg_engine_of(*node);
+    CgEngine& engine = cg_engine_of(state_, *node);
     const CgNode& record = cg_node(engine, *node);
     const size_t position = means_.size();
     means_.push_back(record.value);
@@ -143,7 +145,7 @@ class JointMarginal {
     total += weight;
   }
 
-  Domain& domain_;
+  InferenceState& state_;
   NodeList answer_nodes_, joint_nodes_;
   std::vector<Part> parts_;
   std::vector<CgMoments> moments_;
@@ -182,8 +184,9 @@ MeanAndVariance member_moments(CgEngine& engine, const CgClique& clique, size_t 
 
 }  // namespace
 
-tv_status_t cg_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept {
-  CgEngine& engine = cg_engine_of(node);
+tv_status_t cg_mean_and_variance(const InferenceState& state, const Node& node,
+                                 MeanAndVariance& result) noexcept {
+  CgEngine& engine = cg_engine_of(state, node);
   const CgNode& record = cg_node(engine, node);
   if (record.observed) {
     result = {record.value, 0.0};
@@ -192,7 +195,7 @@ tv_status_t cg_mean_and_variance(const Node& node, MeanAndVariance& result) noex
   distribute_to(engine, record.home);
   const CgClique& clique = engine.cliques[record.home];
   const size_t position = cg_position(engine, clique, static_cast<size_t>(&record - engine.nodes.data()));
-  read_table(*clique.clique, engine.weights.data());
+  read_table(*engine.discrete, *clique.clique, engine.weights.data());
   MixtureMoments moments;
   for (size_t i = 0; i < clique.size; ++i) {
     if (!(engine.weights[i] > 0.0f)) continue;
@@ -205,11 +208,11 @@ tv_status_t cg_mean_and_variance(const Node& node, MeanAndVariance& result) noex
 }
 
 void cg_materialize(const Clique& record, double* cg_data) noexcept {
-  CgEngine& engine = *engine_of(*record.tree).cg;
+  CgEngine& engine = *record.tree->engine->cg;
   const size_t place = engine.clique_at[record.position];
   distribute_to(engine, place);
   const CgClique& clique = engine.cliques[place];
-  read_table(record, engine.weights.data());
+  read_table(*engine.discrete, record, engine.weights.data());
   const auto position = [&](size_t i) {
     const Node* node = record.members()[clique.discrete + i];
     return cg_position(engine, clique, static_cast<size_t>(&cg_node(engine, *node) - engine.nodes.data()));
@@ -227,12 +230,12 @@ void cg_materialize(const Clique& record, double* cg_data) noexcept {
   }
 }
 
-std::unique_ptr<Table> cg_marginal(Domain& domain, const NodeList& nodes) {
-  return JointMarginal(domain, nodes).compute();
+std::unique_ptr<Table> cg_marginal(InferenceState& state, const NodeList& nodes) {
+  return JointMarginal(state, nodes).compute();
 }
 
-std::unique_ptr<Table> cg_distribution(const Node& node) {
-  CgEngine& engine = cg_engine_of(node);
+std::unique_ptr<Table> cg_distribution(InferenceState& state, const Node& node) {
+  CgEngine& engine = cg_engine_of(state, node);
   const CgNode& record = cg_node(engine, node);
   NodeList nodes;
   if (!record.observed) {
@@ -241,7 +244,7 @@ std::unique_ptr<Table> cg_distribution(const Node& node) {
     for (Node* member : discrete_members(root)) nodes.push_back(member);
   }
   nodes.push_back(record.node);
-  return cg_marginal(*node.domain, nodes);
+  return cg_marginal(state, nodes);
 }
 
 }  // namespace tv
@@ -250,7 +253,7 @@ tv_table_t* tv_node_get_distribution(tv_node_t* node) {
   return tv::guarded<tv_table_t*>(nullptr, [&]() -> tv_table_t* {
     const tv::Node* source = tv::node_with_results(node, tv::is_continuous_node(node));
     if (!source) return nullptr;
-    std::unique_ptr<tv::Table> distribution = tv::cg_distribution(*source);
+    std::unique_ptr<tv::Table> distribution = tv::cg_distribution(tv::own_state(*source->domain), *source);
     return distribution ? tv::hand_over(std::move(distribution)) : nullptr;
   });
 }
@@ -260,7 +263,7 @@ double tv_node_get_quantile(tv_node_t* node, double probability) {
     const bool is_inside = probability > 0 && probability < 1;
     const tv::Node* source = tv::node_with_results(node, tv::is_continuous_node(node) && is_inside);
     if (!source) return -1;
-    const std::unique_ptr<tv::Table> table = tv::cg_distribution(*source);
+    const std::unique_ptr<tv::Table> table = tv::cg_distribution(tv::own_state(*source->domain), *source);
     return table ? tv::Mixture(*table, 0).quantile(probability) : -1;
   });
 }

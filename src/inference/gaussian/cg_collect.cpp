@@ -108,9 +108,9 @@ class Collector {
 void find_possible_in_root(CgEngine& engine, CgComponent& component) noexcept {
   CgClique& root = engine.cliques[component.cliques.front()];
   if (engine.holds_densities)
-    read_allowed(*root.clique, engine.weights.data());
+    read_allowed(*engine.discrete, *root.clique, engine.weights.data());
   else
-    read_table(*root.clique, engine.weights.data());
+    read_table(*engine.discrete, *root.clique, engine.weights.data());
   const bool narrows = engine.holds_densities && component.resets == engine.resets;
   for (size_t i = 0; i < root.size; ++i)
     root.possible[i] = engine.weights[i] > 0.0f && (!narrows || root.possible[i]);

@@ -18,7 +18,7 @@ class Distributor {
     const size_t block_size = cg_size_for(clique_.shared);
     std::fill_n(clique_.factors, clique_.size * block_size, 0.0);
     std::fill_n(engine_.totals.data(), clique_.size, 0.0);
-    read_table(*parent_.clique, engine_.weights.data());
+    read_table(*engine_.discrete, *parent_.clique, engine_.weights.data());
     engine_.walk_steps[0] = clique_.parent_steps;
     for (CgWalk walk(engine_, *parent_.clique, 1); !walk.done(); walk.next()) {
       const double weight = engine_.weights[walk.index()];

@@ -137,7 +137,7 @@ class Builder {
   void build() {
     for (size_t c = 0; c < tree_.clique_count(); ++c)
       if (tree_.cliques[c]->has_continuous()) add_clique(*tree_.cliques[c]);
-    for (CgNode& node : engine_.nodes) node.home = engine_.clique_at[compiled(*node.node).home->position];
+    for (CgNode& node : engine_.nodes) node.home = engine_.clique_at[placement(*node.node).home->position];
     for (size_t c = engine_.cliques.size(); c-- > 0;) {  // so that the children are in order
       CgClique& clique = engine_.cliques[c];
       if (clique.parent == kNone) continue;
@@ -326,6 +326,7 @@ tv_status_t create_cg_engine(TreeEngine& engine) {
   if (size_multiply(extents.numbers, sizeof(double)) == kHugeSize) return tv_status_no_memory;
   auto cg = std::make_unique<CgEngine>();
   cg->tree = engine.tree;
+  cg->discrete = &engine;
   cg->nodes.reserve(extents.nodes);
   for (Node* node : tree.nodes)
     if (is_continuous(*node)) cg->nodes.push_back({node});

@@ -90,8 +90,9 @@ struct CgAccumulator {
 };
 
 struct CgEngine {
-  JunctionTree* tree = nullptr;
-  std::vector<CgClique> cliques;  // in the order of the tree
+  const JunctionTree* tree = nullptr;
+  TreeEngine* discrete = nullptr;  // of the same tree: it holds the discrete nodes, and the evidence
+  std::vector<CgClique> cliques;   // in the order of the tree
   std::vector<CgComponent> components;
   std::vector<CgAccumulator> accumulators;
   std::vector<CgNode> nodes;      // in the order of the tree
@@ -180,7 +181,7 @@ void distribute_to(CgEngine& engine, size_t clique) noexcept;
 // ---- Propagation ----
 
 // Records the entered values of the tree's continuous nodes, which then count as propagated.
-void record_values(JunctionTree& tree) noexcept;
+void record_values(CgEngine& engine) noexcept;
 
 // Withdraws all values, so that the components answer as if nothing had been observed.
 void drop_values(CgEngine& engine) noexcept;

@@ -42,9 +42,9 @@ bool is_place(const Node* node, const Node* parent, size_t configuration) noexce
 // are to be propagated next.
 void secure_present_answers(const Node& node) noexcept {
   if (!is_compiled(*node.domain)) return;
-  const JunctionTree& tree = *compiled(node).tree;
-  if (tree.equilibrium == tv_equilibrium_none) return;
-  CgEngine& engine = *engine_of(tree).cg;
+  const TreeEngine& discrete = *placement(node).tree->engine;
+  if (discrete.equilibrium == tv_equilibrium_none) return;
+  CgEngine& engine = *discrete.cg;
   collect_component(engine, engine.cliques[cg_node(engine, node).assigned].component);
 }
 

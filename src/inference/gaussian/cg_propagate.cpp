@@ -72,7 +72,7 @@ tv_status_t add_densities(CgEngine& engine, const CgAccumulator& accumulator,
 tv_status_t apply_densities(CgEngine& engine, const CgAccumulator& accumulator,
                             CgAbsorption& result) noexcept {
   const size_t size = accumulator.clique->table.size;
-  read_table(*accumulator.clique, engine.weights.data());
+  read_table(*engine.discrete, *accumulator.clique, engine.weights.data());
   double largest = kImpossible, largest_change = kImpossible;
   for (size_t i = 0; i < size; ++i) {
     const double density = engine.totals[i];
@@ -86,7 +86,7 @@ tv_status_t apply_densities(CgEngine& engine, const CgAccumulator& accumulator,
   if (!std::isfinite(largest)) return tv_status_low_density;
   for (size_t i = 0; i < size; ++i)
     engine.weights[i] = static_cast<float>(std::exp(engine.totals[i] - largest));
-  write_table(*accumulator.clique, engine.weights.data());
+  write_table(*engine.discrete, *accumulator.clique, engine.weights.data());
   result.shift += largest;
   result.growth += largest_change - largest;
   return tv_status_none;
@@ -95,7 +95,7 @@ tv_status_t apply_densities(CgEngine& engine, const CgAccumulator& accumulator,
 }  // namespace
 
 CgNode& cg_node(CgEngine& engine, const Node& node) noexcept {
-  const CgClique& home = engine.cliques[engine.clique_at[compiled(node).home->position]];
+  const CgClique& home = engine.cliques[engine.clique_at[placement(node).home->position]];
   size_t place = 0;
   while (engine.nodes[home.nodes[place]].node != &node) ++place;
   return engine.nodes[home.nodes[place]];
@@ -106,12 +106,11 @@ void drop_values(CgEngine& engine) noexcept {
   forget_stale_regressions(engine);
 }
 
-void record_values(JunctionTree& tree) noexcept {
-  CgEngine& engine = *engine_of(tree).cg;
-  engine_of(tree).all_in_conflict = true;
+void record_values(CgEngine& engine) noexcept {
+  engine.discrete->all_in_conflict = true;
   for (CgNode& record : engine.nodes) {
-    const EnteredEvidence& entered = record.node->entered;
-    CompiledNode& data = compiled(*record.node);
+    NodeState& data = (*engine.discrete)[*record.node];
+    const EnteredEvidence& entered = *data.entered;
     data.value_propagated = entered.value_flag;
     data.propagated_value = entered.value;
     if (entered.value_flag) data.in_conflict = true;
@@ -127,7 +126,7 @@ tv_status_t absorb_densities(CgEngine& engine, CgAbsorption& result) noexcept {
     if (!has_changed(engine, accumulator)) continue;
     if (tv_status_t status = add_densities(engine, accumulator, progress)) return status;
     if (tv_status_t status = apply_densities(engine, accumulator, result)) return status;
-    mark_clique(engine_of(*engine.tree), accumulator.clique->position);
+    mark_clique(*engine.discrete, accumulator.clique->position);
     result.any = true;
   }
   engine.holds_densities = engine.observed > 0;

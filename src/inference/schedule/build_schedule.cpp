@@ -74,8 +74,9 @@ class ScheduleBuilder {
     for (size_t m = 0; m < work.table.members->size(); ++m) {
       const Node& node = *(*work.table.members)[m];
       if (towards_root.member_of[m] != kNoMember || !is_discrete(node)) continue;
-      const CompiledNode& data = compiled(node);
-      if (data.assigned != work.clique || data.propagated_state != kNoEvidence || data.policy_left_out)
+      const NodeState& data = engine_[node];
+      if (placement(node).assigned != work.clique || data.propagated_state != kNoEvidence ||
+          data.policy_left_out)
         return false;
       ++own;
     }
@@ -109,7 +110,7 @@ class ScheduleBuilder {
     StepKind operation = StepKind::assign;
     for (PotentialPlan& plan : work.potentials) {
       refresh(plan);
-      if (plan.node() && compiled(*plan.node()).policy_left_out) {
+      if (plan.node() && engine_[*plan.node()].policy_left_out) {
         lists_.steps.push_back({operation, &scalar_of(work), &kOne});
       } else if (plan.table()) {
         lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.size(), &plan});
@@ -185,7 +186,8 @@ class ScheduleBuilder {
       if (towards_root != kNone && &link == &work.links[towards_root]) return distributes;
       return leads_away(link) && engine_.has_sent[link.neighbor];
     };
-    for_each_factor(work, holds, maps(work), [&](const Step& step) { lists_.steps.push_back(step); });
+    for_each_factor(engine_, work, holds, maps(work),
+                    [&](const Step& step) { lists_.steps.push_back(step); });
     operation.formed = static_cast<uint32_t>(lists_.steps.size() - operation.first_step);
   }
 
@@ -193,10 +195,10 @@ class ScheduleBuilder {
   void add_findings(CliqueWork& work) noexcept {
     for (size_t member : work.findings) {
       const Node& node = *(*work.table.members)[member];
-      const float* update = likelihood_ratio(node);
+      const float* update = engine_.likelihood_ratio(node);
       if (!work.table.spans(member)) {
         const size_t state =
-            work.table.is_observed(member) ? static_cast<size_t>(compiled(node).observed_state) : 0;
+            work.table.is_observed(member) ? static_cast<size_t>(engine_[node].observed_state) : 0;
         lists_.steps.push_back({StepKind::multiply, &scalar_of(work), update + state});
         continue;
       }
@@ -272,7 +274,7 @@ class ScheduleBuilder {
   size_t add_belief_steps(const ReducedTable& table, std::span<const BeliefPlan> plans) noexcept {
     size_t used = 0;
     for (const BeliefPlan& plan : plans) {
-      const CompiledNode& data = compiled(*plan.node);
+      const NodeState& data = engine_[*plan.node];
       if (!data.is_target || data.observed_state >= 0) continue;
       if (!weighs_findings_)
         lists_.steps.push_back({marginal_, &index_map_of_member(table, plan.member), nullptr,
@@ -285,7 +287,7 @@ class ScheduleBuilder {
   void add_belief_operations(const ReducedTable& table, std::span<const BeliefPlan> plans) noexcept {
     size_t used = 0;
     for (const BeliefPlan& plan : plans) {
-      const CompiledNode& data = compiled(*plan.node);
+      const NodeState& data = engine_[*plan.node];
       if (!data.is_target) continue;
       Operation& operation = lists_.operations.push_back({});
       operation.kind = OperationKind::belief;

@@ -229,7 +229,7 @@ class Writer {
 
   void add_belief(const Operation& operation) noexcept {
     const Node& node = *operation.belief->node;
-    const CompiledNode& data = compiled(node);
+    const NodeState& data = engine_[node];
     if (data.observed_state < 0 && !source_) return copy_operation(operation);
     GatherOperation gather;
     if (data.observed_state >= 0) {
@@ -268,7 +268,7 @@ class Writer {
     GatherPotential potential = {found, static_cast<uint32_t>(lists_.factors.count),
                                  static_cast<uint32_t>(lists_.observed.count), 0};
     for (size_t m = 0; m < plan.members->size(); ++m) {
-      const CompiledNode& data = compiled(*(*plan.members)[m]);
+      const NodeState& data = engine_[*(*plan.members)[m]];
       if (plan.strides[m] == 0 || data.observed_state < 0) continue;
       lists_.observed.add({&data.observed_state, plan.strides[m]});
       ++potential.observed_count;

@@ -81,16 +81,16 @@ bool prefers_factors(const Clique& clique) noexcept {
          factor_entries(clique) <= clique.table.size / 2;
 }
 
-void copy_potential(const PotentialPlan& plan) noexcept {
+void copy_potential(const TreeEngine& engine, const PotentialPlan& plan) noexcept {
   Dimension nest[64];
   size_t count = 0, stride = 1;
   for_each_member(plan, [&](const Node& node, size_t table_stride) {
-    if (compiled(node).observed_state >= 0) return;
+    if (engine[node].observed_state >= 0) return;
     nest[count++] = {node.number_of_states, stride, table_stride};
     stride *= node.number_of_states;
   });
   std::reverse(nest, nest + count);
-  kernels().assign(nest, count, plan.copy, plan.table()->data.data() + observed_offset(plan));
+  kernels().assign(nest, count, plan.copy, plan.table()->data.data() + observed_offset(engine, plan));
 }
 
 float* message_buffer(const CliqueWork& receiver, const LinkPlan& link,
@@ -109,13 +109,13 @@ void absorb_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorW
   link.holds = true;
 }
 
-void reduce_potentials(const CliqueWork& work) noexcept {
+void reduce_potentials(const TreeEngine& engine, const CliqueWork& work) noexcept {
   for (const PotentialPlan& plan : work.potentials) {
     if (plan.layout == kNone) continue;
     Dimension nest[64];
     size_t count = 0, offset = 0, stride = 1, reduced_stride = 1;
     for_each_member(plan, [&](const Node& node, size_t) {
-      const CompiledNode& data = compiled(node);
+      const NodeState& data = engine[node];
       if (data.observed_state >= 0) return;
       if (data.next_observed_state >= 0) {
         offset += static_cast<size_t>(data.next_observed_state) * stride;
@@ -143,17 +143,17 @@ void materialize_all_tables(TreeEngine& engine) {
     if (!work.lazy) continue;
     Block<float> table;
     table.allocate_uninitialized(work.clique->table.size);
-    if (work.initialized) run_over_factors(work, table.data(), nullptr);
+    if (work.initialized) run_over_factors(engine, work, table.data(), nullptr);
     take_table(work, std::move(table));
   }
 }
 
-void run_over_factors(const CliqueWork& work, float* numbers, const Step* last) {
+void run_over_factors(const TreeEngine& engine, const CliqueWork& work, float* numbers, const Step* last) {
   std::vector<Step> steps;
   steps.reserve(work.potentials.size() + work.links.size() + work.table.members->size() + 2);
   std::vector<std::unique_ptr<OwnIndexMap>> maps;
   for_each_factor(
-      work, [](const LinkPlan& link) { return link.holds; }, OwnIndexMaps{work, maps},
+      engine, work, [](const LinkPlan& link) { return link.holds; }, OwnIndexMaps{work, maps},
       [&](const Step& step) { steps.push_back(step); });
   if (last) steps.push_back(*last);
   run_pass(work.table.shape, numbers, steps.data(), steps.size(), parallel_settings(work.clique->domain()));

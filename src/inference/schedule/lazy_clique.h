@@ -21,10 +21,11 @@ size_t factor_entries(const Clique& clique) noexcept;
 // `holds(link)` is true. The first one is assigned, the others multiply. `maps` makes their index maps by
 // of_potential(plan), of_link(link), of_member(member) and scalar().
 template <class Holds, class IndexMaps, class Visit>
-void for_each_factor(const CliqueWork& work, Holds holds, IndexMaps maps, Visit visit);
+void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds holds, IndexMaps maps,
+                     Visit visit);
 
 // Copies the entries of the potential that agree with the observed states.
-void copy_potential(const PotentialPlan& plan) noexcept;
+void copy_potential(const TreeEngine& engine, const PotentialPlan& plan) noexcept;
 
 // The buffer in which a message is to be formed: the receiver's own where it is lazy and has none through
 // this link yet, otherwise the separator's.
@@ -37,7 +38,7 @@ void absorb_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorW
                     size_t size) noexcept;
 
 // Reduces the clique's copies of potentials by the states that become observed.
-void reduce_potentials(const CliqueWork& work) noexcept;
+void reduce_potentials(const TreeEngine& engine, const CliqueWork& work) noexcept;
 
 // From now on the clique has a stored table. Its numbers, if it is initialised, are to be formed by the
 // caller.
@@ -48,10 +49,11 @@ void materialize_all_tables(TreeEngine& engine);
 
 // Runs a pass over the product of the clique's factors: stores it in `numbers` if given, and carries out
 // `last` on it if given. Shapes must be those of the present observed states.
-void run_over_factors(const CliqueWork& work, float* numbers, const Step* last);
+void run_over_factors(const TreeEngine& engine, const CliqueWork& work, float* numbers, const Step* last);
 
 template <class Holds, class IndexMaps, class Visit>
-void for_each_factor(const CliqueWork& work, Holds holds, IndexMaps maps, Visit visit) {
+void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds holds, IndexMaps maps,
+                     Visit visit) {
   StepKind operation = StepKind::assign;
   bool has_array = false;
   const auto add = [&](const IndexMap& map, const float* operand) {
@@ -71,9 +73,9 @@ void for_each_factor(const CliqueWork& work, Holds holds, IndexMaps maps, Visit 
   if (!has_array) add(maps.scalar(), &work.constant);
   for (size_t m = 0; m < work.table.members->size(); ++m) {
     const Node& node = *(*work.table.members)[m];
-    const CompiledNode& data = compiled(node);
-    if (data.home != work.clique || data.propagated_state != kFindingVector) continue;
-    add(maps.of_member(m), propagated_finding(node));
+    const NodeState& data = engine[node];
+    if (placement(node).home != work.clique || data.propagated_state != kFindingVector) continue;
+    add(maps.of_member(m), engine.propagated_finding(node));
   }
 }
 

@@ -10,19 +10,21 @@
 namespace tv {
 namespace {
 
-bool becomes_observed(const Node* node) noexcept { return compiled(*node).next_observed_state >= 0; }
+bool becomes_observed(const TreeEngine& engine, const Node* node) noexcept {
+  return engine[*node].next_observed_state >= 0;
+}
 
-bool pattern_changes(const ReducedTable& table) noexcept {
+bool pattern_changes(const TreeEngine& engine, const ReducedTable& table) noexcept {
   for (size_t m = 0; m < table.members->size(); ++m)
     if (table.dimension_of[m] == ReducedTable::kUnplanned ||
-        table.is_observed(m) != becomes_observed((*table.members)[m]))
+        table.is_observed(m) != becomes_observed(engine, (*table.members)[m]))
       return true;
   return false;
 }
 
 // Moves the entries that agree with the newly observed states to the front. The remaining dimensions stay in
 // order, so that no entry is overwritten before it has been read.
-void reduce(const ReducedTable& table, float* numbers) noexcept {
+void reduce(const TreeEngine& engine, const ReducedTable& table, float* numbers) noexcept {
   Dimension nest[64];
   size_t offset = 0, stride = 1, reduced_stride = 1, count = 0;
   for (size_t m = table.members->size(); m-- > 0;) {
@@ -30,8 +32,8 @@ void reduce(const ReducedTable& table, float* numbers) noexcept {
     const size_t d = table.dimension_of[m];
     const size_t states = table.shape.counts[d];
     const Node* node = (*table.members)[m];
-    if (becomes_observed(node)) {
-      offset += static_cast<size_t>(compiled(*node).next_observed_state) * stride;
+    if (becomes_observed(engine, node)) {
+      offset += static_cast<size_t>(engine[*node].next_observed_state) * stride;
     } else {
       nest[count++] = {states, reduced_stride, stride};
       reduced_stride *= states;
@@ -42,12 +44,12 @@ void reduce(const ReducedTable& table, float* numbers) noexcept {
   kernels().assign(nest, count, numbers, numbers + offset);
 }
 
-void set_shape(ReducedTable& table) noexcept {
+void set_shape(const TreeEngine& engine, ReducedTable& table) noexcept {
   size_t dimensions = 0;
   for (size_t m = 0; m < table.members->size(); ++m) {
     const Node* node = (*table.members)[m];
     unsigned char& dimension = table.dimension_of[m];
-    if (becomes_observed(node)) {
+    if (becomes_observed(engine, node)) {
       dimension = ReducedTable::kObserved;
     } else if (node->number_of_states <= 1) {
       dimension = ReducedTable::kNoDimension;
@@ -60,38 +62,38 @@ void set_shape(ReducedTable& table) noexcept {
   measure_shape(table.shape);
 }
 
-void reduce_clique(const CliqueWork& work) noexcept {
+void reduce_clique(const TreeEngine& engine, const CliqueWork& work) noexcept {
   if (work.lazy)
-    reduce_potentials(work);
+    reduce_potentials(engine, work);
   else
-    reduce(work.table, work.table.numbers);
+    reduce(engine, work.table, work.table.numbers);
 }
 
 // With the messages that lazy cliques at its ends have stored.
 void reduce_separator(const TreeEngine& engine, size_t child) noexcept {
   const ReducedTable& table = engine.separators[child].old;
-  reduce(table, table.numbers);
+  reduce(engine, table, table.numbers);
   if (!engine.has_lazy) return;
   for (const LinkPlan& link : engine.cliques[child].links) {
     if (link.separator != child) continue;
-    if (link.received) reduce(table, link.received);
+    if (link.received) reduce(engine, table, link.received);
     const LinkPlan& back = engine.cliques[link.neighbor].links[link.back];
-    if (back.received) reduce(table, back.received);
+    if (back.received) reduce(engine, table, back.received);
   }
 }
 
 void plan_separator(TreeEngine& engine, size_t child, bool cuts) noexcept {
   SeparatorWork& work = engine.separators[child];
-  if (!work.separator || !pattern_changes(work.old)) return;
+  if (!work.separator || !pattern_changes(engine, work.old)) return;
   if (cuts && engine.cliques[child].initialized) reduce_separator(engine, child);
-  set_shape(work.old);
+  set_shape(engine, work.old);
 }
 
 void plan_clique(TreeEngine& engine, size_t clique, bool cuts) noexcept {
   CliqueWork& work = engine.cliques[clique];
-  if (!pattern_changes(work.table)) return;
-  if (cuts && work.initialized) reduce_clique(work);
-  set_shape(work.table);
+  if (!pattern_changes(engine, work.table)) return;
+  if (cuts && work.initialized) reduce_clique(engine, work);
+  set_shape(engine, work.table);
   ++work.version;
 }
 
@@ -106,7 +108,7 @@ void plan_tables(TreeEngine& engine, bool cuts) noexcept {
 void plan_changed_tables(TreeEngine& engine) noexcept {
   for (const auto plan : {plan_separator, plan_clique})
     for_each_with_evidence(engine, [&](const Node& node) {
-      if (compiled(node).next_observed_state == compiled(node).observed_state) return;
+      if (engine[node].next_observed_state == engine[node].observed_state) return;
       order_cliques_with(engine, node);
       for (const size_t clique : engine.order) plan(engine, clique, true);
     });
@@ -157,11 +159,11 @@ bool refresh_potential(PotentialPlan& plan) noexcept {
   return true;
 }
 
-size_t observed_offset(const PotentialPlan& plan) noexcept {
+size_t observed_offset(const TreeEngine& engine, const PotentialPlan& plan) noexcept {
   size_t offset = 0;
   for (size_t m = 0; m < plan.members->size(); ++m) {
     if (plan.strides[m] == 0) continue;
-    const ptrdiff_t state = compiled(*(*plan.members)[m]).observed_state;
+    const ptrdiff_t state = engine[*(*plan.members)[m]].observed_state;
     if (state > 0) offset += plan.strides[m] * static_cast<size_t>(state);
   }
   return offset;
@@ -174,15 +176,15 @@ void apply_observed_states(TreeEngine& engine, bool everywhere) noexcept {
   else
     plan_changed_tables(engine);
   for_each_with_evidence(
-      engine, [](const Node& node) { compiled(node).observed_state = compiled(node).next_observed_state; });
+      engine, [&](const Node& node) { engine[node].observed_state = engine[node].next_observed_state; });
 }
 
 void refresh_plans(TreeEngine& engine) noexcept {
   if (!engine.plans_are_stale) return;
   engine.plans_are_stale = false;
   // The numbers already have these shapes. The states that come next must not get lost meanwhile.
-  const auto exchange = [](const Node& node) {
-    std::swap(compiled(node).next_observed_state, compiled(node).observed_state);
+  const auto exchange = [&](const Node& node) {
+    std::swap(engine[node].next_observed_state, engine[node].observed_state);
   };
   for_each_with_evidence(engine, exchange);
   plan_tables(engine, false);

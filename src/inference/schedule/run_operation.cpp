@@ -146,23 +146,22 @@ void OperationRunner::run_separator_pass(const Workspace& workspace, const Opera
 // A factor taken out of a clique's table goes into the constants instead.
 void OperationRunner::note_factor(CliqueWork& work, double factor) noexcept {
   take_out_factor(engine_, factor);
-  if (tree_.equilibrium != tv_equilibrium_none) work.clique->conflict /= factor;
+  if (engine_.equilibrium != tv_equilibrium_none) work.conflict /= factor;
 }
 
 void OperationRunner::note_power(CliqueWork& work, int exponent) noexcept {
   engine_.factor_exponent += exponent;
-  if (tree_.equilibrium != tv_equilibrium_none)
-    work.clique->conflict = std::ldexp(work.clique->conflict, -exponent);
+  if (engine_.equilibrium != tv_equilibrium_none) work.conflict = std::ldexp(work.conflict, -exponent);
 }
 
 void OperationRunner::set_constants() noexcept {
   const int exponent = static_cast<int>(std::clamp(engine_.factor_exponent, -100000L, 100000L));
-  tree_.step_constant = std::ldexp(engine_.factor_mantissa, exponent);
-  tree_.step_log_constant =
+  engine_.step_constant = std::ldexp(engine_.factor_mantissa, exponent);
+  engine_.step_log_constant =
       std::log(engine_.factor_mantissa) + static_cast<double>(engine_.factor_exponent) * std::numbers::ln2;
   engine_.knows_constants = true;
-  tree_.constant *= tree_.step_constant;
-  tree_.log_constant += tree_.step_log_constant;
+  engine_.constant *= engine_.step_constant;
+  engine_.log_constant += engine_.step_log_constant;
 }
 
 // Scales the table so that its largest entry lies between one and two: a power of two costs no precision.
@@ -241,10 +240,10 @@ double OperationRunner::evidence_of_departing_members(const CliqueWork& work,
                                                       const Clique* target) const noexcept {
   double product = 1.0;
   for (const Node* node : *work.table.members) {
-    const CompiledNode& data = compiled(*node);
+    const NodeState& data = engine_[*node];
     if (data.propagated_state != kNoEvidence && !(target && target->members().contains(node)))
-      product *= probability_of_evidence(*node, data.propagated_state, propagated_finding(*node),
-                                         request_.equilibrium);
+      product *= probability_of_evidence(engine_, *node, data.propagated_state,
+                                         engine_.propagated_finding(*node), request_.equilibrium);
   }
   return product;
 }
@@ -254,7 +253,7 @@ void OperationRunner::marginalize_onto(const CliqueWork& work, const LinkPlan& l
   size_t steps[64];
   step_in_separator(work.table, link, engine_.separators[link.separator].old, steps);
   marginalize_with_findings(
-      work.table, [&](size_t member) { return link.member_of[member] != kNoMember; }, steps,
+      engine_, work.table, [&](size_t member) { return link.member_of[member] != kNoMember; }, steps,
       request_.equilibrium, totals);
 }
 
@@ -307,10 +306,10 @@ void OperationRunner::absorb_message(const Operation& operation) const noexcept 
 // A clique's conflict is measured by the mass of its message, but the message itself is scaled by its largest
 // entry: an uninformative message then multiplies by ones, however many such messages there are.
 void OperationRunner::pass_conflict_on(CliqueWork& from, CliqueWork& to, double mass) noexcept {
-  if (tree_.equilibrium == tv_equilibrium_none) return;
-  if (weighs_findings_) from.clique->conflict *= evidence_of_departing_members(from, to.clique);
-  to.clique->conflict *= from.clique->conflict;
-  from.clique->conflict /= mass;
+  if (engine_.equilibrium == tv_equilibrium_none) return;
+  if (weighs_findings_) from.conflict *= evidence_of_departing_members(from, to.clique);
+  to.conflict *= from.conflict;
+  from.conflict /= mass;
 }
 
 // Brings the root up to date and finds the constant by which it will be normalised.
@@ -321,10 +320,10 @@ tv_status_t OperationRunner::collect_root(const Workspace& workspace, const Oper
     return status;
   note_power(here, outcome.exponent);
   if (tv_status_t status = normalize_root()) return status;
-  if (tree_.equilibrium != tv_equilibrium_none) {
-    here.clique->conflict /= engine_.mass;
-    if (weighs_findings_) here.clique->conflict *= evidence_of_departing_members(here, nullptr);
-    tree_.conflict = here.clique->conflict;
+  if (engine_.equilibrium != tv_equilibrium_none) {
+    here.conflict /= engine_.mass;
+    if (weighs_findings_) here.conflict *= evidence_of_departing_members(here, nullptr);
+    engine_.conflict = here.conflict;
   }
   if (here.lazy) normalize_factors(operation);
   return tv_status_none;
@@ -367,7 +366,7 @@ tv_status_t OperationRunner::send(const Workspace& workspace, const Operation& o
 // Stores a belief so that it sums to one (or its largest entry is one, under max).
 tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Operation& operation) noexcept {
   const BeliefPlan& plan = *operation.belief;
-  const CompiledNode& data = compiled(*plan.node);
+  const NodeState& data = engine_[*plan.node];
   const size_t states = plan.node->number_of_states;
   if (data.observed_state >= 0) {
     std::fill_n(data.belief, states, 0.0f);
@@ -379,8 +378,8 @@ tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Oper
     size_t steps[64];
     step_in_member(*operation.table, plan.member, steps);
     marginalize_with_findings(
-        *operation.table, [&](size_t member) { return member == plan.member; }, steps, request_.equilibrium,
-        totals);
+        engine_, *operation.table, [&](size_t member) { return member == plan.member; }, steps,
+        request_.equilibrium, totals);
   }
   double whole = 0.0;
   for (size_t i = 0; i < states; ++i)

@@ -24,7 +24,6 @@ class OperationRunner {
   explicit OperationRunner(const PropagationRequest& request) noexcept
       : request_(request),
         engine_(request.engine),
-        tree_(*request.engine.tree),
         weighs_findings_(request.mode == tv_evidence_fast_retraction) {}
 
   // Of the schedule whose operations are run.
@@ -82,7 +81,6 @@ class OperationRunner {
 
   const PropagationRequest& request_;
   TreeEngine& engine_;
-  JunctionTree& tree_;
   Step* steps_ = nullptr;
   bool weighs_findings_;
 };

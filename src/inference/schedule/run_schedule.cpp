@@ -219,13 +219,14 @@ class Runner {
 
   static void find_some_potentials(void* context, size_t begin, size_t end) {
     const Schedule& schedule = static_cast<const Runner*>(context)->schedule_;
+    const TreeEngine& engine = static_cast<const Runner*>(context)->engine_;
     for (size_t p = begin; p < end; ++p) {
       const PotentialPlan& plan = *schedule.potentials[p].plan;
       const size_t step = schedule.potentials[p].step;
       if (step == kNone)
-        copy_potential(plan);
+        copy_potential(engine, plan);
       else
-        schedule.steps[step].operand = plan.table()->data.data() + observed_offset(plan);
+        schedule.steps[step].operand = plan.table()->data.data() + observed_offset(engine, plan);
     }
   }
 
@@ -251,9 +252,9 @@ tv_status_t _tv_check_norm_factor(double factor) noexcept {
   return tv_status_none;  // a negative factor is deliberately not reported
 }
 
-double probability_of_evidence(const Node& node, ptrdiff_t state, const tv_number_t* finding,
-                               tv_equilibrium_t equilibrium) noexcept {
-  const tv_number_t* belief = compiled(node).belief;
+double probability_of_evidence(const TreeEngine& engine, const Node& node, ptrdiff_t state,
+                               const tv_number_t* finding, tv_equilibrium_t equilibrium) noexcept {
+  const tv_number_t* belief = engine[node].belief;
   if (state >= 0) return static_cast<double>(belief[state]);
   if (state == kNoEvidence && equilibrium == tv_equilibrium_sum) return 1.0;
   double total = 0.0;
@@ -288,7 +289,7 @@ tv_status_t run_schedule(const PropagationRequest& request, const Schedule& sche
 tv_status_t _tv_jt_global_propagate(const PropagationRequest& request, size_t root) {
   TreeEngine& engine = request.engine;
   for (const uint32_t clique : engine.marked) {
-    if (engine.cliques[clique].measured || engine.tree->equilibrium == tv_equilibrium_none) continue;
+    if (engine.cliques[clique].measured || engine.equilibrium == tv_equilibrium_none) continue;
     engine.cliques[clique].measured = true;
     engine.measured.push_back(clique);
   }

@@ -49,7 +49,7 @@ tv_status_t _tv_check_norm_factor(double factor) noexcept;
 
 // The probability of a node's evidence under its present belief: `state` >= 0 selects one state,
 // kFindingVector weighs with `finding`, kNoEvidence gives 1 (for max the best entry).
-double probability_of_evidence(const Node& node, ptrdiff_t state, const tv_number_t* finding,
-                               tv_equilibrium_t equilibrium) noexcept;
+double probability_of_evidence(const TreeEngine& engine, const Node& node, ptrdiff_t state,
+                               const tv_number_t* finding, tv_equilibrium_t equilibrium) noexcept;
 
 }  // namespace tv

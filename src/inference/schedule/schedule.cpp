@@ -46,14 +46,14 @@ ScheduleSize distribute_size(const Clique& clique, size_t beliefs) noexcept {
 size_t beliefs_of(const Clique& clique) noexcept {
   return static_cast<size_t>(
       std::count_if(clique.members().begin(), clique.members().end(),
-                    [&](const Node* node) { return compiled(*node).belief_source().clique == &clique; }));
+                    [&](const Node* node) { return placement(*node).belief_source().clique == &clique; }));
 }
 
 // The same with those that are read from separators towards children.
 size_t beliefs_around(const Clique& clique) noexcept {
   size_t beliefs = 0;
   for (const Node* node : clique.members()) {
-    const BeliefSource source = compiled(*node).belief_source();
+    const BeliefSource source = placement(*node).belief_source();
     beliefs += source.clique == &clique || (source.separator && source.separator->parent == &clique);
   }
   return beliefs;

@@ -65,8 +65,9 @@ ScheduleCache::Found ScheduleCache::find(const TreeEngine& engine, tv_equilibriu
   };
   add(equilibrium == tv_equilibrium_max);
   for_each_with_evidence(engine, [&](const Node& node) {
-    const CompiledNode& data = compiled(node);
-    if (data.propagated_state != kNoEvidence) add(data.position * 2 + (data.propagated_state >= 0));
+    const NodeState& data = engine[node];
+    if (data.propagated_state != kNoEvidence)
+      add(placement(node).position * 2 + (data.propagated_state >= 0));
   });
   hash_ = hash;
   ++clock_;

@@ -47,9 +47,9 @@ void connect_marked(TreeEngine& engine) noexcept {
   open.clear();
 }
 
-bool holds_target(const NodeList& members) noexcept {
+bool holds_target(const TreeEngine& engine, const NodeList& members) noexcept {
   return std::any_of(members.begin(), members.end(),
-                     [](const Node* node) { return compiled(*node).is_target; });
+                     [&](const Node* node) { return engine[*node].is_target; });
 }
 
 }  // namespace
@@ -87,7 +87,7 @@ void extend_to_targets(TreeEngine& engine) noexcept {
   for (size_t i = 0; i < engine.order.size(); ++i)
     for (const LinkPlan& link : engine.cliques[engine.order[i]].links) {
       if (engine.cliques[link.neighbor].marked) continue;
-      if (!holds_target(*engine.separators[link.separator].old.members)) continue;
+      if (!holds_target(engine, *engine.separators[link.separator].old.members)) continue;
       mark_clique(engine, link.neighbor);
       engine.order.push_back(link.neighbor);
     }
@@ -98,15 +98,15 @@ void order_from(TreeEngine& engine, size_t root) noexcept {
 }
 
 void order_cliques_with(TreeEngine& engine, const Node& node) noexcept {
-  walk(engine, compiled(node).home->position,
+  walk(engine, placement(node).home->position,
        [&](const LinkPlan& link) { return engine.separators[link.separator].old.members->contains(&node); });
 }
 
 void add_target(TreeEngine& engine, const Node& node) noexcept {
-  CompiledNode& data = compiled(node);
+  NodeState& data = engine[node];
   if (data.is_target) return;
   data.is_target = true;
-  engine.targets.push_back(data.position);
+  engine.targets.push_back(placement(node).position);
 }
 
 void target_all_beliefs(TreeEngine& engine) noexcept {
@@ -115,7 +115,7 @@ void target_all_beliefs(TreeEngine& engine) noexcept {
 }
 
 void target_no_beliefs(TreeEngine& engine) noexcept {
-  for (const uint32_t position : engine.targets) compiled(*engine.tree->nodes[position]).is_target = false;
+  for (const uint32_t position : engine.targets) engine[*engine.tree->nodes[position]].is_target = false;
   engine.targets.clear();
 }
 

@@ -17,7 +17,7 @@ bool has_own_results(const Node& node) noexcept {
   return node.domain->counters.utility > 0 && node.category != tv_category_function;
 }
 
-bool tree_lacks_marginals(const JunctionTree& tree) noexcept { return !holds_marginals(tree); }
+bool tree_lacks_marginals(const TreeEngine& engine) noexcept { return !holds_marginals(engine); }
 
 // The least or greatest entry of a utility node's table; a node without numbers counts as zero.
 template <class Better>
@@ -31,15 +31,15 @@ tv_number_t extreme_utility(const Node* node, Better better) noexcept {
 
 }  // namespace
 
-double _tv_node_get_expected_utility(const Node& node, size_t state) noexcept {
-  const double* expected = compiled(node).expected_utility;
+double expected_utility(const InferenceState& all, const Node& node, size_t state) noexcept {
+  const double* expected = all[node].expected_utility;
   return expected ? expected[state] : 0.0;
 }
 
-double _tv_domain_get_expected_utility(const Domain& domain) noexcept {
+double total_expected_utility(const InferenceState& all) noexcept {
   double sum = 0.0;
-  for (const Node& node : domain.nodes)
-    if (is_utility(&node)) sum += _tv_node_get_expected_utility(node, 0);
+  for (const Node& node : all.domain->nodes)
+    if (is_utility(&node)) sum += expected_utility(all, node, 0);
   return sum;
 }
 
@@ -50,9 +50,10 @@ tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state) {
   const tv::Node* source = tv::node_with_results(node, is_valid);
   if (!source) return -1;
   if (!tv::has_own_results(*source) &&
-      !tv::require(tv::holds_marginals(*tv::result_tree(*source)), tv_status_usage))
+      !tv::require(tv::holds_marginals(*tv::result_engine(tv::own_state(*source->domain), *source)),
+                   tv_status_usage))
     return -1;
-  return static_cast<tv_number_t>(tv::_tv_node_get_expected_utility(*source, state));
+  return static_cast<tv_number_t>(tv::expected_utility(tv::own_state(*source->domain), *source, state));
 }
 
 tv_number_t tv_node_get_min_utility(const tv_node_t* node) {
@@ -65,11 +66,11 @@ tv_number_t tv_node_get_max_utility(const tv_node_t* node) {
 
 double tv_node_get_variance_of_utility(const tv_node_t* node) {
   const tv::Node* source = tv::node_with_results(node, tv::is_utility(node));
-  return source ? tv::_tv_node_get_expected_utility(*source, 1) : -1;
+  return source ? tv::expected_utility(tv::own_state(*source->domain), *source, 1) : -1;
 }
 
 double tv_domain_get_expected_utility(const tv_domain_t* domain) {
   if (!tv::check_equilibrium(domain)) return -1;
-  if (domain->counters.utility > 0) return tv::_tv_domain_get_expected_utility(*domain);
+  if (domain->counters.utility > 0) return tv::total_expected_utility(tv::own_state(*domain));
   return tv::require(!tv::any_tree(*domain, tv::tree_lacks_marginals), tv_status_usage) ? 0 : -1;
 }

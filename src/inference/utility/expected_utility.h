@@ -1,16 +1,16 @@
 // Expected utilities that propagation has left with the nodes of a compiled domain.
 #pragma once
 
-#include "compile/forest.h"
+#include "inference/state.h"
 
 namespace tv {
 
 // Of a state of a discrete node: the utility of its whole tree given the state and the evidence, 0 for an
 // impossible state. Of a utility node: its expectation (0) and its variance (1). 0 in a tree without
 // utilities.
-double _tv_node_get_expected_utility(const Node& node, size_t state) noexcept;
+double expected_utility(const InferenceState& all, const Node& node, size_t state) noexcept;
 
 // The sum over the utility nodes.
-double _tv_domain_get_expected_utility(const Domain& domain) noexcept;
+double total_expected_utility(const InferenceState& all) noexcept;
 
 }  // namespace tv

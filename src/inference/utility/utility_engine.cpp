@@ -51,7 +51,7 @@ Sizes sizes_of(const JunctionTree& tree) noexcept {
     const Clique& clique = *tree.cliques[c];
     size_t homes = 0, states = 0;
     for (const Node* member : clique.members())
-      if (compiled(*member).home == &clique) {
+      if (placement(*member).home == &clique) {
         ++homes;
         states += member->number_of_states;
       }
@@ -144,7 +144,7 @@ void add_homes(UtilityClique& work, Parts& parts) noexcept {
   const NodeList& members = work.clique->members();
   UtilityMember* const first = parts.homes;
   for (size_t m = 0; m < members.size(); ++m) {
-    if (compiled(*members[m]).home != work.clique) continue;
+    if (placement(*members[m]).home != work.clique) continue;
     UtilityMember& home = *parts.homes++;
     home.node = members[m];
     home.member = m;
@@ -173,13 +173,27 @@ void build_cliques(UtilityEngine& engine) noexcept {
   }
 }
 
+void place_results(UtilityEngine& engine) noexcept {
+  double* next = engine.expected.data();
+  const auto give = [&](Node& node) {
+    engine[node].expected_utility = next;
+    next += states_of(node);
+  };
+  for (Node* node : engine.tree->nodes)
+    if (node->category != tv_category_utility) give(*node);
+  for (const UtilityOperand& operand : engine.operands)
+    if (operand.is_utility()) give(*operand.node);
+}
+
 }  // namespace
 
-std::unique_ptr<UtilityEngine> new_utility_engine(JunctionTree& tree) {
+std::unique_ptr<UtilityEngine> new_utility_engine(TreeEngine& probabilities) {
+  const JunctionTree& tree = *probabilities.tree;
   if (!has_utilities(tree)) return nullptr;
   const Sizes sizes = sizes_of(tree);
   auto engine = std::make_unique<UtilityEngine>();
   engine->tree = &tree;
+  engine->probabilities = &probabilities;
   engine->cliques.resize(tree.clique_count());
   engine->operands.resize(sizes.operands);
   engine->links.resize(sizes.links);
@@ -197,6 +211,7 @@ std::unique_ptr<UtilityEngine> new_utility_engine(JunctionTree& tree) {
   engine->path.reserve(tree.clique_count());
   build_cliques(*engine);
   join_links(*engine);
+  place_results(*engine);
   return engine;
 }
 
@@ -216,35 +231,21 @@ size_t utility_engine_bytes(const JunctionTree& tree) noexcept {
       size_add(size_multiply(numbers, sizeof(double)), size_multiply(exponents, sizeof(int32_t))));
 }
 
-void attach_utilities(UtilityEngine& engine) noexcept {
-  double* next = engine.expected.data();
-  const auto give = [&next](Node& node) {
-    compiled(node).expected_utility = next;
-    next += states_of(node);
-  };
-  for (Node* node : engine.tree->nodes)
-    if (node->category != tv_category_utility) give(*node);
-  for (const UtilityOperand& operand : engine.operands)
-    if (operand.is_utility()) give(*operand.node);
-  for (size_t c = 0; c < engine.tree->clique_count(); ++c) {
-    Clique& clique = *engine.tree->cliques[c];
+void attach_utilities(const JunctionTree& tree) noexcept {
+  for (size_t c = 0; c < tree.clique_count(); ++c) {
+    Clique& clique = *tree.cliques[c];
     clique.utility_table->materialize = materialize_utilities;
     clique.utility_table->materialize_source = &clique;
   }
 }
 
-void detach_utilities(JunctionTree& tree) noexcept {
+void detach_utilities(const JunctionTree& tree) noexcept {
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     Clique& clique = *tree.cliques[c];
     if (!clique.utility_table) continue;
     clique.utility_table->materialize = nullptr;
     clique.utility_table->data.reset();
-    for (const Node* node : clique.potentials) compiled(*node).expected_utility = nullptr;
   }
-}
-
-UtilityEngine* utilities_of(const JunctionTree& tree) noexcept {
-  return tree.engine ? tree.engine->utilities.get() : nullptr;
 }
 
 }  // namespace tv

@@ -13,7 +13,7 @@
 #include <span>
 #include <vector>
 
-#include "compile/forest.h"
+#include "inference/engine.h"
 #include "inference/saved_tables.h"
 #include "tables/kernels/product_pass.h"
 
@@ -67,7 +67,11 @@ struct UtilityClique {
 };
 
 struct UtilityEngine {
-  JunctionTree* tree = nullptr;
+  const JunctionTree* tree = nullptr;
+  TreeEngine* probabilities = nullptr;  // of the same tree: it holds the evidence, too
+
+  NodeState& operator[](const Node& node) const noexcept { return (*probabilities)[node]; }
+
   std::vector<UtilityClique> cliques;  // by position in the tree
   std::vector<UtilityOperand> operands;
   std::vector<UtilityLink> links;
@@ -94,21 +98,19 @@ struct UtilityEngine {
 };
 
 // Null for a tree without utility nodes.
-std::unique_ptr<UtilityEngine> new_utility_engine(JunctionTree& tree);
+std::unique_ptr<UtilityEngine> new_utility_engine(TreeEngine& probabilities);
 size_t utility_engine_bytes(const JunctionTree& tree) noexcept;
 
-// Sets or clears the pointers from the nodes and the clique tables of the tree to their results.
-void attach_utilities(UtilityEngine& engine) noexcept;
-void detach_utilities(JunctionTree& tree) noexcept;
-
-UtilityEngine* utilities_of(const JunctionTree& tree) noexcept;  // null for a tree without utility nodes
+// The clique utility tables show the results of the domain's own state, or nothing.
+void attach_utilities(const JunctionTree& tree) noexcept;
+void detach_utilities(const JunctionTree& tree) noexcept;
 
 // Invalidates all messages: the tables of the tree have changed, or its evidence as a whole.
-void forget_utilities(JunctionTree& tree) noexcept;
+void forget_utilities(TreeEngine& probabilities) noexcept;
 
 // Brings the expected utilities in line with the evidence that was propagated. `changed` lists the nodes
 // whose evidence differs from that of the last time.
-void update_expected_utilities(JunctionTree& tree, std::span<Node* const> changed) noexcept;
+void update_expected_utilities(TreeEngine& probabilities, std::span<Node* const> changed) noexcept;
 
 // Sets shapes and strides to those of the observed states where these have changed, and marks such cliques as
 // dirty. Whether a state is observed depends on the tree's evidence mode.
@@ -118,11 +120,12 @@ void shape_utilities(UtilityEngine& engine) noexcept;
 void refresh_operand(const UtilityClique& work, UtilityOperand& operand) noexcept;
 
 // Offset of the observed states within an operand's table.
-size_t known_offset(const UtilityClique& work, const UtilityOperand& operand) noexcept;
+size_t known_offset(const UtilityEngine& engine, const UtilityClique& work,
+                    const UtilityOperand& operand) noexcept;
 
 // Whether the operand is a factor: the policy of a decision with evidence is none, nor is a node without a
 // table.
-bool counts(const UtilityOperand& operand) noexcept;
+bool counts(const UtilityEngine& engine, const UtilityOperand& operand) noexcept;
 
 // The position of a node's table among the operands; kNone where it is none of them.
 size_t operand_of(const UtilityEngine& engine, const Node& node) noexcept;

@@ -11,8 +11,8 @@ namespace tv {
 namespace {
 
 // Whether the node has a finding that does not reduce the shapes.
-bool has_finding(const Node& node) noexcept {
-  const CompiledNode& data = compiled(node);
+bool has_finding(const UtilityEngine& engine, const Node& node) noexcept {
+  const NodeState& data = engine[node];
   return data.propagated_state != kNoEvidence && data.known_state < 0;
 }
 
@@ -91,8 +91,8 @@ size_t add_states(UtilityEngine& engine, const UtilityMember& home, size_t used)
   return used + 2 * states;
 }
 
-void store_states(const UtilityMember& home, const double* totals) noexcept {
-  const CompiledNode& data = compiled(*home.node);
+void store_states(const UtilityEngine& engine, const UtilityMember& home, const double* totals) noexcept {
+  const NodeState& data = engine[*home.node];
   const size_t states = home.node->number_of_states;
   // An observed state has no dimension: its sums are in the first entry.
   if (data.known_state >= 0) {
@@ -105,8 +105,8 @@ void store_states(const UtilityMember& home, const double* totals) noexcept {
 
 void add_moments(UtilityEngine& engine, UtilityClique& work) noexcept {
   for (UtilityOperand& operand : work.operands) {
-    if (!operand.is_utility() || !counts(operand)) continue;
-    const float* values = operand.table()->data.data() + known_offset(work, operand);
+    if (!operand.is_utility() || !counts(engine, operand)) continue;
+    const float* values = operand.table()->data.data() + known_offset(engine, work, operand);
     engine.pass.moments.push_back({&operand.map, values, static_cast<double>(*values)});
   }
 }
@@ -115,9 +115,9 @@ void store_moments(const UtilityEngine& engine, const UtilityClique& work) noexc
   size_t next = 0;
   for (const UtilityOperand& operand : work.operands) {
     if (!operand.is_utility()) continue;
-    double* result = compiled(*operand.node).expected_utility;
+    double* result = engine[*operand.node].expected_utility;
     result[0] = result[1] = 0.0;
-    if (!counts(operand)) continue;
+    if (!counts(engine, operand)) continue;
     const PassMoments& moments = engine.pass.moments[next++];
     const double first = conditional(moments.first, engine.pass.mass);
     result[0] = conditional(moments.total, engine.pass.mass);
@@ -127,14 +127,14 @@ void store_moments(const UtilityEngine& engine, const UtilityClique& work) noexc
 
 // Nodes whose own finding is to be left out: their answers rest on all evidence but it.
 bool is_read_apart(const UtilityEngine& engine, const Node& node) noexcept {
-  return engine.mode == tv_evidence_fast_retraction && has_finding(node);
+  return engine.mode == tv_evidence_fast_retraction && has_finding(engine, node);
 }
 
 void read_apart(UtilityEngine& engine, size_t clique, const UtilityMember& home) noexcept {
   prepare_pass(engine, clique, {.finding = home.node});
   add_states(engine, home, 0);
   engine.pass.run(engine.cliques[clique].shape);
-  store_states(home, engine.totals.data());
+  store_states(engine, home, engine.totals.data());
 }
 
 void read_clique(UtilityEngine& engine, size_t clique) noexcept {
@@ -149,7 +149,7 @@ void read_clique(UtilityEngine& engine, size_t clique) noexcept {
   used = 0;
   for (const UtilityMember& home : work.homes) {
     if (is_read_apart(engine, *home.node)) continue;
-    store_states(home, engine.totals.data() + used);
+    store_states(engine, home, engine.totals.data() + used);
     used += 2 * home.node->number_of_states;
   }
   store_moments(engine, work);
@@ -159,9 +159,9 @@ void read_clique(UtilityEngine& engine, size_t clique) noexcept {
 
 void copy_findings(UtilityEngine& engine) noexcept {
   for (UtilityMember& home : engine.homes)
-    if (has_finding(*home.node))
+    if (has_finding(engine, *home.node))
       for (size_t s = 0; s < home.node->number_of_states; ++s)
-        home.finding[s] = _tv_node_get_propagated_finding(*home.node, s);
+        home.finding[s] = finding_that_is_propagated(*home.node, engine[*home.node], s);
 }
 
 double largest_utility(const Node& node) noexcept {
@@ -177,13 +177,13 @@ void prepare_pass(UtilityEngine& engine, size_t clique, const Omissions& omitted
   UtilityClique& work = engine.cliques[clique];
   engine.pass.clear();
   for (UtilityOperand& operand : work.operands) {
-    if ((omitted.table && operand.node == omitted.table) || !counts(operand)) continue;
+    if ((omitted.table && operand.node == omitted.table) || !counts(engine, operand)) continue;
     refresh_operand(work, operand);
-    const float* numbers = operand.table()->data.data() + known_offset(work, operand);
+    const float* numbers = operand.table()->data.data() + known_offset(engine, work, operand);
     (operand.is_utility() ? engine.pass.terms : engine.pass.factors).push_back({&operand.map, numbers});
   }
   for (const UtilityMember& home : work.homes)
-    if (home.node != omitted.finding && has_finding(*home.node))
+    if (home.node != omitted.finding && has_finding(engine, *home.node))
       engine.pass.factors.push_back({&home.map, home.finding});
   for (size_t l = 0; l < work.links.size(); ++l) {
     const UtilityLink& link = work.links[l];
@@ -223,24 +223,24 @@ void invalidate_messages(UtilityEngine& engine, size_t clique) noexcept {
     invalidate_all_but(engine.path[i].clique, engine.path[i].link);
 }
 
-void forget_utilities(JunctionTree& tree) noexcept {
-  if (UtilityEngine* engine = utilities_of(tree)) {
+void forget_utilities(TreeEngine& probabilities) noexcept {
+  if (UtilityEngine* const engine = probabilities.utilities.get()) {
     engine->stale = true;
     engine->saved_tables.clear();
     ++engine->version;
   }
 }
 
-void update_expected_utilities(JunctionTree& tree, std::span<Node* const> changed) noexcept {
-  UtilityEngine* const engine = utilities_of(tree);
+void update_expected_utilities(TreeEngine& probabilities, std::span<Node* const> changed) noexcept {
+  UtilityEngine* const engine = probabilities.utilities.get();
   if (!engine) return;
-  if (engine->mode != tree.mode)
+  if (engine->mode != probabilities.mode)
     engine->stale = true;  // between the modes, findings become shapes or the reverse
   if (changed.empty() && !engine->stale) return;
-  engine->mode = tree.mode;
+  engine->mode = probabilities.mode;
   shape_utilities(*engine);
   copy_findings(*engine);
-  for (const Node* node : changed) engine->cliques[compiled(*node).home->position].dirty = true;
+  for (const Node* node : changed) engine->cliques[placement(*node).home->position].dirty = true;
   if (engine->stale) {
     engine->scale = 0.0;
     for (UtilityLink& link : engine->links) link.valid = false;
@@ -274,14 +274,14 @@ void share_exponent(double* utilities, double* masses, const int32_t* exponents,
 
 void sum_over_family(UtilityEngine& engine, const Node& decision, double* utilities, double* masses,
                      int32_t* exponents) noexcept {
-  const size_t clique = compiled(decision).assigned->position;
+  const size_t clique = placement(decision).assigned->position;
   UtilityClique& work = engine.cliques[clique];
   collect_utilities(engine, clique);
   prepare_pass(engine, clique, {.table = &decision});
   for (UtilityOperand& operand : work.operands) {
     if (operand.node != &decision) continue;
     refresh_operand(work, operand);
-    const size_t offset = known_offset(work, operand);
+    const size_t offset = known_offset(engine, work, operand);
     engine.pass.targets.push_back({&operand.map, masses + offset, utilities + offset, exponents + offset});
   }
   engine.pass.run(work.shape);

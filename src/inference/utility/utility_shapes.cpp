@@ -13,17 +13,19 @@ namespace {
 // Under fast retraction a selected state is a finding like others: it is left out where the node is asked for
 // what follows from all evidence but its own.
 ptrdiff_t known_state(const UtilityEngine& engine, const Node& node) noexcept {
-  const ptrdiff_t state = compiled(node).propagated_state;
+  const ptrdiff_t state = engine[node].propagated_state;
   return engine.mode == tv_evidence_normal && state >= 0 ? state : kNoEvidence;
 }
 
-bool is_known(const Node& node) noexcept { return compiled(node).known_state >= 0; }
+bool is_known(const UtilityEngine& engine, const Node& node) noexcept {
+  return engine[node].known_state >= 0;
+}
 
-void set_shape(UtilityClique& work) noexcept {
+void set_shape(const UtilityEngine& engine, UtilityClique& work) noexcept {
   const NodeList& members = work.clique->members();
   size_t dimensions = 0;
   for (size_t m = 0; m < members.size(); ++m) {
-    const bool spans = !is_known(*members[m]) && members[m]->number_of_states > 1;
+    const bool spans = !is_known(engine, *members[m]) && members[m]->number_of_states > 1;
     work.dimension_of[m] = spans ? dimensions : kNone;
     if (spans) work.shape.counts[dimensions++] = members[m]->number_of_states;
   }
@@ -31,12 +33,12 @@ void set_shape(UtilityClique& work) noexcept {
   measure_whole_blocks(work.shape);
 }
 
-void plan_link(const UtilityClique& work, UtilityLink& link) noexcept {
+void plan_link(const UtilityEngine& engine, const UtilityClique& work, UtilityLink& link) noexcept {
   const NodeList& members = work.clique->members();
   const auto step_of = [&](size_t position) {  // in the separator without the observed members
     size_t step = 1;
     for (size_t s = position + 1; s < link.members->size(); ++s)
-      if (!is_known(*(*link.members)[s])) step *= (*link.members)[s]->number_of_states;
+      if (!is_known(engine, *(*link.members)[s])) step *= (*link.members)[s]->number_of_states;
     return step;
   };
   for (size_t m = 0; m < members.size(); ++m)
@@ -60,7 +62,7 @@ void plan_operand(const UtilityClique& work, UtilityOperand& operand) noexcept {
 bool state_changes(const UtilityEngine& engine, const UtilityClique& work) noexcept {
   const NodeList& members = work.clique->members();
   return std::any_of(members.begin(), members.end(), [&](const Node* member) {
-    return compiled(*member).known_state != known_state(engine, *member);
+    return engine[*member].known_state != known_state(engine, *member);
   });
 }
 
@@ -68,12 +70,12 @@ bool state_changes(const UtilityEngine& engine, const UtilityClique& work) noexc
 
 void shape_utilities(UtilityEngine& engine) noexcept {
   for (UtilityClique& work : engine.cliques) work.dirty = engine.stale || state_changes(engine, work);
-  for (const Node* node : engine.tree->nodes) compiled(*node).known_state = known_state(engine, *node);
+  for (const Node* node : engine.tree->nodes) engine[*node].known_state = known_state(engine, *node);
   for (UtilityClique& work : engine.cliques) {
     if (!work.dirty) continue;
-    set_shape(work);
+    set_shape(engine, work);
     for (UtilityOperand& operand : work.operands) plan_operand(work, operand);
-    for (UtilityLink& link : work.links) plan_link(work, link);
+    for (UtilityLink& link : work.links) plan_link(engine, work, link);
     for (UtilityMember& home : work.homes) plan_home(work, home);
   }
 }
@@ -89,21 +91,22 @@ void refresh_operand(const UtilityClique& work, UtilityOperand& operand) noexcep
   plan_operand(work, operand);
 }
 
-size_t known_offset(const UtilityClique& work, const UtilityOperand& operand) noexcept {
+size_t known_offset(const UtilityEngine& engine, const UtilityClique& work,
+                    const UtilityOperand& operand) noexcept {
   size_t offset = 0;
   for (size_t m = 0; m < work.clique->members().size(); ++m)
-    if (const ptrdiff_t state = compiled(*work.clique->members()[m]).known_state; state > 0)
+    if (const ptrdiff_t state = engine[*work.clique->members()[m]].known_state; state > 0)
       offset += operand.strides[m] * static_cast<size_t>(state);
   return offset;
 }
 
-bool counts(const UtilityOperand& operand) noexcept {
+bool counts(const UtilityEngine& engine, const UtilityOperand& operand) noexcept {
   const Table* table = operand.table();
-  return table && has_data(*table) && !(operand.node && compiled(*operand.node).policy_left_out);
+  return table && has_data(*table) && !(operand.node && engine[*operand.node].policy_left_out);
 }
 
 size_t operand_of(const UtilityEngine& engine, const Node& node) noexcept {
-  const Clique* const clique = compiled(node).assigned;
+  const Clique* const clique = placement(node).assigned;
   if (!clique) return kNone;
   const std::span<UtilityOperand> operands = engine.cliques[clique->position].operands;
   const auto found = std::find_if(operands.begin(), operands.end(),

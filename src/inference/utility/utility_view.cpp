@@ -12,13 +12,13 @@ namespace {
 
 // Calls `visit` with the position of each entry of the clique's present shape in the full table, in order.
 template <class Visit>
-void for_each_entry(const UtilityClique& work, Visit visit) {
+void for_each_entry(const UtilityEngine& engine, const UtilityClique& work, Visit visit) {
   const NodeList& members = work.clique->members();
   std::vector<size_t> strides(work.shape.dimensions);
   size_t stride = 1, place = 0;
   for (size_t m = members.size(); m-- > 0; stride *= members[m]->number_of_states) {
     if (work.dimension_of[m] != kNone) strides[work.dimension_of[m]] = stride;
-    if (const ptrdiff_t known = compiled(*members[m]).known_state; known > 0)
+    if (const ptrdiff_t known = engine[*members[m]].known_state; known > 0)
       place += stride * static_cast<size_t>(known);
   }
   std::vector<size_t> position(work.shape.dimensions, 0);
@@ -42,9 +42,9 @@ size_t entry_of(const UtilityClique& work, const UtilityOperand& operand, size_t
   return entry;
 }
 
-void add_own_utilities(UtilityClique& work, Table& full) noexcept {
+void add_own_utilities(const UtilityEngine& engine, UtilityClique& work, Table& full) noexcept {
   for (UtilityOperand& operand : work.operands) {
-    if (!operand.is_utility() || !counts(operand)) continue;
+    if (!operand.is_utility() || !counts(engine, operand)) continue;
     refresh_operand(work, operand);
     for (size_t i = 0; i < full.size; ++i) full.data[i] += operand.table()->data[entry_of(work, operand, i)];
   }
@@ -62,7 +62,7 @@ void scatter_utilities(UtilityEngine& engine, size_t clique, Table& full) {
   engine.pass.targets.push_back({&whole, masses.data(), utilities.data(), exponents.data()});
   engine.pass.run(work.shape);
   size_t i = 0;
-  for_each_entry(work, [&](size_t place) {
+  for_each_entry(engine, work, [&](size_t place) {
     if (masses[i] > 0.0) full.data[place] = static_cast<tv_number_t>(utilities[i] / masses[i]);
     ++i;
   });
@@ -72,7 +72,7 @@ void scatter_utilities(UtilityEngine& engine, size_t clique, Table& full) {
 
 tv_status_t materialize_utilities(Table& table) {
   const Clique& clique = *static_cast<const Clique*>(table.materialize_source);
-  UtilityEngine& engine = *utilities_of(*clique.tree);
+  UtilityEngine& engine = *clique.tree->engine->utilities;
   UtilityClique& work = engine.cliques[clique.position];
   if (has_data(table) && work.materialized == engine.version) return tv_status_none;
   if (engine.saved_tables.are_lost) return tv_status_no_equilibrium;
@@ -80,7 +80,7 @@ tv_status_t materialize_utilities(Table& table) {
   std::fill(table.data.begin(), table.data.end(), 0.0f);
   work.materialized = kNone;  // should memory run out on the way
   if (engine.stale) {
-    add_own_utilities(work, table);
+    add_own_utilities(engine, work, table);
   } else {
     const FormerNumbers numbers(engine.saved_tables,
                                 [&](size_t place) { return engine.operands[place].node->table.get(); });
