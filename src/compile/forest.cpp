@@ -6,11 +6,6 @@
 
 namespace tv {
 
-void _tv_uncompile_domain_safely(Domain& domain) noexcept {
-  domain.compiled = false;
-  domain.forest.reset();
-}
-
 JunctionTree* tree_of(const Node& node) noexcept {
   const Node& answering = node.linked_node ? *node.linked_node : node;
   if (!answering.domain || !answering.domain->forest) return nullptr;

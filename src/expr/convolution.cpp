@@ -148,9 +148,10 @@ tv_status_t aggregate_masses(const DistributionValue& aggregate, Node& child, Tr
   }
   Node& number = *aggregate.number;
   if (tv_status_t status = check_nodes(number, *aggregate.summand, child, trace)) return status;
+  const PropagationResults& results = results_of(number);
   std::vector<double> counts, beliefs;
-  if (tv_status_t status = result_beliefs(number, counts)) return status;
-  if (tv_status_t status = result_beliefs(*aggregate.summand, beliefs)) return status;
+  if (tv_status_t status = results.beliefs(number, counts)) return status;
+  if (tv_status_t status = results.beliefs(*aggregate.summand, beliefs)) return status;
 
   const std::vector<Span> summand = spans_of(*aggregate.summand, beliefs);
   std::vector<Span> sums{{0, 0, 1}};

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "expr/operators.h"
-#include "network/model.h"
+#include "network/node.h"
 
 struct tv_expression_s {
   tv_operator_t op = tv_operator_number;

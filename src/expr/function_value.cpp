@@ -46,14 +46,14 @@ tv_status_t known_model_index(const Model& model, size_t& index) {
   index = 0;
   for (const Node* node : model.nodes) {
     size_t state;
-    if (tv_status_t status = result_state(*node, state)) return status;
+    if (tv_status_t status = results_of(*node).state(*node, state)) return status;
     index = index * node->number_of_states + state;
   }
   return tv_status_none;
 }
 
 tv_status_t FunctionValues::number(Node& node, double& number) {
-  if (!is_real_valued_function(node)) return result_number(node, number);
+  if (!is_real_valued_function(node)) return results_of(node).number(node, number);
   const Outcome& outcome = function(node);
   number = outcome.value;
   return outcome.status;
@@ -62,9 +62,10 @@ tv_status_t FunctionValues::number(Node& node, double& number) {
 tv_status_t FunctionValues::evaluate_parent(Node& parent) {
   double number;
   size_t state;
+  const PropagationResults& results = results_of(parent);
   if (!is_discrete(parent) || type_of_states(parent) == ValueType::numeric)
-    return result_number(parent, number);
-  return result_state(parent, state);
+    return results.number(parent, number);
+  return results.state(parent, state);
 }
 
 // Functions among the parents first, without recursion however long the chain is.

@@ -28,9 +28,18 @@ bool is_node_of(const Domain& domain, const Expression& expression) {
 
 }  // namespace
 
+ModelOwner empty_model(Node& owner) {
+  return {new Model(owner), [](Model* model) { delete model; }};
+}
+
+void mark_stale(Model& model) noexcept {
+  model.stale = true;
+  if (!is_real_valued_function(*model.node)) model.node->domain->hooks->touch_table(*model.node);
+}
+
 tv_status_t new_model(Node& node, const NodeList& model_nodes) {
   if (node.model || !can_have_model(node)) return store_status(tv_status_usage);
-  auto model = std::make_unique<Model>(node);
+  ModelOwner model = empty_model(node);
   for (Node* parent : model_nodes) {
     if (!is_discrete(*parent) || !node.parents.contains(parent) || model->nodes.contains(parent))
       return store_status(tv_status_usage);

@@ -3,9 +3,8 @@
 
 #include "api/memory.h"
 #include "expr/expression.h"
+#include "expr/model.h"
 #include "network/domain.h"
-#include "network/model.h"
-#include "network/node_operations.h"
 
 namespace tv {
 namespace {
@@ -100,23 +99,16 @@ void reorder_weights(Expression& expression, const size_t* order, size_t count) 
   }
 }
 
-}  // namespace
-
-ModelChanges::ModelChanges() = default;
-ModelChanges::~ModelChanges() = default;
-
 // Calls build(contents) for the new contents of a model; nothing but the model's node is set in them.
 template <class Build>
-void ModelChanges::rebuild(Model& model, Build build) {
-  auto contents = std::make_unique<Model>(*model.node);
+void rebuild(ModelChanges& changes, Model& model, Build build) {
+  ModelOwner contents = empty_model(*model.node);
   build(*contents);
-  changes_.push_back({&model, std::move(contents)});
+  changes.push_back({&model, std::move(contents)});
 }
 
-void ModelChanges::remove_parent(Node& child, const Node& parent) {
-  if (!child.model) return;
-  const Model& model = *child.model;
-  rebuild(*child.model, [&](Model& contents) {
+void leave_model(ModelChanges& changes, Model& model, const Node& parent) {
+  rebuild(changes, model, [&](Model& contents) {
     contents.nodes = model.nodes;
     if (model.nodes.contains(&parent)) {
       change_dimension(model, &parent, 1, contents, [](size_t) { return size_t{0}; });
@@ -128,15 +120,25 @@ void ModelChanges::remove_parent(Node& child, const Node& parent) {
   });
 }
 
-void ModelChanges::remove_node(const Node& node) {
-  for (Node& other : node.domain->nodes)
-    if (&other != &node && other.model && mentions_anywhere(*other.model, &node)) remove_parent(other, node);
+ModelChanges without_parent(Node& child, const Node& parent) {
+  ModelChanges changes;
+  if (child.model) leave_model(changes, *child.model, parent);
+  return changes;
 }
 
-void ModelChanges::replace_parent(Node& child, const Node& old_parent, Node& new_parent) {
-  if (!child.model) return;
+ModelChanges without_node(const Node& node) {
+  ModelChanges changes;
+  for (Node& other : node.domain->nodes)
+    if (&other != &node && other.model && mentions_anywhere(*other.model, &node))
+      leave_model(changes, *other.model, node);
+  return changes;
+}
+
+ModelChanges with_other_parent(Node& child, const Node& old_parent, Node& new_parent) {
+  ModelChanges changes;
+  if (!child.model) return changes;
   const Model& model = *child.model;
-  rebuild(*child.model, [&](Model& contents) {
+  rebuild(changes, *child.model, [&](Model& contents) {
     contents.nodes = model.nodes;
     contents.nodes.replace(&old_parent, &new_parent);
     copy_expressions(model, contents);
@@ -146,30 +148,34 @@ void ModelChanges::replace_parent(Node& child, const Node& old_parent, Node& new
                               [&](Node* node) { return node == &old_parent ? &new_parent : node; });
     });
   });
+  return changes;
 }
 
-void ModelChanges::change_states(const Node& node, size_t count) {
-  if (node.model) changes_.push_back({node.model.get(), nullptr});
+ModelChanges with_states(const Node& node, size_t count) {
+  ModelChanges changes;
+  if (node.model) changes.push_back({node.model.get(), {nullptr, nullptr}});
   for (Node* child : node.children) {
     if (!child->model) continue;
     const Model& model = *child->model;
     if (!model.nodes.contains(&node)) {
-      changes_.push_back({child->model.get(), nullptr});
+      changes.push_back({child->model.get(), {nullptr, nullptr}});
       continue;
     }
-    rebuild(*child->model, [&](Model& contents) {
+    rebuild(changes, *child->model, [&](Model& contents) {
       contents.nodes = model.nodes;
       change_dimension(model, &node, count, contents, [](size_t i) { return i; });
     });
   }
+  return changes;
 }
 
-void ModelChanges::reorder_states(const Node& node, const size_t* order) {
+ModelChanges with_reordered_states(const Node& node, const size_t* order) {
+  ModelChanges changes;
   const size_t count = node.number_of_states;
   for (Node* child : node.children) {
     if (!child->model) continue;
     const Model& model = *child->model;
-    rebuild(*child->model, [&](Model& contents) {
+    rebuild(changes, *child->model, [&](Model& contents) {
       contents.nodes = model.nodes;
       if (model.nodes.contains(&node))
         change_dimension(model, &node, count, contents, [order](size_t i) { return order[i]; });
@@ -177,8 +183,8 @@ void ModelChanges::reorder_states(const Node& node, const size_t* order) {
         copy_expressions(model, contents);
     });
   }
-  if (!node.model) return;
-  rebuild(*node.model, [&](Model& contents) {
+  if (!node.model) return changes;
+  rebuild(changes, *node.model, [&](Model& contents) {
     contents.nodes = node.model->nodes;
     copy_expressions(*node.model, contents);
     replace_expressions(contents, [&](const Expression& expression) -> ExpressionOwner {
@@ -188,10 +194,11 @@ void ModelChanges::reorder_states(const Node& node, const size_t* order) {
       return copy;
     });
   });
+  return changes;
 }
 
-void ModelChanges::commit() noexcept {
-  for (Change& change : changes_) {
+void commit(ModelChanges& changes) noexcept {
+  for (ModelChange& change : changes) {
     Model& model = *change.model;
     if (change.contents) {
       std::swap(model.nodes, change.contents->nodes);
@@ -200,22 +207,17 @@ void ModelChanges::commit() noexcept {
     }
     mark_stale(model);
   }
-  changes_.clear();
+  changes.clear();
 }
 
-void mark_stale(Model& model) noexcept {
-  model.stale = true;
-  if (!is_real_valued_function(*model.node)) _tv_node_touch_table(*model.node);
-}
-
-void mark_models_stale(const Node& node) noexcept {
+void mark_all_stale(const Node& node) noexcept {
   if (node.model) mark_stale(*node.model);
   for (Node* child : node.children)
     if (child->model) mark_stale(*child->model);
 }
 
-std::unique_ptr<Model> copy_model(const Model& model, Node& owner, const NodeMap& map) {
-  auto copy = std::make_unique<Model>(owner);
+ModelOwner copy_model(const Model& model, Node& owner, const NodeMap& map) {
+  ModelOwner copy = empty_model(owner);
   copy->nodes = model.nodes;
   for (Node* node : model.nodes) copy->nodes.replace(node, map(node));
   copy->size = model.size;
@@ -227,5 +229,17 @@ std::unique_ptr<Model> copy_model(const Model& model, Node& owner, const NodeMap
     if (model.expressions[i]) hold(*copy, i, clone_expression(*model.expressions[i], map).release());
   return copy;
 }
+
+}  // namespace
+
+const ModelHooks kModelHooks = {.without_parent = without_parent,
+                                .without_node = without_node,
+                                .with_other_parent = with_other_parent,
+                                .with_states = with_states,
+                                .with_reordered_states = with_reordered_states,
+                                .commit = commit,
+                                .mark_stale = mark_stale,
+                                .mark_all_stale = mark_all_stale,
+                                .copy = copy_model};
 
 }  // namespace tv

@@ -11,6 +11,7 @@
 #include "api/boundary.h"
 #include "expr/convolution.h"
 #include "expr/evaluator.h"
+#include "expr/model.h"
 #include "expr/results.h"
 #include "expr/state_values.h"
 #include "network/node_operations.h"
@@ -115,14 +116,14 @@ class TableGenerator {
     if (tv_status_t status = fill(table)) return status;
     trace_.flush();
     if (tv_status_t status = trace_.status()) return status;
-    keep_potential(node_);
+    node_.domain->hooks->keep_potential(node_);
     if (has_data(table))  // the host may hold a pointer to them
       std::copy(numbers.begin(), numbers.end(), table.data.begin());
     else
       install(table, std::move(numbers), std::move(made));
     model_.inputs.swap(inputs);
     model_.stale = false;
-    _tv_node_touch_table(node_);
+    node_.domain->hooks->touch_table(node_);
     return tv_status_none;
   }
 
@@ -439,7 +440,7 @@ tv_status_t current_inputs(Node& node, std::vector<double>& inputs) {
     if (is_real_valued_function(*parent) ? !occurs(*node.model, parent) : !is_function(node)) continue;
     if (is_discrete(*parent)) {
       std::vector<double> beliefs;
-      if (tv_status_t status = result_beliefs(*parent, beliefs)) return status;
+      if (tv_status_t status = results_of(*parent).beliefs(*parent, beliefs)) return status;
       inputs.insert(inputs.end(), beliefs.begin(), beliefs.end());
     } else {
       double number = 0;

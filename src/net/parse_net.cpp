@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "api/boundary.h"
+#include "inference/domain_hooks.h"
 #include "net/file_access.h"
 #include "net/net.h"
 #include "net/parser.h"
@@ -27,7 +28,7 @@ std::unique_ptr<Domain> parse_domain(Lexer& lexer, size_t most_errors = 1) {
   const tv_status_t status = guarded([&]() -> tv_status_t {
     const CLocale locale;
     if (!locale.selected()) return current_status();
-    domain = std::make_unique<Domain>();
+    domain = std::make_unique<Domain>(kDomainHooks);
     NetParser parser(lexer, *domain, most_errors);
     return uses_older_language(lexer.lookahead()) ? parser.parse_older() : parser.parse();
   });

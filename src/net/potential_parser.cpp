@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "expr/model.h"
 #include "net/parser.h"
 #include "network/links/chain_graph.h"
 #include "network/links/links.h"

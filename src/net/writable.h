@@ -2,6 +2,7 @@
 // else.
 #pragma once
 
+#include "expr/model.h"
 #include "network/domain.h"
 
 namespace tv {

@@ -52,7 +52,7 @@ void copy_tables(Node& copy, const Node& node, Map map) {
   if (node.experience_table) copy.experience_table = copy_for_owner(*node.experience_table, copy, map);
   if (node.fading_table) copy.fading_table = copy_for_owner(*node.fading_table, copy, map);
   copy.table_checked = node.table_checked;
-  if (node.model) copy.model = copy_model(*node.model, copy, map);
+  if (node.model) copy.model = node.domain->hooks->models->copy(*node.model, copy, map);
 }
 
 void copy_settings(Domain& copy, const Domain& domain) {
@@ -91,7 +91,7 @@ void register_tables(Node& node) noexcept {
 }  // namespace
 
 std::unique_ptr<Domain> clone_domain(const Domain& domain) {
-  auto clone = std::make_unique<Domain>();
+  auto clone = std::make_unique<Domain>(*domain.hooks);
   copy_settings(*clone, domain);
   std::vector<Node*> by_number(domain.node_count);
   for (const Node& node : domain.nodes) {

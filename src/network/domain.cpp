@@ -1,4 +1,4 @@
-// Domains: creating and deleting them, and the settings that the host makes.
+// Domains: deleting and copying them, and the settings that the host makes.
 #include "network/domain.h"
 
 #include <memory>
@@ -9,7 +9,8 @@
 #include "network/node_operations.h"
 #include "tables/host_table.h"
 
-tv_domain_s::tv_domain_s() : limid(nullptr, nullptr), forest(nullptr, nullptr) {}
+tv_domain_s::tv_domain_s(const tv::Hooks& upper_layers)
+    : hooks(&upper_layers), limid(nullptr, nullptr), forest(nullptr, nullptr) {}
 tv_domain_s::~tv_domain_s() { tv::forget_domain(*this); }
 
 namespace tv {
@@ -46,6 +47,11 @@ size_t get_size(const tv_domain_t* domain, size_t Domain::*setting) noexcept {
 
 }  // namespace
 
+void _tv_uncompile_domain_safely(Domain& domain) noexcept {
+  domain.compiled = false;
+  domain.forest.reset();
+}
+
 void structure_changed(Domain& domain) noexcept {
   _tv_uncompile_domain_safely(domain);
   domain.initial_triangulation.clear();
@@ -53,13 +59,6 @@ void structure_changed(Domain& domain) noexcept {
 }
 
 }  // namespace tv
-
-tv_domain_t* tv_new_domain(void) {
-  return tv::guarded(static_cast<tv_domain_t*>(nullptr), []() -> tv_domain_t* {
-    tv::check(true);
-    return new tv_domain_t;
-  });
-}
 
 tv_status_t tv_domain_delete(tv_domain_t* domain) {
   if (!tv::check(domain)) return tv_status_usage;

@@ -32,8 +32,10 @@ struct ChainPotential {
 }  // namespace tv
 
 struct tv_domain_s {
-  tv_domain_s();
+  explicit tv_domain_s(const tv::Hooks& upper_layers);
   ~tv_domain_s();
+
+  const tv::Hooks* const hooks;  // what follows changes further up
 
   tv::OwnedList<tv::Node> nodes;  // newest first; a parsed domain keeps file order
   size_t node_count = 0;

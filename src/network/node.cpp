@@ -129,13 +129,13 @@ tv_status_t delete_node(Node& node) {
   TableChanges changes;
   for (Node* child : node.children) remove_parent_from_tables(changes, *child, node);
   ChainDeparture departure(node);
-  ModelChanges model_changes;
-  model_changes.remove_node(node);
+  const ModelHooks& models = *domain.hooks->models;
+  ModelChanges model_changes = models.without_node(node);
 
   structure_changed(domain);
   changes.commit();
   departure.commit();
-  model_changes.commit();
+  models.commit(model_changes);
   disconnect_from_parents(node);
   disconnect_from_children(node);
   domain.required_instantiations.erase(&node);
@@ -183,7 +183,7 @@ tv_status_t set_subtype(Node& node, tv_node_subtype_t subtype) {
   const bool exists = subtype >= tv_subtype_label && subtype <= tv_subtype_interval;
   if (!is_discrete(node) || !exists || (subtype == tv_subtype_boolean && node.number_of_states != 2))
     return store_status(tv_status_usage);
-  if (subtype != node.subtype) mark_models_stale(node);
+  if (subtype != node.subtype) node.domain->hooks->models->mark_all_stale(node);
   node.subtype = subtype;
   return tv_status_none;
 }

@@ -9,7 +9,7 @@
 
 #include "network/attribute.h"
 #include "network/cases.h"
-#include "network/model.h"
+#include "network/hooks.h"
 #include "network/node_list.h"
 #include "network/types.h"
 #include "tables/table.h"
@@ -50,8 +50,8 @@ struct tv_node_s {
   std::unique_ptr<tv::Table> blank_table;  // asked for without its numbers: becomes `table` with them
   std::unique_ptr<tv::Table> experience_table;
   std::unique_ptr<tv::Table> fading_table;
-  bool table_checked = false;        // validated since the table was last touched
-  std::unique_ptr<tv::Model> model;  // states the table by expressions; null for most nodes
+  bool table_checked = false;              // validated since the table was last touched
+  tv::ModelOwner model{nullptr, nullptr};  // states the table by expressions; null for most nodes
 
   tv::EnteredEvidence entered;
   bool is_required = false;         // among the required instantiations of the domain

@@ -2,12 +2,16 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <initializer_list>
 #include <vector>
 
 #include "network/types.h"
 
 namespace tv {
+
+// The node that stands for another one in a copy.
+using NodeMap = std::function<Node*(Node*)>;
 
 class NodeList {
  public:

@@ -77,11 +77,4 @@ Table* filled_node_table(Node& node);
 Table* _tv_node_get_experience_table(Node& node);
 Table* _tv_node_get_fading_table(Node& node);
 
-// The node's table is about to change, perhaps: its numbers are remembered where the equilibrium of its tree
-// still depends on them. Does nothing when memory runs out.
-void keep_potential(Node& node) noexcept;
-
-// The node's potential has changed: the next propagation of its tree starts with a reset.
-void _tv_node_touch_table(Node& node) noexcept;
-
 }  // namespace tv

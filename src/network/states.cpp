@@ -77,11 +77,11 @@ tv_status_t set_number_of_states(Node& node, size_t count) {
   std::vector<double> values = resized_values(node, count);
   TableChanges changes;
   change_states_in_tables(changes, node, count);
-  ModelChanges model_changes;
-  model_changes.change_states(node, count);
+  const ModelHooks& models = *node.domain->hooks->models;
+  ModelChanges model_changes = models.with_states(node, count);
 
   changes.commit();
-  model_changes.commit();
+  models.commit(model_changes);
   node.number_of_states = count;
   forget_case_states_from(node, count);
   node.state_labels.swap(labels);
@@ -100,11 +100,11 @@ tv_status_t reorder_states(Node& node, const size_t* order) {
   std::vector<tv_number_t> finding = permuted(node.entered.finding, order, count);
   TableChanges changes;
   if (tv_status_t status = reorder_states_in_tables(changes, node, order)) return status;
-  ModelChanges model_changes;
-  model_changes.reorder_states(node, order);
+  const ModelHooks& models = *node.domain->hooks->models;
+  ModelChanges model_changes = models.with_reordered_states(node, order);
 
   changes.commit();
-  model_changes.commit();
+  models.commit(model_changes);
   node.state_labels.swap(labels);
   node.state_values.swap(values);
   node.entered.finding.swap(finding);
@@ -122,7 +122,7 @@ void set_state_label(Node& node, size_t state, std::string_view label) {
   std::string copy(label);
   if (node.state_labels.empty()) node.state_labels.resize(node.number_of_states);
   node.state_labels[state].swap(copy);
-  if (node.subtype == tv_subtype_label) mark_models_stale(node);
+  if (node.subtype == tv_subtype_label) node.domain->hooks->models->mark_all_stale(node);
 }
 
 const char* state_label(const Node& node, size_t state) noexcept {
@@ -144,7 +144,7 @@ tv_status_t set_state_value(Node& node, size_t state, double value) {
   }
   if (node.state_values[state] == value) return tv_status_none;
   node.state_values[state] = value;
-  mark_models_stale(node);
+  node.domain->hooks->models->mark_all_stale(node);
   return tv_status_none;
 }
 

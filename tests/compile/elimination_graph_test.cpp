@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "graph_world.h"
+#include "inference/domain_hooks.h"
 
 namespace {
 
@@ -69,7 +70,7 @@ void expect_scores(const tv::EliminationGraph& graph, const WeightedGraph& world
 }
 
 void eliminate_and_compare(std::mt19937& random, WeightedGraph& expected, bool weighted) {
-  tv_domain_s domain;
+  tv_domain_s domain(tv::kDomainHooks);
   tv::Progress progress(domain);
   tv::EliminationGraph graph(tv::EliminationGraph(expected.graph), weighted);
   tv::Elimination elimination(expected.matrix.size());

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "graph_world.h"
+#include "inference/domain_hooks.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ std::set<Set> prime_components_by_definition(const Matrix& graph) {
 
 TEST(PrimeComponents, AgreeWithTheirDefinition) {
   std::mt19937 random(3);
-  tv_domain_s domain;
+  tv_domain_s domain(tv::kDomainHooks);
   tv_node_s binary;
   binary.number_of_states = 2;
   for (int round = 0; round < 300 && !HasFailure(); ++round) {

@@ -11,6 +11,7 @@
 #include <limits>
 #include <map>
 
+#include "expr/model.h"
 #include "net_world.h"
 #include "network/domain.h"
 #include "network/links/links.h"

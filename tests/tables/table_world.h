@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "inference/domain_hooks.h"
 #include "network/domain.h"
 #include "network/node.h"
 #include "tables/table.h"
@@ -22,7 +23,7 @@ class TableWorld {
  public:
   explicit TableWorld(unsigned seed = 1) : random_(seed) {}
 
-  tv::Domain domain;
+  tv::Domain domain{tv::kDomainHooks};
 
   tv::Node* discrete(size_t states) {
     tv::Node* node = add(tv_kind_discrete);

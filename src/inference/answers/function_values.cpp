@@ -1,5 +1,7 @@
 // Results of propagation for expressions, and the values of real-valued function nodes. A result counts only
 // where the tables hold marginals given all evidence.
+#include "inference/answers/function_values.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -46,8 +48,6 @@ tv_status_t discrete_quantile(const Node& node, double p, double& quantile) noex
   }
   return std::isfinite(quantile) ? tv_status_none : tv_status_computation_failed;
 }
-
-}  // namespace
 
 tv_status_t result_number(Node& node, double& number) {
   tv_status_t status;
@@ -105,6 +105,14 @@ tv_status_t result_beliefs(const Node& node, std::vector<double>& beliefs) {
     beliefs[state] = _tv_node_get_belief(*source, state);
   return tv_status_none;
 }
+
+}  // namespace
+
+const PropagationResults kPropagationResults = {.number = result_number,
+                                                .state = result_state,
+                                                .variance = result_variance,
+                                                .quantile = result_quantile,
+                                                .beliefs = result_beliefs};
 
 }  // namespace tv
 

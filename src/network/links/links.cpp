@@ -117,7 +117,7 @@ tv_status_t _tv_node_add_parent(Node& child, Node& parent) {
   prepare_link(parent, child);
   changes.commit();
   connect(parent, child);
-  if (child.model) mark_stale(*child.model);
+  if (child.model) child.domain->hooks->models->mark_stale(*child.model);
   structure_changed(*child.domain);
   return tv_status_none;
 }
@@ -126,10 +126,10 @@ tv_status_t remove_parent(Node& child, Node& parent) {
   if (!is_parent(parent, child) || link_is_shared(parent, child)) return refuse_missing_link(parent, child);
   TableChanges changes;
   remove_parent_from_tables(changes, child, parent);
-  ModelChanges model_changes;
-  model_changes.remove_parent(child, parent);
+  const ModelHooks& models = *child.domain->hooks->models;
+  ModelChanges model_changes = models.without_parent(child, parent);
   changes.commit();
-  model_changes.commit();
+  models.commit(model_changes);
   disconnect(parent, child);
   structure_changed(*child.domain);
   return tv_status_none;
@@ -145,9 +145,9 @@ tv_status_t switch_parent(Node& child, Node& old_parent, Node& new_parent) {
   if (would_close_cycle(new_parent, child)) return refuse_cycle(new_parent, child);
   if (tv_status_t status = check_functional_trails(new_parent, child, {&old_parent, &child})) return status;
   prepare_link(new_parent, child);
-  ModelChanges model_changes;
-  model_changes.replace_parent(child, old_parent, new_parent);
-  model_changes.commit();
+  const ModelHooks& models = *child.domain->hooks->models;
+  ModelChanges model_changes = models.with_other_parent(child, old_parent, new_parent);
+  models.commit(model_changes);
   replace_parent_in_tables(child, old_parent, new_parent);
   child.parents.replace(&old_parent, &new_parent);
   old_parent.children.erase(&child);
