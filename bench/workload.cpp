@@ -172,11 +172,11 @@ std::vector<Workload> generated_networks() {
           random_network(100000, 4)};
 }
 
-Evidence drawn_evidence(tv_domain_t* domain, unsigned seed) {
-  std::mt19937 random(seed);
+namespace {
+
+std::map<tv_node_t*, size_t> draw_states(tv_domain_t* domain, std::mt19937& random) {
   std::uniform_real_distribution<double> uniform;
   std::map<tv_node_t*, size_t> drawn;
-  Evidence evidence;
   const auto draw = [&](tv_node_t* node, const auto& self) -> void {
     if (drawn.count(node)) return;
     for (tv_node_t** parent = tv_node_get_parents(node); *parent; ++parent) self(*parent, self);
@@ -194,6 +194,20 @@ Evidence drawn_evidence(tv_domain_t* domain, unsigned seed) {
   };
   for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node))
     draw(node, draw);
+  return drawn;
+}
+
+}  // namespace
+
+std::map<tv_node_t*, size_t> drawn_states(tv_domain_t* domain, unsigned seed) {
+  std::mt19937 random(seed);
+  return draw_states(domain, random);
+}
+
+Evidence drawn_evidence(tv_domain_t* domain, unsigned seed) {
+  std::mt19937 random(seed);
+  std::map<tv_node_t*, size_t> drawn = draw_states(domain, random);
+  Evidence evidence;
   for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node))
     if (random() % 5 == 0) evidence.emplace_back(node, drawn[node]);
   return evidence;

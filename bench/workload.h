@@ -35,6 +35,9 @@ std::vector<Workload> networks_in(const std::filesystem::path& folder);
 Yardsticks yardsticks_in(const std::filesystem::path& folder);
 std::vector<Workload> generated_networks();
 
+// A state for every node, drawn from the network itself.
+std::map<tv_node_t*, size_t> drawn_states(tv_domain_t* domain, unsigned seed);
+
 // A finding on about one node in five, drawn from the network itself.
 using Evidence = std::vector<std::pair<tv_node_t*, size_t>>;
 Evidence drawn_evidence(tv_domain_t* domain, unsigned seed);
