@@ -32,7 +32,7 @@ constexpr double kTimeForStream = 400;  // milliseconds
 // Draws the sets of one stream.
 class Sets {
  public:
-  Sets(const Stream& stream, uint64_t seed) : stream_(stream), random_(seed) {
+  Sets(const Stream& stream, uint64_t seed) : stream_(stream), random_(seed), first_(seed << 32) {
     double total = 0;
     if (stream.choice == Choice::zipf)
       for (size_t s = 0; s < stream.sets; ++s) bounds_.push_back(total += 1 / static_cast<double>(s + 1));
@@ -40,17 +40,17 @@ class Sets {
 
   uint64_t next() {
     const uint64_t position = count_++;
-    if (stream_.choice == Choice::twice) return kFirstUnique + position / std::max<size_t>(stream_.sets, 1);
-    if (stream_.choice == Choice::uniform) return random_() % stream_.sets;
+    if (stream_.choice == Choice::twice) return first_ + position / std::max<size_t>(stream_.sets, 1);
+    if (stream_.choice == Choice::uniform) return first_ + random_() % stream_.sets;
     const double point = std::uniform_real_distribution<double>(0, bounds_.back())(random_);
-    return static_cast<uint64_t>(std::lower_bound(bounds_.begin(), bounds_.end(), point) - bounds_.begin());
+    return first_ +
+           static_cast<uint64_t>(std::lower_bound(bounds_.begin(), bounds_.end(), point) - bounds_.begin());
   }
 
  private:
-  static constexpr uint64_t kFirstUnique = 1000000;
-
   const Stream& stream_;
   std::mt19937_64 random_;
+  uint64_t first_;  // each seed has sets of its own
   std::vector<double> bounds_;
   uint64_t count_ = 0;
 };
@@ -82,13 +82,18 @@ class Run {
   double time_ = 0;
 };
 
-// The times of all streams, a few cases of each in turn, so that all see the same machine.
+// The times of all streams, a few cases of each in turn, so that all see the same machine. Each repetition
+// begins with another one, since the place of a domain in memory makes a few percent.
 std::vector<double> run_all(const Workload& workload, uint64_t seed, size_t cases) {
-  std::vector<std::unique_ptr<Run>> runs;
-  for (const Stream& stream : kStreams) runs.push_back(std::make_unique<Run>(workload, stream, seed));
+  constexpr size_t count = std::size(kStreams);
+  std::vector<std::unique_ptr<Run>> runs(count);
+  for (size_t s = 0; s < count; ++s) {
+    const size_t which = (s + 5 * seed) % count;
+    runs[which] = std::make_unique<Run>(workload, kStreams[which], seed);
+  }
   constexpr size_t rounds = 15;
   for (size_t round = 0; round < rounds; ++round)
-    for (std::unique_ptr<Run>& run : runs) run->ask_some(cases / rounds);
+    for (size_t s = 0; s < count; ++s) runs[(s + 5 * seed) % count]->ask_some(cases / rounds);
   std::vector<double> times;
   for (const std::unique_ptr<Run>& run : runs) times.push_back(run->time());
   return times;

@@ -173,13 +173,13 @@ tv_status_t propagate_by_elimination(const PropagationRequest& request, Eliminat
 tv_status_t propagate_anew(const PropagationRequest& request) {
   TreeEngine& engine = request.engine;
   const ScheduleCache::Found cached = engine.schedules->find(engine, request.equilibrium);
+  if (tv_status_t status = propagate_by_elimination(request, cached.elimination);
+      status != tv_status_no_value)
+    return status;
   if (cached.schedule) {
     observe_states_without_plans(engine);
     return run_schedule(request, *cached.schedule);
   }
-  if (tv_status_t status = propagate_by_elimination(request, cached.elimination);
-      status != tv_status_no_value)
-    return status;
   observe_states(engine);
   choose_targets(engine, request.equilibrium, request.mode);
   const size_t start = _tv_identify_subtree(engine, kNone);

@@ -109,7 +109,7 @@ std::unique_ptr<EliminationSchedule> build_elimination(const PropagationRequest&
   if (!graph.cliques.empty() && (least == 0.0 || saved >= (comes_again ? kSaved : kSavedAtOnce)))
     return build_elimination_over(request, graph);
   if (comes_again)
-    engine.schedules->note_tables_needed();  // it would not be better the next time
+    engine.schedules->note_elimination_in_vain();  // it would not be better the next time
   else if (is_large)
     engine.patterns_to_pass = kPause;
   return nullptr;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 
+#include "api/boundary.h"
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/schedule/copy_schedule.h"
 #include "inference/schedule/parallel_subtrees.h"
@@ -21,12 +22,13 @@ struct CachedSchedule {
   std::unique_ptr<EliminationSchedule> elimination;
   std::unique_ptr<uint32_t[]> pattern;
   size_t pattern_size = 0;
-  size_t bytes = 0;
-  uint64_t hash = 0;
-  uint64_t used = 0;  // when it was last found
 };
 
 namespace {
+
+constexpr size_t kBytesForPattern = 4096;  // of the budget, so that small trees remember fewer
+constexpr size_t kPatternsForSchedule = 4;
+constexpr uint64_t kMaxIdle = 1000;
 
 bool layout_holds(const PotentialPlan& plan) noexcept {
   const Table* table = plan.table();
@@ -41,6 +43,7 @@ ScheduleCache::~ScheduleCache() = default;
 void ScheduleCache::prepare(size_t nodes, size_t budget) {
   pattern_.reserve(nodes + 1);
   budget_ = budget;
+  admission_.prepare(std::min(budget / kBytesForPattern, kPatternsForSchedule * kCapacity.cached_schedules));
 }
 
 // Layouts are compared only after some table of the domain has got another one.
@@ -49,10 +52,9 @@ bool ScheduleCache::layouts_hold(const TreeEngine& engine) noexcept {
   layouts_ = engine.domain->table_layouts;
   const bool schedules_hold =
       std::all_of(engine.potential_plans.begin(), engine.potential_plans.end(), layout_holds);
-  return std::all_of(
-      schedules_, schedules_ + kSlots, [schedules_hold](const std::unique_ptr<CachedSchedule>& cached) {
-        return !cached || (cached->elimination ? cached->elimination->holds() : schedules_hold);
-      });
+  return std::all_of(slots_.begin(), slots_.end(), [schedules_hold](const Slot& slot) {
+    return slot.kind == Kind::elimination ? slot.cached->elimination->holds() : schedules_hold;
+  });
 }
 
 ScheduleCache::Found ScheduleCache::find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
@@ -71,72 +73,56 @@ ScheduleCache::Found ScheduleCache::find(const TreeEngine& engine, tv_equilibriu
   });
   hash_ = hash;
   ++clock_;
-  was_seen_ = note_pattern();
-  evict_idle();
+  admission_.note_search(hash);
+  if (admission_.ages()) age();
   const bool has_threads = engine.domain->concurrency_level > 1;
-  for (std::unique_ptr<CachedSchedule>& cached : schedules_) {
-    if (!cached || cached->hash != hash || cached->pattern_size != pattern_.size() ||
-        !std::equal(pattern_.begin(), pattern_.end(), cached->pattern.get()) ||
-        (!cached->is_for_any && cached->for_threads != has_threads))
-      continue;
-    cached->used = clock_;
-    if (cached->elimination) return {nullptr, cached->elimination.get()};
-    return {&cached->copy.schedule, nullptr};
+  Found found;
+  for (const Kind kind : {Kind::schedule, Kind::elimination}) {
+    Slot* const slot = slot_for(kind, has_threads);
+    admitted_[static_cast<size_t>(kind)] = !slot && admission_.is_worth_building(kind) && has_room(kind);
+    if (!slot) continue;
+    ++slot->count;
+    slot->used = clock_;
+    if (kind == Kind::elimination)
+      found = {nullptr, slot->cached->elimination.get()};
+    else
+      found.schedule = &slot->cached->copy.schedule;
+    admission_.note_hit(kind);
   }
-  return {};
+  return found;
 }
 
-bool ScheduleCache::note_pattern() noexcept {
-  const auto hash = static_cast<uint32_t>(hash_);
-  if (std::find(seen_, seen_ + kRecent, hash) != seen_ + kRecent) return true;
-  seen_[next_seen_] = hash;
-  next_seen_ = (next_seen_ + 1) % kRecent;
-  return false;
-}
-
-bool ScheduleCache::admits(Kind kind) const noexcept {
-  const bool is_worth_it = was_seen_ || limits.caches_new_patterns;
-  if (!is_worth_it || !negative_) return is_worth_it;
-  const Rejections& rejected = negative_->rejected[static_cast<size_t>(kind)];
-  return std::none_of(rejected.list, rejected.list + kMaxEach, [&](const Rejection& rejection) {
-    return rejection.hash == hash_ && clock_ - rejection.when < kRetryAfter;
-  });
-}
-
-// Allocates the negative entries; without memory for them, what they would exclude is tried again.
-bool ScheduleCache::reserve_negative() noexcept {
-  if (!negative_) negative_.reset(new (std::nothrow) NegativeEntries);
-  return negative_ != nullptr;
-}
-
-void ScheduleCache::reject(Kind kind) noexcept {
-  if (!reserve_negative()) return;
-  Rejections& rejected = negative_->rejected[static_cast<size_t>(kind)];
-  rejected.list[rejected.next] = {hash_, clock_};
-  rejected.next = (rejected.next + 1) % kMaxEach;
-}
-
-bool ScheduleCache::needs_tables() const noexcept {
-  if (!negative_) return false;
-  const uint64_t* const begin = negative_->needing_tables;
-  return std::find(begin, begin + kRecent, hash_) != begin + kRecent;
+// The schedule for the present pattern.
+ScheduleCache::Slot* ScheduleCache::slot_for(Kind kind, bool has_threads) noexcept {
+  for (Slot& slot : slots_) {
+    if (slot.hash != hash_ || slot.kind != kind) continue;
+    const CachedSchedule& cached = *slot.cached;
+    if (cached.pattern_size == pattern_.size() &&
+        std::equal(pattern_.begin(), pattern_.end(), cached.pattern.get()) &&
+        (cached.is_for_any || cached.for_threads == has_threads))
+      return &slot;
+  }
+  return nullptr;
 }
 
 void ScheduleCache::note_tables_needed() noexcept {
-  if (reserve_negative()) {
-    negative_->needing_tables[negative_->next_needing_tables] = hash_;
-    negative_->next_needing_tables = (negative_->next_needing_tables + 1) % kRecent;
-  }
-  for (std::unique_ptr<CachedSchedule>& cached : schedules_)
-    if (cached && cached->elimination && cached->hash == hash_) cached.reset();
+  admission_.note_tables_needed();
+  std::erase_if(slots_,
+                [this](const Slot& slot) { return slot.hash == hash_ && slot.kind == Kind::elimination; });
+}
+
+void ScheduleCache::note_elimination_in_vain() noexcept {
+  admission_.charge(Kind::elimination);
+  admission_.note_tables_needed();
 }
 
 void ScheduleCache::insert(const TreeEngine& engine, const Schedule& schedule,
                            tv_equilibrium_t equilibrium) noexcept {
   const bool as_it_is = deserves_threads(*engine.domain, schedule);
-  const size_t capacity = capacity_for(Kind::schedule);
+  const size_t capacity = capacity_for(Kind::schedule, true);
+  admission_.charge(Kind::schedule);
   CopiedSchedule copy = copy_schedule(engine, schedule, equilibrium, as_it_is, capacity);
-  if (copy.bytes > capacity) reject(Kind::schedule);
+  if (copy.bytes > capacity) admission_.reject(Kind::schedule);
   std::unique_ptr<CachedSchedule> cached(new (std::nothrow) CachedSchedule);
   if (!copy.memory || !cached) return;
   cached->copy = std::move(copy);
@@ -144,71 +130,92 @@ void ScheduleCache::insert(const TreeEngine& engine, const Schedule& schedule,
   cached->copy.schedule.subtrees = &cached->subtrees;
   cached->is_for_any = !would_deserve_threads(*engine.domain, schedule);
   cached->for_threads = engine.domain->concurrency_level > 1;
-  cached->bytes = cached->copy.bytes;
-  add(std::move(cached));
+  const size_t bytes = cached->copy.bytes;
+  add(Kind::schedule, bytes, std::move(cached));
 }
 
 void ScheduleCache::insert(std::unique_ptr<EliminationSchedule> elimination) noexcept {
-  if (elimination->bytes() > capacity_for(Kind::elimination)) return reject(Kind::elimination);
+  const bool was_built_for_it = admits(Kind::elimination);
+  if (was_built_for_it) admission_.charge(Kind::elimination);
+  if (elimination->bytes() > capacity_for(Kind::elimination, was_built_for_it)) {
+    if (was_built_for_it) admission_.reject(Kind::elimination);
+    return;
+  }
   std::unique_ptr<CachedSchedule> cached(new (std::nothrow) CachedSchedule);
   if (!cached) return;
-  cached->bytes = elimination->bytes();
+  const size_t bytes = elimination->bytes();
   cached->elimination = std::move(elimination);
-  add(std::move(cached));
+  add(Kind::elimination, bytes, std::move(cached));
 }
 
-void ScheduleCache::add(std::unique_ptr<CachedSchedule> cached) noexcept {
+void ScheduleCache::add(Kind kind, size_t bytes, std::unique_ptr<CachedSchedule> cached) noexcept {
   cached->pattern.reset(new (std::nothrow) uint32_t[pattern_.size()]);
   if (!cached->pattern) return;
   std::copy(pattern_.begin(), pattern_.end(), cached->pattern.get());
   cached->pattern_size = pattern_.size();
-  cached->hash = hash_;
-  cached->used = clock_;
-  evict_for(cached->elimination ? Kind::elimination : Kind::schedule, cached->bytes);
-  *std::find(schedules_, schedules_ + kSlots, nullptr) = std::move(cached);
+  evict_for(kind, bytes);
+  last_bytes_[static_cast<size_t>(kind)] = bytes;
+  succeeds_with_memory([&] {
+    slots_.push_back({hash_, clock_, bytes, admission_.count(), kind, std::move(cached)});
+  });
 }
 
-// Schedules that are in steady use are not evicted: were they, each would be copied again and again in vain.
-size_t ScheduleCache::capacity_for(Kind kind) const noexcept {
-  size_t in_use = 0, others = 0;
-  for (const std::unique_ptr<CachedSchedule>& cached : schedules_) {
-    if (!cached || (kind == Kind::elimination && !cached->elimination)) continue;
-    const bool stays = clock_ - cached->used <= kRecent || (kind == Kind::schedule && cached->elimination);
-    if (stays) in_use += cached->bytes;
-    if (stays && (kind == Kind::elimination) == (cached->elimination != nullptr)) ++others;
+// Schedules that serve more searches are not evicted: were they, each would be built again and again in vain.
+// To build one for the cache pays only if it then serves clearly more than the one that gives way to it; one
+// that was built anyway is cached also if it has come as often.
+bool ScheduleCache::is_stronger(const Slot& slot, bool is_built) const noexcept {
+  return is_built ? 2 * slot.count + 1 >= admission_.count() : slot.count > admission_.count();
+}
+
+// The schedule will take about as much memory as the one before.
+bool ScheduleCache::has_room(Kind kind) const noexcept {
+  const size_t bytes = capacity_for(kind, true);
+  return bytes > 0 && bytes >= last_bytes_[static_cast<size_t>(kind)];
+}
+
+// The bytes that a schedule for the present pattern may take: what stronger schedules leave. Elimination
+// schedules are admitted as if there were none of the other kind.
+size_t ScheduleCache::capacity_for(Kind kind, bool is_built) const noexcept {
+  size_t in_use = 0, alike = 0;
+  for (const Slot& slot : slots_) {
+    const bool stays = slot.kind == kind ? is_stronger(slot, is_built) : kind == Kind::schedule;
+    if (stays) in_use += slot.bytes;
+    if (stays && slot.kind == kind) ++alike;
   }
-  return in_use < budget_ && others < limits.cached_schedules ? budget_ - in_use : 0;
+  return in_use < budget_ && alike < limits.cached_schedules ? budget_ - in_use : 0;
 }
 
-// Evicts least recently used schedules until there is a free slot and enough of the budget: schedules over
-// the compiled tree first and, where that is not enough for an elimination schedule, elimination schedules.
+// Evicts the schedules that have served the fewest searches until there is a free slot and enough of the
+// budget: schedules over the compiled tree first and, where that is not enough for an elimination schedule,
+// elimination schedules.
 void ScheduleCache::evict_for(Kind kind, size_t bytes) noexcept {
   for (;;) {
     size_t in_use = bytes, alike = 0;
-    std::unique_ptr<CachedSchedule>*oldest_schedule = nullptr, *oldest_elimination = nullptr;
-    for (std::unique_ptr<CachedSchedule>& cached : schedules_) {
-      if (!cached) continue;
-      in_use += cached->bytes;
-      alike += (kind == Kind::elimination) == (cached->elimination != nullptr);
-      std::unique_ptr<CachedSchedule>*& oldest = cached->elimination ? oldest_elimination : oldest_schedule;
-      if (!oldest || cached->used < (*oldest)->used) oldest = &cached;
+    Slot* weakest[2] = {};  // by kind
+    for (Slot& slot : slots_) {
+      in_use += slot.bytes;
+      alike += slot.kind == kind;
+      Slot*& least = weakest[static_cast<size_t>(slot.kind)];
+      if (!least || std::pair(slot.count, slot.used) < std::pair(least->count, least->used)) least = &slot;
     }
     const bool has_slot = alike < limits.cached_schedules;
     if (has_slot && in_use <= budget_) return;
-    std::unique_ptr<CachedSchedule>* const oldest =
-        kind == Kind::elimination && (!has_slot || !oldest_schedule) ? oldest_elimination : oldest_schedule;
-    if (!oldest) return;
-    oldest->reset();
+    const bool is_own = kind == Kind::schedule || !has_slot || !weakest[0];
+    Slot* const evicted = weakest[static_cast<size_t>(is_own ? kind : Kind::schedule)];
+    if (!evicted) return;
+    if (evicted != &slots_.back()) *evicted = std::move(slots_.back());
+    slots_.pop_back();
   }
 }
 
-void ScheduleCache::evict_idle() noexcept {
-  for (std::unique_ptr<CachedSchedule>& cached : schedules_)
-    if (cached && cached->elimination && clock_ - cached->used > kMaxIdle) cached.reset();
+// Idle elimination schedules would hold memory that the others could have.
+void ScheduleCache::age() noexcept {
+  for (Slot& slot : slots_) slot.count /= 2;
+  std::erase_if(slots_, [this](const Slot& slot) {
+    return slot.kind == Kind::elimination && clock_ - slot.used > kMaxIdle;
+  });
 }
 
-void ScheduleCache::clear() noexcept {
-  for (std::unique_ptr<CachedSchedule>& cached : schedules_) cached.reset();
-}
+void ScheduleCache::clear() noexcept { slots_.clear(); }
 
 }  // namespace tv

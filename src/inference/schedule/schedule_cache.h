@@ -1,12 +1,13 @@
 // A cache of schedules, by the set of observed nodes: programs ask the same question again and again with
 // other answers, which then needs no planning. It holds schedules over the compiled tree that start from the
-// potentials, and elimination schedules, with LRU eviction and an admission filter.
+// potentials, and elimination schedules. Those that serve the most searches stay (cache_admission.h).
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <vector>
 
+#include "inference/schedule/cache_admission.h"
 #include "inference/schedule/run_schedule.h"
 
 namespace tv {
@@ -24,26 +25,28 @@ class ScheduleCache {
   // Reserves memory for patterns of `nodes` nodes; `budget` bounds the bytes of all schedules together.
   void prepare(size_t nodes, size_t budget);
 
-  // What serves the evidence that the tree has absorbed and listed in order: a schedule over the compiled
-  // tree, an elimination schedule, or nothing.
+  // What serves the evidence that the tree has absorbed and listed in order: an elimination schedule, or a
+  // schedule over the compiled tree, or nothing. Where an elimination schedule may still be built, it goes
+  // first.
   struct Found {
     const Schedule* schedule = nullptr;
     EliminationSchedule* elimination = nullptr;
   };
   Found find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
-  // Which of the two is found may not depend on the number of threads, on which the size of schedules over
-  // the compiled tree depends: elimination schedules are admitted as if there were none of these.
-  enum class Kind { schedule, elimination };
+  using Kind = CacheAdmission::Kind;
 
-  // The admission filter: whether the pattern that `find` missed has been looked for before, not long ago,
-  // and its schedule is not known to be too large.
-  bool admits(Kind kind) const noexcept;
+  // Whether a schedule should be built for the pattern that `find` missed, to be cached: it has been looked
+  // for before, not long ago, and there is memory that no schedule needs more.
+  bool admits(Kind kind) const noexcept { return admitted_[static_cast<size_t>(kind)]; }
 
   // Tables were needed after the pattern that `find` looked for last, which its elimination schedule does not
   // form: from now on that pattern is not admitted for elimination.
   void note_tables_needed() noexcept;
-  bool needs_tables() const noexcept;
+  bool needs_tables() const noexcept { return admission_.needs_tables(); }
+
+  // The elimination schedule that was to be built for the pattern is not better than one over the tree.
+  void note_elimination_in_vain() noexcept;
 
   // Caches a copy of the schedule for that pattern, or an elimination schedule, which needs no copy. Does
   // nothing when memory runs out.
@@ -54,46 +57,34 @@ class ScheduleCache {
   void clear() noexcept;
 
  private:
-  static constexpr size_t kMaxEach = kCapacity.cached_schedules;  // of schedules, of elimination schedules
-  static constexpr size_t kSlots = 2 * kMaxEach;
-  static constexpr size_t kRecent = 32;
-  static constexpr uint64_t kRetryAfter = 100;
-  static constexpr uint64_t kMaxIdle = 200;
-
-  struct Rejection {
-    uint64_t hash = 0;
-    uint64_t when = 0;
-  };
-  struct Rejections {
-    Rejection list[kMaxEach];
-    size_t next = 0;
-  };
-  // Negative entries: hashes of patterns whose schedules are not admitted.
-  struct NegativeEntries {
-    uint64_t needing_tables[kRecent] = {};  // patterns whose propagations should form tables
-    size_t next_needing_tables = 0;
-    Rejections rejected[2];  // by kind: patterns whose schedules were too large
+  // What a search reads stands beside the schedules, which lie far apart.
+  struct Slot {
+    uint64_t hash;
+    uint64_t used;  // when it was last found
+    size_t bytes;
+    uint32_t count;  // how often its pattern was looked for, halved from time to time
+    Kind kind;
+    std::unique_ptr<CachedSchedule> cached;
   };
 
-  bool note_pattern() noexcept;
-  bool reserve_negative() noexcept;
-  void reject(Kind kind) noexcept;
-  void add(std::unique_ptr<CachedSchedule> cached) noexcept;
-  size_t capacity_for(Kind kind) const noexcept;
+  Slot* slot_for(Kind kind, bool has_threads) noexcept;
+  bool is_stronger(const Slot& slot, bool is_built) const noexcept;
+  bool has_room(Kind kind) const noexcept;
+  size_t capacity_for(Kind kind, bool is_built) const noexcept;
+  void add(Kind kind, size_t bytes, std::unique_ptr<CachedSchedule> cached) noexcept;
   void evict_for(Kind kind, size_t bytes) noexcept;
-  void evict_idle() noexcept;
+  void age() noexcept;
   bool layouts_hold(const TreeEngine& engine) noexcept;
 
   std::vector<uint32_t> pattern_;  // the key: equilibrium, then the nodes with hard or other evidence
   uint64_t hash_ = 0;
-  bool was_seen_ = false;
-  uint32_t seen_[kRecent] = {};  // hashes of the patterns that were looked for last
-  size_t next_seen_ = 0;
-  std::unique_ptr<CachedSchedule> schedules_[kSlots];
+  CacheAdmission admission_;
+  bool admitted_[2] = {};      // by kind: the pattern that was looked for last
+  size_t last_bytes_[2] = {};  // by kind: of the schedule that was cached last
+  std::vector<Slot> slots_;
   uint64_t clock_ = 0;      // counts searches
   size_t layouts_ = kNone;  // the domain's count of layouts when they were last compared with the tables
   size_t budget_ = 0;
-  std::unique_ptr<NegativeEntries> negative_;  // null while there are none
 };
 
 }  // namespace tv
