@@ -91,9 +91,13 @@ std::vector<double> run_all(const Workload& workload, uint64_t seed, size_t case
     const size_t which = (s + 5 * seed) % count;
     runs[which] = std::make_unique<Run>(workload, kStreams[which], seed);
   }
+  Run between(workload, kStreams[0], seed + 1);
   constexpr size_t rounds = 15;
   for (size_t round = 0; round < rounds; ++round)
-    for (size_t s = 0; s < count; ++s) runs[(s + 5 * seed) % count]->ask_some(cases / rounds);
+    for (size_t s = 0; s < count; ++s) {
+      between.ask_some(std::max<size_t>(cases / rounds / 10, 1));
+      runs[(s + 5 * seed) % count]->ask_some(cases / rounds);
+    }
   std::vector<double> times;
   for (const std::unique_ptr<Run>& run : runs) times.push_back(run->time());
   return times;
