@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tables/limits.h"
+
 namespace test {
 namespace {
 
@@ -12,7 +14,11 @@ constexpr uint64_t kSpread = 0x9e3779b97f4a7c15u;
 
 class Admission : public testing::Test {
  protected:
-  Admission() { admission_.prepare(256); }
+  Admission() {
+    tv::limits.caches_new_patterns = false;
+    admission_.prepare(256);
+  }
+  ~Admission() override { tv::limits.caches_new_patterns = usual_; }
 
   // Looks for a pattern that is not cached, and builds its schedule when that is admitted.
   bool builds(uint64_t pattern) {
@@ -29,6 +35,7 @@ class Admission : public testing::Test {
     return built;
   }
 
+  const bool usual_ = tv::limits.caches_new_patterns;
   tv::CacheAdmission admission_;
   uint64_t next_ = 1000;
 };
