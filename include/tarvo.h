@@ -53,10 +53,12 @@
  *     logarithms everywhere. The results are the same bits for every number of threads.
  * 11. Threads. Different domains may be used by different threads at the same time; one domain must never
  *     be used by two threads at once, not even for reading; a table that it has given you belongs to it in
- *     this. Nothing is shared between domains, the locale included: parsing and writing select the "C" locale
- *     for the calling thread (uselocale) and put back what it used before they return. Your handlers run
- *     under it; other threads and the locale of the process (setlocale) do not notice. Numbers always use a
- *     decimal point.
+ *     this. The exception are queries (tv_domain_new_query): different ones of one domain may be used by
+ *     different threads at the same time, also while one thread enters evidence in the domain, propagates it
+ *     and reads it, as long as nobody changes the domain otherwise. Nothing is shared
+ *     between domains, the locale included: parsing and writing select the "C" locale for the calling thread
+ *     (uselocale) and put back what it used before they return. Your handlers run under it; other threads and
+ *     the locale of the process (setlocale) do not notice. Numbers always use a decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
  * 13. Not there yet. The exact total-weight triangulation is not available in this version. Where it matters,
@@ -100,7 +102,7 @@
  * attributes; user data; links; graph queries; display; tables of nodes; tables; expressions; models;
  * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
  * propagation; probability and conflict of the evidence; beliefs and other results; policies of decisions;
- * reading networks; writing networks; cases; random numbers.
+ * queries; reading networks; writing networks; cases; random numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -151,6 +153,9 @@ typedef struct tv_expression_s tv_expression_t;
 
 /** The expressions from which a node's table is computed. Owned by its node. */
 typedef struct tv_model_s tv_model_t;
+
+/** Another evidence over a compiled domain, with results of its own. Yours: tv_query_delete frees it. */
+typedef struct tv_query_s tv_query_t;
 
 /**
  * The outcome of a call: 0 for success, otherwise one of the codes below. The numbers are fixed.
@@ -3921,6 +3926,267 @@ TV_API tv_node_t** tv_node_get_requisite_parents(tv_node_t* node);
  * - tv_status_functional_dependency: function nodes stand between other nodes
  */
 TV_API tv_node_t** tv_node_get_requisite_ancestors(tv_node_t* node);
+
+/** @} */
+
+/**
+ * @defgroup queries Queries
+ * A query is a second evidence over a compiled domain: findings, propagation and results of its own, which
+ * neither disturb the domain's nor are disturbed by them. It shares the domain's cliques and the numbers of
+ * its nodes' tables and needs memory for its own tables and beliefs alone, about tv_domain_get_memory_need.
+ * Many threads may use queries of one domain at the same time, each its own (convention 11): that is how
+ * batches of cases are computed. For equal steps its answers equal the domain's, bit by bit.
+ *
+ * A query is *open* until the domain is changed in what its results depend on: a change that uncompiles it, a
+ * table touched (tv_node_touch_table), a policy updated, the domain deleted. From then on its functions
+ * answer tv_status_not_compiled, and all that is left is to delete it. Findings and propagations of the
+ * domain itself do not end it.
+ * @{
+ */
+
+/**
+ * Makes a query: another evidence, at first none, over a compiled domain. Nothing is propagated in it yet.
+ *
+ * Policies of decisions are those of the domain. The progress handler is called for queries, too, by the
+ * thread that propagates one.
+ *
+ * @param domain  a compiled domain
+ * @return the query: free it with tv_query_delete, before or after the domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_usage: the table of a node is computed from results of a propagation (its model has real-valued
+ *   function nodes among its parents), so that it depends on the evidence
+ * - tv_status_no_equilibrium: tables were touched since the domain was last propagated: propagate it first
+ * - tv_status_no_memory: also when this state and those of the domain and its open queries would together
+ *   exceed the memory limit (tv_domain_set_memory_limit)
+ * - tv_status_error: continuous nodes cannot be propagated in this order of elimination
+ */
+TV_API tv_query_t* tv_domain_new_query(tv_domain_t* domain);
+
+/**
+ * Deletes a query, whether or not it is open or its domain still there.
+ *
+ * @param query  the query
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_query_delete(tv_query_t* query);
+
+/**
+ * Tells whether a query can still be used.
+ *
+ * @param query  the query
+ * @return 1, or 0 once its domain was changed, uncompiled or deleted; -1 on failure
+ */
+TV_API int tv_query_is_open(const tv_query_t* query);
+
+/**
+ * Selects the one state that a discrete node is known to be in, in this query, in the place of what was
+ * entered on it before.
+ *
+ * @param query  an open query
+ * @param node   a discrete node of its domain
+ * @param state  the state, below the number of states
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: the node belongs to another domain, is not discrete or belongs to a class, or `state` is
+ *   out of range
+ */
+TV_API tv_status_t tv_query_select_state(tv_query_t* query, tv_node_t* node, size_t state);
+
+/**
+ * Enters the likelihood of one state of a discrete node in this query. The other states keep theirs: 1 for
+ * all if nothing was entered, 1 and 0 if a state was selected.
+ *
+ * @param query  an open query
+ * @param node   a discrete node of its domain
+ * @param state  the state, below the number of states
+ * @param value  the likelihood: a finite number that is not negative
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: the node belongs to another domain, is not discrete or belongs to a class, `state` is
+ *   out of range, or `value` is negative or not finite
+ */
+TV_API tv_status_t tv_query_enter_finding(tv_query_t* query, tv_node_t* node, size_t state,
+                                          tv_number_t value);
+
+/**
+ * Enters the value of a continuous node in this query.
+ *
+ * @param query  an open query
+ * @param node   a continuous node of its domain
+ * @param value  the observed value, in the unit of the node; finite
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: the node belongs to another domain, is not continuous or belongs to a class, or `value`
+ *   is not finite
+ */
+TV_API tv_status_t tv_query_enter_value(tv_query_t* query, tv_node_t* node, double value);
+
+/**
+ * Takes back what is entered on one node of this query. The next propagation takes it back in the results.
+ *
+ * @param query  an open query
+ * @param node   a discrete or continuous node of its domain
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: the node belongs to another domain, is neither discrete nor continuous, or belongs to a
+ *   class
+ */
+TV_API tv_status_t tv_query_retract_node_findings(tv_query_t* query, tv_node_t* node);
+
+/**
+ * Takes back all that is entered in this query. The next propagation takes it back in the results.
+ *
+ * @param query  an open query
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ */
+TV_API tv_status_t tv_query_retract_findings(tv_query_t* query);
+
+/**
+ * Brings the results of a query into agreement with what is entered in it. When there is nothing to do, it
+ * returns at once.
+ *
+ * On a failure of those that are checked first, nothing changes. On any later one the query is reset: its
+ * results cannot be read (no_equilibrium) until a propagation succeeds, and the entered evidence is still
+ * there to be corrected. Trees with continuous nodes, unless the progress handler asked to stop or memory ran
+ * out, answer without evidence instead.
+ *
+ * @param query        an open query
+ * @param equilibrium  what its results shall hold: tv_equilibrium_sum or tv_equilibrium_max
+ * @param mode         how evidence counts
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * The first three are checked first, in this order.
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: `equilibrium` is neither sum nor max, or `mode` is none of the two; or anything but sum
+ *   and normal in a domain with continuous nodes
+ * - tv_status_invalid_evidence: a decision has evidence other than a selected state, a chance node below an
+ *   undecided decision has evidence, or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, however small the probability of
+ *   possible evidence may be
+ * - tv_status_low_density: the density of an observed value is no normal number
+ * - tv_status_zero_variance: an observed value was certain already, given the other ones, in a configuration
+ *   of positive probability, so that it has no density
+ * - tv_status_overflow: likelihoods or unnormalised tables let a message grow beyond 3.40282e+38
+ * - tv_status_fast_retraction: zeros in the distributions defeat that mode
+ * - tv_status_normalization: in fast-retraction mode, what is entered on all nodes but one is impossible, so
+ *   that this one has no belief
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_status_t tv_query_propagate(tv_query_t* query, tv_equilibrium_t equilibrium,
+                                      tv_evidence_mode_t mode);
+
+/**
+ * Returns the belief in a state, as last propagated in this query: its probability given the evidence, or
+ * after max propagation that of the best configuration with this state, relative to the best of all.
+ *
+ * @param query  an open query
+ * @param node   a discrete node of its domain
+ * @param state  the state, below the number of states
+ * @return the belief, from 0 to 1; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: the node belongs to another domain or has no belief, or `state` is out of range
+ * - tv_status_no_equilibrium: nothing valid is propagated in the node's tree
+ */
+TV_API tv_number_t tv_query_get_belief(const tv_query_t* query, const tv_node_t* node, size_t state);
+
+/**
+ * Returns the exact mean of a continuous node given the evidence that was last propagated in this query.
+ *
+ * @param query  an open query
+ * @param node   a continuous node of its domain
+ * @return the mean, in the unit of the node; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: the node belongs to another domain or is not continuous
+ * - tv_status_no_equilibrium: nothing valid is propagated in the node's tree
+ * - tv_status_overflow: the result is no finite number
+ */
+TV_API double tv_query_get_mean(const tv_query_t* query, const tv_node_t* node);
+
+/**
+ * Returns the exact variance of a continuous node given the evidence that was last propagated in this query.
+ *
+ * @param query  an open query
+ * @param node   a continuous node of its domain
+ * @return the variance, in the square of the unit of the node; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: the node belongs to another domain or is not continuous
+ * - tv_status_no_equilibrium: nothing valid is propagated in the node's tree
+ * - tv_status_overflow: the result is no finite number
+ */
+TV_API double tv_query_get_variance(const tv_query_t* query, const tv_node_t* node);
+
+/**
+ * Returns the natural logarithm of the probability of the evidence that was last propagated in this query:
+ * with likelihoods and values the expected likelihood and density; after max propagation that of the best
+ * configuration.
+ *
+ * @param query  an open query
+ * @return the logarithm; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_no_equilibrium: nothing valid is propagated in some tree
+ */
+TV_API double tv_query_get_log_normalization_constant(const tv_query_t* query);
+
+/**
+ * Returns the expected utility of a state of a discrete node, or that of a utility node, given the evidence
+ * that was last propagated in this query.
+ *
+ * Of a state it is the expectation of the sum of all utilities of the node's tree, given the state, the
+ * evidence and the policies of the decisions that are not made; 0 for an impossible state. Of a utility node
+ * it is the expectation of its own utility. It is 0 in a domain without utility nodes.
+ *
+ * @param query  an open query
+ * @param node   a discrete node or a utility node of its domain
+ * @param state  the state, below the number of states; 0 for a utility node
+ * @return the expected utility; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_usage: the node belongs to another domain, is neither discrete nor a utility node, or `state`
+ *   is out of range; or, checked last, the node is a function node, or there are no utility nodes, and the
+ *   tree is not in sum equilibrium with normal mode or without evidence
+ * - tv_status_no_equilibrium: nothing valid is propagated in the node's tree
+ */
+TV_API tv_number_t tv_query_get_node_expected_utility(const tv_query_t* query, const tv_node_t* node,
+                                                      size_t state);
+
+/**
+ * Returns the expected utility given the evidence that was last propagated in this query and the policies:
+ * the sum over the utility nodes of its domain.
+ *
+ * @param query  an open query
+ * @return the expected utility, 0 without any utility node; -1.0 on failure (which may also be an answer; see
+ *         tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the query is not open
+ * - tv_status_no_equilibrium: nothing valid is propagated in some tree
+ * - tv_status_usage: there is no utility node, and the trees are not in sum equilibrium with normal mode or
+ *   without evidence
+ */
+TV_API double tv_query_get_expected_utility(const tv_query_t* query);
 
 /** @} */
 

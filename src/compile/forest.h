@@ -2,6 +2,7 @@
 // destroys it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -152,6 +153,19 @@ struct Forest {
   std::vector<Node*> moral_neighbors;
 
   std::unique_ptr<InferenceState, void (*)(InferenceState*)> state{nullptr, [](InferenceState*) {}};
+
+  // True as long as the queries over this forest may be used, for which its potentials must not change; null
+  // until there is one.
+  std::shared_ptr<std::atomic<bool>> open_queries;
+
+  Forest() = default;
+  ~Forest() { end_queries(); }
+  Forest(const Forest&) = delete;
+  Forest& operator=(const Forest&) = delete;
+  void end_queries() noexcept {
+    if (open_queries) open_queries->store(false, std::memory_order_release);
+    open_queries.reset();
+  }
 };
 
 inline NodePlacement& placement(const Node& node) noexcept {

@@ -355,7 +355,7 @@ tv_status_t create_engines(InferenceState& state) {
     if (table_entries(tree) == kHugeSize) return tv_status_no_memory;
   state.nodes.resize(forest.nodes.size());
   for (Node& node : domain.nodes)
-    state[node].entered = state.entered.empty() ? &node.entered : &state.entered[node.number - 1];
+    state[node].entered = state.is_own() ? &node.entered : &state.entered[node.number - 1];
   state.trees.reserve(forest.tree_count);
   state.numbers = node_numbers_for(forest);
   tv_number_t* next = state.numbers.data();

@@ -351,7 +351,8 @@ tv_status_t reset_all_trees(Domain& domain) {
 tv_status_t _tv_jt_make_consistent(TreeEngine& engine, Clique* root, tv_equilibrium_t equilibrium,
                                    tv_evidence_mode_t mode) {
   TreeRecovery recovery(engine);
-  if (tv_status_t status = refresh_model_tables(*engine.tree)) return status;
+  if (engine.state->is_own())
+    if (tv_status_t status = refresh_model_tables(*engine.tree)) return status;
   const bool is_reset = reset_is_needed(engine, mode);
   if (is_reset) {
     const ResetForm form = mode == tv_evidence_fast_retraction ? ResetForm::fast_retraction

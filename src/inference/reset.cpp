@@ -227,7 +227,8 @@ void recover_tree(TreeEngine& engine) noexcept {
 
 tv_status_t _tv_jt_reset_inference_engine(TreeEngine& engine, ResetForm form) {
   TreeRecovery recovery(engine);
-  if (tv_status_t status = refresh_own_model_tables(*engine.tree)) return status;
+  if (engine.state->is_own())
+    if (tv_status_t status = refresh_own_model_tables(*engine.tree)) return status;
   forget_all(engine);
   const bool is_decided = form != ResetForm::full && leave_out_policies(engine);
   const bool holds = copy_holds(engine);
@@ -260,6 +261,7 @@ tv_status_t _tv_jt_reset_inference_engine(TreeEngine& engine, ResetForm form) {
 void _tv_node_touch_table(Node& node) noexcept {
   node.table_checked = false;
   if (!is_compiled(*node.domain)) return;
+  node.domain->forest->end_queries();
   InferenceState& state = own_state(*node.domain);
   if (state[node].table_configuration != kNone) state[node].table_configuration = kForgotten;
   const JunctionTree* const tree = tree_with_potential(node);

@@ -43,6 +43,9 @@ struct InferenceState {
   Block<tv_number_t> numbers;            // beliefs, propagated findings and likelihood ratios of all nodes
   std::vector<EnteredEvidence> entered;  // by node number - 1; empty where the nodes have their own
 
+  // Of the domain; the others leave its tables alone.
+  bool is_own() const noexcept { return entered.empty(); }
+
   NodeState& operator[](const Node& node) noexcept { return nodes[node.number - 1]; }
   const NodeState& operator[](const Node& node) const noexcept { return nodes[node.number - 1]; }
 

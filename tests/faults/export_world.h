@@ -31,8 +31,12 @@ struct World {
   struct DeleteExpression {
     void operator()(tv_expression_t* what) const { tv_expression_delete(what); }
   };
+  struct DeleteQuery {
+    void operator()(tv_query_t* what) const { tv_query_delete(what); }
+  };
   std::unique_ptr<std::FILE, Close> net_stream;
   DomainOwner domain, made;
+  std::unique_ptr<tv_query_t, DeleteQuery> query;
   tv_node_t *a, *b, *c, *d, *alone;
   tv_node_t *x = nullptr, *y = nullptr;          // continuous
   tv_node_t *choice = nullptr, *gain = nullptr;  // a decision and a utility
@@ -88,6 +92,8 @@ void described(World& w);  // has all names and tables
 void deciding(World& w);   // a decision whose policy can be improved, and one that is made
 void deciding_later(World& w);
 void decided(World& w);
+void querying(World& w);  // a query with evidence
+void queried(World& w);   // and it is propagated
 
 // ---- What calls need ----
 

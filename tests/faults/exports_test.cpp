@@ -131,6 +131,16 @@ void parallel(World& w) {
   add_node(w.domain.get(), "t", 2, {last});
   with_evidence(w);
 }
+void querying(World& w) {
+  compiled(w);
+  w.query.reset(tv_domain_new_query(w.domain.get()));
+  tv_query_select_state(w.query.get(), w.d, 1);
+  tv_query_enter_finding(w.query.get(), w.b, 1, 0.5f);
+}
+void queried(World& w) {
+  querying(w);
+  tv_query_propagate(w.query.get(), tv_equilibrium_sum, tv_evidence_normal);
+}
 void propagated(World& w) {
   with_evidence(w);
   tv_domain_propagate(w.domain.get(), tv_equilibrium_sum, tv_evidence_normal);

@@ -73,6 +73,32 @@ const Cases cases = {
          else
            return;
      }},
+    {"tv_domain_new_query", propagated,
+     [](World& w) {
+       w.query.reset(tv_domain_new_query(w.domain.get()));
+       if (!w.query) return;
+       w.number = tv_query_propagate(w.query.get(), kSum, kNormal);
+     }},
+    {"tv_query_enter_finding", queried,
+     [](World& w) { tv_query_enter_finding(w.query.get(), w.a, 1, 0.5f); }},
+    ASKS_FOR_NOTHING(tv_query_select_state, queried, w.query.get(), w.a, 1),
+    ASKS_FOR_NOTHING(tv_query_enter_value, queried, w.query.get(), w.a, 1.0),
+    ASKS_FOR_NOTHING(tv_query_retract_node_findings, queried, w.query.get(), w.d),
+    ASKS_FOR_NOTHING(tv_query_retract_findings, queried, w.query.get()),
+    {"tv_query_propagate", querying,
+     [](World& w) {
+       if (tv_query_propagate(w.query.get(), kMax, kNormal) == tv_status_none)
+         w.number = tv_query_get_belief(w.query.get(), w.a, 0);
+     },
+     Case::never_fails},
+    ASKS_FOR_NOTHING(tv_query_is_open, queried, w.query.get()),
+    ASKS_FOR_NOTHING(tv_query_delete, queried, w.query.release()),
+    ASKS_FOR_NOTHING(tv_query_get_belief, queried, w.query.get(), w.a, 1),
+    ASKS_FOR_NOTHING(tv_query_get_mean, queried, w.query.get(), w.a),
+    ASKS_FOR_NOTHING(tv_query_get_variance, queried, w.query.get(), w.a),
+    ASKS_FOR_NOTHING(tv_query_get_log_normalization_constant, queried, w.query.get()),
+    ASKS_FOR_NOTHING(tv_query_get_node_expected_utility, queried, w.query.get(), w.a, 1),
+    ASKS_FOR_NOTHING(tv_query_get_expected_utility, queried, w.query.get()),
     ASKS_FOR_NOTHING(tv_node_select_state, propagated, w.a, 1),
     ASKS_FOR_NOTHING(tv_node_enter_value, propagated_values, w.y, 2.0),
     ASKS_FOR_NOTHING(tv_node_retract_findings, propagated, w.d),

@@ -11,7 +11,6 @@
 #include "inference/answers/queries.h"
 #include "inference/engine.h"
 #include "inference/reset.h"
-#include "network/links/graph_search.h"
 #include "network/refusals.h"
 
 namespace tv {
@@ -136,7 +135,7 @@ void _tv_node_retract_findings(Node& node, InferenceState* query) noexcept {
 }
 
 void retract_listed_findings(InferenceState& state) noexcept {
-  InferenceState* const query = state.entered.empty() ? nullptr : &state;
+  InferenceState* const query = state.is_own() ? nullptr : &state;
   for (const auto& engine : state.trees)
     for (const uint32_t position : engine->evidence)
       _tv_node_retract_findings(*engine->tree->nodes[position], query);
@@ -232,16 +231,34 @@ bool is_decided(const TreeEngine& engine, const Node& decision) noexcept {
          (is_discrete(decision) && decision.number_of_states == 1);
 }
 
+// The nodes that a search has reached, in that order. Other states of the domain may be searched meanwhile.
+class ReachedNodes {
+ public:
+  explicit ReachedNodes(const Domain& domain) : is_reached_(domain.node_count + 1, false) {}
+
+  void reach(Node* node) {
+    if (is_reached_[node->number]) return;
+    is_reached_[node->number] = true;
+    nodes_.push_back(node);
+  }
+  size_t size() const noexcept { return nodes_.size(); }
+  Node* operator[](size_t i) const noexcept { return nodes_[i]; }
+
+ private:
+  std::vector<bool> is_reached_;
+  std::vector<Node*> nodes_;
+};
+
 // An observed node that an open decision may influence through chance nodes; null when there is none.
 Node* find_unfree_observation(const TreeEngine& engine) {
-  MarkedNodes influenced;
+  ReachedNodes influenced(*engine.tree->domain);
   for (Node* node : engine.tree->nodes)
-    if (node->category == tv_category_decision && !is_decided(engine, *node)) influenced.reach(node, 1);
+    if (node->category == tv_category_decision && !is_decided(engine, *node)) influenced.reach(node);
   for (size_t i = 0; i < influenced.size(); ++i) {
     for (Node* child : influenced[i]->children) {
       if (child->category != tv_category_chance) continue;
       if (evidence_is_entered(*child, engine.entered(*child))) return child;
-      influenced.reach(child, 1);
+      influenced.reach(child);
     }
   }
   return nullptr;
@@ -249,11 +266,11 @@ Node* find_unfree_observation(const TreeEngine& engine) {
 
 // Names one of those decisions.
 tv_status_t refuse_unfree(const TreeEngine& engine, Node& observed) {
-  MarkedNodes causes;
-  causes.reach(&observed, 1);
+  ReachedNodes causes(*observed.domain);
+  causes.reach(&observed);
   for (size_t i = 0; i < causes.size(); ++i)
     for (Node* parent : causes[i]->parents) {
-      if (parent->category == tv_category_chance) causes.reach(parent, 1);
+      if (parent->category == tv_category_chance) causes.reach(parent);
       if (parent->category == tv_category_decision && !is_decided(engine, *parent))
         return refuse(tv_status_invalid_evidence,
                       "\"%s\" is observed, but decision \"%s\", which may influence it, is not made yet",

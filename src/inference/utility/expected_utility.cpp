@@ -17,8 +17,6 @@ bool has_own_results(const Node& node) noexcept {
   return node.domain->counters.utility > 0 && node.category != tv_category_function;
 }
 
-bool tree_lacks_marginals(const TreeEngine& engine) noexcept { return !holds_marginals(engine); }
-
 // The least or greatest entry of a utility node's table; a node without numbers counts as zero.
 template <class Better>
 tv_number_t extreme_utility(const Node* node, Better better) noexcept {
@@ -43,17 +41,28 @@ double total_expected_utility(const InferenceState& all) noexcept {
   return sum;
 }
 
+bool has_expected_utility(const Node* node, size_t state) noexcept {
+  return is_utility(node) ? state == 0 : is_state(node, state);
+}
+
+tv_number_t checked_expected_utility(const InferenceState& all, const Node& node, size_t state) noexcept {
+  if (!has_own_results(node) && !require(holds_marginals(*result_engine(all, node)), tv_status_usage))
+    return -1;
+  return static_cast<tv_number_t>(expected_utility(all, node, state));
+}
+
+double checked_total_utility(const InferenceState& all) noexcept {
+  if (all.domain->counters.utility > 0) return total_expected_utility(all);
+  const bool holds = std::all_of(all.trees.begin(), all.trees.end(),
+                                 [](const auto& engine) { return holds_marginals(*engine); });
+  return require(holds, tv_status_usage) ? 0 : -1;
+}
+
 }  // namespace tv
 
 tv_number_t tv_node_get_expected_utility(const tv_node_t* node, size_t state) {
-  const bool is_valid = tv::is_state(node, state) || (tv::is_utility(node) && state == 0);
-  const tv::Node* source = tv::node_with_results(node, is_valid);
-  if (!source) return -1;
-  if (!tv::has_own_results(*source) &&
-      !tv::require(tv::holds_marginals(*tv::result_engine(tv::own_state(*source->domain), *source)),
-                   tv_status_usage))
-    return -1;
-  return static_cast<tv_number_t>(tv::expected_utility(tv::own_state(*source->domain), *source, state));
+  const tv::Node* source = tv::node_with_results(node, tv::has_expected_utility(node, state));
+  return source ? tv::checked_expected_utility(tv::own_state(*source->domain), *source, state) : -1;
 }
 
 tv_number_t tv_node_get_min_utility(const tv_node_t* node) {
@@ -70,7 +79,5 @@ double tv_node_get_variance_of_utility(const tv_node_t* node) {
 }
 
 double tv_domain_get_expected_utility(const tv_domain_t* domain) {
-  if (!tv::check_equilibrium(domain)) return -1;
-  if (domain->counters.utility > 0) return tv::total_expected_utility(tv::own_state(*domain));
-  return tv::require(!tv::any_tree(*domain, tv::tree_lacks_marginals), tv_status_usage) ? 0 : -1;
+  return tv::check_equilibrium(domain) ? tv::checked_total_utility(tv::own_state(*domain)) : -1;
 }

@@ -13,4 +13,10 @@ double expected_utility(const InferenceState& all, const Node& node, size_t stat
 // The sum over the utility nodes.
 double total_expected_utility(const InferenceState& all) noexcept;
 
+// Whether such a question makes sense; the answer after further checks, or -1 with the status stored. All
+// trees that are asked about are in equilibrium.
+bool has_expected_utility(const Node* node, size_t state) noexcept;
+tv_number_t checked_expected_utility(const InferenceState& all, const Node& node, size_t state) noexcept;
+double checked_total_utility(const InferenceState& all) noexcept;
+
 }  // namespace tv
