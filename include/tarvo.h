@@ -50,7 +50,9 @@
  * 10. Numbers. Tables hold single precision (tv_number_t); sums and logarithms are formed in double
  *     precision, and products with more range where single precision does not suffice: beliefs are right to
  *     one part in a million (below 1e-23, to 1e-29), and only impossible evidence is refused. Natural
- *     logarithms everywhere. The results are the same bits for every number of threads.
+ *     logarithms everywhere. The results are the same bits for every number of threads and on every
+ *     processor of a kind. What a domain has propagated before may change the last digits, within these
+ *     bounds; in queries each case has the same bits whatever came before (tv_query_retract_findings).
  * 11. Threads. Different domains may be used by different threads at the same time; one domain must never
  *     be used by two threads at once, not even for reading; a table that it has given you belongs to it in
  *     this. The exception are queries (tv_domain_new_query): different ones of one domain may be used by
@@ -3935,7 +3937,7 @@ TV_API tv_node_t** tv_node_get_requisite_ancestors(tv_node_t* node);
  * neither disturb the domain's nor are disturbed by them. It shares the domain's cliques and the numbers of
  * its nodes' tables and needs memory for its own tables and beliefs alone, about tv_domain_get_memory_need.
  * Many threads may use queries of one domain at the same time, each its own (convention 11): that is how
- * batches of cases are computed. For equal steps its answers equal the domain's, bit by bit.
+ * batches of cases are computed.
  *
  * A query is *open* until the domain is changed in what its results depend on: a change that uncompiles it, a
  * table touched (tv_node_touch_table), a policy updated, the domain deleted. From then on its functions
@@ -4044,7 +4046,9 @@ TV_API tv_status_t tv_query_enter_value(tv_query_t* query, tv_node_t* node, doub
 TV_API tv_status_t tv_query_retract_node_findings(tv_query_t* query, tv_node_t* node);
 
 /**
- * Takes back all that is entered in this query. The next propagation takes it back in the results.
+ * Takes back all that is entered in this query, and begins a new case: its results end, and the next
+ * propagation starts from the tables of the nodes. Its answers are then the same bits whatever cases came
+ * before, in this query or in another one.
  *
  * @param query  an open query
  * @return tv_status_none, or the code of a failure

@@ -12,6 +12,7 @@
 #include "inference/evidence/evidence.h"
 #include "inference/memory_need.h"
 #include "inference/propagate.h"
+#include "inference/reset.h"
 #include "inference/utility/expected_utility.h"
 #include "network/refusals.h"
 
@@ -148,6 +149,7 @@ tv_status_t tv_query_retract_node_findings(tv_query_t* query, tv_node_t* node) {
 tv_status_t tv_query_retract_findings(tv_query_t* query) {
   if (tv_status_t status = tv::check_query(query)) return status;
   tv::retract_listed_findings(query->state);
+  for (const auto& engine : query->state.trees) tv::recover_tree(*engine);
   return tv_status_none;
 }
 

@@ -94,6 +94,7 @@ void deciding_later(World& w);
 void decided(World& w);
 void querying(World& w);  // a query with evidence
 void queried(World& w);   // and it is propagated
+void queried_values(World& w);
 
 // ---- What calls need ----
 

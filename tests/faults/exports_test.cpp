@@ -182,6 +182,13 @@ void propagated_values(World& w) {
   tv_domain_propagate(w.domain.get(), tv_equilibrium_sum, tv_evidence_normal);
 }
 
+void queried_values(World& w) {
+  propagated_values(w);
+  w.query.reset(tv_domain_new_query(w.domain.get()));
+  tv_query_enter_value(w.query.get(), w.x, 1);
+  tv_query_propagate(w.query.get(), tv_equilibrium_sum, tv_evidence_normal);
+}
+
 void with_cases(World& w) {
   tv_domain_set_number_of_cases(w.domain.get(), 40);
   for (size_t i = 0; i < 40; ++i) tv_node_set_case_state(w.b, i, i % 3);

@@ -186,7 +186,8 @@ TEST(Queries, AnswerDecisionModelsOnThreads) {
   tv_node_t* const gain = tv_domain_new_node(domain.get(), tv_category_utility, tv_kind_other);
   ASSERT_EQ(tv_node_add_parent(gain, cause), tv_status_none);
   ASSERT_EQ(tv_node_add_parent(gain, act), tv_status_none);
-  set_table(gain, {10.0f, -4.0f, -8.0f, 6.0f});
+  const bool cause_first = tv_table_get_nodes(tv_node_get_table(gain))[0] == cause;
+  set_table(gain, cause_first ? std::vector<float>{10, -4, -8, 6} : std::vector<float>{10, -8, -4, 6});
   ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
   // P(cause | test): 0.63 and 0.06 of 0.69, 0.07 and 0.24 of 0.31.
   const double given[2][2] = {{0.63 / 0.69, 0.06 / 0.69}, {0.07 / 0.31, 0.24 / 0.31}};

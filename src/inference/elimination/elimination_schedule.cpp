@@ -37,14 +37,17 @@ constexpr uint32_t kPause = 16;
 // Whether an elimination schedule may pay: the reduced tables must have many entries for each node, since
 // below that building the schedule takes longer than it saves. Where they are not very many, only a pattern
 // that comes again is worth it. The first propagation without evidence never is, since later evidence is
-// absorbed into its tables.
+// absorbed into its tables. A query decides by the pattern alone, so that its answers do not depend on which
+// cases it has seen before, to the last bit.
 bool may_plan(TreeEngine& engine, double nodes) noexcept {
   const ScheduleCache& cache = *engine.schedules;
   const double least = static_cast<double>(limits.entries_for_elimination);
   if (least == 0.0) return true;
+  const bool is_large = engine.entries >= kEntriesForFirst * nodes && engine.evidence_to_propagate > 0;
+  if (!engine.state->is_own()) return is_large;
   if (cache.needs_tables() || engine.entries < least * nodes) return false;
   if (cache.admits(ScheduleCache::Kind::elimination)) return true;
-  if (engine.entries < kEntriesForFirst * nodes || engine.evidence_to_propagate == 0) return false;
+  if (!is_large) return false;
   return engine.patterns_to_pass == 0 || --engine.patterns_to_pass == 0;
 }
 
@@ -101,7 +104,8 @@ std::unique_ptr<EliminationSchedule> build_elimination(const PropagationRequest&
   const double nodes = static_cast<double>(engine.tree->nodes.size());
   const double least = static_cast<double>(limits.entries_for_elimination);
   if (!may_plan(engine, nodes) || has_finding_on_one_state(engine)) return nullptr;
-  const bool comes_again = engine.schedules->admits(ScheduleCache::Kind::elimination);
+  const bool is_query = !engine.state->is_own();
+  const bool comes_again = !is_query && engine.schedules->admits(ScheduleCache::Kind::elimination);
   const double entries = reduced_entries(engine);
   const bool is_large = entries >= (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes;
   const EliminationTree graph = is_large ? best_elimination(engine, entries) : EliminationTree{};
