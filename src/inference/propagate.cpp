@@ -22,6 +22,7 @@
 #include "inference/model_tables.h"
 #include "inference/range.h"
 #include "inference/reset.h"
+#include "inference/schedule/finding_vectors.h"
 #include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/run_schedule.h"
 #include "inference/schedule/schedule_cache.h"
@@ -172,6 +173,7 @@ tv_status_t propagate_by_elimination(const PropagationRequest& request, Eliminat
 // observed.
 tv_status_t propagate_anew(const PropagationRequest& request) {
   TreeEngine& engine = request.engine;
+  if (takes_finding_vectors(request)) return propagate_finding_vectors(request);
   const ScheduleCache::Found cached = engine.schedules->find(engine, request.equilibrium);
   if (tv_status_t status = propagate_by_elimination(request, cached.elimination);
       status != tv_status_no_value)

@@ -11,21 +11,20 @@
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/schedule/schedule_cache.h"
 #include "support/builders.h"
+#include "support/other_ways.h"
 
 namespace test {
 namespace {
 
 class Planning {
  public:
-  explicit Planning(bool always) : usual_(tv::limits.entries_for_elimination) {
+  explicit Planning(bool always) {
     tv::limits.entries_for_elimination = always ? 0 : 1000000;
+    tv::limits.finding_vectors = 0;
   }
-  ~Planning() { tv::limits.entries_for_elimination = usual_; }
-  Planning(const Planning&) = delete;
-  Planning& operator=(const Planning&) = delete;
 
  private:
-  size_t usual_;
+  KeptLimits usual_;
 };
 
 // Wide enough for cliques of thousands of entries, in several parts, with nodes of one state.

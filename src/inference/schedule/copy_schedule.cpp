@@ -167,11 +167,21 @@ class Writer {
       ++gather.factor_count;
       add_potential(s);
       uint16_t* positions = lists_.positions.take(gather.entries);
-      lists_.factors.add({step.operand, positions});
+      lists_.factors.add({step.operand, positions, evidence_of(operation, step)});
       if (positions)
         for_each_position(*step.map,
                           [&](size_t position) { *positions++ = static_cast<uint16_t>(position); });
     }
+  }
+
+  // Null where the step is no finding.
+  const ptrdiff_t* evidence_of(const Operation& operation, const Step& step) const noexcept {
+    const NodeList& members = *work(operation).table.members;
+    const auto is_of = [&](const Node* node) {
+      return is_discrete(*node) && engine_.likelihood_ratio(*node) == step.operand;
+    };
+    const auto node = std::find_if(members.begin(), members.end(), is_of);
+    return node == members.end() ? nullptr : &engine_[**node].propagated_state;
   }
 
   void set_marginal(GatherOperation& gather, const IndexMap& map) noexcept {

@@ -38,13 +38,14 @@ void apply(const GatherOperation& operation, const GatherFactor& factor, bool as
 void form(const GatherSchedule& schedule, const GatherOperation& operation) noexcept {
   const GatherFactor* factor = factors_of(schedule, operation);
   const GatherFactor* const end = factor + operation.factor_count;
-  if (operation.assigns && operation.factor_count > 1) {
+  if (operation.assigns && operation.factor_count > 1 && !factor[1].is_void()) {
     assign_product(operation, factor[0], factor[1]);
     factor += 2;
   } else if (operation.assigns) {
     assign(operation, *factor++);
   }
-  for (; factor < end; ++factor) multiply(operation, *factor);
+  for (; factor < end; ++factor)
+    if (!factor->is_void()) multiply(operation, *factor);
 }
 
 // Each target is summed in the order of the table.

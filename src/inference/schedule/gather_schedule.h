@@ -26,6 +26,10 @@ enum class GatherKind : unsigned char {
 struct GatherFactor {
   const float* operand;
   const uint16_t* positions;
+  const ptrdiff_t* evidence = nullptr;  // of a finding: the evidence on its node
+
+  // It is all ones, then.
+  bool is_void() const noexcept { return evidence && *evidence == kNoEvidence; }
 };
 
 struct GatherOperation {

@@ -52,13 +52,19 @@ bool ScheduleCache::layouts_hold(const TreeEngine& engine) noexcept {
   layouts_ = engine.domain->table_layouts;
   const bool schedules_hold =
       std::all_of(engine.potential_plans.begin(), engine.potential_plans.end(), layout_holds);
-  return std::all_of(slots_.begin(), slots_.end(), [schedules_hold](const Slot& slot) {
-    return slot.kind == Kind::elimination ? slot.cached->elimination->holds() : schedules_hold;
-  });
+  const bool has_schedule = for_any_[0] || for_any_[1];
+  return (schedules_hold || !has_schedule) &&
+         std::all_of(slots_.begin(), slots_.end(), [&](const Slot& slot) {
+           return slot.kind == Kind::elimination ? slot.cached->elimination->holds() : schedules_hold;
+         });
+}
+
+void ScheduleCache::drop_stale(const TreeEngine& engine) noexcept {
+  if (!layouts_hold(engine)) clear();
 }
 
 ScheduleCache::Found ScheduleCache::find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
-  if (!layouts_hold(engine)) clear();
+  drop_stale(engine);
   uint64_t hash = 14695981039346656037u;  // Fowler, Noll and Vo's hash
   pattern_.clear();
   const auto add = [&](uint32_t mark) {
@@ -216,6 +222,28 @@ void ScheduleCache::age() noexcept {
   });
 }
 
-void ScheduleCache::clear() noexcept { slots_.clear(); }
+const Schedule* ScheduleCache::for_any_evidence(const TreeEngine& engine,
+                                                tv_equilibrium_t equilibrium) noexcept {
+  drop_stale(engine);
+  searches_for_any_ = std::min(searches_for_any_ + 1, 2u);
+  const CachedSchedule* const cached = for_any_[equilibrium == tv_equilibrium_max].get();
+  return cached ? &cached->copy.schedule : nullptr;
+}
+
+void ScheduleCache::insert_for_any_evidence(const TreeEngine& engine, const Schedule& schedule,
+                                            tv_equilibrium_t equilibrium) noexcept {
+  std::unique_ptr<CachedSchedule> cached(new (std::nothrow) CachedSchedule);
+  if (!cached) return;
+  cached->copy = copy_schedule(engine, schedule, equilibrium, false, kHugeSize);
+  if (!cached->copy.memory) return;
+  cached->copy.schedule.gather = &cached->copy.gather;
+  cached->copy.schedule.subtrees = &cached->subtrees;
+  for_any_[equilibrium == tv_equilibrium_max] = std::move(cached);
+}
+
+void ScheduleCache::clear() noexcept {
+  slots_.clear();
+  for (std::unique_ptr<CachedSchedule>& cached : for_any_) cached.reset();
+}
 
 }  // namespace tv

@@ -53,6 +53,13 @@ class ScheduleCache {
   void insert(const TreeEngine& engine, const Schedule& schedule, tv_equilibrium_t equilibrium) noexcept;
   void insert(std::unique_ptr<EliminationSchedule> elimination) noexcept;
 
+  // A copy of the schedule that serves every evidence (finding_vectors.h), or null; whether it should be
+  // built, from the second search on; and caching one, which is not evicted.
+  const Schedule* for_any_evidence(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
+  bool admits_for_any_evidence() const noexcept { return searches_for_any_ > 1; }
+  void insert_for_any_evidence(const TreeEngine& engine, const Schedule& schedule,
+                               tv_equilibrium_t equilibrium) noexcept;
+
   // Forgets all schedules: some potential has got a table, or one of another layout, since they were built.
   void clear() noexcept;
 
@@ -75,6 +82,7 @@ class ScheduleCache {
   void evict_for(Kind kind, size_t bytes) noexcept;
   void age() noexcept;
   bool layouts_hold(const TreeEngine& engine) noexcept;
+  void drop_stale(const TreeEngine& engine) noexcept;
 
   std::vector<uint32_t> pattern_;  // the key: equilibrium, then the nodes with hard or other evidence
   uint64_t hash_ = 0;
@@ -82,7 +90,9 @@ class ScheduleCache {
   bool admitted_[2] = {};      // by kind: the pattern that was looked for last
   size_t last_bytes_[2] = {};  // by kind: of the schedule that was cached last
   std::vector<Slot> slots_;
-  uint64_t clock_ = 0;      // counts searches
+  std::unique_ptr<CachedSchedule> for_any_[2];  // for sums and for maxima
+  uint32_t searches_for_any_ = 0;               // counted to two
+  uint64_t clock_ = 0;                          // counts searches
   size_t layouts_ = kNone;  // the domain's count of layouts when they were last compared with the tables
   size_t budget_ = 0;
 };
