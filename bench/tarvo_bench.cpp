@@ -17,6 +17,7 @@
 #include "limit.h"
 #include "memory.h"
 #include "models.h"
+#include "queries.h"
 #include "streams.h"
 #include "workload.h"
 
@@ -31,6 +32,7 @@ struct Settings {
   bool check = false;
   bool limit = false;
   bool streams = false;
+  size_t queries = 0;  // cases
   bool continuous = false;
   bool decisions = false;
   bool models = false;
@@ -234,13 +236,15 @@ int run(const Settings& settings) {
     workloads = networks_in(settings.folder);
     yardsticks = yardsticks_in(settings.folder);
   }
-  if (!settings.streams || settings.folder.empty())
+  if ((!settings.streams && settings.queries == 0) || settings.folder.empty())
     for (Workload& workload : generated_networks()) workloads.push_back(std::move(workload));
 
   if (settings.limit)
     print_limit_titles();
   else if (settings.streams)
     print_stream_titles();
+  else if (settings.queries > 0)
+    print_query_titles();
   else if (settings.check)
     std::printf("%-18s %5s %12s %12s %12s\n", "network", "cases", "absolute", "relative", "ln P(e)");
   else
@@ -255,6 +259,8 @@ int run(const Settings& settings) {
         print_limit(workload, load(workload).get(), settings.repeats);
       else if (settings.streams)
         print_streams(workload, settings.repeats);
+      else if (settings.queries > 0)
+        sound &= print_queries(workload, settings.queries);
       else if (settings.check)
         sound &= check(workload, settings);
       else
@@ -285,6 +291,7 @@ int main(int argc, char** argv) {
   app.add_flag("--limit", settings.limit, "compare with the bandwidth of memory, and one thread with two");
   app.add_flag("--streams", settings.streams,
                "time streams of cases whose sets of observed nodes come again");
+  app.add_option("--queries", settings.queries, "time so many cases through queries, alone and on threads");
   app.add_flag("--continuous", settings.continuous, "time generated networks with continuous nodes instead");
   app.add_flag("--decisions", settings.decisions, "time policy updating on generated networks instead");
   app.add_flag("--models", settings.models, "time the generation of tables from models instead");
