@@ -148,7 +148,7 @@ tv_status_t assign_component(Forest& forest, ChainComponent& component, Assigner
   trace.text("    Chain graph component (");
   for (Node* member : component.members) {
     if (member != component.members.front()) trace.text(", ");
-    trace.text(_tv_node_get_name(*member));
+    trace.text(name_of(*member));
   }
   trace.print(":\n\tParents assigned to clique %zu\n", size_t{clique->index});
   return tv_status_none;
@@ -182,7 +182,7 @@ void report_missing_tables(const Domain& domain, Trace& trace) {
   trace.text("\n\nChecking tables for all nodes:\n\n");
   for (Node& node : domain.nodes) {
     if (!has_potential(node) || own_table(node) || in_chain_component(node)) continue;
-    trace.print("    Warning: Node `%s' has no table\n", _tv_node_get_name(node));
+    trace.print("    Warning: Node `%s' has no table\n", name_of(node));
   }
 }
 
@@ -238,7 +238,7 @@ tv_status_t assign_potentials(Forest& forest, Trace& trace) {
     record.assigned = clique;
     record.tree = clique->tree;
     if (trace.enabled()) {
-      trace.print("    Node %s assigned to clique %zu\n", _tv_node_get_name(node), size_t{clique->index});
+      trace.print("    Node %s assigned to clique %zu\n", name_of(node), size_t{clique->index});
     }
   }
   list_potentials(forest);

@@ -25,7 +25,7 @@ QualitativeCompilation::QualitativeCompilation(Domain& domain)
   forest_->domain = &domain;
   forest_->nodes.resize(domain.node_count);
   if (!trace_.enabled()) return;
-  for (Node& node : domain.nodes) _tv_node_get_name(node);
+  for (Node& node : domain.nodes) name_of(node);
 }
 
 void QualitativeCompilation::moralize() { _tv_domain_moralize(*forest_, trace_); }

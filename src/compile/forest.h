@@ -179,6 +179,6 @@ inline bool is_compiled(const Domain& domain) noexcept { return domain.compiled;
 JunctionTree* tree_of(const Node& node) noexcept;
 
 // The internal form of tv_domain_triangulate: leaves a forest in the domain or leaves it untouched.
-tv_status_t _tv_triangulate_domain(Domain& domain, tv_triangulation_method_t method);
+tv_status_t triangulate_as_asked(Domain& domain, tv_triangulation_method_t method);
 
 }  // namespace tv

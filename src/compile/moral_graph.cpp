@@ -36,7 +36,7 @@ bool is_chance_or_decision(const Node& node) noexcept {
 
 void trace_pair(Trace& trace, const char* what, Node& a, Node& b) {
   if (!trace.enabled() || a.number > b.number) return;
-  trace.print("    %s %s and %s\n", what, _tv_node_get_name(a), _tv_node_get_name(b));
+  trace.print("    %s %s and %s\n", what, name_of(a), name_of(b));
 }
 
 void find_components(Forest& forest) {

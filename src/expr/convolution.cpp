@@ -120,8 +120,7 @@ bool is_count(double value) noexcept {
 }
 
 tv_status_t refuse(const char* kind, Node& node, Trace& trace) {
-  if (trace.enabled())
-    trace.print("Aggregate distribution: `%s' must be %s node.\n", _tv_node_get_name(node), kind);
+  if (trace.enabled()) trace.print("Aggregate distribution: `%s' must be %s node.\n", name_of(node), kind);
   return tv_status_invalid_expression;
 }
 

@@ -415,7 +415,7 @@ tv_status_t report_insufficient_range(Node& child, double low, double high, cons
   const std::string to = std::isinf(high) ? "inf)" : std::string(NumberText(high).c_str()) + "]";
   const char* kind = truncated ? "truncated " : "";
   if (trace.enabled())
-    trace.print("Node %s: State range must include %s%s for %s%s distribution\n", _tv_node_get_name(child),
+    trace.print("Node %s: State range must include %s%s for %s%s distribution\n", name_of(child),
                 from.c_str(), to.c_str(), kind, name);
   return refuse(tv_status_insufficient_state_range,
                 "the states of node \"%s\" must cover %s%s for its %s%s distribution", shown_name(child),

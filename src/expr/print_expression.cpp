@@ -66,7 +66,7 @@ class Printer {
     } else if (leaf.op == tv_operator_boolean) {
       text_ += leaf.number != 0 ? "true" : "false";
     } else {
-      const char* name = _tv_node_get_name(*leaf.node);
+      const char* name = name_of(*leaf.node);
       if (!name) throw std::bad_alloc();  // an automatic name could not be made
       text_ += name;
     }

@@ -21,7 +21,7 @@ tv_status_t check_state_values(Node& node, Trace& trace) {
     if (std::isinf(value) && !may_be_infinite) wrong = "use infinite values incorrectly";
   }
   if (!wrong) return tv_status_none;
-  if (trace.enabled()) trace.print("The state values of node %s %s.\n", _tv_node_get_name(node), wrong);
+  if (trace.enabled()) trace.print("The state values of node %s %s.\n", name_of(node), wrong);
   return refuse(tv_status_invalid_state_values, "the state values of node \"%s\" %s", shown_name(node),
                 wrong);
 }

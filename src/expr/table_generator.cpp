@@ -138,7 +138,7 @@ class TableGenerator {
   }
 
   static const char* name(Node& node) {
-    const char* text = _tv_node_get_name(node);
+    const char* text = name_of(node);
     if (!text) throw std::bad_alloc();  // an automatic name could not be made
     return text;
   }

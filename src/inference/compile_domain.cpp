@@ -69,7 +69,7 @@ tv_status_t compile_quantitatively(Domain& domain, bool triangulated_here) {
 tv_status_t compile(Domain& domain) {
   const bool triangulates = !is_triangulated(domain);
   if (triangulates)
-    if (tv_status_t status = _tv_triangulate_domain(domain, tv_method_best_greedy)) return status;
+    if (tv_status_t status = triangulate_as_asked(domain, tv_method_best_greedy)) return status;
   // The triangulation stays, also one made here: the host may look at it to see what to do.
   if (exceeds_memory_limit(domain)) return refuse_for_memory(domain);
   return compile_quantitatively(domain, triangulates);

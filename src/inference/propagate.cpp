@@ -42,12 +42,13 @@ bool has_made_decision(const TreeEngine& engine) noexcept {
 bool decision_evidence_changes(const TreeEngine& engine) noexcept {
   if (engine.tree->domain->counters.decision == 0) return false;
   for (const Node* node : engine.tree->nodes)
-    if (node->category == tv_category_decision && evidence_to_propagate(*node, engine[*node])) return true;
+    if (node->category == tv_category_decision && _tv_node_evidence_to_propagate(*node, engine[*node]))
+      return true;
   return false;
 }
 
 bool reset_is_needed(const TreeEngine& engine, tv_evidence_mode_t mode) {
-  if (engine.tables_touched || engine.equilibrium == tv_equilibrium_none || _tv_jt_has_new_tables(engine))
+  if (engine.tables_touched || engine.equilibrium == tv_equilibrium_none || has_new_tables(engine))
     return true;
   if (mode == tv_evidence_fast_retraction) {
     if (engine.mode != tv_evidence_fast_retraction && engine.evidence_propagated) return true;
@@ -383,7 +384,7 @@ tv_status_t _tv_jt_make_consistent(TreeEngine& engine, Clique* root, tv_equilibr
 }
 
 tv_status_t propagate_state(InferenceState& state, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {
-  if (!evidence_is_valid(state) || !_tv_domain_ijt_nodes_are_instantiated(state))
+  if (!_tv_domain_evidence_is_valid(state) || !_tv_domain_ijt_nodes_are_instantiated(state))
     return tv_status_invalid_evidence;
   const tv_status_t status = propagate_all_trees(state, equilibrium, mode);
   if (status && status != tv_status_error)

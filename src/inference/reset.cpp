@@ -168,7 +168,7 @@ void load_tables(TreeEngine& engine) noexcept {
 
 }  // namespace
 
-bool _tv_jt_has_new_tables(const TreeEngine& engine) noexcept {
+bool has_new_tables(const TreeEngine& engine) noexcept {
   // The list itself may have changed since, too.
   const bool any = !engine.tree->domain->required_instantiations.empty();
   if (!any && !engine.has_required) return false;
@@ -180,7 +180,7 @@ bool _tv_jt_has_new_tables(const TreeEngine& engine) noexcept {
 void count_evidence_to_propagate(TreeEngine& engine) noexcept {
   engine.evidence_to_propagate = 0;
   for_each_with_evidence(engine, [&](const Node& node) {
-    engine.evidence_to_propagate += evidence_to_propagate(node, engine[node]);
+    engine.evidence_to_propagate += _tv_node_evidence_to_propagate(node, engine[node]);
     list_evidence(engine, node);
   });
 }
@@ -210,7 +210,7 @@ void forget_all(TreeEngine& engine) noexcept {
 }
 
 bool copy_holds(const TreeEngine& engine) noexcept {
-  return engine.keep_copy && engine.copy.data() && !engine.tables_touched && !_tv_jt_has_new_tables(engine);
+  return engine.keep_copy && engine.copy.data() && !engine.tables_touched && !has_new_tables(engine);
 }
 
 void load_copy(TreeEngine& engine) noexcept {

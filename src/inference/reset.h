@@ -36,7 +36,7 @@ class TreeRecovery {
 };
 
 // Whether the selected states of required instantiations differ from those that the tables were built for.
-bool _tv_jt_has_new_tables(const TreeEngine& engine) noexcept;
+bool has_new_tables(const TreeEngine& engine) noexcept;
 
 // The node's potential has changed: the next propagation of its tree starts with a reset.
 void _tv_node_touch_table(Node& node) noexcept;

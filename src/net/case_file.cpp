@@ -21,7 +21,7 @@ void write_finding(OutputSink& sink, const Node& node) {
   sink.text("(");
   for (size_t state = 0; state < node.number_of_states; ++state) {
     if (state) sink.text(" ");
-    sink.table_number(_tv_node_get_entered_finding(node, state));
+    sink.table_number(entered_finding(node, state));
   }
   sink.text(")");
 }
@@ -29,7 +29,7 @@ void write_finding(OutputSink& sink, const Node& node) {
 tv_status_t write_case(OutputSink& sink, Domain& domain) {
   for (Node& node : domain.nodes) {
     if (!is_discrete_or_continuous(node) || !_tv_node_evidence_is_entered(node)) continue;
-    const char* const name = _tv_node_get_name(node);
+    const char* const name = name_of(node);
     if (!name) return current_status();  // an automatic name could not be made
     sink.text(name);
     sink.text(": ");
@@ -153,11 +153,11 @@ tv_status_t tv_domain_parse_case(tv_domain_t* domain, const char* file_name, tv_
     bool began = false;
     const auto read = [&](tv::Lexer& lexer) {
       began = true;
-      tv::_tv_domain_retract_findings(*domain);
+      tv::retract_all_findings(*domain);
       return tv::CaseParser(lexer, *domain).parse();
     };
     const tv_status_t status = tv::read_file(file_name, {handler, handler_data}, read);
-    if (status && began) tv::_tv_domain_retract_findings(*domain);
+    if (status && began) tv::retract_all_findings(*domain);
     return status;
   });
 }

@@ -76,7 +76,7 @@ std::string state_of_label(const Node& node, const std::string& label, size_t& s
 std::string state_of_value(Node& node, double value, size_t& state) {
   const bool is_interval = node.subtype == tv_subtype_interval;
   if (!is_discrete(node) || (node.subtype != tv_subtype_number && !is_interval))
-    return std::string("node ") + _tv_node_get_name(node) +
+    return std::string("node ") + name_of(node) +
            ": numeric findings are only allowed for CG, numbered, and interval nodes";
   if (!state_values_are_valid(node))
     return "the state values of `" + node.name + "' do not form an increasing sequence";

@@ -62,7 +62,7 @@ tv_status_t write_cases(OutputSink& sink, Domain& domain) {
   if (has_counts) sink.text(kCountColumn);
   for (Node* node : columns) {
     if (has_counts || node != columns.front()) sink.text(",");
-    const char* const name = _tv_node_get_name(*node);
+    const char* const name = name_of(*node);
     if (!name) return current_status();  // an automatic name could not be made
     sink.text(name);
   }

@@ -18,7 +18,7 @@ bool is_numeric(const Node& node) noexcept {
 
 // The keywords have been read.
 tv_status_t NetParser::parse_node(tv_node_category_t category, tv_node_kind_t kind) {
-  Node* const created = _tv_domain_new_node(domain_, category, kind);
+  Node* const created = new_node(domain_, category, kind);
   if (!created) return current_status();
   Node& node = *created;
   parsed_.resize(node.number);

@@ -82,7 +82,7 @@ tv_status_t NetParser::parse_older_header() {
 tv_status_t NetParser::find_older_node(Node*& node) {
   node = find_node(domain_, lexer_.view());
   if (node) return tv_status_none;
-  node = _tv_domain_new_node(domain_, tv_category_chance, tv_kind_discrete);
+  node = new_node(domain_, tv_category_chance, tv_kind_discrete);
   if (!node) return current_status();
   parsed_.resize(node->number);
   return set_name(*node, lexer_.view());

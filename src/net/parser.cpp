@@ -145,7 +145,7 @@ tv_status_t NetParser::parse_items() {
 // What was learned about a table is nothing without the table.
 tv_status_t NetParser::complete_tables() {
   for (Node& node : domain_.nodes)
-    if (!own_table(node) && (node.experience_table || node.fading_table) && !_tv_node_get_table(node))
+    if (!own_table(node) && (node.experience_table || node.fading_table) && !table_of(node))
       return current_status();
   return tv_status_none;
 }

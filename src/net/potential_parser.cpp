@@ -138,7 +138,7 @@ tv_status_t NetParser::add_links(Node& child, const NodeList& parents) {
   tv_status_t reason = tv_status_none;
   for (size_t i = 0; i < order.size(); ++i) {
     if (i == discrete_count && refused) break;
-    const tv_status_t status = _tv_node_add_parent(child, *order[i]);
+    const tv_status_t status = add_parent(child, *order[i]);
     if (status == tv_status_none) continue;
     if (!is_cycle(status)) return status;
     refused = order[i];

@@ -53,7 +53,7 @@ class TableWriter {
     comments_.resize(identified);
     for (size_t i = 0; i < identified; ++i) {
       Node& node = *table.nodes[i];
-      const std::string start = std::string("  ") + _tv_node_get_name(node) + "=";
+      const std::string start = std::string("  ") + name_of(node) + "=";
       for (size_t state = 0; state < node.number_of_states; ++state)
         comments_[i].push_back(start + comment_text(node, state));
     }

@@ -77,9 +77,9 @@ class NetWriter {
   // stands beside it.
   tv_status_t prepare() {
     for (Node& node : domain_.nodes) {
-      if (!_tv_node_get_name(node)) return current_status();
+      if (!name_of(node)) return current_status();
       if (node.number_of_states > kLargestWritten) return tv_status_no_memory;
-      if (!own_table(node) && (node.experience_table || node.fading_table) && !_tv_node_get_table(node))
+      if (!own_table(node) && (node.experience_table || node.fading_table) && !table_of(node))
         return current_status();
       for (const Table* table : {node.experience_table.get(), node.fading_table.get()})
         if (table && !can_be_written(*table)) return tv_status_no_memory;

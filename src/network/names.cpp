@@ -85,7 +85,7 @@ tv_status_t set_name(Node& node, std::string_view name) {
   return tv_status_none;
 }
 
-const char* _tv_node_get_name(Node& node) {
+const char* name_of(Node& node) {
   if (!node.has_name) {
     const std::string letter(1, automatic_letter(node.category));
     std::string name = letter + std::to_string(node.number);
@@ -108,7 +108,7 @@ tv_status_t tv_node_set_name(tv_node_t* node, const char* name) {
 const char* tv_node_get_name(tv_node_t* node) {
   return tv::guarded(static_cast<const char*>(nullptr), [&]() -> const char* {
     if (!tv::check(node)) return nullptr;
-    return tv::_tv_node_get_name(*node);
+    return tv::name_of(*node);
   });
 }
 

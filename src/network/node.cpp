@@ -101,8 +101,7 @@ void disconnect_from_children(Node& node) noexcept {
 
 }  // namespace
 
-Node* _tv_domain_new_node(Domain& domain, tv_node_category_t category, tv_node_kind_t kind,
-                          tv_node_subtype_t subtype) {
+Node* new_node(Domain& domain, tv_node_category_t category, tv_node_kind_t kind, tv_node_subtype_t subtype) {
   if (!require(exists(category, kind), tv_status_usage)) return nullptr;
   if (category == tv_category_utility) kind = tv_kind_other;
   if (check_creation(domain, category, kind)) return nullptr;
@@ -192,7 +191,7 @@ tv_status_t set_subtype(Node& node, tv_node_subtype_t subtype) {
 
 tv_node_t* tv_domain_new_node(tv_domain_t* domain, tv_node_category_t category, tv_node_kind_t kind) {
   return tv::guarded(static_cast<tv_node_t*>(nullptr), [&]() -> tv_node_t* {
-    return tv::check(domain) ? tv::_tv_domain_new_node(*domain, category, kind) : nullptr;
+    return tv::check(domain) ? tv::new_node(*domain, category, kind) : nullptr;
   });
 }
 

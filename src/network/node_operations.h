@@ -16,8 +16,8 @@ namespace tv {
 // Null with `usage` for an instance node or an unknown category, `cg_limids_not_supported` or
 // `cyclic_functional_dependency`. A utility node gets kind other whatever is asked for. A boolean node
 // starts with two states, every other discrete node with one. Becomes the head of the node list.
-Node* _tv_domain_new_node(Domain& domain, tv_node_category_t category, tv_node_kind_t kind,
-                          tv_node_subtype_t subtype = tv_subtype_label);
+Node* new_node(Domain& domain, tv_node_category_t category, tv_node_kind_t kind,
+               tv_node_subtype_t subtype = tv_subtype_label);
 
 // Numbers and counts a finished node without children and makes it the head of the node list.
 Node& enlist_node(Domain& domain, std::unique_ptr<Node> node) noexcept;
@@ -38,7 +38,7 @@ tv_status_t set_name(Node& node, std::string_view name);          // `twice`, `i
 Node* find_node(Domain& domain, std::string_view name) noexcept;  // null when there is none
 
 // Gives the node an automatic name when it has none.
-const char* _tv_node_get_name(Node& node);
+const char* name_of(Node& node);
 
 // ---- Category, subtype, states ----
 
@@ -67,14 +67,14 @@ double state_value(const Node& node, size_t state) noexcept;
 // node list is that of the discrete parents in parent order, the discrete node itself, or the
 // continuous node itself followed by its continuous parents as tails. Null with `usage` for a function
 // node of kind other, and with `no_memory`.
-Table* _tv_node_get_table(Node& node);  // without its numbers, when nobody has asked for them
+Table* table_of(Node& node);  // without its numbers, when nobody has asked for them
 
 // The same with its numbers; the node is discrete or continuous, or a utility node.
 Table* filled_node_table(Node& node);
 
 // Over the discrete parents alone: experience counts (chance nodes), 0 at first, and fading factors
 // (discrete chance nodes), 1 at first. Null with `usage` for other nodes.
-Table* _tv_node_get_experience_table(Node& node);
-Table* _tv_node_get_fading_table(Node& node);
+Table* experience_table_of(Node& node);
+Table* fading_table_of(Node& node);
 
 }  // namespace tv

@@ -159,7 +159,7 @@ void replace_parent_in_tables(Node& child, const Node& old_parent, Node& new_par
   });
 }
 
-Table* _tv_node_get_table(Node& node) {
+Table* table_of(Node& node) {
   if (is_real_valued_function(node) || node.category == tv_category_instance) {
     store_status(tv_status_usage);
     return nullptr;
@@ -176,12 +176,12 @@ Table* filled_node_table(Node& node) {
   return node.table.get();
 }
 
-Table* _tv_node_get_experience_table(Node& node) {
+Table* experience_table_of(Node& node) {
   if (!require(node.category == tv_category_chance, tv_status_usage)) return nullptr;
   return learning_table(node, node.experience_table, TableKind::experience);
 }
 
-Table* _tv_node_get_fading_table(Node& node) {
+Table* fading_table_of(Node& node) {
   if (!require(node.category == tv_category_chance && is_discrete(node), tv_status_usage)) return nullptr;
   return learning_table(node, node.fading_table, TableKind::fading);
 }
@@ -189,21 +189,19 @@ Table* _tv_node_get_fading_table(Node& node) {
 }  // namespace tv
 
 tv_table_t* tv_node_get_table(tv_node_t* node) {
-  return tv::guarded(static_cast<tv_table_t*>(nullptr), [&]() -> tv_table_t* {
-    return tv::check(node) ? tv::_tv_node_get_table(*node) : nullptr;
-  });
+  return tv::guarded(static_cast<tv_table_t*>(nullptr),
+                     [&]() -> tv_table_t* { return tv::check(node) ? tv::table_of(*node) : nullptr; });
 }
 
 tv_table_t* tv_node_get_experience_table(tv_node_t* node) {
   return tv::guarded(static_cast<tv_table_t*>(nullptr), [&]() -> tv_table_t* {
-    return tv::check(node) ? tv::_tv_node_get_experience_table(*node) : nullptr;
+    return tv::check(node) ? tv::experience_table_of(*node) : nullptr;
   });
 }
 
 tv_table_t* tv_node_get_fading_table(tv_node_t* node) {
-  return tv::guarded(static_cast<tv_table_t*>(nullptr), [&]() -> tv_table_t* {
-    return tv::check(node) ? tv::_tv_node_get_fading_table(*node) : nullptr;
-  });
+  return tv::guarded(static_cast<tv_table_t*>(nullptr),
+                     [&]() -> tv_table_t* { return tv::check(node) ? tv::fading_table_of(*node) : nullptr; });
 }
 
 int tv_node_has_experience_table(const tv_node_t* node) {

@@ -66,7 +66,7 @@ void trace_names(Trace& trace, Node* const* begin, Node* const* end) {
   if (!trace.enabled()) return;
   size_t column = 0;
   for (Node* const* node = begin; node != end; ++node) {
-    const char* name = _tv_node_get_name(**node);
+    const char* name = name_of(**node);
     if (!name) throw std::bad_alloc();  // an automatic name could not be made
     const size_t length = std::strlen(name);
     if (node == begin) {

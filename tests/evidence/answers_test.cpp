@@ -206,13 +206,13 @@ TEST(Answers, MomentsOfDiscreteNodes) {
   tv_node_set_state_value(open, 1, 0);
   ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
   tv::MeanAndVariance moments;
-  ASSERT_EQ(tv::_tv_node_mean_and_variance(*number, moments), tv_status_none);
+  ASSERT_EQ(tv::own_mean_and_variance(*number, moments), tv_status_none);
   EXPECT_NEAR(moments.mean, 2, 1e-6);
   EXPECT_NEAR(moments.variance, 2, 1e-6);
-  ASSERT_EQ(tv::_tv_node_mean_and_variance(*interval, moments), tv_status_none);
+  ASSERT_EQ(tv::own_mean_and_variance(*interval, moments), tv_status_none);
   EXPECT_NEAR(moments.mean, 0.25 * 0.5 + 0.75 * 2.5, 1e-6);
   EXPECT_NEAR(moments.variance, 0.25 / 12 + 0.75 * 9 / 12 + 0.25 * 0.75 * 4, 1e-6);
-  EXPECT_EQ(tv::_tv_node_mean_and_variance(*open, moments), tv_status_invalid_state_values);
+  EXPECT_EQ(tv::own_mean_and_variance(*open, moments), tv_status_invalid_state_values);
 }
 
 TEST(Answers, TheCountOfChangedNodesIsExact) {
@@ -230,7 +230,7 @@ TEST(Answers, TheCountOfChangedNodesIsExact) {
       for (auto* tree = tv_domain_get_first_junction_tree(domain.get()); tree; tree = tv_jt_get_next(tree)) {
         size_t changed = 0;
         for (const tv_node_t* node : tree->nodes)
-          changed += tv::evidence_to_propagate(*node, tv::state_of(*node));
+          changed += tv::_tv_node_evidence_to_propagate(*node, tv::state_of(*node));
         ASSERT_EQ(tree->engine->evidence_to_propagate, changed);
         ASSERT_EQ(tv_jt_evidence_to_propagate(tree), changed > 0);
       }

@@ -100,7 +100,7 @@ class GreedyEliminator {
 
   void depart(Vertex v, size_t clique) {
     result_.depart(v, clique);
-    if (trace_.enabled()) trace_.print("\tEliminating %s\n", _tv_node_get_name(*vertices_.nodes[v]));
+    if (trace_.enabled()) trace_.print("\tEliminating %s\n", name_of(*vertices_.nodes[v]));
   }
 
   void add_fill_ins(Vertex v) {

@@ -154,8 +154,7 @@ tv_status_t _tv_remove_redundant_fill_ins(const VertexGraph& graph, Elimination&
 
 void trace_fill_in(Trace& trace, const char* verb, const VertexGraph& graph, Vertex a, Vertex b) {
   if (!trace.enabled()) return;
-  trace.print("\t%s fill-in between %s and %s\n", verb, _tv_node_get_name(*graph.nodes[a]),
-              _tv_node_get_name(*graph.nodes[b]));
+  trace.print("\t%s fill-in between %s and %s\n", verb, name_of(*graph.nodes[a]), name_of(*graph.nodes[b]));
 }
 
 }  // namespace tv

@@ -99,7 +99,7 @@ tv_status_t triangulate_prime_component(const VertexGraph& graph, InducedGraphs&
 void trace_elimination_sequence(const Triangulation& triangulation, Trace& trace) {
   if (!trace.enabled()) return;
   trace.text("\n\nElimination sequence:\n\n");
-  for (Node* node : elimination_sequence(triangulation)) trace.print("%s\n", _tv_node_get_name(*node));
+  for (Node* node : elimination_sequence(triangulation)) trace.print("%s\n", name_of(*node));
 }
 
 bool is_method(tv_triangulation_method_t method) noexcept {
@@ -145,7 +145,7 @@ tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t m
   return trace.status();
 }
 
-tv_status_t _tv_triangulate_domain(Domain& domain, tv_triangulation_method_t method) {
+tv_status_t triangulate_as_asked(Domain& domain, tv_triangulation_method_t method) {
   if (method == tv_method_total_weight) return tv_status_error;
   QualitativeCompilation compilation(domain);
   compilation.trace().time_stamp();
@@ -168,6 +168,6 @@ tv_status_t tv_domain_triangulate(tv_domain_t* domain, tv_triangulation_method_t
                                              domain->max_separator_size > 0 &&
                                              domain->initial_triangulation.empty();
     if (!tv::check(can_triangulate && !lacks_initial_triangulation)) return tv_status_usage;
-    return tv::_tv_triangulate_domain(*domain, method);
+    return tv::triangulate_as_asked(*domain, method);
   });
 }

@@ -27,7 +27,7 @@ tv_status_t _tv_generate_cliques_from_order(const VertexGraph& graph, Trace& tra
   }
   VertexSet joined;
   for (Vertex v = 0; v < graph.size(); ++v) {
-    if (trace.enabled()) trace.print("%5zu %s\n", graph.size() - v, _tv_node_get_name(*graph.nodes[v]));
+    if (trace.enabled()) trace.print("%5zu %s\n", graph.size() - v, name_of(*graph.nodes[v]));
     const VertexSet& remaining = later[v];
     for (size_t i = 0; i < remaining.size(); ++i) {
       VertexSet& list = later[remaining[i]];

@@ -64,12 +64,12 @@ double mutual_information_in(const InferenceState& state, const Table& joint) no
 double mutual_information(const Node& a, const Node& b) {
   InferenceState& state = own_state(*a.domain);
   const TreeEngine *const of_a = result_engine(state, a), *const of_b = result_engine(state, b);
-  const bool independent =
-      of_a != of_b || hard_evidence_is_propagated(a, state[a]) || hard_evidence_is_propagated(b, state[b]);
+  const bool independent = of_a != of_b || _tv_node_hard_evidence_is_propagated(a, state[a]) ||
+                           _tv_node_hard_evidence_is_propagated(b, state[b]);
   if (!require(holds_marginals(*of_a) && holds_marginals(*of_b), tv_status_usage)) return -1;
   if (!independent) {
     const std::unique_ptr<Table> joint =
-        _tv_domain_marginal(state, {const_cast<Node*>(&a), const_cast<Node*>(&b)});
+        joint_marginal(state, {const_cast<Node*>(&a), const_cast<Node*>(&b)});
     return joint ? mutual_information_in(state, *joint) : -1;
   }
   if (has_real_valued_functions(*a.domain) && !_tv_function_nodes_satisfy_limid_constraints(*a.domain)) {
@@ -85,14 +85,14 @@ tv_number_t belief_of(const InferenceState& all, const Node& node, size_t state)
   return belief_in(all[node], result_engine(all, node), state);
 }
 
-tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept {
+tv_number_t own_belief(const Node& node, size_t state) noexcept {
   return belief_of(own_state(*node.domain), node, state);
 }
 
 ptrdiff_t get_inferred_state(const Node& node) noexcept {
   ptrdiff_t inferred = -1;
   for (size_t state = 0; state < node.number_of_states; ++state) {
-    if (!(_tv_node_get_belief(node, state) > 0)) continue;
+    if (!(own_belief(node, state) > 0)) continue;
     if (inferred >= 0) return -1;
     inferred = static_cast<ptrdiff_t>(state);
   }
@@ -102,7 +102,7 @@ ptrdiff_t get_inferred_state(const Node& node) noexcept {
 double node_entropy(const Node& node) noexcept {
   double sum = 0;
   for (size_t state = 0; state < node.number_of_states; ++state) {
-    const double p = _tv_node_get_belief(node, state);
+    const double p = own_belief(node, state);
     if (p > 0 && p < 1) sum -= p * std::log(p);
   }
   return sum;
@@ -132,7 +132,7 @@ tv_status_t mean_and_variance(const InferenceState& all, const Node& node, MeanA
   return tv_status_none;
 }
 
-tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept {
+tv_status_t own_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept {
   return mean_and_variance(own_state(*node.domain), node, result);
 }
 
@@ -144,7 +144,7 @@ double mean_or_variance(const Node* node, double MeanAndVariance::*part) noexcep
   const Node* source = node_with_results(node, is_continuous_node(node));
   if (!source) return -1;
   MeanAndVariance result;
-  const tv_status_t status = _tv_node_mean_and_variance(*source, result);
+  const tv_status_t status = own_mean_and_variance(*source, result);
   return require(status == tv_status_none, status) ? result.*part : -1;
 }
 

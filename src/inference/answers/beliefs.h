@@ -10,7 +10,7 @@ namespace tv {
 
 // The probability of one state. A node whose state was propagated as evidence has exactly 1 and 0.
 tv_number_t belief_of(const InferenceState& all, const Node& node, size_t state) noexcept;
-tv_number_t _tv_node_get_belief(const Node& node, size_t state) noexcept;  // in the domain's own state
+tv_number_t own_belief(const Node& node, size_t state) noexcept;  // in the domain's own state
 
 // The same after the checks; -1 with the status stored where it cannot be read.
 tv_number_t checked_belief(const InferenceState& all, const Node& node, size_t state) noexcept;
@@ -31,6 +31,6 @@ struct MeanAndVariance {
 // `invalid_state_values` where values are missing or out of order, or an interval that is possible has
 // no end. Stores nothing.
 tv_status_t mean_and_variance(const InferenceState& all, const Node& node, MeanAndVariance& result) noexcept;
-tv_status_t _tv_node_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept;
+tv_status_t own_mean_and_variance(const Node& node, MeanAndVariance& result) noexcept;
 
 }  // namespace tv

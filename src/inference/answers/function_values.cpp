@@ -38,7 +38,7 @@ tv_status_t discrete_quantile(const Node& node, double p, double& quantile) noex
   double below = 0;
   quantile = std::numeric_limits<double>::quiet_NaN();
   for (size_t state = 0; state < node.number_of_states; ++state) {
-    const double belief = _tv_node_get_belief(node, state);
+    const double belief = own_belief(node, state);
     if (!(belief > 0)) continue;
     quantile = node.state_values[state];
     if (intervals && p > below)
@@ -58,7 +58,7 @@ tv_status_t result_number(Node& node, double& number) {
     return tv_status_none;
   }
   MeanAndVariance result;
-  if (tv_status_t failure = _tv_node_mean_and_variance(*source, result)) return failure;
+  if (tv_status_t failure = own_mean_and_variance(*source, result)) return failure;
   number = result.mean;
   return tv_status_none;
 }
@@ -78,7 +78,7 @@ tv_status_t result_variance(Node& node, double& variance) {
   const Node* source = node_to_read(node, status);
   if (!source) return status;
   MeanAndVariance result;
-  if (tv_status_t failure = _tv_node_mean_and_variance(*source, result)) return failure;
+  if (tv_status_t failure = own_mean_and_variance(*source, result)) return failure;
   variance = result.variance;
   return tv_status_none;
 }
@@ -101,8 +101,7 @@ tv_status_t result_beliefs(const Node& node, std::vector<double>& beliefs) {
   const Node* source = node_to_read(node, status);
   if (!source) return status;
   beliefs.resize(source->number_of_states);
-  for (size_t state = 0; state < beliefs.size(); ++state)
-    beliefs[state] = _tv_node_get_belief(*source, state);
+  for (size_t state = 0; state < beliefs.size(); ++state) beliefs[state] = own_belief(*source, state);
   return tv_status_none;
 }
 

@@ -178,7 +178,7 @@ bool are_distinct_nodes_of(const Domain& domain, tv_node_t** nodes) {
 
 }  // namespace
 
-std::unique_ptr<Table> _tv_domain_marginal(InferenceState& state, const NodeList& nodes) {
+std::unique_ptr<Table> joint_marginal(InferenceState& state, const NodeList& nodes) {
   if (!std::all_of(nodes.begin(), nodes.end(), [](const Node* node) { return is_discrete(*node); }))
     return cg_marginal(state, nodes);
   const FloatEnvironment environment;
@@ -220,7 +220,7 @@ tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes) {
         return nullptr;
       list.push_back(*node);
     }
-    std::unique_ptr<tv::Table> marginal = tv::_tv_domain_marginal(tv::own_state(*domain), list);
+    std::unique_ptr<tv::Table> marginal = tv::joint_marginal(tv::own_state(*domain), list);
     return marginal ? tv::hand_over(std::move(marginal)) : nullptr;
   });
 }

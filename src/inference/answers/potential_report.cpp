@@ -76,7 +76,7 @@ class Inspection {
       Node& parent = *table_.nodes[i];
       remaining /= parent.number_of_states;
       const size_t state = configuration / remaining % parent.number_of_states;
-      trace_.print("    %s = %s\n", _tv_node_get_name(parent), state_text(parent, state).c_str());
+      trace_.print("    %s = %s\n", name_of(parent), state_text(parent, state).c_str());
     }
   }
 
@@ -101,7 +101,7 @@ tv_status_t inspect_all_potentials(Domain& domain, Trace& trace) {
   Verdict worst = Verdict::clean;
   for (Node& node : domain.nodes) {
     if (!is_to_be_inspected(node)) continue;
-    worst = std::max(worst, Inspection(node, _tv_node_get_name(node), trace).run());
+    worst = std::max(worst, Inspection(node, name_of(node), trace).run());
     if (trace.status()) return trace.status();
   }
   if (worst == Verdict::clean) trace.text("\n    No errors found\n");

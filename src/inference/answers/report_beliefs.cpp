@@ -38,7 +38,7 @@ std::string end_of_state(const Node& node, size_t state) {
 void report_states(const Node& node, const char* name, Trace& trace) {
   trace.print("\n    %s:\n", name);
   for (size_t state = 0; state < node.number_of_states; ++state) {
-    const NumberText belief(_tv_node_get_belief(node, state));
+    const NumberText belief(own_belief(node, state));
     const char* label = state_label(node, state);
     if (*label)
       trace.print("\t%-10s %s%s", label, belief.c_str(), end_of_state(node, state).c_str());
@@ -49,7 +49,7 @@ void report_states(const Node& node, const char* name, Trace& trace) {
 
 tv_status_t report_continuous(const Node& node, const char* name, Trace& trace) {
   MeanAndVariance moments;
-  if (tv_status_t status = _tv_node_mean_and_variance(node, moments)) return status;
+  if (tv_status_t status = own_mean_and_variance(node, moments)) return status;
   const NumberText mean(moments.mean), variance(moments.variance), deviation(std::sqrt(moments.variance));
   if (moments.variance == 0)
     trace.print("\n    %s --> %s\n", name, mean.c_str());
@@ -62,7 +62,7 @@ tv_status_t report_continuous(const Node& node, const char* name, Trace& trace) 
 }  // namespace
 
 tv_status_t _tv_node_report_beliefs(Node& node, Trace& trace) {
-  const char* name = _tv_node_get_name(node);
+  const char* name = name_of(node);
   if (!name) return tv_status_no_memory;
   if (is_continuous(node)) {
     if (tv_status_t status = report_continuous(node, name, trace)) return status;
@@ -103,7 +103,7 @@ tv_status_t report_utilities(Domain& domain, Trace& trace) {
   trace.text("\n\nExpected utilities for utility nodes:\n");
   for (Node& node : domain.nodes) {
     if (node.category != tv_category_utility) continue;
-    const char* name = _tv_node_get_name(node);
+    const char* name = name_of(node);
     if (!name) return tv_status_no_memory;
     trace.print("\n    %s: %s\n", name, NumberText(expected_utility(own_state(domain), node, 0)).c_str());
     trace.flush();

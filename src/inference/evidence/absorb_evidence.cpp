@@ -137,7 +137,7 @@ void collect_pending_nodes(TreeEngine& engine) noexcept {
   for (const uint32_t position : engine.changed) {
     Node* node = engine.tree->nodes[position];
     engine[*node].evidence_changed = false;
-    if (!is_discrete(*node) || !evidence_to_propagate(*node, engine[*node])) continue;
+    if (!is_discrete(*node) || !_tv_node_evidence_to_propagate(*node, engine[*node])) continue;
     engine.pending.push_back(node);
     engine.evidence_count -= evidence_is_propagated(*node, engine[*node]);
     engine.likelihood_count -= likelihood_is_propagated(*node, engine[*node]);

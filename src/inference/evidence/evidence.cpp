@@ -39,9 +39,9 @@ void change_evidence(Node& node, InferenceState* query, Change change) noexcept 
   TreeEngine* const engine = engine_with(node, query);
   if (!engine) return change(entered);
   const NodeState& state = (*engine)[node];
-  engine->evidence_to_propagate -= evidence_to_propagate(node, state);
+  engine->evidence_to_propagate -= _tv_node_evidence_to_propagate(node, state);
   change(entered);
-  engine->evidence_to_propagate += evidence_to_propagate(node, state);
+  engine->evidence_to_propagate += _tv_node_evidence_to_propagate(node, state);
   list_evidence(*engine, node);
 }
 
@@ -141,7 +141,7 @@ void retract_listed_findings(InferenceState& state) noexcept {
       _tv_node_retract_findings(*engine->tree->nodes[position], query);
 }
 
-void _tv_domain_retract_findings(Domain& domain) noexcept {
+void retract_all_findings(Domain& domain) noexcept {
   const bool all_listed = is_compiled(domain) && domain.forest->participants ==
                                                      domain.counters.discrete + domain.counters.continuous;
   if (all_listed) return retract_listed_findings(own_state(domain));
@@ -165,12 +165,12 @@ bool _tv_node_evidence_is_entered(const Node& node) noexcept {
   return evidence_is_entered(node, node.entered);
 }
 
-bool _tv_node_likelihood_is_entered(const Node& node) noexcept {
+bool likelihood_is_entered(const Node& node) noexcept {
   return is_discrete(node) && node.entered.state == kFindingVector &&
          is_likelihood(node.entered.finding.data(), node.number_of_states);
 }
 
-tv_number_t _tv_node_get_entered_finding(const Node& node, size_t state) noexcept {
+tv_number_t entered_finding(const Node& node, size_t state) noexcept {
   const EnteredEvidence& entered = node.entered;
   if (entered.state == kFindingVector) return entered.finding[state];
   return entered.state == kNoEvidence || static_cast<size_t>(entered.state) == state ? 1 : 0;
@@ -180,7 +180,7 @@ bool evidence_is_propagated(const Node& node, const NodeState& state) noexcept {
   return is_continuous(node) ? state.value_propagated : state.propagated_state != kNoEvidence;
 }
 
-bool hard_evidence_is_propagated(const Node& node, const NodeState& state) noexcept {
+bool _tv_node_hard_evidence_is_propagated(const Node& node, const NodeState& state) noexcept {
   return is_continuous(node) ? state.value_propagated : state.propagated_state >= 0;
 }
 
@@ -195,7 +195,7 @@ tv_number_t finding_that_is_propagated(const Node& node, const NodeState& record
                                                                                                          : 0;
 }
 
-bool evidence_to_propagate(const Node& node, const NodeState& state) noexcept {
+bool _tv_node_evidence_to_propagate(const Node& node, const NodeState& state) noexcept {
   const EnteredEvidence& entered = *state.entered;
   if (is_continuous(node)) {
     return entered.value_flag != state.value_propagated ||
@@ -210,12 +210,12 @@ bool evidence_to_propagate(const Node& node, const NodeState& state) noexcept {
          !std::equal(entered.finding.begin(), entered.finding.end(), propagated_finding(node, state));
 }
 
-bool _tv_jt_evidence_to_propagate(const TreeEngine& engine) {
-  return engine.evidence_to_propagate > 0 || _tv_jt_has_new_tables(engine);
+bool tree_has_evidence_to_propagate(const TreeEngine& engine) {
+  return engine.evidence_to_propagate > 0 || has_new_tables(engine);
 }
 
 bool _tv_domain_evidence_to_propagate(const Domain& domain) {
-  return any_tree(domain, _tv_jt_evidence_to_propagate);
+  return any_tree(domain, tree_has_evidence_to_propagate);
 }
 
 bool _tv_domain_evidence_is_propagated(const Domain& domain) noexcept {
@@ -294,7 +294,7 @@ bool _tv_jt_evidence_is_valid(const TreeEngine& engine) {
   return true;
 }
 
-bool evidence_is_valid(const InferenceState& state) {
+bool _tv_domain_evidence_is_valid(const InferenceState& state) {
   if (state.domain->counters.decision == 0) return true;
   return std::all_of(state.trees.begin(), state.trees.end(),
                      [](const auto& engine) { return _tv_jt_evidence_is_valid(*engine); });
@@ -380,6 +380,6 @@ tv_status_t tv_node_retract_findings(tv_node_t* node) {
 
 tv_status_t tv_domain_retract_findings(tv_domain_t* domain) {
   if (!tv::check(domain)) return tv_status_usage;
-  tv::_tv_domain_retract_findings(*domain);
+  tv::retract_all_findings(*domain);
   return tv_status_none;
 }

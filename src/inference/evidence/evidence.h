@@ -16,7 +16,7 @@ void _tv_node_enter_finding(Node& node, size_t state, tv_number_t value, Inferen
 void _tv_node_enter_findings(Node& node, const tv_number_t* findings);  // one for each state
 void _tv_node_enter_value(Node& node, double value, InferenceState* query = nullptr) noexcept;
 void _tv_node_retract_findings(Node& node, InferenceState* query = nullptr) noexcept;
-void _tv_domain_retract_findings(Domain& domain) noexcept;
+void retract_all_findings(Domain& domain) noexcept;
 void retract_listed_findings(InferenceState& state) noexcept;  // on all nodes of trees
 
 // Makes the entered evidence of `node` that of `source`, a node of the same kind with as many states;
@@ -41,13 +41,13 @@ inline bool evidence_is_entered(const Node& node, const EnteredEvidence& entered
   return is_continuous(node) ? entered.value_flag : entered.state != kNoEvidence;
 }
 bool _tv_node_evidence_is_entered(const Node& node) noexcept;
-bool _tv_node_likelihood_is_entered(const Node& node) noexcept;
-tv_number_t _tv_node_get_entered_finding(const Node& node, size_t state) noexcept;
+bool likelihood_is_entered(const Node& node) noexcept;
+tv_number_t entered_finding(const Node& node, size_t state) noexcept;
 
 // ---- Propagated evidence ----
 
 bool evidence_is_propagated(const Node& node, const NodeState& state) noexcept;
-bool hard_evidence_is_propagated(const Node& node, const NodeState& state) noexcept;
+bool _tv_node_hard_evidence_is_propagated(const Node& node, const NodeState& state) noexcept;
 bool likelihood_is_propagated(const Node& node, const NodeState& state) noexcept;
 tv_number_t finding_that_is_propagated(const Node& node, const NodeState& record, size_t state) noexcept;
 
@@ -57,8 +57,8 @@ inline bool decision_is_made(const Node& node, const EnteredEvidence& entered) n
 }
 
 // Whether what is entered differs from what is propagated.
-bool evidence_to_propagate(const Node& node, const NodeState& state) noexcept;
-bool _tv_jt_evidence_to_propagate(const TreeEngine& engine);  // or new tables of required instantiations
+bool _tv_node_evidence_to_propagate(const Node& node, const NodeState& state) noexcept;
+bool tree_has_evidence_to_propagate(const TreeEngine& engine);  // or new tables of required instantiations
 bool _tv_domain_evidence_to_propagate(const Domain& domain);
 bool _tv_domain_evidence_is_propagated(const Domain& domain) noexcept;
 
@@ -68,7 +68,7 @@ bool _tv_domain_evidence_is_propagated(const Domain& domain) noexcept;
 // chance nodes has been observed, and what is known of a decision is its state. False when it is broken, with
 // `invalid_evidence` and a message stored.
 bool _tv_jt_evidence_is_valid(const TreeEngine& engine);
-bool evidence_is_valid(const InferenceState& state);
+bool _tv_domain_evidence_is_valid(const InferenceState& state);
 
 // Whether every node that the domain requires to be instantiated has a selected state; stores the same if
 // not.

@@ -21,7 +21,7 @@ ptrdiff_t tv_node_get_selected_state(const tv_node_t* node) {
 
 tv_number_t tv_node_get_entered_finding(const tv_node_t* node, size_t state) {
   if (!tv::check(tv::is_state(node, state) && !node->domain->is_class)) return -1;
-  return tv::_tv_node_get_entered_finding(*node, state);
+  return tv::entered_finding(*node, state);
 }
 
 double tv_node_get_entered_value(const tv_node_t* node) {
@@ -36,7 +36,7 @@ int tv_node_evidence_is_entered(const tv_node_t* node) {
 
 int tv_node_likelihood_is_entered(const tv_node_t* node) {
   if (!tv::check(tv::can_have_evidence(node) && !node->domain->is_class)) return -1;
-  return tv::_tv_node_likelihood_is_entered(*node);
+  return tv::likelihood_is_entered(*node);
 }
 
 // ---- Propagated evidence ----
@@ -71,7 +71,7 @@ int tv_node_likelihood_is_propagated(const tv_node_t* node) {
 int tv_node_evidence_to_propagate(const tv_node_t* node) {
   const tv::Node* source = tv::node_with_results(node, tv::can_have_evidence(node));
   if (!source || !tv::require(tv::placement(*source).tree, tv_status_usage)) return -1;
-  return tv::evidence_to_propagate(*source, tv::state_of(*source));
+  return tv::_tv_node_evidence_to_propagate(*source, tv::state_of(*source));
 }
 
 // ---- Domains and trees ----
@@ -83,7 +83,7 @@ int tv_domain_evidence_to_propagate(const tv_domain_t* domain) {
 
 int tv_jt_evidence_to_propagate(const tv_junction_tree_t* jt) {
   return tv::guarded(
-      -1, [&] { return tv::check_compiled(jt) ? tv::_tv_jt_evidence_to_propagate(*jt->engine) : -1; });
+      -1, [&] { return tv::check_compiled(jt) ? tv::tree_has_evidence_to_propagate(*jt->engine) : -1; });
 }
 
 int tv_domain_evidence_is_propagated(const tv_domain_t* domain) {

@@ -58,7 +58,7 @@ class JointMarginal {
   }
 
   std::unique_ptr<Table> compute() {
-    const std::unique_ptr<Table> joint = _tv_domain_marginal(state_, joint_nodes_);
+    const std::unique_ptr<Table> joint = joint_marginal(state_, joint_nodes_);
     if (!joint) return nullptr;
     std::unique_ptr<Table> answer = new_table(*state_.domain);
     set_table_nodes(*answer, answer_nodes_);

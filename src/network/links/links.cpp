@@ -108,7 +108,7 @@ void disconnect(Node& parent, Node& child) noexcept {
   if (parent.category == tv_category_function) --parent.domain->function_outlets;
 }
 
-tv_status_t _tv_node_add_parent(Node& child, Node& parent) {
+tv_status_t add_parent(Node& child, Node& parent) {
   if (tv_status_t status = check_parent(child, parent)) return status;
   if (would_close_cycle(parent, child)) return refuse_cycle(parent, child);
   if (tv_status_t status = check_functional_trails(parent, child)) return status;
@@ -161,7 +161,7 @@ tv_status_t switch_parent(Node& child, Node& old_parent, Node& new_parent) {
 tv_status_t tv_node_add_parent(tv_node_t* child, tv_node_t* parent) {
   return tv::guarded([&]() -> tv_status_t {
     if (!tv::check(child && parent)) return tv_status_usage;
-    return tv::_tv_node_add_parent(*child, *parent);
+    return tv::add_parent(*child, *parent);
   });
 }
 

@@ -11,7 +11,7 @@ namespace tv {
 // parent that the child cannot have), `cyclic_network`, `cyclic_functional_dependency`,
 // `functional_dependency`, `no_memory`. A discrete parent goes to the front of the parents, any other to
 // their end. Tables that exist follow; the domain is uncompiled.
-tv_status_t _tv_node_add_parent(Node& child, Node& parent);
+tv_status_t add_parent(Node& child, Node& parent);
 
 // `usage` when there is no such link, or when a chain potential gives it. The child's tables are averaged
 // over the states of a discrete parent; the coefficient of a continuous one is dropped.
