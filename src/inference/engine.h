@@ -203,6 +203,7 @@ struct TreeEngine {
   // whether the equilibrium came from one, so that the tables are not calibrated yet.
   double entries = 0.0;  // of all clique tables
   uint32_t patterns_to_pass = 0;
+  bool elimination_pays = true;  // of a query, whose choices depend on the evidence alone
   bool marginals_only = false;
   SavedTables saved_potentials;  // by position of the node: former numbers of tables that may have changed
                                  // since the equilibrium

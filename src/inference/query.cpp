@@ -9,6 +9,7 @@
 #include "expr/table_generator.h"
 #include "inference/answers/beliefs.h"
 #include "inference/answers/queries.h"
+#include "inference/elimination/elimination_schedule.h"
 #include "inference/evidence/evidence.h"
 #include "inference/memory_need.h"
 #include "inference/propagate.h"
@@ -53,7 +54,10 @@ Query* new_query(Domain& domain) {
   query->state.domain = &domain;
   query->state.entered.resize(forest.nodes.size());
   if (tv_status_t status = create_engines(query->state)) return store_status(status), nullptr;
-  for (const auto& engine : query->state.trees) engine->tables_touched = false;
+  for (const auto& engine : query->state.trees) {
+    engine->tables_touched = false;
+    engine->elimination_pays = elimination_pays(*engine);
+  }
   return query.release();
 }
 

@@ -150,6 +150,9 @@ struct EliminationSchedule {
 // Whether propagations of this kind can run without clique tables.
 bool may_eliminate(const PropagationRequest& request) noexcept;
 
+// Whether elimination schedules usually pay for a tree without evidence: asked once, for all its queries.
+bool elimination_pays(TreeEngine& engine);
+
 // The schedule over these cliques of the unobserved nodes; null where the memory of the tables does not
 // suffice for it, or a pass would need too many steps.
 std::unique_ptr<EliminationSchedule> build_elimination_over(const PropagationRequest& request,
