@@ -56,7 +56,8 @@ Query* new_query(Domain& domain) {
   if (tv_status_t status = create_engines(query->state)) return store_status(status), nullptr;
   for (const auto& engine : query->state.trees) {
     engine->tables_touched = false;
-    engine->elimination_pays = elimination_pays(*engine);
+    const PropagationRequest usual = {*engine, tv_equilibrium_sum, tv_evidence_normal};
+    engine->elimination_pays = may_eliminate(usual) && elimination_pays(*engine);
   }
   return query.release();
 }
