@@ -9,8 +9,8 @@
 
 #include "api/boundary.h"
 #include "api/float_environment.h"
+#include "inference/answers/factor.h"
 #include "inference/calibrate_tables.h"
-#include "inference/factor.h"
 #include "inference/gaussian/cg_answers.h"
 #include "inference/schedule/subtree.h"
 #include "tables/host_table.h"

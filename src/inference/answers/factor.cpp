@@ -1,6 +1,6 @@
 // Products and marginals of factors.
 
-#include "inference/factor.h"
+#include "inference/answers/factor.h"
 
 #include <algorithm>
 #include <deque>
