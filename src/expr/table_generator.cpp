@@ -116,7 +116,7 @@ class TableGenerator {
     if (tv_status_t status = fill(table)) return status;
     trace_.flush();
     if (tv_status_t status = trace_.status()) return status;
-    node_.domain->hooks->keep_potential(node_);
+    node_.domain->hooks->save_potential(node_);
     if (has_data(table))  // the host may hold a pointer to them
       std::copy(numbers.begin(), numbers.end(), table.data.begin());
     else

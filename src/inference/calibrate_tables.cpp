@@ -126,7 +126,7 @@ void note_changed_potential(const Node& node) noexcept {
   if (slot.saved && !slot.saved->holds(slot.position)) slot.saved->are_lost = true;
 }
 
-void keep_potential(Node& node) noexcept {
+void save_potential(Node& node) noexcept {
   if (!is_compiled(*node.domain) || !node.table) return;
   if (TreeEngine* const engine = engine_with_unmeasured_conflicts(node))
     succeeds_with_memory([&] { measure_conflicts(*engine); });

@@ -12,7 +12,7 @@ tv_status_t calibrate_tables(TreeEngine& engine);
 
 // The node's table is about to change, perhaps: its numbers are remembered where the equilibrium of its tree
 // still depends on them. Does nothing when memory runs out.
-void keep_potential(Node& node) noexcept;
+void save_potential(Node& node) noexcept;
 
 // The table of a node of a compiled tree has changed.
 void note_changed_potential(const Node& node) noexcept;

@@ -12,7 +12,7 @@ namespace tv {
 
 const Hooks kDomainHooks = {.models = &kModelHooks,
                             .results = &kPropagationResults,
-                            .keep_potential = keep_potential,
+                            .save_potential = save_potential,
                             .touch_table = _tv_node_touch_table};
 
 }  // namespace tv

@@ -78,9 +78,9 @@ ListSizes list_sizes(const JunctionTree& tree) noexcept {
 
 // Hands out consecutive parts of the lists of a tree.
 struct Parts {
-  PotentialPlan* potentials;
-  LinkPlan* links;
-  BeliefPlan* beliefs;
+  CliquePotential* potentials;
+  CliqueLink* links;
+  BeliefMarginal* beliefs;
   size_t* sizes;
   MemberIndex* members;
   unsigned char* dimensions;
@@ -115,22 +115,22 @@ void set_members(ReducedTable& table, const NodeList& members, Parts& parts, siz
 
 void add_potentials(CliqueWork& work, Parts& parts) noexcept {
   const NodeList& members = work.clique->members();
-  PotentialPlan* const first = parts.potentials;
-  const auto add_plan = [&]() -> PotentialPlan& {
-    PotentialPlan& plan = *parts.potentials++;
+  CliquePotential* const first = parts.potentials;
+  const auto add_plan = [&]() -> CliquePotential& {
+    CliquePotential& plan = *parts.potentials++;
     plan.members = &members;
     plan.strides = parts.take_sizes(members.size());
     return plan;
   };
   for (Node* node : work.clique->potentials) {
     if (!takes_potential(*node)) continue;
-    PotentialPlan& plan = add_plan();
+    CliquePotential& plan = add_plan();
     plan.owner = node;
     refresh_potential(plan);
     if (work.lazy) plan.copy = parts.take_numbers(potential_entries(members, *node));
   }
   for (const Table* table : work.clique->more_potentials) {
-    PotentialPlan& plan = add_plan();
+    CliquePotential& plan = add_plan();
     plan.has_owner = false;
     plan.free_table = table;
     refresh_potential(plan);
@@ -144,7 +144,7 @@ void add_links(CliqueWork& work, Parts& parts) noexcept {
   parts.links += work.links.size();
   for (size_t l = 0; l < work.links.size(); ++l) {
     const Link& link = work.clique->links[l];
-    LinkPlan& plan = work.links[l];
+    CliqueLink& plan = work.links[l];
     plan.neighbor = static_cast<uint32_t>(link.neighbor->position);
     plan.separator = static_cast<uint32_t>(link.separator->child->position);
     plan.member_of = parts.take_members(members.size());
@@ -156,8 +156,8 @@ void add_links(CliqueWork& work, Parts& parts) noexcept {
 
 // The members of a table whose belief is read from it.
 template <class Reads>
-std::span<BeliefPlan> add_beliefs(const NodeList& members, Parts& parts, Reads reads) noexcept {
-  BeliefPlan* const first = parts.beliefs;
+std::span<BeliefMarginal> add_beliefs(const NodeList& members, Parts& parts, Reads reads) noexcept {
+  BeliefMarginal* const first = parts.beliefs;
   for (size_t m = 0; m < members.size(); ++m)
     if (is_discrete(*members[m]) && reads(placement(*members[m]).belief_source())) {
       parts.beliefs->node = members[m];
@@ -176,7 +176,7 @@ void join_links(TreeEngine& engine) {
       (separator == c ? in_child : in_parent)[separator] = l;
     }
   for (size_t c = 0; c < engine.cliques.size(); ++c)
-    for (LinkPlan& link : engine.cliques[c].links)
+    for (CliqueLink& link : engine.cliques[c].links)
       link.back = static_cast<uint32_t>((link.separator == c ? in_parent : in_child)[link.separator]);
 }
 
@@ -209,9 +209,9 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
   const size_t cliques = tree.clique_count(), nodes = tree.nodes.size();
   visit(engine.cliques, cliques);
   visit(engine.separators, cliques);
-  visit(engine.potential_plans, sizes.potentials);
-  visit(engine.link_plans, sizes.links);
-  visit(engine.belief_plans, sizes.beliefs);
+  visit(engine.clique_potentials, sizes.potentials);
+  visit(engine.clique_links, sizes.links);
+  visit(engine.belief_marginals, sizes.beliefs);
   visit(engine.sizes, sizes.sizes);
   visit(engine.totals, sizes.totals);
   visit(engine.belief_totals, sizes.belief_totals);
@@ -257,9 +257,9 @@ void make_lists(TreeEngine& engine, const ListSizes& sizes) {
   const size_t cliques = engine.tree->clique_count();
   engine.cliques.fill(cliques);
   engine.separators.fill(cliques);
-  engine.potential_plans.fill(sizes.potentials);
-  engine.link_plans.fill(sizes.links);
-  engine.belief_plans.fill(sizes.beliefs);
+  engine.clique_potentials.fill(sizes.potentials);
+  engine.clique_links.fill(sizes.links);
+  engine.belief_marginals.fill(sizes.beliefs);
   engine.sizes.fill(sizes.sizes);
   engine.totals.take(sizes.totals);
   engine.belief_totals.take(sizes.belief_totals);
@@ -271,12 +271,16 @@ void make_lists(TreeEngine& engine, const ListSizes& sizes) {
 
 void build_cliques(TreeEngine& engine) {
   make_lists(engine, list_sizes(*engine.tree));
-  Parts parts = {engine.potential_plans.data(), engine.link_plans.data(), engine.belief_plans.data(),
-                 engine.sizes.data(),           engine.members.data(),    engine.dimensions.data(),
+  Parts parts = {engine.clique_potentials.data(),
+                 engine.clique_links.data(),
+                 engine.belief_marginals.data(),
+                 engine.sizes.data(),
+                 engine.members.data(),
+                 engine.dimensions.data(),
                  engine.numbers.data()};
   for (size_t c = 0; c < engine.cliques.size(); ++c) build_clique(engine, c, parts);
   // Tables of utilities are no potentials here.
-  engine.potential_plans.shrink(static_cast<size_t>(parts.potentials - engine.potential_plans.data()));
+  engine.clique_potentials.shrink(static_cast<size_t>(parts.potentials - engine.clique_potentials.data()));
 }
 
 // Cached schedules may take a quarter of the memory of full tables, or a minimum for all trees together.

@@ -15,8 +15,8 @@
 #include <span>
 #include <vector>
 
+#include "inference/arena_list.h"
 #include "inference/extended/wide_number.h"
-#include "inference/fixed_list.h"
 #include "inference/saved_tables.h"
 #include "inference/schedule/schedule.h"
 #include "inference/state.h"
@@ -47,7 +47,7 @@ struct ReducedTable {
 };
 
 // A potential that is multiplied into a clique.
-struct PotentialPlan {
+struct CliquePotential {
   union {
     Node* owner = nullptr;    // whose potential it is,
     const Table* free_table;  // or its table where no node owns it
@@ -64,20 +64,20 @@ struct PotentialPlan {
 };
 
 // The belief of a node that is read from a reduced table.
-struct BeliefPlan {
+struct BeliefMarginal {
   Node* node = nullptr;
   size_t member = 0;  // its position among the members
 };
 
 struct SeparatorWork {
-  Separator* separator = nullptr;  // null at the position of the root
-  ReducedTable old;                // the latest marginal, on which both cliques agree
-  float* ratio = nullptr;          // the update that the receiver still has to absorb
-  std::span<BeliefPlan> beliefs;   // nodes for which this is the smallest table
+  Separator* separator = nullptr;     // null at the position of the root
+  ReducedTable old;                   // the latest marginal, on which both cliques agree
+  float* ratio = nullptr;             // the update that the receiver still has to absorb
+  std::span<BeliefMarginal> beliefs;  // nodes for which this is the smallest table
 };
 
 // One end of a separator as seen from a clique.
-struct LinkPlan {
+struct CliqueLink {
   uint32_t neighbor = 0;             // position of the other clique
   uint32_t back = 0;                 // the link of that clique that leads here
   uint32_t separator = 0;            // position of the child's clique
@@ -108,11 +108,11 @@ struct CliqueWork {
   ReducedTable table;        // without numbers where the clique is lazy
   size_t version = 0;        // grows with every change, so that a stale copy of the host can be recognised
   size_t materialized = 0;   // the version that the host's copy shows
-  std::span<PotentialPlan> potentials;
-  std::span<LinkPlan> links;         // in the order of clique->links
-  std::span<BeliefPlan> beliefs;     // nodes for which this is the smallest table
-  MemberList findings;               // members whose likelihood ratios are still to be absorbed
-  double finding_probability = 1.0;  // of the findings of this step that were entered here, before it
+  std::span<CliquePotential> potentials;
+  std::span<CliqueLink> links;        // in the order of clique->links
+  std::span<BeliefMarginal> beliefs;  // nodes for which this is the smallest table
+  MemberList findings;                // members whose likelihood ratios are still to be absorbed
+  double finding_probability = 1.0;   // of the findings of this step that were entered here, before it
   double conflict = 1.0;
 };
 
@@ -152,38 +152,38 @@ struct TreeEngine {
   // One arena for all lists: small networks are made of small lists, which cost more to allocate than to
   // fill.
   std::unique_ptr<unsigned char[]> memory;
-  FixedList<CliqueWork> cliques;        // by position in the tree
-  FixedList<SeparatorWork> separators;  // by position of the child clique
+  ArenaList<CliqueWork> cliques;        // by position in the tree
+  ArenaList<SeparatorWork> separators;  // by position of the child clique
   Block<float> numbers;                 // all tables and ratios
-  FixedList<double> totals;             // accumulators of the marginals for separators
-  FixedList<double> belief_totals;
-  FixedList<double> pass_totals;     // private accumulators of the parts of a pass over a large table
+  ArenaList<double> totals;             // accumulators of the marginals for separators
+  ArenaList<double> belief_totals;
+  ArenaList<double> pass_totals;     // private accumulators of the parts of a pass over a large table
   std::vector<Block<float>> stored;  // tables of cliques that were lazy once
-  FixedList<PotentialPlan> potential_plans;
-  FixedList<LinkPlan> link_plans;
-  FixedList<BeliefPlan> belief_plans;
-  FixedList<size_t> sizes;  // extents of shapes, strides
-  FixedList<MemberIndex> members;
-  FixedList<unsigned char> dimensions;  // of members
+  ArenaList<CliquePotential> clique_potentials;
+  ArenaList<CliqueLink> clique_links;
+  ArenaList<BeliefMarginal> belief_marginals;
+  ArenaList<size_t> sizes;  // extents of shapes, strides
+  ArenaList<MemberIndex> members;
+  ArenaList<unsigned char> dimensions;  // of members
 
   // Short lists, so that a change of one finding need not traverse the tree.
-  FixedList<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated evidence
+  ArenaList<uint32_t> evidence;  // positions in tree->nodes of all nodes with entered or propagated evidence
                                  // or an observed state, and of some others
-  FixedList<uint32_t> changed;   // of those whose entered evidence changed since it was last absorbed
-  FixedList<uint32_t> marked;    // cliques
-  FixedList<uint32_t> measured;  // cliques
-  FixedList<uint32_t> targets;   // positions in tree->nodes of nodes with `is_target`
+  ArenaList<uint32_t> changed;   // of those whose entered evidence changed since it was last absorbed
+  ArenaList<uint32_t> marked;    // cliques
+  ArenaList<uint32_t> measured;  // cliques
+  ArenaList<uint32_t> targets;   // positions in tree->nodes of nodes with `is_target`
   bool all_in_conflict = false;  // more nodes than the pending ones may be `in_conflict`
   size_t evidence_count = 0;     // nodes with propagated evidence, and with propagated likelihoods
   size_t likelihood_count = 0;
   bool has_lazy = false;  // some clique was built without a table
 
   // The order of one propagation: marked cliques from the root outwards.
-  FixedList<size_t> order;
-  FixedList<size_t> reached_by;  // by clique: its link towards the root; kNone for the root and for cliques
+  ArenaList<size_t> order;
+  ArenaList<size_t> reached_by;  // by clique: its link towards the root; kNone for the root and for cliques
                                  // that take no part
-  FixedList<unsigned char> barren;    // by clique: its message towards the root would be all ones
-  FixedList<unsigned char> has_sent;  // by clique: it has sent one in this propagation
+  ArenaList<unsigned char> barren;    // by clique: its message towards the root would be all ones
+  ArenaList<unsigned char> has_sent;  // by clique: it has sent one in this propagation
   ScheduleLists streamed;             // the operations of one clique at a time
 
   // While a schedule runs: the product of the scaling factors is mantissa times 2 to the power exponent; the
@@ -197,7 +197,7 @@ struct TreeEngine {
   std::unique_ptr<CgEngine> cg;  // of a tree with continuous nodes: they have no dimensions here
 
   std::unique_ptr<ScheduleCache> schedules;
-  bool plans_are_stale = false;  // shapes are older than the last run of a cached schedule
+  bool shapes_are_stale = false;  // shapes are older than the last run of a cached schedule
 
   // Elimination schedules: how many new patterns are skipped after one that was not worth a schedule, and
   // whether the equilibrium came from one, so that the tables are not calibrated yet.
@@ -217,7 +217,7 @@ struct TreeEngine {
   // The state before the last step of an extended propagation: the probability that its findings had then,
   // and the evidence of the pending nodes until then, with the finding vectors one behind the other.
   WideNumber finding_probability;
-  FixedList<int32_t> former_states;
+  ArenaList<int32_t> former_states;
   std::vector<tv_number_t> former_findings;
   bool knows_constants = false;  // those of the step are right, whatever becomes of the beliefs
   static constexpr uint32_t kNoConflictRoot = UINT32_MAX;
@@ -225,8 +225,8 @@ struct TreeEngine {
   uint32_t conflict_root = kNoConflictRoot;  // from which the conflicts of cliques are still to be measured,
   tv_equilibrium_t former_equilibrium = tv_equilibrium_none;  // and the equilibrium before this step
 
-  FixedList<Node*> pending;   // nodes whose evidence the current propagation absorbs
-  FixedList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit
+  ArenaList<Node*> pending;   // nodes whose evidence the current propagation absorbs
+  ArenaList<uint32_t> trail;  // positions of nodes that the d-connection search still has to visit
 
   // The copy of the initial tables that a domain has when asked to.
   bool keep_copy = false;
@@ -275,7 +275,7 @@ void apply_observed_states(TreeEngine& engine, bool everywhere = true) noexcept;
 
 // Sets shapes and strides to those of the present observed states, where a cached schedule has left stale
 // ones.
-void refresh_plans(TreeEngine& engine) noexcept;
+void refresh_shapes(TreeEngine& engine) noexcept;
 
 // Calls visit(node) for each node that has evidence, entered or propagated, and for some that had.
 template <class Visit>
@@ -288,15 +288,15 @@ void forget_tables(TreeEngine& engine) noexcept;
 
 // The strides of a potential, of the separator of a link, and of a single member along each dimension of a
 // reduced table.
-void step_in_potential(const ReducedTable& table, const PotentialPlan& plan, size_t* steps) noexcept;
-void step_in_separator(const ReducedTable& table, const LinkPlan& link, const ReducedTable& separator,
+void step_in_potential(const ReducedTable& table, const CliquePotential& plan, size_t* steps) noexcept;
+void step_in_separator(const ReducedTable& table, const CliqueLink& link, const ReducedTable& separator,
                        size_t* steps) noexcept;
 void step_in_member(const ReducedTable& table, size_t member, size_t* steps) noexcept;
 
 // Offset of the observed states within a potential.
-size_t observed_offset(const TreeEngine& engine, const PotentialPlan& plan) noexcept;
+size_t observed_offset(const TreeEngine& engine, const CliquePotential& plan) noexcept;
 
 // Takes the strides of a potential from its node's present table; whether its layout was another one.
-bool refresh_potential(PotentialPlan& plan) noexcept;
+bool refresh_potential(CliquePotential& plan) noexcept;
 
 }  // namespace tv

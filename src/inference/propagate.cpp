@@ -162,7 +162,7 @@ tv_status_t propagate_by_elimination(const PropagationRequest& request, Eliminat
   if (!succeeds_with_memory([&] { status = run_elimination(engine, *schedule); })) return tv_status_no_value;
   if (status == tv_status_no_value) cache.note_tables_needed();
   if (status) return status;
-  observe_states_without_plans(engine);
+  observe_states_without_shapes(engine);
   for (CliqueWork& work : engine.cliques) work.findings.clear();  // the schedule has multiplied by them
   engine.marginals_only = true;
   engine.is_extended = schedule->left_range.load(std::memory_order_relaxed);
@@ -180,7 +180,7 @@ tv_status_t propagate_anew(const PropagationRequest& request) {
       status != tv_status_no_value)
     return status;
   if (cached.schedule) {
-    observe_states_without_plans(engine);
+    observe_states_without_shapes(engine);
     return run_schedule(request, *cached.schedule);
   }
   observe_states(engine);
@@ -201,7 +201,7 @@ tv_status_t propagate_on(const PropagationRequest& request, const Clique* root) 
   if (request.mode == tv_evidence_normal)
     observe_states(engine);
   else
-    refresh_plans(engine);  // nothing is observed, but a cached schedule may have left shapes stale
+    refresh_shapes(engine);  // nothing is observed, but a cached schedule may have left shapes stale
   const size_t start = _tv_identify_subtree(engine, root ? root->position : kNone);
   choose_targets(engine, request.equilibrium, request.mode);
   return _tv_jt_global_propagate(request, start);
@@ -213,7 +213,7 @@ tv_status_t propagate_values(TreeEngine& engine, const Clique* root) {
   if (may_have_lost) engine.cg->growth -= engine.step_log_constant;
   ++engine.cg->round;
   record_values(*engine.cg);
-  refresh_plans(engine);
+  refresh_shapes(engine);
   clear_marks(engine);
   CgAbsorption change;
   if (tv_status_t status = absorb_densities(*engine.cg, change)) return status;

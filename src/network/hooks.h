@@ -51,7 +51,7 @@ struct Hooks {
 
   // The node's table is about to change, perhaps: its numbers are remembered where the equilibrium of its
   // tree still depends on them. Does nothing when memory runs out.
-  void (*keep_potential)(Node& node) noexcept;
+  void (*save_potential)(Node& node) noexcept;
 
   // The node's potential has changed: the next propagation of its tree starts with a reset.
   void (*touch_table)(Node& node) noexcept;

@@ -95,7 +95,7 @@ tv_status_t bring_data_up_to_date(Table& table) {
     if (tv_status_t status = table.materialize(table)) return status;
   }
   if (tv_status_t status = allocate_table_data(table)) return status;
-  if (table.kind == TableKind::node && table.owner) table.owner->domain->hooks->keep_potential(*table.owner);
+  if (table.kind == TableKind::node && table.owner) table.owner->domain->hooks->save_potential(*table.owner);
   return tv_status_none;
 }
 

@@ -67,7 +67,7 @@ void instantiate_known_members(const TreeEngine& engine, const NodeList& members
 
 tv_status_t multiply_potentials(const TreeEngine& engine, const CliqueWork& work, Table& full) {
   std::fill(full.data.begin(), full.data.end(), 1.0f);
-  for (const PotentialPlan& plan : work.potentials) {
+  for (const CliquePotential& plan : work.potentials) {
     if (plan.node() && engine[*plan.node()].policy_left_out) continue;
     if (const Table* table = plan.table()) {
       if (tv_status_t status = multiply_table(full, *table)) return status;
@@ -82,13 +82,13 @@ tv_status_t multiply_potentials(const TreeEngine& engine, const CliqueWork& work
 }  // namespace
 
 void read_table(TreeEngine& engine, const Clique& clique, float* full) noexcept {
-  refresh_plans(engine);
+  refresh_shapes(engine);
   const ReducedTable& table = engine.cliques[clique.position].table;
   scatter(engine, table, table.numbers, full, clique.table.size);
 }
 
 void read_allowed(TreeEngine& engine, const Clique& clique, float* full) noexcept {
-  refresh_plans(engine);
+  refresh_shapes(engine);
   const ReducedTable& table = engine.cliques[clique.position].table;
   FullNest nest(engine, table);
   for (size_t d = 0; d < nest.count; ++d) nest.dimensions[d].stride2 = 0;
@@ -109,7 +109,7 @@ tv_status_t materialize_clique(Table& table) {
   const Clique& clique = *static_cast<const Clique*>(table.materialize_source);
   TreeEngine& engine = engine_of(*clique.tree);
   if (tv_status_t status = calibrate_tables(engine)) return status;
-  refresh_plans(engine);
+  refresh_shapes(engine);
   CliqueWork& work = work_of(clique);
   if (has_data(table) && work.materialized == work.version) return tv_status_none;
   if (tv_status_t status = allocate_table_data(table)) return status;

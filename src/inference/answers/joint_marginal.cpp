@@ -30,7 +30,7 @@ class TreeMarginal {
   TreeMarginal(TreeEngine& engine, const Nodes& targets) : engine_(engine), targets_(targets) {}
 
   Factor compute() {
-    refresh_plans(engine_);
+    refresh_shapes(engine_);
     if (const SeparatorWork* separator = smallest_separator_with_all())
       return marginal_of_table(engine_, separator->old, targets_);
     if (const CliqueWork* clique = smallest_clique_with_all())
@@ -72,7 +72,7 @@ class TreeMarginal {
     return best;
   }
 
-  bool sends_here(const LinkPlan& link) const noexcept {
+  bool sends_here(const CliqueLink& link) const noexcept {
     return engine_.reached_by[link.neighbor] == link.back;
   }
 
@@ -82,7 +82,7 @@ class TreeMarginal {
     Nodes needed;
     for (const Node* node : *work.table.members)
       if (holds(survivors, node)) needed.push_back(node);
-    for (const LinkPlan& link : work.links)
+    for (const CliqueLink& link : work.links)
       if (sends_here(link))
         for (const Node* node : messages.at(link.neighbor).nodes)
           if (work.clique->members().contains(node)) add_missing(needed, node);
@@ -104,7 +104,7 @@ class TreeMarginal {
     }
     factors.push_back(marginal_of_clique(engine_, work, needed_members(work, survivors, messages)));
     add_findings(factors, survivors);
-    for (const LinkPlan& link : work.links)
+    for (const CliqueLink& link : work.links)
       if (sends_here(link)) {
         factors.push_back(std::move(messages.at(link.neighbor)));
         messages.erase(link.neighbor);

@@ -99,7 +99,7 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
 }
 
 // They are sorted already where the host enters evidence in the order of its nodes.
-void sort_positions(const FixedList<uint32_t>& list) noexcept {
+void sort_positions(const ArenaList<uint32_t>& list) noexcept {
   if (!std::is_sorted(list.begin(), list.end())) std::sort(list.begin(), list.end());
 }
 
@@ -211,7 +211,7 @@ void enter_findings_again(TreeEngine& engine) noexcept {
 
 void observe_states(TreeEngine& engine) noexcept {
   const bool anew = engine.equilibrium == tv_equilibrium_none;
-  bool changes = engine.plans_are_stale;
+  bool changes = engine.shapes_are_stale;
   const auto fix = [&](const Node& node) {
     NodeState& data = engine[node];
     data.next_observed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
@@ -228,16 +228,16 @@ void observe_states(TreeEngine& engine) noexcept {
   if (changes) apply_observed_states(engine, anew);
 }
 
-void observe_states_without_plans(TreeEngine& engine) noexcept {
+void observe_states_without_shapes(TreeEngine& engine) noexcept {
   for_each_with_evidence(engine, [&](const Node& node) {
     NodeState& data = engine[node];
     data.observed_state = data.next_observed_state = std::max<ptrdiff_t>(data.propagated_state, -1);
   });
-  engine.plans_are_stale = true;
+  engine.shapes_are_stale = true;
 }
 
 bool evidence_must_be_retracted(const TreeEngine& engine) noexcept {
-  const FixedList<uint32_t>& list = engine.changed;
+  const ArenaList<uint32_t>& list = engine.changed;
   return std::any_of(list.begin(), list.end(), [&](uint32_t position) {
     return must_be_retracted(engine, *engine.tree->nodes[position]);
   });

@@ -37,7 +37,7 @@ void enter_findings_again(TreeEngine& engine) noexcept;
 void observe_states(TreeEngine& engine) noexcept;
 
 // The same for a tree without numbers whose next schedule has shapes and maps of its own.
-void observe_states_without_plans(TreeEngine& engine) noexcept;
+void observe_states_without_shapes(TreeEngine& engine) noexcept;
 
 // Whether some evidence differs from the propagated one in a way that no ratio can express.
 bool evidence_must_be_retracted(const TreeEngine& engine) noexcept;

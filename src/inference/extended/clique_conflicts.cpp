@@ -120,7 +120,7 @@ tv_status_t measure_conflicts(TreeEngine& engine) {
   order_from(engine, root);
   for (size_t i = engine.order.size(); i-- > 1;) {
     CliqueWork& work = engine.cliques[engine.order[i]];
-    const LinkPlan& link = work.links[engine.reached_by[engine.order[i]]];
+    const CliqueLink& link = work.links[engine.reached_by[engine.order[i]]];
     engine.cliques[link.neighbor].conflict *= work.conflict;
     const MessageRatio ratio(engine, engine.separators[link.separator].separator->members, present,
                              link.separator);

@@ -64,7 +64,7 @@ void ExtendedClique::add_reduced(const size_t* member_strides, Read read) {
 }
 
 void ExtendedClique::add_potentials() {
-  for (const PotentialPlan& plan : work_.potentials) {
+  for (const CliquePotential& plan : work_.potentials) {
     if (plan.node() && engine_[*plan.node()].policy_left_out) continue;
     const Table* const table = plan.table();
     if (!table) {
@@ -106,7 +106,7 @@ void ExtendedClique::add_logarithms(const LogFactor& factor) {
   });
 }
 
-std::vector<size_t> ExtendedClique::strides_in(const LinkPlan& link, const NodeList& separator) const {
+std::vector<size_t> ExtendedClique::strides_in(const CliqueLink& link, const NodeList& separator) const {
   std::vector<size_t> of_member(separator.size(), 0), strides(counts_.size(), 0);
   for (size_t d = 0; d < counts_.size(); ++d)
     if (link.member_of[members_[d]] != kNoMember) of_member[link.member_of[members_[d]]] = counts_[d];
@@ -122,7 +122,7 @@ std::vector<size_t> ExtendedClique::strides_in(const LinkPlan& link, const NodeL
   return strides;
 }
 
-size_t ExtendedClique::separator_size(const LinkPlan& link) const noexcept {
+size_t ExtendedClique::separator_size(const CliqueLink& link) const noexcept {
   size_t size = 1;
   for (size_t d = 0; d < counts_.size(); ++d)
     if (link.member_of[members_[d]] != kNoMember) size *= counts_[d];

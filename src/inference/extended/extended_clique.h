@@ -50,10 +50,10 @@ class ExtendedClique {
   std::span<const WideOperand> factors() const noexcept { return factors_; }
 
   // Strides over the dimensions of the clique: of a separator's table, of one member, of the table itself.
-  std::vector<size_t> strides_in(const LinkPlan& link, const NodeList& separator) const;
+  std::vector<size_t> strides_in(const CliqueLink& link, const NodeList& separator) const;
   std::vector<size_t> strides_of_member(size_t m) const;
   std::vector<size_t> own_strides() const;
-  size_t separator_size(const LinkPlan& link) const noexcept;
+  size_t separator_size(const CliqueLink& link) const noexcept;
 
  private:
   void add_scalar(double number);

@@ -29,7 +29,7 @@ tv_status_t check_sum(const WideArray& array) noexcept {
 
 // Tables may have another layout than when they were last read.
 void refresh_potentials(TreeEngine& engine) noexcept {
-  for (PotentialPlan& plan : engine.potential_plans)
+  for (CliquePotential& plan : engine.clique_potentials)
     if (refresh_potential(plan)) engine.schedules->clear();
 }
 
@@ -48,7 +48,7 @@ void ExtendedPropagation::find_order(size_t root) {
   for (size_t i = 0; i < order_.size(); ++i) {
     const Visit here = order_[i];
     for (uint32_t l = 0; l < work(here.clique).links.size(); ++l) {
-      const LinkPlan& link = work(here.clique).links[l];
+      const CliqueLink& link = work(here.clique).links[l];
       if (l != here.link) order_.push_back({link.neighbor, link.back});
     }
   }
@@ -72,7 +72,7 @@ ExtendedClique ExtendedPropagation::clique_with_messages(const Visit& visit) con
     if (factor.clique == visit.clique) clique.add_logarithms(factor);
   for (size_t l = 0; l < here.links.size(); ++l) {
     if (l == visit.link) continue;
-    const LinkPlan& link = here.links[l];
+    const CliqueLink& link = here.links[l];
     clique.add_message(inward_[link.separator].numbers,
                        clique.strides_in(link, engine_.separators[link.separator].separator->members));
   }
@@ -81,7 +81,7 @@ ExtendedClique ExtendedPropagation::clique_with_messages(const Visit& visit) con
 
 ExtendedPropagation::Marginal ExtendedPropagation::message_of(const ExtendedClique& clique,
                                                               size_t link) const {
-  const LinkPlan& plan = clique.work().links[link];
+  const CliqueLink& plan = clique.work().links[link];
   Marginal marginal;
   marginal.totals.mantissas.resize(clique.separator_size(plan));
   marginal.strides = clique.strides_in(plan, engine_.separators[plan.separator].separator->members);
@@ -210,7 +210,7 @@ tv_status_t ExtendedPropagation::send_outward(const Visit& visit, Results result
   const CliqueWork& here = clique.work();
   int64_t exponent = exponent_of(visit);
   if (visit.link != kNoLink) {
-    const LinkPlan& link = here.links[visit.link];
+    const CliqueLink& link = here.links[visit.link];
     exponent += outward_[link.separator].exponent;
     clique.add_message(outward_[link.separator].numbers,
                        clique.strides_in(link, engine_.separators[link.separator].separator->members));

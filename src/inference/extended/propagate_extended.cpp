@@ -167,7 +167,7 @@ tv_status_t propagate_extended(TreeEngine& engine, const Clique* root, tv_equili
   if (measures) set_conflict(engine, start, findings);
   if (!waits) return tv_status_none;
   forget_tables(engine);
-  observe_states_without_plans(engine);
+  observe_states_without_shapes(engine);
   engine.is_extended = is_extended;
   engine.marginals_only = true;
   return tv_status_none;

@@ -59,16 +59,16 @@ class ScheduleBuilder {
   CliqueWork& work(size_t clique) const noexcept { return engine_.cliques[clique]; }
 
   // Whether the neighbour lies on the far side, seen from the root.
-  bool leads_away(const LinkPlan& link) const noexcept {
+  bool leads_away(const CliqueLink& link) const noexcept {
     return engine_.reached_by[link.neighbor] == link.back;
   }
 
   // Whether the subtree behind a clique is barren: without findings, and all that the clique adds to its
   // neighbour towards the root are the conditional distributions of the nodes that the neighbour lacks. They
   // sum to one, so that the message would be all ones and is not computed.
-  bool is_barren(const CliqueWork& work, const LinkPlan& towards_root) const noexcept {
+  bool is_barren(const CliqueWork& work, const CliqueLink& towards_root) const noexcept {
     if (!work.findings.empty()) return false;
-    for (const LinkPlan& link : work.links)
+    for (const CliqueLink& link : work.links)
       if (leads_away(link) && !engine_.barren[link.neighbor]) return false;
     size_t own = 0;
     for (size_t m = 0; m < work.table.members->size(); ++m) {
@@ -108,7 +108,7 @@ class ScheduleBuilder {
 
   void add_initial_product(CliqueWork& work) noexcept {
     StepKind operation = StepKind::assign;
-    for (PotentialPlan& plan : work.potentials) {
+    for (CliquePotential& plan : work.potentials) {
       refresh(plan);
       if (plan.node() && engine_[*plan.node()].policy_left_out) {
         lists_.steps.push_back({operation, &scalar_of(work), &kOne});
@@ -123,7 +123,7 @@ class ScheduleBuilder {
     if (work.potentials.empty()) lists_.steps.push_back({StepKind::assign, &scalar_of(work), &kOne});
   }
 
-  void refresh(PotentialPlan& plan) noexcept {
+  void refresh(CliquePotential& plan) noexcept {
     if (refresh_potential(plan)) engine_.schedules->clear();  // its strides belong to another layout
   }
 
@@ -133,10 +133,10 @@ class ScheduleBuilder {
     ScheduleBuilder& builder;
     const CliqueWork& work;
 
-    const IndexMap& of_potential(const PotentialPlan& plan) const noexcept {
+    const IndexMap& of_potential(const CliquePotential& plan) const noexcept {
       return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
     }
-    const IndexMap& of_link(const LinkPlan& link) const noexcept {
+    const IndexMap& of_link(const CliqueLink& link) const noexcept {
       const SeparatorWork& separator = builder.engine_.separators[link.separator];
       return make([&](size_t* steps) { step_in_separator(work.table, link, separator.old, steps); });
     }
@@ -172,7 +172,7 @@ class ScheduleBuilder {
 
   // The potentials of a lazy clique that is initialised are copied before the schedule runs.
   void request_copies(CliqueWork& work) noexcept {
-    for (PotentialPlan& plan : work.potentials) {
+    for (CliquePotential& plan : work.potentials) {
       refresh(plan);
       if (plan.table()) lists_.potential_steps.push_back({kNone, &plan});
     }
@@ -181,7 +181,7 @@ class ScheduleBuilder {
   // All factors of a lazy clique. While distributing, the message from the side of the root is the latest
   // one.
   void add_factors(Operation& operation, CliqueWork& work, size_t towards_root, bool distributes) noexcept {
-    const auto holds = [&](const LinkPlan& link) {
+    const auto holds = [&](const CliqueLink& link) {
       if (link.holds) return true;
       if (towards_root != kNone && &link == &work.links[towards_root]) return distributes;
       return leads_away(link) && engine_.has_sent[link.neighbor];
@@ -211,7 +211,7 @@ class ScheduleBuilder {
     add_factors(operation, work, towards_root, false);
   }
 
-  const float* ratio_of(const LinkPlan& link) const noexcept {
+  const float* ratio_of(const CliqueLink& link) const noexcept {
     return engine_.separators[link.separator].ratio;
   }
 
@@ -271,9 +271,9 @@ class ScheduleBuilder {
   }
 
   // The steps for the target beliefs of a table; returns how many accumulators they need.
-  size_t add_belief_steps(const ReducedTable& table, std::span<const BeliefPlan> plans) noexcept {
+  size_t add_belief_steps(const ReducedTable& table, std::span<const BeliefMarginal> plans) noexcept {
     size_t used = 0;
-    for (const BeliefPlan& plan : plans) {
+    for (const BeliefMarginal& plan : plans) {
       const NodeState& data = engine_[*plan.node];
       if (!data.is_target || data.observed_state >= 0) continue;
       if (!weighs_findings_)
@@ -284,9 +284,9 @@ class ScheduleBuilder {
     return used;
   }
 
-  void add_belief_operations(const ReducedTable& table, std::span<const BeliefPlan> plans) noexcept {
+  void add_belief_operations(const ReducedTable& table, std::span<const BeliefMarginal> plans) noexcept {
     size_t used = 0;
-    for (const BeliefPlan& plan : plans) {
+    for (const BeliefMarginal& plan : plans) {
       const NodeState& data = engine_[*plan.node];
       if (!data.is_target) continue;
       Operation& operation = lists_.operations.push_back({});
@@ -302,7 +302,7 @@ class ScheduleBuilder {
   size_t add_message_steps(const CliqueWork& work, size_t first, size_t& used) noexcept {
     size_t l = first;
     for (; l < work.links.size(); ++l) {
-      const LinkPlan& link = work.links[l];
+      const CliqueLink& link = work.links[l];
       if (!leads_away(link)) continue;
       const size_t size = engine_.separators[link.separator].old.shape.size;
       if (used > 0 && used + size > engine_.totals.size()) break;
@@ -316,7 +316,7 @@ class ScheduleBuilder {
   void add_message_operations(size_t clique, size_t first, size_t last) noexcept {
     size_t used = 0;
     for (size_t l = first; l < last; ++l) {
-      const LinkPlan& link = work(clique).links[l];
+      const CliqueLink& link = work(clique).links[l];
       if (!leads_away(link)) continue;
       Operation& operation = add_operation(OperationKind::message, clique);
       operation.link = static_cast<uint32_t>(l);

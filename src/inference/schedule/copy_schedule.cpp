@@ -264,7 +264,7 @@ class Writer {
   }
 
   // The plan of the potential that the step multiplies, or null. Steps have to be asked for in their order.
-  PotentialPlan* potential_of(size_t step) noexcept {
+  CliquePotential* potential_of(size_t step) noexcept {
     copy_potentials_without_step();
     const bool found =
         potential_ < schedule_.potential_count && schedule_.potentials[potential_].step == step;
@@ -272,9 +272,9 @@ class Writer {
   }
 
   void add_potential(size_t step) noexcept {
-    const PotentialPlan* found = potential_of(step);
+    const CliquePotential* found = potential_of(step);
     if (!found) return;
-    const PotentialPlan& plan = *found;
+    const CliquePotential& plan = *found;
     GatherPotential potential = {found, static_cast<uint32_t>(lists_.factors.count),
                                  static_cast<uint32_t>(lists_.observed.count), 0};
     for (size_t m = 0; m < plan.members->size(); ++m) {
@@ -296,7 +296,7 @@ class Writer {
   }
 
   void copy_step(size_t step, const Shape& shape) noexcept {
-    if (PotentialPlan* plan = potential_of(step)) lists_.potentials.add({lists_.steps.count, plan});
+    if (CliquePotential* plan = potential_of(step)) lists_.potentials.add({lists_.steps.count, plan});
     Step copy = schedule_.steps[step];
     copy.map = copy_index_map(*copy.map, shape);
     lists_.steps.add(copy);

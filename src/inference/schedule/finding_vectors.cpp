@@ -26,12 +26,12 @@ void fill_vectors(TreeEngine& engine) noexcept {
 void observe_nothing(TreeEngine& engine) noexcept {
   for_each_with_evidence(
       engine, [&](const Node& node) { engine[node].observed_state = engine[node].next_observed_state = -1; });
-  engine.plans_are_stale = true;
+  engine.shapes_are_stale = true;
 }
 
 // Gives the tree all findings and targets, and marks its cliques; returns the root.
 size_t prepare(TreeEngine& engine) noexcept {
-  refresh_plans(engine);
+  refresh_shapes(engine);
   for (CliqueWork& work : engine.cliques) work.findings.clear();
   for (const Node* node : engine.tree->nodes) {
     const Clique& home = *placement(*node).home;

@@ -50,7 +50,7 @@ struct GatherOperation {
 
 // A factor that is a potential: where its possible entries begin depends on the observed states.
 struct GatherPotential {
-  const PotentialPlan* plan;
+  const CliquePotential* plan;
   uint32_t factor;
   uint32_t first_observed, observed_count;
 };

@@ -12,7 +12,7 @@ constexpr size_t kMostMembers = 64;  // a pass may need two steps for each
 
 // Calls visit(member, stride) for the members that a potential's copy spans, the last one first.
 template <class Visit>
-void for_each_member(const PotentialPlan& plan, Visit visit) noexcept {
+void for_each_member(const CliquePotential& plan, Visit visit) noexcept {
   for (size_t m = plan.members->size(); m-- > 0;)
     if (plan.strides[m] != 0 && (*plan.members)[m]->number_of_states > 1)
       visit(*(*plan.members)[m], plan.strides[m]);
@@ -37,10 +37,10 @@ struct OwnIndexMaps {
     finish_index_map(*list.back(), work.table.shape);
     return *list.back();
   }
-  const IndexMap& of_potential(const PotentialPlan& plan) const {
+  const IndexMap& of_potential(const CliquePotential& plan) const {
     return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
   }
-  const IndexMap& of_link(const LinkPlan& link) const {
+  const IndexMap& of_link(const CliqueLink& link) const {
     const TreeEngine& engine = engine_of(*work.clique->tree);
     return make([&](size_t* steps) {
       step_in_separator(work.table, link, engine.separators[link.separator].old, steps);
@@ -81,7 +81,7 @@ bool prefers_factors(const Clique& clique) noexcept {
          factor_entries(clique) <= clique.table.size / 2;
 }
 
-void copy_potential(const TreeEngine& engine, const PotentialPlan& plan) noexcept {
+void copy_potential(const TreeEngine& engine, const CliquePotential& plan) noexcept {
   Dimension nest[64];
   size_t count = 0, stride = 1;
   for_each_member(plan, [&](const Node& node, size_t table_stride) {
@@ -93,12 +93,12 @@ void copy_potential(const TreeEngine& engine, const PotentialPlan& plan) noexcep
   kernels().assign(nest, count, plan.copy, plan.table()->data.data() + observed_offset(engine, plan));
 }
 
-float* message_buffer(const CliqueWork& receiver, const LinkPlan& link,
+float* message_buffer(const CliqueWork& receiver, const CliqueLink& link,
                       const SeparatorWork& separator) noexcept {
   return receiver.lazy && !link.holds ? link.received : separator.ratio;
 }
 
-void absorb_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
+void absorb_message(const CliqueWork& receiver, CliqueLink& link, const SeparatorWork& separator,
                     size_t size) noexcept {
   if (!link.received) return;
   const Dimension all = {size, 1, 1};
@@ -110,7 +110,7 @@ void absorb_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorW
 }
 
 void reduce_potentials(const TreeEngine& engine, const CliqueWork& work) noexcept {
-  for (const PotentialPlan& plan : work.potentials) {
+  for (const CliquePotential& plan : work.potentials) {
     if (plan.layout == kNone) continue;
     Dimension nest[64];
     size_t count = 0, offset = 0, stride = 1, reduced_stride = 1;
@@ -138,7 +138,7 @@ void store_table(CliqueWork& work) {
 }
 
 void materialize_all_tables(TreeEngine& engine) {
-  refresh_plans(engine);
+  refresh_shapes(engine);
   for (CliqueWork& work : engine.cliques) {
     if (!work.lazy) continue;
     Block<float> table;
@@ -153,7 +153,7 @@ void run_over_factors(const TreeEngine& engine, const CliqueWork& work, float* n
   steps.reserve(work.potentials.size() + work.links.size() + work.table.members->size() + 2);
   std::vector<std::unique_ptr<OwnIndexMap>> maps;
   for_each_factor(
-      engine, work, [](const LinkPlan& link) { return link.holds; }, OwnIndexMaps{work, maps},
+      engine, work, [](const CliqueLink& link) { return link.holds; }, OwnIndexMaps{work, maps},
       [&](const Step& step) { steps.push_back(step); });
   if (last) steps.push_back(*last);
   run_pass(work.table.shape, numbers, steps.data(), steps.size(), parallel_settings(work.clique->domain()));

@@ -25,16 +25,16 @@ void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds hol
                      Visit visit);
 
 // Copies the entries of the potential that agree with the observed states.
-void copy_potential(const TreeEngine& engine, const PotentialPlan& plan) noexcept;
+void copy_potential(const TreeEngine& engine, const CliquePotential& plan) noexcept;
 
 // The buffer in which a message is to be formed: the receiver's own where it is lazy and has none through
 // this link yet, otherwise the separator's.
-float* message_buffer(const CliqueWork& receiver, const LinkPlan& link,
+float* message_buffer(const CliqueWork& receiver, const CliqueLink& link,
                       const SeparatorWork& separator) noexcept;
 
 // Absorbs the message that was formed there: it becomes a factor of its lazy receiver, or is multiplied into
 // the one that came through the same link before.
-void absorb_message(const CliqueWork& receiver, LinkPlan& link, const SeparatorWork& separator,
+void absorb_message(const CliqueWork& receiver, CliqueLink& link, const SeparatorWork& separator,
                     size_t size) noexcept;
 
 // Reduces the clique's copies of potentials by the states that become observed.
@@ -60,12 +60,12 @@ void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds hol
     visit(Step{operation, &map, operand});
     operation = StepKind::multiply;
   };
-  for (const PotentialPlan& plan : work.potentials) {
+  for (const CliquePotential& plan : work.potentials) {
     const bool has_table = plan.layout != kNone;
     add(has_table ? maps.of_potential(plan) : maps.scalar(), has_table ? plan.copy : &plan.uniform);
     has_array |= has_table;
   }
-  for (const LinkPlan& link : work.links) {
+  for (const CliqueLink& link : work.links) {
     if (!holds(link)) continue;
     add(maps.of_link(link), link.received);
     has_array = true;

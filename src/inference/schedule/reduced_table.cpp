@@ -74,10 +74,10 @@ void reduce_separator(const TreeEngine& engine, size_t child) noexcept {
   const ReducedTable& table = engine.separators[child].old;
   reduce(engine, table, table.numbers);
   if (!engine.has_lazy) return;
-  for (const LinkPlan& link : engine.cliques[child].links) {
+  for (const CliqueLink& link : engine.cliques[child].links) {
     if (link.separator != child) continue;
     if (link.received) reduce(engine, table, link.received);
-    const LinkPlan& back = engine.cliques[link.neighbor].links[link.back];
+    const CliqueLink& back = engine.cliques[link.neighbor].links[link.back];
     if (back.received) reduce(engine, table, back.received);
   }
 }
@@ -116,7 +116,7 @@ void plan_changed_tables(TreeEngine& engine) noexcept {
 
 }  // namespace
 
-void step_in_potential(const ReducedTable& table, const PotentialPlan& plan, size_t* steps) noexcept {
+void step_in_potential(const ReducedTable& table, const CliquePotential& plan, size_t* steps) noexcept {
   size_t stride = 1;  // in a copy, which has no gaps
   for (size_t m = plan.members->size(); m-- > 0;) {
     if (!table.spans(m)) continue;
@@ -126,7 +126,7 @@ void step_in_potential(const ReducedTable& table, const PotentialPlan& plan, siz
   }
 }
 
-void step_in_separator(const ReducedTable& table, const LinkPlan& link, const ReducedTable& separator,
+void step_in_separator(const ReducedTable& table, const CliqueLink& link, const ReducedTable& separator,
                        size_t* steps) noexcept {
   size_t strides[64], stride = 1;
   for (size_t d = separator.shape.dimensions; d-- > 0; stride *= separator.shape.counts[d])
@@ -144,7 +144,7 @@ void step_in_member(const ReducedTable& table, size_t member, size_t* steps) noe
   if (table.spans(member)) steps[table.dimension_of[member]] = 1;
 }
 
-bool refresh_potential(PotentialPlan& plan) noexcept {
+bool refresh_potential(CliquePotential& plan) noexcept {
   const Table* table = plan.table();
   const size_t layout = table ? table->layout : kNone;
   if (!table) plan.uniform = 1.0f / static_cast<float>(plan.owner->number_of_states);
@@ -159,7 +159,7 @@ bool refresh_potential(PotentialPlan& plan) noexcept {
   return true;
 }
 
-size_t observed_offset(const TreeEngine& engine, const PotentialPlan& plan) noexcept {
+size_t observed_offset(const TreeEngine& engine, const CliquePotential& plan) noexcept {
   size_t offset = 0;
   for (size_t m = 0; m < plan.members->size(); ++m) {
     if (plan.strides[m] == 0) continue;
@@ -170,7 +170,7 @@ size_t observed_offset(const TreeEngine& engine, const PotentialPlan& plan) noex
 }
 
 void apply_observed_states(TreeEngine& engine, bool everywhere) noexcept {
-  refresh_plans(engine);
+  refresh_shapes(engine);
   if (everywhere)
     plan_tables(engine, true);
   else
@@ -179,9 +179,9 @@ void apply_observed_states(TreeEngine& engine, bool everywhere) noexcept {
       engine, [&](const Node& node) { engine[node].observed_state = engine[node].next_observed_state; });
 }
 
-void refresh_plans(TreeEngine& engine) noexcept {
-  if (!engine.plans_are_stale) return;
-  engine.plans_are_stale = false;
+void refresh_shapes(TreeEngine& engine) noexcept {
+  if (!engine.shapes_are_stale) return;
+  engine.shapes_are_stale = false;
   // The numbers already have these shapes. The states that come next must not get lost meanwhile.
   const auto exchange = [&](const Node& node) {
     std::swap(engine[node].next_observed_state, engine[node].observed_state);
@@ -203,7 +203,7 @@ void forget_tables(TreeEngine& engine) noexcept {
     ++work.version;
   }
   if (engine.has_lazy)
-    for (LinkPlan& link : engine.link_plans) link.holds = false;
+    for (CliqueLink& link : engine.clique_links) link.holds = false;
   if (!engine.cg) return;
   engine.cg->holds_densities = false;
   engine.cg->growth = 0.0;

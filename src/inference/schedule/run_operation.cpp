@@ -248,7 +248,7 @@ double OperationRunner::evidence_of_departing_members(const CliqueWork& work,
   return product;
 }
 
-void OperationRunner::marginalize_onto(const CliqueWork& work, const LinkPlan& link,
+void OperationRunner::marginalize_onto(const CliqueWork& work, const CliqueLink& link,
                                        double* totals) const noexcept {
   size_t steps[64];
   step_in_separator(work.table, link, engine_.separators[link.separator].old, steps);
@@ -261,7 +261,7 @@ void OperationRunner::marginalize_onto(const CliqueWork& work, const LinkPlan& l
 tv_status_t OperationRunner::collect(const Workspace& workspace, const Operation& operation,
                                      CollectOutcome& outcome) {
   CliqueWork& here = work(operation);
-  const LinkPlan& link = here.links[operation.link];
+  const CliqueLink& link = here.links[operation.link];
   if (tv_status_t status =
           update_and_marginalize(workspace, operation, workspace.totals, operation.size, outcome))
     return status;
@@ -292,13 +292,13 @@ void OperationRunner::account_for(const Operation& operation, const CollectOutco
 }
 
 float* OperationRunner::message_buffer(const Operation& operation) const noexcept {
-  const LinkPlan& link = work(operation).links[operation.link];
+  const CliqueLink& link = work(operation).links[operation.link];
   const CliqueWork& receiver = engine_.cliques[link.neighbor];
   return tv::message_buffer(receiver, receiver.links[link.back], engine_.separators[link.separator]);
 }
 
 void OperationRunner::absorb_message(const Operation& operation) const noexcept {
-  const LinkPlan& link = work(operation).links[operation.link];
+  const CliqueLink& link = work(operation).links[operation.link];
   CliqueWork& receiver = engine_.cliques[link.neighbor];
   tv::absorb_message(receiver, receiver.links[link.back], engine_.separators[link.separator], operation.size);
 }
@@ -352,7 +352,7 @@ void OperationRunner::normalize_factors(const Operation& operation) noexcept {
 // ---- Distributing ----
 
 tv_status_t OperationRunner::send(const Workspace& workspace, const Operation& operation) {
-  const LinkPlan& link = work(operation).links[operation.link];
+  const CliqueLink& link = work(operation).links[operation.link];
   SeparatorWork& separator = engine_.separators[link.separator];
   double* totals = workspace.totals + operation.totals;
   if (weighs_findings_) marginalize_onto(work(operation), link, totals);
@@ -365,7 +365,7 @@ tv_status_t OperationRunner::send(const Workspace& workspace, const Operation& o
 
 // Stores a belief so that it sums to one (or its largest entry is one, under max).
 tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Operation& operation) noexcept {
-  const BeliefPlan& plan = *operation.belief;
+  const BeliefMarginal& plan = *operation.belief;
   const NodeState& data = engine_[*plan.node];
   const size_t states = plan.node->number_of_states;
   if (data.observed_state >= 0) {

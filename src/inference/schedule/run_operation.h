@@ -69,7 +69,7 @@ class OperationRunner {
   // Messages.
   tv_status_t check_ratio(const RatioResult& result, bool has_past) const noexcept;
   double evidence_of_departing_members(const CliqueWork& work, const Clique* target) const noexcept;
-  void marginalize_onto(const CliqueWork& work, const LinkPlan& link, double* totals) const noexcept;
+  void marginalize_onto(const CliqueWork& work, const CliqueLink& link, double* totals) const noexcept;
   tv_status_t collect(const Workspace& workspace, const Operation& operation, CollectOutcome& outcome);
   float* message_buffer(const Operation& operation) const noexcept;
   void absorb_message(const Operation& operation) const noexcept;

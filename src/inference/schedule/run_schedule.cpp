@@ -221,7 +221,7 @@ class Runner {
     const Schedule& schedule = static_cast<const Runner*>(context)->schedule_;
     const TreeEngine& engine = static_cast<const Runner*>(context)->engine_;
     for (size_t p = begin; p < end; ++p) {
-      const PotentialPlan& plan = *schedule.potentials[p].plan;
+      const CliquePotential& plan = *schedule.potentials[p].plan;
       const size_t step = schedule.potentials[p].step;
       if (step == kNone)
         copy_potential(engine, plan);

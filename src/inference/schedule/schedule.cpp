@@ -88,7 +88,7 @@ ScheduleSize size_over_cliques(const JunctionTree& tree, size_t (*beliefs)(const
 
 // Starts the list at `next` and moves `next` behind it.
 template <class T>
-void start_list(FixedList<T>& list, unsigned char*& next, size_t count) noexcept {
+void start_list(ArenaList<T>& list, unsigned char*& next, size_t count) noexcept {
   list.start(next);
   next += count * sizeof(T);
 }

@@ -6,15 +6,15 @@
 #include <cstdint>
 #include <memory>
 
-#include "inference/fixed_list.h"
+#include "inference/arena_list.h"
 #include "network/types.h"
 #include "tables/kernels/index_map.h"
 
 namespace tv {
 
-struct BeliefPlan;
+struct BeliefMarginal;
 struct Subtrees;
-struct PotentialPlan;
+struct CliquePotential;
 struct ReducedTable;
 
 enum class OperationKind : unsigned char {
@@ -44,14 +44,14 @@ struct Operation {
   Shape shape;  // of the table that is passed over
   float* numbers = nullptr;
   const ReducedTable* table = nullptr;  // of a belief
-  const BeliefPlan* belief = nullptr;
+  const BeliefMarginal* belief = nullptr;
 };
 
 // A step whose operand is a potential: the offset of the observed states in it is found in each run. Without
 // a step, a potential that is copied.
 struct PotentialStep {
   size_t step;
-  PotentialPlan* plan;
+  CliquePotential* plan;
 };
 
 struct GatherSchedule;  // inference/schedule/gather_schedule.h
@@ -78,12 +78,12 @@ struct ScheduleSize {
 // The lists of a schedule under construction, in one arena.
 struct ScheduleLists {
   std::unique_ptr<unsigned char[]> memory;
-  FixedList<Operation> operations;
-  FixedList<Step> steps;
-  FixedList<PotentialStep> potential_steps;
-  FixedList<IndexMap> maps;
-  FixedList<size_t> map_steps;
-  FixedList<Dimension> map_nests;
+  ArenaList<Operation> operations;
+  ArenaList<Step> steps;
+  ArenaList<PotentialStep> potential_steps;
+  ArenaList<IndexMap> maps;
+  ArenaList<size_t> map_steps;
+  ArenaList<Dimension> map_nests;
 
   // Divides a block of `size.bytes()` into the lists and owns it from then on.
   void set_memory(std::unique_ptr<unsigned char[]> block, const ScheduleSize& size) noexcept;

@@ -30,7 +30,7 @@ constexpr size_t kBytesForPattern = 4096;  // of the budget, so that small trees
 constexpr size_t kPatternsForSchedule = 4;
 constexpr uint64_t kMaxIdle = 1000;
 
-bool layout_holds(const PotentialPlan& plan) noexcept {
+bool layout_holds(const CliquePotential& plan) noexcept {
   const Table* table = plan.table();
   return plan.layout == (table ? table->layout : kNone);
 }
@@ -51,7 +51,7 @@ bool ScheduleCache::layouts_hold(const TreeEngine& engine) noexcept {
   if (layouts_ == engine.domain->table_layouts) return true;
   layouts_ = engine.domain->table_layouts;
   const bool schedules_hold =
-      std::all_of(engine.potential_plans.begin(), engine.potential_plans.end(), layout_holds);
+      std::all_of(engine.clique_potentials.begin(), engine.clique_potentials.end(), layout_holds);
   const bool has_schedule = for_any_[0] || for_any_[1];
   return (schedules_hold || !has_schedule) &&
          std::all_of(slots_.begin(), slots_.end(), [&](const Slot& slot) {

@@ -20,7 +20,7 @@ void walk(TreeEngine& engine, size_t start, Admits admits) noexcept {
   for (size_t i = 0; i < engine.order.size(); ++i) {
     const size_t here = engine.order[i];
     for (size_t l = 0; l < engine.cliques[here].links.size(); ++l) {
-      const LinkPlan& link = engine.cliques[here].links[l];
+      const CliqueLink& link = engine.cliques[here].links[l];
       if (l == engine.reached_by[here] || !admits(link)) continue;
       engine.reached_by[link.neighbor] = link.back;
       engine.order.push_back(link.neighbor);
@@ -32,7 +32,7 @@ void walk(TreeEngine& engine, size_t start, Admits admits) noexcept {
 // lies on the path between the others.
 void connect_marked(TreeEngine& engine) noexcept {
   forget_order(engine);
-  FixedList<size_t>& open = engine.order;
+  ArenaList<size_t>& open = engine.order;
   for (const uint32_t clique : engine.marked) open.push_back(clique);
   std::make_heap(open.begin(), open.end());
   while (open.size() > 1) {
@@ -85,7 +85,7 @@ size_t _tv_identify_subtree(TreeEngine& engine, size_t root) noexcept {
 void extend_to_targets(TreeEngine& engine) noexcept {
   if (engine.targets.size() == engine.tree->nodes.size()) return mark_all_cliques(engine);
   for (size_t i = 0; i < engine.order.size(); ++i)
-    for (const LinkPlan& link : engine.cliques[engine.order[i]].links) {
+    for (const CliqueLink& link : engine.cliques[engine.order[i]].links) {
       if (engine.cliques[link.neighbor].marked) continue;
       if (!holds_target(engine, *engine.separators[link.separator].old.members)) continue;
       mark_clique(engine, link.neighbor);
@@ -94,12 +94,13 @@ void extend_to_targets(TreeEngine& engine) noexcept {
 }
 
 void order_from(TreeEngine& engine, size_t root) noexcept {
-  walk(engine, root, [&](const LinkPlan& link) { return engine.cliques[link.neighbor].marked; });
+  walk(engine, root, [&](const CliqueLink& link) { return engine.cliques[link.neighbor].marked; });
 }
 
 void order_cliques_with(TreeEngine& engine, const Node& node) noexcept {
-  walk(engine, placement(node).home->position,
-       [&](const LinkPlan& link) { return engine.separators[link.separator].old.members->contains(&node); });
+  walk(engine, placement(node).home->position, [&](const CliqueLink& link) {
+    return engine.separators[link.separator].old.members->contains(&node);
+  });
 }
 
 void add_target(TreeEngine& engine, const Node& node) noexcept {

@@ -9,7 +9,7 @@
 namespace tv {
 
 template <class T>
-class FixedList {
+class ArenaList {
   static_assert(std::is_trivially_destructible_v<T> && alignof(T) <= alignof(double));
 
  public:
