@@ -57,10 +57,11 @@
  *     be used by two threads at once, not even for reading; a table that it has given you belongs to it in
  *     this. The exception are queries (tv_domain_new_query): different ones of one domain may be used by
  *     different threads at the same time, also while one thread enters evidence in the domain, propagates it
- *     and reads it, as long as nobody changes the domain otherwise. Nothing is shared
- *     between domains, the locale included: parsing and writing select the "C" locale for the calling thread
- *     (uselocale) and put back what it used before they return. Your handlers run under it; other threads and
- *     the locale of the process (setlocale) do not notice. Numbers always use a decimal point.
+ *     and reads its results, as long as nobody changes the domain otherwise or asks for tables of its nodes,
+ *     which may be made then. Nothing is shared between domains, the locale included: parsing and writing
+ *     select the "C" locale for the calling thread (uselocale) and put back what it used before they return.
+ *     Your handlers run under it; other threads and the locale of the process (setlocale) do not notice.
+ *     Numbers always use a decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
  * 13. Not there yet. The exact total-weight triangulation is not available in this version. Where it matters,
@@ -3957,8 +3958,9 @@ TV_API tv_node_t** tv_node_get_requisite_ancestors(tv_node_t* node);
  *
  * @par Failures
  * - tv_status_not_compiled: the domain is not compiled
- * - tv_status_usage: the table of a node is computed from results of a propagation (its model has real-valued
- *   function nodes among its parents), so that it depends on the evidence
+ * - tv_status_usage: the table of a node is computed from results of a propagation (of a discrete function
+ *   node with parents, or of a node with real-valued function nodes among them), so that it depends on the
+ *   evidence
  * - tv_status_no_equilibrium: tables were touched since the domain was last propagated: propagate it first
  * - tv_status_no_memory: also when this state and those of the domain and its open queries would together
  *   exceed the memory limit (tv_domain_set_memory_limit)

@@ -12,8 +12,7 @@ namespace tv {
 // Of one node.
 struct NodeState {
   // What a question about a belief reads stands together.
-  tv_number_t* belief =
-      nullptr;  // one per state; behind them the propagated finding and the likelihood ratio
+  tv_number_t* belief = nullptr;  // one per state; then the propagated finding and the likelihood ratio
   ptrdiff_t propagated_state = kNoEvidence;  // encoded like EnteredEvidence::state
   EnteredEvidence* entered = nullptr;        // what is entered on it
   ptrdiff_t observed_state = -1;             // the one state to which the tables are restricted, or -1

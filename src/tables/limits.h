@@ -33,7 +33,7 @@ struct Limits {
   size_t copied_slice = 8192;           // entries of a potential that a thread copies at a time
 
   // Cached schedules
-  size_t finding_vectors = 16384;      // of a tree: up to so many, one schedule serves every evidence
+  size_t finding_vectors = 16384;      // entries of a tree: up to so many, one schedule serves all evidence
   size_t cached_schedules = 64;        // of each kind
   bool caches_new_patterns = false;    // not only patterns of evidence that come again
   size_t least_cache_bytes = 1 << 20;  // in all trees together, however small their tables

@@ -149,6 +149,24 @@ uint64_t answers_of(tv_query_t* query, tv_domain_t* domain, const Case& found) {
   return mix(hash, tv_query_get_log_normalization_constant(query));
 }
 
+// The moments of the case that the query has answered last, which other tests hold against the exact ones.
+void expect_moments_of_domain(tv_query_t* query, tv_domain_t* domain, const Case& found) {
+  tv_domain_retract_findings(domain);
+  for (const auto& [node, value] : found.values) {
+    if (tv_node_get_kind(node) == tv_kind_continuous)
+      tv_node_enter_value(node, value);
+    else
+      tv_node_select_state(node, static_cast<size_t>(value));
+  }
+  ASSERT_EQ(tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  for (const tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node)) {
+    if (tv_node_get_kind(node) != tv_kind_continuous) continue;
+    const double mean = tv_node_get_mean(node), variance = tv_node_get_variance(node);
+    EXPECT_NEAR(tv_query_get_mean(query, node), mean, 1e-5 * std::max(1.0, std::abs(mean)));
+    EXPECT_NEAR(tv_query_get_variance(query, node), variance, 1e-5 * std::max(1.0, variance));
+  }
+}
+
 // Eight threads with a query each, while the domain itself is propagated, get the answers of one after the
 // other, bit by bit. The thread sanitizer sees what they share.
 TEST(Queries, OnThreadsAnswerTheSameBits) {
@@ -173,6 +191,7 @@ TEST(Queries, OnThreadsAnswerTheSameBits) {
     tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal);
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(found, expected) << is_mixed;
+    expect_moments_of_domain(alone.get(), domain.get(), cases.back());
   }
 }
 
@@ -285,6 +304,26 @@ TEST_F(Closing, NotByEvidenceOfTheDomain) {
   EXPECT_EQ(tv_query_is_open(query.get()), 1);
   EXPECT_NEAR(tv_query_get_belief(query.get(), a, 0), 0.125 / 0.8, 1e-6);
   EXPECT_EQ(tv_node_get_belief(a, 0), 1);
+}
+
+// Its table would follow the results of the domain, whatever a query knows.
+TEST_F(Closing, TablesThatFollowResultsAreRefused) {
+  tv_node_t* const above = tv_domain_new_node(domain.get(), tv_category_function, tv_kind_discrete);
+  ASSERT_EQ(tv_node_set_number_of_states(above, 2), tv_status_none);
+  ASSERT_EQ(tv_node_set_subtype(above, tv_subtype_boolean), tv_status_none);
+  ASSERT_EQ(tv_node_set_subtype(a, tv_subtype_number), tv_status_none);
+  for (size_t s = 0; s < 2; ++s)
+    ASSERT_EQ(tv_node_set_state_value(a, s, static_cast<double>(s)), tv_status_none);
+  ASSERT_EQ(tv_node_add_parent(above, a), tv_status_none);
+  tv_node_t* none[] = {nullptr};
+  tv_model_t* const model = tv_node_new_model(above, none);
+  ASSERT_TRUE(model);
+  ASSERT_EQ(
+      tv_model_set_expression(model, 0, tv_string_to_expression("a > 0.5", domain.get(), nullptr, nullptr)),
+      tv_status_none);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_new_query(domain.get()), nullptr);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
 }
 
 TEST_F(Closing, OthersAreRefusedWhatDoesNotFit) {

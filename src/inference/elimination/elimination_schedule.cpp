@@ -61,6 +61,10 @@ EliminationTree best_elimination(const TreeEngine& engine, double entries) {
   return other.entries < best.entries ? std::move(other) : std::move(best);
 }
 
+double saved_for_each_clique(const EliminationTree& graph, double entries) noexcept {
+  return (entries - graph.entries) / static_cast<double>(graph.cliques.size());
+}
+
 }  // namespace
 
 void Arena::add_chunk(size_t least) {
@@ -96,8 +100,7 @@ bool may_eliminate(const PropagationRequest& request) noexcept {
 bool elimination_pays(TreeEngine& engine) {
   constexpr uint32_t kSets = 5, kOneIn = 5;
   const std::vector<Node*>& nodes = engine.tree->nodes;
-  const double least = static_cast<double>(limits.entries_for_elimination) == 0.0 ? 0.0 : kEntriesForFirst;
-  if (engine.entries < least * static_cast<double>(nodes.size())) return false;
+  if (engine.entries < kEntriesForFirst * static_cast<double>(nodes.size())) return false;
   uint32_t paying = 0, random = 1;
   for (uint32_t set = 0; set < kSets; ++set) {
     for (const Node* node : nodes)
@@ -105,8 +108,7 @@ bool elimination_pays(TreeEngine& engine) {
         engine[*node].propagated_state = 0;
     const double entries = reduced_entries(engine);
     const EliminationTree graph = best_elimination(engine, entries);
-    const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
-    paying += !graph.cliques.empty() && saved >= kSavedAtOnce;
+    paying += !graph.cliques.empty() && saved_for_each_clique(graph, entries) >= kSavedAtOnce;
     for (const Node* node : nodes) engine[*node].propagated_state = kNoEvidence;
   }
   return paying > 1;
@@ -129,8 +131,8 @@ std::unique_ptr<EliminationSchedule> build_elimination(const PropagationRequest&
   const double entries = reduced_entries(engine);
   const bool is_large = entries >= (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes;
   const EliminationTree graph = is_large ? best_elimination(engine, entries) : EliminationTree{};
-  const double saved = (entries - graph.entries) / static_cast<double>(graph.cliques.size());
-  if (!graph.cliques.empty() && (least == 0.0 || saved >= (comes_again ? kSaved : kSavedAtOnce)))
+  const double enough = comes_again ? kSaved : kSavedAtOnce;
+  if (!graph.cliques.empty() && (least == 0.0 || saved_for_each_clique(graph, entries) >= enough))
     return build_elimination_over(request, graph);
   if (comes_again)
     engine.schedules->note_elimination_in_vain();  // it would not be better the next time
