@@ -216,12 +216,9 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
   visit(engine.totals, sizes.totals);
   visit(engine.belief_totals, sizes.belief_totals);
   visit(engine.pass_totals, sizes.pass_totals);
-  visit(engine.streamed.operations, sizes.streamed.operations);
-  visit(engine.streamed.steps, sizes.streamed.steps);
-  visit(engine.streamed.potential_steps, sizes.streamed.potential_steps);
-  visit(engine.streamed.maps, sizes.streamed.maps);
-  visit(engine.streamed.map_steps, sizes.streamed.dimensions);
-  visit(engine.streamed.map_nests, sizes.streamed.dimensions);
+  engine.streamed.for_each_list(sizes.streamed, visit);
+  visit(engine.buffers, kFirstPotential + sizes.potentials);
+  visit(engine.bound_steps, sizes.streamed.steps);
   visit(engine.order, cliques);
   visit(engine.reached_by, cliques);
   visit(engine.pending, nodes);
@@ -230,6 +227,7 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
   visit(engine.changed, nodes);
   visit(engine.targets, nodes);
   visit(engine.trail, 2 * nodes);
+  visit(engine.clique_factors, cliques);
   visit(engine.marked, cliques);
   visit(engine.measured, cliques);
   visit(engine.members, sizes.members);
@@ -265,6 +263,7 @@ void make_lists(TreeEngine& engine, const ListSizes& sizes) {
   engine.belief_totals.take(sizes.belief_totals);
   engine.pass_totals.take(sizes.pass_totals);
   engine.reached_by.fill(cliques, kNone);
+  engine.clique_factors.fill(cliques, 1.0f);
   engine.barren.fill(cliques);
   engine.has_sent.fill(cliques);
 }
@@ -301,6 +300,11 @@ std::unique_ptr<TreeEngine> new_engine(InferenceState& state, const JunctionTree
   expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
   build_cliques(*engine);
   join_links(*engine);
+  engine->buffers.fill(kFirstPotential);
+  engine->buffers[kTables] = engine->numbers.data();
+  engine->buffers[kNodeNumbers] = state.numbers.data();
+  engine->buffers[kCliqueFactors] = engine->clique_factors.data();
+  engine->buffers[kInverseOfMass] = &engine->inverse;
   for (size_t c = 0; c < tree.clique_count(); ++c)
     engine->entries += static_cast<double>(tree.cliques[c]->table.size);
   engine->schedules = std::make_unique<ScheduleCache>();

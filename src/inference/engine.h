@@ -104,7 +104,6 @@ struct CliqueWork {
   bool measured = false;     // its conflict may differ from one
   bool lazy = false;         // the table is formed from its factors in every pass
   bool initialized = false;  // the table holds at least the product of the potentials
-  float constant = 1.0f;     // the only factor of a lazy clique that has no others
   ReducedTable table;        // without numbers where the clique is lazy
   size_t version = 0;        // grows with every change, so that a stale copy of the host can be recognised
   size_t materialized = 0;   // the version that the host's copy shows
@@ -185,6 +184,11 @@ struct TreeEngine {
   ArenaList<unsigned char> barren;    // by clique: its message towards the root would be all ones
   ArenaList<unsigned char> has_sent;  // by clique: it has sent one in this propagation
   ScheduleLists streamed;             // the operations of one clique at a time
+
+  // What a schedule works with while it runs here: its buffers of factors, and the steps of a pass.
+  ArenaList<const float*> buffers;
+  ArenaList<Step> bound_steps;
+  ArenaList<float> clique_factors;  // by clique: the only factor of a lazy one that has no others
 
   // While a schedule runs: the product of the scaling factors is mantissa times 2 to the power exponent; the
   // sum of a table (for max), the mass of the root and its inverse.

@@ -181,7 +181,7 @@ tv_status_t propagate_anew(const PropagationRequest& request) {
     return status;
   if (cached.schedule) {
     observe_states_without_shapes(engine);
-    return run_schedule(request, *cached.schedule);
+    return run_schedule(request, *cached.schedule, cached.subtrees);
   }
   observe_states(engine);
   choose_targets(engine, request.equilibrium, request.mode);
@@ -191,7 +191,7 @@ tv_status_t propagate_anew(const PropagationRequest& request) {
     return _tv_jt_global_propagate(request, start);
   const Schedule schedule = build_schedule(request, start, lists);
   if (tv_status_t status = run_schedule(request, schedule)) return status;
-  engine.schedules->insert(engine, schedule, request.equilibrium);
+  engine.schedules->insert(engine, lists, request.equilibrium);
   return tv_status_none;
 }
 

@@ -13,8 +13,6 @@
 namespace tv {
 namespace {
 
-constexpr float kOne = 1.0f;
-
 class ScheduleBuilder {
  public:
   ScheduleBuilder(const PropagationRequest& request, size_t root, ScheduleLists& lists) noexcept
@@ -36,7 +34,7 @@ class ScheduleBuilder {
 
   // Appends the operations of the next clique; false at the end.
   bool build_next() noexcept {
-    scalar_of_ = nullptr;
+    scalar_of_ = shape_of_ = nullptr;
     if (distributes_) return build_next_distribution();
     while (left_ > 1) {
       const size_t clique = engine_.order[--left_];
@@ -93,12 +91,15 @@ class ScheduleBuilder {
   }
 
   Operation& add_operation(OperationKind kind, size_t clique) noexcept {
+    if (shape_of_ != &work(clique)) {
+      shape_of_ = &work(clique);
+      shape_ = lists_.copy_shape(shape_of_->table.shape);
+    }
     Operation& operation = lists_.operations.push_back({});
     operation.kind = kind;
     operation.clique = static_cast<uint32_t>(clique);
     operation.first_step = lists_.steps.size();
-    operation.shape = work(clique).table.shape;
-    operation.numbers = work(clique).table.numbers;
+    operation.shape = shape_;
     return operation;
   }
 
@@ -111,16 +112,45 @@ class ScheduleBuilder {
     for (CliquePotential& plan : work.potentials) {
       refresh(plan);
       if (plan.node() && engine_[*plan.node()].policy_left_out) {
-        lists_.steps.push_back({operation, &scalar_of(work), &kOne});
+        lists_.steps.push_back({operation, scalar_of(work), constant(1.0f)});
       } else if (plan.table()) {
-        lists_.potential_steps.push_back({plan.copy ? kNone : lists_.steps.size(), &plan});
-        lists_.steps.push_back({operation, &maps(work).of_potential(plan), plan.copy});
+        const Place potential = add_potential(plan);
+        lists_.steps.push_back({operation, maps(work).of_potential(plan), potential});
       } else {
-        lists_.steps.push_back({operation, &scalar_of(work), &plan.uniform});
+        lists_.steps.push_back({operation, scalar_of(work), constant(plan.uniform)});
       }
       operation = StepKind::multiply;
     }
-    if (work.potentials.empty()) lists_.steps.push_back({StepKind::assign, &scalar_of(work), &kOne});
+    if (work.potentials.empty()) lists_.steps.push_back({StepKind::assign, scalar_of(work), constant(1.0f)});
+  }
+
+  Place constant(float value) noexcept {
+    lists_.constants.push_back(value);
+    return {kConstants, lists_.constants.size() - 1};
+  }
+
+  Place place_of(FactorBuffer buffer, const float* numbers) noexcept {
+    if (buffer == kConstants) return constant(*numbers);
+    return {buffer, static_cast<size_t>(numbers - engine_.buffers[buffer])};
+  }
+
+  // Where its possible entries will be: in its copy, or in its table.
+  Place add_potential(const CliquePotential& plan) noexcept {
+    const auto position = static_cast<uint32_t>(&plan - engine_.clique_potentials.data());
+    if (plan.copy) {
+      lists_.potentials.push_back({position, true});
+      return place_of(kTables, plan.copy);
+    }
+    const size_t first = lists_.observed.size();
+    for (size_t m = 0; m < plan.members->size(); ++m) {
+      const Node& member = *(*plan.members)[m];
+      if (plan.strides[m] != 0 && engine_[member].observed_state >= 0)
+        lists_.observed.push_back({static_cast<uint32_t>(member.number - 1), plan.strides[m]});
+    }
+    const size_t count = lists_.observed.size() - first;
+    lists_.potentials.push_back(
+        {position, false, static_cast<uint32_t>(first), static_cast<uint32_t>(count)});
+    return {static_cast<uint32_t>(kFirstPotential + lists_.potentials.size() - 1), 0};
   }
 
   void refresh(CliquePotential& plan) noexcept {
@@ -133,22 +163,22 @@ class ScheduleBuilder {
     ScheduleBuilder& builder;
     const CliqueWork& work;
 
-    const IndexMap& of_potential(const CliquePotential& plan) const noexcept {
+    uint32_t of_potential(const CliquePotential& plan) const noexcept {
       return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
     }
-    const IndexMap& of_link(const CliqueLink& link) const noexcept {
+    uint32_t of_link(const CliqueLink& link) const noexcept {
       const SeparatorWork& separator = builder.engine_.separators[link.separator];
       return make([&](size_t* steps) { step_in_separator(work.table, link, separator.old, steps); });
     }
-    const IndexMap& of_member(size_t member) const noexcept {
+    uint32_t of_member(size_t member) const noexcept {
       if (!work.table.spans(member)) return scalar();
       return builder.index_map_of_member(work.table, member);
     }
-    const IndexMap& scalar() const noexcept { return builder.scalar_of(work); }
+    uint32_t scalar() const noexcept { return builder.scalar_of(work); }
 
    private:
     template <class Fill>
-    const IndexMap& make(Fill fill) const noexcept {
+    uint32_t make(Fill fill) const noexcept {
       const Shape& shape = work.table.shape;
       return builder.lists_.make_index_map(shape, [&](IndexMap& map) {
         fill(map.steps);
@@ -160,21 +190,21 @@ class ScheduleBuilder {
   IndexMaps maps(const CliqueWork& work) noexcept { return {*this, work}; }
 
   // Maps every entry of a clique's table onto one number. The operations of a clique share one such map.
-  const IndexMap& scalar_of(const CliqueWork& work) noexcept {
+  uint32_t scalar_of(const CliqueWork& work) noexcept {
     if (scalar_of_ != &work) {
       const Shape& shape = work.table.shape;
       scalar_ =
-          &lists_.make_index_map(shape, [&](IndexMap& map) { map_dimension(map, shape, shape.dimensions); });
+          lists_.make_index_map(shape, [&](IndexMap& map) { map_dimension(map, shape, shape.dimensions); });
       scalar_of_ = &work;
     }
-    return *scalar_;
+    return scalar_;
   }
 
   // The potentials of a lazy clique that is initialised are copied before the schedule runs.
   void request_copies(CliqueWork& work) noexcept {
     for (CliquePotential& plan : work.potentials) {
       refresh(plan);
-      if (plan.table()) lists_.potential_steps.push_back({kNone, &plan});
+      if (plan.table()) add_potential(plan);
     }
   }
 
@@ -187,7 +217,9 @@ class ScheduleBuilder {
       return leads_away(link) && engine_.has_sent[link.neighbor];
     };
     for_each_factor(engine_, work, holds, maps(work),
-                    [&](const Step& step) { lists_.steps.push_back(step); });
+                    [&](StepKind kind, uint32_t map, FactorBuffer buffer, const float* numbers) {
+                      lists_.steps.push_back({kind, map, place_of(buffer, numbers)});
+                    });
     operation.formed = static_cast<uint32_t>(lists_.steps.size() - operation.first_step);
   }
 
@@ -199,10 +231,11 @@ class ScheduleBuilder {
       if (!work.table.spans(member)) {
         const size_t state =
             work.table.is_observed(member) ? static_cast<size_t>(engine_[node].observed_state) : 0;
-        lists_.steps.push_back({StepKind::multiply, &scalar_of(work), update + state});
+        lists_.steps.push_back({StepKind::multiply, scalar_of(work), place_of(kNodeNumbers, update + state)});
         continue;
       }
-      lists_.steps.push_back({StepKind::multiply, &maps(work).of_member(member), update});
+      lists_.steps.push_back(
+          {StepKind::multiply, maps(work).of_member(member), place_of(kNodeNumbers, update)});
     }
   }
 
@@ -211,16 +244,17 @@ class ScheduleBuilder {
     add_factors(operation, work, towards_root, false);
   }
 
-  const float* ratio_of(const CliqueLink& link) const noexcept {
-    return engine_.separators[link.separator].ratio;
+  // The update that came through the link.
+  ScheduleStep update_from(const CliqueWork& work, const CliqueLink& link) noexcept {
+    return {StepKind::multiply, maps(work).of_link(link),
+            place_of(kTables, engine_.separators[link.separator].ratio)};
   }
 
   void add_updates(CliqueWork& work, size_t towards_root) noexcept {
     if (!work.initialized) add_initial_product(work);
     for (size_t l = 0; l < work.links.size(); ++l)
       if (l != towards_root && leads_away(work.links[l]) && !engine_.barren[work.links[l].neighbor])
-        lists_.steps.push_back(
-            {StepKind::multiply, &maps(work).of_link(work.links[l]), ratio_of(work.links[l])});
+        lists_.steps.push_back(update_from(work, work.links[l]));
     add_findings(work);
   }
 
@@ -233,7 +267,7 @@ class ScheduleBuilder {
       add_updates(work, towards_root);
     operation.updates = static_cast<uint32_t>(lists_.steps.size() - operation.first_step);
     if (request_.equilibrium == tv_equilibrium_max)
-      lists_.steps.push_back({StepKind::sum, &scalar_of(work), nullptr, &engine_.table_sum});
+      lists_.steps.push_back({StepKind::sum, scalar_of(work), {kTableSum}});
   }
 
   void build_collect(size_t clique) noexcept {
@@ -246,15 +280,14 @@ class ScheduleBuilder {
     operation.size = engine_.separators[here.links[via].separator].old.shape.size;
     add_updates(operation, here, via);
     if (!weighs_findings_)
-      lists_.steps.push_back(
-          {marginal_, &maps(here).of_link(here.links[via]), nullptr, engine_.totals.data()});
+      lists_.steps.push_back({marginal_, maps(here).of_link(here.links[via]), {kMessageTotals}});
     close_steps(operation);
   }
 
   void build_root(size_t root) noexcept {
     Operation& operation = add_operation(OperationKind::root, root);
     add_updates(operation, work(root), kNone);
-    lists_.steps.push_back({marginal_, &scalar_of(work(root)), nullptr, &engine_.mass});
+    lists_.steps.push_back({marginal_, scalar_of(work(root)), {kRootMass}});
     close_steps(operation);
   }
 
@@ -265,7 +298,7 @@ class ScheduleBuilder {
     order_from(engine_, root);
   }
 
-  const IndexMap& index_map_of_member(const ReducedTable& table, size_t member) noexcept {
+  uint32_t index_map_of_member(const ReducedTable& table, size_t member) noexcept {
     return lists_.make_index_map(
         table.shape, [&](IndexMap& map) { map_dimension(map, table.shape, table.dimension_of[member]); });
   }
@@ -277,23 +310,24 @@ class ScheduleBuilder {
       const NodeState& data = engine_[*plan.node];
       if (!data.is_target || data.observed_state >= 0) continue;
       if (!weighs_findings_)
-        lists_.steps.push_back({marginal_, &index_map_of_member(table, plan.member), nullptr,
-                                engine_.belief_totals.data() + used});
+        lists_.steps.push_back({marginal_, index_map_of_member(table, plan.member), {kBeliefTotals, used}});
       used += plan.node->number_of_states;
     }
     return used;
   }
 
-  void add_belief_operations(const ReducedTable& table, std::span<const BeliefMarginal> plans) noexcept {
+  // Of the clique's own table, or of the separator of one of its links.
+  void add_belief_operations(size_t clique, uint32_t link, std::span<const BeliefMarginal> plans) noexcept {
     size_t used = 0;
     for (const BeliefMarginal& plan : plans) {
       const NodeState& data = engine_[*plan.node];
       if (!data.is_target) continue;
       Operation& operation = lists_.operations.push_back({});
       operation.kind = OperationKind::belief;
+      operation.clique = static_cast<uint32_t>(clique);
+      operation.link = link;
       operation.totals = used;
-      operation.table = &table;
-      operation.belief = &plan;
+      operation.belief = static_cast<uint32_t>(&plan - engine_.belief_marginals.data());
       if (data.observed_state < 0) used += plan.node->number_of_states;
     }
   }
@@ -307,7 +341,7 @@ class ScheduleBuilder {
       const size_t size = engine_.separators[link.separator].old.shape.size;
       if (used > 0 && used + size > engine_.totals.size()) break;
       if (!weighs_findings_)
-        lists_.steps.push_back({marginal_, &maps(work).of_link(link), nullptr, engine_.totals.data() + used});
+        lists_.steps.push_back({marginal_, maps(work).of_link(link), {kMessageTotals, used}});
       used += size;
     }
     return l;
@@ -324,18 +358,18 @@ class ScheduleBuilder {
       operation.size = engine_.separators[link.separator].old.shape.size;
       operation.totals = used;
       used += operation.size;
-      build_separator_beliefs(engine_.separators[link.separator], clique);
+      build_separator_beliefs(engine_.separators[link.separator], clique, operation.link);
     }
   }
 
-  void build_separator_beliefs(const SeparatorWork& separator, size_t clique) noexcept {
+  void build_separator_beliefs(const SeparatorWork& separator, size_t clique, uint32_t link) noexcept {
     if (separator.beliefs.empty()) return;
     Operation& operation = add_operation(OperationKind::separator_pass, clique);
-    operation.shape = separator.old.shape;
-    operation.numbers = separator.old.numbers;
+    operation.link = link;
+    operation.shape = lists_.copy_shape(separator.old.shape);
     operation.clear_beliefs = add_belief_steps(separator.old, separator.beliefs);
     close_steps(operation);
-    add_belief_operations(separator.old, separator.beliefs);
+    add_belief_operations(clique, link, separator.beliefs);
   }
 
   void start_lazy_pass(Operation& operation, CliqueWork& work, size_t via) noexcept {
@@ -347,10 +381,9 @@ class ScheduleBuilder {
   void start_pass(CliqueWork& work, size_t via) noexcept {
     if (engine_.barren[work.clique->position]) add_initial_product(work);
     if (via != kNone)
-      lists_.steps.push_back(
-          {StepKind::multiply, &maps(work).of_link(work.links[via]), ratio_of(work.links[via])});
+      lists_.steps.push_back(update_from(work, work.links[via]));
     else
-      lists_.steps.push_back({StepKind::multiply, &scalar_of(work), &engine_.inverse});
+      lists_.steps.push_back({StepKind::multiply, scalar_of(work), {kInverseOfMass}});
   }
 
   void build_distribute(size_t clique) noexcept {
@@ -364,7 +397,7 @@ class ScheduleBuilder {
     operation->clear_beliefs = add_belief_steps(here.table, here.beliefs);
     size_t next = add_message_steps(here, 0, operation->clear_totals);
     close_steps(*operation);
-    add_belief_operations(here.table, here.beliefs);
+    add_belief_operations(clique, Operation::kNoLink, here.beliefs);
     add_message_operations(clique, 0, next);
     while (next < here.links.size()) {
       const size_t first = next;
@@ -384,7 +417,9 @@ class ScheduleBuilder {
   bool weighs_findings_;
   StepKind marginal_;
   const CliqueWork* scalar_of_ = nullptr;  // the clique of the map below
-  const IndexMap* scalar_ = nullptr;
+  uint32_t scalar_ = 0;
+  const CliqueWork* shape_of_ = nullptr;  // the clique of the shape below
+  Shape shape_;
   bool distributes_ = false;
   size_t left_ = 0;  // cliques of the order that are still to be scheduled
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <span>
 
 namespace tv {
 namespace {
@@ -33,21 +34,21 @@ struct List {
 struct Lists {
   List<GatherOperation> gather;
   List<GatherFactor> factors;
-  List<GatherPotential> gather_potentials;
   List<ObservedMember> observed;
   List<Operation> operations;
-  List<Step> steps;
-  List<PotentialStep> potentials;
+  List<ScheduleStep> steps;
   List<IndexMap> maps;
   List<size_t> numbers;  // extents of shapes, strides of maps
   List<Dimension> nests;
+  List<SchedulePotential> potentials;
+  List<float> constants;
   List<uint16_t> positions;
   List<unsigned char> sources;
 
   template <class Visit>
   void for_each(Visit visit) noexcept {
-    visit(gather), visit(factors), visit(gather_potentials), visit(observed), visit(operations), visit(steps);
-    visit(potentials), visit(maps), visit(numbers), visit(nests), visit(positions), visit(sources);
+    visit(gather), visit(factors), visit(observed), visit(operations), visit(steps), visit(maps);
+    visit(numbers), visit(nests), visit(potentials), visit(constants), visit(positions), visit(sources);
   }
 };
 
@@ -81,21 +82,29 @@ size_t last_position(const IndexMap& map) noexcept {
 
 class Writer {
  public:
-  Writer(const TreeEngine& engine, const Schedule& schedule, bool sums, bool as_it_is, Lists& lists) noexcept
-      : engine_(engine), schedule_(schedule), sums_(sums), as_it_is_(as_it_is), lists_(lists) {}
+  Writer(const TreeEngine& engine, const ScheduleLists& from, bool sums, bool as_it_is, Lists& lists) noexcept
+      : engine_(engine), from_(from), sums_(sums), as_it_is_(as_it_is), lists_(lists) {}
 
   void write() noexcept {
-    for (operation_ = 0; operation_ < schedule_.operation_count; ++operation_)
-      as_it_is_ ? copy_operation(schedule_.operations[operation_]) : add(schedule_.operations[operation_]);
-    copy_potentials_without_step();
+    lists_.observed.copy(from_.observed.data(), from_.observed.size());
+    lists_.potentials.copy(from_.potentials.data(), from_.potentials.size());
+    lists_.constants.copy(from_.constants.data(), from_.constants.size());
+    for (operation_ = 0; operation_ < from_.operations.size(); ++operation_)
+      as_it_is_ ? copy_operation(from_.operations[operation_]) : add(from_.operations[operation_]);
   }
 
  private:
   const CliqueWork& work(const Operation& operation) const noexcept {
     return engine_.cliques[operation.clique];
   }
-  const Step* steps(const Operation& operation) const noexcept {
-    return schedule_.steps + operation.first_step;
+  std::span<const ScheduleStep> steps(const Operation& operation) const noexcept {
+    return {&from_.steps[operation.first_step], operation.step_count};
+  }
+  const SeparatorWork& separator_of(const Operation& operation) const noexcept {
+    return engine_.separators[work(operation).links[operation.link].separator];
+  }
+  size_t offset_in_tables(const float* numbers) const noexcept {
+    return static_cast<size_t>(numbers - engine_.numbers.data());
   }
 
   void add(const Operation& operation) noexcept {
@@ -123,11 +132,15 @@ class Writer {
   // ---- What can be gathered ----
 
   bool can_gather(const Operation& operation) const noexcept {
-    if (!sums_ || operation.shape.size > limits.short_table || work(operation).lazy ||
+    const float* const numbers = work(operation).table.numbers;
+    const bool lies_in_block = numbers >= engine_.numbers.begin() && numbers < engine_.numbers.end();
+    if (!sums_ || operation.shape.size > limits.short_table || work(operation).lazy || !lies_in_block ||
         operation.step_count > UINT8_MAX)
       return false;
-    return std::all_of(steps(operation), steps(operation) + operation.step_count,
-                       [](const Step& step) { return last_position(*step.map) <= kMostPosition; });
+    const std::span<const ScheduleStep> all = steps(operation);
+    return std::all_of(all.begin(), all.end(), [&](const ScheduleStep& step) {
+      return last_position(from_.maps[step.map]) <= kMostPosition;
+    });
   }
 
   bool receiver_is_lazy(const Operation& operation) const noexcept {
@@ -142,8 +155,8 @@ class Writer {
   // The messages that a pass forms follow it in the schedule.
   bool no_message_needs_totals() const noexcept {
     for (size_t i = operation_ + 1;
-         i < schedule_.operation_count && schedule_.operations[i].kind != OperationKind::pass; ++i)
-      if (schedule_.operations[i].kind == OperationKind::message && receiver_is_lazy(schedule_.operations[i]))
+         i < from_.operations.size() && from_.operations[i].kind != OperationKind::pass; ++i)
+      if (from_.operations[i].kind == OperationKind::message && receiver_is_lazy(from_.operations[i]))
         return false;
     return true;
   }
@@ -154,34 +167,34 @@ class Writer {
     GatherOperation gather;
     gather.kind = kind;
     gather.entries = static_cast<unsigned char>(operation.shape.size);
-    gather.table = operation.numbers;
+    const bool is_separator = operation.kind == OperationKind::separator_pass;
+    const ReducedTable& table = is_separator ? separator_of(operation).old : work(operation).table;
+    gather.table = offset_in_tables(table.numbers);
     return gather;
   }
 
   void set_factors(GatherOperation& gather, const Operation& operation) noexcept {
     gather.first = static_cast<uint32_t>(lists_.factors.count);
-    for (size_t s = operation.first_step; s < operation.first_step + operation.step_count; ++s) {
-      const Step& step = schedule_.steps[s];
-      if (step.target) continue;
+    for (const ScheduleStep& step : steps(operation)) {
+      if (!step.is_factor()) continue;
       if (gather.factor_count == 0) gather.assigns = step.operation == StepKind::assign;
       ++gather.factor_count;
-      add_potential(s);
       uint16_t* positions = lists_.positions.take(gather.entries);
-      lists_.factors.add({step.operand, positions, evidence_of(operation, step)});
+      lists_.factors.add({step.place.buffer, finding_of(operation, step), step.place.offset, positions});
       if (positions)
-        for_each_position(*step.map,
+        for_each_position(from_.maps[step.map],
                           [&](size_t position) { *positions++ = static_cast<uint16_t>(position); });
     }
   }
 
-  // Null where the step is no finding.
-  const ptrdiff_t* evidence_of(const Operation& operation, const Step& step) const noexcept {
-    const NodeList& members = *work(operation).table.members;
-    const auto is_of = [&](const Node* node) {
-      return is_discrete(*node) && engine_.likelihood_ratio(*node) == step.operand;
-    };
-    const auto node = std::find_if(members.begin(), members.end(), is_of);
-    return node == members.end() ? nullptr : &engine_[**node].propagated_state;
+  // The node of which the step is the finding.
+  uint32_t finding_of(const Operation& operation, const ScheduleStep& step) const noexcept {
+    if (step.place.buffer != kNodeNumbers) return GatherFactor::kNoNode;
+    const float* const numbers = engine_.buffers[kNodeNumbers] + step.place.offset;
+    for (const Node* node : *work(operation).table.members)
+      if (is_discrete(*node) && engine_.likelihood_ratio(*node) == numbers)
+        return static_cast<uint32_t>(node->number - 1);
+    return GatherFactor::kNoNode;
   }
 
   void set_marginal(GatherOperation& gather, const IndexMap& map) noexcept {
@@ -195,23 +208,23 @@ class Writer {
         map, [&](size_t position) { sources[position * gather.each + filled[position]++] = entry++; });
   }
 
-  // The map of the step that forms the marginal at `target`.
-  const IndexMap& index_map_for(const Operation& operation, const double* target) const noexcept {
-    const Step* step = steps(operation);
-    while (step->target != target) ++step;
-    return *step->map;
+  // The map of the step that forms the marginal there.
+  const IndexMap& index_map_for(const Operation& operation, TotalsBuffer buffer,
+                                size_t offset = 0) const noexcept {
+    const ScheduleStep* step = steps(operation).data();
+    while (step->is_factor() || step->place.buffer != buffer || step->place.offset != offset) ++step;
+    return from_.maps[step->map];
   }
 
   void set_message(GatherOperation& gather, const Operation& operation) const noexcept {
-    const SeparatorWork& separator = engine_.separators[work(operation).links[operation.link].separator];
-    gather.result = separator.old.numbers;
-    gather.message = separator.ratio;
+    gather.result = offset_in_tables(separator_of(operation).old.numbers);
+    gather.message = offset_in_tables(separator_of(operation).ratio);
   }
 
   void add_collect(const Operation& operation) noexcept {
     GatherOperation gather = start(GatherKind::collect, operation);
     set_factors(gather, operation);
-    set_marginal(gather, index_map_for(operation, engine_.totals.data()));
+    set_marginal(gather, index_map_for(operation, kMessageTotals));
     set_message(gather, operation);
     lists_.gather.add(gather);
   }
@@ -219,7 +232,7 @@ class Writer {
   void add_root(const Operation& operation) noexcept {
     GatherOperation gather = start(GatherKind::root, operation);
     set_factors(gather, operation);
-    set_marginal(gather, index_map_for(operation, &engine_.mass));
+    set_marginal(gather, index_map_for(operation, kRootMass));
     lists_.gather.add(gather);
   }
 
@@ -231,75 +244,41 @@ class Writer {
 
   void add_send(const Operation& operation) noexcept {
     GatherOperation gather = start(GatherKind::send, *pass_);
-    set_marginal(gather, index_map_for(*pass_, engine_.totals.data() + operation.totals));
+    set_marginal(gather, index_map_for(*pass_, kMessageTotals, operation.totals));
     set_message(gather, operation);
     gather.has_past = operation.has_past;
     lists_.gather.add(gather);
   }
 
   void add_belief(const Operation& operation) noexcept {
-    const Node& node = *operation.belief->node;
+    const Node& node = *engine_.belief_marginals[operation.belief].node;
     const NodeState& data = engine_[node];
     if (data.observed_state < 0 && !source_) return copy_operation(operation);
     GatherOperation gather;
     if (data.observed_state >= 0) {
       gather.kind = GatherKind::observed;
       gather.targets = static_cast<uint32_t>(node.number_of_states);
-      gather.state = &data.observed_state;
+      gather.node = static_cast<uint32_t>(node.number - 1);
     } else {
       gather = start(GatherKind::belief, *source_);
-      set_marginal(gather, index_map_for(*source_, engine_.belief_totals.data() + operation.totals));
+      set_marginal(gather, index_map_for(*source_, kBeliefTotals, operation.totals));
     }
-    gather.result = data.belief;
+    gather.result = static_cast<size_t>(data.belief - engine_.buffers[kNodeNumbers]);
     lists_.gather.add(gather);
-  }
-
-  // ---- Potentials ----
-
-  // Potentials that are copied before the schedule runs belong to no step.
-  void copy_potentials_without_step() noexcept {
-    for (; potential_ < schedule_.potential_count && schedule_.potentials[potential_].step == kNone;
-         ++potential_)
-      lists_.potentials.add(schedule_.potentials[potential_]);
-  }
-
-  // The plan of the potential that the step multiplies, or null. Steps have to be asked for in their order.
-  CliquePotential* potential_of(size_t step) noexcept {
-    copy_potentials_without_step();
-    const bool found =
-        potential_ < schedule_.potential_count && schedule_.potentials[potential_].step == step;
-    return found ? schedule_.potentials[potential_++].plan : nullptr;
-  }
-
-  void add_potential(size_t step) noexcept {
-    const CliquePotential* found = potential_of(step);
-    if (!found) return;
-    const CliquePotential& plan = *found;
-    GatherPotential potential = {found, static_cast<uint32_t>(lists_.factors.count),
-                                 static_cast<uint32_t>(lists_.observed.count), 0};
-    for (size_t m = 0; m < plan.members->size(); ++m) {
-      const NodeState& data = engine_[*(*plan.members)[m]];
-      if (plan.strides[m] == 0 || data.observed_state < 0) continue;
-      lists_.observed.add({&data.observed_state, plan.strides[m]});
-      ++potential.observed_count;
-    }
-    lists_.gather_potentials.add(potential);
   }
 
   // ---- Operations that are copied as they are ----
 
-  const IndexMap* copy_index_map(const IndexMap& map, const Shape& shape) noexcept {
+  void copy_index_map(const IndexMap& map, const Shape& shape) noexcept {
     IndexMap copy = map;
     copy.steps = lists_.numbers.copy(map.steps, std::min<size_t>(shape.outer + 1, shape.dimensions));
     copy.inner = lists_.nests.copy(map.inner, map.inner_count);
-    return lists_.maps.add(copy);
+    lists_.maps.add(copy);
   }
 
-  void copy_step(size_t step, const Shape& shape) noexcept {
-    if (CliquePotential* plan = potential_of(step)) lists_.potentials.add({lists_.steps.count, plan});
-    Step copy = schedule_.steps[step];
-    copy.map = copy_index_map(*copy.map, shape);
-    lists_.steps.add(copy);
+  void copy_step(const ScheduleStep& step, const Shape& shape) noexcept {
+    lists_.steps.add({step.operation, static_cast<uint32_t>(lists_.maps.count), step.place});
+    copy_index_map(from_.maps[step.map], shape);
   }
 
   void copy_operation(const Operation& operation) noexcept {
@@ -309,29 +288,27 @@ class Writer {
     Operation copy = operation;
     copy.first_step = lists_.steps.count;
     copy.shape.counts = lists_.numbers.copy(operation.shape.counts, operation.shape.dimensions);
-    for (size_t s = operation.first_step; s < operation.first_step + operation.step_count; ++s)
-      copy_step(s, operation.shape);
+    for (const ScheduleStep& step : steps(operation)) copy_step(step, operation.shape);
     lists_.operations.add(copy);
   }
 
   const TreeEngine& engine_;
-  const Schedule& schedule_;
+  const ScheduleLists& from_;
   const bool sums_;
   const bool as_it_is_;
   Lists& lists_;
   size_t operation_ = 0;
-  size_t potential_ = 0;
   const Operation* pass_ = nullptr;    // the gathered pass whose messages follow
   const Operation* source_ = nullptr;  // the gathered pass whose beliefs follow
 };
 
 }  // namespace
 
-CopiedSchedule copy_schedule(const TreeEngine& engine, const Schedule& schedule, tv_equilibrium_t equilibrium,
-                             bool as_it_is, size_t most_bytes) noexcept {
+CopiedSchedule copy_schedule(const TreeEngine& engine, const ScheduleLists& from,
+                             tv_equilibrium_t equilibrium, bool as_it_is, size_t most_bytes) noexcept {
   const bool sums = equilibrium == tv_equilibrium_sum;
   Lists lists;
-  Writer(engine, schedule, sums, as_it_is, lists).write();
+  Writer(engine, from, sums, as_it_is, lists).write();
   size_t bytes = 0;
   lists.for_each([&](auto& list) { bytes += list.count * sizeof(*list.data); });
   CopiedSchedule copied;
@@ -345,15 +322,11 @@ CopiedSchedule copy_schedule(const TreeEngine& engine, const Schedule& schedule,
     next += list.count * sizeof(T);
     list.count = 0;
   });
-  Writer(engine, schedule, sums, as_it_is, lists).write();
-  copied.schedule = {lists.operations.data, lists.operations.count, lists.steps.data, lists.potentials.data,
-                     lists.potentials.count};
-  copied.gather = {lists.gather.data,
-                   lists.gather.count,
-                   lists.factors.data,
-                   lists.gather_potentials.data,
-                   lists.gather_potentials.count,
-                   lists.observed.data};
+  Writer(engine, from, sums, as_it_is, lists).write();
+  copied.schedule = {lists.operations.data, lists.operations.count, lists.steps.data,
+                     lists.maps.data,       lists.potentials.data,  lists.potentials.count,
+                     lists.observed.data,   lists.constants.data};
+  copied.gather = {lists.gather.data, lists.gather.count, lists.factors.data};
   return copied;
 }
 

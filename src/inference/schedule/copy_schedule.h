@@ -1,6 +1,5 @@
-// Copies a schedule, for the cache, into one arena of exact size, with all shapes and index maps that its
-// steps point to: those in the engine will soon belong to another propagation. Operations over small tables
-// become gather operations.
+// Copies a schedule, for the cache, into one arena of exact size. Operations over small tables become gather
+// operations.
 #pragma once
 
 #include <memory>
@@ -18,7 +17,7 @@ struct CopiedSchedule {
 
 // A copy that takes at most `most_bytes`. Its owner has to let `schedule.gather` point to `gather`, unless
 // all operations were to be copied as they are.
-CopiedSchedule copy_schedule(const TreeEngine& engine, const Schedule& schedule, tv_equilibrium_t equilibrium,
-                             bool as_it_is, size_t most_bytes) noexcept;
+CopiedSchedule copy_schedule(const TreeEngine& engine, const ScheduleLists& from,
+                             tv_equilibrium_t equilibrium, bool as_it_is, size_t most_bytes) noexcept;
 
 }  // namespace tv

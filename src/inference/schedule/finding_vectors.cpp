@@ -49,7 +49,7 @@ tv_status_t build_and_run(const PropagationRequest& request) {
   if (!engine.schedules->admits_for_any_evidence() || !reserve_schedule(*engine.tree, lists))
     return _tv_jt_global_propagate(request, root);
   const Schedule schedule = build_schedule(request, root, lists);
-  engine.schedules->insert_for_any_evidence(engine, schedule, request.equilibrium);
+  engine.schedules->insert_for_any_evidence(engine, lists, request.equilibrium);
   return run_schedule(request, schedule);
 }
 

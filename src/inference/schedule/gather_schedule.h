@@ -24,12 +24,12 @@ enum class GatherKind : unsigned char {
 
 // One factor of a product: for each entry of the table, its position in the factor.
 struct GatherFactor {
-  const float* operand;
-  const uint16_t* positions;
-  const ptrdiff_t* evidence = nullptr;  // of a finding: the evidence on its node
+  static constexpr uint32_t kNoNode = UINT32_MAX;
 
-  // It is all ones, then.
-  bool is_void() const noexcept { return evidence && *evidence == kNoEvidence; }
+  uint32_t buffer;
+  uint32_t finding = kNoNode;  // of a finding: its node's number - 1
+  size_t offset;
+  const uint16_t* positions;
 };
 
 struct GatherOperation {
@@ -38,39 +38,22 @@ struct GatherOperation {
   bool has_past = false;  // send: the separator has an old marginal to divide by
   unsigned char entries = 0;
   unsigned char factor_count = 0;
-  uint32_t first = 0;    // its first factor; of a plain operation, its number
-  uint32_t targets = 0;  // entries of the marginal; states of a belief
-  uint32_t each = 0;     // entries of the table that are summed into each target
-  float* table = nullptr;
+  uint32_t first = 0;                      // its first factor; of a plain operation, its number
+  uint32_t targets = 0;                    // entries of the marginal; states of a belief
+  uint32_t each = 0;                       // entries of the table that are summed into each target
+  uint32_t node = 0;                       // observed: its number - 1
   const unsigned char* sources = nullptr;  // positions of these entries, target by target
-  float* result = nullptr;                 // the separator's marginal, or the belief
-  float* message = nullptr;                // the update for the receiver
-  const ptrdiff_t* state = nullptr;        // the observed one
-};
-
-// A factor that is a potential: where its possible entries begin depends on the observed states.
-struct GatherPotential {
-  const CliquePotential* plan;
-  uint32_t factor;
-  uint32_t first_observed, observed_count;
-};
-
-struct ObservedMember {
-  const ptrdiff_t* state;
-  size_t stride;
+  // Offsets: of the tables in their buffer, of beliefs in that of the nodes.
+  size_t table = 0;
+  size_t result = 0;   // the separator's marginal, or the belief
+  size_t message = 0;  // the update for the receiver
 };
 
 struct GatherSchedule {
-  GatherOperation* operations = nullptr;
+  const GatherOperation* operations = nullptr;
   size_t operation_count = 0;
-  GatherFactor* factors = nullptr;
-  GatherPotential* potentials = nullptr;
-  size_t potential_count = 0;
-  ObservedMember* observed = nullptr;
+  const GatherFactor* factors = nullptr;
 };
-
-// Points the factors that are potentials at the entries of the present observed states.
-void bind_potentials(const GatherSchedule& schedule) noexcept;
 
 // Runs the gather operations from `next` on, up to the root or the next plain operation, or just one.
 tv_status_t run_gather_operations(TreeEngine& engine, const GatherSchedule& schedule, size_t& next,

@@ -154,7 +154,9 @@ void run_over_factors(const TreeEngine& engine, const CliqueWork& work, float* n
   std::vector<std::unique_ptr<OwnIndexMap>> maps;
   for_each_factor(
       engine, work, [](const CliqueLink& link) { return link.holds; }, OwnIndexMaps{work, maps},
-      [&](const Step& step) { steps.push_back(step); });
+      [&](StepKind kind, const IndexMap& map, FactorBuffer, const float* factor) {
+        steps.push_back({kind, &map, factor});
+      });
   if (last) steps.push_back(*last);
   run_pass(work.table.shape, numbers, steps.data(), steps.size(), parallel_settings(work.clique->domain()));
 }

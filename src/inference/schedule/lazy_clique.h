@@ -17,9 +17,9 @@ size_t potential_entries(const NodeList& members, const Node& node) noexcept;
 // Entries of the copies of potentials and of the messages that such a clique stores.
 size_t factor_entries(const Clique& clique) noexcept;
 
-// Calls visit(step) for every factor of the clique: all potentials and findings, and the messages for which
-// `holds(link)` is true. The first one is assigned, the others multiply. `maps` makes their index maps by
-// of_potential(plan), of_link(link), of_member(member) and scalar().
+// Calls visit(kind, map, buffer, numbers) for every factor of the clique: all potentials and findings, and
+// the messages for which `holds(link)` is true. The first one is assigned, the others multiply. `maps` makes
+// their index maps by of_potential(plan), of_link(link), of_member(member) and scalar().
 template <class Holds, class IndexMaps, class Visit>
 void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds holds, IndexMaps maps,
                      Visit visit);
@@ -56,26 +56,29 @@ void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds hol
                      Visit visit) {
   StepKind operation = StepKind::assign;
   bool has_array = false;
-  const auto add = [&](const IndexMap& map, const float* operand) {
-    visit(Step{operation, &map, operand});
+  const auto add = [&](const auto& map, FactorBuffer buffer, const float* numbers) {
+    visit(operation, map, buffer, numbers);
     operation = StepKind::multiply;
   };
   for (const CliquePotential& plan : work.potentials) {
     const bool has_table = plan.layout != kNone;
-    add(has_table ? maps.of_potential(plan) : maps.scalar(), has_table ? plan.copy : &plan.uniform);
+    if (has_table)
+      add(maps.of_potential(plan), kTables, plan.copy);
+    else
+      add(maps.scalar(), kConstants, &plan.uniform);
     has_array |= has_table;
   }
   for (const CliqueLink& link : work.links) {
     if (!holds(link)) continue;
-    add(maps.of_link(link), link.received);
+    add(maps.of_link(link), kTables, link.received);
     has_array = true;
   }
-  if (!has_array) add(maps.scalar(), &work.constant);
+  if (!has_array) add(maps.scalar(), kCliqueFactors, &engine.clique_factors[work.clique->position]);
   for (size_t m = 0; m < work.table.members->size(); ++m) {
     const Node& node = *(*work.table.members)[m];
     const NodeState& data = engine[node];
     if (placement(node).home != work.clique || data.propagated_state != kFindingVector) continue;
-    add(maps.of_member(m), engine.propagated_finding(node));
+    add(maps.of_member(m), kNodeNumbers, engine.propagated_finding(node));
   }
 }
 

@@ -198,10 +198,10 @@ void forget_tables(TreeEngine& engine) noexcept {
   engine.lost_share = -std::numeric_limits<double>::infinity();
   for (CliqueWork& work : engine.cliques) {
     work.initialized = false;
-    work.constant = 1.0f;
     work.findings.clear();
     ++work.version;
   }
+  std::fill(engine.clique_factors.begin(), engine.clique_factors.end(), 1.0f);
   if (engine.has_lazy)
     for (CliqueLink& link : engine.clique_links) link.holds = false;
   if (!engine.cg) return;

@@ -53,27 +53,20 @@ tv_status_t OperationRunner::run(const Workspace& workspace, const Operation& op
 
 // ---- Passes over a clique's table ----
 
-// Schedules are built for the accumulators of the engine. For the workspace of another thread their steps are
-// redirected.
-template <class Run>
-void OperationRunner::redirect(const Workspace& workspace, const Step* steps, size_t count, Run run) const {
-  if (workspace.totals == engine_.totals.data()) return run(steps);
-  Step moved[kMaxFusedSteps];
-  for (size_t s = 0; s < count; ++s) {
-    moved[s] = steps[s];
-    double*& target = moved[s].target;
-    if (target >= engine_.totals.begin() && target < engine_.totals.end())
-      target = workspace.totals + (target - engine_.totals.begin());
-    else if (target >= engine_.belief_totals.begin() && target < engine_.belief_totals.end())
-      target = workspace.belief_totals + (target - engine_.belief_totals.begin());
+// The steps of an operation with the places that its schedule gives as offsets.
+const Step* OperationRunner::bind_steps(const Workspace& workspace,
+                                        const Operation& operation) const noexcept {
+  double* const targets[kTotalsBuffers] = {workspace.totals, workspace.belief_totals, &engine_.mass,
+                                           &engine_.table_sum};
+  const ScheduleStep* step = schedule_.steps + operation.first_step;
+  for (Step* bound = workspace.steps; bound < workspace.steps + operation.step_count; ++bound, ++step) {
+    *bound = {step->operation, schedule_.maps + step->map};
+    if (step->is_factor())
+      bound->operand = engine_.buffers[step->place.buffer] + step->place.offset;
+    else
+      bound->target = targets[step->place.buffer] + step->place.offset;
   }
-  run(moved);
-}
-
-void OperationRunner::run_pass_in(const Workspace& workspace, const Shape& shape, float* numbers,
-                                  const Step* steps, size_t count) {
-  redirect(workspace, steps, count,
-           [&](const Step* own) { run_pass(shape, numbers, own, count, workspace.settings); });
+  return workspace.steps;
 }
 
 // A pass over a lazy clique. If a product leaves the range of floats, the pass is repeated in doubles; false
@@ -83,12 +76,12 @@ bool OperationRunner::run_over_products(const Workspace& workspace, const Operat
   const unsigned earlier = range_flags();
   clear_range_flags();
   clear();
-  run_steps(workspace, operation, steps(operation), operation.step_count);
+  const Step* const steps = bind_steps(workspace, operation);
+  run_steps(workspace, operation, steps, operation.step_count);
   if (range_flags()) {
     clear_range_flags();
     clear();
-    redirect(workspace, steps(operation), operation.step_count,
-             [&](const Step* own) { run_double_pass(operation.shape, own, operation.step_count); });
+    run_double_pass(operation.shape, steps, operation.step_count);
   }
   const bool succeeds = !range_flags();
   raise_range_flags(earlier);
@@ -98,7 +91,7 @@ bool OperationRunner::run_over_products(const Workspace& workspace, const Operat
 void OperationRunner::run_steps(const Workspace& workspace, const Operation& operation, const Step* steps,
                                 size_t count) {
   if (count == 0) return;
-  run_pass_in(workspace, operation.shape, work(operation).table.numbers, steps, count);
+  run_pass(operation.shape, work(operation).table.numbers, steps, count, workspace.settings);
   work(operation).initialized = true;
   if (!steps->target) ++work(operation).version;
 }
@@ -111,25 +104,23 @@ tv_status_t OperationRunner::run_table_pass(const Workspace& workspace, const Op
   if (operation.formed > 0 && work(operation).lazy)
     return run_over_products(workspace, operation, clear) ? tv_status_none : kOutOfRange;
   clear();
-  if (operation.formed == 0)
-    return run_steps(workspace, operation, steps(operation), operation.step_count), tv_status_none;
-  if (!operation.repeats) bring_up_to_date(workspace, operation);
-  run_steps(workspace, operation, steps(operation) + operation.formed,
-            operation.step_count - operation.formed);
+  const Step* const steps = bind_steps(workspace, operation);
+  if (operation.formed > 0 && !operation.repeats) bring_up_to_date(workspace, operation, steps);
+  run_steps(workspace, operation, steps + operation.formed, operation.step_count - operation.formed);
   return tv_status_none;
 }
 
 // The schedule was built while the clique was lazy, but its table is stored by now: it lacks only the latest
 // update.
-void OperationRunner::bring_up_to_date(const Workspace& workspace, const Operation& operation) {
-  if (operation.link == static_cast<uint32_t>(kNone)) {
+void OperationRunner::bring_up_to_date(const Workspace& workspace, const Operation& operation,
+                                       const Step* factor) {
+  if (operation.link == Operation::kNoLink) {
     const ScalarIndexMap map(operation.shape);
     const Step normalize = {StepKind::multiply, &map, &engine_.inverse};
     run_steps(workspace, operation, &normalize, 1);
     return;
   }
   const float* message = work(operation).links[operation.link].received;
-  const Step* factor = steps(operation);
   while (factor->operand != message) ++factor;
   const Step update = {StepKind::multiply, factor->map, message};
   run_steps(workspace, operation, &update, 1);
@@ -137,8 +128,10 @@ void OperationRunner::bring_up_to_date(const Workspace& workspace, const Operati
 
 void OperationRunner::run_separator_pass(const Workspace& workspace, const Operation& operation) {
   std::fill_n(workspace.belief_totals, operation.clear_beliefs, 0.0);
-  if (operation.step_count)
-    run_pass_in(workspace, operation.shape, operation.numbers, steps(operation), operation.step_count);
+  if (operation.step_count == 0) return;
+  const ReducedTable& table = engine_.separators[work(operation).links[operation.link].separator].old;
+  run_pass(operation.shape, table.numbers, bind_steps(workspace, operation), operation.step_count,
+           workspace.settings);
 }
 
 // ---- Scaling factors ----
@@ -183,15 +176,13 @@ tv_status_t OperationRunner::rescale_table(const Workspace& workspace, const Ope
 // Runs the updates of a collecting clique a few at a time. Messages and potentials have entries of at most
 // about one; a product of very many of them could underflow, so the table is rescaled in between.
 tv_status_t OperationRunner::run_in_parts(const Workspace& workspace, const Operation& operation,
-                                          size_t together, CollectOutcome& outcome) {
+                                          const Step* steps, size_t together, CollectOutcome& outcome) {
   for (size_t first = 0; first < operation.updates; first += together) {
     if (first > 0)
       if (tv_status_t status = rescale_table(workspace, operation, outcome)) return status;
-    run_steps(workspace, operation, steps(operation) + first,
-              std::min<size_t>(together, operation.updates - first));
+    run_steps(workspace, operation, steps + first, std::min<size_t>(together, operation.updates - first));
   }
-  run_steps(workspace, operation, steps(operation) + operation.updates,
-            operation.step_count - operation.updates);
+  run_steps(workspace, operation, steps + operation.updates, operation.step_count - operation.updates);
   return tv_status_none;
 }
 
@@ -210,14 +201,15 @@ tv_status_t OperationRunner::update_and_marginalize(const Workspace& workspace, 
   if (work(operation).lazy) {
     if (!run_over_products(workspace, operation, clear)) return kOutOfRange;
   } else {
+    const Step* const steps = bind_steps(workspace, operation);
     for (size_t together : {limits.updates_together, size_t{1}}) {
       clear();
       outcome.exponent = 0;
       status = tv_status_none;
       if (operation.updates <= together)
-        run_steps(workspace, operation, steps(operation), operation.step_count);
+        run_steps(workspace, operation, steps, operation.step_count);
       else
-        status = run_in_parts(workspace, operation, together, outcome);
+        status = run_in_parts(workspace, operation, steps, together, outcome);
       if (!range_flags()) break;
       if (!can_repeat || together == 1 || holds_mass(totals, size)) return kOutOfRange;
       clear_range_flags();
@@ -339,14 +331,16 @@ tv_status_t OperationRunner::normalize_root() noexcept {
 
 // Normalises a lazy root by scaling the smallest of its factors.
 void OperationRunner::normalize_factors(const Operation& operation) noexcept {
-  const Step* smallest = nullptr;
-  for (const Step* step = steps(operation); step < steps(operation) + operation.formed; ++step) {
-    const bool is_stored =
-        (step->operand >= engine_.numbers.begin() && step->operand < engine_.numbers.end()) ||
-        step->operand == &work(operation).constant;
-    if (is_stored && (!smallest || step->map->other_size < smallest->map->other_size)) smallest = step;
+  const ScheduleStep* const first = schedule_.steps + operation.first_step;
+  const ScheduleStep* smallest = nullptr;
+  const auto size = [&](const ScheduleStep& step) { return schedule_.maps[step.map].other_size; };
+  for (const ScheduleStep* step = first; step < first + operation.formed; ++step) {
+    const bool is_stored = step->place.buffer == kTables || step->place.buffer == kCliqueFactors;
+    if (is_stored && (!smallest || size(*step) < size(*smallest))) smallest = step;
   }
-  kernels().scale(const_cast<float*>(smallest->operand), smallest->map->other_size, 1.0 / engine_.mass);
+  float* const numbers =
+      smallest->place.buffer == kTables ? engine_.numbers.data() : engine_.clique_factors.data();
+  kernels().scale(numbers + smallest->place.offset, size(*smallest), 1.0 / engine_.mass);
 }
 
 // ---- Distributing ----
@@ -365,7 +359,7 @@ tv_status_t OperationRunner::send(const Workspace& workspace, const Operation& o
 
 // Stores a belief so that it sums to one (or its largest entry is one, under max).
 tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Operation& operation) noexcept {
-  const BeliefMarginal& plan = *operation.belief;
+  const BeliefMarginal& plan = engine_.belief_marginals[operation.belief];
   const NodeState& data = engine_[*plan.node];
   const size_t states = plan.node->number_of_states;
   if (data.observed_state >= 0) {
@@ -376,10 +370,14 @@ tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Oper
   double* totals = workspace.belief_totals + operation.totals;
   if (weighs_findings_) {
     size_t steps[64];
-    step_in_member(*operation.table, plan.member, steps);
+    const CliqueWork& here = work(operation);
+    const ReducedTable& table = operation.link == Operation::kNoLink
+                                    ? here.table
+                                    : engine_.separators[here.links[operation.link].separator].old;
+    step_in_member(table, plan.member, steps);
     marginalize_with_findings(
-        engine_, *operation.table, [&](size_t member) { return member == plan.member; }, steps,
-        request_.equilibrium, totals);
+        engine_, table, [&](size_t member) { return member == plan.member; }, steps, request_.equilibrium,
+        totals);
   }
   double whole = 0.0;
   for (size_t i = 0; i < states; ++i)

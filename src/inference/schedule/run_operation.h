@@ -6,10 +6,11 @@
 
 namespace tv {
 
-// The workspace of one thread: its accumulators, and how it runs passes.
+// The workspace of one thread: its accumulators, the steps of the present pass, and how it runs passes.
 struct Workspace {
   double* totals;
   double* belief_totals;
+  Step* steps;
   ParallelSettings settings;
 };
 
@@ -26,8 +27,8 @@ class OperationRunner {
         engine_(request.engine),
         weighs_findings_(request.mode == tv_evidence_fast_retraction) {}
 
-  // Of the schedule whose operations are run.
-  void set_steps(Step* steps) noexcept { steps_ = steps; }
+  // The schedule whose operations are run.
+  void set_schedule(const Schedule& schedule) noexcept { schedule_ = schedule; }
 
   bool weighs_findings() const noexcept { return weighs_findings_; }
 
@@ -42,18 +43,14 @@ class OperationRunner {
 
  private:
   CliqueWork& work(const Operation& operation) const noexcept { return engine_.cliques[operation.clique]; }
-  Step* steps(const Operation& operation) const noexcept { return steps_ + operation.first_step; }
 
   // Passes over a table.
-  template <class Run>
-  void redirect(const Workspace& workspace, const Step* steps, size_t count, Run run) const;
-  void run_pass_in(const Workspace& workspace, const Shape& shape, float* numbers, const Step* steps,
-                   size_t count);
+  const Step* bind_steps(const Workspace& workspace, const Operation& operation) const noexcept;
   void run_steps(const Workspace& workspace, const Operation& operation, const Step* steps, size_t count);
   tv_status_t run_table_pass(const Workspace& workspace, const Operation& operation);
   template <class Clear>
   bool run_over_products(const Workspace& workspace, const Operation& operation, Clear clear);
-  void bring_up_to_date(const Workspace& workspace, const Operation& operation);
+  void bring_up_to_date(const Workspace& workspace, const Operation& operation, const Step* factor);
   void run_separator_pass(const Workspace& workspace, const Operation& operation);
 
   // Scaling factors, and products that could underflow.
@@ -61,8 +58,8 @@ class OperationRunner {
   void note_power(CliqueWork& work, int exponent) noexcept;
   void set_constants() noexcept;
   tv_status_t rescale_table(const Workspace& workspace, const Operation& operation, CollectOutcome& outcome);
-  tv_status_t run_in_parts(const Workspace& workspace, const Operation& operation, size_t together,
-                           CollectOutcome& outcome);
+  tv_status_t run_in_parts(const Workspace& workspace, const Operation& operation, const Step* steps,
+                           size_t together, CollectOutcome& outcome);
   tv_status_t update_and_marginalize(const Workspace& workspace, const Operation& operation, double* totals,
                                      size_t size, CollectOutcome& outcome);
 
@@ -81,7 +78,7 @@ class OperationRunner {
 
   const PropagationRequest& request_;
   TreeEngine& engine_;
-  Step* steps_ = nullptr;
+  Schedule schedule_;
   bool weighs_findings_;
 };
 

@@ -33,14 +33,14 @@ class Runner {
     if (engine_.domain->progress_handler) settings_.progress = &progress_;
   }
 
-  tv_status_t run(const Schedule& schedule) {
+  tv_status_t run(const Schedule& schedule, Subtrees* kept) {
     set_schedule(schedule);
     use_threads_where_they_pay();
     find_potentials();
     if (schedule_.gather) return run_gather(*schedule_.gather);
     if (can_run_subtrees()) {
       Subtrees own;
-      Subtrees& subtrees = schedule_.subtrees ? *schedule_.subtrees : own;
+      Subtrees& subtrees = kept ? *kept : own;
       if (subtrees.threads != settings_.concurrency_level)
         subtrees = find_subtrees(engine_, schedule_, settings_);
       if (!subtrees.empty()) return run_subtrees(subtrees);
@@ -60,11 +60,12 @@ class Runner {
  private:
   void set_schedule(const Schedule& schedule) noexcept {
     schedule_ = schedule;
-    operations_.set_steps(schedule.steps);
+    operations_.set_schedule(schedule);
+    engine_.buffers[kConstants] = schedule.constants;
   }
 
   Workspace main_workspace(const ParallelSettings& settings) const noexcept {
-    return {engine_.totals.data(), engine_.belief_totals.data(), settings};
+    return {engine_.totals.data(), engine_.belief_totals.data(), engine_.bound_steps.data(), settings};
   }
 
   tv_status_t run_operations() {
@@ -85,7 +86,6 @@ class Runner {
 
   // A cached schedule: gather operations, and plain ones in between.
   tv_status_t run_gather(const GatherSchedule& gather) {
-    bind_potentials(gather);
     const bool tells = engine_.domain->progress_handler;
     const Workspace workspace = main_workspace(settings_);
     for (size_t next = 0; next < gather.operation_count;) {
@@ -180,13 +180,15 @@ class Runner {
 
   tv_status_t run_subtrees(const Subtrees& subtrees) {
     std::vector<Block<double>> totals(settings_.concurrency_level - 1);
+    std::vector<Step> steps(totals.size() * kMaxFusedSteps);
     ParallelSettings alone = settings_;
     alone.concurrency_level = 1;
     std::vector<Workspace> workspaces = {main_workspace(alone)};
     for (Block<double>& block : totals) {
       block.allocate_uninitialized(subtrees.totals + subtrees.belief_totals + alone.scratch_size);
       alone.scratch = block.data() + subtrees.totals + subtrees.belief_totals;
-      workspaces.push_back({block.data(), block.data() + subtrees.totals, alone});
+      workspaces.push_back({block.data(), block.data() + subtrees.totals,
+                            steps.data() + (workspaces.size() - 1) * kMaxFusedSteps, alone});
     }
     std::vector<CollectOutcome> outcomes(schedule_.operation_count);
     Failure failure;
@@ -213,6 +215,7 @@ class Runner {
   // ---- Potentials ----
 
   void find_potentials() {
+    if (!settings_.workers) return find_some_potentials(this, 0, schedule_.potential_count);
     const size_t threads = std::min(settings_.concurrency_level, schedule_.potential_count);
     run_on_threads(schedule_.potential_count, threads, find_some_potentials, this, settings_.workers);
   }
@@ -220,13 +223,21 @@ class Runner {
   static void find_some_potentials(void* context, size_t begin, size_t end) {
     const Schedule& schedule = static_cast<const Runner*>(context)->schedule_;
     const TreeEngine& engine = static_cast<const Runner*>(context)->engine_;
+    const NodeState* const nodes = engine.nodes;
+    const CliquePotential* const plans = engine.clique_potentials.data();
+    const float** const found = engine.buffers.data() + kFirstPotential;
     for (size_t p = begin; p < end; ++p) {
-      const CliquePotential& plan = *schedule.potentials[p].plan;
-      const size_t step = schedule.potentials[p].step;
-      if (step == kNone)
+      const SchedulePotential& potential = schedule.potentials[p];
+      const CliquePotential& plan = plans[potential.position];
+      if (potential.is_copied) {
         copy_potential(engine, plan);
-      else
-        schedule.steps[step].operand = plan.table()->data.data() + observed_offset(engine, plan);
+        continue;
+      }
+      const ObservedMember* observed = schedule.observed + potential.first_observed;
+      const float* entries = plan.table()->data.data();
+      for (uint32_t k = 0; k < potential.observed_count; ++k, ++observed)
+        entries += static_cast<size_t>(nodes[observed->node].observed_state) * observed->stride;
+      found[p] = entries;
     }
   }
 
@@ -280,10 +291,9 @@ void take_out_factor(TreeEngine& engine, double factor) noexcept {
   engine.factor_exponent += exponent;
 }
 
-tv_status_t run_schedule(const PropagationRequest& request, const Schedule& schedule) {
-  return judge_range(
-      Runner(request, schedule.gather ? schedule.gather->operation_count : schedule.operation_count)
-          .run(schedule));
+tv_status_t run_schedule(const PropagationRequest& request, const Schedule& schedule, Subtrees* subtrees) {
+  const size_t steps = schedule.gather ? schedule.gather->operation_count : schedule.operation_count;
+  return judge_range(Runner(request, steps).run(schedule, subtrees));
 }
 
 tv_status_t _tv_jt_global_propagate(const PropagationRequest& request, size_t root) {

@@ -6,6 +6,8 @@
 
 namespace tv {
 
+struct Subtrees;  // inference/schedule/parallel_subtrees.h
+
 struct PropagationRequest {
   TreeEngine& engine;
   tv_equilibrium_t equilibrium;  // what is propagated: sum or max
@@ -23,8 +25,10 @@ Schedule build_schedule(const PropagationRequest& request, size_t root, Schedule
 using RunStreamed = tv_status_t (*)(void* runner, const Schedule& part);
 tv_status_t stream_schedule(const PropagationRequest& request, size_t root, RunStreamed run, void* runner);
 
-// Runs the schedule. Clique tables and separators must have the shapes for which it was built.
-tv_status_t run_schedule(const PropagationRequest& request, const Schedule& schedule);
+// Runs the schedule. Clique tables and separators must have the shapes for which it was built. `subtrees`
+// keeps what is found of its subtrees for later runs.
+tv_status_t run_schedule(const PropagationRequest& request, const Schedule& schedule,
+                         Subtrees* subtrees = nullptr);
 
 // Builds and runs the schedule of a propagation.
 tv_status_t _tv_jt_global_propagate(const PropagationRequest& request, size_t root);

@@ -11,18 +11,35 @@
 namespace tv {
 namespace {
 
+// Members of the potentials of a clique that may be observed.
+size_t potential_members(const Clique& clique) noexcept {
+  size_t members = 0;
+  for (const Node* node : clique.potentials) members += node->parents.size() + 1;
+  for (const Table* table : clique.more_potentials) members += table->nodes.size();
+  return members;
+}
+
+// With the lists of its maps, its shape and its potentials.
+ScheduleSize with_lists(ScheduleSize size, const Clique& clique) noexcept {
+  const size_t members = clique.members().size();
+  size.map_steps = size.map_nests = size.maps * members;
+  size.counts = members;
+  size.observed = potential_members(clique);
+  return size;
+}
+
 // The operations of a clique that collects, and of one that distributes. `beliefs` are those read from the
 // clique and from all separators around it.
 ScheduleSize collect_size(const Clique& clique) noexcept {
   const size_t members = clique.members().size(), links = clique.links.size();
   ScheduleSize size;
   size.operations = 1;
-  size.potential_steps = std::max<size_t>(clique.potential_count(), 1);
+  size.potentials = std::max<size_t>(clique.potential_count(), 1);
   // Potentials, updates and findings; mass and marginal.
-  size.steps = size.potential_steps + links + members + 3;
-  size.maps = size.potential_steps + links + members + 1;  // and a scalar one
-  size.dimensions = size.maps * members;
-  return size;
+  size.steps = size.potentials + links + members + 3;
+  size.maps = size.potentials + links + members + 1;  // and a scalar one
+  size.constants = size.potentials;
+  return with_lists(size, clique);
 }
 
 ScheduleSize distribute_size(const Clique& clique, size_t beliefs) noexcept {
@@ -33,12 +50,14 @@ ScheduleSize distribute_size(const Clique& clique, size_t beliefs) noexcept {
   ScheduleSize size;
   // Messages, and passes over separators from which a belief is read.
   size.operations = passes + beliefs + links + std::min(links, beliefs);
-  size.potential_steps = std::max<size_t>(clique.potential_count(), 1);
-  size.steps = size.potential_steps + 2 + beliefs + links;
+  size.potentials = std::max<size_t>(clique.potential_count(), 1);
+  size.steps = size.potentials + 2 + beliefs + links;
   // Every pass over a lazy clique multiplies all factors and findings again.
-  if (prefers_factors(clique)) size.steps += passes * (size.potential_steps + links + members + 1);
+  if (prefers_factors(clique)) size.steps += passes * (size.potentials + links + members + 1);
   size.maps = size.steps + 1;
-  size.dimensions = size.maps * members;
+  size.constants = prefers_factors(clique) ? passes * size.potentials : size.potentials;
+  size = with_lists(size, clique);
+  for (const Link& link : clique.links) size.counts += link.separator->members.size();
   return size;
 }
 
@@ -59,20 +78,17 @@ size_t beliefs_around(const Clique& clique) noexcept {
   return beliefs;
 }
 
+constexpr size_t ScheduleSize::*kSizes[] = {
+    &ScheduleSize::operations, &ScheduleSize::steps,    &ScheduleSize::maps,
+    &ScheduleSize::potentials, &ScheduleSize::observed, &ScheduleSize::map_steps,
+    &ScheduleSize::map_nests,  &ScheduleSize::counts,   &ScheduleSize::constants};
+
 void add(ScheduleSize& sum, const ScheduleSize& size) noexcept {
-  sum.operations += size.operations;
-  sum.steps += size.steps;
-  sum.potential_steps += size.potential_steps;
-  sum.maps += size.maps;
-  sum.dimensions += size.dimensions;
+  for (const auto list : kSizes) sum.*list += size.*list;
 }
 
 void enlarge(ScheduleSize& largest, const ScheduleSize& size) noexcept {
-  largest.operations = std::max(largest.operations, size.operations);
-  largest.steps = std::max(largest.steps, size.steps);
-  largest.potential_steps = std::max(largest.potential_steps, size.potential_steps);
-  largest.maps = std::max(largest.maps, size.maps);
-  largest.dimensions = std::max(largest.dimensions, size.dimensions);
+  for (const auto list : kSizes) largest.*list = std::max(largest.*list, size.*list);
 }
 
 ScheduleSize size_over_cliques(const JunctionTree& tree, size_t (*beliefs)(const Clique&) noexcept,
@@ -86,42 +102,38 @@ ScheduleSize size_over_cliques(const JunctionTree& tree, size_t (*beliefs)(const
   return size;
 }
 
-// Starts the list at `next` and moves `next` behind it.
-template <class T>
-void start_list(ArenaList<T>& list, unsigned char*& next, size_t count) noexcept {
-  list.start(next);
-  next += count * sizeof(T);
-}
-
 }  // namespace
 
 size_t ScheduleSize::bytes() const noexcept {
-  return operations * sizeof(Operation) + steps * sizeof(Step) + potential_steps * sizeof(PotentialStep) +
-         maps * sizeof(IndexMap) + dimensions * (sizeof(size_t) + sizeof(Dimension));
+  size_t bytes = 0;
+  ScheduleLists().for_each_list(*this,
+                                [&](auto& list, size_t size) { bytes += size * sizeof(*list.data()); });
+  return bytes;
 }
 
 void ScheduleLists::set_memory(std::unique_ptr<unsigned char[]> block, const ScheduleSize& size) noexcept {
   memory = std::move(block);
   unsigned char* next = memory.get();
-  start_list(operations, next, size.operations);
-  start_list(steps, next, size.steps);
-  start_list(potential_steps, next, size.potential_steps);
-  start_list(maps, next, size.maps);
-  start_list(map_steps, next, size.dimensions);
-  start_list(map_nests, next, size.dimensions);
+  for_each_list(size, [&](auto& list, size_t count) {
+    list.start(next);
+    next += count * sizeof(*list.data());
+  });
 }
 
 void ScheduleLists::clear() noexcept {
-  operations.clear();
-  steps.clear();
-  potential_steps.clear();
-  maps.clear();
-  map_steps.clear();
-  map_nests.clear();
+  for_each_list({}, [](auto& list, size_t) { list.clear(); });
+}
+
+Shape ScheduleLists::copy_shape(const Shape& shape) noexcept {
+  Shape copy = shape;
+  copy.counts = counts.take(shape.dimensions);
+  std::copy_n(shape.counts, shape.dimensions, copy.counts);
+  return copy;
 }
 
 Schedule ScheduleLists::schedule() const noexcept {
-  return {operations.data(), operations.size(), steps.data(), potential_steps.data(), potential_steps.size()};
+  return {operations.data(), operations.size(), steps.data(),    maps.data(),
+          potentials.data(), potentials.size(), observed.data(), constants.data()};
 }
 
 ScheduleSize schedule_size(const JunctionTree& tree) noexcept {

@@ -16,7 +16,7 @@ namespace tv {
 // key.
 struct CachedSchedule {
   CopiedSchedule copy;
-  Subtrees subtrees;         // of the schedule
+  Subtrees subtrees;         // of the schedule: found when it is first run on threads
   bool is_for_any = true;    // the schedule is the same for one thread and for several,
   bool for_threads = false;  // or it was built for several
   std::unique_ptr<EliminationSchedule> elimination;
@@ -90,9 +90,9 @@ ScheduleCache::Found ScheduleCache::find(const TreeEngine& engine, tv_equilibriu
     ++slot->count;
     slot->used = clock_;
     if (kind == Kind::elimination)
-      found = {nullptr, slot->cached->elimination.get()};
+      found = {nullptr, nullptr, slot->cached->elimination.get()};
     else
-      found.schedule = &slot->cached->copy.schedule;
+      found = {&slot->cached->copy.schedule, &slot->cached->subtrees, nullptr};
     admission_.note_hit(kind);
   }
   return found;
@@ -122,19 +122,18 @@ void ScheduleCache::note_elimination_in_vain() noexcept {
   admission_.note_tables_needed();
 }
 
-void ScheduleCache::insert(const TreeEngine& engine, const Schedule& schedule,
+void ScheduleCache::insert(const TreeEngine& engine, const ScheduleLists& lists,
                            tv_equilibrium_t equilibrium) noexcept {
-  const bool as_it_is = deserves_threads(*engine.domain, schedule);
+  const bool as_it_is = deserves_threads(*engine.domain, lists.schedule());
   const size_t capacity = capacity_for(Kind::schedule, true);
   admission_.charge(Kind::schedule);
-  CopiedSchedule copy = copy_schedule(engine, schedule, equilibrium, as_it_is, capacity);
+  CopiedSchedule copy = copy_schedule(engine, lists, equilibrium, as_it_is, capacity);
   if (copy.bytes > capacity) admission_.reject(Kind::schedule);
   std::unique_ptr<CachedSchedule> cached(new (std::nothrow) CachedSchedule);
   if (!copy.memory || !cached) return;
   cached->copy = std::move(copy);
   if (!as_it_is) cached->copy.schedule.gather = &cached->copy.gather;
-  cached->copy.schedule.subtrees = &cached->subtrees;
-  cached->is_for_any = !would_deserve_threads(*engine.domain, schedule);
+  cached->is_for_any = !would_deserve_threads(*engine.domain, lists.schedule());
   cached->for_threads = engine.domain->concurrency_level > 1;
   const size_t bytes = cached->copy.bytes;
   add(Kind::schedule, bytes, std::move(cached));
@@ -230,14 +229,13 @@ const Schedule* ScheduleCache::for_any_evidence(const TreeEngine& engine,
   return cached ? &cached->copy.schedule : nullptr;
 }
 
-void ScheduleCache::insert_for_any_evidence(const TreeEngine& engine, const Schedule& schedule,
+void ScheduleCache::insert_for_any_evidence(const TreeEngine& engine, const ScheduleLists& lists,
                                             tv_equilibrium_t equilibrium) noexcept {
   std::unique_ptr<CachedSchedule> cached(new (std::nothrow) CachedSchedule);
   if (!cached) return;
-  cached->copy = copy_schedule(engine, schedule, equilibrium, false, kHugeSize);
+  cached->copy = copy_schedule(engine, lists, equilibrium, false, kHugeSize);
   if (!cached->copy.memory) return;
   cached->copy.schedule.gather = &cached->copy.gather;
-  cached->copy.schedule.subtrees = &cached->subtrees;
   for_any_[equilibrium == tv_equilibrium_max] = std::move(cached);
 }
 

@@ -30,6 +30,7 @@ class ScheduleCache {
   // first.
   struct Found {
     const Schedule* schedule = nullptr;
+    Subtrees* subtrees = nullptr;  // of the schedule, as far as they have been found
     EliminationSchedule* elimination = nullptr;
   };
   Found find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
@@ -50,14 +51,14 @@ class ScheduleCache {
 
   // Caches a copy of the schedule for that pattern, or an elimination schedule, which needs no copy. Does
   // nothing when memory runs out.
-  void insert(const TreeEngine& engine, const Schedule& schedule, tv_equilibrium_t equilibrium) noexcept;
+  void insert(const TreeEngine& engine, const ScheduleLists& lists, tv_equilibrium_t equilibrium) noexcept;
   void insert(std::unique_ptr<EliminationSchedule> elimination) noexcept;
 
   // A copy of the schedule that serves every evidence (finding_vectors.h), or null; whether it should be
   // built, from the second search on; and caching one, which is not evicted.
   const Schedule* for_any_evidence(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
   bool admits_for_any_evidence() const noexcept { return searches_for_any_ > 1; }
-  void insert_for_any_evidence(const TreeEngine& engine, const Schedule& schedule,
+  void insert_for_any_evidence(const TreeEngine& engine, const ScheduleLists& lists,
                                tv_equilibrium_t equilibrium) noexcept;
 
   // Forgets all schedules: some potential has got a table, or one of another layout, since they were built.
