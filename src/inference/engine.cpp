@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "inference/answers/clique_view.h"
+#include "inference/elimination/elimination_schedule.h"
 #include "inference/evidence/evidence.h"
 #include "inference/gaussian/cg_engine.h"
 #include "inference/schedule/lazy_clique.h"
@@ -217,7 +218,7 @@ void for_each_list(TreeEngine& engine, const JunctionTree& tree, const ListSizes
   visit(engine.belief_totals, sizes.belief_totals);
   visit(engine.pass_totals, sizes.pass_totals);
   engine.streamed.for_each_list(sizes.streamed, visit);
-  visit(engine.buffers, kFirstPotential + sizes.potentials);
+  visit(engine.buffers, kFirstPotential + std::max(sizes.potentials, nodes));
   visit(engine.bound_steps, sizes.streamed.steps);
   visit(engine.order, cliques);
   visit(engine.reached_by, cliques);

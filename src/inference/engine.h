@@ -25,8 +25,9 @@
 namespace tv {
 
 class ScheduleCache;
-struct CgEngine;       // inference/gaussian/cg_engine.h
-struct UtilityEngine;  // inference/utility/utility_engine.h
+struct EliminationMemory;  // inference/elimination/elimination_schedule.h
+struct CgEngine;           // inference/gaussian/cg_engine.h
+struct UtilityEngine;      // inference/utility/utility_engine.h
 
 // Positions among the members of a clique.
 using MemberIndex = uint16_t;
@@ -134,6 +135,10 @@ struct TreeEngine {
   tv_number_t* likelihood_ratio(const Node& node) const noexcept {
     return nodes[node.number - 1].belief + 2 * node.number_of_states;
   }
+  // Its offset in the numbers of all nodes.
+  size_t offset_of(const tv_number_t* node_numbers) const noexcept {
+    return static_cast<size_t>(node_numbers - state->numbers.data());
+  }
 
   tv_equilibrium_t equilibrium = tv_equilibrium_none;
   tv_evidence_mode_t mode = tv_evidence_normal;  // of the last propagation
@@ -189,6 +194,7 @@ struct TreeEngine {
   ArenaList<const float*> buffers;
   ArenaList<Step> bound_steps;
   ArenaList<float> clique_factors;  // by clique: the only factor of a lazy one that has no others
+  std::unique_ptr<EliminationMemory> elimination;  // null until the first elimination
 
   // While a schedule runs: the product of the scaling factors is mantissa times 2 to the power exponent; the
   // sum of a table (for max), the mass of the root and its inverse.

@@ -149,23 +149,23 @@ void note_success(TreeEngine& engine, tv_equilibrium_t equilibrium, tv_evidence_
 
 // Computes beliefs by an elimination schedule, without tables. `no_value` where that does not pay, memory is
 // short, or a product of factors becomes too small.
-tv_status_t propagate_by_elimination(const PropagationRequest& request, EliminationSchedule* cached) {
+tv_status_t propagate_by_elimination(const PropagationRequest& request, const ScheduleCache::Found& cached) {
   TreeEngine& engine = request.engine;
   ScheduleCache& cache = *engine.schedules;
   if (!may_eliminate(request)) return tv_status_no_value;
   std::unique_ptr<EliminationSchedule> fresh;
-  if (!cached && !succeeds_with_memory([&] { fresh = build_elimination(request); }))
+  if (!cached.elimination && !succeeds_with_memory([&] { fresh = build_elimination(request); }))
     return tv_status_no_value;
-  EliminationSchedule* schedule = cached ? cached : fresh.get();
+  const EliminationSchedule* schedule = cached.elimination ? cached.elimination : fresh.get();
   if (!schedule) return tv_status_no_value;
   tv_status_t status = tv_status_none;
-  if (!succeeds_with_memory([&] { status = run_elimination(engine, *schedule); })) return tv_status_no_value;
+  if (!succeeds_with_memory([&] { status = run_elimination(engine, *schedule, cached.subtrees); }))
+    return tv_status_no_value;
   if (status == tv_status_no_value) cache.note_tables_needed();
   if (status) return status;
   observe_states_without_shapes(engine);
   for (CliqueWork& work : engine.cliques) work.findings.clear();  // the schedule has multiplied by them
   engine.marginals_only = true;
-  engine.is_extended = schedule->left_range.load(std::memory_order_relaxed);
   if (fresh) cache.insert(std::move(fresh));
   return tv_status_none;
 }
@@ -176,8 +176,7 @@ tv_status_t propagate_anew(const PropagationRequest& request) {
   TreeEngine& engine = request.engine;
   if (takes_finding_vectors(request)) return propagate_finding_vectors(request);
   const ScheduleCache::Found cached = engine.schedules->find(engine, request.equilibrium);
-  if (tv_status_t status = propagate_by_elimination(request, cached.elimination);
-      status != tv_status_no_value)
+  if (tv_status_t status = propagate_by_elimination(request, cached); status != tv_status_no_value)
     return status;
   if (cached.schedule) {
     observe_states_without_shapes(engine);

@@ -24,7 +24,7 @@ class EliminationBuilder {
         next_sibling_(graph.cliques.size(), kNothing),
         incoming_(graph.cliques.size(), kNothing),
         sent_mass_(graph.cliques.size(), false),
-        ratios_(graph.cliques.size(), nullptr),
+        ratios_(graph.cliques.size(), kNone),
         shapes_(graph.cliques.size()),
         occurrences_(graph.nodes.size(), 0),
         marks_(graph.nodes.size(), 0),
@@ -44,8 +44,7 @@ class EliminationBuilder {
     for (uint32_t c = 0; c < graph_.cliques.size(); ++c) choose_order(c);
     for (uint32_t c = 0; c < graph_.cliques.size() && fits(); ++c) build_collect(c);
     for (uint32_t c = static_cast<uint32_t>(graph_.cliques.size()); c-- > 0 && fits();) build_distribute(c);
-    schedule_->factors.resize(schedule_->collects.size());
-    schedule_->lost.resize(graph_.cliques.size());
+    schedule_->maps.shrink_to_fit();
     return fits() ? std::move(schedule_) : nullptr;
   }
 
@@ -98,9 +97,8 @@ class EliminationBuilder {
       most_sums = std::max(most_sums, sums);
       most_totals = std::max(most_totals, std::min(around, limits.shared_totals));
     }
-    schedule_->totals.allocate(std::max(most_totals, largest));
-    schedule_->sums.allocate(most_sums);
-    schedule_->inverses.allocate(std::max<size_t>(cliques, 1));
+    schedule_->totals = std::max(most_totals, largest);
+    schedule_->belief_totals = most_sums;
     schedule_->message_size = largest;
     schedule_->scratch = factors_.take_numbers(largest);
     schedule_->transposed = factors_.take_numbers(largest);
@@ -245,7 +243,7 @@ class EliminationBuilder {
     }
     sent_mass_[c] = left_.empty();
     if (left_.empty()) return;
-    incoming_[c] = factors_.add_dense(left_, nullptr);
+    incoming_[c] = factors_.add_dense(left_, {kTables});
     factors_.assign(incoming_[c], graph_.home_of[left_[0]]);
   }
 
@@ -283,7 +281,7 @@ class EliminationBuilder {
     pass_.start(collected_);
     if (collected_.size() == order_.size()) shapes_[c] = pass_.shape();
     multiply_chosen();
-    pass_.marginalize(left_, schedule_->totals.data());
+    pass_.marginalize(left_, {kMessageTotals});
     collect.pass = pass_.close(chosen_);
     if (incoming_[c] != kNothing) write_message(collect);
     schedule_->collects.push_back(collect);
@@ -294,17 +292,17 @@ class EliminationBuilder {
   void write_message(EliminationSchedule::Collect& collect) {
     const uint32_t f = incoming_[collect.clique];
     collect.size = factors_[f].size;
-    if (collect.size > schedule_->totals.size()) fits_ = false;
+    if (collect.size > schedule_->totals) fits_ = false;
     collect.message = factors_.take_numbers(collect.size);
     list_ranks({&f, 1}, order_of(graph_.home_of[factors_.axes(factors_[f])[0].rank]), ranks_);
-    factors_.lay_out(f, ranks_, collect.message);
+    factors_.lay_out(f, ranks_, {kTables, collect.message});
     collect.transposition = transposition(left_, ranks_);
   }
 
   // The transposition of a scratch array from one order to another; null where the two are the same.
   const EliminationSchedule::Pass* transposition(Ranks from, Ranks to) {
     if (std::equal(from.begin(), from.end(), to.begin(), to.end())) return nullptr;
-    const uint32_t f = factors_.add_dense(from, schedule_->transposed);
+    const uint32_t f = factors_.add_dense(from, {kTransposed});
     pass_.start(to);
     pass_.multiply(f);
     return store_pass();
@@ -320,9 +318,9 @@ class EliminationBuilder {
   void build_distribute(uint32_t c) {
     order_ = order_of(c);
     choose_factors(c);
-    if (ratios_[c]) {
+    if (ratios_[c] != kNone) {
       list_shared(c, order_, ranks_);
-      chosen_.push_back(factors_.add_dense(ranks_, ratios_[c]));
+      chosen_.push_back(factors_.add_dense(ranks_, {kTables, ratios_[c]}));
     }
     const uint32_t first_product = multiply_small_factors(graph_.cliques[c].size);
     const uint32_t product_count = count_of(schedule_->products) - first_product;
@@ -390,9 +388,8 @@ class EliminationBuilder {
     for (uint32_t m = 0; m < clique.eliminated; ++m) {
       if (sources_[m] != source) continue;
       const uint32_t rank = graph_.begin(clique)[m];
-      double* sums = schedule_->sums.data() + used;
-      pass_.marginalize({&rank, 1}, sums);
-      schedule_->beliefs.push_back({graph_.nodes[rank], sums});
+      pass_.marginalize({&rank, 1}, {kBeliefTotals, used});
+      schedule_->beliefs.push_back({placement(*graph_.nodes[rank]).position, used});
       used += states(rank);
       ++count;
     }
@@ -409,11 +406,11 @@ class EliminationBuilder {
     size_t next = first;
     for (; next < children_.size(); ++next) {
       Child& child = children_[next];
-      if (pass.clear_totals > 0 && pass.clear_totals + child.size > schedule_->totals.size()) break;
+      if (pass.clear_totals > 0 && pass.clear_totals + child.size > schedule_->totals) break;
       child.totals = pass.clear_totals;
       pass.clear_totals += child.size;
       list_shared(child.clique, order_, ranks_);
-      pass_.marginalize(ranks_, schedule_->totals.data() + child.totals);
+      pass_.marginalize(ranks_, {kMessageTotals, child.totals});
     }
     pass.pass = pass_.close(chosen_);
     for (size_t i = first; i < next; ++i) add_outgoing(c, static_cast<uint32_t>(i));
@@ -429,14 +426,15 @@ class EliminationBuilder {
     outgoing.size = child.size;
     outgoing.ratio = factors_.take_numbers(child.size);
     ratios_[child.clique] = outgoing.ratio;
-    if (sent_mass_[c]) outgoing.inverse = schedule_->inverses.data() + c;
+    outgoing.has_mass = sent_mass_[c];
+    outgoing.sender = c;
     list_shared(child.clique, order_of(child.clique), left_);
     list_shared(child.clique, order_, ranks_);
     outgoing.transposition = transposition(ranks_, left_);
     pass_.start(ranks_);
     if (incoming_[child.clique] != kNothing) {
       const EliminationFactor& message = factors_[incoming_[child.clique]];
-      outgoing.incoming = message.numbers;
+      outgoing.incoming = message.place.offset;
       if (!has_same_layout(message)) outgoing.incoming_map = pass_.index_map_of(incoming_[child.clique]);
     }
     outgoing.first_belief = count_of(schedule_->beliefs);
@@ -472,7 +470,7 @@ class EliminationBuilder {
   std::vector<uint32_t> first_child_, next_sibling_;  // by clique
   std::vector<uint32_t> incoming_;                    // by clique: the factor that is its message
   std::vector<bool> sent_mass_;
-  std::vector<float*> ratios_;
+  std::vector<size_t> ratios_;         // by clique: offset of the message from its parent, or kNone
   std::vector<Shape> shapes_;          // of a pass over all members while collecting
   std::vector<uint32_t> occurrences_;  // by rank
   std::vector<uint64_t> marks_;        // by rank: in which factors and marginals it occurs

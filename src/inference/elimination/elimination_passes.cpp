@@ -24,20 +24,20 @@ EliminationFactors::EliminationFactors(TreeEngine& engine, const EliminationTree
   axes_.reserve(4 * (engine.tree->nodes.size() + 2 * graph.cliques.size()));
 }
 
-float* EliminationFactors::take_numbers(size_t count) noexcept {
+size_t EliminationFactors::take_numbers(size_t count) noexcept {
   if (count > engine_.numbers.size() - used_) {
     fits_ = false;
-    return nullptr;
+    return kNone;
   }
   used_ += count;
   reserved_ -= std::min(reserved_, count);
-  return engine_.numbers.data() + used_ - count;
+  return used_ - count;
 }
 
-float* EliminationFactors::take_optional(size_t count) noexcept {
-  if (size_add(count, reserved_) > engine_.numbers.size() - used_) return nullptr;
+size_t EliminationFactors::take_optional(size_t count) noexcept {
+  if (size_add(count, reserved_) > engine_.numbers.size() - used_) return kNone;
   used_ += count;
-  return engine_.numbers.data() + used_ - count;
+  return used_ - count;
 }
 
 EliminationFactor EliminationFactors::new_factor() const noexcept {
@@ -62,7 +62,7 @@ void EliminationFactors::add_potential(const Node& node) {
   factor.child = rank_of_[node.number];
   if (!node.table) return add_uniform(node, factor);
   EliminationSchedule::Potential potential;
-  potential.node = &node;
+  potential.node = placement(node).position;
   potential.layout = node.table->layout;
   observed_.clear();
   size_t stride = 1;
@@ -71,12 +71,13 @@ void EliminationFactors::add_potential(const Node& node) {
     if (const uint32_t rank = rank_of_[member.number]; rank != kNothing)
       add_axis(factor, rank, stride);
     else if (member.number_of_states > 1)
-      observed_.push_back({&engine_[member], stride});
+      observed_.push_back({static_cast<uint32_t>(member.number - 1), stride});
     stride *= member.number_of_states;
   }
   potential.observed = schedule_.memory.copy(observed_);
   potential.is_constant = factor.axis_count == 0;
   factor.potential = static_cast<uint32_t>(schedule_.potentials.size());
+  factor.place = {kFirstPotential + factor.potential, 0};
   schedule_.potentials.push_back(potential);
   if (potential.is_constant) return;
   std::sort(axes_.begin() + factor.first_axis, axes_.end(),
@@ -86,16 +87,14 @@ void EliminationFactors::add_potential(const Node& node) {
 
 // A node without a table counts as uniform.
 void EliminationFactors::add_uniform(const Node& node, EliminationFactor factor) {
-  float* value = schedule_.memory.take<float>(1);
-  *value = 1.0f / static_cast<float>(node.number_of_states);
   EliminationSchedule::Potential potential;  // the schedule is valid as long as the node has no table
-  potential.node = &node;
+  potential.node = placement(node).position;
   potential.is_constant = factor.child == kNothing;
-  if (potential.is_constant) potential.copy = value;
   schedule_.potentials.push_back(potential);
   if (potential.is_constant) return;
   add_axis(factor, factor.child, 0);
-  factor.numbers = value;
+  factor.place = {kConstants, schedule_.constants.size()};
+  schedule_.constants.push_back(1.0f / static_cast<float>(node.number_of_states));
   add(factor);
 }
 
@@ -104,13 +103,13 @@ void EliminationFactors::add_finding(const Node& node) {
   if (rank == kNothing || engine_[node].propagated_state != kFindingVector) return;
   EliminationFactor factor = new_factor();
   add_axis(factor, rank, 1);
-  factor.numbers = engine_.propagated_finding(node);
+  factor.place = {kNodeNumbers, engine_.offset_of(engine_.propagated_finding(node))};
   add(factor);
 }
 
-uint32_t EliminationFactors::add_dense(std::span<const uint32_t> ranks, const float* numbers) {
+uint32_t EliminationFactors::add_dense(std::span<const uint32_t> ranks, Place place) {
   EliminationFactor factor = new_factor();
-  factor.numbers = numbers;
+  factor.place = place;
   for (size_t i = ranks.size(); i-- > 0;) add_axis(factor, ranks[i], factor.size);
   std::sort(axes_.begin() + factor.first_axis, axes_.end(),
             [](const Axis& a, const Axis& b) { return a.rank < b.rank; });
@@ -124,9 +123,9 @@ void EliminationFactors::add_parts(uint32_t f, std::span<const uint32_t> parts) 
   parts_.insert(parts_.end(), parts.begin(), parts.end());
 }
 
-void EliminationFactors::lay_out(uint32_t f, std::span<const uint32_t> ranks, const float* numbers) noexcept {
+void EliminationFactors::lay_out(uint32_t f, std::span<const uint32_t> ranks, Place place) noexcept {
   EliminationFactor& factor = factors_[f];
-  factor.numbers = numbers;
+  factor.place = place;
   size_t stride = 1;
   for (size_t i = ranks.size(); i-- > 0; stride *= graph_.nodes[ranks[i]]->number_of_states)
     for (uint32_t a = 0; a < factor.axis_count; ++a)
@@ -156,8 +155,8 @@ void EliminationFactors::copy_potential(EliminationFactor& factor, std::span<con
     }
   }
   if (is_dense) return;
-  float* copy = take_optional(factor.size);
-  if (!copy) return;
+  const size_t copy = take_optional(factor.size);
+  if (copy == kNone) return;
   size_t next = 0;
   for (size_t m = members.size(); m-- > 0;)
     for (uint32_t a = 0; a < factor.axis_count; ++a)
@@ -167,7 +166,8 @@ void EliminationFactors::copy_potential(EliminationFactor& factor, std::span<con
   Dimension* nest_copy = schedule_.memory.take<Dimension>(count);
   std::copy_n(nest, count, nest_copy);
   potential.nest = {nest_copy, count};
-  factor.numbers = potential.copy = copy;
+  potential.copy = copy;
+  factor.place = {kTables, copy};
   factor.potential = kNothing;
 }
 
@@ -187,7 +187,7 @@ void PassWriter::start(std::span<const uint32_t> ranks, const Shape& shape) noex
   for (size_t d = 0; d < ranks.size(); ++d) dimension_of_[ranks[d]] = static_cast<uint32_t>(d);
 }
 
-const IndexMap* PassWriter::map(std::span<const Axis> axes) {
+uint32_t PassWriter::map(std::span<const Axis> axes) {
   size_t steps[64];
   Dimension inner[64];
   std::fill_n(steps, shape_.dimensions, 0);
@@ -200,25 +200,25 @@ const IndexMap* PassWriter::map(std::span<const Axis> axes) {
 }
 
 // Small cliques resemble each other: most maps have been made before and are shared.
-const IndexMap* PassWriter::shared(const IndexMap& map, size_t outer) {
+uint32_t PassWriter::shared(const IndexMap& map, size_t outer) {
   const auto is_same = [&](const IndexMap& other) {
     return other.inner_count == map.inner_count && other.other_size == map.other_size &&
            std::equal(map.steps, map.steps + outer, other.steps) &&
            std::memcmp(map.inner, other.inner, map.inner_count * sizeof(Dimension)) == 0;
   };
-  if (2 * shared_count_ >= shared_maps_.size()) rehash();
+  if (2 * schedule_.maps.size() >= shared_maps_.size()) rehash();
   size_t slot = hash(map) % shared_maps_.size();
-  for (; shared_maps_[slot].map; slot = (slot + 1) % shared_maps_.size())
-    if (shared_maps_[slot].outer == outer && is_same(*shared_maps_[slot].map)) return shared_maps_[slot].map;
-  auto* copy = schedule_.memory.take<IndexMap>(1);
-  *copy = map;
-  copy->steps = schedule_.memory.take<size_t>(outer);
-  copy->inner = schedule_.memory.take<Dimension>(map.inner_count);
-  std::copy_n(map.steps, outer, copy->steps);
-  std::copy_n(map.inner, map.inner_count, copy->inner);
-  shared_maps_[slot] = {copy, outer};
-  ++shared_count_;
-  return copy;
+  for (; shared_maps_[slot].map != kNothing; slot = (slot + 1) % shared_maps_.size())
+    if (shared_maps_[slot].outer == outer && is_same(schedule_.maps[shared_maps_[slot].map]))
+      return shared_maps_[slot].map;
+  IndexMap copy = map;
+  copy.steps = schedule_.memory.take<size_t>(outer);
+  copy.inner = schedule_.memory.take<Dimension>(map.inner_count);
+  std::copy_n(map.steps, outer, copy.steps);
+  std::copy_n(map.inner, map.inner_count, copy.inner);
+  shared_maps_[slot] = {static_cast<uint32_t>(schedule_.maps.size()), outer};
+  schedule_.maps.push_back(copy);
+  return shared_maps_[slot].map;
 }
 
 size_t PassWriter::hash(const IndexMap& map) noexcept {
@@ -232,9 +232,9 @@ void PassWriter::rehash() {
   std::vector<SharedMap> old(2 * shared_maps_.size());
   std::swap(shared_maps_, old);
   for (const SharedMap& one : old) {
-    if (!one.map) continue;
-    size_t slot = hash(*one.map) % shared_maps_.size();
-    while (shared_maps_[slot].map) slot = (slot + 1) % shared_maps_.size();
+    if (one.map == kNothing) continue;
+    size_t slot = hash(schedule_.maps[one.map]) % shared_maps_.size();
+    while (shared_maps_[slot].map != kNothing) slot = (slot + 1) % shared_maps_.size();
     shared_maps_[slot] = one;
   }
 }
@@ -245,19 +245,17 @@ void PassWriter::multiply(uint32_t f) {
     factor.map = index_map_of(f);
     factor.counts = shape_.counts;
   }
-  if (factor.potential != kNothing)
-    bindings_.push_back({static_cast<uint32_t>(steps_.size()), factor.potential});
-  steps_.push_back({steps_.empty() ? StepKind::assign : StepKind::multiply, factor.map, factor.numbers});
+  steps_.push_back({steps_.empty() ? StepKind::assign : StepKind::multiply, factor.map, factor.place});
 }
 
-void PassWriter::marginalize(std::span<const uint32_t> ranks, double* target) {
+void PassWriter::marginalize(std::span<const uint32_t> ranks, Place target) {
   axes_.clear();
   size_t stride = 1;
   for (size_t i = ranks.size(); i-- > 0;) {
     axes_.push_back({ranks[i], stride});
     stride *= graph_.nodes[ranks[i]]->number_of_states;
   }
-  steps_.push_back({schedule_.marginal, map(axes_), nullptr, target});
+  steps_.push_back({schedule_.marginal, map(axes_), target});
 }
 
 EliminationSchedule::Pass PassWriter::close(std::span<const uint32_t> factors) {
@@ -265,17 +263,14 @@ EliminationSchedule::Pass PassWriter::close(std::span<const uint32_t> factors) {
   const bool is_one_block = shape_.outer == 0 && shape_.part == first;
   if (!is_one_block && steps_.size() > kMaxFusedSteps) fits_ = false;
   schedule_.work = size_add(schedule_.work, size_multiply(shape_.size, steps_.size()));
-  const std::span<Step> steps = take_steps();
+  const std::span<const ScheduleStep> steps = take_steps();
   return {shape_, steps.data(), steps.size(), exact_pass(factors, steps)};
 }
 
-std::span<Step> PassWriter::take_steps() {
-  const std::span<Step> steps = schedule_.memory.copy(steps_);
-  for (const Binding& binding : bindings_)
-    schedule_.bindings.push_back({&steps[binding.step], binding.potential});
+std::span<const ScheduleStep> PassWriter::take_steps() {
+  const std::span<const ScheduleStep> steps = schedule_.memory.copy(steps_);
   schedule_.most_steps = std::max(schedule_.most_steps, steps_.size());
   steps_.clear();
-  bindings_.clear();
   return steps;
 }
 
@@ -285,14 +280,14 @@ void PassWriter::multiply_parts(uint32_t f) {
 }
 
 const EliminationSchedule::Pass* PassWriter::exact_pass(std::span<const uint32_t> factors,
-                                                        std::span<const Step> steps) {
+                                                        std::span<const ScheduleStep> steps) {
   if (std::none_of(factors.begin(), factors.end(), [&](uint32_t f) { return factors_[f].part_count > 0; }))
     return nullptr;
   for (const uint32_t f : factors) multiply_parts(f);
   std::copy_if(steps.begin(), steps.end(), std::back_inserter(steps_),
-               [](const Step& step) { return step.target != nullptr; });
+               [](const ScheduleStep& step) { return !step.is_factor(); });
   auto* pass = schedule_.memory.take<EliminationSchedule::Pass>(1);
-  const std::span<Step> exact = take_steps();
+  const std::span<const ScheduleStep> exact = take_steps();
   return &(*pass = {shape_, exact.data(), exact.size()});
 }
 

@@ -19,14 +19,14 @@ struct Axis {
 // Something that is multiplied into a clique: a potential, a message, a finding or a product of these.
 struct EliminationFactor {
   uint32_t first_axis = 0, axis_count = 0;  // in the list of all axes; ascending ranks
-  const float* numbers = nullptr;
-  uint32_t potential = EliminationTree::kNoClique;  // without numbers: the potential that it stands for
+  Place place;
+  uint32_t potential = EliminationTree::kNoClique;  // the potential that it stands for, unless that is copied
   uint32_t child = EliminationTree::kNoClique;      // rank of the node whose conditional distribution it is
   uint32_t next = EliminationTree::kNoClique;       // in the list of the same clique
   size_t size = 1;
   uint32_t first_part = 0, part_count = 0;  // of a product: where its factors are listed
   bool is_collected = true;                 // takes part in collecting
-  const IndexMap* map = nullptr;            // of the last pass that multiplied it,
+  uint32_t map = 0;                         // of the last pass that multiplied it,
   const size_t* counts = nullptr;           // over this shape
 };
 
@@ -47,7 +47,7 @@ class EliminationFactors {
   void add_finding(const Node& node);
 
   // Adds a dense factor over some ranks, the last one varying fastest; returns its number.
-  uint32_t add_dense(std::span<const uint32_t> ranks, const float* numbers);
+  uint32_t add_dense(std::span<const uint32_t> ranks, Place place);
 
   // Records of which factors it is the product.
   void add_parts(uint32_t f, std::span<const uint32_t> parts);
@@ -55,8 +55,8 @@ class EliminationFactors {
     return {parts_.data() + factor.first_part, factor.part_count};
   }
 
-  // Gives a dense factor its numbers and another order of the same ranks.
-  void lay_out(uint32_t f, std::span<const uint32_t> ranks, const float* numbers) noexcept;
+  // Gives a dense factor its place and another order of the same ranks.
+  void lay_out(uint32_t f, std::span<const uint32_t> ranks, Place place) noexcept;
 
   // Adds it to the list of the clique.
   void assign(uint32_t f, uint32_t clique) noexcept {
@@ -67,10 +67,10 @@ class EliminationFactors {
   // Copies the potentials that are small beside their clique, in the order of its dimensions.
   void copy_small_potentials(uint32_t clique, std::span<const uint32_t> members);
 
-  // Allocate parts of the memory of the tables; null when too little is left. Optional parts leave untouched
-  // what is reserved.
-  float* take_numbers(size_t count) noexcept;
-  float* take_optional(size_t count) noexcept;
+  // Allocate parts of the memory of the tables: offsets, or kNone when too little is left. Optional parts
+  // leave untouched what is reserved.
+  size_t take_numbers(size_t count) noexcept;
+  size_t take_optional(size_t count) noexcept;
   void reserve_numbers(size_t count) noexcept { reserved_ += count; }
   bool fits() const noexcept { return fits_; }
 
@@ -89,7 +89,7 @@ class EliminationFactors {
   std::vector<Axis> axes_;
   std::vector<uint32_t> parts_;  // of products
   std::vector<uint32_t> first_;  // by clique
-  std::vector<EliminationSchedule::Potential::Observed> observed_;
+  std::vector<ObservedMember> observed_;
   size_t used_ = 0, reserved_ = 0;
   bool fits_ = true;
 };
@@ -113,13 +113,13 @@ class PassWriter {
   // The first factor is assigned, the others multiply.
   void multiply(uint32_t f);
   // Sums the pass onto some of the ranks, the last one varying fastest in `target`.
-  void marginalize(std::span<const uint32_t> ranks, double* target);
-  // The strides of a factor along the dimensions of the pass.
-  const IndexMap* index_map_of(uint32_t f) { return map(factors_.axes(factors_[f])); }
+  void marginalize(std::span<const uint32_t> ranks, Place target);
+  // The strides of a factor along the dimensions of the pass: a position in the schedule's list.
+  uint32_t index_map_of(uint32_t f) { return map(factors_.axes(factors_[f])); }
 
   // The steps so far are repeated at the start of another pass over the same ranks.
-  void remember() { remembered_ = steps_, remembered_bindings_ = bindings_; }
-  void repeat() { steps_ = remembered_, bindings_ = remembered_bindings_; }
+  void remember() { remembered_ = steps_; }
+  void repeat() { steps_ = remembered_; }
 
   // Ends the pass. `factors` are those that it multiplies: where some are products, an exact pass is built as
   // well.
@@ -127,19 +127,17 @@ class PassWriter {
   bool fits() const noexcept { return fits_; }
 
  private:
-  struct Binding {
-    uint32_t step, potential;
-  };
   struct SharedMap {
-    const IndexMap* map = nullptr;
+    uint32_t map = EliminationSchedule::kNoMap;
     size_t outer = 0;  // dimensions whose strides it has
   };
 
   void multiply_parts(uint32_t f);
-  std::span<Step> take_steps();
-  const EliminationSchedule::Pass* exact_pass(std::span<const uint32_t> factors, std::span<const Step> steps);
-  const IndexMap* map(std::span<const Axis> axes);
-  const IndexMap* shared(const IndexMap& map, size_t outer);
+  std::span<const ScheduleStep> take_steps();
+  const EliminationSchedule::Pass* exact_pass(std::span<const uint32_t> factors,
+                                              std::span<const ScheduleStep> steps);
+  uint32_t map(std::span<const Axis> axes);
+  uint32_t shared(const IndexMap& map, size_t outer);
   static size_t hash(const IndexMap& map) noexcept;
   void rehash();
 
@@ -150,9 +148,7 @@ class PassWriter {
   std::vector<uint32_t> dimension_of_;  // by rank
   std::vector<Axis> axes_;
   std::vector<SharedMap> shared_maps_;  // a hash table
-  size_t shared_count_ = 0;
-  std::vector<Step> steps_, remembered_;
-  std::vector<Binding> bindings_, remembered_bindings_;
+  std::vector<ScheduleStep> steps_, remembered_;
   bool fits_ = true;
 };
 

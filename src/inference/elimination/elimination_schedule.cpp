@@ -67,25 +67,16 @@ double saved_for_each_clique(const EliminationTree& graph, double entries) noexc
 
 }  // namespace
 
-void Arena::add_chunk(size_t least) {
-  const size_t size = std::max<size_t>(least, 32768);
-  chunks_.push_back(std::unique_ptr<unsigned char[]>(new unsigned char[size]));
-  end_ = chunks_.back().get() + size;
-  left_ = size;
-  bytes_ += size;
-}
-
 size_t EliminationSchedule::bytes() const noexcept {
-  return memory.bytes() + potentials.capacity() * sizeof(Potential) + bindings.capacity() * sizeof(Binding) +
-         products.capacity() * sizeof(Product) + collects.capacity() * sizeof(Collect) +
-         distributes.capacity() * sizeof(Distribute) + outgoing_messages.capacity() * sizeof(Outgoing) +
-         beliefs.capacity() * sizeof(Belief) + parents.capacity() * sizeof(uint32_t) + lost.capacity() +
-         (factors.size() + inverses.size() + totals.size() + sums.size()) * sizeof(double);
+  const auto bytes_of = [](const auto&... lists) { return ((lists.capacity() * sizeof(lists[0])) + ...); };
+  return memory.bytes() + bytes_of(potentials, maps, constants, products, collects, distributes,
+                                   outgoing_messages, beliefs, parents);
 }
 
-bool EliminationSchedule::holds() const noexcept {
-  return std::all_of(potentials.begin(), potentials.end(), [](const Potential& potential) {
-    return potential.layout == (potential.node->table ? potential.node->table->layout : kNone);
+bool EliminationSchedule::holds(const JunctionTree& tree) const noexcept {
+  return std::all_of(potentials.begin(), potentials.end(), [&](const Potential& potential) {
+    const Table* const table = tree.nodes[potential.node]->table.get();
+    return potential.layout == (table ? table->layout : kNone);
   });
 }
 

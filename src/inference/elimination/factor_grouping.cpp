@@ -57,8 +57,8 @@ bool FactorGroups::join_closest(size_t most_entries) noexcept {
 void FactorGroups::form_products(std::vector<uint32_t>& factors) {
   joined_.clear();
   for (size_t g = 0; g < groups_.size(); ++g) {
-    float* numbers = groups_[g].count > 1 ? factors_.take_optional(groups_[g].size) : nullptr;
-    if (numbers) {
+    const size_t numbers = groups_[g].count > 1 ? factors_.take_optional(groups_[g].size) : kNone;
+    if (numbers != kNone) {
       joined_.push_back(form(g, factors, numbers));
       continue;
     }
@@ -68,7 +68,7 @@ void FactorGroups::form_products(std::vector<uint32_t>& factors) {
   std::swap(factors, joined_);
 }
 
-uint32_t FactorGroups::form(size_t group, const std::vector<uint32_t>& factors, float* numbers) {
+uint32_t FactorGroups::form(size_t group, const std::vector<uint32_t>& factors, size_t numbers) {
   ranks_.clear();
   for (size_t m = 0; m < order_.size(); ++m)
     if (groups_[group].members >> m & 1) ranks_.push_back(order_[m]);
@@ -78,7 +78,7 @@ uint32_t FactorGroups::form(size_t group, const std::vector<uint32_t>& factors, 
   pass_.start(ranks_);
   for (const uint32_t f : parts_) pass_.multiply(f);
   schedule_.products.push_back({pass_.close({}), numbers});
-  const uint32_t product = factors_.add_dense(ranks_, numbers);
+  const uint32_t product = factors_.add_dense(ranks_, {kTables, numbers});
   factors_.add_parts(product, parts_);
   return product;
 }

@@ -30,7 +30,7 @@ class FactorGroups {
   size_t size_of_union(const Group& a, const Group& b) const noexcept;
   bool join_closest(size_t most_entries) noexcept;
   void form_products(std::vector<uint32_t>& factors);
-  uint32_t form(size_t group, const std::vector<uint32_t>& factors, float* numbers);
+  uint32_t form(size_t group, const std::vector<uint32_t>& factors, size_t numbers);
 
   const EliminationTree& graph_;
   EliminationFactors& factors_;

@@ -8,6 +8,7 @@
 #include "api/float_environment.h"
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/range.h"
+#include "inference/schedule/workspace.h"
 #include "network/progress.h"
 #include "tables/kernels/array_kernels.h"
 #include "tables/kernels/double_pass.h"
@@ -21,28 +22,32 @@ constexpr double kLeastWhole = 1e-280;  // of a belief: its parts are normal dou
 
 class EliminationRun {
  public:
-  EliminationRun(TreeEngine& engine, EliminationSchedule& schedule) noexcept
-      : engine_(engine), schedule_(schedule), settings_(parallel_settings(*engine.domain)) {
+  EliminationRun(TreeEngine& engine, const EliminationSchedule& schedule)
+      : engine_(engine),
+        schedule_(schedule),
+        memory_(memory_for(engine, schedule)),
+        settings_(parallel_settings(*engine.domain)) {
     if (settings_.concurrency_level > 1 && schedule.work / limits.grains_for_threads < settings_.grain_size)
       settings_.concurrency_level = 1;
     if (settings_.concurrency_level > 1) settings_.workers = &workers_;
     settings_.scratch = engine.pass_totals.data();
     settings_.scratch_size = engine.pass_totals.size();
+    engine.buffers[kConstants] = schedule.constants.data();
+    engine.buffers[kTransposed] = numbers(schedule.transposed);
   }
 
-  tv_status_t run() {
-    schedule_.left_range.store(false, std::memory_order_relaxed);
-    std::fill(schedule_.lost.begin(), schedule_.lost.end(), 0);
+  tv_status_t run(Subtrees* kept) {
     bind_potentials();
     if (settings_.workers && !engine_.domain->progress_handler) {
-      if (schedule_.subtrees.threads != settings_.concurrency_level)
-        schedule_.subtrees = find_subtrees(schedule_, settings_);
-      if (!schedule_.subtrees.empty()) return run_subtrees(schedule_.subtrees);
+      Subtrees own;
+      Subtrees& subtrees = kept ? *kept : own;
+      if (subtrees.threads != settings_.concurrency_level) subtrees = find_subtrees(schedule_, settings_);
+      if (!subtrees.empty()) return run_subtrees(subtrees);
     }
     ProgressMeter progress(*engine_.domain, "propagation",
                            schedule_.collects.size() + schedule_.distributes.size());
     if (engine_.domain->progress_handler) settings_.progress = &progress;
-    const Workspace workspace = main_workspace(settings_);
+    const EliminationWorkspace workspace = main_workspace(settings_);
     for (size_t i = 0; i < schedule_.collects.size() + schedule_.distributes.size(); ++i) {
       if (tv_status_t status = progress.advance()) return status;
       if (!run_operation(workspace, i)) return failure();
@@ -51,25 +56,41 @@ class EliminationRun {
   }
 
  private:
-  // The workspace of one thread: its accumulators and scratch arrays, and how it runs passes.
-  struct Workspace {
-    double* totals;
-    double* sums;
+  // With arrays for the marginal of the present message, and for its ratio before it is transposed.
+  struct EliminationWorkspace : Workspace {
     float* scratch;
     float* transposed;
-    ParallelSettings settings;
-    Step* moved = nullptr;  // steps redirected to this workspace; null where it is the schedule's own
+
+    double* sums(const EliminationSchedule::Belief& belief) const noexcept {
+      return totals[kBeliefTotals] + belief.totals;
+    }
   };
 
-  Workspace main_workspace(const ParallelSettings& settings) const noexcept {
-    return {schedule_.totals.data(), schedule_.sums.data(), schedule_.scratch, schedule_.transposed,
-            settings};
+  static EliminationMemory& memory_for(TreeEngine& engine, const EliminationSchedule& schedule) {
+    if (!engine.elimination) engine.elimination = std::make_unique<EliminationMemory>();
+    EliminationMemory& memory = *engine.elimination;
+    const size_t totals = schedule.totals + schedule.belief_totals;
+    if (memory.totals.size() < totals) memory.totals.allocate_uninitialized(totals);
+    memory.inverses.resize(std::max(memory.inverses.size(), schedule.parents.size()));
+    memory.steps.resize(std::max(memory.steps.size(), schedule.most_steps));
+    memory.factors.assign(schedule.collects.size(), 0.0);
+    memory.lost.assign(schedule.parents.size(), 0);
+    return memory;
+  }
+
+  float* numbers(size_t offset) const noexcept { return engine_.numbers.data() + offset; }
+
+  EliminationWorkspace main_workspace(const ParallelSettings& settings) const noexcept {
+    double* const totals = memory_.totals.data();
+    return {{{totals, totals + schedule_.totals}, engine_.buffers.data(), memory_.steps.data(), settings},
+            numbers(schedule_.scratch),
+            numbers(schedule_.transposed)};
   }
 
   // Collecting operations come first.
-  bool run_operation(const Workspace& workspace, size_t i) {
+  bool run_operation(const EliminationWorkspace& workspace, size_t i) {
     const size_t collects = schedule_.collects.size();
-    return i < collects ? collect(workspace, schedule_.collects[i], schedule_.factors[i])
+    return i < collects ? collect(workspace, schedule_.collects[i], memory_.factors[i])
                         : distribute(workspace, schedule_.distributes[i - collects]);
   }
 
@@ -77,10 +98,11 @@ class EliminationRun {
   static tv_status_t failure() noexcept { return range_flags() ? kOutOfRange : tv_status_no_value; }
 
   tv_status_t finish() noexcept {
-    for (const double factor : schedule_.factors) multiply_constant(factor);
+    for (const double factor : memory_.factors) multiply_constant(factor);
     if (!(mantissa_ > 0.0)) return tv_status_no_value;
     store_certain_beliefs();
     set_constants();
+    engine_.is_extended = left_range_.load(std::memory_order_relaxed);
     return tv_status_none;
   }
 
@@ -88,8 +110,9 @@ class EliminationRun {
 
   struct SubtreeRun {
     EliminationRun& run;
+    const Subtrees& subtrees;
     const std::vector<Subtrees::Part>& parts;
-    const std::vector<Workspace>& workspaces;
+    const std::vector<EliminationWorkspace>& workspaces;
     std::atomic<size_t> next = 0;
     std::atomic<bool> failed = false;
 
@@ -99,58 +122,72 @@ class EliminationRun {
       while (!self.failed.load(std::memory_order_relaxed)) {
         const size_t part = self.next.fetch_add(1, std::memory_order_relaxed);
         if (part >= self.parts.size()) return;
-        if (!self.run.run_part(self.workspaces[begin], self.parts[part]))
+        if (!self.run.run_part(self.workspaces[begin], self.subtrees, self.parts[part]))
           self.failed.store(true, std::memory_order_relaxed);
       }
     }
   };
 
-  bool run_part(const Workspace& workspace, const Subtrees::Part& part) {
-    const uint32_t* const operations = schedule_.subtrees.operations.data() + part.first;
+  bool run_part(const EliminationWorkspace& workspace, const Subtrees& subtrees, const Subtrees::Part& part) {
+    const uint32_t* const operations = subtrees.operations.data() + part.first;
     for (size_t i = 0; i < part.count; ++i)
       if (!run_operation(workspace, operations[i])) return false;
     return true;
   }
 
-  bool run_parts(const std::vector<Subtrees::Part>& parts, const std::vector<Workspace>& workspaces) {
-    SubtreeRun run = {*this, parts, workspaces};
+  bool run_parts(const Subtrees& subtrees, const std::vector<Subtrees::Part>& parts,
+                 const std::vector<EliminationWorkspace>& workspaces) {
+    SubtreeRun run = {*this, subtrees, parts, workspaces};
     run_on_threads(workspaces.size(), workspaces.size(), SubtreeRun::run_next_parts, &run, settings_.workers);
     return !run.failed.load(std::memory_order_relaxed);
   }
 
+  // The memory of another thread's workspace.
+  struct OwnMemory {
+    Block<double> totals;
+    std::vector<float> messages;
+    std::vector<const float*> buffers;
+    std::vector<Step> steps;
+  };
+
+  EliminationWorkspace make_workspace(OwnMemory& own, ParallelSettings alone) const {
+    const size_t all = schedule_.totals + schedule_.belief_totals;
+    own.totals.allocate_uninitialized(all + alone.scratch_size);
+    own.messages.resize(2 * schedule_.message_size);
+    own.buffers.assign(engine_.buffers.data(),
+                       engine_.buffers.data() + kFirstPotential + schedule_.potentials.size());
+    own.steps.resize(schedule_.most_steps);
+    alone.scratch = own.totals.data() + all;
+    float* const transposed = own.messages.data() + schedule_.message_size;
+    own.buffers[kTransposed] = transposed;
+    return {{{own.totals.data(), own.totals.data() + schedule_.totals},
+             own.buffers.data(),
+             own.steps.data(),
+             alone},
+            own.messages.data(),
+            transposed};
+  }
+
   tv_status_t run_subtrees(const Subtrees& subtrees) {
-    const size_t sums = schedule_.totals.size() + schedule_.sums.size() + settings_.scratch_size;
-    const size_t message = (schedule_.message_size + 15) / 16 * 8;  // two floats take the place of a double
-    std::vector<Block<double>> memory(settings_.concurrency_level - 1);
-    std::vector<Step> moved(memory.size() * schedule_.most_steps);
+    std::vector<OwnMemory> memory(settings_.concurrency_level - 1);
     ParallelSettings alone = settings_;
     alone.concurrency_level = 1;
-    std::vector<Workspace> workspaces = {main_workspace(alone)};
-    for (Block<double>& block : memory) {
-      block.allocate_uninitialized(sums + 2 * message);
-      alone.scratch = block.data() + schedule_.totals.size() + schedule_.sums.size();
-      float* const scratch = reinterpret_cast<float*>(block.data() + sums);
-      workspaces.push_back({block.data(), block.data() + schedule_.totals.size(), scratch,
-                            scratch + 2 * message, alone,
-                            moved.data() + (workspaces.size() - 1) * schedule_.most_steps});
-    }
-    if (!run_parts(subtrees.collect, workspaces)) return failure();
-    if (!run_part(main_workspace(settings_), subtrees.root_region)) return failure();
-    return run_parts(subtrees.distribute, workspaces) ? finish() : failure();
+    std::vector<EliminationWorkspace> workspaces = {main_workspace(alone)};
+    for (OwnMemory& own : memory) workspaces.push_back(make_workspace(own, alone));
+    if (!run_parts(subtrees, subtrees.collect, workspaces)) return failure();
+    if (!run_part(main_workspace(settings_), subtrees, subtrees.root_region)) return failure();
+    return run_parts(subtrees, subtrees.distribute, workspaces) ? finish() : failure();
   }
 
   // ---- Potentials ----
 
-  static size_t offset_of(const EliminationSchedule::Potential& potential) noexcept {
-    size_t offset = 0;
-    for (const EliminationSchedule::Potential::Observed& member : potential.observed)
-      offset += member.stride * static_cast<size_t>(member.node->propagated_state);
-    return offset;
-  }
-
+  // The first entry that agrees with the evidence.
   const float* entries_of(const EliminationSchedule::Potential& potential) const noexcept {
-    if (potential.layout == kNone) return potential.copy;
-    return potential.node->table->data.data() + offset_of(potential);
+    const Node& node = *engine_.tree->nodes[potential.node];
+    const float* entries = node.table->data.data();
+    for (const ObservedMember& member : potential.observed)
+      entries += member.stride * static_cast<size_t>(engine_.nodes[member.node].propagated_state);
+    return entries;
   }
 
   // A part of a potential that is copied: some indices of its outermost dimension.
@@ -164,7 +201,7 @@ class EliminationRun {
     const std::span<Dimension> whole = slice.potential->nest;
     std::copy(whole.begin(), whole.end(), nest);
     nest[0].count = slice.end - slice.begin;
-    kernels().assign(nest, whole.size(), slice.potential->copy + slice.begin * nest[0].stride,
+    kernels().assign(nest, whole.size(), numbers(slice.potential->copy + slice.begin * nest[0].stride),
                      entries_of(*slice.potential) + slice.begin * nest[0].stride2);
   }
 
@@ -183,7 +220,7 @@ class EliminationRun {
   void copy_on_threads() {
     CopyRun run = {*this, {}};
     for (const EliminationSchedule::Potential& potential : schedule_.potentials) {
-      if (potential.is_constant || !potential.copy || potential.nest.empty()) continue;
+      if (potential.copy == kNone || potential.nest.empty()) continue;
       const Dimension& outermost = potential.nest.front();
       const size_t each = std::max<size_t>(limits.copied_slice / outermost.stride, 1);
       for (size_t begin = 0; begin < outermost.count; begin += each)
@@ -194,15 +231,24 @@ class EliminationRun {
   }
 
   void bind_potentials() {
-    for (const EliminationSchedule::Potential& potential : schedule_.potentials) {
+    for (size_t p = 0; p < schedule_.potentials.size(); ++p) {
+      const EliminationSchedule::Potential& potential = schedule_.potentials[p];
       if (potential.is_constant)
-        multiply_constant(static_cast<double>(*entries_of(potential)));
-      else if (potential.copy && (!settings_.workers || potential.nest.empty()))
-        kernels().assign(potential.nest.data(), potential.nest.size(), potential.copy, entries_of(potential));
+        multiply_constant(constant_of(potential));
+      else if (potential.copy == kNone && potential.layout != kNone)
+        engine_.buffers[kFirstPotential + p] = entries_of(potential);
+      else if (potential.copy != kNone && (!settings_.workers || potential.nest.empty()))
+        kernels().assign(potential.nest.data(), potential.nest.size(), numbers(potential.copy),
+                         entries_of(potential));
     }
     if (settings_.workers) copy_on_threads();
-    for (const EliminationSchedule::Binding& binding : schedule_.bindings)
-      binding.step->operand = entries_of(schedule_.potentials[binding.potential]);
+  }
+
+  // A node without a table counts as uniform.
+  double constant_of(const EliminationSchedule::Potential& potential) const noexcept {
+    if (potential.layout != kNone) return static_cast<double>(*entries_of(potential));
+    return static_cast<double>(1.0f /
+                               static_cast<float>(engine_.tree->nodes[potential.node]->number_of_states));
   }
 
   // ---- Constants ----
@@ -223,48 +269,37 @@ class EliminationRun {
 
   // ---- Passes ----
 
-  // Steps refer to the accumulators and scratch arrays of the schedule; other workspaces redirect them.
-  void run(const Workspace& workspace, const EliminationSchedule::Pass& pass, float* numbers) {
-    run_pass(pass.shape, numbers, steps_for(workspace, pass), pass.step_count, workspace.settings);
+  const Step* bind(const Workspace& workspace, const EliminationSchedule::Pass& pass) const noexcept {
+    return workspace.bind(pass.steps, pass.step_count, schedule_.maps.data());
   }
 
-  const Step* steps_for(const Workspace& workspace, const EliminationSchedule::Pass& pass) const noexcept {
-    Step* const moved = workspace.moved;
-    if (!moved) return pass.steps;
-    for (size_t s = 0; s < pass.step_count; ++s) {
-      moved[s] = pass.steps[s];
-      if (moved[s].operand == schedule_.transposed) moved[s].operand = workspace.transposed;
-      double*& target = moved[s].target;
-      if (target >= schedule_.totals.begin() && target < schedule_.totals.end())
-        target = workspace.totals + (target - schedule_.totals.begin());
-      else if (target)
-        target = workspace.sums + (target - schedule_.sums.begin());
-    }
-    return moved;
+  void run(const Workspace& workspace, const EliminationSchedule::Pass& pass, float* table) const {
+    run_pass(pass.shape, table, bind(workspace, pass), pass.step_count, workspace.settings);
   }
 
   // Marks the clique where single precision does not suffice.
   template <class Operation>
-  void form_products(const Workspace& workspace, const Operation& operation) {
+  void form_products(const EliminationWorkspace& workspace, const Operation& operation) {
     clear_range_flags();
     for (size_t p = operation.first_product; p < operation.first_product + operation.product_count; ++p)
-      run(workspace, schedule_.products[p].pass, schedule_.products[p].numbers);
-    if (range_flags()) schedule_.lost[operation.clique] = 1;
+      run(workspace, schedule_.products[p].pass, numbers(schedule_.products[p].numbers));
+    if (range_flags()) memory_.lost[operation.clique] = 1;
     clear_range_flags();
   }
 
   static bool has_more_factors(const EliminationSchedule::Pass& pass, size_t most) noexcept {
     if (pass.step_count <= most) return false;  // some of which are marginals
-    return std::count_if(pass.steps, pass.steps + pass.step_count,
-                         [](const Step& step) { return !step.target; }) > static_cast<ptrdiff_t>(most);
+    return std::count_if(pass.steps, pass.steps + pass.step_count, [](const ScheduleStep& step) {
+             return step.is_factor();
+           }) > static_cast<ptrdiff_t>(most);
   }
 
   // Runs a pass over the factors, and again in doubles where it left the range of floats. False where these
   // do not suffice. `clear` sets the accumulators to zero.
   template <class Operation, class Clear>
-  bool sum_products(const Workspace& workspace, const Operation& operation, Clear clear) {
+  bool sum_products(const EliminationWorkspace& workspace, const Operation& operation, Clear clear) {
     const EliminationSchedule::Pass& pass = operation.pass;
-    if (!schedule_.lost[operation.clique] && !has_more_factors(pass, limits.most_updates)) {
+    if (!memory_.lost[operation.clique] && !has_more_factors(pass, limits.most_updates)) {
       clear();
       run(workspace, pass, nullptr);
       if (!range_flags()) return true;
@@ -272,48 +307,49 @@ class EliminationRun {
     const EliminationSchedule::Pass& exact = pass.exact ? *pass.exact : pass;
     if (has_more_factors(exact, limits.most_rounded)) return raise_range_flags(kRangeFlags), false;
     clear_range_flags();
-    schedule_.left_range.store(true, std::memory_order_relaxed);
+    left_range_.store(true, std::memory_order_relaxed);
     clear();
-    run_double_pass(exact.shape, steps_for(workspace, exact), exact.step_count);
+    run_double_pass(exact.shape, bind(workspace, exact), exact.step_count);
     return !range_flags();
   }
 
   // False where a number is out of range, or the evidence is impossible.
-  bool collect(const Workspace& workspace, const EliminationSchedule::Collect& operation, double& factor) {
-    double* totals = workspace.totals;
+  bool collect(const EliminationWorkspace& workspace, const EliminationSchedule::Collect& operation,
+               double& factor) {
+    double* const totals = workspace.totals[kMessageTotals];
     form_products(workspace, operation);
     if (!sum_products(workspace, operation, [&] { clear_array(totals, operation.size, workspace.settings); }))
       return false;
-    factor = operation.message ? store_message(workspace, operation) : totals[0];
-    if (!operation.message) schedule_.inverses[operation.clique] = 1.0 / factor;
+    factor = operation.message == kNone ? totals[0] : store_message(workspace, operation);
+    if (operation.message == kNone) memory_.inverses[operation.clique] = 1.0 / factor;
     if (!std::isfinite(factor)) raise_range_flags(kRangeFlags);
     return factor > 0.0 && std::isfinite(factor);
   }
 
   // Stores the message scaled to a largest entry of one. Entries that would be lost are rounded up to the
   // smallest normal number; the distribution will tell whether that matters. Returns the scaling factor.
-  double store_message(const Workspace& workspace, const EliminationSchedule::Collect& operation) {
-    float* const message = operation.transposition ? workspace.transposed : operation.message;
+  double store_message(const EliminationWorkspace& workspace, const EliminationSchedule::Collect& operation) {
+    const double* const totals = workspace.totals[kMessageTotals];
+    float* const message = operation.transposition ? workspace.transposed : numbers(operation.message);
     double largest =
-        take_array(workspace.totals, workspace.scratch, message, operation.size, workspace.settings).largest;
+        take_array(totals, workspace.scratch, message, operation.size, workspace.settings).largest;
     if (largest >= kSmallestNormalFloat && largest < kLargestFloat)
       scale_array(message, operation.size, 1.0 / largest, workspace.settings);
     if (range_flags()) {
       clear_range_flags();
-      schedule_.left_range.store(true, std::memory_order_relaxed);
-      largest = *std::max_element(workspace.totals, workspace.totals + operation.size);
+      left_range_.store(true, std::memory_order_relaxed);
+      largest = *std::max_element(totals, totals + operation.size);
       for (size_t i = 0; i < operation.size; ++i)
-        message[i] = workspace.totals[i] > 0.0
-                         ? static_cast<float>(std::max(workspace.totals[i] / largest, kSmallestNormalFloat))
-                         : 0.0f;
+        message[i] =
+            totals[i] > 0.0 ? static_cast<float>(std::max(totals[i] / largest, kSmallestNormalFloat)) : 0.0f;
     }
-    if (operation.transposition) run(workspace, *operation.transposition, operation.message);
+    if (operation.transposition) run(workspace, *operation.transposition, numbers(operation.message));
     return largest;
   }
 
-  bool distribute(const Workspace& workspace, const EliminationSchedule::Distribute& operation) {
+  bool distribute(const EliminationWorkspace& workspace, const EliminationSchedule::Distribute& operation) {
     const auto clear = [&] {
-      clear_array(workspace.totals, operation.clear_totals, workspace.settings);
+      clear_array(workspace.totals[kMessageTotals], operation.clear_totals, workspace.settings);
       clear_sums(workspace, operation.first_belief, operation.belief_count);
     };
     form_products(workspace, operation);
@@ -324,7 +360,7 @@ class EliminationRun {
     return true;
   }
 
-  bool send(const Workspace& workspace, const EliminationSchedule::Outgoing& outgoing) {
+  bool send(const EliminationWorkspace& workspace, const EliminationSchedule::Outgoing& outgoing) {
     clear_range_flags();
     if (!form_ratio(workspace, outgoing)) return false;
     if (range_flags()) {
@@ -332,8 +368,10 @@ class EliminationRun {
       clear_range_flags();
       if (!form_ratio(workspace, outgoing)) return false;
     }
-    if (outgoing.transposition) run(workspace, *outgoing.transposition, outgoing.ratio);
-    if (outgoing.inverse) scale_array(outgoing.ratio, outgoing.size, *outgoing.inverse, workspace.settings);
+    float* const ratio = numbers(outgoing.ratio);
+    if (outgoing.transposition) run(workspace, *outgoing.transposition, ratio);
+    if (outgoing.has_mass)
+      scale_array(ratio, outgoing.size, memory_.inverses[outgoing.sender], workspace.settings);
     // An entry that is still too small is negligible by now.
     if (range_flags() & kOverflowFlag) return false;
     if (outgoing.belief_count == 0) return true;
@@ -344,24 +382,23 @@ class EliminationRun {
 
   // Divides the marginal by the message that the receiver has sent; the marginal itself remains in the
   // scratch array.
-  bool form_ratio(const Workspace& workspace, const EliminationSchedule::Outgoing& outgoing) {
-    const double* const totals = workspace.totals + outgoing.totals;
-    float* const ratio = outgoing.transposition ? workspace.transposed : outgoing.ratio;
-    if (!outgoing.incoming) {
+  bool form_ratio(const EliminationWorkspace& workspace, const EliminationSchedule::Outgoing& outgoing) {
+    const double* const totals = workspace.totals[kMessageTotals] + outgoing.totals;
+    float* const ratio = outgoing.transposition ? workspace.transposed : numbers(outgoing.ratio);
+    if (outgoing.incoming == kNone) {
       take_array(totals, workspace.scratch, ratio, outgoing.size, workspace.settings);
       return true;
     }
     scatter_message(workspace, outgoing);
-    if (schedule_.left_range.load(std::memory_order_relaxed) && !is_negligible(workspace, outgoing))
-      return false;
+    if (left_range_.load(std::memory_order_relaxed) && !is_negligible(workspace, outgoing)) return false;
     divide_array(totals, workspace.scratch, ratio, outgoing.size, workspace.settings);
     return true;
   }
 
   // Scales by a power of two so that the largest entry lies between one and two. Receivers normalise anyway.
-  void scale_totals(const Workspace& workspace,
+  void scale_totals(const EliminationWorkspace& workspace,
                     const EliminationSchedule::Outgoing& outgoing) const noexcept {
-    double* const totals = workspace.totals + outgoing.totals;
+    double* const totals = workspace.totals[kMessageTotals] + outgoing.totals;
     const double largest = *std::max_element(totals, totals + outgoing.size);
     if (!(largest > 0.0) || !std::isfinite(largest)) return;
     const int exponent = -std::ilogb(largest);
@@ -369,9 +406,9 @@ class EliminationRun {
   }
 
   // Whether hardly any probability falls on the entries of the receiver's message that were rounded up.
-  bool is_negligible(const Workspace& workspace,
+  bool is_negligible(const EliminationWorkspace& workspace,
                      const EliminationSchedule::Outgoing& outgoing) const noexcept {
-    const double* const totals = workspace.totals + outgoing.totals;
+    const double* const totals = workspace.totals[kMessageTotals] + outgoing.totals;
     double mass = 0.0, doubtful = 0.0;
     for (size_t i = 0; i < outgoing.size; ++i) {
       mass += totals[i];
@@ -383,37 +420,37 @@ class EliminationRun {
     return false;
   }
 
-  void scatter_message(const Workspace& workspace, const EliminationSchedule::Outgoing& outgoing) {
-    if (!outgoing.incoming_map) {
-      std::copy_n(outgoing.incoming, outgoing.size, workspace.scratch);
+  void scatter_message(const EliminationWorkspace& workspace, const EliminationSchedule::Outgoing& outgoing) {
+    const float* const incoming = numbers(outgoing.incoming);
+    if (outgoing.incoming_map == EliminationSchedule::kNoMap) {
+      std::copy_n(incoming, outgoing.size, workspace.scratch);
       return;
     }
-    const Step scatter = {StepKind::assign, outgoing.incoming_map, outgoing.incoming};
+    const Step scatter = {StepKind::assign, &schedule_.maps[outgoing.incoming_map], incoming};
     run_pass(outgoing.sums->shape, workspace.scratch, &scatter, 1, workspace.settings);
   }
 
   // ---- Beliefs ----
 
-  double* sums_of(const Workspace& workspace, const EliminationSchedule::Belief& belief) const noexcept {
-    return workspace.sums + (belief.totals - schedule_.sums.begin());
+  const Node& node_of(const EliminationSchedule::Belief& belief) const noexcept {
+    return *engine_.tree->nodes[belief.node];
   }
 
-  void clear_sums(const Workspace& workspace, size_t first, size_t count) noexcept {
+  void clear_sums(const EliminationWorkspace& workspace, size_t first, size_t count) noexcept {
     for (size_t b = first; b < first + count; ++b)
-      std::fill_n(sums_of(workspace, schedule_.beliefs[b]), schedule_.beliefs[b].node->number_of_states, 0.0);
+      std::fill_n(workspace.sums(schedule_.beliefs[b]), node_of(schedule_.beliefs[b]).number_of_states, 0.0);
   }
 
-  bool store_beliefs(const Workspace& workspace, size_t first, size_t count) noexcept {
+  bool store_beliefs(const EliminationWorkspace& workspace, size_t first, size_t count) noexcept {
     for (size_t b = first; b < first + count; ++b) {
-      const EliminationSchedule::Belief& belief = schedule_.beliefs[b];
-      const size_t states = belief.node->number_of_states;
-      const double* const sums = sums_of(workspace, belief);
+      const Node& node = node_of(schedule_.beliefs[b]);
+      const size_t states = node.number_of_states;
+      const double* const sums = workspace.sums(schedule_.beliefs[b]);
       double whole = 0.0;
       for (size_t i = 0; i < states; ++i)
         whole = schedule_.marginal == StepKind::sum ? whole + sums[i] : std::max(whole, sums[i]);
       if (!(whole >= kLeastWhole && std::isfinite(whole))) return raise_range_flags(kRangeFlags), false;
-      for (size_t i = 0; i < states; ++i)
-        engine_[*belief.node].belief[i] = static_cast<tv_number_t>(sums[i] / whole);
+      for (size_t i = 0; i < states; ++i) engine_[node].belief[i] = static_cast<tv_number_t>(sums[i] / whole);
     }
     return true;
   }
@@ -428,8 +465,10 @@ class EliminationRun {
   }
 
   TreeEngine& engine_;
-  EliminationSchedule& schedule_;
+  const EliminationSchedule& schedule_;
+  EliminationMemory& memory_;
   ParallelSettings settings_;
+  std::atomic<bool> left_range_ = false;  // products have left single precision
   Workers workers_{settings_.concurrency_level};
   double mantissa_ = 1.0;
   long exponent_ = 0;
@@ -437,8 +476,8 @@ class EliminationRun {
 
 }  // namespace
 
-tv_status_t run_elimination(TreeEngine& engine, EliminationSchedule& schedule) {
-  return EliminationRun(engine, schedule).run();
+tv_status_t run_elimination(TreeEngine& engine, const EliminationSchedule& schedule, Subtrees* subtrees) {
+  return EliminationRun(engine, schedule).run(subtrees);
 }
 
 }  // namespace tv

@@ -123,7 +123,7 @@ tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
   if (!may_eliminate(request)) return kOutOfRange;
   forget_tables(engine);
   tidy_evidence(engine);
-  EliminationSchedule* schedule = engine.schedules->find(engine, request.equilibrium).elimination;
+  const EliminationSchedule* schedule = engine.schedules->find(engine, request.equilibrium).elimination;
   std::unique_ptr<EliminationSchedule> fresh;
   if (!schedule) schedule = (fresh = build_any_elimination(request)).get();
   if (!schedule) return kOutOfRange;
@@ -138,7 +138,6 @@ tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
   engine.step_log_constant = step_log_constant;
   if (status == tv_status_no_value) return tv_status_inconsistency_or_underflow;
   if (status) return status;
-  engine.is_extended = schedule->left_range.load(std::memory_order_relaxed);
   if (fresh) engine.schedules->insert(std::move(fresh));
   return tv_status_none;
 }

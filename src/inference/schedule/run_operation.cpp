@@ -53,22 +53,6 @@ tv_status_t OperationRunner::run(const Workspace& workspace, const Operation& op
 
 // ---- Passes over a clique's table ----
 
-// The steps of an operation with the places that its schedule gives as offsets.
-const Step* OperationRunner::bind_steps(const Workspace& workspace,
-                                        const Operation& operation) const noexcept {
-  double* const targets[kTotalsBuffers] = {workspace.totals, workspace.belief_totals, &engine_.mass,
-                                           &engine_.table_sum};
-  const ScheduleStep* step = schedule_.steps + operation.first_step;
-  for (Step* bound = workspace.steps; bound < workspace.steps + operation.step_count; ++bound, ++step) {
-    *bound = {step->operation, schedule_.maps + step->map};
-    if (step->is_factor())
-      bound->operand = engine_.buffers[step->place.buffer] + step->place.offset;
-    else
-      bound->target = targets[step->place.buffer] + step->place.offset;
-  }
-  return workspace.steps;
-}
-
 // A pass over a lazy clique. If a product leaves the range of floats, the pass is repeated in doubles; false
 // where these do not suffice. `clear` sets the accumulators to zero.
 template <class Clear>
@@ -98,8 +82,8 @@ void OperationRunner::run_steps(const Workspace& workspace, const Operation& ope
 
 tv_status_t OperationRunner::run_table_pass(const Workspace& workspace, const Operation& operation) {
   const auto clear = [&] {
-    clear_array(workspace.totals, operation.clear_totals, workspace.settings);
-    std::fill_n(workspace.belief_totals, operation.clear_beliefs, 0.0);
+    clear_array(workspace.totals[kMessageTotals], operation.clear_totals, workspace.settings);
+    std::fill_n(workspace.totals[kBeliefTotals], operation.clear_beliefs, 0.0);
   };
   if (operation.formed > 0 && work(operation).lazy)
     return run_over_products(workspace, operation, clear) ? tv_status_none : kOutOfRange;
@@ -127,7 +111,7 @@ void OperationRunner::bring_up_to_date(const Workspace& workspace, const Operati
 }
 
 void OperationRunner::run_separator_pass(const Workspace& workspace, const Operation& operation) {
-  std::fill_n(workspace.belief_totals, operation.clear_beliefs, 0.0);
+  std::fill_n(workspace.totals[kBeliefTotals], operation.clear_beliefs, 0.0);
   if (operation.step_count == 0) return;
   const ReducedTable& table = engine_.separators[work(operation).links[operation.link].separator].old;
   run_pass(operation.shape, table.numbers, bind_steps(workspace, operation), operation.step_count,
@@ -254,14 +238,14 @@ tv_status_t OperationRunner::collect(const Workspace& workspace, const Operation
                                      CollectOutcome& outcome) {
   CliqueWork& here = work(operation);
   const CliqueLink& link = here.links[operation.link];
-  if (tv_status_t status =
-          update_and_marginalize(workspace, operation, workspace.totals, operation.size, outcome))
+  if (tv_status_t status = update_and_marginalize(workspace, operation, workspace.totals[kMessageTotals],
+                                                  operation.size, outcome))
     return status;
-  if (weighs_findings_) marginalize_onto(here, link, workspace.totals);
+  if (weighs_findings_) marginalize_onto(here, link, workspace.totals[kMessageTotals]);
   SeparatorWork& separator = engine_.separators[link.separator];
   float* message = message_buffer(operation);
   const RatioResult result = (operation.has_past ? divide_array : take_array)(
-      workspace.totals, separator.old.numbers, message, operation.size, workspace.settings);
+      workspace.totals[kMessageTotals], separator.old.numbers, message, operation.size, workspace.settings);
   if (range_flags()) return kOutOfRange;
   if (tv_status_t status = check_ratio(result, operation.has_past)) return status;
   outcome.mass = request_.equilibrium == tv_equilibrium_sum ? result.sum : result.largest;
@@ -348,7 +332,7 @@ void OperationRunner::normalize_factors(const Operation& operation) noexcept {
 tv_status_t OperationRunner::send(const Workspace& workspace, const Operation& operation) {
   const CliqueLink& link = work(operation).links[operation.link];
   SeparatorWork& separator = engine_.separators[link.separator];
-  double* totals = workspace.totals + operation.totals;
+  double* totals = workspace.totals[kMessageTotals] + operation.totals;
   if (weighs_findings_) marginalize_onto(work(operation), link, totals);
   const RatioResult result = (operation.has_past ? divide_array : take_array)(
       totals, separator.old.numbers, message_buffer(operation), operation.size, workspace.settings);
@@ -367,7 +351,7 @@ tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Oper
     data.belief[data.observed_state] = 1.0f;
     return tv_status_none;
   }
-  double* totals = workspace.belief_totals + operation.totals;
+  double* totals = workspace.totals[kBeliefTotals] + operation.totals;
   if (weighs_findings_) {
     size_t steps[64];
     const CliqueWork& here = work(operation);

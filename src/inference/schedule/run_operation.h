@@ -2,17 +2,10 @@
 #pragma once
 
 #include "inference/schedule/run_schedule.h"
+#include "inference/schedule/workspace.h"
 #include "tables/kernels/kernels.h"
 
 namespace tv {
-
-// The workspace of one thread: its accumulators, the steps of the present pass, and how it runs passes.
-struct Workspace {
-  double* totals;
-  double* belief_totals;
-  Step* steps;
-  ParallelSettings settings;
-};
 
 // The scaling of a collecting clique's message.
 struct CollectOutcome {
@@ -45,7 +38,9 @@ class OperationRunner {
   CliqueWork& work(const Operation& operation) const noexcept { return engine_.cliques[operation.clique]; }
 
   // Passes over a table.
-  const Step* bind_steps(const Workspace& workspace, const Operation& operation) const noexcept;
+  const Step* bind_steps(const Workspace& workspace, const Operation& operation) const noexcept {
+    return workspace.bind(schedule_.steps + operation.first_step, operation.step_count, schedule_.maps);
+  }
   void run_steps(const Workspace& workspace, const Operation& operation, const Step* steps, size_t count);
   tv_status_t run_table_pass(const Workspace& workspace, const Operation& operation);
   template <class Clear>

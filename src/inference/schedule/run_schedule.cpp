@@ -65,7 +65,10 @@ class Runner {
   }
 
   Workspace main_workspace(const ParallelSettings& settings) const noexcept {
-    return {engine_.totals.data(), engine_.belief_totals.data(), engine_.bound_steps.data(), settings};
+    return {{engine_.totals.data(), engine_.belief_totals.data(), &engine_.mass, &engine_.table_sum},
+            engine_.buffers.data(),
+            engine_.bound_steps.data(),
+            settings};
   }
 
   tv_status_t run_operations() {
@@ -187,8 +190,11 @@ class Runner {
     for (Block<double>& block : totals) {
       block.allocate_uninitialized(subtrees.totals + subtrees.belief_totals + alone.scratch_size);
       alone.scratch = block.data() + subtrees.totals + subtrees.belief_totals;
-      workspaces.push_back({block.data(), block.data() + subtrees.totals,
-                            steps.data() + (workspaces.size() - 1) * kMaxFusedSteps, alone});
+      Workspace workspace = main_workspace(alone);
+      workspace.totals[kMessageTotals] = block.data();
+      workspace.totals[kBeliefTotals] = block.data() + subtrees.totals;
+      workspace.steps = steps.data() + (workspaces.size() - 1) * kMaxFusedSteps;
+      workspaces.push_back(workspace);
     }
     std::vector<CollectOutcome> outcomes(schedule_.operation_count);
     Failure failure;

@@ -26,6 +26,7 @@ enum FactorBuffer : uint32_t {
   kCliqueFactors,   // by clique: the only factor of a lazy one
   kInverseOfMass,   // of the root
   kConstants,       // of the schedule
+  kTransposed,      // of the running thread: a message before it is transposed
   kFirstPotential,  // and so on
 };
 

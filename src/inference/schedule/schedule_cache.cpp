@@ -55,7 +55,8 @@ bool ScheduleCache::layouts_hold(const TreeEngine& engine) noexcept {
   const bool has_schedule = for_any_[0] || for_any_[1];
   return (schedules_hold || !has_schedule) &&
          std::all_of(slots_.begin(), slots_.end(), [&](const Slot& slot) {
-           return slot.kind == Kind::elimination ? slot.cached->elimination->holds() : schedules_hold;
+           return slot.kind == Kind::elimination ? slot.cached->elimination->holds(*engine.tree)
+                                                 : schedules_hold;
          });
 }
 
@@ -90,9 +91,9 @@ ScheduleCache::Found ScheduleCache::find(const TreeEngine& engine, tv_equilibriu
     ++slot->count;
     slot->used = clock_;
     if (kind == Kind::elimination)
-      found = {nullptr, nullptr, slot->cached->elimination.get()};
+      found = {nullptr, slot->cached->elimination.get(), &slot->cached->subtrees};
     else
-      found = {&slot->cached->copy.schedule, &slot->cached->subtrees, nullptr};
+      found = {&slot->cached->copy.schedule, nullptr, &slot->cached->subtrees};
     admission_.note_hit(kind);
   }
   return found;

@@ -30,8 +30,8 @@ class ScheduleCache {
   // first.
   struct Found {
     const Schedule* schedule = nullptr;
-    Subtrees* subtrees = nullptr;  // of the schedule, as far as they have been found
-    EliminationSchedule* elimination = nullptr;
+    const EliminationSchedule* elimination = nullptr;
+    Subtrees* subtrees = nullptr;  // of the schedule that is found, as far as they are known
   };
   Found find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
