@@ -309,7 +309,9 @@ std::unique_ptr<TreeEngine> new_engine(InferenceState& state, const JunctionTree
   for (size_t c = 0; c < tree.clique_count(); ++c)
     engine->entries += static_cast<double>(tree.cliques[c]->table.size);
   engine->schedules = std::make_unique<ScheduleCache>();
-  engine->schedules->prepare(tree.nodes.size(), schedule_budget(tree));
+  engine->schedules->prepare(
+      tree.nodes.size(), schedule_budget(tree),
+      state.is_own() ? std::make_shared<SharedSchedules>() : engine_of(tree).schedules->shared());
   apply_observed_states(*engine);
   engine->utilities = new_utility_engine(*engine);
   return engine;

@@ -35,6 +35,7 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<float>(stored_entries(tree));
   if (tree.has_continuous) bytes.add<char>(cg_memory_needed(tree));
   bytes.add<ScheduleCache>(1);
+  bytes.add<SharedSchedules>(1);
   bytes.add<uint32_t>(tree.nodes.size() + 1);  // its pattern
   bytes.add<char>(utility_engine_bytes(tree));
   for (const Node* node : tree.nodes) bytes.add<tv_number_t>(size_multiply(node->number_of_states, 3));

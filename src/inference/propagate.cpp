@@ -153,10 +153,12 @@ tv_status_t propagate_by_elimination(const PropagationRequest& request, const Sc
   TreeEngine& engine = request.engine;
   ScheduleCache& cache = *engine.schedules;
   if (!may_eliminate(request)) return tv_status_no_value;
-  std::unique_ptr<EliminationSchedule> fresh;
-  if (!cached.elimination && !succeeds_with_memory([&] { fresh = build_elimination(request); }))
+  const EliminationSchedule* schedule = cached.elimination;
+  std::shared_ptr<const CachedSchedule> fresh;
+  if (schedule ? !may_run(engine, *schedule)
+               : !succeeds_with_memory([&] { fresh = build_elimination(request); }))
     return tv_status_no_value;
-  const EliminationSchedule* schedule = cached.elimination ? cached.elimination : fresh.get();
+  if (fresh) schedule = fresh->elimination.get();
   if (!schedule) return tv_status_no_value;
   tv_status_t status = tv_status_none;
   if (!succeeds_with_memory([&] { status = run_elimination(engine, *schedule, cached.subtrees); }))
@@ -166,7 +168,7 @@ tv_status_t propagate_by_elimination(const PropagationRequest& request, const Sc
   observe_states_without_shapes(engine);
   for (CliqueWork& work : engine.cliques) work.findings.clear();  // the schedule has multiplied by them
   engine.marginals_only = true;
-  if (fresh) cache.insert(std::move(fresh));
+  if (fresh) cache.insert(fresh);
   return tv_status_none;
 }
 

@@ -1,30 +1,17 @@
-// Queries: evidence and results beside the domain's own, in one thread and in many.
+// Queries: evidence and results beside the domain's own.
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
-#include <memory>
 #include <mutex>
 #include <thread>
 
 #include "support/builders.h"
-#include "support/cg_builders.h"
 #include "support/oracle.h"
+#include "support/queries.h"
 
 namespace test {
 namespace {
-
-struct DeleteQuery {
-  void operator()(tv_query_t* query) const { tv_query_delete(query); }
-};
-using QueryOwner = std::unique_ptr<tv_query_t, DeleteQuery>;
-
-QueryOwner new_query(const DomainOwner& domain) {
-  QueryOwner query(tv_domain_new_query(domain.get()));
-  EXPECT_TRUE(query) << tv_error_message();
-  return query;
-}
 
 // Evidence as hosts enter it, in the domain (without a query) or in a query.
 void enter(tv_query_t* query, tv_node_t* node, const std::vector<float>& finding) {
@@ -105,93 +92,6 @@ TEST(Queries, AreIndependentOfEachOtherAndOfTheDomain) {
       expect_answers(domain, place, oracle, random.chance(0.8) ? tv_equilibrium_sum : tv_equilibrium_max,
                      fast ? tv_evidence_fast_retraction : tv_evidence_normal);
     }
-  }
-}
-
-// ---- Many cases ----
-
-struct Case {
-  std::vector<std::pair<tv_node_t*, double>> values;  // a state, or the value of a continuous node
-};
-
-std::vector<Case> draw_cases(Generator& random, const DomainOwner& domain, size_t count) {
-  std::vector<Case> cases(count);
-  const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
-  for (Case& each : cases) {
-    const std::vector<double> drawn = draw_case(random, domain.get());
-    for (size_t i = 0; i < nodes.size(); ++i)
-      if (random.chance(0.3)) each.values.emplace_back(nodes[i], drawn[i]);
-  }
-  return cases;
-}
-
-uint64_t mix(uint64_t hash, double number) {
-  return (hash ^ std::bit_cast<uint64_t>(number)) * 1099511628211u;
-}
-
-// All answers of a query to one case, as one number that tells every bit.
-uint64_t answers_of(tv_query_t* query, tv_domain_t* domain, const Case& found) {
-  tv_query_retract_findings(query);
-  for (const auto& [node, value] : found.values) {
-    if (tv_node_get_kind(node) == tv_kind_continuous)
-      tv_query_enter_value(query, node, value);
-    else
-      tv_query_select_state(query, node, static_cast<size_t>(value));
-  }
-  uint64_t hash = static_cast<uint64_t>(tv_query_propagate(query, tv_equilibrium_sum, tv_evidence_normal));
-  for (const tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node)) {
-    if (tv_node_get_kind(node) == tv_kind_continuous)
-      hash = mix(mix(hash, tv_query_get_mean(query, node)), tv_query_get_variance(query, node));
-    else
-      for (size_t s = 0; s < tv_node_get_number_of_states(node); ++s)
-        hash = mix(hash, tv_query_get_belief(query, node, s));
-  }
-  return mix(hash, tv_query_get_log_normalization_constant(query));
-}
-
-// The moments of the case that the query has answered last, which other tests hold against the exact ones.
-void expect_moments_of_domain(tv_query_t* query, tv_domain_t* domain, const Case& found) {
-  tv_domain_retract_findings(domain);
-  for (const auto& [node, value] : found.values) {
-    if (tv_node_get_kind(node) == tv_kind_continuous)
-      tv_node_enter_value(node, value);
-    else
-      tv_node_select_state(node, static_cast<size_t>(value));
-  }
-  ASSERT_EQ(tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
-  for (const tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node)) {
-    if (tv_node_get_kind(node) != tv_kind_continuous) continue;
-    const double mean = tv_node_get_mean(node), variance = tv_node_get_variance(node);
-    EXPECT_NEAR(tv_query_get_mean(query, node), mean, 1e-5 * std::max(1.0, std::abs(mean)));
-    EXPECT_NEAR(tv_query_get_variance(query, node), variance, 1e-5 * std::max(1.0, variance));
-  }
-}
-
-// Eight threads with a query each, while the domain itself is propagated, get the answers of one after the
-// other, bit by bit. The thread sanitizer sees what they share.
-TEST(Queries, OnThreadsAnswerTheSameBits) {
-  constexpr size_t kThreads = 8, kCases = 160;
-  for (const bool is_mixed : {false, true}) {
-    Generator random(11);
-    const DomainOwner domain = is_mixed ? random_cg_network(random, {.zero_variance = 0, .zero_weight = 0})
-                                        : random_network(random, Values::positive, {.max_nodes = 30});
-    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
-    const std::vector<Case> cases = draw_cases(random, domain, kCases);
-    std::vector<uint64_t> expected(kCases), found(kCases);
-    const QueryOwner alone = new_query(domain);
-    for (size_t i = 0; i < kCases; ++i) expected[i] = answers_of(alone.get(), domain.get(), cases[i]);
-    std::vector<QueryOwner> queries;
-    for (size_t t = 0; t < kThreads; ++t) queries.push_back(new_query(domain));
-    std::vector<std::thread> threads;
-    for (size_t t = 0; t < kThreads; ++t)
-      threads.emplace_back([&, t] {
-        for (size_t i = t; i < kCases; i += kThreads)
-          found[i] = answers_of(queries[t].get(), domain.get(), cases[i]);
-      });
-    tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal);
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(found, expected) << is_mixed;
-    expect_moments_of_domain(alone.get(), domain.get(), cases.back());
   }
 }
 

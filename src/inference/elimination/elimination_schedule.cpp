@@ -65,6 +65,28 @@ double saved_for_each_clique(const EliminationTree& graph, double entries) noexc
   return (entries - graph.entries) / static_cast<double>(graph.cliques.size());
 }
 
+// Whether the reduced tables are large enough that other cliques may be worth looking for.
+bool has_enough_entries(const TreeEngine& engine, double entries, bool comes_again) noexcept {
+  const double least = static_cast<double>(limits.entries_for_elimination);
+  const double for_each_node = comes_again ? least : std::min(least, 1.0) * kEntriesForFirst;
+  return entries >= for_each_node * static_cast<double>(engine.tree->nodes.size());
+}
+
+bool is_worth_it(const TreeEngine& engine, double entries, double saved, bool comes_again) noexcept {
+  return has_enough_entries(engine, entries, comes_again) &&
+         (limits.entries_for_elimination == 0 || saved >= (comes_again ? kSaved : kSavedAtOnce));
+}
+
+std::shared_ptr<const CachedSchedule> build_over(const PropagationRequest& request,
+                                                 const EliminationTree& graph, double entries) {
+  if (graph.cliques.empty()) return nullptr;
+  std::unique_ptr<EliminationSchedule> schedule = build_elimination_over(request, graph);
+  if (!schedule) return nullptr;
+  schedule->entries = entries;
+  schedule->saved = saved_for_each_clique(graph, entries);
+  return request.engine.schedules->hold(std::move(schedule));
+}
+
 }  // namespace
 
 size_t EliminationSchedule::bytes() const noexcept {
@@ -105,31 +127,39 @@ bool elimination_pays(TreeEngine& engine) {
   return paying > 1;
 }
 
-std::unique_ptr<EliminationSchedule> build_any_elimination(const PropagationRequest& request) {
-  const TreeEngine& engine = request.engine;
+std::shared_ptr<const CachedSchedule> build_any_elimination(const PropagationRequest& request) {
+  TreeEngine& engine = request.engine;
   if (has_finding_on_one_state(engine)) return nullptr;
-  const EliminationTree graph = best_elimination(engine, reduced_entries(engine));
-  return graph.cliques.empty() ? nullptr : build_elimination_over(request, graph);
+  if (auto shared = engine.schedules->find_shared_elimination()) return shared;
+  const double entries = reduced_entries(engine);
+  return build_over(request, best_elimination(engine, entries), entries);
 }
 
-std::unique_ptr<EliminationSchedule> build_elimination(const PropagationRequest& request) {
+std::shared_ptr<const CachedSchedule> build_elimination(const PropagationRequest& request) {
   TreeEngine& engine = request.engine;
-  const double nodes = static_cast<double>(engine.tree->nodes.size());
-  const double least = static_cast<double>(limits.entries_for_elimination);
-  if (!may_plan(engine, nodes) || has_finding_on_one_state(engine)) return nullptr;
-  const bool is_query = !engine.state->is_own();
-  const bool comes_again = !is_query && engine.schedules->admits(ScheduleCache::Kind::elimination);
+  if (!may_plan(engine, static_cast<double>(engine.tree->nodes.size())) || has_finding_on_one_state(engine))
+    return nullptr;
+  const bool comes_again =
+      engine.state->is_own() && engine.schedules->admits(ScheduleCache::Kind::elimination);
+  auto shared = engine.schedules->find_shared_elimination();
+  if (shared && is_worth_it(engine, shared->elimination->entries, shared->elimination->saved, comes_again))
+    return shared;
   const double entries = reduced_entries(engine);
-  const bool is_large = entries >= (comes_again ? least : std::min(least, 1.0) * kEntriesForFirst) * nodes;
+  const bool is_large = has_enough_entries(engine, entries, comes_again);
   const EliminationTree graph = is_large ? best_elimination(engine, entries) : EliminationTree{};
-  const double enough = comes_again ? kSaved : kSavedAtOnce;
-  if (!graph.cliques.empty() && (least == 0.0 || saved_for_each_clique(graph, entries) >= enough))
-    return build_elimination_over(request, graph);
+  if (!graph.cliques.empty() &&
+      is_worth_it(engine, entries, saved_for_each_clique(graph, entries), comes_again))
+    return build_over(request, graph, entries);
   if (comes_again)
     engine.schedules->note_elimination_in_vain();  // it would not be better the next time
   else if (is_large)
     engine.patterns_to_pass = kPause;
   return nullptr;
+}
+
+bool may_run(const TreeEngine& engine, const EliminationSchedule& schedule) noexcept {
+  if (engine.state->is_own() || limits.entries_for_elimination == 0) return true;
+  return engine.elimination_pays && is_worth_it(engine, schedule.entries, schedule.saved, false);
 }
 
 }  // namespace tv

@@ -18,6 +18,8 @@
 
 namespace tv {
 
+struct CachedSchedule;  // inference/schedule/shared_schedules.h
+
 struct EliminationSchedule {
   static constexpr uint32_t kNoMap = UINT32_MAX;
 
@@ -101,6 +103,8 @@ struct EliminationSchedule {
   size_t message_size = 0;  // of the largest: the capacity of these two
   size_t most_steps = 0;    // of a pass
   size_t work = 0;          // entries times steps, of all passes
+  double entries = 0.0;     // of the compiled tree's tables under the evidence
+  double saved = 0.0;       // of these, for each clique of the schedule
   Arena memory;
 
   size_t bytes() const noexcept;
@@ -129,10 +133,14 @@ bool elimination_pays(TreeEngine& engine);
 std::unique_ptr<EliminationSchedule> build_elimination_over(const PropagationRequest& request,
                                                             const EliminationTree& graph);
 
-// The schedule for the evidence that the tree has absorbed; null where one over the compiled tree is as good.
-// The second form builds one whatever it costs, if there can be one.
-std::unique_ptr<EliminationSchedule> build_elimination(const PropagationRequest& request);
-std::unique_ptr<EliminationSchedule> build_any_elimination(const PropagationRequest& request);
+// The schedule for the evidence that the tree has absorbed, which may come from another state; null where one
+// over the compiled tree is as good. The second form finds one whatever it costs, if there can be one.
+std::shared_ptr<const CachedSchedule> build_elimination(const PropagationRequest& request);
+std::shared_ptr<const CachedSchedule> build_any_elimination(const PropagationRequest& request);
+
+// Whether a state runs a schedule that it has cached for its evidence. A query decides that by the evidence
+// alone, although it may have got the schedule where single precision did not suffice.
+bool may_run(const TreeEngine& engine, const EliminationSchedule& schedule) noexcept;
 
 // Stores the beliefs and the constants. Where single precision does not suffice for the products of a clique,
 // doubles are used, and the tree `is_extended`. `kOutOfRange` where they do not suffice, either; `no_value`

@@ -124,8 +124,9 @@ tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
   forget_tables(engine);
   tidy_evidence(engine);
   const EliminationSchedule* schedule = engine.schedules->find(engine, request.equilibrium).elimination;
-  std::unique_ptr<EliminationSchedule> fresh;
-  if (!schedule) schedule = (fresh = build_any_elimination(request)).get();
+  std::shared_ptr<const CachedSchedule> fresh;
+  if (!schedule) fresh = build_any_elimination(request);
+  if (fresh) schedule = fresh->elimination.get();
   if (!schedule) return kOutOfRange;
   const double constant = engine.constant, log_constant = engine.log_constant;
   const double step_constant = engine.step_constant, step_log_constant = engine.step_log_constant;
@@ -138,7 +139,7 @@ tv_status_t eliminate(const PropagationRequest& request, WideNumber& mass) {
   engine.step_log_constant = step_log_constant;
   if (status == tv_status_no_value) return tv_status_inconsistency_or_underflow;
   if (status) return status;
-  if (fresh) engine.schedules->insert(std::move(fresh));
+  if (fresh) engine.schedules->insert(fresh);
   return tv_status_none;
 }
 

@@ -7,28 +7,15 @@
 
 #include "api/boundary.h"
 #include "inference/elimination/elimination_schedule.h"
-#include "inference/schedule/copy_schedule.h"
-#include "inference/schedule/parallel_subtrees.h"
 
 namespace tv {
-
-// A schedule over the compiled tree or an elimination schedule, with the pattern of observed nodes as its
-// key.
-struct CachedSchedule {
-  CopiedSchedule copy;
-  Subtrees subtrees;         // of the schedule: found when it is first run on threads
-  bool is_for_any = true;    // the schedule is the same for one thread and for several,
-  bool for_threads = false;  // or it was built for several
-  std::unique_ptr<EliminationSchedule> elimination;
-  std::unique_ptr<uint32_t[]> pattern;
-  size_t pattern_size = 0;
-};
 
 namespace {
 
 constexpr size_t kBytesForPattern = 4096;  // of the budget, so that small trees remember fewer
 constexpr size_t kPatternsForSchedule = 4;
 constexpr uint64_t kMaxIdle = 1000;
+constexpr uint32_t kAnyEvidence = 2;  // stands in the place of the equilibrium
 
 bool layout_holds(const CliquePotential& plan) noexcept {
   const Table* table = plan.table();
@@ -40,9 +27,10 @@ bool layout_holds(const CliquePotential& plan) noexcept {
 ScheduleCache::ScheduleCache() noexcept = default;
 ScheduleCache::~ScheduleCache() = default;
 
-void ScheduleCache::prepare(size_t nodes, size_t budget) {
-  pattern_.reserve(nodes + 1);
+void ScheduleCache::prepare(size_t nodes, size_t budget, std::shared_ptr<SharedSchedules> shared) {
+  key_.pattern.reserve(nodes + 1);
   budget_ = budget;
+  shared_ = std::move(shared);
   admission_.prepare(std::min(budget / kBytesForPattern, kPatternsForSchedule * kCapacity.cached_schedules));
 }
 
@@ -66,56 +54,52 @@ void ScheduleCache::drop_stale(const TreeEngine& engine) noexcept {
 
 ScheduleCache::Found ScheduleCache::find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
   drop_stale(engine);
-  uint64_t hash = 14695981039346656037u;  // Fowler, Noll and Vo's hash
-  pattern_.clear();
-  const auto add = [&](uint32_t mark) {
-    pattern_.push_back(mark);
-    hash = (hash ^ mark) * 1099511628211u;
-  };
-  add(equilibrium == tv_equilibrium_max);
+  key_.start(engine, equilibrium == tv_equilibrium_max);
   for_each_with_evidence(engine, [&](const Node& node) {
     const NodeState& data = engine[node];
     if (data.propagated_state != kNoEvidence)
-      add(placement(node).position * 2 + (data.propagated_state >= 0));
+      key_.add(placement(node).position * 2 + (data.propagated_state >= 0));
   });
-  hash_ = hash;
   ++clock_;
-  admission_.note_search(hash);
+  admission_.note_search(key_.hash);
   if (admission_.ages()) age();
-  const bool has_threads = engine.domain->concurrency_level > 1;
   Found found;
   for (const Kind kind : {Kind::schedule, Kind::elimination}) {
-    Slot* const slot = slot_for(kind, has_threads);
+    Slot* const slot = slot_for(kind);
     admitted_[static_cast<size_t>(kind)] = !slot && admission_.is_worth_building(kind) && has_room(kind);
     if (!slot) continue;
     ++slot->count;
     slot->used = clock_;
-    if (kind == Kind::elimination)
-      found = {nullptr, slot->cached->elimination.get(), &slot->cached->subtrees};
-    else
-      found = {&slot->cached->copy.schedule, nullptr, &slot->cached->subtrees};
+    found.subtrees = slot->subtrees.get();
+    found.schedule = kind == Kind::schedule ? &slot->cached->copy.schedule : nullptr;
+    found.elimination = slot->cached->elimination.get();
     admission_.note_hit(kind);
   }
+  if (!found.schedule && !found.elimination) found.schedule = find_shared_schedule(found);
   return found;
 }
 
+// That of another state, which becomes this one's where there is room for it.
+const Schedule* ScheduleCache::find_shared_schedule(Found& found) noexcept {
+  found.held = shared_->find(key_, false);
+  if (!found.held) return nullptr;
+  admission_.note_hit(Kind::schedule);
+  admitted_[static_cast<size_t>(Kind::schedule)] = false;
+  if (found.held->bytes <= capacity_for(Kind::schedule, false)) add(Kind::schedule, found.held);
+  return &found.held->copy.schedule;
+}
+
 // The schedule for the present pattern.
-ScheduleCache::Slot* ScheduleCache::slot_for(Kind kind, bool has_threads) noexcept {
-  for (Slot& slot : slots_) {
-    if (slot.hash != hash_ || slot.kind != kind) continue;
-    const CachedSchedule& cached = *slot.cached;
-    if (cached.pattern_size == pattern_.size() &&
-        std::equal(pattern_.begin(), pattern_.end(), cached.pattern.get()) &&
-        (cached.is_for_any || cached.for_threads == has_threads))
-      return &slot;
-  }
+ScheduleCache::Slot* ScheduleCache::slot_for(Kind kind) noexcept {
+  for (Slot& slot : slots_)
+    if (slot.hash == key_.hash && slot.kind == kind && key_.fits(*slot.cached)) return &slot;
   return nullptr;
 }
 
 void ScheduleCache::note_tables_needed() noexcept {
   admission_.note_tables_needed();
-  std::erase_if(slots_,
-                [this](const Slot& slot) { return slot.hash == hash_ && slot.kind == Kind::elimination; });
+  std::erase_if(
+      slots_, [this](const Slot& slot) { return slot.hash == key_.hash && slot.kind == Kind::elimination; });
 }
 
 void ScheduleCache::note_elimination_in_vain() noexcept {
@@ -128,41 +112,54 @@ void ScheduleCache::insert(const TreeEngine& engine, const ScheduleLists& lists,
   const bool as_it_is = deserves_threads(*engine.domain, lists.schedule());
   const size_t capacity = capacity_for(Kind::schedule, true);
   admission_.charge(Kind::schedule);
-  CopiedSchedule copy = copy_schedule(engine, lists, equilibrium, as_it_is, capacity);
-  if (copy.bytes > capacity) admission_.reject(Kind::schedule);
-  std::unique_ptr<CachedSchedule> cached(new (std::nothrow) CachedSchedule);
-  if (!copy.memory || !cached) return;
-  cached->copy = std::move(copy);
-  if (!as_it_is) cached->copy.schedule.gather = &cached->copy.gather;
-  cached->is_for_any = !would_deserve_threads(*engine.domain, lists.schedule());
-  cached->for_threads = engine.domain->concurrency_level > 1;
-  const size_t bytes = cached->copy.bytes;
-  add(Kind::schedule, bytes, std::move(cached));
+  succeeds_with_memory([&] {
+    const auto cached = std::make_shared<CachedSchedule>();
+    cached->copy = copy_schedule(engine, lists, equilibrium, as_it_is, capacity);
+    if (cached->copy.bytes > capacity) admission_.reject(Kind::schedule);
+    if (!cached->copy.memory) return;
+    if (!as_it_is) cached->copy.schedule.gather = &cached->copy.gather;
+    cached->is_for_any = !would_deserve_threads(*engine.domain, lists.schedule());
+    cached->for_threads = engine.domain->concurrency_level > 1;
+    cached->pattern = key_.pattern;
+    cached->bytes = cached->copy.bytes;
+    add(Kind::schedule, cached);
+    publish(engine, cached);
+  });
 }
 
-void ScheduleCache::insert(std::unique_ptr<EliminationSchedule> elimination) noexcept {
+// Where a clique has got a table that was to be lazy, others have none.
+void ScheduleCache::publish(const TreeEngine& engine,
+                            const std::shared_ptr<const CachedSchedule>& cached) noexcept {
+  if (engine.stored.empty()) shared_->insert(key_, cached);
+}
+
+std::shared_ptr<const CachedSchedule> ScheduleCache::hold(
+    std::unique_ptr<EliminationSchedule> elimination) const {
+  if (!elimination) return nullptr;
+  const auto cached = std::make_shared<CachedSchedule>();
+  cached->bytes = elimination->bytes();
+  cached->elimination = std::move(elimination);
+  cached->pattern = key_.pattern;
+  return cached;
+}
+
+void ScheduleCache::insert(const std::shared_ptr<const CachedSchedule>& elimination) noexcept {
   const bool was_built_for_it = admits(Kind::elimination);
   if (was_built_for_it) admission_.charge(Kind::elimination);
-  if (elimination->bytes() > capacity_for(Kind::elimination, was_built_for_it)) {
+  if (elimination->bytes > capacity_for(Kind::elimination, was_built_for_it)) {
     if (was_built_for_it) admission_.reject(Kind::elimination);
     return;
   }
-  std::unique_ptr<CachedSchedule> cached(new (std::nothrow) CachedSchedule);
-  if (!cached) return;
-  const size_t bytes = elimination->bytes();
-  cached->elimination = std::move(elimination);
-  add(Kind::elimination, bytes, std::move(cached));
+  add(Kind::elimination, elimination);
+  shared_->insert(key_, elimination);
 }
 
-void ScheduleCache::add(Kind kind, size_t bytes, std::unique_ptr<CachedSchedule> cached) noexcept {
-  cached->pattern.reset(new (std::nothrow) uint32_t[pattern_.size()]);
-  if (!cached->pattern) return;
-  std::copy(pattern_.begin(), pattern_.end(), cached->pattern.get());
-  cached->pattern_size = pattern_.size();
-  evict_for(kind, bytes);
-  last_bytes_[static_cast<size_t>(kind)] = bytes;
+void ScheduleCache::add(Kind kind, const std::shared_ptr<const CachedSchedule>& cached) noexcept {
+  evict_for(kind, cached->bytes);
+  last_bytes_[static_cast<size_t>(kind)] = cached->bytes;
   succeeds_with_memory([&] {
-    slots_.push_back({hash_, clock_, bytes, admission_.count(), kind, std::move(cached)});
+    slots_.push_back(
+        {key_.hash, clock_, cached->bytes, admission_.count(), kind, cached, std::make_unique<Subtrees>()});
   });
 }
 
@@ -226,23 +223,30 @@ const Schedule* ScheduleCache::for_any_evidence(const TreeEngine& engine,
                                                 tv_equilibrium_t equilibrium) noexcept {
   drop_stale(engine);
   searches_for_any_ = std::min(searches_for_any_ + 1, 2u);
-  const CachedSchedule* const cached = for_any_[equilibrium == tv_equilibrium_max].get();
+  std::shared_ptr<const CachedSchedule>& cached = for_any_[equilibrium == tv_equilibrium_max];
+  if (!cached) {
+    key_.start(engine, kAnyEvidence + (equilibrium == tv_equilibrium_max));
+    cached = shared_->find(key_, false);
+  }
   return cached ? &cached->copy.schedule : nullptr;
 }
 
 void ScheduleCache::insert_for_any_evidence(const TreeEngine& engine, const ScheduleLists& lists,
                                             tv_equilibrium_t equilibrium) noexcept {
-  std::unique_ptr<CachedSchedule> cached(new (std::nothrow) CachedSchedule);
-  if (!cached) return;
-  cached->copy = copy_schedule(engine, lists, equilibrium, false, kHugeSize);
-  if (!cached->copy.memory) return;
-  cached->copy.schedule.gather = &cached->copy.gather;
-  for_any_[equilibrium == tv_equilibrium_max] = std::move(cached);
+  succeeds_with_memory([&] {
+    const auto cached = std::make_shared<CachedSchedule>();
+    cached->copy = copy_schedule(engine, lists, equilibrium, false, kHugeSize);
+    if (!cached->copy.memory) return;
+    cached->copy.schedule.gather = &cached->copy.gather;
+    cached->pattern = key_.pattern;
+    for_any_[equilibrium == tv_equilibrium_max] = cached;
+    publish(engine, cached);
+  });
 }
 
 void ScheduleCache::clear() noexcept {
   slots_.clear();
-  for (std::unique_ptr<CachedSchedule>& cached : for_any_) cached.reset();
+  for (std::shared_ptr<const CachedSchedule>& cached : for_any_) cached.reset();
 }
 
 }  // namespace tv

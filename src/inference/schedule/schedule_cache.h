@@ -1,6 +1,10 @@
-// A cache of schedules, by the set of observed nodes: programs ask the same question again and again with
-// other answers, which then needs no planning. It holds schedules over the compiled tree that start from the
-// potentials, and elimination schedules. Those that serve the most searches stay (cache_admission.h).
+// The schedules that a state caches, by the set of observed nodes: programs ask the same question again and
+// again with other answers, which then needs no planning. It holds schedules over the compiled tree that
+// start from the potentials, and elimination schedules. Those that serve the most searches stay
+// (cache_admission.h).
+//
+// What it has not got it takes from other states (shared_schedules.h). Whether a propagation runs by
+// elimination, which gives results of other bits, is decided without regard to that.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +12,10 @@
 #include <vector>
 
 #include "inference/schedule/cache_admission.h"
-#include "inference/schedule/run_schedule.h"
+#include "inference/schedule/parallel_subtrees.h"
+#include "inference/schedule/shared_schedules.h"
 
 namespace tv {
-
-struct EliminationSchedule;
-struct CachedSchedule;
 
 class ScheduleCache {
  public:
@@ -23,7 +25,8 @@ class ScheduleCache {
   ScheduleCache& operator=(const ScheduleCache&) = delete;
 
   // Reserves memory for patterns of `nodes` nodes; `budget` bounds the bytes of all schedules together.
-  void prepare(size_t nodes, size_t budget);
+  void prepare(size_t nodes, size_t budget, std::shared_ptr<SharedSchedules> shared);
+  const std::shared_ptr<SharedSchedules>& shared() const noexcept { return shared_; }
 
   // What serves the evidence that the tree has absorbed and listed in order: an elimination schedule, or a
   // schedule over the compiled tree, or nothing. Where an elimination schedule may still be built, it goes
@@ -31,7 +34,8 @@ class ScheduleCache {
   struct Found {
     const Schedule* schedule = nullptr;
     const EliminationSchedule* elimination = nullptr;
-    Subtrees* subtrees = nullptr;  // of the schedule that is found, as far as they are known
+    Subtrees* subtrees = nullptr;                // of the schedule that is found, as far as they are known
+    std::shared_ptr<const CachedSchedule> held;  // the schedule where another state has it alone
   };
   Found find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 
@@ -49,10 +53,16 @@ class ScheduleCache {
   // The elimination schedule that was to be built for the pattern is not better than one over the tree.
   void note_elimination_in_vain() noexcept;
 
+  // The elimination schedule that another state has for that pattern, or null; and one that was built for it.
+  std::shared_ptr<const CachedSchedule> find_shared_elimination() noexcept {
+    return shared_->find(key_, true);
+  }
+  std::shared_ptr<const CachedSchedule> hold(std::unique_ptr<EliminationSchedule> elimination) const;
+
   // Caches a copy of the schedule for that pattern, or an elimination schedule, which needs no copy. Does
   // nothing when memory runs out.
   void insert(const TreeEngine& engine, const ScheduleLists& lists, tv_equilibrium_t equilibrium) noexcept;
-  void insert(std::unique_ptr<EliminationSchedule> elimination) noexcept;
+  void insert(const std::shared_ptr<const CachedSchedule>& elimination) noexcept;
 
   // A copy of the schedule that serves every evidence (finding_vectors.h), or null; whether it should be
   // built, from the second search on; and caching one, which is not evicted.
@@ -72,28 +82,31 @@ class ScheduleCache {
     size_t bytes;
     uint32_t count;  // how often its pattern was looked for, halved from time to time
     Kind kind;
-    std::unique_ptr<CachedSchedule> cached;
+    std::shared_ptr<const CachedSchedule> cached;
+    std::unique_ptr<Subtrees> subtrees;
   };
 
-  Slot* slot_for(Kind kind, bool has_threads) noexcept;
+  Slot* slot_for(Kind kind) noexcept;
+  const Schedule* find_shared_schedule(Found& found) noexcept;
   bool is_stronger(const Slot& slot, bool is_built) const noexcept;
   bool has_room(Kind kind) const noexcept;
   size_t capacity_for(Kind kind, bool is_built) const noexcept;
-  void add(Kind kind, size_t bytes, std::unique_ptr<CachedSchedule> cached) noexcept;
+  void add(Kind kind, const std::shared_ptr<const CachedSchedule>& cached) noexcept;
+  void publish(const TreeEngine& engine, const std::shared_ptr<const CachedSchedule>& cached) noexcept;
   void evict_for(Kind kind, size_t bytes) noexcept;
   void age() noexcept;
   bool layouts_hold(const TreeEngine& engine) noexcept;
   void drop_stale(const TreeEngine& engine) noexcept;
 
-  std::vector<uint32_t> pattern_;  // the key: equilibrium, then the nodes with hard or other evidence
-  uint64_t hash_ = 0;
+  std::shared_ptr<SharedSchedules> shared_;
+  ScheduleKey key_;  // of the pattern that was looked for last
   CacheAdmission admission_;
   bool admitted_[2] = {};      // by kind: the pattern that was looked for last
   size_t last_bytes_[2] = {};  // by kind: of the schedule that was cached last
   std::vector<Slot> slots_;
-  std::unique_ptr<CachedSchedule> for_any_[2];  // for sums and for maxima
-  uint32_t searches_for_any_ = 0;               // counted to two
-  uint64_t clock_ = 0;                          // counts searches
+  std::shared_ptr<const CachedSchedule> for_any_[2];  // for sums and for maxima
+  uint32_t searches_for_any_ = 0;                     // counted to two
+  uint64_t clock_ = 0;                                // counts searches
   size_t layouts_ = kNone;  // the domain's count of layouts when they were last compared with the tables
   size_t budget_ = 0;
 };
