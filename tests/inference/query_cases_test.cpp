@@ -193,5 +193,23 @@ TEST(QueryCases, AreServedByTheSchedulesOfTheDomain) {
   EXPECT_GT(shared, 0u);
 }
 
+// A query that is over still holds its schedule, in which a node without a table counts as uniform.
+TEST(QueryCases, LeaveNoScheduleOfAnotherLayout) {
+  const KeptLimits usual;
+  ASSERT_TRUE(set_limits("reduced+tabled+kept"));
+  const DomainOwner domain = new_domain();
+  tv_node_t* const cause = add_node(domain.get(), "cause", 2, {}, {0.25f, 0.75f});
+  tv_node_t* const effect = add_node(domain.get(), "effect", 2, {cause});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const QueryOwner query = new_query(domain);
+  tv_query_select_state(query.get(), effect, 0);
+  ASSERT_EQ(tv_query_propagate(query.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  EXPECT_NEAR(tv_query_get_belief(query.get(), cause, 0), 0.25, 1e-6);
+  set_table(effect, {0.9f, 0.1f, 0.3f, 0.7f});
+  tv_node_select_state(effect, 0);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  EXPECT_NEAR(tv_node_get_belief(cause, 0), 0.225 / 0.45, 1e-6);
+}
+
 }  // namespace
 }  // namespace test

@@ -20,16 +20,16 @@ T* address_of(T* buffer, size_t offset) noexcept {
 
 // The buffers of a run.
 struct Run {
-  Run(TreeEngine& run_engine, const GatherSchedule& run_schedule) noexcept
+  Run(TreeEngine& run_engine, const GatherSchedule& schedule) noexcept
       : engine(run_engine),
-        schedule(run_schedule),
+        factors(schedule.factors),
         buffers(run_engine.buffers.data()),
         nodes(run_engine.nodes),
         tables(run_engine.numbers.data()),
         node_numbers(run_engine.state->numbers.data()) {}
 
   const GatherFactor* factors_of(const GatherOperation& operation) const noexcept {
-    return schedule.factors + operation.first;
+    return factors + operation.first;
   }
   const float* operand(const GatherFactor& factor) const noexcept {
     return address_of(buffers[factor.buffer], factor.offset);
@@ -43,7 +43,7 @@ struct Run {
   }
 
   TreeEngine& engine;
-  const GatherSchedule& schedule;
+  const GatherFactor* factors;
   const float* const* buffers;
   const NodeState* nodes;
   float* tables;

@@ -201,9 +201,10 @@ void forget_tables(TreeEngine& engine) noexcept {
     work.findings.clear();
     ++work.version;
   }
-  std::fill(engine.clique_factors.begin(), engine.clique_factors.end(), 1.0f);
-  if (engine.has_lazy)
+  if (engine.has_lazy) {
     for (CliqueLink& link : engine.clique_links) link.holds = false;
+    std::fill(engine.clique_factors.begin(), engine.clique_factors.end(), 1.0f);
+  }
   if (!engine.cg) return;
   engine.cg->holds_densities = false;
   engine.cg->growth = 0.0;
