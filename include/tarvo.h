@@ -333,7 +333,7 @@ typedef TV_INT_ENUM {
   tv_method_fill_in_size,
   /** The smallest sum over fill-in links of the product of the ends' weights. */
   tv_method_fill_in_weight,
-  /** Least total clique weight; fails with tv_status_error in this version. */
+  /** Least total clique weight, proven where no limit is met; its time can grow exponentially. */
   tv_method_total_weight,
   /** The cheapest result of the four greedy methods; what compilation uses. */
   tv_method_best_greedy
@@ -2369,8 +2369,8 @@ TV_API tv_status_t tv_domain_set_log_file(tv_domain_t* domain, FILE* stream);
  * while tables are generated and while policies are updated.
  *
  * When it returns anything but 0, the operation stops, fails with tv_status_error and leaves the domain as
- * any other failure of that operation does. It must not call functions on the same domain, except those that
- * only read names and numbers of nodes.
+ * any other failure of that operation does; only the task "triangulation search" ends without a failure. It
+ * must not call functions on the same domain, except those that only read names and numbers of nodes.
  *
  * @param domain        the domain
  * @param handler       the function; may be null, for none
@@ -2464,6 +2464,11 @@ TV_API int tv_domain_is_triangulated(const tv_domain_t* domain);
  * (Kjaerulff 1990). Continuous nodes are eliminated before discrete ones, which makes every root a strong one
  * (Leimer 1989; Lauritzen 1992). The result is the same on every machine.
  *
+ * tv_method_total_weight finds a triangulation of least cost (tv_domain_get_jt_cost) from the minimal
+ * separators of each prime component (Bouchitte & Todinca 2001; Berry, Bordat & Cogis 2000). There can be
+ * exponentially many of them: tv_domain_set_max_number_of_separators, tv_domain_set_max_separator_size and
+ * the memory limit (tv_domain_set_memory_limit) bound the search, and the progress handler can end it.
+ *
  * @param domain  a domain with a discrete or continuous node that is not triangulated
  * @param method  how to choose the next node to eliminate
  * @return tv_status_none, or the code of a failure
@@ -2473,8 +2478,7 @@ TV_API int tv_domain_is_triangulated(const tv_domain_t* domain);
  *   is none of the six, or it is total_weight while a maximum separator size but no initial triangulation is
  *   set
  * - tv_status_io: the log could not be written
- * - tv_status_error: `method` is total_weight, which is not available in this version, or the progress
- *   handler asked to stop
+ * - tv_status_error: the progress handler asked to stop the task "triangulation"
  */
 TV_API tv_status_t tv_domain_triangulate(tv_domain_t* domain, tv_triangulation_method_t method);
 
@@ -2499,8 +2503,8 @@ TV_API tv_status_t tv_domain_triangulate(tv_domain_t* domain, tv_triangulation_m
 TV_API tv_status_t tv_domain_triangulate_with_order(tv_domain_t* domain, tv_node_t** order);
 
 /**
- * Stores an elimination order as the starting point of tv_method_total_weight. In this version it is kept but
- * not used.
+ * Stores an elimination order as the starting point of tv_method_total_weight: only what is cheaper than its
+ * triangulation is looked for. Without one, the best greedy triangulation is the starting point.
  *
  * It is dropped by any change of structure.
  *
@@ -2530,11 +2534,14 @@ TV_API tv_status_t tv_domain_set_initial_triangulation(tv_domain_t* domain, tv_n
 TV_API tv_node_t** tv_domain_get_elimination_order(tv_domain_t* domain);
 
 /**
- * Limits how many minimal separators tv_method_total_weight looks at before it splits the graph. In this
- * version the limit is kept but not used.
+ * Limits how many minimal separators tv_method_total_weight looks at.
+ *
+ * A prime component that has more of them is split by one of those found, and its parts are triangulated by
+ * themselves, in the same way; the result is then not proven to be the cheapest one. Clones have the limit,
+ * too.
  *
  * @param domain  the domain
- * @param count   the most separators; 0 for no limit
+ * @param count   the most separators of a component or of a part of one; 0, the default, for no limit
  * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_set_max_number_of_separators(tv_domain_t* domain, size_t count);
@@ -2548,9 +2555,11 @@ TV_API tv_status_t tv_domain_set_max_number_of_separators(tv_domain_t* domain, s
 TV_API size_t tv_domain_get_max_number_of_separators(const tv_domain_t* domain);
 
 /**
- * Limits how many members the separators have that tv_method_total_weight looks at.
+ * Limits how many members the separators have from which tv_method_total_weight finds others.
  *
- * When it is set, that method needs an initial triangulation. Otherwise it is not used in this version.
+ * Larger ones are used where they are found, but nothing is derived from them, so that there are fewer. While
+ * the limit is set, that method needs an initial triangulation (tv_domain_set_initial_triangulation), whose
+ * separators it looks at in any case. Clones have the limit, too.
  *
  * @param domain  the domain
  * @param size    the most members; 0 for no limit
@@ -2559,12 +2568,95 @@ TV_API size_t tv_domain_get_max_number_of_separators(const tv_domain_t* domain);
 TV_API tv_status_t tv_domain_set_max_separator_size(tv_domain_t* domain, size_t size);
 
 /**
- * Returns the limit of how many members the separators have that tv_method_total_weight looks at.
+ * Returns the limit of how many members the separators have from which tv_method_total_weight finds others.
  *
  * @param domain  the domain
  * @return the most members, 0 (no limit) until it is set; all ones on failure
  */
 TV_API size_t tv_domain_get_max_separator_size(const tv_domain_t* domain);
+
+/** For tv_domain_set_triangulation_effort: as much work as a propagation of what is found takes. */
+#define TV_EFFORT_AUTO ((size_t)-2)
+
+/**
+ * Sets how much work triangulation spends on looking for something cheaper than the greedy methods find.
+ *
+ * With tv_method_best_greedy, which tv_domain_compile uses, and with tv_method_total_weight, the best greedy
+ * triangulation of a prime component is then improved by a local search: regions of it are triangulated anew
+ * at the least cost, again and again. With tv_method_total_weight the result is the starting point of the
+ * exact search, and stays where that had to be given up. The result is never costlier than without the
+ * search, and the same on every machine and for every number of threads. The progress handler hears of the
+ * task "triangulation search" and can end it: then the best triangulation so far is used. Clones have the
+ * setting, too.
+ *
+ * @param domain  the domain
+ * @param effort  units of work for all prime components together, each about 5 milliseconds of today's
+ *                processors; 0, the default, for no search; TV_EFFORT_AUTO for about as much time as one
+ *                propagation of the greedy triangulation would take, which small networks do not notice
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_domain_set_triangulation_effort(tv_domain_t* domain, size_t effort);
+
+/**
+ * Returns how much work triangulation spends on looking for something cheaper than the greedy methods find.
+ *
+ * @param domain  the domain
+ * @return the units of work, 0 until it is set; all ones on failure
+ */
+TV_API size_t tv_domain_get_triangulation_effort(const tv_domain_t* domain);
+
+/**
+ * Returns how many prime components the moral graph of a triangulated domain has. They are triangulated
+ * independently of each other, so that the cost of the triangulation is the sum of theirs.
+ *
+ * @param domain  a triangulated domain
+ * @return the number; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated
+ */
+TV_API size_t tv_domain_get_number_of_prime_components(tv_domain_t* domain);
+
+/**
+ * Returns the nodes of a prime component.
+ *
+ * @param domain  a triangulated domain
+ * @param index   which one: 0 to tv_domain_get_number_of_prime_components - 1, in the order of the log
+ * @return the list in the domain's node order, null-terminated, owned by the domain until it is uncompiled;
+ *         NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated, or there is no such component
+ */
+TV_API tv_node_t** tv_domain_get_prime_component(tv_domain_t* domain, size_t index);
+
+/**
+ * Returns the cost of the triangulation of a prime component: the sum of its cliques' table sizes, with the
+ * numbers for continuous members.
+ *
+ * @param domain  a triangulated domain
+ * @param index   which one: 0 to tv_domain_get_number_of_prime_components - 1
+ * @return the cost, in numbers; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated, or there is no such component
+ */
+TV_API double tv_domain_get_prime_component_cost(tv_domain_t* domain, size_t index);
+
+/**
+ * Returns a cost that no triangulation of a prime component goes below: the cost of the present one where
+ * that is proven to be the least, otherwise what a minor of the graph shows (the least weight of a vertex and
+ * its neighbours while vertices are contracted, which the heaviest clique of every triangulation reaches;
+ * Bodlaender and Koster 2011), which can be far below it.
+ *
+ * @param domain  a triangulated domain
+ * @param index   which one: 0 to tv_domain_get_number_of_prime_components - 1
+ * @return the bound, in numbers; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated, or there is no such component
+ */
+TV_API double tv_domain_get_prime_component_bound(tv_domain_t* domain, size_t index);
 
 /**
  * Returns the cost of the present triangulation: the sum over all cliques of the size of the clique's table,

@@ -31,6 +31,7 @@ QualitativeCompilation::QualitativeCompilation(Domain& domain)
 void QualitativeCompilation::moralize() { _tv_domain_moralize(*forest_, trace_); }
 
 tv_status_t QualitativeCompilation::finish(const Triangulation& triangulation) {
+  forest_->optimal = triangulation.optimal;
   create_cliques(*forest_, triangulation);
   report_cliques(*forest_, trace_);
   build_junction_forest(*forest_, trace_);

@@ -135,6 +135,13 @@ struct ChainComponent {
   long exponent = 0;  // the product of these tables is to be multiplied by 2 to this power
 };
 
+// What hosts ask about a prime component of the moral graph.
+struct PrimeComponentReport {
+  NodeList members;    // in the domain's node order
+  double cost = 0.0;   // of its triangulation
+  double bound = 0.0;  // which no triangulation goes below
+};
+
 // Symbolic: not written once it is built, but for what hosts attach to trees and cliques, and the numbers of
 // chain components.
 struct Forest {
@@ -147,6 +154,8 @@ struct Forest {
   std::vector<ChainComponent> components;
   size_t participants = 0;     // how many nodes take part
   NodeList elimination_order;  // highest rank first; made when first asked for
+  std::vector<bool> optimal;   // by prime component that is not complete: proven to be of least cost
+  std::vector<PrimeComponentReport> prime_components;  // made when first asked for
   // What cliques and nodes have lists of lies here, one list behind the other.
   std::vector<Link> links;
   std::vector<Node*> potentials;

@@ -71,6 +71,8 @@ void copy_settings(Domain& copy, const Domain& domain) {
   copy.memory_limit = domain.memory_limit;
   copy.max_number_of_separators = domain.max_number_of_separators;
   copy.max_separator_size = domain.max_separator_size;
+  copy.separator_score = domain.separator_score;
+  copy.triangulation_effort = domain.triangulation_effort;
   copy_attributes(copy.attributes, domain.attributes);
 }
 

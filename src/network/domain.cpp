@@ -52,6 +52,11 @@ void _tv_uncompile_domain_safely(Domain& domain) noexcept {
   domain.forest.reset();
 }
 
+void _tv_domain_set_triangulation_parameters(Domain& domain, double log_weight, double fill_in,
+                                             double exponent) noexcept {
+  domain.separator_score = {log_weight, fill_in, exponent};
+}
+
 void structure_changed(Domain& domain) noexcept {
   _tv_uncompile_domain_safely(domain);
   domain.initial_triangulation.clear();
@@ -163,6 +168,14 @@ tv_status_t tv_domain_set_max_separator_size(tv_domain_t* domain, size_t size) {
 
 size_t tv_domain_get_max_separator_size(const tv_domain_t* domain) {
   return tv::get_size(domain, &tv::Domain::max_separator_size);
+}
+
+tv_status_t tv_domain_set_triangulation_effort(tv_domain_t* domain, size_t effort) {
+  return tv::set_size(domain, &tv::Domain::triangulation_effort, effort, true);
+}
+
+size_t tv_domain_get_triangulation_effort(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::triangulation_effort);
 }
 
 tv_status_t tv_domain_set_memory_limit(tv_domain_t* domain, size_t bytes) {

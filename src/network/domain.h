@@ -23,6 +23,12 @@ struct NodeCounters {
   size_t discrete = 0, continuous = 0;
 };
 
+// How light separators, few fill-ins and even splits are weighed against each other when a graph has too many
+// minimal separators and is split by one of them.
+struct SeparatorScore {
+  double log_weight = 1.0, fill_in = 0.0, exponent = 3.0;
+};
+
 // A potential over nodes joined by undirected links, see network/links/chain_graph.h.
 struct ChainPotential {
   NodeList children;
@@ -70,6 +76,8 @@ struct tv_domain_s {
   size_t memory_limit = 0;              // bytes; 0: no limit
   size_t max_number_of_separators = 0;  // 0: no limit
   size_t max_separator_size = 0;        // 0: no limit
+  tv::SeparatorScore separator_score;
+  size_t triangulation_effort = 0;  // units of search; TV_EFFORT_AUTO: about what a propagation costs
   tv::NodeList initial_triangulation;
   tv::NodeList required_instantiations;  // nodes that need a selected state before propagation
 
@@ -84,6 +92,9 @@ struct tv_domain_s {
 };
 
 namespace tv {
+
+void _tv_domain_set_triangulation_parameters(Domain& domain, double log_weight, double fill_in,
+                                             double exponent) noexcept;
 
 // Destroys the forest, if there is one. Never fails and leaves the status alone.
 void _tv_uncompile_domain_safely(Domain& domain) noexcept;

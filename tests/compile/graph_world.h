@@ -152,20 +152,24 @@ inline Matrix filled_graph(size_t count, const std::vector<Set>& cliques) {
   return graph;
 }
 
-// All maximal cliques of a small graph.
-inline std::set<Set> maximal_cliques(const Matrix& graph) {
+// The maximal cliques of a chordal graph: each is a simplicial vertex with its neighbours when it is
+// eliminated.
+inline std::set<Set> maximal_cliques(Matrix graph) {
   std::set<Set> found;
-  for (size_t bits = 1; bits < size_t{1} << graph.size(); ++bits) {
-    Set set;
-    for (size_t v = 0; v < graph.size(); ++v)
-      if (bits >> v & 1) set.push_back(v);
-    if (!is_complete(graph, set)) continue;
-    bool maximal = true;
-    for (size_t v = 0; v < graph.size() && maximal; ++v) {
-      if (bits >> v & 1) continue;
-      maximal = !std::all_of(set.begin(), set.end(), [&](size_t u) { return graph[u][v]; });
+  std::vector<bool> gone(graph.size(), false);
+  for (size_t left = graph.size(); left > 0; --left) {
+    for (size_t v = 0; v < graph.size(); ++v) {
+      Set clique = common_neighbors(graph, v, v);
+      if (gone[v] || !is_complete(graph, clique)) continue;
+      clique.insert(std::lower_bound(clique.begin(), clique.end(), v), v);
+      const bool is_covered = std::any_of(found.begin(), found.end(), [&](const Set& other) {
+        return std::includes(other.begin(), other.end(), clique.begin(), clique.end());
+      });
+      if (!is_covered) found.insert(clique);
+      gone[v] = true;
+      for (size_t u = 0; u < graph.size(); ++u) graph[u][v] = graph[v][u] = false;
+      break;
     }
-    if (maximal) found.insert(set);
   }
   return found;
 }

@@ -117,12 +117,12 @@ TEST(CompilationQueries, MethodsAndDomainsThatCannotBeTriangulated) {
   EXPECT_EQ(tv_domain_triangulate(domain.get(), static_cast<tv_triangulation_method_t>(21)), tv_status_usage);
   EXPECT_EQ(tv_domain_triangulate_with_order(domain.get(), nullptr), tv_status_usage);
 
-  EXPECT_EQ(tv_domain_triangulate(domain.get(), tv_method_total_weight), tv_status_error);
   tv_domain_set_max_separator_size(domain.get(), 3);
   EXPECT_EQ(tv_domain_triangulate(domain.get(), tv_method_total_weight), tv_status_usage);
   tv_node_t* order[] = {a, nullptr};
   EXPECT_EQ(tv_domain_set_initial_triangulation(domain.get(), order), tv_status_none);
-  EXPECT_EQ(tv_domain_triangulate(domain.get(), tv_method_total_weight), tv_status_error);
+  EXPECT_EQ(tv_domain_triangulate(domain.get(), tv_method_total_weight), tv_status_none);
+  tv_domain_uncompile(domain.get());
   EXPECT_EQ(tv_domain_set_initial_triangulation(domain.get(), nullptr), tv_status_none);
   EXPECT_EQ(tv_domain_triangulate(domain.get(), tv_method_total_weight), tv_status_usage);
   EXPECT_EQ(tv_domain_is_triangulated(domain.get()), 0);
@@ -221,15 +221,18 @@ ssize_t write_limited(void* cookie, const char*, size_t size) {
 
 TEST(CompilationQueries, AFullLogLeavesTheDomainUncompiled) {
   std::mt19937 random(6);
-  DomainOwner domain = random_network(random, {8, 0.4});
-  for (const bool buffered : {false, true}) {
+  DomainOwner domain = random_network(random, {9, 0.3});
+  tv_domain_set_max_number_of_separators(domain.get(), 2);
+  for (const auto& [method, buffered] :
+       {std::pair{tv_method_fill_in_weight, false}, std::pair{tv_method_fill_in_weight, true},
+        std::pair{tv_method_total_weight, false}}) {
     tv_status_t status = tv_status_io;
     for (size_t size = 0; status == tv_status_io && size < 20000; size += 1 + size / 40) {
       size_t room = size;
       FILE* log = fopencookie(&room, "w", {nullptr, write_limited, nullptr, nullptr});
       if (!buffered) std::setvbuf(log, nullptr, _IONBF, 0);
       tv_domain_set_log_file(domain.get(), log);
-      status = tv_domain_triangulate(domain.get(), tv_method_fill_in_weight);
+      status = tv_domain_triangulate(domain.get(), method);
       EXPECT_TRUE(status == tv_status_io || status == tv_status_none);
       EXPECT_EQ(tv_domain_is_triangulated(domain.get()), status == tv_status_none);
       tv_domain_set_log_file(domain.get(), nullptr);

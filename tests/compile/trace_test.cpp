@@ -96,6 +96,25 @@ TEST(Trace, BestGreedySaysNothingOfItsTrials) {
   expect_golden("trace_rings_best_greedy.txt", trace_of(rings(), tv_method_best_greedy));
 }
 
+// Two rings: what the limits do to the second one, beside the order that says what the initial triangulation
+// is.
+TEST(Trace, TotalWeight) {
+  const DomainOwner domain = rings();
+  expect_golden("trace_rings_total_weight.txt", trace_of(domain, tv_method_total_weight));
+  tv_domain_uncompile(domain.get());
+  tv_domain_set_max_number_of_separators(domain.get(), 1);
+  expect_golden("trace_rings_total_weight_split.txt", trace_of(domain, tv_method_total_weight));
+}
+
+TEST(Trace, TotalWeightFromAnInitialTriangulation) {
+  const DomainOwner domain = rings();
+  std::vector<tv_node_t*> order = vertices(domain.get());
+  order.push_back(nullptr);
+  tv_domain_set_initial_triangulation(domain.get(), order.data());
+  tv_domain_set_max_separator_size(domain.get(), 1);
+  expect_golden("trace_rings_total_weight_initial.txt", trace_of(domain, tv_method_total_weight));
+}
+
 TEST(Trace, UserOrderWithRedundantFillIns) {
   DomainOwner domain = chest();
   const auto node = [&](const char* name) { return tv_domain_get_node_by_name(domain.get(), name); };

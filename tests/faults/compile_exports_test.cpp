@@ -12,6 +12,26 @@ void compiled_values(World& w) {
   compiled(w);
 }
 
+// A ring beside the rest, whose separators are looked at.
+void searching(World& w) {
+  plain(w);
+  tv_node_t* first = tv_domain_new_node(net(w), tv_category_chance, tv_kind_discrete);
+  tv_node_t* last = first;
+  for (int i = 0; i < 5; ++i) {
+    tv_node_t* next = tv_domain_new_node(net(w), tv_category_chance, tv_kind_discrete);
+    tv_node_add_parent(next, last);
+    last = next;
+  }
+  tv_node_add_parent(last, first);
+  tv_domain_set_triangulation_effort(net(w), 1);
+}
+
+void splitting(World& w) {
+  searching(w);
+  tv_domain_set_triangulation_effort(net(w), 0);
+  tv_domain_set_max_number_of_separators(net(w), 2);
+}
+
 const Cases cases = {
     {"tv_domain_set_initial_triangulation", plain,
      [](World& w) {
@@ -27,6 +47,22 @@ const Cases cases = {
      [](World& w) { tv_domain_triangulate(w.domain.get(), tv_method_fill_in_weight); }},
     {"tv_domain_triangulate", plain,
      [](World& w) { tv_domain_triangulate(w.domain.get(), tv_method_best_greedy); }},
+    {"tv_domain_triangulate", searching,
+     [](World& w) { tv_domain_triangulate(net(w), tv_method_best_greedy); }},
+    {"tv_domain_triangulate", searching,
+     [](World& w) { tv_domain_triangulate(net(w), tv_method_total_weight); }},
+    {"tv_domain_triangulate", splitting,
+     [](World& w) { tv_domain_triangulate(net(w), tv_method_total_weight); }},
+    ASKS_FOR_NOTHING(tv_domain_set_triangulation_effort, plain, net(w), 7),
+    ASKS_FOR_NOTHING(tv_domain_get_triangulation_effort, plain, net(w)),
+    {"tv_domain_get_number_of_prime_components", triangulated,
+     [](World& w) { w.number = tv_domain_get_number_of_prime_components(net(w)); }},
+    {"tv_domain_get_prime_component", triangulated,
+     [](World& w) { note(w, tv_domain_get_prime_component(net(w), 0)); }},
+    {"tv_domain_get_prime_component_cost", triangulated,
+     [](World& w) { w.number = tv_domain_get_prime_component_cost(net(w), 0) > 0.0; }},
+    {"tv_domain_get_prime_component_bound", triangulated,
+     [](World& w) { w.number = tv_domain_get_prime_component_bound(net(w), 0) > 0.0; }},
     {"tv_domain_compile", with_values, [](World& w) { tv_domain_compile(w.domain.get()); }},
     {"tv_domain_compile", triangulated, [](World& w) { tv_domain_compile(w.domain.get()); }},
     {"tv_clique_get_neighbors", triangulated,

@@ -36,20 +36,22 @@ class Progress {
  public:
   static constexpr size_t kVertex = 4096;  // what a vertex counts, however little there is to do about it
 
-  explicit Progress(const Domain& domain) noexcept : domain_(domain) {}
+  explicit Progress(const Domain& domain, const char* task = "triangulation") noexcept
+      : domain_(domain), task_(task) {}
 
   // To be told of work as it is done, in looks at list entries; asks the host some hundred times in a second.
   // What has been stopped stays stopped.
   bool stop_requested(size_t work) noexcept {
     if (!domain_.progress_handler || stopped_ || (work_ += work) < kInterval) return stopped_;
     work_ = 0;
-    stopped_ = domain_.progress_handler("triangulation", -1.0, domain_.progress_data) != 0;
+    stopped_ = domain_.progress_handler(task_, -1.0, domain_.progress_data) != 0;
     return stopped_;
   }
 
  private:
   static constexpr size_t kInterval = size_t{256} * kVertex;
   const Domain& domain_;
+  const char* task_;
   size_t work_ = 0;
   bool stopped_ = false;
 };

@@ -7,6 +7,8 @@
 // of the literature.
 #include "compile/triangulate/greedy_elimination.h"
 
+#include <limits>
+
 #include "compile/triangulate/vertex_heap.h"
 #include "network/node_operations.h"
 
@@ -29,6 +31,14 @@ class GreedyEliminator {
         graph_(start, is_weighted(method)),
         heap_(first_scores(graph.size())) {}
 
+  // Sweeps the graph: after a first vertex only those next to one that is eliminated follow, so that a long
+  // graph is eliminated from one end to the other.
+  void sweep_from(Vertex first) {
+    is_reached_.assign(graph_.size(), false);
+    is_reached_[first] = true;
+    heap_ = VertexHeap(first_scores(graph_.size()));
+  }
+
   tv_status_t run() {
     while (!heap_.empty()) {
       const Vertex v = heap_.best();
@@ -49,6 +59,7 @@ class GreedyEliminator {
 
  private:
   static constexpr size_t kNoClique = CliqueSet::kNoClique;
+  static constexpr double kNotYet = std::numeric_limits<double>::infinity();
 
   std::vector<VertexScore> first_scores(size_t count) const {
     std::vector<VertexScore> scores(count);
@@ -59,6 +70,7 @@ class GreedyEliminator {
   // Vertices without missing links are better than all others and equal to each other.
   VertexScore score_of(Vertex v) const noexcept {
     if (graph_.missing_links(v) == 0) return {-1.0, -1.0};
+    if (!is_reached_.empty() && !is_reached_[v]) return {kNotYet, kNotYet};
     const double clique = graph_.clique_score(v), fill_in = graph_.fill_in_score(v);
     return by_clique_ ? VertexScore{clique, fill_in} : VertexScore{fill_in, clique};
   }
@@ -69,6 +81,8 @@ class GreedyEliminator {
     depart(v, clique);
     const std::span<const Vertex> neighbors = graph_.neighbors(v);
     changed_.assign(neighbors.begin(), neighbors.end());
+    if (!is_reached_.empty())
+      for (const Vertex u : neighbors) is_reached_[u] = true;
     add_fill_ins(v);
     graph_.link_neighbors(progress_, changed_);
     for (const Vertex u : changed_) heap_.set_score(u, score_of(u));
@@ -117,9 +131,33 @@ class GreedyEliminator {
   Progress& progress_;
   Elimination& result_;
   EliminationGraph graph_;
+  std::vector<bool> is_reached_;  // by vertex: a sweep may eliminate it; empty without a sweep
   VertexHeap heap_;
   VertexSet changed_;  // vertices whose scores the present elimination changes
 };
+
+// One of the vertices that are farthest from `start`.
+Vertex farthest_from(const VertexGraph& graph, Vertex start) {
+  std::vector<bool> is_seen(graph.size(), false);
+  VertexSet reached{start};
+  is_seen[start] = true;
+  for (size_t i = 0; i < reached.size(); ++i) {
+    for (const Vertex u : graph.neighbors(reached[i])) {
+      if (is_seen[u]) continue;
+      is_seen[u] = true;
+      reached.push_back(u);
+    }
+  }
+  return reached.back();
+}
+
+tv_status_t finish(const VertexGraph& graph, GreedyEliminator& eliminator, Elimination& elimination,
+                   Trace& trace, Progress& progress, std::vector<VertexSet>& cliques) {
+  if (tv_status_t status = eliminator.run()) return status;
+  if (tv_status_t status = _tv_remove_redundant_fill_ins(graph, elimination, trace, progress)) return status;
+  cliques = elimination.cliques.take();
+  return tv_status_none;
+}
 
 }  // namespace
 
@@ -146,10 +184,17 @@ tv_status_t triangulate_greedily(const VertexGraph& graph, const EliminationGrap
                                  std::vector<VertexSet>& cliques) {
   Elimination elimination(graph.size());
   GreedyEliminator eliminator(graph, start, method, trace, progress, elimination);
-  if (tv_status_t status = eliminator.run()) return status;
-  if (tv_status_t status = _tv_remove_redundant_fill_ins(graph, elimination, trace, progress)) return status;
-  cliques = elimination.cliques.take();
-  return tv_status_none;
+  return finish(graph, eliminator, elimination, trace, progress, cliques);
+}
+
+tv_status_t triangulate_by_sweep(const VertexGraph& graph, Progress& progress,
+                                 std::vector<VertexSet>& cliques) {
+  Trace silent(nullptr);
+  Elimination elimination(graph.size());
+  GreedyEliminator eliminator(graph, EliminationGraph(graph), tv_method_clique_weight, silent, progress,
+                              elimination);
+  eliminator.sweep_from(farthest_from(graph, farthest_from(graph, 0)));
+  return finish(graph, eliminator, elimination, silent, progress, cliques);
 }
 
 }  // namespace tv

@@ -1,13 +1,14 @@
 // Triangulation component by component: a complete component is a clique, any other one is eliminated
-// greedily. Components are taken in ascending order of their vertex sets, vertices being numbered in the
-// domain's node order.
+// greedily, or its minimal separators are looked at. Components are taken in ascending order of their vertex
+// sets, vertices being numbered in the domain's node order, or in that of its initial triangulation.
 #include "compile/triangulate/triangulate.h"
 
 #include <algorithm>
 
 #include "api/boundary.h"
 #include "compile/compile_qualitatively.h"
-#include "compile/triangulate/greedy_elimination.h"
+#include "compile/total_weight/total_weight.h"
+#include "compile/triangulate/best_greedy.h"
 #include "compile/triangulate/prime_components.h"
 #include "network/node_operations.h"
 
@@ -25,42 +26,6 @@ tv_status_t triangulate_by_elimination(const VertexGraph& graph, const Eliminati
   return tv_status_none;
 }
 
-// Weights order the vertices as sizes do when all of them weigh the same.
-bool weighted_heuristics_are_useful(const VertexGraph& graph) noexcept {
-  const Node& first = *graph.nodes.front();
-  return std::any_of(graph.nodes.begin(), graph.nodes.end(), [&](const Node* node) {
-    return node->kind != first.kind ||
-           (is_discrete(*node) && node->number_of_states != first.number_of_states);
-  });
-}
-
-// Of equally cheap results that of the earlier method is kept.
-tv_status_t try_all_greedy_methods(const VertexGraph& graph, const PrimeComponent& component, Trace& trace,
-                                   Progress& progress, std::vector<VertexSet>& cliques) {
-  trace.text("\n    Using the best greedy heuristic for triangulation\n\n");
-  Trace silent(nullptr);
-  const EliminationGraph start(graph);
-  const bool try_weighted = weighted_heuristics_are_useful(graph);
-  double best_cost = 0.0;
-  for (const tv_triangulation_method_t method :
-       {tv_method_clique_size, tv_method_clique_weight, tv_method_fill_in_size, tv_method_fill_in_weight}) {
-    const bool is_weighted = method == tv_method_clique_weight || method == tv_method_fill_in_weight;
-    if (is_weighted && !try_weighted) continue;
-    std::vector<VertexSet> found;
-    if (method == tv_method_fill_in_size && !component.cliques.empty()) {
-      found = component.cliques;
-    } else if (tv_status_t status =
-                   triangulate_by_elimination(graph, start, method, silent, progress, found)) {
-      return status;
-    }
-    const double cost = cost_of_cliques(graph, found);
-    if (!cliques.empty() && cost >= best_cost) continue;
-    best_cost = cost;
-    cliques = std::move(found);
-  }
-  return tv_status_none;
-}
-
 void trace_component(const VertexGraph& graph, const VertexSet& component, Trace& trace) {
   if (!trace.enabled()) return;
   trace.print("\nTriangulating prime component with %zu member%s:\n", component.size(),
@@ -71,29 +36,93 @@ void trace_component(const VertexGraph& graph, const VertexSet& component, Trace
   trace_names(trace, members.begin(), members.end());
 }
 
-// Appends the cliques of one component to `cliques`.
-tv_status_t triangulate_prime_component(const VertexGraph& graph, InducedGraphs& induce,
-                                        const PrimeComponent& component, tv_triangulation_method_t method,
-                                        Trace& trace, Progress& progress, std::vector<VertexSet>& cliques) {
-  const VertexSet& vertices = component.vertices;
-  trace_component(graph, vertices, trace);
-  if (component.is_complete) {
-    trace.print("This component is a clique of cost %s\n", CostText(compute_weight(graph, vertices)).c_str());
-    cliques.push_back(vertices);
+// Triangulates the components one after the other.
+class ComponentTriangulator {
+ public:
+  ComponentTriangulator(const Domain& domain, tv_triangulation_method_t method, Trace& trace,
+                        Progress& progress, const std::vector<PrimeComponent>& components,
+                        Triangulation& result)
+      : method_(method),
+        trace_(trace),
+        progress_(progress),
+        components_(components),
+        result_(result),
+        effort_(domain, vertices_to_triangulate()),
+        induce_(result.graph) {}
+
+  tv_status_t run() {
+    for (const PrimeComponent& component : components_)
+      if (tv_status_t status = triangulate_prime_component(component)) return status;
     return tv_status_none;
   }
-  const VertexGraph induced = induce(vertices);
-  std::vector<VertexSet> found;
-  const tv_status_t status =
-      method == tv_method_best_greedy
-          ? try_all_greedy_methods(induced, component, trace, progress, found)
-          : triangulate_by_elimination(induced, EliminationGraph(induced), method, trace, progress, found);
-  if (status) return status;
-  for (VertexSet& clique : found) {
-    for (Vertex& v : clique) v = vertices[v];
-    cliques.push_back(std::move(clique));
+
+ private:
+  size_t vertices_to_triangulate() const noexcept {
+    size_t count = 0;
+    for (const PrimeComponent& component : components_)
+      if (!component.is_complete) count += component.vertices.size();
+    return count;
   }
-  return trace.status();
+
+  // Appends the cliques of one component to those of the result.
+  tv_status_t triangulate_prime_component(const PrimeComponent& component) {
+    const VertexSet& vertices = component.vertices;
+    trace_component(result_.graph, vertices, trace_);
+    if (component.is_complete) {
+      trace_.print("This component is a clique of cost %s\n",
+                   CostText(compute_weight(result_.graph, vertices)).c_str());
+      result_.cliques.push_back(vertices);
+      return tv_status_none;
+    }
+    const VertexGraph induced = induce_(vertices);
+    std::vector<VertexSet> found;
+    bool is_optimal = false;
+    if (tv_status_t status = triangulate_graph(induced, component.cliques, found, is_optimal)) return status;
+    result_.optimal.push_back(is_optimal);
+    for (VertexSet& clique : found) {
+      for (Vertex& v : clique) v = vertices[v];
+      result_.cliques.push_back(std::move(clique));
+    }
+    return trace_.status();
+  }
+
+  tv_status_t triangulate_graph(const VertexGraph& graph, const std::vector<VertexSet>& by_fill_in_size,
+                                std::vector<VertexSet>& cliques, bool& is_optimal) {
+    if (method_ == tv_method_total_weight)
+      return triangulate_using_separators(graph, trace_, progress_, effort_, cliques, is_optimal);
+    if (method_ != tv_method_best_greedy)
+      return triangulate_by_elimination(graph, EliminationGraph(graph), method_, trace_, progress_, cliques);
+    trace_.text("\n    Using the best greedy heuristic for triangulation\n\n");
+    if (tv_status_t status = try_all_greedy_methods(graph, by_fill_in_size, progress_, cliques))
+      return status;
+    return search_for_triangulation(graph, progress_, effort_, cliques, is_optimal);
+  }
+
+  tv_triangulation_method_t method_;
+  Trace& trace_;
+  Progress& progress_;
+  const std::vector<PrimeComponent>& components_;
+  Triangulation& result_;
+  SearchEffort effort_;
+  InducedGraphs induce_;
+};
+
+// The flags are in the order of the components, which is that of the vertices. The forest has them in the
+// order of the domain's nodes, whatever order the vertices have.
+void order_flags_as_in_domain(const Domain& domain, const VertexGraph& graph,
+                              const std::vector<PrimeComponent>& components, std::vector<bool>& optimal) {
+  std::vector<size_t> position(domain.node_count);
+  for (size_t count = 0; const Node* node : participating_nodes(domain)) position[node->number - 1] = count++;
+  std::vector<std::pair<std::vector<size_t>, bool>> flags;
+  for (const PrimeComponent& component : components) {
+    if (component.is_complete) continue;
+    std::vector<size_t> members;
+    for (const Vertex v : component.vertices) members.push_back(position[graph.nodes[v]->number - 1]);
+    std::sort(members.begin(), members.end());
+    flags.emplace_back(std::move(members), optimal[flags.size()]);
+  }
+  std::sort(flags.begin(), flags.end());
+  for (size_t i = 0; i < flags.size(); ++i) optimal[i] = flags[i].second;
 }
 
 void trace_elimination_sequence(const Triangulation& triangulation, Trace& trace) {
@@ -127,17 +156,16 @@ NodeList elimination_sequence(const Triangulation& triangulation) {
 
 tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t method, Trace& trace,
                                Progress& progress, Triangulation& result) {
-  result.graph = _tv_create_moral_graph(forest, participating_nodes(*forest.domain));
+  const Domain& domain = *forest.domain;
+  const bool by_initial = method == tv_method_total_weight && !domain.initial_triangulation.empty();
+  result.graph =
+      _tv_create_moral_graph(forest, by_initial ? domain.initial_triangulation : participating_nodes(domain));
   trace.text("\n");
   std::vector<PrimeComponent> components;
   if (tv_status_t status = find_prime_components(result.graph, progress, components)) return status;
-  InducedGraphs induce(result.graph);
-  for (const PrimeComponent& component : components) {
-    if (tv_status_t status = triangulate_prime_component(result.graph, induce, component, method, trace,
-                                                         progress, result.cliques)) {
-      return status;
-    }
-  }
+  ComponentTriangulator triangulator(domain, method, trace, progress, components, result);
+  if (tv_status_t status = triangulator.run()) return status;
+  if (by_initial) order_flags_as_in_domain(domain, result.graph, components, result.optimal);
   if (tv_status_t status = order_cliques(result, progress)) return status;
   trace.print("\n\nTotal cost of triangulation for all prime components is %s\n",
               CostText(cost_of_cliques(result.graph, result.cliques)).c_str());
@@ -146,7 +174,6 @@ tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t m
 }
 
 tv_status_t triangulate_as_asked(Domain& domain, tv_triangulation_method_t method) {
-  if (method == tv_method_total_weight) return tv_status_error;
   QualitativeCompilation compilation(domain);
   compilation.trace().time_stamp();
   compilation.moralize();

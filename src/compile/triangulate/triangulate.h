@@ -10,10 +10,11 @@ namespace tv {
 struct Triangulation {
   VertexGraph graph;
   std::vector<VertexSet> cliques;
+  std::vector<bool> optimal;  // by prime component that is not complete: its cost is proven to be the least
   CliqueOrder search;
 };
 
-// Triangulates the moral graph of the forest by one of the greedy methods or the best of them.
+// Triangulates the moral graph of the forest by any of the methods.
 tv_status_t triangulate_domain(const Forest& forest, tv_triangulation_method_t method, Trace& trace,
                                Progress& progress, Triangulation& result);
 
