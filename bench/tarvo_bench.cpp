@@ -19,6 +19,7 @@
 #include "models.h"
 #include "queries.h"
 #include "streams.h"
+#include "triangulations.h"
 #include "workload.h"
 
 namespace bench {
@@ -32,7 +33,8 @@ struct Settings {
   bool check = false;
   bool limit = false;
   bool streams = false;
-  size_t queries = 0;  // cases
+  size_t queries = 0;         // cases
+  size_t triangulations = 0;  // effort of the search
   bool continuous = false;
   bool decisions = false;
   bool models = false;
@@ -236,7 +238,8 @@ int run(const Settings& settings) {
     workloads = networks_in(settings.folder);
     yardsticks = yardsticks_in(settings.folder);
   }
-  if ((!settings.streams && settings.queries == 0) || settings.folder.empty())
+  const bool compares = settings.streams || settings.queries > 0 || settings.triangulations > 0;
+  if (!compares || settings.folder.empty())
     for (Workload& workload : generated_networks()) workloads.push_back(std::move(workload));
 
   if (settings.limit)
@@ -245,6 +248,8 @@ int run(const Settings& settings) {
     print_stream_titles();
   else if (settings.queries > 0)
     print_query_titles();
+  else if (settings.triangulations > 0)
+    print_triangulation_titles(settings.triangulations);
   else if (settings.check)
     std::printf("%-18s %5s %12s %12s %12s\n", "network", "cases", "absolute", "relative", "ln P(e)");
   else
@@ -261,6 +266,8 @@ int run(const Settings& settings) {
         print_streams(workload, settings.repeats);
       else if (settings.queries > 0)
         sound &= print_queries(workload, settings.queries);
+      else if (settings.triangulations > 0)
+        print_triangulations(workload, settings.triangulations, settings.repeats);
       else if (settings.check)
         sound &= check(workload, settings);
       else
@@ -292,6 +299,8 @@ int main(int argc, char** argv) {
   app.add_flag("--streams", settings.streams,
                "time streams of cases whose sets of observed nodes come again");
   app.add_option("--queries", settings.queries, "time so many cases through queries, alone and on threads");
+  app.add_option("--triangulations", settings.triangulations,
+                 "compare greedy, searched (with this effort) and exact triangulations instead");
   app.add_flag("--continuous", settings.continuous, "time generated networks with continuous nodes instead");
   app.add_flag("--decisions", settings.decisions, "time policy updating on generated networks instead");
   app.add_flag("--models", settings.models, "time the generation of tables from models instead");

@@ -2614,6 +2614,7 @@ TV_API size_t tv_domain_get_triangulation_effort(const tv_domain_t* domain);
  *
  * @par Failures
  * - tv_status_usage: the domain is not triangulated
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API size_t tv_domain_get_number_of_prime_components(tv_domain_t* domain);
 
@@ -2627,6 +2628,7 @@ TV_API size_t tv_domain_get_number_of_prime_components(tv_domain_t* domain);
  *
  * @par Failures
  * - tv_status_usage: the domain is not triangulated, or there is no such component
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_node_t** tv_domain_get_prime_component(tv_domain_t* domain, size_t index);
 
@@ -2640,14 +2642,16 @@ TV_API tv_node_t** tv_domain_get_prime_component(tv_domain_t* domain, size_t ind
  *
  * @par Failures
  * - tv_status_usage: the domain is not triangulated, or there is no such component
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API double tv_domain_get_prime_component_cost(tv_domain_t* domain, size_t index);
 
 /**
- * Returns a cost that no triangulation of a prime component goes below: the cost of the present one where
- * that is proven to be the least, otherwise what a minor of the graph shows (the least weight of a vertex and
- * its neighbours while vertices are contracted, which the heaviest clique of every triangulation reaches;
- * Bodlaender and Koster 2011), which can be far below it.
+ * Returns a cost that no triangulation of a prime component goes below: the least one where the present
+ * triangulation is proven to have it, or where the component has few minimal separators; otherwise a weight
+ * that the heaviest clique of every triangulation reaches, which can be far below it. (The greatest weight,
+ * while vertices are contracted, of the lightest vertex together with its neighbours: Bodlaender & Koster
+ * 2011.)
  *
  * @param domain  a triangulated domain
  * @param index   which one: 0 to tv_domain_get_number_of_prime_components - 1
@@ -2655,6 +2659,7 @@ TV_API double tv_domain_get_prime_component_cost(tv_domain_t* domain, size_t ind
  *
  * @par Failures
  * - tv_status_usage: the domain is not triangulated, or there is no such component
+ * - tv_status_error: the progress handler asked to stop
  */
 TV_API double tv_domain_get_prime_component_bound(tv_domain_t* domain, size_t index);
 

@@ -39,8 +39,8 @@ tv_status_t report_prime_components(Forest& forest) {
     for (const Vertex v : components[i].vertices) report.members.push_back(graph.nodes[v]);
     const size_t number = components[i].is_complete ? kNone : incomplete++;
     const bool is_optimal = number == kNone || (number < forest.optimal.size() && forest.optimal[number]);
-    report.bound = is_optimal ? report.cost
-                              : std::min(report.cost, least_heaviest_clique(induce(components[i].vertices)));
+    report.bound =
+        is_optimal ? report.cost : least_possible_cost(induce(components[i].vertices), report.cost, progress);
   }
   forest.prime_components = std::move(reports);
   return tv_status_none;

@@ -149,7 +149,9 @@ TEST(Separators, RingsWiderThanAWord) {
     for (size_t v = 0; v < n; ++v) join(ring, v, (v + 1) % n);
     const Result expected{static_cast<double>((n - 2) * 8), n * (n - 3) / 2, n * (n - 3)};
     EXPECT_EQ(solve<2>(ring, std::vector<size_t>(n, 2)), expected);
-    if (n > 64) EXPECT_EQ(solve<tv::kAnyWidth>(ring, std::vector<size_t>(n, 2)), expected);
+    if (n > 64) {
+      EXPECT_EQ(solve<tv::kAnyWidth>(ring, std::vector<size_t>(n, 2)), expected);
+    }
   }
 }
 

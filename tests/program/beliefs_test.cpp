@@ -126,8 +126,9 @@ TEST_F(Program, MethodThreadsAndTraceDoNotChangeTheAnswer) {
   EXPECT_EQ(tarvo(question + " --threads 3").output, expected);
   EXPECT_EQ(tarvo(question + " --trace " + path("trace")).output, expected);
   EXPECT_NE(read_file(path("trace")).find("\n\nThe junction forest:\n"), std::string::npos);
-  for (const char* method : {"clique_size", "clique_weight", "fill_in_size", "fill_in_weight"}) {
-    std::istringstream rows(tarvo(question + " --method " + method).output), expected_rows(expected);
+  for (const char* method : {"clique_size", "clique_weight", "fill_in_size", "fill_in_weight", "total_weight",
+                             "best_greedy", "auto --effort 3", "total_weight --max-separators 1"}) {
+    std::istringstream rows(tarvo(question + " --triangulation " + method).output), expected_rows(expected);
     for (std::string row, expected_row; std::getline(expected_rows, expected_row);) {
       ASSERT_TRUE(std::getline(rows, row)) << method;
       if (row == "node,state,quantity,value") continue;

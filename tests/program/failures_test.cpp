@@ -19,7 +19,9 @@ TEST_F(Program, WhatExceedsTheMemoryLimitIsRefusedAndExplained) {
       refused.errors,
       std::regex("^tarvo: chest.net: too large to compile: [0-9.]+ KiB needed, the limit is 2.0 KiB\n"
                  "  The treewidth is 2 by the method fill_in_size.\n"
-                 "  What may help: --method best_greedy; a higher --memory-limit; ")))
+                 "  What may help: --triangulation auto; --effort 1000, a longer search for smaller tables; "
+                 "a higher "
+                 "--memory-limit; ")))
       << refused.errors;
   for (const char* enough : {"1M", "0.5g", "0", "10000000"})
     EXPECT_EQ(tarvo(std::string("beliefs chest.net --memory-limit ") + enough).exit_code, 0) << enough;
@@ -88,7 +90,7 @@ TEST_F(Program, FailuresSayWhatIsWrongAndSuggestTheNearestName) {
       {"beliefs chest.net -e smoker=yes -l smoker=1,1", "given twice", 2},
       {"beliefs - --case -", "cannot both come from the standard input", 2},
       {"beliefs chest.net --format jsn", "did you mean \"json\"?", 2},
-      {"beliefs chest.net --method best_gredy", "did you mean \"best_greedy\"?", 2},
+      {"beliefs chest.net --triangulation best_gredy", "did you mean \"best_greedy\"?", 2},
       {"beliefs chest.net --evidnce smoker=yes", "no option \"--evidnce\"; did you mean \"--evidence\"?", 2},
       {"convert chest.net - --to bfi", "did you mean \"bif\"?", 2},
       {"convert chest.net - --format json", "no room for --format", 2},

@@ -70,7 +70,7 @@ TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
       "decide wildcatter.net -e test=yes",
       "decide breeding.net",
       "info printer.net",
-      "info coins.net --method all",
+      "info coins.net --triangulation all",
       "check chest.net",
       "check ODD",
       "tables chest.net dyspnoea",

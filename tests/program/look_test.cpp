@@ -33,19 +33,52 @@ TEST_F(Program, InfoCountsTheNetworkAndComparesTheMethods) {
       "  parameters      18 free, 36 table entries\n"
       "  largest family  tuberculosis_or_cancer: 3 nodes, 8 entries\n"
       "\n"
-      "Junction forest (best_greedy)\n"
+      "Junction forest (auto)\n"
       "  cliques         6 in 1 tree\n"
       "  treewidth       2\n"
       "  table size      56 entries in cliques and separators\n"
-      "  cost            40 entries in cliques\n",
+      "  cost            40 entries in cliques, the least that is possible\n",
       info.output.substr(0, info.output.find("  memory needed")));
-  EXPECT_TRUE(std::regex_search(info.output, std::regex("\n  memory needed   [0-9.]+ KiB to compile it\n$")))
+  EXPECT_TRUE(
+      std::regex_search(info.output, std::regex("\n  memory needed   [0-9.]+ KiB to compile it\n\n"
+                                                "Prime components that are not complete\n"
+                                                "  nodes  with    cost\n  4      smoker  16    optimal\n$")))
       << info.output;
-  const std::string all = tarvo("info chest.net --method all").output;
-  for (const char* method : {"clique_size", "clique_weight", "fill_in_size", "fill_in_weight", "best_greedy"})
+  const std::string all = tarvo("info chest.net --triangulation all").output;
+  for (const char* method : {"clique_size", "clique_weight", "fill_in_size", "fill_in_weight", "total_weight",
+                             "best_greedy", "auto"})
     EXPECT_TRUE(
         std::regex_search(all, std::regex(std::string("\n") + method + " +6 +1 +2 +56 +40 +[0-9.]+ KiB ")))
         << all;
+}
+
+TEST_F(Program, EliminationOrdersAreSavedAndReadAgain) {
+  const std::string order = path("order");
+  EXPECT_EQ(tarvo("info printer.net --triangulation total_weight --save-order " + order).exit_code, 0);
+  const std::string saved = read_file(order);
+  EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 12);
+  for (const char* command : {"beliefs printer.net", "check printer.net", "decide wildcatter.net"})
+    EXPECT_EQ(tarvo(std::string(command) + " --save-order " + path("again")).exit_code, 0) << command;
+  // An order gives the cliques of the triangulation from which it was saved.
+  const std::string info = tarvo("info linkage.net --save-order " + order).output;
+  const auto without_method = [](const std::string& text) {
+    return std::regex_replace(text, std::regex("Junction forest .*\n"), "");
+  };
+  const Outcome again = tarvo("info linkage.net --order " + order);
+  EXPECT_EQ(without_method(again.output), without_method(info));
+  EXPECT_TRUE(contains(again.output, "Junction forest (order)"));
+  EXPECT_EQ(tarvo("info linkage.net --triangulation total_weight --order " + order).exit_code, 0);
+  const std::string commented = write("commented", "% first\n\n  " + saved);
+  EXPECT_EQ(tarvo("info printer.net --order " + commented).exit_code, 0);
+  const auto refused = [&](const std::string& text, const std::string& more = "") {
+    return tarvo("info printer.net " + more + " --order " + write("refused", text)).errors;
+  };
+  EXPECT_TRUE(
+      contains(refused("page\npaage\n"), "refused:2: printer.net: there is no node \"paage\"; did you"));
+  EXPECT_TRUE(contains(refused("page\n"), "no elimination order of the network"));
+  EXPECT_TRUE(
+      contains(refused("page\n", "--triangulation total_weight"), "no elimination order of the network"));
+  EXPECT_EQ(tarvo("info printer.net --triangulation fill_in_size --order " + order).exit_code, 2);
 }
 
 TEST_F(Program, CheckFindsWhatIsWrongAndWhatIsHardlyMeant) {
@@ -162,7 +195,7 @@ TEST_F(Program, ThePagesShowWhatIsPrinted) {
       if (shows) {
         ++sessions;
         std::string printed = shell("cd .. && '" TARVO_PROGRAM "' " + command.substr(6) + " 2>&1").output;
-        if (contains(command, "--method all"))
+        if (contains(command, "--triangulation all"))
           for (std::string* text : {&printed, &expected}) *text = std::regex_replace(*text, times, "\n");
         EXPECT_EQ(std::regex_replace(printed, blanks, " "), std::regex_replace(expected, blanks, " "))
             << page << ": " << command;

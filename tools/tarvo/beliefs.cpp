@@ -113,7 +113,7 @@ ExitCode show_beliefs(const BeliefsOptions& options) {
   tv_domain_t* domain = network.domain();
   if (trace) expect(tv_domain_set_log_file(domain, trace->stream()), network.file());
   expect(tv_domain_set_concurrency_level(domain, options.threads), network.file());
-  compile(network, options.method);
+  compile(network, options.triangulation);
   enter_evidence(network, findings, options.evidence.case_file);
   Answers answers = propagate_all(network, options);
   answers.nodes = nodes;

@@ -93,7 +93,7 @@ ExitCode check(const CheckOptions& options) {
     check_labels(network, remarks);
     check_tables(network, remarks);
     check_links(network, remarks);
-    check_by_propagation(network, remarks);
+    check_by_propagation(network, options.triangulation, remarks);
   }
   std::stable_sort(remarks.begin(), remarks.end(),
                    [](const Remark& a, const Remark& b) { return a.severity < b.severity; });

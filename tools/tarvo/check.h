@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "network.h"
+#include "triangulation.h"
 
 namespace program {
 
@@ -26,6 +27,6 @@ void check_labels(const Network& network, Remarks& remarks);
 void check_links(const Network& network, Remarks& remarks);
 
 // Whether the network compiles, and which states can ever be.
-void check_by_propagation(const Network& network, Remarks& remarks);
+void check_by_propagation(const Network& network, const TriangulationOptions& options, Remarks& remarks);
 
 }  // namespace program

@@ -1,6 +1,5 @@
 // What shows only when the network is put to use: whether it compiles, and which states can be.
 #include "check.h"
-#include "method.h"
 #include "node_table.h"
 #include "propagation.h"
 
@@ -17,9 +16,9 @@ bool is_ruled_out_by_table(const NodeTable& table, size_t state) {
 
 }  // namespace
 
-void check_by_propagation(const Network& network, Remarks& remarks) {
+void check_by_propagation(const Network& network, const TriangulationOptions& options, Remarks& remarks) {
   try {
-    compile(network, kBestMethod);
+    compile(network, options);
   } catch (const Failure& failure) {
     std::string text = failure.what();  // begins with the name of the file, which remarks do without
     if (text.rfind(network.file() + ": ", 0) == 0) text.erase(0, network.file().size() + 2);

@@ -26,9 +26,10 @@ struct Commands {
   TablesOptions tables;
 };
 
-std::vector<std::string> method_names() {
+std::vector<std::string> methods_and(const char* more) {
   std::vector<std::string> names;
   for (const auto& method : kMethods) names.push_back(method.first);
+  if (*more) names.push_back(more);
   return names;
 }
 
@@ -65,6 +66,34 @@ void add_format(CLI::App* command, Format& format) {
 void add_repeated(CLI::App* command, const char* name, std::vector<std::string>& values, const char* type,
                   const char* description) {
   command->add_option(name, values, description)->type_name(type)->allow_extra_args(false)->type_size(1);
+}
+
+// Of the commands that compile.
+void add_triangulation(CLI::App* command, TriangulationOptions& options, const char* more_methods = "") {
+  command->add_option("--triangulation,--method", options.method)
+      ->type_name("METHOD")
+      ->check(one_of(methods_and(more_methods)))
+      ->description(std::string("how to triangulate: auto (default), the best greedy method and a search\n"
+                                "that takes about as long as a propagation of its result; ") +
+                    (*more_methods ? "all, to compare;\n" : "\n") +
+                    "best_greedy, total_weight (exact), clique_size, clique_weight,\n"
+                    "fill_in_size or fill_in_weight");
+  command
+      ->add_option("--effort", options.effort,
+                   "units of search, each some 5 milliseconds, for smaller tables\n"
+                   "than greedy methods find")
+      ->type_name("N");
+  command
+      ->add_option("--max-separators", options.max_separators,
+                   "split a component with more minimal separators (total_weight)")
+      ->type_name("N");
+  command
+      ->add_option("--order", options.order,
+                   "eliminate in this order, a name on each line; with total_weight,\n"
+                   "start from it")
+      ->type_name("FILE");
+  command->add_option("--save-order", options.save_order, "write the elimination order to a file")
+      ->type_name("FILE");
 }
 
 // What all commands have in common.
@@ -120,8 +149,7 @@ CLI::App* add_beliefs(CLI::App& app, BeliefsOptions& options) {
   command->add_flag("--max", options.max, "beliefs of the most probable configurations instead of sums");
   command->add_flag("--fast-retraction", options.fast_retraction,
                     "leave each node's own evidence out of its belief");
-  add_choice(command, "--method", options.method, "METHOD", method_names(),
-             "triangulation method (default: best_greedy)");
+  add_triangulation(command, options.triangulation);
   command->add_option("--threads", options.threads, "threads for the operations on large tables (default: 1)")
       ->type_name("N")
       ->check(CLI::PositiveNumber);
@@ -137,26 +165,27 @@ CLI::App* add_decide(CLI::App& app, DecideOptions& options) {
                   "  tarvo decide examples/wildcatter.net -e test=yes -e sounding=closed --format json",
                   options.source, options.format);
   add_evidence(command, options.evidence);
+  add_triangulation(command, options.triangulation);
   return command;
 }
 
 CLI::App* add_info(CLI::App& app, InfoOptions& options) {
   CLI::App* command = add_command(app, "info", "Print the size of a network and of its junction forest",
                                   "  tarvo info examples/printer.net\n"
-                                  "  tarvo info examples/printer.net --method all",
+                                  "  tarvo info examples/printer.net --triangulation all",
                                   options.source, options.format);
-  std::vector<std::string> methods = method_names();
-  methods.push_back("all");
-  add_choice(command, "--method", options.method, "METHOD", methods,
-             "triangulation method, or all to compare them (default: best_greedy)");
+  add_triangulation(command, options.triangulation, "all");
   return command;
 }
 
 CLI::App* add_check(CLI::App& app, CheckOptions& options) {
-  return add_command(app, "check", "Look for everything in a network that is wrong or hardly meant",
-                     "  tarvo check examples/chest.net\n"
-                     "  tarvo check examples/chest.net --format json",
-                     options.source, options.format);
+  CLI::App* command =
+      add_command(app, "check", "Look for everything in a network that is wrong or hardly meant",
+                  "  tarvo check examples/chest.net\n"
+                  "  tarvo check examples/chest.net --format json",
+                  options.source, options.format);
+  add_triangulation(command, options.triangulation);
+  return command;
 }
 
 CLI::App* add_convert(CLI::App& app, ConvertOptions& options) {
@@ -245,6 +274,10 @@ ExitCode run_command(int argc, char** argv) {
   }
   expect_one_reader(options.beliefs.source, options.beliefs.evidence);
   expect_one_reader(options.decide.source, options.decide.evidence);
+  for (const TriangulationOptions* triangulation :
+       {&options.beliefs.triangulation, &options.decide.triangulation, &options.info.triangulation,
+        &options.check.triangulation})
+    expect_consistent(*triangulation);
   if (*beliefs_command) return show_beliefs(options.beliefs);
   if (*info_command) return show_info(options.info);
   if (*check_command) return check(options.check);

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "evidence.h"
-#include "method.h"
 #include "output.h"
+#include "triangulation.h"
 
 namespace program {
 
@@ -16,7 +16,7 @@ struct BeliefsOptions {
   std::vector<std::string> nodes;  // to show; all when empty
   bool max = false;
   bool fast_retraction = false;
-  std::string method = kBestMethod;
+  TriangulationOptions triangulation;
   size_t threads = 1;
   std::string trace;  // file for the trace of the compilation; none when empty
   Format format = Format::kText;
@@ -26,19 +26,21 @@ ExitCode show_beliefs(const BeliefsOptions& options);
 struct DecideOptions {
   Source source;
   EvidenceOptions evidence;
+  TriangulationOptions triangulation;
   Format format = Format::kText;
 };
 ExitCode decide(const DecideOptions& options);
 
 struct InfoOptions {
   Source source;
-  std::string method = kBestMethod;  // or "all"
+  TriangulationOptions triangulation;  // its method may be "all"
   Format format = Format::kText;
 };
 ExitCode show_info(const InfoOptions& options);
 
 struct CheckOptions {
   Source source;
+  TriangulationOptions triangulation;
   Format format = Format::kText;
 };
 ExitCode check(const CheckOptions& options);

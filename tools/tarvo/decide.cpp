@@ -104,7 +104,7 @@ ExitCode decide(const DecideOptions& options) {
                   network.file() + ": the network has no decisions; \"tarvo beliefs\" answers for it");
   // For each number of a policy there is a copy, and at most one probability of a configuration.
   expect_to_fit(network, decisions, 2 * sizeof(tv_number_t));
-  compile(network, kBestMethod);
+  compile(network, options.triangulation);
   expect_to_fit(network, decisions, 2 * sizeof(tv_number_t), tv_domain_get_memory_need(network.domain()));
   enter_evidence(network, findings, options.evidence.case_file);
 

@@ -26,6 +26,15 @@ struct NetworkFigures {
 
 inline constexpr size_t kTooLarge = static_cast<size_t>(-1);
 
+// A prime component that is not complete: what it costs depends on its triangulation.
+struct ComponentFigures {
+  std::string first;  // one of its nodes
+  size_t members = 0;
+  double cost = 0, bound = 0;  // of the present triangulation; of any
+
+  bool is_optimal() const { return cost == bound; }
+};
+
 struct ForestFigures {
   std::string method;
   std::string trouble;  // why there is no forest; empty when there is one
@@ -35,6 +44,8 @@ struct ForestFigures {
   size_t cost = 0;        // entries of all clique tables, likewise
   size_t memory = 0;      // bytes that compiling would take, likewise
   double milliseconds = 0;
+  std::vector<ComponentFigures> components;  // the costliest first
+  double bound = 0;                          // which the cost of no triangulation goes below
 };
 
 // What there is to tell: the figures of the network, and the forests that were made of it.

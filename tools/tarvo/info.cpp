@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <set>
 
 #include "figures.h"
 #include "lower_bound.h"
@@ -10,6 +11,9 @@
 
 namespace program {
 namespace {
+
+// A comparison of methods is not held up by one that may take for ever.
+constexpr size_t kMostCompared = 20000;
 
 size_t number_of_states(const tv_node_t* node) { return is_discrete(node) ? states_of(node) : 1; }
 
@@ -73,18 +77,47 @@ void read_forest(tv_domain_t* domain, ForestFigures& figures) {
   }
 }
 
-ForestFigures triangulate(const Network& network, const std::string& name) {
-  const Activity triangulating("triangulating " + network.file() + " by " + name);
+// All members are moral neighbours of each other.
+bool is_complete(tv_node_t** members) {
+  for (tv_node_t** member = members; *member; ++member) {
+    std::set<const tv_node_t*> neighbors{*member};
+    for (const tv_node_t* neighbor : each(tv_node_get_moral_neighbors(*member))) neighbors.insert(neighbor);
+    for (tv_node_t** other = members; *other; ++other)
+      if (!neighbors.count(*other)) return false;
+  }
+  return true;
+}
+
+void read_components(tv_domain_t* domain, ForestFigures& figures) {
+  for (size_t i = 0; i < tv_domain_get_number_of_prime_components(domain); ++i) {
+    ComponentFigures component;
+    tv_node_t** members = tv_domain_get_prime_component(domain, i);
+    if (!members) fail_with_status(figures.method);
+    component.first = name_of(members[0]);
+    while (members[component.members]) ++component.members;
+    component.cost = tv_domain_get_prime_component_cost(domain, i);
+    component.bound = tv_domain_get_prime_component_bound(domain, i);
+    figures.bound += component.bound;
+    if (!is_complete(members)) figures.components.push_back(component);
+  }
+  std::stable_sort(figures.components.begin(), figures.components.end(),
+                   [](const ComponentFigures& a, const ComponentFigures& b) { return a.cost > b.cost; });
+}
+
+ForestFigures triangulated(const Network& network, const TriangulationOptions& options) {
+  const Activity triangulating("triangulating " + network.file() + " by " + options.method);
   ForestFigures figures;
-  figures.method = name;
+  figures.method = options.decider();
   const auto start = std::chrono::steady_clock::now();
-  const tv_status_t status = tv_domain_triangulate(network.domain(), method_by_name(name));
+  const tv_status_t status = triangulate(network, options);
   figures.milliseconds =
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-  if (status == tv_status_none)
+  if (status == tv_status_none) {
     read_forest(network.domain(), figures);
-  else
-    figures.trouble = name == "total_weight" ? "not available in this version" : library_message();
+    read_components(network.domain(), figures);
+  } else {
+    figures.trouble = library_message();
+  }
   tv_domain_uncompile(network.domain());
   return figures;
 }
@@ -93,7 +126,7 @@ ForestFigures triangulate(const Network& network, const std::string& name) {
 
 ExitCode show_info(const InfoOptions& options) {
   const Network network(options.source);
-  const bool compares = options.method == "all", is_text = options.format == Format::kText;
+  const bool compares = options.triangulation.method == "all", is_text = options.format == Format::kText;
   Figures figures{figures_of(network), {}, hopeless_treewidth(network)};
   if (is_text) {
     print_network(network, figures.network);
@@ -104,8 +137,11 @@ ExitCode show_info(const InfoOptions& options) {
     std::fflush(stdout);
   }
   for (const auto& [name, method] : kMethods) {
-    if (figures.hopeless || (!compares && name != options.method)) continue;
-    const ForestFigures forest = triangulate(network, name);
+    if (figures.hopeless || (!compares && name != options.triangulation.method)) continue;
+    TriangulationOptions with_method = options.triangulation;
+    with_method.method = name;
+    if (compares && with_method.max_separators == 0) with_method.max_separators = kMostCompared;
+    const ForestFigures forest = triangulated(network, with_method);
     if (!compares && !forest.trouble.empty()) throw Failure(kFailed, network.file() + ": " + forest.trouble);
     if (is_text) compares ? print_compared(forest) : print_forest(network, forest);
     figures.forests.push_back(forest);

@@ -9,7 +9,7 @@
 #include <fstream>
 
 #include "available_memory.h"
-#include "method.h"
+#include "triangulation.h"
 
 namespace program {
 namespace {
@@ -35,9 +35,11 @@ std::string refusal(const Network& network, const std::string& method) {
   text += ", " + limit_text(network.memory_limit());
   text += "\n  The treewidth is " + std::to_string(treewidth(domain)) + " by the method " + method + ".";
   text += "\n  What may help: ";
-  if (method != kBestMethod) text += "--method " + kBestMethod + "; ";
-  text += "a higher --memory-limit; a network with fewer states, or fewer parents for its nodes.";
-  text += "\n  \"tarvo info FILE --method all\" shows the need of every method without allocating it.";
+  if (method != kAutomatic) text += "--triangulation " + kAutomatic + "; ";
+  text +=
+      "--effort 1000, a longer search for smaller tables; a higher --memory-limit; a network with fewer "
+      "states, or fewer parents for its nodes.";
+  text += "\n  \"tarvo info FILE --triangulation all\" shows the need of every method without allocating it.";
   return text;
 }
 

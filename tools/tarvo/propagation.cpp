@@ -5,7 +5,6 @@
 #include "evidence.h"
 #include "lower_bound.h"
 #include "memory.h"
-#include "method.h"
 #include "progress.h"
 
 namespace program {
@@ -89,16 +88,16 @@ std::vector<tv_node_t*> smallest_impossible_group(const Network& network) {
   return nodes;
 }
 
-void compile(const Network& network, const std::string& method) {
+void compile(const Network& network, const TriangulationOptions& options) {
   const Activity compiling("compiling " + network.file());
   tv_domain_t* domain = network.domain();
   expect_to_fit(network, network.nodes());
   if (const size_t treewidth = hopeless_treewidth(network))
     throw Failure(kFailed, network.file() + ": too large to compile: " + explain_hopeless(treewidth));
-  expect(tv_domain_triangulate(domain, method_by_name(method)), network.file());
+  expect(triangulate(network, options), network.file());
   const tv_status_t status = tv_domain_compile(domain);
   if (status == tv_status_inconsistency_or_underflow) fail_for_impossible_evidence(network);
-  if (status != tv_status_none) fail_to_compile(network, status, method);
+  if (status != tv_status_none) fail_to_compile(network, status, options.decider());
 }
 
 void propagate(const Network& network, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {

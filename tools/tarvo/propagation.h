@@ -2,11 +2,12 @@
 #pragma once
 
 #include "network.h"
+#include "triangulation.h"
 
 namespace program {
 
-// Triangulated by the method, which is named on the command line. Fails when that takes more than the limit.
-void compile(const Network& network, const std::string& method);
+// Triangulated as the command line says. Fails when that takes more than the limit.
+void compile(const Network& network, const TriangulationOptions& options);
 
 void propagate(const Network& network, tv_equilibrium_t equilibrium = tv_equilibrium_sum,
                tv_evidence_mode_t mode = tv_evidence_normal);

@@ -1,4 +1,5 @@
 // How the figures of a network are shown: text, JSON and CSV.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -44,8 +45,42 @@ Json json_of(const ForestFigures& figures) {
                  {"continuous_size", size_json(figures.cg_size)},
                  {"cost", size_json(figures.cost)},
                  {"memory_needed", size_json(figures.memory)},
+                 {"cost_at_least", count_json(figures.bound)},
                  {"milliseconds", figures.milliseconds}});
+  forest["components"] = Json::array();
+  for (const ComponentFigures& component : figures.components)
+    forest["components"].push_back({{"nodes", component.members},
+                                    {"first_node", component.first},
+                                    {"cost", count_json(component.cost)},
+                                    {"cost_at_least", count_json(component.bound)},
+                                    {"optimal", component.is_optimal()}});
   return forest;
+}
+
+bool is_optimal(const ForestFigures& figures) {
+  return std::all_of(figures.components.begin(), figures.components.end(),
+                     [](const ComponentFigures& component) { return component.is_optimal(); });
+}
+
+constexpr size_t kMostComponents = 10;
+
+void print_components(const ForestFigures& figures) {
+  if (figures.components.empty()) return;
+  const size_t shown = std::min(figures.components.size(), kMostComponents);
+  std::printf("\nPrime components that are not complete%s\n",
+              shown < figures.components.size() ? ", the costliest of them" : "");
+  TextTable table = {{"nodes", "with", "cost", ""}};
+  for (size_t i = 0; i < shown; ++i) {
+    const ComponentFigures& component = figures.components[i];
+    char certainty[64] = "optimal";
+    if (!component.is_optimal())
+      std::snprintf(certainty, sizeof certainty, "at most %.3g times the least",
+                    component.cost / component.bound);
+    char cost[32];
+    std::snprintf(cost, sizeof cost, component.cost < 0x1p53 ? "%.0f" : "%.3g", component.cost);
+    table.push_back({std::to_string(component.members), component.first, cost, certainty});
+  }
+  print_table(table, "  ");
 }
 
 }  // namespace
@@ -76,11 +111,13 @@ void print_forest(const Network& network, const ForestFigures& figures) {
   if (figures.cg_size > 0)
     std::printf("  continuous      %s means and covariances beside them\n",
                 size_text(figures.cg_size).c_str());
-  std::printf("  cost            %s entries in cliques\n", size_text(figures.cost).c_str());
+  std::printf("  cost            %s entries in cliques%s\n", size_text(figures.cost).c_str(),
+              is_optimal(figures) ? ", the least that is possible" : "");
   std::printf("  memory needed   %s to compile it%s\n", memory_text(figures.memory).c_str(),
               network.memory_limit() > 0 && figures.memory > network.memory_limit()
                   ? (", over the limit of " + memory_text(network.memory_limit())).c_str()
                   : "");
+  print_components(figures);
 }
 
 void print_comparison_header() {
@@ -128,7 +165,7 @@ void print_as_csv(const Network& network, const Figures& figures) {
   for (const ForestFigures& forest : figures.forests) {
     const Json entries = json_of(forest);
     for (const auto& [quantity, value] : entries.items())
-      if (quantity != "method") print(forest.method, quantity, value);
+      if (quantity != "method" && !value.is_array()) print(forest.method, quantity, value);
   }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "compile/total_weight/vertex_bits.h"
+#include "network/node_operations.h"
 
 namespace tv {
 
@@ -97,5 +98,16 @@ class BitGraph {
   std::vector<double> states_;
   std::vector<Set> rows_;
 };
+
+template <size_t W>
+BitGraph<W> bit_graph_of(const VertexGraph& graph) {
+  BitGraph<W> result(graph.size());
+  for (Vertex v = 0; v < graph.size(); ++v) {
+    const Node& node = *graph.nodes[v];
+    result.set_weight(v, state_count(node), is_continuous(node));
+    for (const Vertex u : graph.neighbors(v)) result.add_link(v, u);
+  }
+  return result;
+}
 
 }  // namespace tv

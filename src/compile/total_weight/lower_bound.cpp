@@ -7,10 +7,13 @@
 
 #include <set>
 
-#include "network/node_operations.h"
+#include "compile/total_weight/fragments.h"
+#include "compile/total_weight/widths.h"
 
 namespace tv {
 namespace {
+
+constexpr size_t kFewSeparators = 10000;  // are looked at in a tenth of a second
 
 class Contraction {
  public:
@@ -101,8 +104,28 @@ class Contraction {
   std::set<std::pair<double, Vertex>> queue_;  // by weight
 };
 
+// The cost of the cheapest triangulation; 0 where there are too many separators. Nothing is cheaper than
+// `cost` where no triangulation is found below it.
+template <size_t W>
+double least_cost(const VertexGraph& graph, double cost, Progress& progress) {
+  const BitGraph<W> bits = bit_graph_of<W>(graph);
+  SearchBudget budget(progress, graph.nodes.front()->domain->memory_limit);
+  SeparatorCollection<W> separators(bits, budget);
+  if (separators.enumerate(kFewSeparators, 0) != Enumeration::complete) return 0.0;
+  separators.keep_up_to(cost * 0.5 / bits.least_factor());
+  FragmentCollection<W> fragments(budget);
+  if (!fragments.split(bits, separators)) return 0.0;
+  const double found = fragments.triangulate(cost);
+  if (found == FragmentCollection<W>::kUnknown) return 0.0;
+  return found == FragmentCollection<W>::kHopeless ? cost : found;
+}
+
 }  // namespace
 
-double least_heaviest_clique(const VertexGraph& graph) { return Contraction(graph).run(); }
+double least_possible_cost(const VertexGraph& graph, double cost, Progress& progress) {
+  const double exact = with_width(
+      graph.size(), [&](auto width) { return least_cost<decltype(width)::value>(graph, cost, progress); });
+  return exact > 0.0 ? exact : std::min(cost, Contraction(graph).run());
+}
 
 }  // namespace tv

@@ -25,17 +25,6 @@ struct Part {
 };
 
 template <size_t W>
-BitGraph<W> bit_graph_of(const VertexGraph& graph) {
-  BitGraph<W> result(graph.size());
-  for (Vertex v = 0; v < graph.size(); ++v) {
-    const Node& node = *graph.nodes[v];
-    result.set_weight(v, state_count(node), is_continuous(node));
-    for (const Vertex u : graph.neighbors(v)) result.add_link(v, u);
-  }
-  return result;
-}
-
-template <size_t W>
 VertexSet vertices_of(const VertexBits<W>& set) {
   VertexSet vertices;
   set.for_each([&](Vertex v) { vertices.push_back(v); });
