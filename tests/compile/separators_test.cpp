@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "compile/total_weight/fragments.h"
+#include "compile/total_weight/working_tree.h"
 #include "graph_world.h"
 
 namespace {
@@ -153,6 +154,37 @@ TEST(Separators, RingsWiderThanAWord) {
       EXPECT_EQ(solve<tv::kAnyWidth>(ring, std::vector<size_t>(n, 2)), expected);
     }
   }
+}
+
+// A path of cliques, of which those in the middle are replaced.
+TEST(WorkingTree, LinksAPatchAndMergesWhatItsNeighborsHold) {
+  const DomainOwner domain(tv_new_domain());
+  tv::VertexGraph graph;
+  for (size_t v = 0; v < 6; ++v) {
+    graph.nodes.push_back(add_node(domain.get(), "N" + std::to_string(v), 2));
+    graph.end_neighbors();
+  }
+  using Cliques = std::vector<tv::VertexSet>;
+  const Cliques path{{0, 1, 2}, {1, 2, 3}, {2, 3, 4}, {3, 4, 5}};
+  tv::WorkingTree tree(graph, path, {tv::kNone, 0, 1, 2});
+  EXPECT_EQ(tree.cost(), 32.0);
+  const auto sorted = [&] {
+    Cliques cliques = tree.cliques();
+    std::sort(cliques.begin(), cliques.end());
+    return cliques;
+  };
+  tree.replace({1, 2}, {{{1, 2, 3, 4}}, {}});
+  EXPECT_EQ(sorted(), Cliques({{0, 1, 2}, {1, 2, 3, 4}, {3, 4, 5}}));
+  EXPECT_EQ(tree.cost(), 32.0);
+  const auto middle = static_cast<tv::WorkingTree::Index>(tree[0].neighbors.front());
+  EXPECT_EQ(tree[middle].members, tv::VertexSet({1, 2, 3, 4}));
+  EXPECT_EQ(tree[middle].neighbors.size(), 2u);
+  // The first neighbour holds {1, 2} and takes its links over.
+  tree.replace({middle}, {{{1, 2}, {2, 3, 4}}, {{0, 1}}});
+  EXPECT_EQ(sorted(), Cliques({{0, 1, 2}, {2, 3, 4}, {3, 4, 5}}));
+  EXPECT_EQ(tree.cost(), 24.0);
+  ASSERT_EQ(tree[0].neighbors.size(), 1u);
+  EXPECT_EQ(tree[tree[0].neighbors.front()].members, tv::VertexSet({2, 3, 4}));
 }
 
 TEST(Separators, LimitsEndTheEnumeration) {

@@ -106,6 +106,21 @@ TEST(Trace, TotalWeight) {
   expect_golden("trace_rings_total_weight_split.txt", trace_of(domain, tv_method_total_weight));
 }
 
+// All separators of a ring weigh the same and need one link: that is selected which leaves two halves.
+TEST(Trace, SplitsALongRingInHalves) {
+  DomainOwner domain(tv_new_domain());
+  std::vector<tv_node_t*> ring{add_node(domain.get(), "N0", 2)};
+  for (size_t i = 1; i <= 9; ++i)
+    ring.push_back(add_node(domain.get(), "N" + std::to_string(i), 2, {ring.back()}));
+  add_node(domain.get(), "closing", 2, {ring.front(), ring.back()});
+  tv_domain_set_max_number_of_separators(domain.get(), 34);
+  const std::string trace = trace_of(with_tables(std::move(domain)), tv_method_total_weight);
+  EXPECT_NE(trace.find("This component has more than 34 minimal separators\n"
+                       "Using the following separator of size 2 and cost 4:\n"),
+            std::string::npos);
+  EXPECT_NE(trace.find("\tG0 (size: 6)\n\tG1 (size: 6)\n"), std::string::npos) << trace;
+}
+
 TEST(Trace, TotalWeightFromAnInitialTriangulation) {
   const DomainOwner domain = rings();
   std::vector<tv_node_t*> order = vertices(domain.get());

@@ -65,9 +65,9 @@ class BitGraph {
     return weight * continuous_factor((set & continuous_).count());
   }
   double states(Vertex v) const noexcept { return states_[v]; }
-  // A clique with one more member than a separator of weight w weighs at least so many times w.
+  // A clique with one more member than a separator of weight w weighs at least so many times w; 1 where there
+  // are continuous vertices.
   double least_factor() const noexcept {
-    if (!continuous_.empty()) return 1.0;
     double least = 0.0;
     all_.for_each([&](Vertex v) { least = least == 0.0 ? states_[v] : std::min(least, states_[v]); });
     return least;

@@ -168,9 +168,8 @@ void FragmentCollection<W>::search_for_pmc(Fragment& fragment, const Partial& pa
   if (undecided.empty()) return finish_pmc(fragment, partial);
   const Vertex v = undecided.first();
   for (const Candidate& candidate : candidates_) {
-    if (!candidate.interior.has(v) || candidate.interior.meets(partial.members) ||
-        candidate.separator.meets(partial.behind))
-      continue;
+    // Next to what is behind already lie only members.
+    if (!candidate.interior.has(v) || candidate.interior.meets(partial.members)) continue;
     search_for_pmc(fragment,
                    {partial.members | candidate.separator, partial.behind | candidate.interior,
                     partial.cost + candidate.cost},

@@ -71,8 +71,7 @@ class SeparatorTriangulation {
           part.graph.size(), [&](auto width) { return triangulate<decltype(width)::value>(part); });
       if (status) return status;
     }
-    if (!searched_.empty() && cost_of_cliques(graph_, searched_) < cost_of_cliques(graph_, cliques_))
-      cliques_ = std::move(searched_);
+    keep_searched();
     return trace_.status();
   }
   bool is_optimal() const noexcept { return is_optimal_; }
@@ -93,8 +92,16 @@ class SeparatorTriangulation {
     if (tv_status_t status = find_bound(graph_, bound, ignore)) return status;
     greedy_cost_ = bound.triangulation.cost;
     searched_ = std::move(bound.triangulation.cliques);
-    bool is_optimal = false;
-    return search_for_triangulation(graph_, progress_, effort_, searched_, is_optimal);
+    return search_for_triangulation(graph_, progress_, effort_, searched_, is_optimal_);
+  }
+
+  // A component that had to be split may be cheaper as the search has left it.
+  void keep_searched() {
+    if (searched_.empty()) return;
+    const double cost = cost_of_cliques(graph_, searched_);
+    if (cost >= cost_of_cliques(graph_, cliques_)) return;
+    trace_.print("\nKept triangulation of cost %s from local search\n", CostText(cost).c_str());
+    cliques_ = std::move(searched_);
   }
 
   // Shows the triangulations among which the bound is to `visit`.
@@ -185,7 +192,7 @@ class SeparatorTriangulation {
       end = Enumeration::stopped;
       return tv_status_none;
     }
-    is_optimal_ = part.is_whole() && is_exhaustive;
+    is_optimal_ = is_optimal_ || (part.is_whole() && is_exhaustive);
     if (!(cost > 0.0 && cost < bound.triangulation.cost)) return take_bound(part, bound);
     if (part.is_whole()) {
       trace_.print("\nFound %striangulation of cost %s\n", "optimal ", CostText(cost).c_str());
