@@ -122,10 +122,12 @@ double least_cost(const VertexGraph& graph, double cost, Progress& progress) {
 
 }  // namespace
 
+double least_heaviest_clique(const VertexGraph& graph) { return Contraction(graph).run(); }
+
 double least_possible_cost(const VertexGraph& graph, double cost, Progress& progress) {
   const double exact = with_width(
       graph.size(), [&](auto width) { return least_cost<decltype(width)::value>(graph, cost, progress); });
-  return exact > 0.0 ? exact : std::min(cost, Contraction(graph).run());
+  return exact > 0.0 ? exact : std::min(cost, least_heaviest_clique(graph));
 }
 
 }  // namespace tv
