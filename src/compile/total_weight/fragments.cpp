@@ -200,12 +200,10 @@ void FragmentCollection<W>::finish_pmc(Fragment& fragment, const Partial& partia
   fragment.clique = members;
 }
 
-// No component behind it is next to all its members, and two members that are not adjacent are next to a
-// component in common, or belong to the separator.
+// Two members that are not adjacent are next to a component in common, or belong to the separator. Where a
+// component is next to all members, too, they lie in a larger clique, and without theirs all is cheaper.
 template <size_t W>
 bool FragmentCollection<W>::is_pmc(const Set& members, const Set& separator) const {
-  for (const Set& near : behind_)
-    if (near == members) return false;
   bool covered = true;
   members.for_each([&](Vertex v) {
     if (!covered) return;
