@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <numbers>
 
 #include "api/float_environment.h"
 #include "inference/elimination/elimination_schedule.h"
@@ -101,32 +100,12 @@ class EliminationRun {
     for (const double factor : memory_.factors) multiply_constant(factor);
     if (!(mantissa_ > 0.0)) return tv_status_no_value;
     store_certain_beliefs();
-    set_constants();
+    set_step_constants(engine_, mantissa_, exponent_);
     engine_.is_extended = left_range_.load(std::memory_order_relaxed);
     return tv_status_none;
   }
 
   // ---- Subtrees ----
-
-  struct SubtreeRun {
-    EliminationRun& run;
-    const Subtrees& subtrees;
-    const std::vector<Subtrees::Part>& parts;
-    const std::vector<EliminationWorkspace>& workspaces;
-    std::atomic<size_t> next = 0;
-    std::atomic<bool> failed = false;
-
-    static void run_next_parts(void* context, size_t begin, size_t) {
-      SubtreeRun& self = *static_cast<SubtreeRun*>(context);
-      // A thread that has failed does no more: its floating-point flags tell why.
-      while (!self.failed.load(std::memory_order_relaxed)) {
-        const size_t part = self.next.fetch_add(1, std::memory_order_relaxed);
-        if (part >= self.parts.size()) return;
-        if (!self.run.run_part(self.workspaces[begin], self.subtrees, self.parts[part]))
-          self.failed.store(true, std::memory_order_relaxed);
-      }
-    }
-  };
 
   bool run_part(const EliminationWorkspace& workspace, const Subtrees& subtrees, const Subtrees::Part& part) {
     const uint32_t* const operations = subtrees.operations.data() + part.first;
@@ -135,37 +114,29 @@ class EliminationRun {
     return true;
   }
 
+  // A thread that has failed does no more: its floating-point flags tell why.
   bool run_parts(const Subtrees& subtrees, const std::vector<Subtrees::Part>& parts,
                  const std::vector<EliminationWorkspace>& workspaces) {
-    SubtreeRun run = {*this, subtrees, parts, workspaces};
-    run_on_threads(workspaces.size(), workspaces.size(), SubtreeRun::run_next_parts, &run, settings_.workers);
-    return !run.failed.load(std::memory_order_relaxed);
+    return run_parts_on_threads(
+        parts.size(), workspaces.size(), settings_.workers,
+        [&](size_t part, size_t thread) { return run_part(workspaces[thread], subtrees, parts[part]); });
   }
 
-  // The memory of another thread's workspace.
-  struct OwnMemory {
-    Block<double> totals;
+  struct OwnMemory : WorkspaceMemory {
     std::vector<float> messages;
     std::vector<const float*> buffers;
-    std::vector<Step> steps;
   };
 
-  EliminationWorkspace make_workspace(OwnMemory& own, ParallelSettings alone) const {
-    const size_t all = schedule_.totals + schedule_.belief_totals;
-    own.totals.allocate_uninitialized(all + alone.scratch_size);
+  EliminationWorkspace make_workspace(OwnMemory& own, const Workspace& main) const {
+    EliminationWorkspace made = {
+        own.make(main, schedule_.totals, schedule_.belief_totals, schedule_.most_steps), nullptr, nullptr};
     own.messages.resize(2 * schedule_.message_size);
-    own.buffers.assign(engine_.buffers.data(),
-                       engine_.buffers.data() + kFirstPotential + schedule_.potentials.size());
-    own.steps.resize(schedule_.most_steps);
-    alone.scratch = own.totals.data() + all;
-    float* const transposed = own.messages.data() + schedule_.message_size;
-    own.buffers[kTransposed] = transposed;
-    return {{{own.totals.data(), own.totals.data() + schedule_.totals},
-             own.buffers.data(),
-             own.steps.data(),
-             alone},
-            own.messages.data(),
-            transposed};
+    made.scratch = own.messages.data();
+    made.transposed = own.messages.data() + schedule_.message_size;
+    own.buffers.assign(main.buffers, main.buffers + kFirstPotential + schedule_.potentials.size());
+    own.buffers[kTransposed] = made.transposed;
+    made.buffers = own.buffers.data();
+    return made;
   }
 
   tv_status_t run_subtrees(const Subtrees& subtrees) {
@@ -173,7 +144,7 @@ class EliminationRun {
     ParallelSettings alone = settings_;
     alone.concurrency_level = 1;
     std::vector<EliminationWorkspace> workspaces = {main_workspace(alone)};
-    for (OwnMemory& own : memory) workspaces.push_back(make_workspace(own, alone));
+    for (OwnMemory& own : memory) workspaces.push_back(make_workspace(own, workspaces[0]));
     if (!run_parts(subtrees, subtrees.collect, workspaces)) return failure();
     if (!run_part(main_workspace(settings_), subtrees, subtrees.root_region)) return failure();
     return run_parts(subtrees, subtrees.distribute, workspaces) ? finish() : failure();
@@ -205,29 +176,17 @@ class EliminationRun {
                      entries_of(*slice.potential) + slice.begin * nest[0].stride2);
   }
 
-  struct CopyRun {
-    const EliminationRun& run;
-    std::vector<Slice> slices;
-    std::atomic<size_t> next = 0;
-
-    static void copy_next_slices(void* context, size_t, size_t) {
-      CopyRun& self = *static_cast<CopyRun*>(context);
-      for (size_t i; (i = self.next.fetch_add(1, std::memory_order_relaxed)) < self.slices.size();)
-        self.run.copy_slice(self.slices[i]);
-    }
-  };
-
   void copy_on_threads() {
-    CopyRun run = {*this, {}};
+    std::vector<Slice> slices;
     for (const EliminationSchedule::Potential& potential : schedule_.potentials) {
       if (potential.copy == kNone || potential.nest.empty()) continue;
       const Dimension& outermost = potential.nest.front();
       const size_t each = std::max<size_t>(limits.copied_slice / outermost.stride, 1);
       for (size_t begin = 0; begin < outermost.count; begin += each)
-        run.slices.push_back({&potential, begin, std::min(outermost.count, begin + each)});
+        slices.push_back({&potential, begin, std::min(outermost.count, begin + each)});
     }
-    const size_t threads = settings_.concurrency_level;
-    run_on_threads(threads, threads, CopyRun::copy_next_slices, &run, settings_.workers);
+    run_parts_on_threads(slices.size(), settings_.concurrency_level, settings_.workers,
+                         [&](size_t i, size_t) { return copy_slice(slices[i]), true; });
   }
 
   void bind_potentials() {
@@ -257,14 +216,6 @@ class EliminationRun {
     int exponent = 0;
     mantissa_ = std::frexp(mantissa_ * factor, &exponent);
     exponent_ += exponent;
-  }
-
-  void set_constants() const noexcept {
-    TreeEngine& engine = engine_;
-    engine.step_constant = std::ldexp(mantissa_, static_cast<int>(std::clamp(exponent_, -100000L, 100000L)));
-    engine.step_log_constant = std::log(mantissa_) + static_cast<double>(exponent_) * std::numbers::ln2;
-    engine.constant *= engine.step_constant;
-    engine.log_constant += engine.step_log_constant;
   }
 
   // ---- Passes ----
@@ -444,13 +395,9 @@ class EliminationRun {
   bool store_beliefs(const EliminationWorkspace& workspace, size_t first, size_t count) noexcept {
     for (size_t b = first; b < first + count; ++b) {
       const Node& node = node_of(schedule_.beliefs[b]);
-      const size_t states = node.number_of_states;
-      const double* const sums = workspace.sums(schedule_.beliefs[b]);
-      double whole = 0.0;
-      for (size_t i = 0; i < states; ++i)
-        whole = schedule_.marginal == StepKind::sum ? whole + sums[i] : std::max(whole, sums[i]);
-      if (!(whole >= kLeastWhole && std::isfinite(whole))) return raise_range_flags(kRangeFlags), false;
-      for (size_t i = 0; i < states; ++i) engine_[node].belief[i] = static_cast<tv_number_t>(sums[i] / whole);
+      if (!store_belief(workspace.sums(schedule_.beliefs[b]), node.number_of_states,
+                        schedule_.marginal == StepKind::sum, kLeastWhole, engine_[node].belief))
+        return raise_range_flags(kRangeFlags), false;
     }
     return true;
   }
@@ -459,8 +406,8 @@ class EliminationRun {
     for (const Node* node : engine_.tree->nodes) {
       if (is_unobserved(engine_, *node)) continue;
       const NodeState& data = engine_[*node];
-      std::fill_n(data.belief, node->number_of_states, 0.0f);
-      data.belief[std::max<ptrdiff_t>(data.propagated_state, 0)] = 1.0f;
+      const ptrdiff_t state = std::max<ptrdiff_t>(data.propagated_state, 0);
+      store_certain_belief(static_cast<size_t>(state), node->number_of_states, data.belief);
     }
   }
 

@@ -325,8 +325,8 @@ CopiedSchedule copy_schedule(const TreeEngine& engine, const ScheduleLists& from
   Writer(engine, from, sums, as_it_is, lists).write();
   copied.schedule = {lists.operations.data, lists.operations.count, lists.steps.data,
                      lists.maps.data,       lists.potentials.data,  lists.potentials.count,
-                     lists.observed.data,   lists.constants.data};
-  copied.gather = {lists.gather.data, lists.gather.count, lists.factors.data};
+                     lists.observed.data,   lists.constants.data,   {}};
+  if (!as_it_is) copied.schedule.gather = {lists.gather.data, lists.gather.count, lists.factors.data};
   return copied;
 }
 

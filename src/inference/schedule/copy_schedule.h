@@ -12,11 +12,9 @@ struct CopiedSchedule {
   std::unique_ptr<unsigned char[]> memory;  // null if memory ran out, or more than was allowed is needed
   size_t bytes = 0;                         // of the arena, or that it would have needed
   Schedule schedule;
-  GatherSchedule gather;
 };
 
-// A copy that takes at most `most_bytes`. Its owner has to let `schedule.gather` point to `gather`, unless
-// all operations were to be copied as they are.
+// A copy that takes at most `most_bytes`, without gather operations where all are to be copied as they are.
 CopiedSchedule copy_schedule(const TreeEngine& engine, const ScheduleLists& from,
                              tv_equilibrium_t equilibrium, bool as_it_is, size_t most_bytes) noexcept;
 

@@ -185,19 +185,16 @@ tv_status_t send(const Run& run, const GatherOperation& operation) noexcept {
 }
 
 tv_status_t store_belief(const Run& run, const GatherOperation& operation) noexcept {
-  double totals[kMostTotals], whole = 0.0;
+  double totals[kMostTotals];
   sum(run, operation, totals);
-  for (size_t t = 0; t < operation.targets; ++t) whole += totals[t];
-  if (!(whole >= kSmallestNormalFloat)) return kOutOfRange;
   tv_number_t* const belief = address_of(run.node_numbers, operation.result);
-  for (size_t t = 0; t < operation.targets; ++t) belief[t] = static_cast<float>(totals[t] / whole);
-  return tv_status_none;
+  return tv::store_belief(totals, operation.targets, true, kSmallestNormalFloat, belief) ? tv_status_none
+                                                                                         : kOutOfRange;
 }
 
 void store_observed(const Run& run, const GatherOperation& operation) noexcept {
-  tv_number_t* const belief = address_of(run.node_numbers, operation.result);
-  std::fill_n(belief, operation.targets, 0.0f);
-  belief[run.nodes[operation.node].observed_state] = 1.0f;
+  const ptrdiff_t state = run.nodes[operation.node].observed_state;
+  store_certain_belief(static_cast<size_t>(state), operation.targets, run.node_numbers + operation.result);
 }
 
 }  // namespace

@@ -49,12 +49,6 @@ struct GatherOperation {
   size_t message = 0;  // the update for the receiver
 };
 
-struct GatherSchedule {
-  const GatherOperation* operations = nullptr;
-  size_t operation_count = 0;
-  const GatherFactor* factors = nullptr;
-};
-
 // Runs the gather operations from `next` on, up to the root or the next plain operation, or just one.
 tv_status_t run_gather_operations(TreeEngine& engine, const GatherSchedule& schedule, size_t& next,
                                   bool only_one) noexcept;

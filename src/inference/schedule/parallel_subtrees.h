@@ -3,10 +3,12 @@
 // then the root region collects and distributes, then all subtrees distribute in parallel.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
 #include "inference/engine.h"
+#include "tables/kernels/parallel.h"
 
 namespace tv {
 
@@ -26,6 +28,28 @@ struct Subtrees {
 
   bool empty() const noexcept { return collect.empty(); }
 };
+
+// Calls run(part, thread) for each part on so many threads, which take the next one when they are done with
+// one, until it returns false for some part; whether it never did.
+template <class Run>
+bool run_parts_on_threads(size_t parts, size_t threads, Workers* workers, const Run& run) {
+  struct Context {
+    const Run& run;
+    size_t parts;
+    std::atomic<size_t> next = 0;
+    std::atomic<bool> stopped = false;
+  } context = {run, parts};
+  const auto work = [](void* given, size_t thread, size_t) {
+    Context& all = *static_cast<Context*>(given);
+    while (!all.stopped.load(std::memory_order_relaxed)) {
+      const size_t part = all.next.fetch_add(1, std::memory_order_relaxed);
+      if (part >= all.parts) return;
+      if (!all.run(part, thread)) all.stopped.store(true, std::memory_order_relaxed);
+    }
+  };
+  run_on_threads(threads, threads, work, &context, workers);
+  return !context.stopped.load(std::memory_order_relaxed);
+}
 
 // Whether a schedule holds so much work that threads are started for it. Such schedules are cached operation
 // by operation, not as gather lists.

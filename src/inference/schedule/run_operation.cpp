@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "api/float_environment.h"
 #include "inference/evidence/findings_marginal.h"
@@ -129,16 +128,6 @@ void OperationRunner::note_factor(CliqueWork& work, double factor) noexcept {
 void OperationRunner::note_power(CliqueWork& work, int exponent) noexcept {
   engine_.factor_exponent += exponent;
   if (engine_.equilibrium != tv_equilibrium_none) work.conflict = std::ldexp(work.conflict, -exponent);
-}
-
-void OperationRunner::set_constants() noexcept {
-  const int exponent = static_cast<int>(std::clamp(engine_.factor_exponent, -100000L, 100000L));
-  engine_.step_constant = std::ldexp(engine_.factor_mantissa, exponent);
-  engine_.step_log_constant =
-      std::log(engine_.factor_mantissa) + static_cast<double>(engine_.factor_exponent) * std::numbers::ln2;
-  engine_.knows_constants = true;
-  engine_.constant *= engine_.step_constant;
-  engine_.log_constant += engine_.step_log_constant;
 }
 
 // Scales the table so that its largest entry lies between one and two: a power of two costs no precision.
@@ -308,7 +297,8 @@ tv_status_t OperationRunner::collect_root(const Workspace& workspace, const Oper
 tv_status_t OperationRunner::normalize_root() noexcept {
   if (tv_status_t status = _tv_check_norm_factor(engine_.mass)) return status;
   engine_.factor_mantissa *= engine_.mass;
-  set_constants();
+  set_step_constants(engine_, engine_.factor_mantissa, engine_.factor_exponent);
+  engine_.knows_constants = true;
   engine_.inverse = static_cast<float>(1.0 / engine_.mass);
   return tv_status_none;
 }
@@ -341,14 +331,12 @@ tv_status_t OperationRunner::send(const Workspace& workspace, const Operation& o
   return status && range_flags() ? kOutOfRange : status;
 }
 
-// Stores a belief so that it sums to one (or its largest entry is one, under max).
 tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Operation& operation) noexcept {
   const BeliefMarginal& plan = engine_.belief_marginals[operation.belief];
   const NodeState& data = engine_[*plan.node];
   const size_t states = plan.node->number_of_states;
   if (data.observed_state >= 0) {
-    std::fill_n(data.belief, states, 0.0f);
-    data.belief[data.observed_state] = 1.0f;
+    store_certain_belief(static_cast<size_t>(data.observed_state), states, data.belief);
     return tv_status_none;
   }
   double* totals = workspace.totals[kBeliefTotals] + operation.totals;
@@ -363,12 +351,9 @@ tv_status_t OperationRunner::store_belief(const Workspace& workspace, const Oper
         engine_, table, [&](size_t member) { return member == plan.member; }, steps, request_.equilibrium,
         totals);
   }
-  double whole = 0.0;
-  for (size_t i = 0; i < states; ++i)
-    whole = request_.equilibrium == tv_equilibrium_sum ? whole + totals[i] : std::max(whole, totals[i]);
-  if (!(whole >= kSmallestNormalFloat)) return kOutOfRange;
-  for (size_t i = 0; i < states; ++i) data.belief[i] = static_cast<tv_number_t>(totals[i] / whole);
-  return tv_status_none;
+  const bool sums = request_.equilibrium == tv_equilibrium_sum;
+  return tv::store_belief(totals, states, sums, kSmallestNormalFloat, data.belief) ? tv_status_none
+                                                                                   : kOutOfRange;
 }
 
 }  // namespace tv

@@ -51,7 +51,6 @@ class OperationRunner {
   // Scaling factors, and products that could underflow.
   void note_factor(CliqueWork& work, double factor) noexcept;
   void note_power(CliqueWork& work, int exponent) noexcept;
-  void set_constants() noexcept;
   tv_status_t rescale_table(const Workspace& workspace, const Operation& operation, CollectOutcome& outcome);
   tv_status_t run_in_parts(const Workspace& workspace, const Operation& operation, const Step* steps,
                            size_t together, CollectOutcome& outcome);

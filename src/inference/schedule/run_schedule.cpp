@@ -1,8 +1,8 @@
 // Runs a schedule: operation by operation, as gather lists, or with its subtrees in parallel.
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
+#include <numbers>
 
 #include "api/float_environment.h"
 #include "api/memory.h"
@@ -37,7 +37,7 @@ class Runner {
     set_schedule(schedule);
     use_threads_where_they_pay();
     find_potentials();
-    if (schedule_.gather) return run_gather(*schedule_.gather);
+    if (schedule_.gather.operations) return run_gather(schedule_.gather);
     if (can_run_subtrees()) {
       Subtrees own;
       Subtrees& subtrees = kept ? *kept : own;
@@ -147,55 +147,30 @@ class Runner {
     }
   };
 
-  struct SubtreeRun {
-    Runner& runner;
-    const Subtrees& subtrees;
-    const std::vector<Subtrees::Part>& parts;
-    std::vector<CollectOutcome>& outcomes;
-    std::vector<Failure>& failures;
-    const std::vector<Workspace>& workspaces;
-    size_t limit;  // operations from here on are left out
-    std::atomic<size_t> next = 0;
-
-    static void run(void* context, size_t begin, size_t) {
-      SubtreeRun& run = *static_cast<SubtreeRun*>(context);
-      for (size_t part; (part = run.next.fetch_add(1, std::memory_order_relaxed)) < run.parts.size();)
-        run.run_part(part, run.workspaces[begin]);
-    }
-
-    void run_part(size_t part, const Workspace& workspace) {
-      const uint32_t* const operations = subtrees.operations.data() + parts[part].first;
-      for (size_t at = 0; at < parts[part].count && operations[at] < limit; ++at)
-        if (tv_status_t status = runner.operations_.run(
-                workspace, runner.schedule_.operations[operations[at]], outcomes[operations[at]]))
-          return failures[part].note(operations[at], status);
-    }
-  };
-
   void run_parts(const Subtrees& subtrees, const std::vector<Subtrees::Part>& parts,
                  const std::vector<Workspace>& workspaces, std::vector<CollectOutcome>& outcomes,
                  Failure& failure) {
     std::vector<Failure> failures(parts.size());
-    SubtreeRun run = {*this, subtrees, parts, outcomes, failures, workspaces, failure.operation};
-    run_on_threads(workspaces.size(), workspaces.size(), SubtreeRun::run, &run, settings_.workers);
+    const auto run_part = [&](size_t part, size_t thread) {
+      const uint32_t* at = subtrees.operations.data() + parts[part].first;
+      const uint32_t* const end = at + parts[part].count;
+      tv_status_t status = tv_status_none;
+      for (; at < end && *at < failure.operation && !status; ++at)
+        if ((status = operations_.run(workspaces[thread], schedule_.operations[*at], outcomes[*at])))
+          failures[part].note(*at, status);
+      return true;
+    };
+    run_parts_on_threads(parts.size(), workspaces.size(), settings_.workers, run_part);
     for (const Failure& each : failures) failure.note(each.operation, each.status);
   }
 
   tv_status_t run_subtrees(const Subtrees& subtrees) {
-    std::vector<Block<double>> totals(settings_.concurrency_level - 1);
-    std::vector<Step> steps(totals.size() * kMaxFusedSteps);
     ParallelSettings alone = settings_;
     alone.concurrency_level = 1;
+    std::vector<WorkspaceMemory> memory(settings_.concurrency_level - 1);
     std::vector<Workspace> workspaces = {main_workspace(alone)};
-    for (Block<double>& block : totals) {
-      block.allocate_uninitialized(subtrees.totals + subtrees.belief_totals + alone.scratch_size);
-      alone.scratch = block.data() + subtrees.totals + subtrees.belief_totals;
-      Workspace workspace = main_workspace(alone);
-      workspace.totals[kMessageTotals] = block.data();
-      workspace.totals[kBeliefTotals] = block.data() + subtrees.totals;
-      workspace.steps = steps.data() + (workspaces.size() - 1) * kMaxFusedSteps;
-      workspaces.push_back(workspace);
-    }
+    for (WorkspaceMemory& own : memory)
+      workspaces.push_back(own.make(workspaces[0], subtrees.totals, subtrees.belief_totals, kMaxFusedSteps));
     std::vector<CollectOutcome> outcomes(schedule_.operation_count);
     Failure failure;
     run_parts(subtrees, subtrees.collect, workspaces, outcomes, failure);
@@ -297,8 +272,15 @@ void take_out_factor(TreeEngine& engine, double factor) noexcept {
   engine.factor_exponent += exponent;
 }
 
+void set_step_constants(TreeEngine& engine, double mantissa, long exponent) noexcept {
+  engine.step_constant = std::ldexp(mantissa, static_cast<int>(std::clamp(exponent, -100000L, 100000L)));
+  engine.step_log_constant = std::log(mantissa) + static_cast<double>(exponent) * std::numbers::ln2;
+  engine.constant *= engine.step_constant;
+  engine.log_constant += engine.step_log_constant;
+}
+
 tv_status_t run_schedule(const PropagationRequest& request, const Schedule& schedule, Subtrees* subtrees) {
-  const size_t steps = schedule.gather ? schedule.gather->operation_count : schedule.operation_count;
+  const size_t steps = schedule.gather.operation_count + schedule.operation_count;
   return judge_range(Runner(request, steps).run(schedule, subtrees));
 }
 

@@ -2,6 +2,9 @@
 // and Olesen 1990; Dawid 1992 for max). A schedule is built first and then run.
 #pragma once
 
+#include <algorithm>
+#include <limits>
+
 #include "inference/engine.h"
 
 namespace tv {
@@ -46,6 +49,25 @@ inline constexpr tv_status_t kOutOfRange = static_cast<tv_status_t>(-2);
 
 // Moves a factor from the tables into the constants of the propagation.
 void take_out_factor(TreeEngine& engine, double factor) noexcept;
+
+// Sets the constants of the propagation: mantissa times 2 to the power exponent.
+void set_step_constants(TreeEngine& engine, double mantissa, long exponent) noexcept;
+
+// Stores a belief from its accumulators so that it sums to one or, under max, its largest entry is one. False
+// where what it is divided by is less than `least`, or not a number of doubles.
+inline bool store_belief(const double* totals, size_t states, bool sums, double least,
+                         tv_number_t* belief) noexcept {
+  double whole = 0.0;
+  for (size_t i = 0; i < states; ++i) whole = sums ? whole + totals[i] : std::max(whole, totals[i]);
+  if (!(whole >= least && whole <= std::numeric_limits<double>::max())) return false;
+  for (size_t i = 0; i < states; ++i) belief[i] = static_cast<tv_number_t>(totals[i] / whole);
+  return true;
+}
+
+inline void store_certain_belief(size_t state, size_t states, tv_number_t* belief) noexcept {
+  std::fill_n(belief, states, 0.0f);
+  belief[state] = 1.0f;
+}
 
 // What a normalising factor means: zero is `inconsistency_or_underflow`; any other that is not a normal
 // float, `kOutOfRange`.

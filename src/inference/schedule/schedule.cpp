@@ -132,8 +132,8 @@ Shape ScheduleLists::copy_shape(const Shape& shape) noexcept {
 }
 
 Schedule ScheduleLists::schedule() const noexcept {
-  return {operations.data(), operations.size(), steps.data(),    maps.data(),
-          potentials.data(), potentials.size(), observed.data(), constants.data()};
+  return {operations.data(), operations.size(), steps.data(),     maps.data(), potentials.data(),
+          potentials.size(), observed.data(),   constants.data(), {}};
 }
 
 ScheduleSize schedule_size(const JunctionTree& tree) noexcept {

@@ -88,7 +88,15 @@ struct SchedulePotential {
   uint32_t first_observed = 0, observed_count = 0;
 };
 
-struct GatherSchedule;  // inference/schedule/gather_schedule.h
+struct GatherOperation;  // inference/schedule/gather_schedule.h
+struct GatherFactor;
+
+// Operations over small tables as lists of positions, with others in between. Without any there are none.
+struct GatherSchedule {
+  const GatherOperation* operations = nullptr;
+  size_t operation_count = 0;
+  const GatherFactor* factors = nullptr;
+};
 
 struct Schedule {
   const Operation* operations = nullptr;
@@ -99,8 +107,7 @@ struct Schedule {
   size_t potential_count = 0;
   const ObservedMember* observed = nullptr;
   const float* constants = nullptr;
-  const GatherSchedule* gather =
-      nullptr;  // of a cached schedule: its gather lists, with `operations` in between
+  GatherSchedule gather;  // of a cached schedule, with `operations` in between
 };
 
 // The number of entries in each list of a schedule.

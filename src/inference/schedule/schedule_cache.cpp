@@ -117,7 +117,6 @@ void ScheduleCache::insert(const TreeEngine& engine, const ScheduleLists& lists,
     cached->copy = copy_schedule(engine, lists, equilibrium, as_it_is, capacity);
     if (cached->copy.bytes > capacity) admission_.reject(Kind::schedule);
     if (!cached->copy.memory) return;
-    if (!as_it_is) cached->copy.schedule.gather = &cached->copy.gather;
     cached->is_for_any = !would_deserve_threads(*engine.domain, lists.schedule());
     cached->for_threads = engine.domain->concurrency_level > 1;
     cached->pattern = key_.pattern;
@@ -237,7 +236,6 @@ void ScheduleCache::insert_for_any_evidence(const TreeEngine& engine, const Sche
     const auto cached = std::make_shared<CachedSchedule>();
     cached->copy = copy_schedule(engine, lists, equilibrium, false, kHugeSize);
     if (!cached->copy.memory) return;
-    cached->copy.schedule.gather = &cached->copy.gather;
     cached->pattern = key_.pattern;
     for_any_[equilibrium == tv_equilibrium_max] = cached;
     publish(engine, cached);

@@ -1,7 +1,10 @@
 // What one thread works with while a schedule runs.
 #pragma once
 
+#include <vector>
+
 #include "inference/schedule/schedule.h"
+#include "tables/block.h"
 
 namespace tv {
 
@@ -22,6 +25,24 @@ struct Workspace {
         steps[s].target = totals[step.place.buffer] + step.place.offset;
     }
     return steps;
+  }
+};
+
+// The memory of one more thread.
+struct WorkspaceMemory {
+  Block<double> totals;
+  std::vector<Step> steps;
+
+  // A workspace like another one, for passes that are not shared.
+  Workspace make(const Workspace& other, size_t message_totals, size_t belief_totals, size_t most_steps) {
+    totals.allocate_uninitialized(message_totals + belief_totals + other.settings.scratch_size);
+    steps.resize(most_steps);
+    Workspace own = other;
+    own.totals[kMessageTotals] = totals.data();
+    own.totals[kBeliefTotals] = totals.data() + message_totals;
+    own.steps = steps.data();
+    own.settings.scratch = totals.data() + message_totals + belief_totals;
+    return own;
   }
 };
 
