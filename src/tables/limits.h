@@ -18,9 +18,13 @@ struct Limits {
   size_t local_totals = 4096;   // private accumulators of the parts of a pass that lie on the stack
   size_t most_totals = 131072;  // and those that a large table may have allocated
   size_t array_part = 16384;    // numbers of a message that one thread processes at a time
+  size_t split_units = 16;      // a pass that is split into so many parts is split no further,
+  size_t private_units = 4;     // and into so many along a dimension that some targets lack,
+  size_t private_share = 8;     // if the table has so many entries for each private accumulator
 
   // Cliques
   size_t lazy_clique = 16384;    // from so many entries on, a clique may be lazy
+  size_t lazy_factors = 8;       // and has at most so many of them
   size_t shared_totals = 65536;  // so many accumulators of separators together are used in one pass
   size_t updates_together = 8;   // messages that a clique absorbs before it is rescaled
   size_t most_updates = 16;      // beyond it products are doubles: rounding could add up
@@ -28,15 +32,26 @@ struct Limits {
 
   // Elimination schedules
   size_t entries_for_elimination = 64;  // in all cliques, for each node; 0 eliminates whatever the evidence
-  size_t elimination_marginal = 32;     // a pass of its own costs as much as summing so many entries
-  size_t elimination_clique = 1024;     // from so many entries on, saving steps pays
-  size_t copied_slice = 8192;           // entries of a potential that a thread copies at a time
+  size_t entries_for_first = 384;       // the same where the pattern of evidence has not been seen before
+  size_t saved_at_once = 400;           // entries saved for each clique that pay for a single propagation,
+  size_t saved_again = 100;             // and where the pattern comes again
+  size_t pause = 16;                    // new patterns that are passed over after one that did not pay
+  size_t core_nodes = 2048;     // where more are left that no order is obvious for, nothing is eliminated
+  size_t core_neighbors = 64;   // a node with more has to wait until it has fewer
+  size_t grouped_factors = 32;  // beyond them comparing all pairs costs too much
+  size_t product_share = 8;     // a product so many times smaller than its clique costs next to nothing
+  size_t copy_share = 4;        // potentials so many times smaller than their clique are copied
+  size_t elimination_marginal = 32;  // a pass of its own costs as much as summing so many entries
+  size_t elimination_clique = 1024;  // from so many entries on, saving steps pays
+  size_t copied_slice = 8192;        // entries of a potential that a thread copies at a time
 
   // Cached schedules
   size_t finding_vectors = 16384;      // entries of a tree: up to so many, one schedule serves all evidence
   size_t cached_schedules = 64;        // of each kind
   bool caches_new_patterns = false;    // not only patterns of evidence that come again
   size_t least_cache_bytes = 1 << 20;  // in all trees together, however small their tables
+  size_t bytes_for_pattern = 4096;     // of the cache, so that small trees remember fewer patterns
+  size_t idle_searches = 1000;         // for which an elimination schedule stays that none of them found
 
   // Threads; a grain is the domain's setting
   size_t processors = 0;             // overrides the number of usable processors; 0 asks the system

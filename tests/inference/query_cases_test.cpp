@@ -80,8 +80,8 @@ void expect_moments_of_domain(tv_query_t* query, tv_domain_t* domain, const Case
   }
 }
 
-// The ways of the limits: with finding vectors, with schedules for sets of observed nodes, by elimination.
-constexpr const char* kWays[] = {"", "reduced+kept", "planned+kept", "lazy+tabled+kept"};
+// With finding vectors; with schedules for sets of observed nodes, by elimination always, sometimes or never.
+constexpr const char* kWays[] = {"", "reduced+kept", "planned+kept", "eager+kept", "lazy+tabled+kept"};
 
 // Eight threads with a query each, while the domain itself is propagated, get the answers of one after the
 // other, bit by bit. The thread sanitizer sees what they share.

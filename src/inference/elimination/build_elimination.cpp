@@ -9,7 +9,6 @@ namespace tv {
 namespace {
 
 constexpr uint32_t kNothing = EliminationTree::kNoClique;
-constexpr size_t kSmallShare = 8;  // a product so many times smaller than its clique costs next to nothing
 
 class EliminationBuilder {
  public:
@@ -133,7 +132,7 @@ class EliminationBuilder {
   bool follow_large_potential(const Clique& clique, uint32_t c, std::span<uint32_t> order) {
     for (uint32_t f = factors_.first_of(c); f != kNothing; f = factors_[f].next) {
       const EliminationFactor& factor = factors_[f];
-      if (factor.potential == kNothing || factor.size <= clique.size / kCopyShare) continue;
+      if (factor.potential == kNothing || factor.size <= clique.size / limits.copy_share) continue;
       const auto stride = [&](uint32_t rank) {
         for (const Axis& axis : factors_.axes(factor))
           if (axis.rank == rank) return axis.stride;
@@ -200,7 +199,7 @@ class EliminationBuilder {
   uint32_t multiply_small_factors(size_t clique_size) {
     const uint32_t first_product = count_of(schedule_->products);
     if (clique_size < limits.elimination_clique) return first_product;
-    groups_.join(chosen_, order_, clique_size / kSmallShare);
+    groups_.join(chosen_, order_, clique_size / limits.product_share);
     return first_product;
   }
 

@@ -9,8 +9,6 @@ namespace tv {
 namespace {
 
 constexpr uint32_t kNoVertex = static_cast<uint32_t>(-1);
-constexpr size_t kMostInCore = 2048;
-constexpr size_t kMostNeighbors = 64;
 constexpr double kLargestClique = 1e18;  // no schedule would have enough memory for a larger one
 constexpr double kHopeless = std::numeric_limits<double>::max();
 
@@ -76,7 +74,7 @@ void eliminate_simplicial(ShrinkingGraph& graph, size_t size, std::vector<uint32
   std::vector<uint32_t> candidates;
   std::vector<bool> waits(size, false);
   const auto add = [&](uint32_t v) {
-    if (waits[v] || graph.degree(v) > kMostNeighbors) return;
+    if (waits[v] || graph.degree(v) > limits.core_neighbors) return;
     waits[v] = true;
     candidates.push_back(v);
   };
@@ -233,7 +231,7 @@ std::vector<uint32_t> least_fill_order(const ReducedGraph& graph) {
   eliminate_simplicial(shrinking, graph.size(), order);
   for (uint32_t v = 0; v < graph.size(); ++v)
     if (!shrinking.is_gone(v)) rest.push_back(v);
-  if (rest.size() > kMostInCore) return {};
+  if (rest.size() > limits.core_nodes) return {};
   if (!rest.empty()) Core(graph, shrinking, std::move(rest)).eliminate_all(order);
   return order;
 }

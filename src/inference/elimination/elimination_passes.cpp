@@ -135,7 +135,7 @@ void EliminationFactors::lay_out(uint32_t f, std::span<const uint32_t> ranks, Pl
 void EliminationFactors::copy_small_potentials(uint32_t clique, std::span<const uint32_t> members) {
   for (uint32_t f = first_[clique]; f != kNothing; f = factors_[f].next) {
     EliminationFactor& factor = factors_[f];
-    if (factor.potential != kNothing && factor.size <= graph_.cliques[clique].size / kCopyShare)
+    if (factor.potential != kNothing && factor.size <= graph_.cliques[clique].size / limits.copy_share)
       copy_potential(factor, members);
   }
 }

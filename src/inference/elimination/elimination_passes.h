@@ -7,9 +7,6 @@
 
 namespace tv {
 
-// Potentials are copied where their clique is so many times as large.
-inline constexpr size_t kCopyShare = 4;
-
 // A variable of a factor, by rank, and its stride there.
 struct Axis {
   uint32_t rank;

@@ -28,11 +28,7 @@ double reduced_entries(const TreeEngine& engine) noexcept {
   return entries;
 }
 
-constexpr double kEntriesForFirst = 384.0;  // for each node, of a pattern that has not been seen before
-constexpr double kSavedAtOnce = 400.0;      // entries saved per clique that pay for a single propagation
-constexpr double kSaved = 100.0;            // the same where the pattern comes again
-constexpr double kGood = 0.25;              // of the entries of the compiled tree: no other order is tried
-constexpr uint32_t kPause = 16;
+constexpr double kGood = 0.25;  // of the entries of the compiled tree: no other order is tried
 
 // Whether an elimination schedule may pay: the reduced tables must have many entries for each node, since
 // below that building the schedule takes longer than it saves. Where they are not very many, only a pattern
@@ -43,7 +39,8 @@ bool may_plan(TreeEngine& engine, double nodes) noexcept {
   const ScheduleCache& cache = *engine.schedules;
   const double least = static_cast<double>(limits.entries_for_elimination);
   if (least == 0.0) return true;
-  const bool is_large = engine.entries >= kEntriesForFirst * nodes && engine.evidence_to_propagate > 0;
+  const bool is_large = engine.entries >= static_cast<double>(limits.entries_for_first) * nodes &&
+                        engine.evidence_to_propagate > 0;
   if (!engine.state->is_own()) return is_large && engine.elimination_pays;
   if (cache.needs_tables() || engine.entries < least * nodes) return false;
   if (cache.admits(ScheduleCache::Kind::elimination)) return true;
@@ -68,13 +65,15 @@ double saved_for_each_clique(const EliminationTree& graph, double entries) noexc
 // Whether the reduced tables are large enough that other cliques may be worth looking for.
 bool has_enough_entries(const TreeEngine& engine, double entries, bool comes_again) noexcept {
   const double least = static_cast<double>(limits.entries_for_elimination);
-  const double for_each_node = comes_again ? least : std::min(least, 1.0) * kEntriesForFirst;
+  const auto for_first = static_cast<double>(limits.entries_for_first);
+  const double for_each_node = comes_again ? least : std::min(least, 1.0) * for_first;
   return entries >= for_each_node * static_cast<double>(engine.tree->nodes.size());
 }
 
 bool is_worth_it(const TreeEngine& engine, double entries, double saved, bool comes_again) noexcept {
   return has_enough_entries(engine, entries, comes_again) &&
-         (limits.entries_for_elimination == 0 || saved >= (comes_again ? kSaved : kSavedAtOnce));
+         (limits.entries_for_elimination == 0 ||
+          saved >= static_cast<double>(comes_again ? limits.saved_again : limits.saved_at_once));
 }
 
 std::shared_ptr<const CachedSchedule> build_over(const PropagationRequest& request,
@@ -113,7 +112,7 @@ bool may_eliminate(const PropagationRequest& request) noexcept {
 bool elimination_pays(TreeEngine& engine) {
   constexpr uint32_t kSets = 5, kOneIn = 5;
   const std::vector<Node*>& nodes = engine.tree->nodes;
-  if (engine.entries < kEntriesForFirst * static_cast<double>(nodes.size())) return false;
+  if (engine.entries < static_cast<double>(limits.entries_for_first * nodes.size())) return false;
   uint32_t paying = 0, random = 1;
   for (uint32_t set = 0; set < kSets; ++set) {
     for (const Node* node : nodes)
@@ -121,7 +120,8 @@ bool elimination_pays(TreeEngine& engine) {
         engine[*node].propagated_state = 0;
     const double entries = reduced_entries(engine);
     const EliminationTree graph = best_elimination(engine, entries);
-    paying += !graph.cliques.empty() && saved_for_each_clique(graph, entries) >= kSavedAtOnce;
+    paying += !graph.cliques.empty() &&
+              saved_for_each_clique(graph, entries) >= static_cast<double>(limits.saved_at_once);
     for (const Node* node : nodes) engine[*node].propagated_state = kNoEvidence;
   }
   return paying > 1;
@@ -153,7 +153,7 @@ std::shared_ptr<const CachedSchedule> build_elimination(const PropagationRequest
   if (comes_again)
     engine.schedules->note_elimination_in_vain();  // it would not be better the next time
   else if (is_large)
-    engine.patterns_to_pass = kPause;
+    engine.patterns_to_pass = static_cast<uint32_t>(limits.pause);
   return nullptr;
 }
 

@@ -3,15 +3,9 @@
 #include <bit>
 
 namespace tv {
-namespace {
-
-constexpr size_t kMostFactors = 32;  // beyond them comparing all pairs costs too much
-
-}  // namespace
-
 void FactorGroups::join(std::vector<uint32_t>& factors, std::span<const uint32_t> order,
                         size_t most_entries) {
-  if (factors.size() < 3 || factors.size() > kMostFactors) return;
+  if (factors.size() < 3 || factors.size() > limits.grouped_factors) return;
   order_ = order;
   for (uint32_t m = 0; m < order.size(); ++m) position_of_[order[m]] = m;
   groups_.clear();

@@ -30,7 +30,7 @@ tv_status_t check_sum(const WideArray& array) noexcept {
 // Tables may have another layout than when they were last read.
 void refresh_potentials(TreeEngine& engine) noexcept {
   for (CliquePotential& plan : engine.clique_potentials)
-    if (refresh_potential(plan)) engine.schedules->clear();
+    if (refresh_potential(plan)) engine.schedules->clear_schedules();
 }
 
 }  // namespace

@@ -154,7 +154,8 @@ class ScheduleBuilder {
   }
 
   void refresh(CliquePotential& plan) noexcept {
-    if (refresh_potential(plan)) engine_.schedules->clear();  // its strides belong to another layout
+    if (refresh_potential(plan))
+      engine_.schedules->clear_schedules();  // its strides belong to another layout
   }
 
   // ---- Index maps ----

@@ -7,7 +7,6 @@
 namespace tv {
 namespace {
 
-constexpr size_t kMostFactors = 8;
 constexpr size_t kMostMembers = 64;  // a pass may need two steps for each
 
 // Calls visit(member, stride) for the members that a potential's copy spans, the last one first.
@@ -77,7 +76,7 @@ bool prefers_factors(const Clique& clique) noexcept {
   const bool decides = counters.decision > 0 || counters.utility > 0;
   if (clique.tree->has_continuous || !clique.more_potentials.empty() || decides) return false;
   return clique.table.size >= limits.lazy_clique && clique.members().size() <= kMostMembers &&
-         clique.potentials.size() + clique.links.size() <= kMostFactors &&
+         clique.potentials.size() + clique.links.size() <= limits.lazy_factors &&
          factor_entries(clique) <= clique.table.size / 2;
 }
 

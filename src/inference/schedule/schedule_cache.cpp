@@ -12,15 +12,8 @@ namespace tv {
 
 namespace {
 
-constexpr size_t kBytesForPattern = 4096;  // of the budget, so that small trees remember fewer
 constexpr size_t kPatternsForSchedule = 4;
-constexpr uint64_t kMaxIdle = 1000;
 constexpr uint32_t kAnyEvidence = 2;  // stands in the place of the equilibrium
-
-bool layout_holds(const CliquePotential& plan) noexcept {
-  const Table* table = plan.table();
-  return plan.layout == (table ? table->layout : kNone);
-}
 
 }  // namespace
 
@@ -31,25 +24,21 @@ void ScheduleCache::prepare(size_t nodes, size_t budget, std::shared_ptr<SharedS
   key_.pattern.reserve(nodes + 1);
   budget_ = budget;
   shared_ = std::move(shared);
-  admission_.prepare(std::min(budget / kBytesForPattern, kPatternsForSchedule * kCapacity.cached_schedules));
+  admission_.prepare(
+      std::min(budget / limits.bytes_for_pattern, kPatternsForSchedule * kCapacity.cached_schedules));
 }
 
-// Layouts are compared only after some table of the domain has got another one.
-bool ScheduleCache::layouts_hold(const TreeEngine& engine) noexcept {
-  if (layouts_ == engine.domain->table_layouts) return true;
-  layouts_ = engine.domain->table_layouts;
-  const bool schedules_hold =
-      std::all_of(engine.clique_potentials.begin(), engine.clique_potentials.end(), layout_holds);
-  const bool has_schedule = for_any_[0] || for_any_[1];
-  return (schedules_hold || !has_schedule) &&
-         std::all_of(slots_.begin(), slots_.end(), [&](const Slot& slot) {
-           return slot.kind == Kind::elimination ? slot.cached->elimination->holds(*engine.tree)
-                                                 : schedules_hold;
-         });
-}
-
+// Layouts are compared only after some table of the domain has got another one. The strides of the compiled
+// tree are set anew at once, since a schedule of another state may be run next.
 void ScheduleCache::drop_stale(const TreeEngine& engine) noexcept {
-  if (!layouts_hold(engine)) clear();
+  if (layouts_ == engine.domain->table_layouts) return;
+  layouts_ = engine.domain->table_layouts;
+  bool changes = false;
+  for (CliquePotential& plan : engine.clique_potentials) changes |= refresh_potential(plan);
+  if (changes) clear_schedules();
+  std::erase_if(slots_, [&](const Slot& slot) {
+    return slot.kind == Kind::elimination && !slot.cached->elimination->holds(*engine.tree);
+  });
 }
 
 ScheduleCache::Found ScheduleCache::find(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
@@ -214,7 +203,7 @@ void ScheduleCache::evict_for(Kind kind, size_t bytes) noexcept {
 void ScheduleCache::age() noexcept {
   for (Slot& slot : slots_) slot.count /= 2;
   std::erase_if(slots_, [this](const Slot& slot) {
-    return slot.kind == Kind::elimination && clock_ - slot.used > kMaxIdle;
+    return slot.kind == Kind::elimination && clock_ - slot.used > limits.idle_searches;
   });
 }
 
@@ -242,8 +231,8 @@ void ScheduleCache::insert_for_any_evidence(const TreeEngine& engine, const Sche
   });
 }
 
-void ScheduleCache::clear() noexcept {
-  slots_.clear();
+void ScheduleCache::clear_schedules() noexcept {
+  std::erase_if(slots_, [](const Slot& slot) { return slot.kind == Kind::schedule; });
   for (std::shared_ptr<const CachedSchedule>& cached : for_any_) cached.reset();
 }
 

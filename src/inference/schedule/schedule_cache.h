@@ -71,8 +71,9 @@ class ScheduleCache {
   void insert_for_any_evidence(const TreeEngine& engine, const ScheduleLists& lists,
                                tv_equilibrium_t equilibrium) noexcept;
 
-  // Forgets all schedules: some potential has got a table, or one of another layout, since they were built.
-  void clear() noexcept;
+  // Forgets the schedules over the compiled tree: some potential has got a table, or one of another layout,
+  // since they were built.
+  void clear_schedules() noexcept;
 
  private:
   // What a search reads stands beside the schedules, which lie far apart.
@@ -95,7 +96,6 @@ class ScheduleCache {
   void publish(const TreeEngine& engine, const std::shared_ptr<const CachedSchedule>& cached) noexcept;
   void evict_for(Kind kind, size_t bytes) noexcept;
   void age() noexcept;
-  bool layouts_hold(const TreeEngine& engine) noexcept;
   void drop_stale(const TreeEngine& engine) noexcept;
 
   std::shared_ptr<SharedSchedules> shared_;

@@ -275,10 +275,7 @@ void run_single_block(float* table, const Step* steps, size_t count) noexcept {
 
 // ---- Splitting ----
 
-constexpr size_t kEnoughUnits = 16;
-constexpr size_t kMostSplit = 4;     // dimensions
-constexpr size_t kPrivateUnits = 4;  // parts of a dimension that some targets lack
-constexpr size_t kPrivateShare = 8;  // least table entries for each private accumulator
+constexpr size_t kMostSplit = 4;  // dimensions
 
 struct Split {
   size_t dimensions[kMostSplit];
@@ -306,16 +303,16 @@ Split choose_split(const Shape& shape, const Step* steps, size_t count, size_t c
   Split free;
   if (count > kMaxFusedSteps) return free;
   Split best;
-  const size_t most_private = std::min(capacity, shape.size / kPrivateShare);
+  const size_t most_private = std::min(capacity, shape.size / limits.private_share);
   for (size_t d = 0; d < size_t{shape.outer} + (parts_of(shape) > 1); ++d) {
     const size_t own = lacking_totals(steps, count, d), indices = count_along(shape, d);
     if (own == 0) {
-      if (free.units >= kEnoughUnits || free.count == kMostSplit) continue;
+      if (free.units >= limits.split_units || free.count == kMostSplit) continue;
       free.dimensions[free.count++] = d;
       free.units *= indices;
       continue;
     }
-    const Split split = {{d}, 1, std::min(indices, kPrivateUnits), own};
+    const Split split = {{d}, 1, std::min(indices, limits.private_units), own};
     if (own > most_private / split.units) continue;
     if (best.units < 2 || cost_of(split, shape) < cost_of(best, shape)) best = split;
   }
