@@ -305,9 +305,9 @@ tv_status_t OperationRunner::normalize_root() noexcept {
 
 // Normalises a lazy root by scaling the smallest of its factors.
 void OperationRunner::normalize_factors(const Operation& operation) noexcept {
-  const ScheduleStep* const first = schedule_.steps + operation.first_step;
+  const ScheduleStep* const first = schedule_->steps + operation.first_step;
   const ScheduleStep* smallest = nullptr;
-  const auto size = [&](const ScheduleStep& step) { return schedule_.maps[step.map].other_size; };
+  const auto size = [&](const ScheduleStep& step) { return schedule_->maps[step.map].other_size; };
   for (const ScheduleStep* step = first; step < first + operation.formed; ++step) {
     const bool is_stored = step->place.buffer == kTables || step->place.buffer == kCliqueFactors;
     if (is_stored && (!smallest || size(*step) < size(*smallest))) smallest = step;

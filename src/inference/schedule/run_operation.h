@@ -21,7 +21,7 @@ class OperationRunner {
         weighs_findings_(request.mode == tv_evidence_fast_retraction) {}
 
   // The schedule whose operations are run.
-  void set_schedule(const Schedule& schedule) noexcept { schedule_ = schedule; }
+  void set_schedule(const Schedule& schedule) noexcept { schedule_ = &schedule; }
 
   bool weighs_findings() const noexcept { return weighs_findings_; }
 
@@ -39,7 +39,7 @@ class OperationRunner {
 
   // Passes over a table.
   const Step* bind_steps(const Workspace& workspace, const Operation& operation) const noexcept {
-    return workspace.bind(schedule_.steps + operation.first_step, operation.step_count, schedule_.maps);
+    return workspace.bind(schedule_->steps + operation.first_step, operation.step_count, schedule_->maps);
   }
   void run_steps(const Workspace& workspace, const Operation& operation, const Step* steps, size_t count);
   tv_status_t run_table_pass(const Workspace& workspace, const Operation& operation);
@@ -72,7 +72,7 @@ class OperationRunner {
 
   const PropagationRequest& request_;
   TreeEngine& engine_;
-  Schedule schedule_;
+  const Schedule* schedule_ = nullptr;
   bool weighs_findings_;
 };
 

@@ -37,12 +37,12 @@ class Runner {
     set_schedule(schedule);
     use_threads_where_they_pay();
     find_potentials();
-    if (schedule_.gather.operations) return run_gather(schedule_.gather);
+    if (schedule_->gather.operations) return run_gather(schedule_->gather);
     if (can_run_subtrees()) {
       Subtrees own;
       Subtrees& subtrees = kept ? *kept : own;
       if (subtrees.threads != settings_.concurrency_level)
-        subtrees = find_subtrees(engine_, schedule_, settings_);
+        subtrees = find_subtrees(engine_, *schedule_, settings_);
       if (!subtrees.empty()) return run_subtrees(subtrees);
     }
     return run_operations();
@@ -59,7 +59,7 @@ class Runner {
 
  private:
   void set_schedule(const Schedule& schedule) noexcept {
-    schedule_ = schedule;
+    schedule_ = &schedule;
     operations_.set_schedule(schedule);
     engine_.buffers[kConstants] = schedule.constants;
   }
@@ -73,9 +73,9 @@ class Runner {
 
   tv_status_t run_operations() {
     const Workspace workspace = main_workspace(settings_);
-    for (size_t i = 0; i < schedule_.operation_count; ++i) {
+    for (size_t i = 0; i < schedule_->operation_count; ++i) {
       if (tv_status_t status = progress_.advance()) return status;
-      if (tv_status_t status = run_alone(workspace, schedule_.operations[i])) return status;
+      if (tv_status_t status = run_alone(workspace, schedule_->operations[i])) return status;
     }
     return tv_status_none;
   }
@@ -96,7 +96,7 @@ class Runner {
       const GatherOperation& operation = gather.operations[next];
       tv_status_t status = tv_status_none;
       if (operation.kind == GatherKind::operation)
-        status = run_alone(workspace, schedule_.operations[gather.operations[next++].first]);
+        status = run_alone(workspace, schedule_->operations[gather.operations[next++].first]);
       else if (operation.kind == GatherKind::root)
         status = collect_gathered_root(gather, gather.operations[next++]);
       else
@@ -118,7 +118,7 @@ class Runner {
 
   // Starting threads takes as long as some passes over a large table.
   void use_threads_where_they_pay() noexcept {
-    if (deserves_threads(*engine_.domain, schedule_))
+    if (deserves_threads(*engine_.domain, *schedule_))
       settings_.workers = &workers_;
     else
       settings_.concurrency_level = 1;
@@ -130,8 +130,8 @@ class Runner {
     if (!settings_.workers || operations_.weighs_findings() || engine_.domain->progress_handler ||
         request_.equilibrium != tv_equilibrium_sum)
       return false;
-    for (size_t i = 0; i < schedule_.operation_count; ++i)
-      if (schedule_.operations[i].step_count > kMaxFusedSteps) return false;
+    for (size_t i = 0; i < schedule_->operation_count; ++i)
+      if (schedule_->operations[i].step_count > kMaxFusedSteps) return false;
     return true;
   }
 
@@ -156,7 +156,7 @@ class Runner {
       const uint32_t* const end = at + parts[part].count;
       tv_status_t status = tv_status_none;
       for (; at < end && *at < failure.operation && !status; ++at)
-        if ((status = operations_.run(workspaces[thread], schedule_.operations[*at], outcomes[*at])))
+        if ((status = operations_.run(workspaces[thread], schedule_->operations[*at], outcomes[*at])))
           failures[part].note(*at, status);
       return true;
     };
@@ -171,7 +171,7 @@ class Runner {
     std::vector<Workspace> workspaces = {main_workspace(alone)};
     for (WorkspaceMemory& own : memory)
       workspaces.push_back(own.make(workspaces[0], subtrees.totals, subtrees.belief_totals, kMaxFusedSteps));
-    std::vector<CollectOutcome> outcomes(schedule_.operation_count);
+    std::vector<CollectOutcome> outcomes(schedule_->operation_count);
     Failure failure;
     run_parts(subtrees, subtrees.collect, workspaces, outcomes, failure);
     size_t accounted = 0;
@@ -179,10 +179,10 @@ class Runner {
     for (size_t i = 0; i < subtrees.root_region.count; ++i) {
       const size_t at = subtrees.operations[subtrees.root_region.first + i];
       if (at > failure.operation) return failure.status;  // only while collecting
-      const Operation& operation = schedule_.operations[at];
+      const Operation& operation = schedule_->operations[at];
       if (operation.kind == OperationKind::root)
         for (; accounted < at; ++accounted)
-          operations_.account_for(schedule_.operations[accounted], outcomes[accounted]);
+          operations_.account_for(schedule_->operations[accounted], outcomes[accounted]);
       if (tv_status_t status = operations_.run(workspace, operation, outcomes[at])) {
         if (operation.kind == OperationKind::collect || operation.kind == OperationKind::root) return status;
         failure.note(at, status);
@@ -196,13 +196,13 @@ class Runner {
   // ---- Potentials ----
 
   void find_potentials() {
-    if (!settings_.workers) return find_some_potentials(this, 0, schedule_.potential_count);
-    const size_t threads = std::min(settings_.concurrency_level, schedule_.potential_count);
-    run_on_threads(schedule_.potential_count, threads, find_some_potentials, this, settings_.workers);
+    if (!settings_.workers) return find_some_potentials(this, 0, schedule_->potential_count);
+    const size_t threads = std::min(settings_.concurrency_level, schedule_->potential_count);
+    run_on_threads(schedule_->potential_count, threads, find_some_potentials, this, settings_.workers);
   }
 
   static void find_some_potentials(void* context, size_t begin, size_t end) {
-    const Schedule& schedule = static_cast<const Runner*>(context)->schedule_;
+    const Schedule& schedule = *static_cast<const Runner*>(context)->schedule_;
     const TreeEngine& engine = static_cast<const Runner*>(context)->engine_;
     const NodeState* const nodes = engine.nodes;
     const CliquePotential* const plans = engine.clique_potentials.data();
@@ -223,7 +223,7 @@ class Runner {
   }
 
   const PropagationRequest& request_;
-  Schedule schedule_;
+  const Schedule* schedule_ = nullptr;
   TreeEngine& engine_;
   OperationRunner operations_;
   ParallelSettings settings_;
