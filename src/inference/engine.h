@@ -303,9 +303,6 @@ void step_in_separator(const ReducedTable& table, const CliqueLink& link, const 
                        size_t* steps) noexcept;
 void step_in_member(const ReducedTable& table, size_t member, size_t* steps) noexcept;
 
-// Offset of the observed states within a potential.
-size_t observed_offset(const TreeEngine& engine, const CliquePotential& plan) noexcept;
-
 // Takes the strides of a potential from its node's present table; whether its layout was another one.
 bool refresh_potential(CliquePotential& plan) noexcept;
 

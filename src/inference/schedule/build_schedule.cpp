@@ -137,19 +137,15 @@ class ScheduleBuilder {
   // Where its possible entries will be: in its copy, or in its table.
   Place add_potential(const CliquePotential& plan) noexcept {
     const auto position = static_cast<uint32_t>(&plan - engine_.clique_potentials.data());
-    if (plan.copy) {
-      lists_.potentials.push_back({position, true});
-      return place_of(kTables, plan.copy);
-    }
-    const size_t first = lists_.observed.size();
+    const auto first = static_cast<uint32_t>(lists_.observed.size());
     for (size_t m = 0; m < plan.members->size(); ++m) {
       const Node& member = *(*plan.members)[m];
       if (plan.strides[m] != 0 && engine_[member].observed_state >= 0)
         lists_.observed.push_back({static_cast<uint32_t>(member.number - 1), plan.strides[m]});
     }
-    const size_t count = lists_.observed.size() - first;
-    lists_.potentials.push_back(
-        {position, false, static_cast<uint32_t>(first), static_cast<uint32_t>(count)});
+    const auto count = static_cast<uint32_t>(lists_.observed.size()) - first;
+    lists_.potentials.push_back({position, plan.copy != nullptr, first, count});
+    if (plan.copy) return place_of(kTables, plan.copy);
     return {static_cast<uint32_t>(kFirstPotential + lists_.potentials.size() - 1), 0};
   }
 

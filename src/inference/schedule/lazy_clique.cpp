@@ -80,7 +80,7 @@ bool prefers_factors(const Clique& clique) noexcept {
          factor_entries(clique) <= clique.table.size / 2;
 }
 
-void copy_potential(const TreeEngine& engine, const CliquePotential& plan) noexcept {
+void copy_potential(const TreeEngine& engine, const CliquePotential& plan, const float* entries) noexcept {
   Dimension nest[64];
   size_t count = 0, stride = 1;
   for_each_member(plan, [&](const Node& node, size_t table_stride) {
@@ -89,7 +89,7 @@ void copy_potential(const TreeEngine& engine, const CliquePotential& plan) noexc
     stride *= node.number_of_states;
   });
   std::reverse(nest, nest + count);
-  kernels().assign(nest, count, plan.copy, plan.table()->data.data() + observed_offset(engine, plan));
+  kernels().assign(nest, count, plan.copy, entries);
 }
 
 float* message_buffer(const CliqueWork& receiver, const CliqueLink& link,

@@ -24,8 +24,8 @@ template <class Holds, class IndexMaps, class Visit>
 void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds holds, IndexMaps maps,
                      Visit visit);
 
-// Copies the entries of the potential that agree with the observed states.
-void copy_potential(const TreeEngine& engine, const CliquePotential& plan) noexcept;
+// Copies the entries of the potential that agree with the observed states, from the first one on.
+void copy_potential(const TreeEngine& engine, const CliquePotential& plan, const float* entries) noexcept;
 
 // The buffer in which a message is to be formed: the receiver's own where it is lazy and has none through
 // this link yet, otherwise the separator's.

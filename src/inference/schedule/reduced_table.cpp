@@ -159,16 +159,6 @@ bool refresh_potential(CliquePotential& plan) noexcept {
   return true;
 }
 
-size_t observed_offset(const TreeEngine& engine, const CliquePotential& plan) noexcept {
-  size_t offset = 0;
-  for (size_t m = 0; m < plan.members->size(); ++m) {
-    if (plan.strides[m] == 0) continue;
-    const ptrdiff_t state = engine[*(*plan.members)[m]].observed_state;
-    if (state > 0) offset += plan.strides[m] * static_cast<size_t>(state);
-  }
-  return offset;
-}
-
 void apply_observed_states(TreeEngine& engine, bool everywhere) noexcept {
   refresh_shapes(engine);
   if (everywhere)

@@ -210,14 +210,11 @@ class Runner {
     for (size_t p = begin; p < end; ++p) {
       const SchedulePotential& potential = schedule.potentials[p];
       const CliquePotential& plan = plans[potential.position];
-      if (potential.is_copied) {
-        copy_potential(engine, plan);
-        continue;
-      }
       const ObservedMember* observed = schedule.observed + potential.first_observed;
       const float* entries = plan.table()->data.data();
       for (uint32_t k = 0; k < potential.observed_count; ++k, ++observed)
         entries += static_cast<size_t>(nodes[observed->node].observed_state) * observed->stride;
+      if (potential.is_copied) copy_potential(engine, plan, entries);
       found[p] = entries;
     }
   }
