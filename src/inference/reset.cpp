@@ -259,6 +259,7 @@ tv_status_t _tv_jt_reset_inference_engine(TreeEngine& engine, ResetForm form) {
 }
 
 void _tv_node_touch_table(Node& node) noexcept {
+  node.domain->log_likelihood_is_valid = false;
   node.table_checked = false;
   if (!is_compiled(*node.domain)) return;
   node.domain->forest->end_queries();

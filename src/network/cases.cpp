@@ -59,6 +59,7 @@ bool is_case(const Node& node, size_t index) noexcept { return index < node.doma
 }  // namespace
 
 void set_number_of_cases(Domain& domain, size_t count) {
+  domain.log_likelihood_is_valid = false;
   CaseTable& cases = domain.cases;
   const size_t capacity = cases.capacity;
   if (count > kCaseLimit) throw std::bad_alloc();
@@ -81,6 +82,7 @@ tv_number_t case_count(const Domain& domain, size_t index) noexcept {
 }
 
 void set_case_count(Domain& domain, size_t index, tv_number_t count) {
+  domain.log_likelihood_is_valid = false;
   std::vector<tv_number_t>& counts = domain.cases.counts;
   if (counts.empty() && count == 1) return;
   if (counts.empty()) counts.assign(domain.cases.capacity, 1);
@@ -88,6 +90,7 @@ void set_case_count(Domain& domain, size_t index, tv_number_t count) {
 }
 
 tv_status_t set_case_state(Node& node, size_t index, size_t state) {
+  node.domain->log_likelihood_is_valid = false;
   if (state >= kStateLimit) return tv_status_case_state_too_large;
   if (node.cases.states.empty()) node.cases.states.assign(node.domain->cases.capacity, kMissingCase);
   node.cases.states[index] = static_cast<int16_t>(state);
@@ -95,6 +98,7 @@ tv_status_t set_case_state(Node& node, size_t index, size_t state) {
 }
 
 void set_case_value(Node& node, size_t index, double value) {
+  node.domain->log_likelihood_is_valid = false;
   CaseColumn& column = node.cases;
   if (column.values.empty()) {
     CaseColumn fresh;
@@ -107,6 +111,7 @@ void set_case_value(Node& node, size_t index, double value) {
 }
 
 void unset_case(Node& node, size_t index) noexcept {
+  node.domain->log_likelihood_is_valid = false;
   if (!node.cases.states.empty()) node.cases.states[index] = kMissingCase;
   if (!node.cases.known.empty()) node.cases.known[index] = 0;
 }
@@ -117,6 +122,7 @@ bool case_is_set(const Node& node, size_t index) noexcept {
 }
 
 void forget_case_states_from(Node& node, size_t count) noexcept {
+  node.domain->log_likelihood_is_valid = false;
   for (int16_t& state : node.cases.states)
     if (state != kMissingCase && static_cast<size_t>(state) >= count) state = kMissingCase;
 }

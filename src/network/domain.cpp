@@ -60,6 +60,7 @@ void _tv_domain_set_triangulation_parameters(Domain& domain, double log_weight, 
 void structure_changed(Domain& domain) noexcept {
   _tv_uncompile_domain_safely(domain);
   domain.initial_triangulation.clear();
+  domain.log_likelihood_is_valid = false;
   domain.limid.reset();
 }
 
@@ -152,6 +153,24 @@ tv_status_t tv_domain_set_em_concurrency_level(tv_domain_t* domain, size_t level
 
 size_t tv_domain_get_em_concurrency_level(const tv_domain_t* domain) {
   return tv::get_size(domain, &tv::Domain::em_concurrency_level);
+}
+
+tv_status_t tv_domain_set_max_number_of_em_iterations(tv_domain_t* domain, size_t count) {
+  return tv::set_size(domain, &tv::Domain::max_em_iterations, count, true);
+}
+
+size_t tv_domain_get_max_number_of_em_iterations(const tv_domain_t* domain) {
+  return tv::get_size(domain, &tv::Domain::max_em_iterations);
+}
+
+tv_status_t tv_domain_set_log_likelihood_tolerance(tv_domain_t* domain, double tolerance) {
+  if (!tv::check(domain && tolerance >= 0.0)) return tv_status_usage;
+  domain->log_likelihood_tolerance = tolerance;
+  return tv_status_none;
+}
+
+double tv_domain_get_log_likelihood_tolerance(const tv_domain_t* domain) {
+  return tv::check(domain) ? domain->log_likelihood_tolerance : -1.0;
 }
 
 tv_status_t tv_domain_set_max_number_of_separators(tv_domain_t* domain, size_t count) {

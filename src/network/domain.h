@@ -72,6 +72,12 @@ struct tv_domain_s {
   bool links_are_read = false;          // from a text, where their order means nothing
   tv::RandomGenerator random;
 
+  // Settings and results of learning.
+  double log_likelihood_tolerance = 0.0001;
+  size_t max_em_iterations = 0;                  // 0: no limit
+  double log_likelihood = 0.0;                   // of the cases under the present tables
+  mutable bool log_likelihood_is_valid = false;  // until a case, a count or a table changes
+
   // Settings of compilation.
   size_t memory_limit = 0;              // bytes; 0: no limit
   size_t max_number_of_separators = 0;  // 0: no limit

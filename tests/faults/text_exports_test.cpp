@@ -37,6 +37,14 @@ void with_case_value(World& w) {
   tv_node_set_case_value(w.x, 0, 1.5);
 }
 
+// Cases that lack something, for two iterations.
+void learning(World& w) {
+  with_cases(w);
+  compiled(w);
+  for (tv_node_t* node : {w.a, w.b}) tv_node_get_experience_table(node);
+  tv_domain_set_max_number_of_em_iterations(net(w), 2);
+}
+
 const Cases cases = {
     {"tv_net_parse_domain", plain,
      [](World& w) { w.made.reset(tv_net_parse_domain(kNet, nullptr, nullptr)); }},
@@ -86,6 +94,15 @@ const Cases cases = {
        tv_domain_set_number_of_cases(w.domain.get(), 1);
        tv_node_set_case_value(w.x, 0, 1.5);
      }},
+    {"tv_domain_learn_tables", learning, [](World& w) { tv_domain_learn_tables(net(w)); }},
+    {"tv_domain_get_log_likelihood", learning,
+     [](World& w) { note(w, tv_domain_get_log_likelihood(net(w))); }},
+    {"tv_domain_get_AIC", learning, [](World& w) { note(w, tv_domain_get_AIC(net(w))); }},
+    {"tv_domain_get_BIC", learning, [](World& w) { note(w, tv_domain_get_BIC(net(w))); }},
+    ASKS_FOR_NOTHING(tv_domain_set_log_likelihood_tolerance, plain, net(w), 0.5),
+    ASKS_FOR_NOTHING(tv_domain_get_log_likelihood_tolerance, plain, net(w)),
+    ASKS_FOR_NOTHING(tv_domain_set_max_number_of_em_iterations, plain, net(w), 3),
+    ASKS_FOR_NOTHING(tv_domain_get_max_number_of_em_iterations, plain, net(w)),
     ASKS_FOR_NOTHING(tv_domain_get_number_of_cases, with_cases, net(w)),
     ASKS_FOR_NOTHING(tv_domain_get_case_count, with_cases, net(w), 1),
     ASKS_FOR_NOTHING(tv_node_unset_case, with_cases, w.b, 1),

@@ -1,0 +1,50 @@
+// The families of a network whose distributions are learned: their tables, what is known beforehand, and the
+// counts that an iteration collects.
+#pragma once
+
+#include <vector>
+
+#include "network/domain.h"
+#include "tables/table.h"
+
+namespace tv {
+
+// The distribution of a node given its parents, as a factor over discrete nodes.
+struct Family {
+  Node* node = nullptr;
+  Table* table = nullptr;
+  std::vector<const Node*> members;  // the discrete ones, in the order of the table
+  std::vector<size_t> strides;       // of each in the table
+  // Moments are taken about a value near the data, so that nothing is lost to cancellation: by continuous
+  // node of the table, of which the family's own comes first.
+  std::vector<double> origins;
+  bool is_learned = false;
+
+  const Node* continuous(size_t i) const noexcept { return table->nodes[table->discrete_count + i]; }
+  double deviation(size_t i, double value) const noexcept { return value - origins[i]; }
+  size_t size() const noexcept { return table->size; }
+};
+
+// The expected counts of an iteration: for a discrete node a number for each entry of its table, for a
+// continuous one the number and the second moments of (1, parents, node) for each configuration.
+struct FamilyCounts {
+  std::vector<double> numbers;
+  std::vector<double> moments;  // for each configuration the lower triangle, row by row
+
+  void clear() noexcept;
+  void add(const FamilyCounts& other) noexcept;
+};
+
+// How many numbers the lower triangle of the moments of (1, parents, node) has.
+inline size_t moment_count(size_t continuous) noexcept { return (continuous + 1) * (continuous + 2) / 2; }
+
+// The families of all discrete and continuous nodes that have a distribution, learned or not, in node order.
+// Tables are made where nobody has asked for them.
+tv_status_t collect_families(Domain& domain, std::vector<Family>& families);
+
+// A chance node with an experience table whose largest entry is not negative.
+bool is_to_be_learned(const Node& node) noexcept;
+
+FamilyCounts empty_counts(const Family& family);
+
+}  // namespace tv

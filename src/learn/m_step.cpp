@@ -1,0 +1,123 @@
+// Maximisation: relative frequencies, and regressions from moments.
+#include "learn/m_step.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace tv {
+namespace {
+
+// A variance rests on more than so many cases, or on those of all configurations together.
+constexpr double kFewCases = 5.0;
+
+// A parent that the others determine up to such a part of its moment is left out of the regression.
+constexpr double kLeastPivot = 1e-12;
+
+void maximize_discrete(const Family& family, const FamilyCounts& counts) {
+  const size_t states = family.node->number_of_states;
+  tv_number_t* const data = family.table->data.data();
+  for (size_t c = 0; c * states < family.size(); ++c) {
+    if (!configuration_is_learned(*family.node, c)) continue;
+    const double* const numbers = counts.numbers.data() + c * states;
+    const double sum = std::accumulate(numbers, numbers + states, 0.0);
+    if (!(sum > 0.0)) continue;
+    for (size_t s = 0; s < states; ++s) data[c * states + s] = static_cast<tv_number_t>(numbers[s] / sum);
+  }
+}
+
+// The regression of one configuration by the sweep operator (Beaton 1964; Goodnight 1979), on the moments of
+// (1, node, parents).
+class Regression {
+ public:
+  Regression(const Family& family, const double* moments, double number)
+      : size_(family.table->continuous_count + 1), matrix_(size_ * size_), is_swept_(size_, false) {
+    for (size_t i = 0; i < size_; ++i)
+      for (size_t j = 0; j <= i; ++j) at(i, j) = at(j, i) = *moments++ / number;
+    std::vector<double> scale(size_);
+    for (size_t i = 0; i < size_; ++i) scale[i] = at(i, i);
+    for (size_t i = 0; i < size_; ++i)
+      if (i != kNode && at(i, i) > kLeastPivot * scale[i]) sweep(i);
+  }
+
+  double residual_variance() const noexcept { return std::max(0.0, matrix_[kNode * size_ + kNode]); }
+  // Of the constant, 0, and of the parents, from 2 on.
+  double coefficient(size_t i) const noexcept { return is_swept_[i] ? matrix_[i * size_ + kNode] : 0.0; }
+
+ private:
+  static constexpr size_t kNode = 1;
+
+  double& at(size_t i, size_t j) noexcept { return matrix_[i * size_ + j]; }
+
+  void sweep(size_t k) {
+    is_swept_[k] = true;
+    const double pivot = at(k, k);
+    for (size_t j = 0; j < size_; ++j) at(k, j) /= pivot;
+    for (size_t i = 0; i < size_; ++i) {
+      if (i == k) continue;
+      const double factor = at(i, k);
+      for (size_t j = 0; j < size_; ++j)
+        if (j != k) at(i, j) -= factor * at(k, j);
+      at(i, k) = -factor / pivot;
+    }
+    at(k, k) = 1.0 / pivot;
+  }
+
+  size_t size_;
+  std::vector<double> matrix_;
+  std::vector<bool> is_swept_;
+};
+
+void set_regression(const Family& family, size_t configuration, const Regression& regression) {
+  Table& table = *family.table;
+  double* const block = table.cg_data.data() + configuration * table.cg_size;
+  double intercept = family.origins[0] + regression.coefficient(0);
+  for (size_t i = 1; i < table.continuous_count; ++i) {
+    const double coefficient = regression.coefficient(i + 1);
+    block[cg_covariance_index(i, 0)] = coefficient;
+    intercept -= coefficient * family.origins[i];
+  }
+  block[cg_mean_index(0)] = intercept;
+}
+
+void maximize_continuous(const Family& family, const FamilyCounts& counts) {
+  Table& table = *family.table;
+  const size_t moments = moment_count(table.continuous_count);
+  std::vector<double> variances(family.size(), 0.0);
+  double pooled = 0.0, total = 0.0;
+  for (size_t c = 0; c < family.size(); ++c) {
+    const double number = counts.numbers[c];
+    if (!configuration_is_learned(*family.node, c) || !(number > 0.0)) continue;
+    const Regression regression(family, counts.moments.data() + c * moments, number);
+    set_regression(family, c, regression);
+    variances[c] = regression.residual_variance();
+    pooled += number * variances[c];
+    total += number;
+  }
+  for (size_t c = 0; c < family.size(); ++c) {
+    if (!configuration_is_learned(*family.node, c) || !(counts.numbers[c] > 0.0)) continue;
+    double& variance = table.cg_data[c * table.cg_size + cg_covariance_index(0, 0)];
+    if (counts.numbers[c] > kFewCases) {
+      variance = variances[c];
+    } else if (total > kFewCases) {
+      variance = pooled / total;
+    }
+  }
+}
+
+}  // namespace
+
+bool configuration_is_learned(const Node& node, size_t configuration) noexcept {
+  const Table& experience = *node.experience_table;
+  return !has_data(experience) || experience.data[configuration] >= 0;
+}
+
+void maximize(const Family& family, const FamilyCounts& counts) {
+  if (is_discrete(*family.node)) {
+    maximize_discrete(family, counts);
+  } else {
+    maximize_continuous(family, counts);
+  }
+}
+
+}  // namespace tv
