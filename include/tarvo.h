@@ -4665,35 +4665,36 @@ TV_API tv_status_t tv_domain_enter_case(tv_domain_t* domain, size_t case_index);
  * (Dempster, Laird & Rubin 1977; Lauritzen 1995): cells that are missing count for what the network, with its
  * present tables, makes of them given the rest of the case.
  *
- * A chance node takes part if it has an experience table (tv_node_get_experience_table) whose largest count is not
- * negative. A count e for a configuration of its discrete parents stands for e earlier cases with the present
- * distribution; 0, as a new experience table has it, for none; a negative count leaves that configuration alone. A
- * configuration that neither cases nor experience reach keeps its distribution. Afterwards the experience counts
- * have grown by the expected number of cases.
+ * A chance node takes part if it has an experience table (tv_node_get_experience_table) whose largest count
+ * is not negative. A count e for a configuration of its discrete parents stands for e earlier cases with the
+ * present distribution; 0, as a new experience table has it, for none; a negative count leaves that
+ * configuration alone. A configuration that neither cases nor experience reach keeps its distribution.
+ * Afterwards the experience counts have grown by the expected number of cases.
  *
- * Each iteration goes through the cases once and sets all tables. The last one is that in which the log-likelihood
- * changes by no more than its magnitude times tv_domain_get_log_likelihood_tolerance, or the one of the number
- * tv_domain_get_max_number_of_em_iterations; one suffices where no case lacks anything. The variance of a continuous
- * node is that of its configuration where more than five cases, or of all configurations together where these have
- * more than five; otherwise it stays.
+ * Each iteration goes through the cases once and sets all tables. The last one is that in which the log-
+ * likelihood changes by no more than its magnitude times tv_domain_get_log_likelihood_tolerance, or the one
+ * of the number tv_domain_get_max_number_of_em_iterations; one suffices where no case lacks anything. The
+ * variance of a continuous node is that of its configuration where more than five cases, or of all
+ * configurations together where these have more than five; otherwise it stays.
  *
- * Tables come out the same, bit for bit, for every number of threads
- * (tv_domain_set_em_concurrency_level). The progress handler is told of the task "learning" after each iteration,
- * and can end it: then the tables so far are kept. A log, if there is one, gets the log-likelihood of each
- * iteration, and the final scores. Evidence that is entered is retracted; that on nodes that must be instantiated
- * (tv_domain_set_ijt_nodes) is propagated.
+ * Tables come out the same, bit for bit, for every number of threads (tv_domain_set_em_concurrency_level).
+ * The progress handler is told of the task "learning" after each iteration, and can end it: then the tables
+ * so far are kept. A log, if there is one, gets the log-likelihood of each iteration, and the final scores.
+ * Evidence that is entered is retracted; that on nodes that must be instantiated (tv_domain_set_ijt_nodes) is
+ * propagated.
  *
  * @param domain  a compiled domain with cases, propagated without evidence
  * @return tv_status_none, or the code of a failure, after which the tables are what they were
  *
  * @par Failures
- * - tv_status_usage: there is no case with a positive count; the domain is not in sum equilibrium, has evidence or
- *   tables to be propagated; it has continuous nodes and nodes that must be instantiated; no node is to be learned
+ * - tv_status_usage: there is no case with a positive count; the domain is not in sum equilibrium, or has
+ *   evidence or tables to be propagated; it has continuous nodes and nodes that must be instantiated; no node
+ *   is to be learned
  * - tv_status_not_compiled: the domain is not compiled
  * - tv_status_functional_dependency: function nodes make the order of decisions undefined
  * - tv_status_inconsistency_or_underflow: a case is impossible under the tables of an iteration
+ * - tv_status_overflow, tv_status_low_density, tv_status_zero_variance: a case could not be propagated
  * - tv_status_io: the log could not be written
- * - every code of tv_domain_propagate, for a case
  */
 TV_API tv_status_t tv_domain_learn_tables(tv_domain_t* domain);
 
@@ -4738,8 +4739,8 @@ TV_API size_t tv_domain_get_max_number_of_em_iterations(const tv_domain_t* domai
  * Returns the natural logarithm of the probability of the cases under the present tables, each as often as it
  * counts; of its density where values of continuous nodes belong to it.
  *
- * It is computed when it is first asked for, which initialises the domain (tv_domain_initialize), and known until
- * cases or tables change.
+ * It is computed when it is first asked for, which initialises the domain (tv_domain_initialize), and known
+ * until cases or tables change.
  *
  * @param domain  the domain; compiled, unless it has no cases
  * @return the log-likelihood, 0.0 without cases; 1.0 on failure: test tv_error_code
@@ -4749,14 +4750,13 @@ TV_API size_t tv_domain_get_max_number_of_em_iterations(const tv_domain_t* domai
  * - tv_status_usage: tables have changed and wait to be propagated
  * - tv_status_functional_dependency: function nodes make the order of decisions undefined
  * - tv_status_inconsistency_or_underflow: a case is impossible
- * - every code of tv_domain_propagate, for a case
  */
 TV_API double tv_domain_get_log_likelihood(tv_domain_t* domain);
 
 /**
  * Returns the score of the tables by Akaike's criterion: the log-likelihood of the cases
- * (tv_domain_get_log_likelihood, whose failures are those of this function) less the number of free parameters of
- * the chance nodes. (Akaike 1974, without the factor -2.)
+ * (tv_domain_get_log_likelihood, whose failures are those of this function) less the number of free
+ * parameters of the chance nodes. (Akaike 1974, without the factor -2.)
  *
  * @param domain  the domain; compiled, unless it has no cases
  * @return the score; 1.0 on failure: test tv_error_code
