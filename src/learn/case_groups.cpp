@@ -16,7 +16,7 @@ constexpr size_t kMostJointStates = 4096;
 
 // A part of the problems has counts of its own; there are so many parts, whatever the number of threads.
 constexpr size_t kParts = 16;
-constexpr size_t kProblemsOfAPart = 512;
+constexpr size_t kWorkOfAPart = 16384;  // joint states times families
 
 }  // namespace
 
@@ -55,7 +55,26 @@ void CaseGroups::split(const Domain& domain) {
   std::stable_sort(problems_.begin(), problems_.end(),
                    [](const Problem& a, const Problem& b) { return a.group < b.group; });
   table_.clear();
+  divide_problems();
   count_complete_families(domain);
+}
+
+// Into parts of about the same work.
+void CaseGroups::divide_problems() {
+  const auto work_of = [&](const Problem& problem) {
+    const Group& group = groups_[problem.group];
+    return group.joint_states * group.families.size();
+  };
+  size_t work = 0;
+  for (const Problem& problem : problems_) work += work_of(problem);
+  const size_t parts = std::min(kParts, work / kWorkOfAPart + 1);
+  parts_.assign(1, 0);
+  size_t done = 0;
+  for (size_t p = 0; p < problems_.size(); ++p) {
+    if (parts_.size() < parts && done >= work / parts * parts_.size()) parts_.push_back(p);
+    done += work_of(problems_[p]);
+  }
+  parts_.push_back(problems_.size());
 }
 
 void CaseGroups::split_case(uint32_t row, double count) {
@@ -243,7 +262,7 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
     double log_likelihood = 0.0;
     tv_status_t status = tv_status_none;
   };
-  std::vector<Part> parts(std::min(kParts, problems_.size() / kProblemsOfAPart + 1));
+  std::vector<Part> parts(parts_.size() - 1);
   for (Part& part : parts)
     for (const Family& family : families_)
       part.counts.push_back(family.is_learned ? empty_counts(family) : FamilyCounts());
@@ -254,9 +273,8 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
   const auto task = [](void* data, size_t begin, size_t end) {
     const auto& [groups, all] = *static_cast<Context*>(data);
     for (size_t i = begin; i < end; ++i) {
-      const UnitRange range = units_of_thread(groups.problems_.size(), all.size(), i);
-      all[i].status =
-          groups.solve(range.begin, range.end, all[i].joint.data(), all[i].counts, all[i].log_likelihood);
+      all[i].status = groups.solve(groups.parts_[i], groups.parts_[i + 1], all[i].joint.data(), all[i].counts,
+                                   all[i].log_likelihood);
     }
   };
   run_on_threads(parts.size(), std::min(threads, parts.size()), task, &context);

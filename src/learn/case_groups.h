@@ -49,6 +49,7 @@ class CaseGroups {
   void add_problem(uint32_t group, uint32_t row, double count);
   size_t problem_slot(const Problem& problem) const noexcept;
   void enlarge_table();
+  void divide_problems();
   void count_complete_families(const Domain& domain);
   tv_status_t solve(size_t begin, size_t end, double* joint, std::vector<FamilyCounts>& counts,
                     double& log_likelihood) const;
@@ -64,6 +65,7 @@ class CaseGroups {
   std::unordered_map<std::vector<uint32_t>, uint32_t, HashOfList> group_numbers_;  // by nodes
   std::vector<Problem> problems_;
   std::vector<uint32_t> bases_;
+  std::vector<size_t> parts_;    // where each part of the problems begins; then their number
   std::vector<uint32_t> table_;  // hash table of problems, from 1 on
   std::vector<uint32_t> wide_;
   std::vector<unsigned char> is_wide_;  // by case
