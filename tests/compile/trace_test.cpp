@@ -121,6 +121,24 @@ TEST(Trace, SplitsALongRingInHalves) {
   EXPECT_NE(trace.find("\tG0 (size: 6)\n\tG1 (size: 6)\n"), std::string::npos) << trace;
 }
 
+// Two light nodes near each other against heavy ones that leave two halves: without weights the halves win.
+TEST(Trace, ScoresWeighLightnessAgainstEvenness) {
+  DomainOwner domain(tv_new_domain());
+  const auto states = [](size_t i) -> size_t { return i == 0 || i == 2 ? 2 : 4; };
+  std::vector<tv_node_t*> ring{add_node(domain.get(), "N0", states(0))};
+  for (size_t i = 1; i <= 9; ++i)
+    ring.push_back(add_node(domain.get(), "N" + std::to_string(i), states(i), {ring.back()}));
+  add_node(domain.get(), "closing", 2, {ring.front(), ring.back()});
+  tv_domain_set_max_number_of_separators(domain.get(), 34);
+  domain = with_tables(std::move(domain));
+  EXPECT_NE(trace_of(domain, tv_method_total_weight).find("separator of size 2 and cost 4:\n"),
+            std::string::npos);
+  tv_domain_uncompile(domain.get());
+  tv::_tv_domain_set_triangulation_parameters(*domain, 1.0, 0.0, 0.0);
+  EXPECT_NE(trace_of(domain, tv_method_total_weight).find("\tG0 (size: 6)\n\tG1 (size: 6)\n"),
+            std::string::npos);
+}
+
 TEST(Trace, TotalWeightFromAnInitialTriangulation) {
   const DomainOwner domain = rings();
   std::vector<tv_node_t*> order = vertices(domain.get());
