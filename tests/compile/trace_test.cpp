@@ -124,7 +124,7 @@ TEST(Trace, SplitsALongRingInHalves) {
 // Two light nodes near each other against heavy ones that leave two halves: without weights the halves win.
 TEST(Trace, ScoresWeighLightnessAgainstEvenness) {
   DomainOwner domain(tv_new_domain());
-  const auto states = [](size_t i) -> size_t { return i == 0 || i == 2 ? 2 : 4; };
+  const auto states = [](size_t i) -> size_t { return i == 0 || i == 2 ? 2 : 9; };
   std::vector<tv_node_t*> ring{add_node(domain.get(), "N0", states(0))};
   for (size_t i = 1; i <= 9; ++i)
     ring.push_back(add_node(domain.get(), "N" + std::to_string(i), states(i), {ring.back()}));
