@@ -105,7 +105,7 @@
  * attributes; user data; links; graph queries; display; tables of nodes; tables; expressions; models;
  * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
  * propagation; probability and conflict of the evidence; beliefs and other results; policies of decisions;
- * queries; reading networks; writing networks; cases; random numbers.
+ * queries; reading networks; writing networks; cases; data sets; random numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -157,6 +157,9 @@ typedef struct tv_expression_s tv_expression_t;
 /** The expressions from which a node's table is computed. Owned by its node. */
 typedef struct tv_model_s tv_model_t;
 
+/** A table of texts in named columns. Yours: tv_data_set_delete frees it. */
+typedef struct tv_data_set_s tv_data_set_t;
+
 /** Another evidence over a compiled domain, with results of its own. Yours: tv_query_delete frees it. */
 typedef struct tv_query_s tv_query_t;
 
@@ -178,7 +181,7 @@ enum {
   tv_status_no_memory = 3,
   /** Continuous nodes do not mix with decisions or utilities. */
   tv_status_cg_limids_not_supported = 4,
-  /** The name is in use by another node of the domain. */
+  /** The name is in use by another node of the domain, or another column of the data set. */
   tv_status_twice = 5,
   /** The name does not have the form of a C identifier. */
   tv_status_invalid_name = 6,
@@ -4844,6 +4847,391 @@ TV_API tv_status_t tv_domain_save_cases(tv_domain_t* domain, const char* file_na
  */
 TV_API tv_status_t tv_domain_parse_cases(tv_domain_t* domain, const char* file_name,
                                          tv_error_handler_t handler, void* handler_data);
+
+/** @} */
+
+/**
+ * @defgroup data Data sets
+ * A data set is a table of texts, its *items*, in columns with names: what learning starts from, and what
+ * files of comma-separated values hold (docs/data.md). Every item is UTF-8, or missing. Items are not
+ * interpreted; what needs numbers reads them as decimal numbers with a point. Rows and columns are counted
+ * from 0. All columns have the same number of rows, and without columns there are no rows.
+ *
+ * A data set belongs to no domain. Different threads may read one at the same time while nobody changes it.
+ * @{
+ */
+
+/**
+ * Creates a data set without columns.
+ *
+ * @return the data set: free it with tv_data_set_delete; NULL on failure
+ */
+TV_API tv_data_set_t* tv_new_data_set(void);
+
+/**
+ * Deletes a data set. All texts that it has given end with it.
+ *
+ * @param data  the data set
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_data_set_delete(tv_data_set_t* data);
+
+/**
+ * Copies a data set with its settings.
+ *
+ * @param data  the data set
+ * @return the copy: free it with tv_data_set_delete; NULL on failure
+ */
+TV_API tv_data_set_t* tv_data_set_clone(const tv_data_set_t* data);
+
+/**
+ * Counts the rows of a data set.
+ *
+ * @param data  the data set
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_data_set_get_number_of_rows(const tv_data_set_t* data);
+
+/**
+ * Counts the columns of a data set.
+ *
+ * @param data  the data set
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_data_set_get_number_of_columns(const tv_data_set_t* data);
+
+/**
+ * Adds a column behind the last, with every item missing.
+ *
+ * @param data  the data set
+ * @param name  the name, any UTF-8, which no other column has
+ * @return the index of the column; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the name is not UTF-8
+ * - tv_status_twice: another column has that name
+ */
+TV_API size_t tv_data_set_new_column(tv_data_set_t* data, const char* name);
+
+/**
+ * Adds a column, with every item missing, in front of another one.
+ *
+ * @param data    the data set
+ * @param column  the index that it will have, at most the number of columns; that one and those behind it
+ *                move up
+ * @param name    the name, any UTF-8, which no other column has
+ * @return the index of the column; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the index is too large, or the name is not UTF-8
+ * - tv_status_twice: another column has that name
+ */
+TV_API size_t tv_data_set_insert_column(tv_data_set_t* data, size_t column, const char* name);
+
+/**
+ * Deletes a column. With the last one the rows are gone, too.
+ *
+ * @param data    the data set
+ * @param column  the column; those behind it move down
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column
+ */
+TV_API tv_status_t tv_data_set_delete_column(tv_data_set_t* data, size_t column);
+
+/**
+ * Names a column.
+ *
+ * @param data    the data set
+ * @param column  the column
+ * @param name    the name, any UTF-8, which no other column has
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column, or the name is not UTF-8
+ * - tv_status_twice: another column has that name
+ */
+TV_API tv_status_t tv_data_set_set_column_name(tv_data_set_t* data, size_t column, const char* name);
+
+/**
+ * Returns the name of a column.
+ *
+ * @param data    the data set
+ * @param column  the column
+ * @return the name, owned by the data set, until it is changed; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column
+ */
+TV_API const char* tv_data_set_get_column_name(const tv_data_set_t* data, size_t column);
+
+/**
+ * Finds a column by its name.
+ *
+ * @param data  the data set
+ * @param name  the name
+ * @return the index of the column; all ones if there is none (the status is tv_status_none then), or on
+ *         failure
+ */
+TV_API size_t tv_data_set_get_column_by_name(const tv_data_set_t* data, const char* name);
+
+/**
+ * Adds a row behind the last, with every item missing.
+ *
+ * @param data  the data set
+ * @return the index of the row; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no column
+ */
+TV_API size_t tv_data_set_new_row(tv_data_set_t* data);
+
+/**
+ * Adds rows, with every item missing, in front of another one or behind the last.
+ *
+ * @param data   the data set
+ * @param row    the index that the first of them will have, at most the number of rows; that row and those
+ *               behind it move up
+ * @param count  how many
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: `row` is too large, or there is no column
+ */
+TV_API tv_status_t tv_data_set_insert_rows(tv_data_set_t* data, size_t row, size_t count);
+
+/**
+ * Deletes rows. Those behind them move down.
+ *
+ * @param data   the data set
+ * @param row    the first of them
+ * @param count  how many
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there are not so many rows from `row` on
+ */
+TV_API tv_status_t tv_data_set_delete_rows(tv_data_set_t* data, size_t row, size_t count);
+
+/**
+ * Returns an item.
+ *
+ * @param data    the data set
+ * @param row     its row
+ * @param column  its column
+ * @return the text, owned by the data set, until the data set changes; NULL where the item is missing (the
+ *         status is tv_status_none then) or on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such row or column
+ */
+TV_API const char* tv_data_set_get_item(const tv_data_set_t* data, size_t row, size_t column);
+
+/**
+ * Sets an item, whatever the text: what means a missing item in files does not count here.
+ *
+ * @param data    the data set
+ * @param row     its row
+ * @param column  its column
+ * @param item    the text, in UTF-8; null to make the item missing
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such row or column, or the text is not UTF-8
+ */
+TV_API tv_status_t tv_data_set_set_item(tv_data_set_t* data, size_t row, size_t column, const char* item);
+
+/**
+ * Says what means a missing item in the files that the data set will be read from, and written to. It is at
+ * first nothing at all, a question mark, `NA` and an asterisk.
+ *
+ * Only cells without quotation marks are compared: what is quoted is an item, whatever it says.
+ *
+ * @param data   the data set
+ * @param texts  the texts, a list of at least one; the first is what is written
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the list is empty, or a text is not UTF-8 or holds a quotation mark or a line end
+ */
+TV_API tv_status_t tv_data_set_set_missing_texts(tv_data_set_t* data, const char* const* texts);
+
+/**
+ * Returns what means a missing item in files.
+ *
+ * @param data  the data set
+ * @return the texts, a list, owned by the data set, until they are set; NULL on failure
+ */
+TV_API const char* const* tv_data_set_get_missing_texts(const tv_data_set_t* data);
+
+/**
+ * Limits the memory that the columns of a data set may take. What needs more fails with
+ * tv_status_no_memory; what is there already stays.
+ *
+ * While a text is read up to twice as much may be needed as afterwards, and half a megabyte.
+ *
+ * @param data   the data set
+ * @param limit  the most bytes; all ones, the default, for no limit
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_data_set_set_memory_limit(tv_data_set_t* data, size_t limit);
+
+/**
+ * Returns how much memory the columns of a data set may take.
+ *
+ * @param data  the data set
+ * @return the most bytes, all ones (no limit) until it is set; all ones on failure
+ */
+TV_API size_t tv_data_set_get_memory_limit(const tv_data_set_t* data);
+
+/**
+ * Returns how much memory the columns of a data set take: each distinct item once, and for each row one, two
+ * or four bytes.
+ *
+ * @param data  the data set
+ * @return the bytes; all ones on failure
+ */
+TV_API size_t tv_data_set_get_memory_size(const tv_data_set_t* data);
+
+/**
+ * Reads a data set from a file of comma-separated values, or of values between other characters, whose first
+ * row holds the names of the columns. The file may be compressed by gzip.
+ *
+ * Cells may stand between quotation marks, where a doubled one stands for one, and may hold separators and
+ * line ends then. Lines end with a line feed, a carriage return, or both. A byte order mark at the beginning
+ * is skipped, and so are lines without anything, unless there is just one column. Nothing, `?`, `NA` and `*`
+ * mean missing items; tv_data_set_parse_csv reads with other settings.
+ *
+ * @param file_name     the name of the file
+ * @param separator     what stands between cells: an ASCII character, but no quotation mark and no line end
+ * @param handler       is told of the error; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the data set: free it with tv_data_set_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the separator is none
+ * - tv_status_io: the file could not be opened, read or closed
+ * - tv_status_parse: rows differ in length, two columns have one name, a quotation mark is not closed or
+ *   stands where none may, or bytes are not UTF-8; or the compressed file is damaged
+ */
+TV_API tv_data_set_t* tv_csv_parse_data_set(const char* file_name, char separator, tv_error_handler_t handler,
+                                            void* handler_data);
+
+/**
+ * Replaces the columns of a data set by those of a file of comma-separated values, under the settings of the
+ * data set (tv_data_set_set_missing_texts, tv_data_set_set_memory_limit).
+ *
+ * tv_csv_parse_data_set says what such a file holds.
+ *
+ * @param data          the data set
+ * @param file_name     the name of the file
+ * @param separator     what stands between cells: an ASCII character, but no quotation mark and no line end
+ * @param handler       is told of the error; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the separator is none
+ * - tv_status_io: the file could not be opened, read or closed
+ * - tv_status_parse: rows differ in length, two columns have one name, a quotation mark is not closed or
+ *   stands where none may, or bytes are not UTF-8; or the compressed file is damaged
+ */
+TV_API tv_status_t tv_data_set_parse_csv(tv_data_set_t* data, const char* file_name, char separator,
+                                         tv_error_handler_t handler, void* handler_data);
+
+/**
+ * Replaces the columns of a data set by those of comma-separated values from an open stream, up to its end,
+ * under the settings of the data set (tv_data_set_set_missing_texts, tv_data_set_set_memory_limit).
+ *
+ * tv_csv_parse_data_set says what such a text holds. It may be compressed by gzip here, too.
+ *
+ * @param data          the data set
+ * @param stream        the stream, which you close
+ * @param separator     what stands between cells: an ASCII character, but no quotation mark and no line end
+ * @param handler       is told of the error; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the separator is none
+ * - tv_status_io: the stream could not be read
+ * - tv_status_parse: rows differ in length, two columns have one name, a quotation mark is not closed or
+ *   stands where none may, or bytes are not UTF-8; or the compressed text is damaged
+ */
+TV_API tv_status_t tv_data_set_parse_csv_stream(tv_data_set_t* data, FILE* stream, char separator,
+                                                tv_error_handler_t handler, void* handler_data);
+
+/**
+ * Replaces the columns of a data set by those of a text of comma-separated values, under the settings of the
+ * data set (tv_data_set_set_missing_texts, tv_data_set_set_memory_limit).
+ *
+ * tv_csv_parse_data_set says what such a text holds.
+ *
+ * @param data          the data set
+ * @param text          the text
+ * @param separator     what stands between cells: an ASCII character, but no quotation mark and no line end
+ * @param handler       is told of the error; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the separator is none
+ * - tv_status_parse: rows differ in length, two columns have one name, a quotation mark is not closed or
+ *   stands where none may, or bytes are not UTF-8
+ */
+TV_API tv_status_t tv_data_set_parse_csv_string(tv_data_set_t* data, const char* text, char separator,
+                                                tv_error_handler_t handler, void* handler_data);
+
+/**
+ * Writes a data set to a file of comma-separated values, from which it can be read again as it is.
+ *
+ * Missing items are written as the first text of tv_data_set_set_missing_texts. What would be read as
+ * something else stands between quotation marks. The file is written anew; after a failure it may be
+ * incomplete.
+ *
+ * @param data       the data set
+ * @param file_name  the name of the file
+ * @param separator  what stands between cells: an ASCII character, but no quotation mark and no line end
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the separator is none, or part of the text that means a missing item
+ * - tv_status_io: the file could not be opened or written
+ */
+TV_API tv_status_t tv_data_set_save_csv(const tv_data_set_t* data, const char* file_name, char separator);
+
+/**
+ * Writes a data set as comma-separated values to an open stream, from which it can be read again as it is.
+ *
+ * Missing items are written as the first text of tv_data_set_set_missing_texts. What would be read as
+ * something else stands between quotation marks.
+ *
+ * @param data       the data set
+ * @param stream     the stream, which you close
+ * @param separator  what stands between cells: an ASCII character, but no quotation mark and no line end
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the separator is none, or part of the text that means a missing item
+ * - tv_status_io: the stream could not be written
+ */
+TV_API tv_status_t tv_data_set_write_csv(const tv_data_set_t* data, FILE* stream, char separator);
+
+/**
+ * Returns a data set as comma-separated values, from which it can be read again as it is.
+ *
+ * Missing items are written as the first text of tv_data_set_set_missing_texts. What would be read as
+ * something else stands between quotation marks.
+ *
+ * @param data       the data set
+ * @param separator  what stands between cells: an ASCII character, but no quotation mark and no line end
+ * @return the text, yours: free it with free(); NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the separator is none, or part of the text that means a missing item
+ */
+TV_API char* tv_data_set_to_csv_string(const tv_data_set_t* data, char separator);
 
 /** @} */
 

@@ -5,6 +5,7 @@
 #include <locale.h>
 
 #include <cstdio>
+#include <memory>
 
 #include "api/status.h"
 
@@ -12,6 +13,20 @@ namespace tv {
 
 // Opens `name`; stores `io` and returns null on failure, `none` on success.
 std::FILE* _tv_open_file(const char* name, const char* mode) noexcept;
+
+struct CloseFile {
+  void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
+};
+using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
+
+// Null with the status stored when the file cannot be opened.
+inline OpenFile open_file(const char* name, const char* mode) noexcept {
+  return OpenFile(_tv_open_file(name, mode));
+}
+
+inline tv_status_t close_file(OpenFile file) noexcept {
+  return std::fclose(file.release()) == 0 ? tv_status_none : tv_status_io;
+}
 
 // The "C" locale in all categories, on this thread and for the lifetime of the object. The locale of the
 // process stays as it is: other threads may be reading and writing at the same time, or need the host's.

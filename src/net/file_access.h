@@ -1,28 +1,12 @@
 // Reading and writing whole files under the "C" locale.
 #pragma once
 
-#include <memory>
-
 #include "api/boundary.h"
 #include "api/streams.h"
 #include "text/lexer.h"
 #include "text/output.h"
 
 namespace tv {
-
-struct CloseFile {
-  void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
-};
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
-
-// Null with the status stored when the file cannot be opened.
-inline OpenFile open_file(const char* name, const char* mode) noexcept {
-  return OpenFile(_tv_open_file(name, mode));
-}
-
-inline tv_status_t close_file(OpenFile file) noexcept {
-  return std::fclose(file.release()) == 0 ? tv_status_none : tv_status_io;
-}
 
 // Tells the handler of a failure that the grammar has no words for.
 void report_failure(Lexer& lexer, tv_status_t status) noexcept;

@@ -19,8 +19,10 @@ struct World {
   explicit World(void (*prepare)(World&));
   World(const World&) = delete;
 
-  // Text of the results, then of the domain. Releases the results.
+  // Text of the results. Releases them.
   std::string outcome();
+  // Text of what calls may change: the domain and the data set.
+  std::string state();
 
   struct Free {
     void operator()(void* block) const { std::free(block); }
@@ -34,9 +36,13 @@ struct World {
   struct DeleteQuery {
     void operator()(tv_query_t* what) const { tv_query_delete(what); }
   };
+  struct DeleteDataSet {
+    void operator()(tv_data_set_t* what) const { tv_data_set_delete(what); }
+  };
   std::unique_ptr<std::FILE, Close> net_stream;
   DomainOwner domain, made;
   std::unique_ptr<tv_query_t, DeleteQuery> query;
+  std::unique_ptr<tv_data_set_t, DeleteDataSet> data, made_data;
   tv_node_t *a, *b, *c, *d, *alone;
   tv_node_t *x = nullptr, *y = nullptr;          // continuous
   tv_node_t *choice = nullptr, *gain = nullptr;  // a decision and a utility
@@ -51,6 +57,7 @@ struct World {
   double number = 0;
 };
 
+inline tv_data_set_t* table_of(World& w) { return w.data.get(); }
 inline tv_domain_t* net(World& w) { return w.domain.get(); }
 
 // Keeps what a call answered.
@@ -95,6 +102,7 @@ void decided(World& w);
 void querying(World& w);  // a query with evidence
 void queried(World& w);   // and it is propagated
 void queried_values(World& w);
+void with_data(World& w);  // a data set of two columns
 
 // ---- What calls need ----
 
@@ -111,6 +119,9 @@ inline constexpr char kNet[] =
     "potential (a) { data = (0.25 0.75); }\n"
     "potential (y | a x) { data = (normal (1, 2) normal (3 * x, 0)); }\n"
     "potential (b | a) { data = ((0.5 0.25 0.25)(0.125 0.125 0.75)); }\n";
+inline constexpr char kCsv[] =
+    "size,\"colour, if it has one\"\n1,red\n2.5,?\n-3,\"a name that is longer than a short "
+    "\"\"string\"\"\"\n";
 inline constexpr size_t kOrder[] = {2, 0, 1};
 inline constexpr char kExpression[] =
     "if (c == \"a label of some length\", Distribution (1, 2), Distribution (#b + 1, 3))";

@@ -40,8 +40,22 @@ World::World(void (*prepare)(World&)) {
   prepare(*this);
 }
 
+namespace {
+
+std::string describe(const tv_data_set_t* data) {
+  const std::unique_ptr<char, World::Free> text(tv_data_set_to_csv_string(data, ','));
+  std::string out = text.get();
+  for (const char* const* missing = tv_data_set_get_missing_texts(data); *missing; ++missing) out += *missing;
+  return out;
+}
+
+}  // namespace
+
+std::string World::state() { return describe(domain.get()) + (data ? describe(data.get()) : ""); }
+
 std::string World::outcome() {
   std::string out;
+  if (made_data) out += describe(made_data.get());
   if (made) out += describe(made.get());
   if (table) out += describe(table.get());
   if (owned_table) out += describe(owned_table);
@@ -57,6 +71,7 @@ std::string World::outcome() {
   if (own_text) out += own_text.get();
   out += std::to_string(number) + "\n";
   made.reset();
+  made_data.reset();
   table.reset();
   expression.reset();
   list.reset();
@@ -194,6 +209,11 @@ void with_cases(World& w) {
   for (size_t i = 0; i < 40; ++i) tv_node_set_case_state(w.b, i, i % 3);
 }
 
+void with_data(World& w) {
+  w.data.reset(tv_new_data_set());
+  tv_data_set_parse_csv_string(w.data.get(), kCsv, ',', nullptr, nullptr);
+}
+
 void described(World& w) {  // has all names and tables
   with_regressions(w);
   describe(w.domain.get());
@@ -259,17 +279,17 @@ std::string expected_after_reset(const Case& test) {
   tv_domain_reset_inference_engine(w.domain.get());
   test.call(w);
   std::string outcome = w.outcome();
-  return outcome + describe(w.domain.get());
+  return outcome + w.state();
 }
 
 // Returns how many allocations the call made without a fault.
 long run(const Case& test) {
-  const std::string before = describe(World(test.prepare).domain.get());
+  const std::string before = World(test.prepare).state();
   World ideal(test.prepare);
   test.call(ideal);
   EXPECT_EQ(tv_error_code(), tv_status_none) << tv_error_name(tv_error_code());
   std::string expected = ideal.outcome();
-  expected += describe(ideal.domain.get());
+  expected += ideal.state();
   const std::string later = test.kind == Case::may_reset ? expected_after_reset(test) : expected;
   for (bool persistent : {false, true})
     for (long n = 0; !testing::Test::HasFailure(); ++n) {
@@ -282,7 +302,7 @@ long run(const Case& test) {
         test.call(w);
         disarm();
         const tv_status_t status = tv_error_code();
-        std::string now = describe(w.domain.get());
+        std::string now = w.state();
         if (status == tv_status_none) {
           EXPECT_EQ(w.outcome() + now, expected);
         } else {
@@ -296,7 +316,7 @@ long run(const Case& test) {
           w.outcome();
           test.call(w);
           const std::string outcome = w.outcome();
-          EXPECT_EQ(outcome + describe(w.domain.get()), now == before ? expected : later);
+          EXPECT_EQ(outcome + w.state(), now == before ? expected : later);
         }
       }
       EXPECT_EQ(live_blocks(), blocks) << "a leak";

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fuzz/case_input.h"
+#include "fuzz/csv_input.h"
 
 namespace {
 
@@ -55,5 +56,6 @@ void replay_seeds(const std::string& folder, Target target) {
 
 TEST(Replay, NetSeeds) { replay_seeds("net", fuzz::parse_bytes); }
 TEST(Replay, CaseSeeds) { replay_seeds("case", fuzz::parse_case_bytes); }
+TEST(Replay, CsvSeeds) { replay_seeds("csv", fuzz::parse_csv_bytes); }
 
 }  // namespace

@@ -1,0 +1,45 @@
+// The distinct items of one column, each with a code, in the order in which they came. The texts stand one
+// after another in a few large chunks and stay where they are; looking one up takes a hash table, which is
+// there only while items are being added.
+#pragma once
+
+#include <string_view>
+
+#include "data/code_list.h"
+
+namespace tv {
+
+class ItemTable {
+ public:
+  explicit ItemTable(MemoryBudget& budget) noexcept;
+
+  // Codes of items are 1 to size().
+  Code size() const noexcept { return static_cast<Code>(texts_.size()); }
+  // With a null character behind it; null for the code of missing items.
+  const char* text(Code code) const noexcept { return code == kMissingCode ? nullptr : texts_[code - 1]; }
+
+  // The code of a text, which is added if it is new. It must hold no null character.
+  Code code_of(std::string_view text);
+  // The same for a text that may not be there: then kMissingCode.
+  Code find(std::string_view text);
+  void seal();  // frees what only additions need
+  void swap(ItemTable& other) noexcept;
+
+ private:
+  struct Slot {
+    uint32_t hash;
+    Code code;  // kMissingCode: the slot is free
+  };
+
+  uint32_t hash_of(std::string_view text) const noexcept;
+  Slot& slot_of(std::string_view text, uint32_t hash) noexcept;
+  void make_slots();
+  const char* store(std::string_view text);
+
+  CountedVector<const char*> texts_;
+  CountedVector<CountedVector<char>> chunks_;  // never grown, only filled
+  CountedVector<Slot> slots_;                  // a power of two of them, or none
+  size_t stored_ = 0;                          // bytes in chunks
+};
+
+}  // namespace tv
