@@ -1,6 +1,8 @@
 #include "inference/model_tables.h"
 
+#include "api/boundary.h"
 #include "expr/table_generator.h"
+#include "network/refusals.h"
 
 namespace tv {
 namespace {
@@ -26,6 +28,15 @@ tv_status_t refresh_model_tables(const JunctionTree& tree) {
 tv_status_t refresh_own_model_tables(const JunctionTree& tree) {
   return for_each_model(
       tree, [](Node& node) { return depends_on_results(node) ? tv_status_none : refresh_table(node); });
+}
+
+tv_status_t check_for_tables_of_results(const Domain& domain) noexcept {
+  for (const Node& node : domain.nodes)
+    if (node.model && placement(node).assigned && depends_on_results(node))
+      return refuse(tv_status_usage,
+                    "the table of node \"%s\" depends on results, which are those of the network alone",
+                    shown_name(node));
+  return tv_status_none;
 }
 
 }  // namespace tv

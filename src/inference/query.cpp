@@ -6,12 +6,12 @@
 #include <algorithm>
 
 #include "api/boundary.h"
-#include "expr/table_generator.h"
 #include "inference/answers/beliefs.h"
 #include "inference/answers/queries.h"
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/evidence/evidence.h"
 #include "inference/memory_need.h"
+#include "inference/model_tables.h"
 #include "inference/propagate.h"
 #include "inference/reset.h"
 #include "inference/utility/expected_utility.h"
@@ -26,11 +26,7 @@ using Query = tv_query_s;
 
 // The tables must be those that every state can start from.
 tv_status_t check_tables(const Domain& domain) noexcept {
-  for (const Node& node : domain.nodes)
-    if (node.model && placement(node).assigned && depends_on_results(node))
-      return refuse(tv_status_usage,
-                    "the table of node \"%s\" depends on results, which are those of the network alone",
-                    shown_name(node));
+  if (tv_status_t status = check_for_tables_of_results(domain)) return status;
   if (any_tree(domain, [](const TreeEngine& engine) { return engine.tables_touched; }))
     return refuse(tv_status_no_equilibrium, "tables have changed: propagate the network first");
   return tv_status_none;

@@ -5,14 +5,13 @@
 #include <cmath>
 #include <numeric>
 
+#include "api/boundary.h"
 #include "network/cases.h"
 #include "tables/kernels/parallel.h"
+#include "tables/limits.h"
 
 namespace tv {
 namespace {
-
-// Joint states of a group: beyond, propagation is faster than enumeration.
-constexpr size_t kMostJointStates = 4096;
 
 // A part of the problems has counts of its own; there are so many parts, whatever the number of threads.
 constexpr size_t kParts = 16;
@@ -87,7 +86,7 @@ void CaseGroups::split_case(uint32_t row, double count) {
   for (const std::vector<uint32_t>& nodes : found_) {
     double joint = 1.0;
     for (const uint32_t c : nodes) joint *= states_[c];
-    if (joint > kMostJointStates) {
+    if (joint > static_cast<double>(limits.joint_states)) {
       is_wide_[row] = 1;
       wide_.push_back(row);
       return;
@@ -133,9 +132,20 @@ uint32_t CaseGroups::group_of(const std::vector<uint32_t>& nodes) {
   group.families.erase(std::unique(group.families.begin(), group.families.end()), group.families.end());
   group.joint_states = 1;
   for (const uint32_t c : nodes) group.joint_states *= states_[c];
+  const size_t offsets = group.joint_states * group.families.size();
+  if (offsets_kept_ + offsets <= limits.kept_offsets) {
+    group.offsets = offsets_of(group);
+    offsets_kept_ += offsets;
+  }
+  groups_.push_back(std::move(group));
+  return place->second;
+}
+
+std::vector<CaseGroups::Offsets> CaseGroups::offsets_of(const Group& group) const {
+  std::vector<Offsets> result;
   for (const uint32_t f : group.families) {
     Offsets offsets{0};
-    for (const uint32_t c : nodes) {
+    for (const uint32_t c : group.nodes) {
       const auto member = std::find(members_[f].begin(), members_[f].end(), c);
       const size_t stride = member == members_[f].end()
                                 ? 0
@@ -146,10 +156,9 @@ uint32_t CaseGroups::group_of(const std::vector<uint32_t>& nodes) {
           longer.push_back(offset + static_cast<uint32_t>(s * stride));
       offsets = std::move(longer);
     }
-    group.offsets.push_back(std::move(offsets));
+    result.push_back(std::move(offsets));
   }
-  groups_.push_back(std::move(group));
-  return place->second;
+  return result;
 }
 
 size_t CaseGroups::problem_slot(const Problem& problem) const noexcept {
@@ -174,7 +183,7 @@ void CaseGroups::enlarge_table() {
 void CaseGroups::add_problem(uint32_t number, uint32_t row, double count) {
   if (2 * problems_.size() >= table_.size()) enlarge_table();
   const Group& group = groups_[number];
-  const Problem problem{number, static_cast<uint32_t>(bases_.size()), count};
+  const Problem problem{bases_.size(), count, number};
   for (const uint32_t f : group.families) {
     size_t base = 0;
     for (size_t i = 0; i < members_[f].size(); ++i) {
@@ -221,15 +230,22 @@ void CaseGroups::count_complete_families(const Domain& domain) {
 
 tv_status_t CaseGroups::solve(size_t begin, size_t end, double* joint, std::vector<FamilyCounts>& counts,
                               double& log_likelihood) const {
+  std::vector<Offsets> made;  // of the last group whose offsets are not kept
+  uint32_t last = static_cast<uint32_t>(-1);
   for (size_t p = begin; p < end; ++p) {
     const Problem& problem = problems_[p];
     const Group& group = groups_[problem.group];
     const uint32_t* const bases = bases_.data() + problem.first_base;
     const size_t size = group.joint_states;
+    if (group.offsets.empty() && problem.group != last) {
+      made = offsets_of(group);
+      last = problem.group;
+    }
+    const std::vector<Offsets>& all_offsets = group.offsets.empty() ? made : group.offsets;
     std::fill(joint, joint + size, 1.0);
     for (size_t i = 0; i < group.families.size(); ++i) {
       const tv_number_t* const table = families_[group.families[i]].table->data.data() + bases[i];
-      const uint32_t* const offsets = group.offsets[i].data();
+      const uint32_t* const offsets = all_offsets[i].data();
       for (size_t j = 0; j < size; ++j) joint[j] *= static_cast<double>(table[offsets[j]]);
     }
     double sum = 0.0;
@@ -240,7 +256,7 @@ tv_status_t CaseGroups::solve(size_t begin, size_t end, double* joint, std::vect
     for (size_t i = 0; i < group.families.size(); ++i) {
       if (!families_[group.families[i]].is_learned) continue;
       double* const numbers = counts[group.families[i]].numbers.data() + bases[i];
-      const uint32_t* const offsets = group.offsets[i].data();
+      const uint32_t* const offsets = all_offsets[i].data();
       for (size_t j = 0; j < size; ++j) numbers[offsets[j]] += joint[j] * scale;
     }
   }
@@ -258,7 +274,7 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
   if (problems_.empty()) return tv_status_none;
   struct Part {
     std::vector<FamilyCounts> counts;
-    std::vector<double> joint = std::vector<double>(kMostJointStates);
+    std::vector<double> joint = std::vector<double>(limits.joint_states);
     double log_likelihood = 0.0;
     tv_status_t status = tv_status_none;
   };
@@ -271,10 +287,14 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
     std::vector<Part>& parts;
   } context{*this, parts};
   const auto task = [](void* data, size_t begin, size_t end) {
-    const auto& [groups, all] = *static_cast<Context*>(data);
+    auto& [groups, all] = *static_cast<Context*>(data);
     for (size_t i = begin; i < end; ++i) {
-      all[i].status = groups.solve(groups.parts_[i], groups.parts_[i + 1], all[i].joint.data(), all[i].counts,
-                                   all[i].log_likelihood);
+      Part& part = all[i];
+      // A failing allocation stops at the boundary of the thread.
+      part.status = guarded([&]() -> tv_status_t {
+        return groups.solve(groups.parts_[i], groups.parts_[i + 1], part.joint.data(), part.counts,
+                            part.log_likelihood);
+      });
     }
   };
   run_on_threads(parts.size(), std::min(threads, parts.size()), task, &context);

@@ -32,12 +32,14 @@ class CaseGroups {
     std::vector<uint32_t> nodes;     // columns, ascending
     std::vector<uint32_t> families;  // ascending
     uint32_t joint_states = 0;
-    std::vector<Offsets> offsets;  // by family and joint state: where it lies in the family's table
+    // By family and joint state: where it lies in the family's table. Empty where there are too many groups
+    // to keep them all.
+    std::vector<Offsets> offsets;
   };
   struct Problem {
-    uint32_t group;
-    uint32_t first_base;  // by family of the group: where the observed states begin in its table
+    size_t first_base;  // by family of the group: where the observed states begin in its table
     double count;
+    uint32_t group;
   };
   struct HashOfList {
     size_t operator()(const std::vector<uint32_t>& list) const noexcept;
@@ -46,6 +48,7 @@ class CaseGroups {
   void split_case(uint32_t row, double count);
   void find_groups(uint32_t row);
   uint32_t group_of(const std::vector<uint32_t>& nodes);
+  std::vector<Offsets> offsets_of(const Group& group) const;
   void add_problem(uint32_t group, uint32_t row, double count);
   size_t problem_slot(const Problem& problem) const noexcept;
   void enlarge_table();
@@ -62,6 +65,7 @@ class CaseGroups {
   std::vector<std::vector<uint32_t>> members_;      // by family: columns
   std::vector<FamilyCounts> complete_;              // by family: counts of cases that lack none of it
   std::vector<Group> groups_;
+  size_t offsets_kept_ = 0;
   std::unordered_map<std::vector<uint32_t>, uint32_t, HashOfList> group_numbers_;  // by nodes
   std::vector<Problem> problems_;
   std::vector<uint32_t> bases_;

@@ -6,6 +6,7 @@
 
 #include "api/boundary.h"
 #include "inference/answers/queries.h"
+#include "inference/model_tables.h"
 #include "inference/reset.h"
 #include "learn/case_propagation.h"
 #include "learn/expectation.h"
@@ -50,10 +51,7 @@ class LearnedTables {
 class EmRun {
  public:
   EmRun(Domain& domain, std::vector<Family>& families)
-      : domain_(domain),
-        families_(families),
-        trace_(domain),
-        progress_(domain, "learning", domain.max_em_iterations) {
+      : domain_(domain), families_(families), trace_(domain), progress_(domain, "learning", 0) {
     for (const Family& family : families_) {
       counts_.push_back(family.is_learned ? empty_counts(family) : FamilyCounts());
       priors_.push_back(counts_.back());
@@ -204,7 +202,7 @@ tv_status_t check_state(const Domain& domain) {
         "tables");
   if (!_tv_function_nodes_satisfy_limid_constraints(domain))
     return store_status(tv_status_functional_dependency);
-  return tv_status_none;
+  return check_for_tables_of_results(domain);
 }
 
 // The numbers of experience tables, where nobody has set any.

@@ -66,10 +66,10 @@ struct tv_domain_s {
   size_t node_width = 80, node_height = 40;
   std::vector<tv::Table*> host_tables;  // those that the host has been given and not deleted yet
   size_t table_count = 0;               // source of the serial numbers of registered tables
-  size_t table_layouts = 0;             // how often some table has got nodes, or others, or in another order
-  size_t function_outlets = 0;          // links that leave function nodes
-  size_t model_count = 0;               // nodes with a model
-  bool links_are_read = false;          // from a text, where their order means nothing
+  size_t table_layouts = 0;     // how often a registered table has got nodes, or others, or in another order
+  size_t function_outlets = 0;  // links that leave function nodes
+  size_t model_count = 0;       // nodes with a model
+  bool links_are_read = false;  // from a text, where their order means nothing
   tv::RandomGenerator random;
 
   // Settings and results of learning.

@@ -91,6 +91,7 @@ std::unique_ptr<Table> default_node_table(Node& node, const NodeList& parents) {
 void install_table(std::unique_ptr<Table>& slot, std::unique_ptr<Table> table) noexcept {
   table->number = ++table->domain->table_count;
   slot = std::move(table);
+  note_new_layout(*slot);
 }
 
 void add_parent_to_tables(TableChanges& changes, Node& child, Node& parent) {

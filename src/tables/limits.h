@@ -53,6 +53,10 @@ struct Limits {
   size_t bytes_for_pattern = 4096;     // of the cache, so that small trees remember fewer patterns
   size_t idle_searches = 1000;         // for which an elimination schedule stays that none of them found
 
+  // Learning
+  size_t joint_states = 4096;             // of missing nodes; more of them are not enumerated, but propagated
+  size_t kept_offsets = size_t{1} << 23;  // places in tables, of 4 bytes, that groups of missing nodes keep
+
   // Threads; a grain is the domain's setting
   size_t processors = 0;             // overrides the number of usable processors; 0 asks the system
   size_t grains_for_threads = 1000;  // of a propagation

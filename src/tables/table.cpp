@@ -64,7 +64,7 @@ void update_table_sizes(Table& table) noexcept {
 
 void note_new_layout(Table& table) noexcept {
   ++table.layout;
-  if (table.domain) ++table.domain->table_layouts;
+  if (table.number) ++table.domain->table_layouts;  // others, among them those of workers, no tree reads
 }
 
 std::unique_ptr<Table> clone_table(const Table& table) {

@@ -287,7 +287,10 @@ std::unique_ptr<Table> table_without_parent(const Table& table, const Node* pare
   return result;
 }
 
-void take_over(Table& table, std::unique_ptr<Table> changed) noexcept { table = std::move(*changed); }
+void take_over(Table& table, std::unique_ptr<Table> changed) noexcept {
+  table = std::move(*changed);
+  note_new_layout(table);
+}
 
 tv_status_t permute_table(Table& table, const NodeList& order) {
   NodeList new_order = order;

@@ -339,6 +339,16 @@ TEST(TotalWeight, MemoryEndsTheSearchOfAComponent) {
   }
 }
 
+// What a region has taken is given back before the next one.
+TEST(TriangulationSearch, NeedsMemoryForOneRegionAtATime) {
+  const DomainOwner domain = grid(7, 20);
+  triangulate(domain.get(), tv_method_best_greedy, 20);
+  const double cost = cost_of(domain.get());
+  tv_domain_set_memory_limit(domain.get(), 1 << 20);
+  triangulate(domain.get(), tv_method_best_greedy, 20);
+  EXPECT_EQ(cost_of(domain.get()), cost);
+}
+
 TEST(PrimeComponents, AreReportedInTheOrderOfTheLog) {
   DomainOwner domain(tv_new_domain());
   tv_node_t* a = add_node(domain.get(), "a", 2);

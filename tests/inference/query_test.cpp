@@ -6,6 +6,7 @@
 #include <mutex>
 #include <thread>
 
+#include "network/domain.h"
 #include "support/builders.h"
 #include "support/oracle.h"
 #include "support/queries.h"
@@ -224,6 +225,25 @@ TEST_F(Closing, TablesThatFollowResultsAreRefused) {
   ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
   EXPECT_EQ(tv_domain_new_query(domain.get()), nullptr);
   EXPECT_EQ(tv_error_code(), tv_status_usage);
+  // Nor could learning, whose cases have states of their own.
+  tv_node_get_experience_table(a);
+  ASSERT_EQ(tv_domain_new_case(domain.get()), 0u);
+  EXPECT_EQ(tv_domain_learn_tables(domain.get()), tv_status_usage);
+  EXPECT_NE(std::string(tv_error_message()).find("depends on results"), std::string::npos);
+}
+
+// Those who ask for one on threads of their own would else disturb each other.
+TEST(JointMarginals, AreNoTablesOfTheTrees) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* const a = add_node(domain.get(), "a", 2);
+  tv_node_t* const b = add_node(domain.get(), "b", 2, {a});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const size_t layouts = domain->table_layouts;
+  tv_node_t* nodes[] = {b, a, nullptr};
+  tv_table_delete(tv_domain_get_marginal(domain.get(), nodes));
+  EXPECT_EQ(domain->table_layouts, layouts);
+  ASSERT_TRUE(tv_table_get_data(tv_node_get_table(b)));  // until now there were no numbers
+  EXPECT_NE(domain->table_layouts, layouts);
 }
 
 TEST_F(Closing, OthersAreRefusedWhatDoesNotFit) {

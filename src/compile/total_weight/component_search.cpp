@@ -50,7 +50,7 @@ tv_status_t search_for_triangulation(const VertexGraph& graph, Progress& progres
   start.offer(std::move(cliques));
   if (tv_status_t status = triangulate_by_sweep(graph, progress, cliques)) return status;
   start.offer(std::move(cliques));
-  cliques = std::move(start.cliques);
+  cliques = start.cliques;
   CliqueOrder order;
   if (tv_status_t status = _tv_perform_hypergraph_mcs(graph, cliques, progress, order)) return status;
   const size_t work = effort.work_for(graph.size(), start.cost);
@@ -59,7 +59,13 @@ tv_status_t search_for_triangulation(const VertexGraph& graph, Progress& progres
   SearchBudget budget(search_progress, domain.memory_limit);
   is_optimal = TriangulationSearch(graph, budget).improve(cliques, order.parent, work);
   effort.give_back(work - std::min(work, budget.work()));
-  return remove_redundant_fill_ins(graph, progress, cliques);
+  if (tv_status_t status = remove_redundant_fill_ins(graph, progress, cliques)) return status;
+  // A clique that was merged into a heavier one may have been cheaper than those that take its place.
+  if (cost_of_cliques(graph, cliques) > start.cost) {
+    cliques = std::move(start.cliques);
+    is_optimal = false;
+  }
+  return tv_status_none;
 }
 
 }  // namespace tv

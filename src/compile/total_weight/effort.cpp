@@ -6,7 +6,7 @@
 namespace tv {
 namespace {
 
-constexpr size_t kUnit = 1500000;  // looks at sets of vertices: some 10 milliseconds
+constexpr size_t kUnit = 1500000;  // looks at sets of vertices: some 5 milliseconds
 constexpr size_t kMostWork = static_cast<size_t>(-1) / 4;
 
 // A propagation takes about as long for each number of the tables as a fraction of a look at a set. Tables of

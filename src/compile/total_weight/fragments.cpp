@@ -11,31 +11,19 @@
 namespace tv {
 
 template <size_t W>
-size_t FragmentCollection<W>::slot_of(const Set& interior) const noexcept {
-  size_t slot = interior.hash() & (table_.size() - 1);
-  while (table_[slot] != 0 && !(fragments_[table_[slot] - 1].interior == interior))
-    slot = (slot + 1) & (table_.size() - 1);
-  return slot;
-}
-
-template <size_t W>
-void FragmentCollection<W>::enlarge_table() {
-  table_.assign(std::max<size_t>(256, 2 * table_.size()), 0);
-  for (std::uint32_t i = 0; i < fragments_.size(); ++i) table_[slot_of(fragments_[i].interior)] = i + 1;
-}
-
-template <size_t W>
 const typename FragmentCollection<W>::Fragment* FragmentCollection<W>::find(
     const Set& interior) const noexcept {
-  const std::uint32_t number = table_[slot_of(interior)];
+  const std::uint32_t number =
+      index_.number_of(interior, [this](std::uint32_t i) -> const Set& { return fragments_[i].interior; });
   return number == 0 ? nullptr : &fragments_[number - 1];
 }
 
 template <size_t W>
 bool FragmentCollection<W>::add(const Set& interior, std::uint32_t separator, std::uint32_t size) {
-  if (2 * fragments_.size() >= table_.size()) enlarge_table();
+  const auto interior_at = [this](std::uint32_t i) -> const Set& { return fragments_[i].interior; };
+  index_.make_room(fragments_.size(), interior_at);
   fragments_.push_back({interior, graph_->none(), kUnknown, separator, size});
-  table_[slot_of(interior)] = static_cast<std::uint32_t>(fragments_.size());
+  index_.number_of(interior, interior_at) = static_cast<std::uint32_t>(fragments_.size());
   const size_t list_entries = (*separators_)[separator].size;
   const size_t bytes = sizeof(Fragment) + 2 * (interior.bytes() - sizeof interior) +
                        4 * sizeof(std::uint32_t) +
@@ -48,9 +36,10 @@ template <size_t W>
 bool FragmentCollection<W>::split(const BitGraph<W>& graph, const SeparatorCollection<W>& separators) {
   graph_ = &graph;
   separators_ = &separators;
+  budget_.release(bytes_);
+  bytes_ = 0;
   fragments_.clear();
-  if (table_.empty()) enlarge_table();
-  std::fill(table_.begin(), table_.end(), 0);
+  index_.clear();
   for (std::uint32_t i = 0; i < separators.size(); ++i) {
     const MinimalSeparator<W>& separator = separators[i];
     bool has_memory = true;

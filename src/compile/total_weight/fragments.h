@@ -54,8 +54,6 @@ class FragmentCollection {
   };
 
   bool add(const Set& interior, std::uint32_t separator, std::uint32_t size);
-  void enlarge_table();
-  size_t slot_of(const Set& interior) const noexcept;
   const Fragment* find(const Set& interior) const noexcept;
   void triangulate_fragment(Fragment& fragment, double bound);
   Vertex pivot_of(const Fragment& fragment, const Set& separator) const;
@@ -73,7 +71,7 @@ class FragmentCollection {
   bool stopped_ = false;
   std::vector<Fragment> fragments_;
   std::vector<std::uint32_t> order_;               // by size
-  std::vector<std::uint32_t> table_;               // hash table of numbers, from 1 on, by interior
+  SetIndex index_;                                 // by interior
   std::vector<std::vector<Candidate>> at_vertex_;  // by vertex: fragments with it in the separator
   std::vector<Candidate> candidates_;
   std::vector<Set> behind_;  // the neighbourhoods of what a clique leaves

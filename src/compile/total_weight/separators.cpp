@@ -8,37 +8,27 @@ namespace tv {
 template <size_t W>
 void SeparatorCollection<W>::start(const BitGraph<W>& graph) noexcept {
   graph_ = &graph;
+  budget_.release(bytes_);
+  bytes_ = 0;
+  is_full_ = is_exhaustive_ = false;
   separators_.clear();
-  std::fill(table_.begin(), table_.end(), 0);
+  index_.clear();
   for (std::vector<std::uint32_t>& list : pending_) list.clear();
   least_pending_ = 0;
 }
 
 template <size_t W>
-size_t SeparatorCollection<W>::slot_of(const Set& set) const noexcept {
-  size_t slot = set.hash() & (table_.size() - 1);
-  while (table_[slot] != 0 && !(separators_[table_[slot] - 1].set == set))
-    slot = (slot + 1) & (table_.size() - 1);
-  return slot;
-}
-
-template <size_t W>
-void SeparatorCollection<W>::enlarge_table() {
-  table_.assign(std::max<size_t>(256, 2 * table_.size()), 0);
-  for (std::uint32_t i = 0; i < separators_.size(); ++i) table_[slot_of(separators_[i].set)] = i + 1;
-}
-
-template <size_t W>
 bool SeparatorCollection<W>::add(const Set& set) {
-  if (2 * separators_.size() >= table_.size()) enlarge_table();
-  const size_t slot = slot_of(set);
-  if (table_[slot] != 0) return true;
+  const auto set_at = [this](std::uint32_t i) -> const Set& { return separators_[i].set; };
+  index_.make_room(separators_.size(), set_at);
+  std::uint32_t& number = index_.number_of(set, set_at);
+  if (number != 0) return true;
   const size_t size = set.count();
   if (size >= pending_.size()) pending_.resize(size + 1);
   least_pending_ = std::min(least_pending_, size);
   pending_[size].push_back(static_cast<std::uint32_t>(separators_.size()));
   separators_.push_back({set, graph_->weight(set), static_cast<std::uint32_t>(size)});
-  table_[slot] = static_cast<std::uint32_t>(separators_.size());
+  number = static_cast<std::uint32_t>(separators_.size());
   const size_t bytes = sizeof(MinimalSeparator<W>) - sizeof(Set) + set.bytes() + 3 * sizeof(std::uint32_t);
   bytes_ += bytes;
   is_full_ = !budget_.allocate(bytes);

@@ -5,6 +5,7 @@
 
 #include "compile/total_weight/bit_graph.h"
 #include "compile/total_weight/search_budget.h"
+#include "compile/total_weight/set_index.h"
 
 namespace tv {
 
@@ -50,8 +51,6 @@ class SeparatorCollection {
 
  private:
   bool add_around(const Set& removed);
-  void enlarge_table();
-  size_t slot_of(const Set& set) const noexcept;
 
   const BitGraph<W>* graph_;
   SearchBudget& budget_;
@@ -59,7 +58,7 @@ class SeparatorCollection {
   bool is_full_ = false;  // memory is at its limit
   bool is_exhaustive_ = false;
   std::vector<MinimalSeparator<W>> separators_;
-  std::vector<std::uint32_t> table_;                 // hash table of numbers, from 1 on; a power of two long
+  SetIndex index_;
   std::vector<std::vector<std::uint32_t>> pending_;  // by size: those that are not expanded
   size_t least_pending_ = 0;
 };

@@ -57,7 +57,8 @@ class SeparatorTriangulation {
         progress_(progress),
         search_progress_(domain_, kSearchTask),
         effort_(effort),
-        cliques_(cliques) {}
+        cliques_(cliques),
+        known_(graph) {}
 
   tv_status_t run() {
     if (tv_status_t status = search_whole()) return status;
@@ -87,11 +88,9 @@ class SeparatorTriangulation {
   // With effort, the component is searched before it may be split.
   tv_status_t search_whole() {
     if (domain_.triangulation_effort == 0) return tv_status_none;
-    Bound bound(graph_);
     const auto ignore = [](const std::vector<VertexSet>&) -> tv_status_t { return tv_status_none; };
-    if (tv_status_t status = find_bound(graph_, bound, ignore)) return status;
-    greedy_cost_ = bound.triangulation.cost;
-    searched_ = std::move(bound.triangulation.cliques);
+    if (tv_status_t status = find_bound(graph_, known_, ignore)) return status;
+    searched_ = known_.triangulation.cliques;
     return search_for_triangulation(graph_, progress_, effort_, searched_, is_optimal_);
   }
 
@@ -195,35 +194,42 @@ class SeparatorTriangulation {
     is_optimal_ = is_optimal_ || (part.is_whole() && is_exhaustive);
     if (!(cost > 0.0 && cost < bound.triangulation.cost)) return take_bound(part, bound);
     if (part.is_whole()) {
-      trace_.print("\nFound %striangulation of cost %s\n", "optimal ", CostText(cost).c_str());
+      trace_.print("\nFound optimal triangulation of cost %s\n", CostText(cost).c_str());
     } else {
-      trace_.print("%sriangulation of graph G%zu has cost %s\n", "Optimal t", part.number,
-                   CostText(cost).c_str());
+      trace_.print("Optimal triangulation of graph G%zu has cost %s\n", part.number, CostText(cost).c_str());
     }
     for (const VertexBits<W>& clique : fragments.identify_cliques()) add_clique(part, vertices_of(clique));
     return tv_status_none;
   }
 
-  tv_status_t complete_bound(const Part& part, Bound& bound) {
+  // Finds the bound where that has not been done.
+  tv_status_t ensure_bound(const Part& part, Bound& bound) {
+    if (!bound.triangulation.cliques.empty()) return tv_status_none;
+    if (part.is_whole() && !known_.triangulation.cliques.empty()) {
+      bound.is_initial = known_.is_initial;
+      bound.triangulation.offer(known_.triangulation.cliques);
+      return tv_status_none;
+    }
     const auto ignore = [](const std::vector<VertexSet>&) -> tv_status_t { return tv_status_none; };
-    if (bound.triangulation.cliques.empty())
-      if (tv_status_t status = find_bound(part.graph, bound, ignore)) return status;
+    return find_bound(part.graph, bound, ignore);
+  }
+
+  tv_status_t complete_bound(const Part& part, Bound& bound) {
+    if (tv_status_t status = ensure_bound(part, bound)) return status;
     const char* indent = part.is_whole() ? "" : "    ";
     trace_.print(bound.is_initial ? "%sInitial triangulation has cost %s\n"
                                   : "%sFound greedy triangulation of cost %s\n",
                  indent, CostText(bound.triangulation.cost).c_str());
     if (!part.is_whole() || searched_.empty()) return tv_status_none;
     bound.triangulation.offer(searched_);
-    if (bound.triangulation.cost < greedy_cost_)
+    if (bound.triangulation.cost < known_.triangulation.cost)
       trace_.print("Local search found triangulation of cost %s\n",
                    CostText(bound.triangulation.cost).c_str());
     return tv_status_none;
   }
 
   tv_status_t take_bound(const Part& part, Bound& bound) {
-    const auto ignore = [](const std::vector<VertexSet>&) -> tv_status_t { return tv_status_none; };
-    if (bound.triangulation.cliques.empty())
-      if (tv_status_t status = find_bound(part.graph, bound, ignore)) return status;
+    if (tv_status_t status = ensure_bound(part, bound)) return status;
     for (const VertexSet& clique : bound.triangulation.cliques) add_clique(part, clique);
     return trace_.status();
   }
@@ -308,9 +314,9 @@ class SeparatorTriangulation {
   SearchEffort& effort_;
   std::vector<VertexSet>& cliques_;
   std::vector<Part> parts_;  // to be triangulated, the next one at the end
-  std::vector<VertexSet>
-      searched_;              // what the local search has found for the component; empty without effort
-  double greedy_cost_ = 0.0;  // what it started from
+  // With effort, what was known of the component before the local search, and what that has found.
+  Bound known_;
+  std::vector<VertexSet> searched_;
   size_t next_number_ = 0;
   bool is_optimal_ = false;
 };

@@ -22,6 +22,9 @@ constexpr size_t kMostDraws = 8;
 
 constexpr size_t kMostDisturbedRegions = 3;
 
+// So many vertices in a list are as much work as a look at a set.
+constexpr size_t looks_at(size_t vertices) noexcept { return vertices / 8 + 1; }
+
 }  // namespace
 
 // SplitMix64 (Steele, Lea and Flood 2014).
@@ -61,6 +64,7 @@ void TriangulationSearch::grow_region(const WorkingTree& tree, Index start) {
     joined_.clear();
     std::set_union(vertices_.begin(), vertices_.end(), tree[next].members.begin(), tree[next].members.end(),
                    std::back_inserter(joined_));
+    budget_.stop_requested(looks_at(joined_.size()));
     if (joined_.size() > most) continue;
     vertices_.swap(joined_);
     for (const Index other : tree[next].neighbors)
@@ -78,11 +82,10 @@ bool TriangulationSearch::improve_region(WorkingTree& tree) {
   double cost = 0.0;
   for (const Index i : region_) cost += tree[i].weight;
   solver_.take(tree, region_, vertices_);
-  const RegionSolver::Outcome outcome =
-      solver_.triangulate(cost + 0.5, kRegionSizes[level_].separators, patch_);
-  if (outcome == RegionSolver::Outcome::too_hard) return false;
+  const RegionSolver::Outcome outcome = solver_.triangulate(std::max(cost + 0.5, cost * (1.0 + 1e-12)),
+                                                            kRegionSizes[level_].separators, patch_);
+  if (outcome != RegionSolver::Outcome::found) return false;
   is_optimal_ = region_.size() == tree.size();
-  if (outcome == RegionSolver::Outcome::none) return false;
   const double before = tree.cost();
   tree.replace(region_, patch_);
   return tree.cost() < before;
@@ -121,6 +124,7 @@ bool TriangulationSearch::improve(std::vector<VertexSet>& cliques, const std::ve
     } else {
       tree = best;
     }
+    budget_.stop_requested(tree.places());
     disturb(tree);
   }
   if (best.cost() < tree.cost()) tree = std::move(best);

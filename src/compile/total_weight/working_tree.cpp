@@ -39,7 +39,7 @@ WorkingTree::Index WorkingTree::add(VertexSet members) {
   return i;
 }
 
-void WorkingTree::erase(Index clique) noexcept {
+void WorkingTree::erase(Index clique) {
   cost_ -= cliques_[clique].weight;
   cliques_[clique].members.clear();
   cliques_[clique].neighbors.clear();

@@ -46,7 +46,7 @@ class WorkingTree {
   void unlink(Index a, Index b) noexcept;
   void link(Index a, Index b);
   void merge(Index clique, Index into);
-  void erase(Index clique) noexcept;
+  void erase(Index clique);
 
   const VertexGraph* graph_;
   std::vector<Clique> cliques_;
