@@ -2594,7 +2594,8 @@ TV_API size_t tv_domain_get_max_separator_size(const tv_domain_t* domain);
  * @param domain  the domain
  * @param effort  units of work for all prime components together, each about 5 milliseconds of today's
  *                processors; 0, the default, for no search; TV_EFFORT_AUTO for about as much time as one
- *                propagation of the greedy triangulation would take, which small networks do not notice
+ *                propagation of the greedy triangulation would take, which small networks do not notice, and
+ *                at most 200 units
  * @return tv_status_none, or the code of a failure
  */
 TV_API tv_status_t tv_domain_set_triangulation_effort(tv_domain_t* domain, size_t effort);

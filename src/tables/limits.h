@@ -22,6 +22,9 @@ struct Limits {
   size_t private_units = 4;     // and into so many along a dimension that some targets lack,
   size_t private_share = 8;     // if the table has so many entries for each private accumulator
 
+  // Triangulation
+  size_t automatic_effort = 200;  // units of search at most, a second, however costly a propagation were
+
   // Cliques
   size_t lazy_clique = 16384;    // from so many entries on, a clique may be lazy
   size_t lazy_factors = 8;       // and has at most so many of them

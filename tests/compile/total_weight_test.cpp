@@ -6,6 +6,7 @@
 
 #include "compile/total_weight/lower_bound.h"
 #include "forest_world.h"
+#include "tables/limits.h"
 
 namespace {
 
@@ -337,6 +338,22 @@ TEST(TotalWeight, MemoryEndsTheSearchOfAComponent) {
     expect_right_forest(domain.get());
     EXPECT_LT(sum_components(domain.get()).bound, cost_of(domain.get()));
   }
+}
+
+// A propagation of tables that no machine holds would take for ever.
+TEST(TriangulationSearch, HasAnEndWhateverThePropagationTakes) {
+  std::mt19937 random(8);
+  const DomainOwner domain = random_network(random, {150, 0.05, 0.0});
+  const size_t usual = std::exchange(tv::limits.automatic_effort, 2);
+  int calls = 0;
+  tv_domain_set_progress_handler(
+      domain.get(),
+      [](const char*, double, void* data) { return static_cast<int>(++*static_cast<int*>(data) > 999); },
+      &calls);
+  triangulate(domain.get(), tv_method_best_greedy, TV_EFFORT_AUTO);
+  EXPECT_GT(cost_of(domain.get()), 1e10);
+  EXPECT_LT(calls, 999);
+  tv::limits.automatic_effort = usual;
 }
 
 // What a region has taken is given back before the next one.

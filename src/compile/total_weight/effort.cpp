@@ -2,6 +2,7 @@
 #include "compile/total_weight/effort.h"
 
 #include "api/memory.h"
+#include "tables/limits.h"
 
 namespace tv {
 namespace {
@@ -17,18 +18,21 @@ constexpr double kLooksPerNumber = 0.5, kLeastCost = 50000.0;
 
 SearchEffort::SearchEffort(const Domain& domain, size_t vertices) noexcept
     : is_automatic_(domain.triangulation_effort == TV_EFFORT_AUTO),
-      left_(is_automatic_ ? 0 : std::min(size_multiply(domain.triangulation_effort, kUnit), kMostWork)),
+      left_(std::min(
+          size_multiply(is_automatic_ ? limits.automatic_effort : domain.triangulation_effort, kUnit),
+          kMostWork)),
       vertices_left_(vertices) {}
 
 bool SearchEffort::is_worthwhile(double cost) const noexcept {
-  return is_automatic_ ? cost >= kLeastCost : left_ > 0;
+  return left_ > 0 && (!is_automatic_ || cost >= kLeastCost);
 }
 
 size_t SearchEffort::work_for(size_t vertices, double cost) noexcept {
-  if (is_automatic_) return static_cast<size_t>(std::min(cost * kLooksPerNumber, 1e18));
+  const double all = static_cast<double>(left_);
   const double share =
       static_cast<double>(vertices) / static_cast<double>(std::max<size_t>(vertices_left_, 1));
-  const size_t work = std::min(left_, static_cast<size_t>(static_cast<double>(left_) * share) + 1);
+  const double wanted = is_automatic_ ? std::min(cost * kLooksPerNumber, all) : all * share;
+  const size_t work = std::min(left_, static_cast<size_t>(wanted) + 1);
   vertices_left_ -= std::min(vertices, vertices_left_);
   left_ -= work;
   return work;
