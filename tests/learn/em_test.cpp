@@ -377,8 +377,14 @@ TEST(Em, WideGroupsArePropagated) {
 
 std::vector<float> learned_bits(size_t threads) {
   Generator random(5);
-  const DomainOwner domain = random_network(random, Values::positive, {8, 2000, 4, 3, 0.6});
-  const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+  const DomainOwner domain = new_domain();
+  std::vector<tv_node_t*> nodes;
+  for (int i = 0; i < 12; ++i) {
+    nodes.push_back(add_node(domain.get(), ("n" + std::to_string(i)).c_str(), 3));
+    if (i > 0) tv_node_add_parent(nodes[i], nodes[i - 1]);
+    if (i > 3) tv_node_add_parent(nodes[i], nodes[i / 2]);
+    set_random_table(random, nodes.back(), Values::positive);
+  }
   const std::vector<Row> rows = random_rows(random, nodes, 3000, 0.4);
   store(domain.get(), nodes, rows, std::vector<double>(rows.size(), 1.0));
   for (tv_node_t* node : nodes) tv_node_get_experience_table(node);
