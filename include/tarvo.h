@@ -4692,8 +4692,8 @@ TV_API tv_status_t tv_domain_enter_case(tv_domain_t* domain, size_t case_index);
  *
  * @par Failures
  * - tv_status_usage: there is no case with a positive count; the domain is not in sum equilibrium, or has
- *   evidence or tables to be propagated; it has continuous nodes and nodes that must be instantiated; the table
- *   of a node depends on results of function nodes; no node is to be learned
+ *   evidence or tables to be propagated; it has continuous nodes and nodes that must be instantiated; a table
+ *   depends on results of function nodes; no node is to be learned
  * - tv_status_not_compiled: the domain is not compiled
  * - tv_status_functional_dependency: function nodes make the order of decisions undefined
  * - tv_status_inconsistency_or_underflow: a case is impossible under the tables of an iteration
