@@ -160,6 +160,9 @@ typedef struct tv_model_s tv_model_t;
 /** A table of texts in named columns. Yours: tv_data_set_delete frees it. */
 typedef struct tv_data_set_s tv_data_set_t;
 
+/** What a column of a data set holds, in numbers. Yours: tv_column_summary_delete frees it. */
+typedef struct tv_column_summary_s tv_column_summary_t;
+
 /** Another evidence over a compiled domain, with results of its own. Yours: tv_query_delete frees it. */
 typedef struct tv_query_s tv_query_t;
 
@@ -5233,6 +5236,261 @@ TV_API tv_status_t tv_data_set_write_csv(const tv_data_set_t* data, FILE* stream
  * - tv_status_usage: the separator is none, or part of the text that means a missing item
  */
 TV_API char* tv_data_set_to_csv_string(const tv_data_set_t* data, char separator);
+
+/**
+ * Sorts the rows of a data set by the items of some columns. Rows that agree in all of them stay in their
+ * order.
+ *
+ * Where all items of a column are numbers, they are compared as such, otherwise byte by byte. Missing items
+ * come last in either direction.
+ *
+ * @param data        the data set
+ * @param columns     the columns, the one that decides first
+ * @param descending  for each of them, 0 if small items come first; null for all of them
+ * @param count       how many columns there are
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column
+ */
+TV_API tv_status_t tv_data_set_sort(tv_data_set_t* data, const size_t* columns, const int* descending,
+                                    size_t count);
+
+/**
+ * Looks through a column for what the tv_column_summary_ functions tell. They go on telling it when the data
+ * set changes, but for the texts of items.
+ *
+ * @param data    the data set
+ * @param column  the column
+ * @return the summary: free it with tv_column_summary_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column
+ */
+TV_API tv_column_summary_t* tv_data_set_describe_column(const tv_data_set_t* data, size_t column);
+
+/**
+ * Deletes a summary. The data set stays.
+ *
+ * @param summary  the summary
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_column_summary_delete(tv_column_summary_t* summary);
+
+/**
+ * Returns in how many rows the column has an item.
+ *
+ * @param summary  the summary
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_column_summary_get_number_of_items(const tv_column_summary_t* summary);
+
+/**
+ * Returns in how many rows the item of the column is missing.
+ *
+ * @param summary  the summary
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_column_summary_get_number_of_missing_items(const tv_column_summary_t* summary);
+
+/**
+ * Returns how many different items the column has. Those that are written differently are different.
+ *
+ * @param summary  the summary
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_column_summary_get_number_of_distinct_items(const tv_column_summary_t* summary);
+
+/**
+ * Returns one of the different items of the column, the most frequent first. Of two that are as frequent the
+ * one with the smaller bytes comes first.
+ *
+ * @param summary  the summary
+ * @param index    from 0 to the number of distinct items - 1
+ * @return the text, owned by the data set, until the data set changes; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is too large
+ */
+TV_API const char* tv_column_summary_get_item(const tv_column_summary_t* summary, size_t index);
+
+/**
+ * Returns in how many rows the item of tv_column_summary_get_item stands.
+ *
+ * @param summary  the summary
+ * @param index    from 0 to the number of distinct items - 1
+ * @return how many; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is too large
+ */
+TV_API size_t tv_column_summary_get_item_count(const tv_column_summary_t* summary, size_t index);
+
+/**
+ * Tells whether all items of the column are numbers: decimal, with a point and perhaps an exponent, and
+ * perhaps with blanks around them.
+ *
+ * @param summary  the summary
+ * @return 1 if they are, 0 if one of them is none or there are no items; -1 on failure
+ */
+TV_API int tv_column_summary_is_numeric(const tv_column_summary_t* summary);
+
+/**
+ * Returns the least number of the column.
+ *
+ * @param summary  the summary
+ * @return the number; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_no_value: the column is not numeric
+ */
+TV_API double tv_column_summary_get_least(const tv_column_summary_t* summary);
+
+/**
+ * Returns the greatest number of the column.
+ *
+ * @param summary  the summary
+ * @return the number; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_no_value: the column is not numeric
+ */
+TV_API double tv_column_summary_get_greatest(const tv_column_summary_t* summary);
+
+/**
+ * Returns the mean of the numbers of the column. Rows without an item do not count.
+ *
+ * @param summary  the summary
+ * @return the mean; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_no_value: the column is not numeric
+ */
+TV_API double tv_column_summary_get_mean(const tv_column_summary_t* summary);
+
+/**
+ * Returns the standard deviation of the numbers of the column as a sample: the squares are divided by one
+ * less than there are numbers. Rows without an item do not count.
+ *
+ * @param summary  the summary
+ * @return the standard deviation, 0.0 of a single number; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_no_value: the column is not numeric
+ */
+TV_API double tv_column_summary_get_standard_deviation(const tv_column_summary_t* summary);
+
+/**
+ * Parts the range of a column of numbers into intervals of equal width.
+ *
+ * The bounds increase from the least number to the greatest, as the state values of an interval node do
+ * (tv_node_set_state_value); tv_data_set_discretize takes them.
+ *
+ * @param data                      the data set
+ * @param column                    the column
+ * @param intervals                 how many intervals, at most 32768
+ * @param[out] number_of_intervals  how many there are; fewer only if numbers lie too close together
+ * @return the bounds, an array with one more of them than there are intervals: free it with free(); NULL on
+ *         failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column; `intervals` is 0 or too large; some item of the column is no
+ *   number, or all are the same number
+ */
+TV_API double* tv_data_set_get_equal_width_bounds(const tv_data_set_t* data, size_t column, size_t intervals,
+                                                  size_t* number_of_intervals);
+
+/**
+ * Parts the numbers of a column into intervals with about as many rows each. Rows with the same number stay
+ * together, so that the least and the most may differ, and there may be fewer intervals.
+ *
+ * The bounds increase from the least number to the greatest, as the state values of an interval node do
+ * (tv_node_set_state_value), with cuts halfway between neighbouring numbers; tv_data_set_discretize takes
+ * them.
+ *
+ * @param data                      the data set
+ * @param column                    the column
+ * @param intervals                 how many intervals, at most 32768
+ * @param[out] number_of_intervals  how many there are
+ * @return the bounds, an array with one more of them than there are intervals: free it with free(); NULL on
+ *         failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column; `intervals` is 0 or too large; some item of the column is no
+ *   number, or all are the same number
+ */
+TV_API double* tv_data_set_get_equal_frequency_bounds(const tv_data_set_t* data, size_t column,
+                                                      size_t intervals, size_t* number_of_intervals);
+
+/**
+ * Parts the numbers of a column into the intervals within which they differ least: of all ways to part them
+ * the one with the least sum of squared differences from the means of the intervals (k-means, found exactly
+ * by dynamic programming; Wang & Song 2011). The time grows with the number of intervals times that of
+ * different numbers and its logarithm.
+ *
+ * The bounds increase from the least number to the greatest, as the state values of an interval node do
+ * (tv_node_set_state_value), with cuts halfway between neighbouring numbers; tv_data_set_discretize takes
+ * them.
+ *
+ * @param data                      the data set
+ * @param column                    the column
+ * @param intervals                 how many intervals, at most 32768
+ * @param[out] number_of_intervals  how many there are; fewer only if there are fewer different numbers
+ * @return the bounds, an array with one more of them than there are intervals: free it with free(); NULL on
+ *         failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column; `intervals` is 0 or too large; some item of the column is no
+ *   number, or all are the same number
+ * - tv_status_no_memory: the number of intervals times that of different numbers is beyond 2^30
+ */
+TV_API double* tv_data_set_get_k_means_bounds(const tv_data_set_t* data, size_t column, size_t intervals,
+                                              size_t* number_of_intervals);
+
+/**
+ * Parts the numbers of a column into intervals that tell of a class, the item of another column: as many as
+ * pay for their description (minimum description length; Fayyad & Irani 1993). It is one interval where the
+ * numbers tell nothing. Rows that lack the number or the class do not count.
+ *
+ * The bounds increase from the least number to the greatest, as the state values of an interval node do
+ * (tv_node_set_state_value), with cuts halfway between neighbouring numbers; tv_data_set_discretize takes
+ * them.
+ *
+ * @param data                      the data set
+ * @param column                    the column
+ * @param class_column              the column with the class
+ * @param[out] number_of_intervals  how many there are
+ * @return the bounds, an array with one more of them than there are intervals: free it with free(); NULL on
+ *         failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column; some item of the column is no number, or all are the same
+ *   number
+ */
+TV_API double* tv_data_set_get_class_bounds(const tv_data_set_t* data, size_t column, size_t class_column,
+                                            size_t* number_of_intervals);
+
+/**
+ * Replaces the numbers of a column by the intervals in which they lie. What is missing stays missing.
+ *
+ * A number belongs to the interval whose lower bound is at or below it and whose upper bound is above it; one
+ * below all bounds to the first interval, one at or above the uppermost bound to the last. So the bounds of
+ * one data set serve for another.
+ *
+ * @param data                 the data set
+ * @param column               the column
+ * @param bounds               one more than there are intervals, increasing; the outer ones may be infinite
+ * @param number_of_intervals  how many intervals there are, 1 to 32768
+ * @param labels               an item for each interval; null for its index, from 0
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such column, the number of intervals is out of range, a label is null or not
+ *   UTF-8, or some item of the column is no number
+ * - tv_status_invalid_state_values: the bounds do not increase, or an inner one is infinite
+ */
+TV_API tv_status_t tv_data_set_discretize(tv_data_set_t* data, size_t column, const double* bounds,
+                                          size_t number_of_intervals, const char* const* labels);
 
 /** @} */
 

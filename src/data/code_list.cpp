@@ -63,6 +63,14 @@ void CodeList::shrink() {
   if (bytes_.capacity() != bytes_.size()) bytes_.shrink_to_fit();
 }
 
+void CodeList::reorder(const size_t* order, size_t* room) noexcept {
+  change([&](auto* own) {
+    for (size_t row = 0; row < size(); ++row) room[row] = own[order[row]];
+    for (size_t row = 0; row < size(); ++row)
+      own[row] = static_cast<std::remove_pointer_t<decltype(own)>>(room[row]);
+  });
+}
+
 void CodeList::recode(const Code* codes) noexcept {
   change([&](auto* own) {
     for (size_t row = 0; row < size(); ++row)

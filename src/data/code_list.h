@@ -42,6 +42,9 @@ class CodeList {
   void erase(size_t first, size_t count) noexcept;
   void shrink();
 
+  // Puts the codes into another order of rows; there is room for one word of `room` for each row.
+  void reorder(const size_t* order, size_t* room) noexcept;
+
   // Puts `codes[old_code]` in the place of every code. They must fit the present width.
   void recode(const Code* codes) noexcept;
 

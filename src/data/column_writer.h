@@ -17,8 +17,7 @@ struct RecentItem {
 
 class ColumnWriter {
  public:
-  static constexpr size_t kReadable = 16;       // bytes from the first of a cell that may be looked at
-  static constexpr Code kRefused = 0xFFFFFFFF;  // the text can be no item
+  static constexpr size_t kReadable = 16;  // bytes from the first of a cell that may be looked at
 
   // `codes` holds those of the rows that wait; there are 1 << cache_bits recent items.
   ColumnWriter(DataColumn& column, const MissingTexts& missing, Code* codes, RecentItem* recent,
@@ -35,11 +34,11 @@ class ColumnWriter {
       return true;
     }
     const Code code = code_of(text, length);
-    if (code != kRefused) recent = {key.low, key.high, code};
+    if (code != kRefusedCode) recent = {key.low, key.high, code};
     return keep(row, code);
   }
   // The same for a text that was quoted, which is an item whatever it says.
-  bool put_quoted(size_t row, std::string_view text) { return keep(row, item_code(text)); }
+  bool put_quoted(size_t row, std::string_view text) { return keep(row, column_->items.code_of(text)); }
 
   void flush(size_t rows) { column_->codes.append(codes_, rows); }
 
@@ -65,18 +64,12 @@ class ColumnWriter {
 
   bool keep(size_t row, Code code) noexcept {
     codes_[row] = code;
-    return code != kRefused;
+    return code != kRefusedCode;
   }
   Code code_of(const char* text, size_t length) {
     const std::string_view item(text, length);
-    return missing_->contain(item) ? kMissingCode : item_code(item);
+    return missing_->contain(item) ? kMissingCode : column_->items.code_of(item);
   }
-  // Texts are looked at once, when they are new.
-  Code item_code(std::string_view text) {
-    if (const Code code = column_->items.find(text)) return code;
-    return is_item_text(text) ? column_->items.code_of(text) : kRefused;
-  }
-
   static_assert(sizeof(Key) == kReadable);
 
   DataColumn* column_;

@@ -72,7 +72,4 @@ void take_columns(DataSet& data, DataSet& other) noexcept;
 // Rewrites items and codes so that each item is in some row, in the order of the rows.
 void drop_unused_items(DataColumn& column);
 
-// Whether a text can be an item: UTF-8 without null characters. `at`: where it is not.
-bool is_item_text(std::string_view text, size_t* at = nullptr) noexcept;
-
 }  // namespace tv

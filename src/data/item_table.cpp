@@ -51,9 +51,9 @@ ItemTable::Slot& ItemTable::slot_of(std::string_view text, uint32_t hash) noexce
 
 // Enough slots for one item more, at most three of four of them taken.
 void ItemTable::make_slots() {
+  if ((texts_.size() + 1) * 4 <= slots_.size() * 3) return;
   size_t count = std::max(slots_.size(), kFirstSlots);
   while (size_multiply(texts_.size() + 1, 4) > size_multiply(count, 3)) count = size_multiply(count, 2);
-  if (count == slots_.size()) return;
   CountedVector<Slot> slots(count, Slot{0, kMissingCode}, slots_.get_allocator());
   const auto put = [&](Slot slot) {
     size_t i = slot.hash & (count - 1);
@@ -84,19 +84,13 @@ const char* ItemTable::store(std::string_view text) {
   return chunk.data() + begin;
 }
 
-Code ItemTable::find(std::string_view text) {
-  if (texts_.empty()) return kMissingCode;
-  if (slots_.empty()) make_slots();
-  return slot_of(text, hash_of(text)).code;
-}
-
+// Texts are looked at once, when they are new.
 Code ItemTable::code_of(std::string_view text) {
-  const uint32_t hash = hash_of(text);
-  if (!slots_.empty())
-    if (const Code code = slot_of(text, hash).code) return code;
   make_slots();
+  const uint32_t hash = hash_of(text);
   Slot& slot = slot_of(text, hash);
   if (slot.code) return slot.code;
+  if (!is_item_text(text)) return kRefusedCode;
   if (texts_.size() == kMostItems) throw std::bad_alloc();
   texts_.push_back(store(text));
   slot = {hash, size()};

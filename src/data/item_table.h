@@ -9,6 +9,11 @@
 
 namespace tv {
 
+inline constexpr Code kRefusedCode = 0xFFFFFFFF;
+
+// Whether a text can be an item: UTF-8 without null characters. `at`: where it is not.
+bool is_item_text(std::string_view text, size_t* at = nullptr) noexcept;
+
 class ItemTable {
  public:
   explicit ItemTable(MemoryBudget& budget) noexcept;
@@ -18,10 +23,9 @@ class ItemTable {
   // With a null character behind it; null for the code of missing items.
   const char* text(Code code) const noexcept { return code == kMissingCode ? nullptr : texts_[code - 1]; }
 
-  // The code of a text, which is added if it is new. It must hold no null character.
+  // The code of a text, which is added if it is new. One that can be no item (see is_item_text) is not added:
+  // kRefusedCode.
   Code code_of(std::string_view text);
-  // The same for a text that may not be there: then kMissingCode.
-  Code find(std::string_view text);
   void seal();  // frees what only additions need
   void swap(ItemTable& other) noexcept;
 

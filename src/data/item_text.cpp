@@ -1,6 +1,6 @@
 // What an item may hold: UTF-8 as far as it can be told from the bytes, without null characters.
 
-#include "data/data_set.h"
+#include "data/item_table.h"
 
 namespace tv {
 namespace {

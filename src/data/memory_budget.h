@@ -58,6 +58,7 @@ class CountedAllocator {
       budget_->give_back(bytes);
       throw std::bad_alloc();
     }
+    if (bytes >= kLargeBlock) expect_large_block(block, bytes);
     return static_cast<T*>(block);
   }
   void deallocate(T* block, size_t count) noexcept {
@@ -68,6 +69,8 @@ class CountedAllocator {
   bool operator==(const CountedAllocator& other) const noexcept { return budget_ == other.budget_; }
 
  private:
+  static constexpr size_t kLargeBlock = size_t{1} << 23;
+
   MemoryBudget* budget_;
 };
 

@@ -35,6 +35,30 @@ void with_full_column(World& w) {
     tv_data_set_set_item(w.data.get(), row, 0, ("item " + std::to_string(row)).c_str());
 }
 
+// Numbers, each twice, with a class.
+void with_numbers(World& w) {
+  w.data.reset(tv_new_data_set());
+  std::string text = "x,class\n";
+  for (int i = 0; i < 40; ++i) text += std::to_string(i / 2) + (i < 20 ? ",low\n" : ",high\n");
+  tv_data_set_parse_csv_string(w.data.get(), text.c_str(), ',', nullptr, nullptr);
+}
+template <class... Arguments>
+void note_bounds(World& w, double* (*method)(const tv_data_set_t*, Arguments...), size_t column,
+                 size_t wanted) {
+  size_t intervals = 0;
+  const std::unique_ptr<double, World::Free> bounds(method(w.data.get(), column, wanted, &intervals));
+  for (size_t i = 0; bounds && i <= intervals; ++i) w.number = w.number * 3 + bounds.get()[i];
+}
+void described_column(World& w) {
+  with_numbers(w);
+  w.summary.reset(tv_data_set_describe_column(w.data.get(), 0));
+}
+tv_column_summary_t* summary_of(World& w) { return w.summary.get(); }
+
+const size_t kSortColumns[] = {1, 0};
+const int kDescending[] = {0, 1};
+const double kBounds[] = {0, 5, 15, 20};
+const char* const kLabels[] = {"the lower ones of all", "those between them", "the upper ones of all"};
 const char* const kTexts[] = {"nothing of all this", "", nullptr};
 
 const Cases cases = {
@@ -74,6 +98,25 @@ const Cases cases = {
      [](World& w) { tv_data_set_set_item(w.data.get(), 1, 0, "one more"); }},
     {"tv_data_set_set_missing_texts", with_data,
      [](World& w) { tv_data_set_set_missing_texts(w.data.get(), kTexts); }},
+    {"tv_data_set_sort", with_numbers,
+     [](World& w) { tv_data_set_sort(w.data.get(), kSortColumns, kDescending, 2); }},
+    {"tv_data_set_describe_column", with_numbers,
+     [](World& w) {
+       const World::Summary summary(tv_data_set_describe_column(w.data.get(), 1));
+       if (summary) note(w, tv_column_summary_get_item_count(summary.get(), 1));
+     }},
+    {"tv_column_summary_delete", described_column,
+     [](World& w) { note(w, tv_column_summary_delete(w.summary.release())); }, Case::never_fails},
+    {"tv_data_set_get_equal_width_bounds", with_numbers,
+     [](World& w) { note_bounds(w, tv_data_set_get_equal_width_bounds, 0, 4); }},
+    {"tv_data_set_get_equal_frequency_bounds", with_numbers,
+     [](World& w) { note_bounds(w, tv_data_set_get_equal_frequency_bounds, 0, 4); }},
+    {"tv_data_set_get_k_means_bounds", with_numbers,
+     [](World& w) { note_bounds(w, tv_data_set_get_k_means_bounds, 0, 4); }},
+    {"tv_data_set_get_class_bounds", with_numbers,
+     [](World& w) { note_bounds(w, tv_data_set_get_class_bounds, 0, 1); }},
+    {"tv_data_set_discretize", with_numbers,
+     [](World& w) { tv_data_set_discretize(w.data.get(), 0, kBounds, 3, kLabels); }},
     {"tv_data_set_delete", with_data, [](World& w) { note(w, tv_data_set_delete(w.data.release())); },
      Case::never_fails},
     ASKS_FOR_NOTHING(tv_data_set_get_number_of_rows, with_data, table_of(w)),
@@ -87,6 +130,16 @@ const Cases cases = {
     ASKS_FOR_NOTHING(tv_data_set_set_memory_limit, with_data, table_of(w), 1000000),
     ASKS_FOR_NOTHING(tv_data_set_get_memory_limit, with_data, table_of(w)),
     ASKS_FOR_NOTHING(tv_data_set_get_memory_size, with_data, table_of(w)),
+    ASKS_FOR_NOTHING(tv_column_summary_get_number_of_items, described_column, summary_of(w)),
+    ASKS_FOR_NOTHING(tv_column_summary_get_number_of_missing_items, described_column, summary_of(w)),
+    ASKS_FOR_NOTHING(tv_column_summary_get_number_of_distinct_items, described_column, summary_of(w)),
+    ASKS_FOR_NOTHING(tv_column_summary_get_item, described_column, summary_of(w), 3),
+    ASKS_FOR_NOTHING(tv_column_summary_get_item_count, described_column, summary_of(w), 3),
+    ASKS_FOR_NOTHING(tv_column_summary_is_numeric, described_column, summary_of(w)),
+    ASKS_FOR_NOTHING(tv_column_summary_get_least, described_column, summary_of(w)),
+    ASKS_FOR_NOTHING(tv_column_summary_get_greatest, described_column, summary_of(w)),
+    ASKS_FOR_NOTHING(tv_column_summary_get_mean, described_column, summary_of(w)),
+    ASKS_FOR_NOTHING(tv_column_summary_get_standard_deviation, described_column, summary_of(w)),
 };
 
 }  // namespace
