@@ -61,6 +61,7 @@ size_t columns_of(const std::string& row) {
 TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
   const std::string odd =
       write("odd.net", "net {} node a { states = (\"x\" \"x\"); } potential (a) { data = (0.5 0.4); }");
+  const std::string data = write("data.csv", "x,y\n1,\"a,b\"\n2,?\n");
   const char* const commands[] = {
       "beliefs chest.net -e x_ray=abnormal -l dyspnoea=0.5,1",
       "beliefs coins.net -e gauge=23.6",
@@ -77,9 +78,14 @@ TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
       "tables cellar.net good1",
       "tables wildcatter.net drill",
       "convert chest.net OUT --to bif",
+      "data describe DATA",
+      "data sort DATA --by x -o OUT",
+      "data discretize DATA -c x --bins 2 -o OUT",
+      "data convert DATA -o OUT",
   };
   for (std::string command : commands) {
     if (const size_t place = command.find("ODD"); place != command.npos) command.replace(place, 3, odd);
+    if (const size_t place = command.find("DATA"); place != command.npos) command.replace(place, 4, data);
     if (const size_t place = command.find("OUT"); place != command.npos)
       command.replace(place, 3, path("out.net"));
     const std::string name = command.substr(0, command.find(' '));

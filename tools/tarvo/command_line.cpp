@@ -3,18 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "command_options.h"
 #include "commands.h"
-#include "memory.h"
+#include "data_commands.h"
 #include "network_format.h"
-#include "progress.h"
 #include "suggest.h"
 
 namespace program {
 namespace {
-
-constexpr const char* kExitCodes =
-    "Exit code: 0 success; 1 the answer is no, or a file or the network is wrong; 2 wrong usage.";
-const std::vector<std::string> kForms = {"text", "json", "csv"};
 
 // Every command's options and what it does; the one that is given is run.
 struct Commands {
@@ -31,41 +27,6 @@ std::vector<std::string> methods_and(const char* more) {
   for (const auto& method : kMethods) names.push_back(method.first);
   if (*more) names.push_back(more);
   return names;
-}
-
-// One of a few words, with a suggestion for what is none of them.
-CLI::Validator one_of(const std::vector<std::string>& words) {
-  return CLI::Validator(
-      [words](std::string& text) {
-        if (std::find(words.begin(), words.end(), text) != words.end()) return std::string();
-        std::string message = "\"" + text + "\" is none of";
-        for (size_t i = 0; i < words.size(); ++i) message += (i ? ", " : " ") + words[i];
-        return message + did_you_mean(text, words);
-      },
-      "");
-}
-
-void add_choice(CLI::App* command, const char* name, std::string& value, const char* type,
-                const std::vector<std::string>& words, const char* description) {
-  command->add_option(name, value, description)->type_name(type)->check(one_of(words));
-}
-
-void add_format(CLI::App* command, Format& format) {
-  command
-      ->add_option_function<std::string>(
-          "--format",
-          [&format](const std::string& text) {
-            format = text == "json" ? Format::kJson : text == "csv" ? Format::kCsv : Format::kText;
-          },
-          "form of the output: text, json or csv")
-      ->type_name("FORM")
-      ->check(one_of(kForms));
-}
-
-// An option that is given once for each value, so that it never swallows FILE.
-void add_repeated(CLI::App* command, const char* name, std::vector<std::string>& values, const char* type,
-                  const char* description) {
-  command->add_option(name, values, description)->type_name(type)->allow_extra_args(false)->type_size(1);
 }
 
 // Of the commands that compile.
@@ -109,18 +70,8 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* description, 
       ->type_name("");
   add_choice(command, "--from", source.format, "FORMAT", kNetworkFormats,
              "format of FILE: net, bif or xmlbif (default: by the end of its name)");
-  command
-      ->add_option("--memory-limit", source.memory_limit,
-                   "refuse what needs more: bytes, or with K, M, G or T; 0 for no limit\n"
-                   "(default: four fifths of the memory there is)")
-      ->type_name("SIZE")
-      ->check(CLI::Validator(
-          [](std::string& text) {
-            return parse_memory_size(text) ? "" : "\"" + text + "\" is no size; expected 4G or the like";
-          },
-          ""));
-  command->add_flag_function(
-      "-q,--quiet", [](int64_t) { be_quiet(); }, "show no progress on the terminal");
+  add_memory_limit(command, source.memory_limit);
+  add_quiet(command);
   add_format(command, format);
   return command;
 }
@@ -222,9 +173,13 @@ std::vector<std::string> option_names(const CLI::App& command) {
 
 // CLI11's words, with a suggestion for an option that does not exist.
 [[noreturn]] void fail_for(const CLI::ParseError& error, CLI::App& app) {
-  const std::vector<CLI::App*> given = app.get_subcommands();
-  const std::vector<std::string> known = option_names(given.empty() ? app : *given.front());
-  std::string text = error.what(), help = given.empty() ? "tarvo" : "tarvo " + given.front()->get_name();
+  const CLI::App* command = &app;
+  std::string text = error.what(), help = "tarvo";
+  while (!command->get_subcommands().empty()) {
+    command = command->get_subcommands().front();
+    help += " " + command->get_name();
+  }
+  const std::vector<std::string> known = option_names(*command);
   for (const std::string& word : app.remaining(true))
     if (word.rfind("--", 0) == 0) {
       const std::string name = word.substr(0, word.find('='));
@@ -264,7 +219,10 @@ ExitCode run_command(int argc, char** argv) {
   const CLI::App* convert_command = add_convert(app, options.convert);
   const CLI::App* tables_command = add_tables(app, options.tables);
   const CLI::App* decide_command = add_decide(app, options.decide);
+  const DataCommands data_commands(app);
   if (argc > 1 && *argv[1]) expect_known_command(argv[1], app);
+  if (argc > 2 && *argv[2] && argv[1] == data_commands.app().get_name())
+    expect_known_command(argv[2], data_commands.app());
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -284,6 +242,7 @@ ExitCode run_command(int argc, char** argv) {
   if (*convert_command) return convert(options.convert);
   if (*tables_command) return show_table(options.tables);
   if (*decide_command) return decide(options.decide);
+  if (data_commands.app()) return data_commands.run();
   return kWrongUsage;
 }
 

@@ -1,0 +1,29 @@
+// Options that several commands have.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "output.h"
+
+namespace program {
+
+inline constexpr const char* kExitCodes =
+    "Exit code: 0 success; 1 the answer is no, or a file or the network is wrong; 2 wrong usage.";
+
+// One of a few words, with a suggestion for what is none of them.
+CLI::Validator one_of(const std::vector<std::string>& words);
+
+void add_choice(CLI::App* command, const char* name, std::string& value, const char* type,
+                const std::vector<std::string>& words, const char* description);
+void add_format(CLI::App* command, Format& format);
+
+// An option that is given once for each value, so that it never swallows FILE.
+CLI::Option* add_repeated(CLI::App* command, const char* name, std::vector<std::string>& values,
+                          const char* type, const char* description);
+
+void add_memory_limit(CLI::App* command, std::string& limit);
+void add_quiet(CLI::App* command);
+
+}  // namespace program
