@@ -43,7 +43,7 @@ uint32_t ItemTable::hash_of(std::string_view text) const noexcept {
 // The slot of the text, or the free one that it would take.
 ItemTable::Slot& ItemTable::slot_of(std::string_view text, uint32_t hash) noexcept {
   const size_t mask = slots_.size() - 1;
-  for (size_t i = hash & mask;; i = (i + 1) & mask) {
+  for (size_t i = place_of(hash);; i = (i + 1) & mask) {
     Slot& slot = slots_[i];
     if (slot.code == kMissingCode || (slot.hash == hash && text == this->text(slot.code))) return slot;
   }
@@ -85,9 +85,8 @@ const char* ItemTable::store(std::string_view text) {
 }
 
 // Texts are looked at once, when they are new.
-Code ItemTable::code_of(std::string_view text) {
+Code ItemTable::code_of(std::string_view text, uint32_t hash) {
   make_slots();
-  const uint32_t hash = hash_of(text);
   Slot& slot = slot_of(text, hash);
   if (slot.code) return slot.code;
   if (!is_item_text(text)) return kRefusedCode;

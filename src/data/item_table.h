@@ -25,7 +25,19 @@ class ItemTable {
 
   // The code of a text, which is added if it is new. One that can be no item (see is_item_text) is not added:
   // kRefusedCode.
-  Code code_of(std::string_view text);
+  Code code_of(std::string_view text) { return code_of(text, hash_of(text)); }
+
+  // The same in steps, for many texts at a time: each step asks memory for what the next one reads.
+  uint32_t hash_of(std::string_view text) const noexcept;
+  void expect_slot(uint32_t hash) const noexcept { __builtin_prefetch(slots_.data() + place_of(hash)); }
+  void expect_address(uint32_t hash) const noexcept {
+    if (const Code code = slots_[place_of(hash)].code) __builtin_prefetch(texts_.data() + code - 1);
+  }
+  void expect_text(uint32_t hash) const noexcept {
+    if (const Code code = slots_[place_of(hash)].code) __builtin_prefetch(texts_[code - 1]);
+  }
+  Code code_of(std::string_view text, uint32_t hash);
+
   void seal();  // frees what only additions need
   void swap(ItemTable& other) noexcept;
 
@@ -35,7 +47,7 @@ class ItemTable {
     Code code;  // kMissingCode: the slot is free
   };
 
-  uint32_t hash_of(std::string_view text) const noexcept;
+  size_t place_of(uint32_t hash) const noexcept { return hash & (slots_.size() - 1); }
   Slot& slot_of(std::string_view text, uint32_t hash) noexcept;
   void make_slots();
   const char* store(std::string_view text);

@@ -160,6 +160,27 @@ TEST(Csv, AgreesWithANaiveReaderInEveryWindow) {
   }
 }
 
+// Columns with many items look up the items of many rows together.
+TEST(Csv, ReadsColumnsWithManyItems) {
+  Generator random(3);
+  std::string text = "few,many,long\n";
+  for (int i = 0; i < 30000; ++i) {
+    const std::string number = std::to_string(random.below(12000));
+    text += i % 3 ? "yes," : "no,";
+    text += random.chance(0.1) ? "\"" + number + "\"," : random.chance(0.1) ? "?," : number + ",";
+    text += random.chance(0.1) ? "NA\n" : "a text of more than 15 bytes " + number + "\n";
+  }
+  const Sheet expected = read_naively(text, ',', kMissing);
+  EXPECT_TRUE(parsed(text) == expected);
+  for (const size_t window : {1000, 70000}) EXPECT_TRUE(read_in_pieces(text, ',', window) == expected);
+  Told told;
+  const DataSetOwner data(tv_new_data_set());
+  EXPECT_EQ(tv_data_set_parse_csv_string(data.get(), (text + "yes,x\xFF,\n").c_str(), ',', tell, &told),
+            tv_status_parse);
+  EXPECT_EQ(told.line, 30002u);
+  EXPECT_EQ(told.column, 6u);
+}
+
 // A stream that hands out its text a few bytes at a time, and may fail in the end.
 struct SlowText {
   std::string text;
