@@ -260,6 +260,8 @@ TEST(Csv, GoesThroughFiles) {
   const DataSetOwner read(tv_csv_parse_data_set(name.c_str(), '\t', nullptr, nullptr));
   ASSERT_TRUE(read) << tv_error_message();
   EXPECT_EQ(sheet_of(read.get()), sheet);
+  const Sheet nameless{{""}, {{""}, {{}}, {"?"}}};
+  EXPECT_EQ(parsed(csv_of(data_set_of(nameless).get())), nameless) << "of one column without a name";
   EXPECT_EQ(tv_csv_parse_data_set((name + ".none").c_str(), ',', nullptr, nullptr), nullptr);
   EXPECT_EQ(tv_error_code(), tv_status_io);
   EXPECT_EQ(tv_data_set_save_csv(data.get(), "/dev/full", ','), tv_status_io);
