@@ -4852,6 +4852,85 @@ TV_API tv_status_t tv_domain_save_cases(tv_domain_t* domain, const char* file_na
 TV_API tv_status_t tv_domain_parse_cases(tv_domain_t* domain, const char* file_name,
                                          tv_error_handler_t handler, void* handler_data);
 
+/** What tv_domain_add_cases makes of an item that is no observation of its node. */
+typedef enum tv_unmatched_e {
+  /** A failure: no case is added. */
+  tv_unmatched_error = 0,
+  /** The item counts as missing. */
+  tv_unmatched_missing = 1
+} tv_unmatched_t;
+
+/**
+ * Adds the rows of a data set to the cases of a domain.
+ *
+ * A column is about the node of its name, or the only one that has the name as its label
+ * (tv_node_get_label), unless you say otherwise. An item stands for a state by its label; of a boolean node
+ * by `false` or `true`, `f` or `t`, `no` or `yes`, `n` or `y`, 0 or 1, in either case of letters; of a
+ * numbered node by its value; of an interval node by a number in it, where a bound belongs to the interval
+ * above; or as `\#` and the index of the state. Of a continuous node it is a number. Missing items, and nodes
+ * without a column, stay missing.
+ *
+ * @param domain        the domain, compiled or not
+ * @param data          the data set
+ * @param nodes         the node of each column, null for a column that is about none; a null pointer to find
+ *                      them by name
+ * @param count_column  the column that says how often each row was seen, numbers not below 0; all ones for
+ *                      none: then each counts once
+ * @param unmatched     what becomes of an item that is no observation, and of a column that is about no node
+ * @param handler       is told of each such item, and of each bad count, with the row, counted from 0, as the
+ *                      position; of such a column with 0; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure, after which the cases are what they were
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such count column; a node is of another domain; no column is about a node
+ * - tv_status_twice: two columns are about the same node
+ * - tv_status_parse: a count is missing or none; with tv_unmatched_error also an item that is no observation,
+ *   and a column that is about no discrete or continuous node
+ * - tv_status_case_state_too_large: an item stands for a state from 32,768 on
+ */
+TV_API tv_status_t tv_domain_add_cases(tv_domain_t* domain, const tv_data_set_t* data,
+                                       tv_node_t* const* nodes, size_t count_column,
+                                       tv_unmatched_t unmatched, tv_error_handler_t handler,
+                                       void* handler_data);
+
+/**
+ * Creates a chance node for each column of a data set that is about none yet, with a state for each distinct
+ * item.
+ *
+ * A column of nothing but `false` and `true` becomes a boolean node; one of numbers a numbered node, or a
+ * continuous one where there are too many for states; any other a node with labels in the order of their
+ * bytes. Where the name of the column cannot name a node, it becomes its label, and the name is made of its
+ * letters and digits. Nodes have no links and uniform distributions. The domain is uncompiled.
+ *
+ * @param domain        the domain
+ * @param data          the data set
+ * @param most_states   how many states a node may have; 0 for 32
+ * @param handler       is told of each column that no node can be made for, with 0 as the position; may be
+ *                      null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the new nodes in the order of their columns, a list: free it with free(); NULL on failure, after
+ *         which the domain is what it was
+ *
+ * @par Failures
+ * - tv_status_parse: all items of a column are missing, or its texts are more than the states allowed
+ * - tv_status_cg_limids_not_supported: a node would be continuous in a domain with decisions or utilities
+ */
+TV_API tv_node_t** tv_domain_new_nodes_from_data_set(tv_domain_t* domain, const tv_data_set_t* data,
+                                                     size_t most_states, tv_error_handler_t handler,
+                                                     void* handler_data);
+
+/**
+ * Copies the cases of a domain into a data set, from which tv_domain_add_cases reads them again as they are.
+ *
+ * There is a column for each node of which some case may say something, with the node's name; where cases
+ * have other counts than 1, the first column is `\#count`.
+ *
+ * @param domain  the domain; its nodes without a name get one (tv_node_get_name)
+ * @return the data set: free it with tv_data_set_delete; NULL on failure
+ */
+TV_API tv_data_set_t* tv_domain_cases_to_data_set(tv_domain_t* domain);
+
 /** @} */
 
 /**

@@ -113,9 +113,8 @@ class CasesParser {
     for (Node& node : domain_.nodes) node.cases = {};
     for (Column& column : columns_)
       if (column.is_used) std::swap(column.node->cases, column.cells);
-    domain_.cases.count = domain_.cases.capacity = case_count_;
-    domain_.cases.counts.swap(counts_);
-    if (!has_other_counts_) domain_.cases.counts = {};
+    if (!has_other_counts_) counts_.clear();
+    take_counts(domain_, case_count_, counts_);
   }
 
  private:

@@ -77,6 +77,12 @@ void set_number_of_cases(Domain& domain, size_t count) {
   cases.count = count;
 }
 
+void take_counts(Domain& domain, size_t count, std::vector<tv_number_t>& counts) noexcept {
+  domain.log_likelihood_is_valid = false;
+  domain.cases.count = domain.cases.capacity = count;
+  domain.cases.counts.swap(counts);
+}
+
 tv_number_t case_count(const Domain& domain, size_t index) noexcept {
   return domain.cases.counts.empty() ? 1 : domain.cases.counts[index];
 }

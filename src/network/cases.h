@@ -30,6 +30,10 @@ struct CaseTable {
 // Cases that are added have nothing known and count 1.
 void set_number_of_cases(Domain& domain, size_t count);
 
+// After the columns of all nodes have been replaced by such of `count` cases: their counts, none when all
+// are 1.
+void take_counts(Domain& domain, size_t count, std::vector<tv_number_t>& counts) noexcept;
+
 // The arguments have been checked.
 tv_number_t case_count(const Domain& domain, size_t index) noexcept;
 void set_case_count(Domain& domain, size_t index, tv_number_t count);

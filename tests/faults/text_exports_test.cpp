@@ -23,6 +23,12 @@ void with_cases_file(World& w) {
   with_cases(w);
   std::ofstream(kFile) << "#count,b,d\n2,mid,#0\n1,#0,*\n";
 }
+void with_rows(World& w) {
+  with_cases(w);
+  w.data.reset(tv_new_data_set());
+  tv_data_set_parse_csv_string(w.data.get(), "b,often,d,another column\n\"mid\",2,#1,one\n,1,#0,two\n", ',',
+                               nullptr, nullptr);
+}
 void with_net_file(World&) { std::ofstream(kFile) << kNet; }
 void with_node_file(World& w) {
   compiled(w);
@@ -83,6 +89,18 @@ const Cases cases = {
        if (tv_domain_parse_cases(w.domain.get(), kFile.c_str(), nullptr, nullptr)) return;
        w.number = static_cast<double>(tv_domain_get_number_of_cases(w.domain.get()));
      }},
+    {"tv_domain_add_cases", with_rows,
+     [](World& w) {
+       if (tv_domain_add_cases(net(w), table_of(w), nullptr, 1, tv_unmatched_missing, nullptr, nullptr))
+         return;
+       w.number = static_cast<double>(tv_domain_get_number_of_cases(net(w)));
+     }},
+    {"tv_domain_new_nodes_from_data_set", with_rows,
+     [](World& w) {
+       w.list.reset(tv_domain_new_nodes_from_data_set(net(w), table_of(w), 0, nullptr, nullptr));
+     }},
+    {"tv_domain_cases_to_data_set", with_cases,
+     [](World& w) { w.made_data.reset(tv_domain_cases_to_data_set(net(w))); }},
     {"tv_domain_set_number_of_cases", with_cases,
      [](World& w) { tv_domain_set_number_of_cases(w.domain.get(), 100); }},
     {"tv_domain_new_case", with_cases, [](World& w) { tv_domain_new_case(w.domain.get()); }},
