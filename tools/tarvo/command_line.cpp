@@ -6,6 +6,7 @@
 #include "command_options.h"
 #include "commands.h"
 #include "data_commands.h"
+#include "learn_commands.h"
 #include "network_format.h"
 #include "suggest.h"
 
@@ -21,60 +22,6 @@ struct Commands {
   ConvertOptions convert;
   TablesOptions tables;
 };
-
-std::vector<std::string> methods_and(const char* more) {
-  std::vector<std::string> names;
-  for (const auto& method : kMethods) names.push_back(method.first);
-  if (*more) names.push_back(more);
-  return names;
-}
-
-// Of the commands that compile.
-void add_triangulation(CLI::App* command, TriangulationOptions& options, const char* more_methods = "") {
-  command->add_option("--triangulation,--method", options.method)
-      ->type_name("METHOD")
-      ->check(one_of(methods_and(more_methods)))
-      ->description(std::string("how to triangulate: auto (default), the best greedy method and a search\n"
-                                "that takes about as long as a propagation of its result; ") +
-                    (*more_methods ? "all, to compare;\n" : "\n") +
-                    "best_greedy, total_weight (exact), clique_size, clique_weight,\n"
-                    "fill_in_size or fill_in_weight");
-  command
-      ->add_option("--effort", options.effort,
-                   "units of search, each some 5 milliseconds, for smaller tables\n"
-                   "than greedy methods find")
-      ->type_name("N");
-  command
-      ->add_option("--max-separators", options.max_separators,
-                   "split a component with more minimal separators (total_weight)")
-      ->type_name("N");
-  command
-      ->add_option("--order", options.order,
-                   "eliminate in this order, a name on each line; with total_weight,\n"
-                   "start from it")
-      ->type_name("FILE");
-  command->add_option("--save-order", options.save_order, "write the elimination order to a file")
-      ->type_name("FILE");
-}
-
-// What all commands have in common.
-CLI::App* add_command(CLI::App& app, const char* name, const char* description, const char* examples,
-                      Source& source, Format& format) {
-  CLI::App* command = app.add_subcommand(name, description);
-  command->footer(std::string("Examples:\n") + examples + "\n\n" + kExitCodes);
-  command->set_version_flag("--version", std::string("tarvo ") + tv_get_version());
-  command
-      ->add_option("FILE", source.file,
-                   "network, or - for the standard input (NET; BIF or XMLBIF by the end of its name)")
-      ->required()
-      ->type_name("");
-  add_choice(command, "--from", source.format, "FORMAT", kNetworkFormats,
-             "format of FILE: net, bif or xmlbif (default: by the end of its name)");
-  add_memory_limit(command, source.memory_limit);
-  add_quiet(command);
-  add_format(command, format);
-  return command;
-}
 
 void add_evidence(CLI::App* command, EvidenceOptions& evidence) {
   add_repeated(command, "-e,--evidence", evidence.observations, "NODE=VALUE",
@@ -101,9 +48,7 @@ CLI::App* add_beliefs(CLI::App& app, BeliefsOptions& options) {
   command->add_flag("--fast-retraction", options.fast_retraction,
                     "leave each node's own evidence out of its belief");
   add_triangulation(command, options.triangulation);
-  command->add_option("--threads", options.threads, "threads for the operations on large tables (default: 1)")
-      ->type_name("N")
-      ->check(CLI::PositiveNumber);
+  add_threads(command, options.threads, "threads for the operations on large tables (default: 1)");
   command->add_option("--trace", options.trace, "write the trace of the compilation to a file")
       ->type_name("FILE");
   return command;
@@ -219,6 +164,7 @@ ExitCode run_command(int argc, char** argv) {
   const CLI::App* convert_command = add_convert(app, options.convert);
   const CLI::App* tables_command = add_tables(app, options.tables);
   const CLI::App* decide_command = add_decide(app, options.decide);
+  const LearnCommands learn_commands(app);
   const DataCommands data_commands(app);
   if (argc > 1 && *argv[1]) expect_known_command(argv[1], app);
   if (argc > 2 && *argv[2] && argv[1] == data_commands.app().get_name())
@@ -242,6 +188,7 @@ ExitCode run_command(int argc, char** argv) {
   if (*convert_command) return convert(options.convert);
   if (*tables_command) return show_table(options.tables);
   if (*decide_command) return decide(options.decide);
+  if (learn_commands.are_given()) return learn_commands.run();
   if (data_commands.app()) return data_commands.run();
   return kWrongUsage;
 }

@@ -3,11 +3,19 @@
 #include <algorithm>
 
 #include "memory.h"
+#include "network_format.h"
 #include "progress.h"
 #include "suggest.h"
 
 namespace program {
 namespace {
+
+std::vector<std::string> methods_and(const char* more) {
+  std::vector<std::string> names;
+  for (const auto& method : kMethods) names.push_back(method.first);
+  if (*more) names.push_back(more);
+  return names;
+}
 
 const std::vector<std::string> kForms = {"text", "json", "csv"};
 
@@ -65,6 +73,55 @@ void add_memory_limit(CLI::App* command, std::string& limit) {
 void add_quiet(CLI::App* command) {
   command->add_flag_function(
       "-q,--quiet", [](int64_t) { be_quiet(); }, "show no progress on the terminal");
+}
+
+void add_triangulation(CLI::App* command, TriangulationOptions& options, const char* more_methods) {
+  command->add_option("--triangulation,--method", options.method)
+      ->type_name("METHOD")
+      ->check(one_of(methods_and(more_methods)))
+      ->description(std::string("how to triangulate: auto (default), the best greedy method and a search\n"
+                                "that takes about as long as a propagation of its result; ") +
+                    (*more_methods ? "all, to compare;\n" : "\n") +
+                    "best_greedy, total_weight (exact), clique_size, clique_weight,\n"
+                    "fill_in_size or fill_in_weight");
+  command
+      ->add_option("--effort", options.effort,
+                   "units of search, each some 5 milliseconds, for smaller tables\n"
+                   "than greedy methods find")
+      ->type_name("N");
+  command
+      ->add_option("--max-separators", options.max_separators,
+                   "split a component with more minimal separators (total_weight)")
+      ->type_name("N");
+  command
+      ->add_option("--order", options.order,
+                   "eliminate in this order, a name on each line; with total_weight,\n"
+                   "start from it")
+      ->type_name("FILE");
+  command->add_option("--save-order", options.save_order, "write the elimination order to a file")
+      ->type_name("FILE");
+}
+
+CLI::App* add_command(CLI::App& app, const char* name, const char* description, const char* examples,
+                      Source& source, Format& format) {
+  CLI::App* command = app.add_subcommand(name, description);
+  command->footer(std::string("Examples:\n") + examples + "\n\n" + kExitCodes);
+  command->set_version_flag("--version", std::string("tarvo ") + tv_get_version());
+  command
+      ->add_option("FILE", source.file,
+                   "network, or - for the standard input (NET; BIF or XMLBIF by the end of its name)")
+      ->required()
+      ->type_name("");
+  add_choice(command, "--from", source.format, "FORMAT", kNetworkFormats,
+             "format of FILE: net, bif or xmlbif (default: by the end of its name)");
+  add_memory_limit(command, source.memory_limit);
+  add_quiet(command);
+  add_format(command, format);
+  return command;
+}
+
+void add_threads(CLI::App* command, size_t& threads, const char* description) {
+  command->add_option("--threads", threads, description)->type_name("N")->check(CLI::PositiveNumber);
 }
 
 }  // namespace program

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "output.h"
+#include "triangulation.h"
 
 namespace program {
 
@@ -25,5 +26,13 @@ CLI::Option* add_repeated(CLI::App* command, const char* name, std::vector<std::
 
 void add_memory_limit(CLI::App* command, std::string& limit);
 void add_quiet(CLI::App* command);
+void add_threads(CLI::App* command, size_t& threads, const char* description);
+
+// A command about a network, with what all of them have in common.
+CLI::App* add_command(CLI::App& app, const char* name, const char* description, const char* examples,
+                      Source& source, Format& format);
+
+// Of the commands that compile.
+void add_triangulation(CLI::App* command, TriangulationOptions& options, const char* more_methods = "");
 
 }  // namespace program

@@ -1,37 +1,16 @@
 // tarvo convert: a network from one file into another, perhaps of another format.
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
-#include "files.h"
-#include "formats.h"
 #include "memory.h"
 #include "network_format.h"
-#include "progress.h"
+#include "save_network.h"
 
 namespace program {
 namespace {
 
 // The other formats are written from a copy of the numbers, and as one text.
 constexpr double kBytesPerCopiedNumber = 20;
-
-void write(const Network& network, const FileWriter& out, const std::string& format) {
-  if (format == "net") {
-    errno = 0;
-    const tv_status_t status = tv_domain_write_net(network.domain(), out.stream());
-    if (status == tv_status_io && errno) out.fail(std::strerror(errno));
-    return expect(status, network.file());
-  }
-  try {
-    const std::string text =
-        format == "bif" ? formats::write_bif(network.domain()) : formats::write_xmlbif(network.domain());
-    std::fwrite(text.data(), 1, text.size(), out.stream());  // failures are noticed when the file is complete
-  } catch (const formats::Error& error) {
-    throw Failure(kFailed, network.file() + ": " + error.what());
-  }
-}
 
 // What was done, for other programs; people see nothing where nothing is wrong.
 void report(const Network& network, const ConvertOptions& options, const std::string& format) {
@@ -63,12 +42,7 @@ ExitCode convert(const ConvertOptions& options) {
   const std::string format = options.to_format.empty() ? format_of(options.to) : options.to_format;
   const Network network(options.source);
   expect_to_fit(network, network.nodes(), format == "net" ? 0 : kBytesPerCopiedNumber);
-  {
-    const Activity writing("writing " + shown_file(options.to));
-    FileWriter out(options.to);
-    write(network, out, format);
-    out.commit();
-  }
+  save_network(network.domain(), network.file(), options.to, format);
   report(network, options, format);
   return kSuccess;
 }

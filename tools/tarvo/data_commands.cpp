@@ -15,6 +15,17 @@ CLI::Validator a_separator() {
 
 }  // namespace
 
+void add_cell_options(CLI::App* command, DataOptions& options) {
+  command
+      ->add_option("--separator", options.separator,
+                   "what stands between cells: one character, or tab\n"
+                   "(default: a comma, in .tsv and .tab files a tab)")
+      ->type_name("CHARACTER")
+      ->check(a_separator());
+  add_repeated(command, "--missing", options.missing, "TEXT",
+               "what means a missing item (repeatable; default: nothing, ?, NA and *)");
+}
+
 DataCommands::DataCommands(CLI::App& app)
     : app_(app.add_subcommand("data", "Look at comma-separated values, and rewrite them")) {
   app_->require_subcommand(1);
@@ -41,14 +52,7 @@ CLI::App* DataCommands::add(const char* name, const char* description, const cha
                    "input; it may be compressed by gzip")
       ->required()
       ->type_name("");
-  command
-      ->add_option("--separator", options_->separator,
-                   "what stands between cells: one character, or tab\n"
-                   "(default: a comma, in .tsv and .tab files a tab)")
-      ->type_name("CHARACTER")
-      ->check(a_separator());
-  add_repeated(command, "--missing", options_->missing, "TEXT",
-               "what means a missing item (repeatable; default: nothing, ?, NA and *)");
+  add_cell_options(command, *options_);
   add_memory_limit(command, options_->memory_limit);
   add_quiet(command);
   add_format(command, options_->format);

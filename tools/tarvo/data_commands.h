@@ -9,6 +9,9 @@
 
 namespace program {
 
+// How the file of a data set is written.
+void add_cell_options(CLI::App* command, DataOptions& options);
+
 class DataCommands {
  public:
   explicit DataCommands(CLI::App& app);

@@ -25,6 +25,7 @@ constexpr char kClearLine[] = "\r\033[K";
 
 bool quiet = false;
 std::atomic<bool> line_is_shown = false;
+std::atomic<bool> interrupted = false;
 std::atomic<double> fraction = -1.0;  // what the library last said; -1 where it is unknown
 
 // A thread that shows what is going on: long work reports rarely or, while files are read, not at all.
@@ -129,6 +130,24 @@ int note_progress(const char*, double part, void*) {
   return 0;
 }
 
+int note_progress_and_stop(const char* task, double part, void* data) {
+  note_progress(task, part, data);
+  return interrupted;
+}
+
+void note_interrupt(int) { interrupted = true; }
+
+// Once: the next signal has its usual effect. What is ignored stays so, as under nohup.
+void handle(int signal, void (*handler)(int)) {
+  struct sigaction present {
+  }, action{};
+  if (sigaction(signal, nullptr, &present) != 0 || present.sa_handler == SIG_IGN) return;
+  action.sa_handler = handler;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigemptyset(&action.sa_mask);
+  sigaction(signal, &action, nullptr);
+}
+
 void end(int signal) {
   const int error = errno;
   if (line_is_shown) (void)!write(STDERR_FILENO, kClearLine, sizeof kClearLine - 1);
@@ -157,16 +176,17 @@ void clear_progress() {
   if (is_shown()) display().clear();
 }
 
+StopOnInterrupt::StopOnInterrupt(tv_domain_t* domain) {
+  tv_domain_set_progress_handler(domain, note_progress_and_stop, nullptr);
+  handle(SIGINT, note_interrupt);
+}
+
+StopOnInterrupt::~StopOnInterrupt() { handle(SIGINT, end); }
+
+bool was_interrupted() { return interrupted; }
+
 void end_cleanly_on_signals() {
-  struct sigaction action {};
-  action.sa_handler = end;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigemptyset(&action.sa_mask);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction present {};
-    if (sigaction(signal, nullptr, &present) == 0 && present.sa_handler != SIG_IGN)  // as under nohup
-      sigaction(signal, &action, nullptr);
-  }
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) handle(signal, end);
 }
 
 }  // namespace program

@@ -26,6 +26,17 @@ class Activity {
 // Shows the library's progress with the domain in the activities to come.
 void show_progress_of(tv_domain_t* domain);
 
+// While it lives, the first SIGINT asks long work with the domain to end with what it has, instead of ending
+// the program, and the domain's progress is shown.
+class StopOnInterrupt {
+ public:
+  explicit StopOnInterrupt(tv_domain_t* domain);
+  ~StopOnInterrupt();
+  StopOnInterrupt(const StopOnInterrupt&) = delete;
+  StopOnInterrupt& operator=(const StopOnInterrupt&) = delete;
+};
+bool was_interrupted();
+
 // Takes what is shown off the screen, so that something else can be printed; it comes back by itself.
 void clear_progress();
 

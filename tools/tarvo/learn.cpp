@@ -1,0 +1,160 @@
+// tarvo learn: tables by expectation and maximisation, from a file of cases into a new file of the network.
+#include "learn.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "files.h"
+#include "memory.h"
+#include "network_format.h"
+#include "progress.h"
+#include "propagation.h"
+#include "save_network.h"
+
+namespace program {
+namespace {
+
+struct DeleteDomain {
+  void operator()(tv_domain_t* domain) const { tv_domain_delete(domain); }
+};
+using DomainOwner = std::unique_ptr<tv_domain_t, DeleteDomain>;
+
+std::vector<tv_node_t*> chance_nodes(tv_domain_t* domain) {
+  std::vector<tv_node_t*> nodes;
+  for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node))
+    if (tv_node_get_category(node) == tv_category_chance) nodes.push_back(node);
+  return nodes;
+}
+
+// What is learned is said by the experience tables. A network without any is learned as a whole.
+void give_experience(const Network& network, const LearnOptions& options) {
+  const std::vector<tv_node_t*> nodes = chance_nodes(network.domain());
+  const bool has_any = std::any_of(nodes.begin(), nodes.end(), [](const tv_node_t* node) {
+    return tv_node_has_experience_table(node) == 1;
+  });
+  if (has_any && options.experience < 0) return;
+  for (tv_node_t* node : nodes) {
+    if (has_any && tv_node_has_experience_table(node) != 1) continue;
+    tv_table_t* const table = tv_node_get_experience_table(node);
+    tv_number_t* const counts = table ? tv_table_get_data(table) : nullptr;
+    if (!counts) fail_with_status(network.file());
+    std::fill_n(counts, tv_table_get_size(table),
+                static_cast<tv_number_t>(std::max(options.experience, 0.0)));
+  }
+}
+
+// Another point to start from: distributions drawn uniformly (shares of an exponential sample), the same on
+// every machine.
+void draw_tables(tv_domain_t* domain, std::mt19937_64& random) {
+  const auto draw = [&] { return -std::log1p(-std::ldexp(static_cast<double>(random() >> 11), -53)); };
+  for (tv_node_t* node : chance_nodes(domain)) {
+    if (!is_discrete(node) || tv_node_has_experience_table(node) != 1) continue;
+    tv_table_t* const table = tv_node_get_table(node);
+    tv_number_t* const numbers = tv_table_get_data(table);
+    const size_t states = states_of(node);
+    for (size_t first = 0; numbers && first < tv_table_get_size(table); first += states) {
+      double sum = 0.0;
+      for (size_t s = 0; s < states; ++s) {
+        const double weight = draw() + 1e-6;
+        numbers[first + s] = static_cast<tv_number_t>(weight);
+        sum += weight;
+      }
+      for (size_t s = 0; s < states; ++s) numbers[first + s] /= static_cast<tv_number_t>(sum);
+    }
+    expect(tv_node_touch_table(node), name_of(node));
+  }
+}
+
+class Learning {
+ public:
+  Learning(const Network& network, const LearnOptions& options) : network_(network), options_(options) {
+    if (!options.trace.empty()) trace_ = std::make_unique<FileWriter>(options.trace);
+  }
+
+  // The best of all runs; an interrupt ends them with what there is.
+  void run() {
+    std::mt19937_64 random(options_.seed);
+    const size_t runs = options_.restarts + 1;
+    for (size_t i = 0; i < runs && !was_interrupted(); ++i) {
+      const Activity learning(
+          "learning" +
+          (runs > 1 ? ", start " + std::to_string(i + 1) + " of " + std::to_string(runs) : std::string()));
+      DomainOwner domain(tv_domain_clone(network_.domain()));
+      if (!domain) fail_with_status(network_.file());
+      if (i > 0) draw_tables(domain.get(), random);
+      learn(domain.get());
+      const Scores scores = scores_of(network_, domain.get(), options_.cases.data.file);
+      if (best_ && scores.log_likelihood <= scores_.log_likelihood) continue;
+      scores_ = scores;
+      best_ = std::move(domain);
+    }
+    if (trace_) trace_->commit();
+  }
+
+  tv_domain_t* best() const { return best_.get(); }
+  const Scores& scores() const { return scores_; }
+
+ private:
+  void learn(tv_domain_t* domain) {
+    tv_domain_set_em_concurrency_level(domain, options_.threads);
+    tv_domain_set_max_number_of_em_iterations(domain, options_.iterations);
+    tv_domain_set_log_likelihood_tolerance(domain, options_.tolerance);
+    expect(tv_domain_compile(domain), network_.file());
+    if (trace_) tv_domain_set_log_file(domain, trace_->stream());
+    const StopOnInterrupt stop(domain);
+    const tv_status_t status = tv_domain_learn_tables(domain);
+    tv_domain_set_log_file(domain, nullptr);
+    if (status) fail_for_cases(network_, domain, options_.cases.data.file);
+  }
+
+  const Network& network_;
+  const LearnOptions& options_;
+  std::unique_ptr<FileWriter> trace_;
+  DomainOwner best_;
+  Scores scores_{};
+};
+
+void report(const Network& network, const LearnOptions& options, const Scores& scores) {
+  Json document = {{"command", "learn"},
+                   {"file", network.file()},
+                   {"data", options.cases.data.file},
+                   {"out", options.to},
+                   {"interrupted", was_interrupted()}};
+  document.update(json_of(scores));
+  if (options.format == Format::kJson) return print_json(document);
+  if (options.format == Format::kCsv) {
+    const CsvWriter csv({"quantity", "value"});
+    const Json figures = json_of(scores);
+    for (const auto& [name, value] : figures.items()) csv.row({name, value.dump()});
+    return;
+  }
+  if (was_interrupted()) std::fprintf(stderr, "interrupted: the tables so far are written\n");
+  if (options.to == "-") return;
+  std::printf("%s\n", printable(options.to).c_str());
+  print_scores(scores);
+}
+
+}  // namespace
+
+ExitCode learn(const LearnOptions& options) {
+  if (options.to == "-" && options.format != Format::kText)
+    throw Failure(kWrongUsage,
+                  "the network itself goes to the standard output, so there is no room for --format");
+  if (options.source.file == "-" && options.cases.data.file == "-")
+    throw Failure(kWrongUsage, "the network and the cases cannot both come from the standard input");
+  const Network network(options.source);
+  load_cases(network, options.cases);
+  give_experience(network, options);
+  compile(network, options.triangulation);  // says what is wrong before the work begins
+  Learning learning(network, options);
+  learning.run();
+  save_network(learning.best(), network.file(), options.to, options.to_format);
+  report(network, options, learning.scores());
+  return kSuccess;
+}
+
+}  // namespace program

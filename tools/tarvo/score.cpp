@@ -1,0 +1,127 @@
+// tarvo score, and what it shares with tarvo learn.
+#include <cmath>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "files.h"
+#include "learn.h"
+#include "progress.h"
+#include "propagation.h"
+
+namespace program {
+namespace {
+
+constexpr size_t kMostMessages = 20;
+
+struct Told {
+  std::string file;
+  size_t count = 0;
+};
+
+void print_unmatched(size_t row, const char* message, void* data) {
+  Told& told = *static_cast<Told*>(data);
+  if (++told.count > kMostMessages) return;
+  clear_progress();
+  const std::string text = told.file + ": row " + std::to_string(row + 1) + ", " + message;
+  std::fprintf(stderr, "%s\n", printable(text, true).c_str());
+}
+
+// Fails with the first case that cannot be.
+void expect_possible_cases(const Network& network, tv_domain_t* domain, const std::string& data_file) {
+  const Activity searching("looking for the case that is impossible");
+  for (size_t i = 0; i < tv_domain_get_number_of_cases(domain); ++i) {
+    if (!(tv_domain_get_case_count(domain, i) > 0)) continue;
+    if (tv_domain_enter_case(domain, i) ||
+        tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal))
+      throw Failure(kFailed, shown_file(data_file) + ": row " + std::to_string(i + 1) + " is impossible in " +
+                                 network.file());
+  }
+}
+
+}  // namespace
+
+void load_cases(const Network& network, const CaseOptions& options) {
+  const DataSet data = load_data(options.data);
+  const size_t counts =
+      options.count_column.empty() ? SIZE_MAX : column_named(data.get(), options.count_column, options.data);
+  Told told{shown_file(options.data.file)};
+  const Activity reading("reading " + told.file);
+  const tv_status_t status = tv_domain_add_cases(network.domain(), data.get(), nullptr, counts,
+                                                 options.lenient ? tv_unmatched_missing : tv_unmatched_error,
+                                                 print_unmatched, &told);
+  if (told.count > kMostMessages)
+    std::fprintf(stderr, "%s: %zu more of the kind\n", told.file.c_str(), told.count - kMostMessages);
+  if (status && told.count)
+    throw Failure(kFailed,
+                  told.file + " does not fit " + network.file() +
+                      (options.lenient ? "" : "; --lenient leaves out what no node has a state for"));
+  expect(status, told.file);
+  if (tv_data_set_get_number_of_rows(data.get()) == 0)
+    throw Failure(kFailed, told.file + ": there are no cases");
+}
+
+void fail_for_cases(const Network& network, tv_domain_t* domain, const std::string& data_file) {
+  const tv_status_t status = tv_error_code();
+  const std::string message = library_message();
+  if (status == tv_status_inconsistency_or_underflow) expect_possible_cases(network, domain, data_file);
+  throw Failure(kFailed, network.file() + ": " + message);
+}
+
+Scores scores_of(const Network& network, tv_domain_t* domain, const std::string& data_file) {
+  const Activity scoring("computing the log-likelihood");
+  Scores scores{};
+  for (size_t i = 0; i < tv_domain_get_number_of_cases(domain); ++i)
+    scores.cases += static_cast<double>(tv_domain_get_case_count(domain, i));
+  scores.log_likelihood = tv_domain_get_log_likelihood(domain);
+  if (tv_error_code()) fail_for_cases(network, domain, data_file);
+  if (!std::isfinite(scores.log_likelihood)) expect_possible_cases(network, domain, data_file);
+  scores.aic = tv_domain_get_AIC(domain);
+  scores.bic = tv_domain_get_BIC(domain);
+  expect(tv_error_code(), network.file());
+  return scores;
+}
+
+Json json_of(const Scores& scores) {
+  return {{"cases", json_number(scores.cases)},
+          {"log_likelihood", json_number(scores.log_likelihood)},
+          {"log_likelihood_per_case", json_number(scores.log_likelihood / scores.cases)},
+          {"aic", json_number(scores.aic)},
+          {"bic", json_number(scores.bic)}};
+}
+
+void print_scores(const Scores& scores) {
+  const auto shown = [](double number) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.10g", number);
+    return std::string(text);
+  };
+  print_table({{"cases", shown(scores.cases)},
+               {"log-likelihood", shown(scores.log_likelihood)},
+               {"  per case", significant(scores.log_likelihood / scores.cases)},
+               {"AIC", shown(scores.aic)},
+               {"BIC", shown(scores.bic)}},
+              "  ");
+}
+
+ExitCode score(const ScoreOptions& options) {
+  const Network network(options.source);
+  load_cases(network, options.cases);
+  compile(network, options.triangulation);
+  tv_domain_set_em_concurrency_level(network.domain(), options.threads);
+  const Scores scores = scores_of(network, network.domain(), options.cases.data.file);
+  if (options.format == Format::kJson) {
+    Json document = {{"command", "score"}, {"file", network.file()}, {"data", options.cases.data.file}};
+    document.update(json_of(scores));
+    print_json(document);
+  } else if (options.format == Format::kCsv) {
+    const CsvWriter csv({"quantity", "value"});
+    const Json figures = json_of(scores);
+    for (const auto& [name, value] : figures.items()) csv.row({name, value.dump()});
+  } else {
+    std::printf("%s\n", printable(network.file()).c_str());
+    print_scores(scores);
+  }
+  return kSuccess;
+}
+
+}  // namespace program
