@@ -4784,6 +4784,62 @@ TV_API double tv_domain_get_AIC(tv_domain_t* domain);
 TV_API double tv_domain_get_BIC(tv_domain_t* domain);
 
 /**
+ * Adapts the distributions of discrete chance nodes to the propagated evidence, as one more observation
+ * (Spiegelhalter & Lauritzen 1990). No cases are needed, and what the evidence leaves open counts for what
+ * the network makes of it.
+ *
+ * A discrete chance node takes part if it has an experience table (tv_node_get_experience_table). A count
+ * e > 0 for a configuration of its parents makes the present distribution worth e observations: it is the
+ * mean of a Dirichlet distribution with the total e. Let the configuration and state x have the probability
+ * q_x given the evidence, and the configuration alone q. If the node has a fading table
+ * (tv_node_get_fading_table) with the factor f there, e becomes e (1 - q + q f) at first. The probability m_x
+ * of state x becomes
+ *
+ *     (q e m_x + q_x) / (e + 1) + (1 - q) m_x,
+ *
+ * its mean over what may have been observed. The count becomes that of the Dirichlet distribution with these
+ * means and the same average variance; it is e + 1 where the observation is certain, and may fall where it
+ * surprises and says little. A count stays above zero and finite. Configurations with a count of zero, as a
+ * new experience table has it, or less are left alone.
+ *
+ * The evidence stays entered. Tables that have changed are to be propagated, as after tv_node_touch_table.
+ *
+ * @param domain  a compiled domain, in sum equilibrium with its entered evidence
+ * @return tv_status_none, or the code of a failure, after which everything is as it was
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_usage: the domain is not in sum equilibrium with normal evidence, or has evidence or tables to
+ *   be propagated; no discrete chance node has an experience table; where one would change, the fading factor
+ *   is not above 0 and at most 1, or the count is infinite; the table of such a node depends on results of
+ *   function nodes
+ */
+TV_API tv_status_t tv_domain_adapt(tv_domain_t* domain);
+
+/**
+ * Takes one observation back: undoes tv_domain_adapt for propagated evidence that leaves nothing open.
+ *
+ * For every discrete chance node with an experience table the evidence must make certain in which states the
+ * node and its parents are: they are selected, or all others are impossible given what is. The count e of
+ * that configuration becomes e - 1, and the probability m_x of state x (e m_x - 1) / (e - 1) where x is what
+ * was observed, e m_x / (e - 1) where it is not. What rounding leaves below zero becomes zero. Configurations
+ * with a count of zero or less are left alone. Fading is not undone.
+ *
+ * The evidence stays entered. Tables that have changed are to be propagated, as after tv_node_touch_table.
+ *
+ * @param domain  a compiled domain, in sum equilibrium with its entered evidence
+ * @return tv_status_none, or the code of a failure, after which everything is as it was
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_usage: the domain is not in sum equilibrium with normal evidence, or has evidence or tables to
+ *   be propagated; no discrete chance node has an experience table; the evidence leaves open in which states
+ *   such a node and its parents are; a count would become zero or less, or is infinite; a probability would
+ *   become negative; the table of such a node depends on results of function nodes
+ */
+TV_API tv_status_t tv_domain_unlearn(tv_domain_t* domain);
+
+/**
  * Writes the entered evidence to a file, one node a line. Nodes without a name get one (tv_node_get_name).
  *
  * The file is written anew; after a failure it may be incomplete.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 
 #include "faults/export_world.h"
@@ -49,6 +50,23 @@ void learning(World& w) {
   compiled(w);
   for (tv_node_t* node : {w.a, w.b}) tv_node_get_experience_table(node);
   tv_domain_set_max_number_of_em_iterations(net(w), 2);
+}
+
+// Evidence as one more observation; complete, for taking it back.
+void observing(World& w) {
+  compiled(w);
+  for (tv_node_t* node : {w.a, w.b, w.d}) {
+    tv_table_t* experience = tv_node_get_experience_table(node);
+    std::fill_n(tv_table_get_data(experience), tv_table_get_size(experience), 8.0f);
+  }
+  tv_node_get_fading_table(w.b);
+  tv_node_select_state(w.d, 1);
+  tv_domain_propagate(net(w), kSum, kNormal);
+}
+void observing_all(World& w) {
+  observing(w);
+  for (tv_node_t* node : {w.a, w.b, w.c}) tv_node_select_state(node, 1);
+  tv_domain_propagate(net(w), kSum, kNormal);
 }
 
 const Cases cases = {
@@ -113,6 +131,8 @@ const Cases cases = {
        tv_node_set_case_value(w.x, 0, 1.5);
      }},
     {"tv_domain_learn_tables", learning, [](World& w) { tv_domain_learn_tables(net(w)); }},
+    {"tv_domain_adapt", observing, [](World& w) { tv_domain_adapt(net(w)); }},
+    {"tv_domain_unlearn", observing_all, [](World& w) { tv_domain_unlearn(net(w)); }},
     {"tv_domain_get_log_likelihood", learning,
      [](World& w) { note(w, tv_domain_get_log_likelihood(net(w))); }},
     {"tv_domain_get_AIC", learning, [](World& w) { note(w, tv_domain_get_AIC(net(w))); }},

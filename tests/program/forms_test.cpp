@@ -82,6 +82,7 @@ TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
       "data sort DATA --by x -o OUT",
       "data discretize DATA -c x --bins 2 -o OUT",
       "data convert DATA -o OUT",
+      "adapt chest.net patients.csv --experience 9 -o OUT",
   };
   for (std::string command : commands) {
     if (const size_t place = command.find("ODD"); place != command.npos) command.replace(place, 3, odd);

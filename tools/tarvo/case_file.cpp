@@ -36,17 +36,27 @@ void note(size_t, const char* text, void* messages) {
   static_cast<Messages*>(messages)->add_from_library(text);
 }
 
-}  // namespace
+using Reader = tv_status_t (*)(tv_domain_t*, const char*, tv_error_handler_t, void*);
 
-void enter_case_file(const Network& network, const std::string& file) {
+void read(Reader reader, const Network& network, const std::string& file) {
   const Activity reading("reading " + shown_file(file));
   const std::string text = read_file(file);
   Messages messages(shown_file(file), text);
   const NamedText copy(text);
-  const tv_status_t status = tv_domain_parse_case(network.domain(), copy.name().c_str(), note, &messages);
+  const tv_status_t status = reader(network.domain(), copy.name().c_str(), note, &messages);
   if (status && !messages.has_errors()) messages.add(0, 0, library_message().c_str());
   messages.print();
   if (status) throw Failure(kFailed, "");
+}
+
+}  // namespace
+
+void enter_case_file(const Network& network, const std::string& file) {
+  read(tv_domain_parse_case, network, file);
+}
+
+void read_cases(const Network& network, const std::string& file) {
+  read(tv_domain_parse_cases, network, file);
 }
 
 }  // namespace program

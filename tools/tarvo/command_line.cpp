@@ -21,6 +21,7 @@ struct Commands {
   CheckOptions check;
   ConvertOptions convert;
   TablesOptions tables;
+  AdaptOptions adapt;
 };
 
 void add_evidence(CLI::App* command, EvidenceOptions& evidence) {
@@ -108,6 +109,28 @@ CLI::App* add_tables(CLI::App& app, TablesOptions& options) {
   return command;
 }
 
+CLI::App* add_adapt(CLI::App& app, AdaptOptions& options) {
+  CLI::App* command =
+      add_command(app, "adapt", "Learn from cases, one after the other, and write the network",
+                  "  tarvo adapt examples/chest.net examples/patients.csv --experience 100 -o learned.net\n"
+                  "  tarvo adapt learned.net more.csv -o learned.net",
+                  options.source, options.format);
+  command->add_option("CASES", options.cases, "file of cases, or - for the standard input")
+      ->required()
+      ->type_name("");
+  command->add_option("-o,--out", options.to, "file to write, as NET, or - for the standard output")
+      ->required()
+      ->type_name("OUT");
+  command
+      ->add_option("--experience", options.experience,
+                   "how many cases the tables of nodes without experience counts are worth\n"
+                   "(default: such nodes do not learn)")
+      ->type_name("COUNT")
+      ->check(CLI::PositiveNumber);
+  add_triangulation(command, options.triangulation);
+  return command;
+}
+
 // The names by which the options of a command can be given.
 std::vector<std::string> option_names(const CLI::App& command) {
   std::vector<std::string> names;
@@ -141,9 +164,9 @@ void expect_known_command(const std::string& word, const CLI::App& app) {
   throw Failure(kWrongUsage, "there is no command \"" + word + "\"" + did_you_mean(word, names));
 }
 
-void expect_one_reader(const Source& source, const EvidenceOptions& evidence) {
-  if (source.file == "-" && evidence.case_file == "-")
-    throw Failure(kWrongUsage, "the network and the case cannot both come from the standard input");
+void expect_one_reader(const Source& source, const std::string& case_file) {
+  if (source.file == "-" && case_file == "-")
+    throw Failure(kWrongUsage, "the network and its cases cannot both come from the standard input");
 }
 
 }  // namespace
@@ -164,6 +187,7 @@ ExitCode run_command(int argc, char** argv) {
   const CLI::App* convert_command = add_convert(app, options.convert);
   const CLI::App* tables_command = add_tables(app, options.tables);
   const CLI::App* decide_command = add_decide(app, options.decide);
+  const CLI::App* adapt_command = add_adapt(app, options.adapt);
   const LearnCommands learn_commands(app);
   const DataCommands data_commands(app);
   if (argc > 1 && *argv[1]) expect_known_command(argv[1], app);
@@ -176,11 +200,12 @@ ExitCode run_command(int argc, char** argv) {
     app.exit(error);  // help and version
     return kSuccess;
   }
-  expect_one_reader(options.beliefs.source, options.beliefs.evidence);
-  expect_one_reader(options.decide.source, options.decide.evidence);
+  expect_one_reader(options.beliefs.source, options.beliefs.evidence.case_file);
+  expect_one_reader(options.decide.source, options.decide.evidence.case_file);
+  expect_one_reader(options.adapt.source, options.adapt.cases);
   for (const TriangulationOptions* triangulation :
        {&options.beliefs.triangulation, &options.decide.triangulation, &options.info.triangulation,
-        &options.check.triangulation})
+        &options.check.triangulation, &options.adapt.triangulation})
     expect_consistent(*triangulation);
   if (*beliefs_command) return show_beliefs(options.beliefs);
   if (*info_command) return show_info(options.info);
@@ -188,6 +213,7 @@ ExitCode run_command(int argc, char** argv) {
   if (*convert_command) return convert(options.convert);
   if (*tables_command) return show_table(options.tables);
   if (*decide_command) return decide(options.decide);
+  if (*adapt_command) return adapt(options.adapt);
   if (learn_commands.are_given()) return learn_commands.run();
   if (data_commands.app()) return data_commands.run();
   return kWrongUsage;

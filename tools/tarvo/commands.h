@@ -53,6 +53,16 @@ struct ConvertOptions {
 };
 ExitCode convert(const ConvertOptions& options);
 
+struct AdaptOptions {
+  Source source;
+  std::string cases;      // file of cases; "-" for the standard input
+  std::string to;         // "-" for the standard output
+  double experience = 0;  // of nodes without any; 0 to leave them alone
+  TriangulationOptions triangulation;
+  Format format = Format::kText;
+};
+ExitCode adapt(const AdaptOptions& options);
+
 struct TablesOptions {
   Source source;
   std::string node;
