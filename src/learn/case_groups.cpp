@@ -15,6 +15,7 @@ namespace {
 
 // A part of the problems has counts of its own; there are so many parts, whatever the number of threads.
 constexpr size_t kParts = 16;
+constexpr uint32_t kNoGroup = static_cast<uint32_t>(-1);
 constexpr size_t kWorkOfAPart = 16384;  // joint states times families
 
 }  // namespace
@@ -25,21 +26,11 @@ size_t CaseGroups::HashOfList::operator()(const std::vector<uint32_t>& list) con
   return hash;
 }
 
-CaseGroups::CaseGroups(const std::vector<Family>& families) : families_(families) {
-  const Domain& domain = *families.front().node->domain;
-  column_.resize(domain.node_count);
-  for (uint32_t f = 0; f < families.size(); ++f) column_[families[f].node->number - 1] = f;
-  families_of_.resize(families.size());
-  for (uint32_t f = 0; f < families.size(); ++f) {
-    members_.emplace_back();
-    for (const Node* member : families[f].members) {
-      members_[f].push_back(column_[member->number - 1]);
-      families_of_[members_[f].back()].push_back(f);
-    }
-    states_.push_back(static_cast<uint32_t>(families[f].node->number_of_states));
-    const CaseColumn& cases = families[f].node->cases;
+CaseGroups::CaseGroups(const std::vector<Family>& families) : families_(families), graph_(families) {
+  for (const Family& family : families) {
+    const CaseColumn& cases = family.node->cases;
     columns_.push_back(cases.states.empty() ? nullptr : cases.states.data());
-    complete_.push_back(empty_counts(families[f]));
+    complete_.push_back(empty_counts(family));
   }
   root_.resize(families.size());
 }
@@ -60,18 +51,14 @@ void CaseGroups::split(const Domain& domain) {
 
 // Into parts of about the same work.
 void CaseGroups::divide_problems() {
-  const auto work_of = [&](const Problem& problem) {
-    const Group& group = groups_[problem.group];
-    return group.joint_states * group.families.size();
-  };
   size_t work = 0;
-  for (const Problem& problem : problems_) work += work_of(problem);
+  for (const Problem& problem : problems_) work += groups_[problem.group].schedule.work();
   const size_t parts = std::min(kParts, work / kWorkOfAPart + 1);
   parts_.assign(1, 0);
   size_t done = 0;
   for (size_t p = 0; p < problems_.size(); ++p) {
     if (parts_.size() < parts && done >= work / parts * parts_.size()) parts_.push_back(p);
-    done += work_of(problems_[p]);
+    done += groups_[problems_[p].group].schedule.work();
   }
   parts_.push_back(problems_.size());
 }
@@ -84,14 +71,11 @@ void CaseGroups::split_case(uint32_t row, double count) {
   find_groups(row);
   std::vector<uint32_t> numbers;
   for (const std::vector<uint32_t>& nodes : found_) {
-    double joint = 1.0;
-    for (const uint32_t c : nodes) joint *= states_[c];
-    if (joint > static_cast<double>(limits.joint_states)) {
-      is_wide_[row] = 1;
-      wide_.push_back(row);
-      return;
-    }
-    numbers.push_back(group_of(nodes));
+    numbers.push_back(nodes.size() > limits.group_nodes ? kNoGroup : group_of(nodes));
+    if (numbers.back() != kNoGroup && !groups_[numbers.back()].is_wide) continue;
+    is_wide_[row] = 1;
+    wide_.push_back(row);
+    return;
   }
   for (const uint32_t group : numbers) add_problem(group, row, count);
 }
@@ -105,8 +89,8 @@ void CaseGroups::find_groups(uint32_t row) {
   };
   for (const uint32_t c : missing_) root_[c] = c;
   for (const uint32_t c : missing_)
-    for (const uint32_t f : families_of_[c])
-      for (const uint32_t other : members_[f]) {
+    for (const uint32_t f : graph_.families_of[c])
+      for (const uint32_t other : graph_.members[f]) {
         if (other >= c || !is_missing(other)) continue;
         const uint32_t a = root_of(c), b = root_of(other);
         root_[std::max(a, b)] = std::min(a, b);
@@ -124,45 +108,19 @@ void CaseGroups::find_groups(uint32_t row) {
 uint32_t CaseGroups::group_of(const std::vector<uint32_t>& nodes) {
   const auto [place, is_new] = group_numbers_.emplace(nodes, static_cast<uint32_t>(groups_.size()));
   if (!is_new) return place->second;
-  Group group;
-  group.nodes = nodes;
-  for (const uint32_t c : nodes)
-    group.families.insert(group.families.end(), families_of_[c].begin(), families_of_[c].end());
-  std::sort(group.families.begin(), group.families.end());
-  group.families.erase(std::unique(group.families.begin(), group.families.end()), group.families.end());
-  group.joint_states = 1;
-  for (const uint32_t c : nodes) group.joint_states *= states_[c];
-  const size_t offsets = group.joint_states * group.families.size();
-  if (offsets_kept_ + offsets <= limits.kept_offsets) {
-    group.offsets = offsets_of(group);
-    offsets_kept_ += offsets;
+  groups_.push_back({GroupSchedule(graph_, nodes)});
+  Group& group = groups_.back();
+  group.is_wide = group.schedule.most_joint() > static_cast<double>(limits.joint_states);
+  const size_t work = group.schedule.work();
+  if (!group.is_wide && kept_ + work <= limits.kept_places) {
+    group.maps = group.schedule.maps(graph_);
+    kept_ += work;
   }
-  groups_.push_back(std::move(group));
   return place->second;
 }
 
-std::vector<CaseGroups::Offsets> CaseGroups::offsets_of(const Group& group) const {
-  std::vector<Offsets> result;
-  for (const uint32_t f : group.families) {
-    Offsets offsets{0};
-    for (const uint32_t c : group.nodes) {
-      const auto member = std::find(members_[f].begin(), members_[f].end(), c);
-      const size_t stride = member == members_[f].end()
-                                ? 0
-                                : families_[f].strides[static_cast<size_t>(member - members_[f].begin())];
-      Offsets longer;
-      for (const uint32_t offset : offsets)
-        for (uint32_t s = 0; s < states_[c]; ++s)
-          longer.push_back(offset + static_cast<uint32_t>(s * stride));
-      offsets = std::move(longer);
-    }
-    result.push_back(std::move(offsets));
-  }
-  return result;
-}
-
 size_t CaseGroups::problem_slot(const Problem& problem) const noexcept {
-  const size_t length = groups_[problem.group].families.size();
+  const size_t length = groups_[problem.group].schedule.families().size();
   const uint32_t* const bases = bases_.data() + problem.first_base;
   uint64_t hash = problem.group;
   for (size_t i = 0; i < length; ++i) hash = (hash ^ bases[i]) * 0x9e3779b97f4a7c15, hash ^= hash >> 29;
@@ -184,10 +142,10 @@ void CaseGroups::add_problem(uint32_t number, uint32_t row, double count) {
   if (2 * problems_.size() >= table_.size()) enlarge_table();
   const Group& group = groups_[number];
   const Problem problem{bases_.size(), count, number};
-  for (const uint32_t f : group.families) {
+  for (const uint32_t f : group.schedule.families()) {
     size_t base = 0;
-    for (size_t i = 0; i < members_[f].size(); ++i) {
-      const int16_t* const column = columns_[members_[f][i]];
+    for (size_t i = 0; i < graph_.members[f].size(); ++i) {
+      const int16_t* const column = columns_[graph_.members[f][i]];
       if (column && column[row] != kMissingCase)
         base += static_cast<size_t>(column[row]) * families_[f].strides[i];
     }
@@ -209,7 +167,7 @@ void CaseGroups::count_complete_families(const Domain& domain) {
   std::vector<uint32_t> places(count);
   std::vector<unsigned char> lacks(count);
   for (size_t f = 0; f < families_.size(); ++f) {
-    const auto& members = members_[f];
+    const auto& members = graph_.members[f];
     if (std::any_of(members.begin(), members.end(), [&](uint32_t c) { return !columns_[c]; })) continue;
     std::fill(places.begin(), places.end(), 0);
     std::copy(is_wide_.begin(), is_wide_.end(), lacks.begin());
@@ -228,40 +186,121 @@ void CaseGroups::count_complete_families(const Domain& domain) {
   }
 }
 
-tv_status_t CaseGroups::solve(size_t begin, size_t end, double* joint, std::vector<FamilyCounts>& counts,
-                              double& log_likelihood) const {
-  std::vector<Offsets> made;  // of the last group whose offsets are not kept
-  uint32_t last = static_cast<uint32_t>(-1);
-  for (size_t p = begin; p < end; ++p) {
-    const Problem& problem = problems_[p];
-    const Group& group = groups_[problem.group];
-    const uint32_t* const bases = bases_.data() + problem.first_base;
-    const size_t size = group.joint_states;
-    if (group.offsets.empty() && problem.group != last) {
-      made = offsets_of(group);
-      last = problem.group;
+// Solves problems one after the other, forward and backward through the stages of their schedules.
+class CaseGroups::Solver {
+ public:
+  Solver(const CaseGroups& groups, std::vector<FamilyCounts>& counts) : groups_(groups), counts_(counts) {}
+
+  double log_likelihood = 0.0;
+
+  tv_status_t solve(const Problem& problem) {
+    const Group& group = groups_.groups_[problem.group];
+    if (group.maps.empty() && problem.group != last_made_) {
+      made_ = group.schedule.maps(groups_.graph_);
+      last_made_ = problem.group;
     }
-    const std::vector<Offsets>& all_offsets = group.offsets.empty() ? made : group.offsets;
-    std::fill(joint, joint + size, 1.0);
-    for (size_t i = 0; i < group.families.size(); ++i) {
-      const tv_number_t* const table = families_[group.families[i]].table->data.data() + bases[i];
-      const uint32_t* const offsets = all_offsets[i].data();
-      for (size_t j = 0; j < size; ++j) joint[j] *= static_cast<double>(table[offsets[j]]);
+    maps_ = (group.maps.empty() ? made_ : group.maps).data();
+    bases_ = groups_.bases_.data() + problem.first_base;
+    schedule_ = &group.schedule;
+    if (!go_forward(problem.count)) return tv_status_inconsistency_or_underflow;
+    go_backward(problem.count);
+    return tv_status_none;
+  }
+
+ private:
+  using Stage = GroupSchedule::Stage;
+
+  // Scaled before they become too small; the last sum is scaled to 1. False for a problem that is impossible.
+  bool go_forward(double count) {
+    const std::vector<Stage>& stages = schedule_->stages();
+    sums_.resize(std::max(sums_.size(), stages.size() + 1));
+    products_.resize(std::max(products_.size(), stages.size()));
+    scales_.assign(stages.size(), 1.0);
+    sums_[0].assign(1, 1.0);
+    for (size_t k = 0; k < stages.size(); ++k) {
+      const Stage& stage = stages[k];
+      multiply(stage, maps_[k], count, products_[k]);
+      const size_t states = stage.joint / stage.before;
+      const uint32_t* const after = maps_[k].after.data();
+      const double *const before = sums_[k].data(), *const product = products_[k].data();
+      sums_[k + 1].assign(stage.after, 0.0);
+      double* const sum = sums_[k + 1].data();
+      for (size_t j = 0; j < stage.before; ++j)
+        for (size_t i = j * states; i < (j + 1) * states; ++i) sum[after[i]] += before[j] * product[i];
+      double total = 0.0;
+      for (size_t j = 0; j < stage.after; ++j) total += sum[j];
+      if (!(total > 0.0)) return false;
+      if (total > kFaint && k + 1 < stages.size()) continue;
+      scales_[k] = total;
+      log_likelihood += count * std::log(total);
+      for (size_t j = 0; j < stage.after; ++j) sum[j] /= total;
     }
-    double sum = 0.0;
-    for (size_t j = 0; j < size; ++j) sum += joint[j];
-    if (!(sum > 0.0)) return tv_status_inconsistency_or_underflow;
-    log_likelihood += problem.count * std::log(sum);
-    const double scale = problem.count / sum;
-    for (size_t i = 0; i < group.families.size(); ++i) {
-      if (!families_[group.families[i]].is_learned) continue;
-      double* const numbers = counts[group.families[i]].numbers.data() + bases[i];
-      const uint32_t* const offsets = all_offsets[i].data();
-      for (size_t j = 0; j < size; ++j) numbers[offsets[j]] += joint[j] * scale;
+    return true;
+  }
+
+  // The product of the families that are complete with the stage. A factor that all of it has in common is
+  // taken out before it becomes too small, and counts for nothing but the likelihood.
+  void multiply(const Stage& stage, const GroupSchedule::StageMaps& maps, double count,
+                std::vector<double>& product) {
+    product.assign(stage.joint, 1.0);
+    for (uint32_t i = stage.first_family; i < stage.last_family; ++i) {
+      const tv_number_t* const table = family(i).table->data.data() + bases_[i];
+      const uint32_t* const places = maps.places[i - stage.first_family].data();
+      for (size_t j = 0; j < stage.joint; ++j) product[j] *= static_cast<double>(table[places[j]]);
+      if ((i - stage.first_family) % kFamiliesOfALook != kFamiliesOfALook - 1) continue;
+      const double largest = *std::max_element(product.begin(), product.end());
+      if (largest > kFaint || !(largest > 0.0)) continue;
+      for (double& number : product) number /= largest;
+      log_likelihood += count * std::log(largest);
     }
   }
-  return tv_status_none;
-}
+
+  // What the later stages make of each joint state comes back, and each family takes its marginal.
+  void go_backward(double count) {
+    const std::vector<Stage>& stages = schedule_->stages();
+    later_.assign(1, count);
+    for (size_t k = stages.size(); k-- > 0;) {
+      const Stage& stage = stages[k];
+      const size_t states = stage.joint / stage.before;
+      const uint32_t* const after = maps_[k].after.data();
+      const double *const before = sums_[k].data(), scale = 1.0 / scales_[k];
+      double* const product = products_[k].data();  // becomes the joint marginal
+      earlier_.assign(stage.before, 0.0);
+      for (size_t j = 0; j < stage.before; ++j)
+        for (size_t i = j * states; i < (j + 1) * states; ++i) {
+          const double rest = product[i] * (later_[after[i]] * scale);
+          earlier_[j] += rest;
+          product[i] = before[j] * rest;
+        }
+      for (uint32_t i = stage.first_family; i < stage.last_family; ++i) {
+        if (!family(i).is_learned) continue;
+        double* const numbers = counts_[schedule_->families()[i]].numbers.data() + bases_[i];
+        const uint32_t* const places = maps_[k].places[i - stage.first_family].data();
+        for (size_t j = 0; j < stage.joint; ++j) numbers[places[j]] += product[j];
+      }
+      later_.swap(earlier_);
+    }
+  }
+
+  const Family& family(uint32_t i) const noexcept { return groups_.families_[schedule_->families()[i]]; }
+
+  static constexpr double kFaint = 1e-100;
+  static constexpr uint32_t kFamiliesOfALook = 4;  // so many numbers of tables keep a product above zero
+
+  const CaseGroups& groups_;
+  std::vector<FamilyCounts>& counts_;
+  // Of the problem that is being solved.
+  const GroupSchedule* schedule_ = nullptr;
+  const GroupSchedule::StageMaps* maps_ = nullptr;
+  const uint32_t* bases_ = nullptr;
+  std::vector<std::vector<double>>
+      sums_;  // by stage: of the nodes before it, what the earlier ones make of them
+  std::vector<std::vector<double>> products_;  // by stage: of its families
+  std::vector<double> scales_;                 // by stage
+  std::vector<double> later_, earlier_;
+  std::vector<GroupSchedule::StageMaps> made_;  // of the last group whose maps are not kept
+  uint32_t last_made_ = static_cast<uint32_t>(-1);
+};
 
 tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_likelihood, size_t threads) {
   for (size_t f = 0; f < families_.size(); ++f) {
@@ -274,7 +313,6 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
   if (problems_.empty()) return tv_status_none;
   struct Part {
     std::vector<FamilyCounts> counts;
-    std::vector<double> joint = std::vector<double>(limits.joint_states);
     double log_likelihood = 0.0;
     tv_status_t status = tv_status_none;
   };
@@ -292,8 +330,11 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
       Part& part = all[i];
       // A failing allocation stops at the boundary of the thread.
       part.status = guarded([&]() -> tv_status_t {
-        return groups.solve(groups.parts_[i], groups.parts_[i + 1], part.joint.data(), part.counts,
-                            part.log_likelihood);
+        Solver solver(groups, part.counts);
+        for (size_t p = groups.parts_[i]; p < groups.parts_[i + 1]; ++p)
+          if (tv_status_t status = solver.solve(groups.problems_[p])) return status;
+        part.log_likelihood = solver.log_likelihood;
+        return tv_status_none;
       });
     }
   };

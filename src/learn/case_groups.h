@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <unordered_map>
 
-#include "learn/families.h"
+#include "learn/group_schedule.h"
 
 namespace tv {
 
@@ -15,7 +15,7 @@ class CaseGroups {
  public:
   explicit CaseGroups(const std::vector<Family>& families);
 
-  // Splits all cases; those with a group of too many joint states are listed instead.
+  // Splits all cases; those with a group of too many nodes or joint states are listed instead.
   void split(const Domain& domain);
   const std::vector<uint32_t>& wide_cases() const noexcept { return wide_; }
 
@@ -25,16 +25,11 @@ class CaseGroups {
   tv_status_t expect(std::vector<FamilyCounts>& counts, double& log_likelihood, size_t threads);
 
  private:
-  using Offsets = std::vector<uint32_t>;
-
-  // A group of missing nodes with the families that they occur in.
   struct Group {
-    std::vector<uint32_t> nodes;     // columns, ascending
-    std::vector<uint32_t> families;  // ascending
-    uint32_t joint_states = 0;
-    // By family and joint state: where it lies in the family's table. Empty where there are too many groups
-    // to keep them all.
-    std::vector<Offsets> offsets;
+    GroupSchedule schedule;
+    bool is_wide = false;  // it is not to be solved here
+    // Empty where there are too many groups to keep them all.
+    std::vector<GroupSchedule::StageMaps> maps = {};
   };
   struct Problem {
     size_t first_base;  // by family of the group: where the observed states begin in its table
@@ -48,24 +43,19 @@ class CaseGroups {
   void split_case(uint32_t row, double count);
   void find_groups(uint32_t row);
   uint32_t group_of(const std::vector<uint32_t>& nodes);
-  std::vector<Offsets> offsets_of(const Group& group) const;
   void add_problem(uint32_t group, uint32_t row, double count);
   size_t problem_slot(const Problem& problem) const noexcept;
   void enlarge_table();
   void divide_problems();
   void count_complete_families(const Domain& domain);
-  tv_status_t solve(size_t begin, size_t end, double* joint, std::vector<FamilyCounts>& counts,
-                    double& log_likelihood) const;
+  class Solver;
 
   const std::vector<Family>& families_;
-  std::vector<uint32_t> column_;                    // by node number - 1
-  std::vector<const int16_t*> columns_;             // by column: its states in all cases, or null
-  std::vector<uint32_t> states_;                    // by column
-  std::vector<std::vector<uint32_t>> families_of_;  // by column: the families with the node
-  std::vector<std::vector<uint32_t>> members_;      // by family: columns
-  std::vector<FamilyCounts> complete_;              // by family: counts of cases that lack none of it
+  const FamilyGraph graph_;
+  std::vector<const int16_t*> columns_;  // by column: its states in all cases, or null
+  std::vector<FamilyCounts> complete_;   // by family: counts of cases that lack none of it
   std::vector<Group> groups_;
-  size_t offsets_kept_ = 0;
+  size_t kept_ = 0;                                                                // places in maps
   std::unordered_map<std::vector<uint32_t>, uint32_t, HashOfList> group_numbers_;  // by nodes
   std::vector<Problem> problems_;
   std::vector<uint32_t> bases_;

@@ -57,8 +57,9 @@ struct Limits {
   size_t idle_searches = 1000;         // for which an elimination schedule stays that none of them found
 
   // Learning
-  size_t joint_states = 4096;             // of missing nodes; more of them are not enumerated, but propagated
-  size_t kept_offsets = size_t{1} << 23;  // places in tables, of 4 bytes, that groups of missing nodes keep
+  size_t group_nodes = 64;               // missing together; more of them are not summed out, but propagated,
+  size_t joint_states = 4096;            // and so are those of which more joint states are present at a time
+  size_t kept_places = size_t{1} << 23;  // in tables, of 4 bytes, that groups of missing nodes keep
 
   // Threads; a grain is the domain's setting
   size_t processors = 0;             // overrides the number of usable processors; 0 asks the system

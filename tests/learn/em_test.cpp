@@ -357,22 +357,55 @@ TEST(Em, MissingValuesLeaveARegressionToTheOthers) {
   EXPECT_NEAR(tv_table_get_data(tv_node_get_experience_table(y))[0], 60.0, 1e-4);
 }
 
-// So many children of a hidden class are missing together that their joint states are not enumerated.
-TEST(Em, WideGroupsArePropagated) {
-  Generator random(4);
-  const DomainOwner domain = new_domain();
-  tv_node_t* kind = add_node(domain.get(), "kind", 2, {}, {0.3f, 0.7f});
-  for (int i = 0; i < 13; ++i)
-    add_node(domain.get(), ("sign" + std::to_string(i)).c_str(), 2, {kind}, {0.6f, 0.4f, 0.3f, 0.7f});
-  add_node(domain.get(), "apart", 2);
-  const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
-  for (tv_node_t* node : nodes) tv_node_get_experience_table(node);
-  std::vector<Row> rows = random_rows(random, nodes, 6, 0.2);
-  rows[0].assign(nodes.size(), NAN);
-  rows[0][3] = 1.0;
-  rows[0].back() = 0.0;  // a family of which nothing is missing
-  rows[2][0] = NAN;
-  compare(domain, rows, {1, 2, 3, 0.5, 1, 1}, 3);
+// A hidden class whose children are missing, too; with small limits such cases are propagated.
+TEST(Em, GroupsMayBeWide) {
+  for (const auto& [nodes_together, joint] : {std::pair(64, 4096), std::pair(3, 4096), std::pair(64, 3)}) {
+    const size_t usual_nodes = std::exchange(tv::limits.group_nodes, static_cast<size_t>(nodes_together));
+    const size_t usual_joint = std::exchange(tv::limits.joint_states, static_cast<size_t>(joint));
+    Generator random(4);
+    const DomainOwner domain = new_domain();
+    tv_node_t* kind = add_node(domain.get(), "kind", 2, {}, {0.3f, 0.7f});
+    for (int i = 0; i < 13; ++i)
+      add_node(domain.get(), ("sign" + std::to_string(i)).c_str(), 2, {kind}, {0.6f, 0.4f, 0.3f, 0.7f});
+    add_node(domain.get(), "apart", 2);
+    const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+    for (tv_node_t* node : nodes) tv_node_get_experience_table(node);
+    std::vector<Row> rows = random_rows(random, nodes, 6, 0.2);
+    rows[0].assign(nodes.size(), NAN);
+    rows[0][3] = 1.0;
+    rows[0].back() = 0.0;  // a family of which nothing is missing
+    rows[2][0] = NAN;
+    compare(domain, rows, {1, 2, 3, 0.5, 1, 1}, 3);
+    tv::limits.group_nodes = usual_nodes;
+    tv::limits.joint_states = usual_joint;
+  }
+}
+
+// Neither what a hidden node observes nor what is missing in a row of nodes fits a double.
+TEST(Em, FaintCasesAreNotImpossible) {
+  for (const bool is_chain : {false, true}) {
+    const DomainOwner domain = new_domain();
+    tv_node_t* first = add_node(domain.get(), "first", 2, {}, {0.5f, 0.5f});
+    tv_node_t* last = first;
+    tv_domain_set_number_of_cases(domain.get(), 1);
+    for (int i = 0; i < 60; ++i) {
+      if (is_chain && i > 0)
+        last =
+            add_node(domain.get(), ("link" + std::to_string(i)).c_str(), 2, {last}, {0.5f, 0.5f, 0.5f, 0.5f});
+      tv_node_t* sign =
+          add_node(domain.get(), ("sign" + std::to_string(i)).c_str(), 2, {last}, {1e-9f, 1.0f, 3e-9f, 1.0f});
+      tv_node_set_case_state(sign, 0, 0);
+    }
+    tv_node_get_experience_table(first);
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    const double per_sign = std::log(is_chain ? 2e-9 : 3e-9);
+    const double expected = 60 * per_sign + (is_chain ? 0.0 : std::log(0.5));
+    EXPECT_NEAR(tv_domain_get_log_likelihood(domain.get()), expected, 1e-4);
+    ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+    ASSERT_EQ(tv_domain_learn_tables(domain.get()), tv_status_none) << tv_error_message();
+    EXPECT_NEAR(tv_table_get_data(tv_node_get_table(first))[1], is_chain ? 0.75 : 1.0,
+                is_chain ? 0.25 : 1e-6);
+  }
 }
 
 std::vector<float> learned_bits(size_t threads) {
@@ -403,9 +436,9 @@ std::vector<float> learned_bits(size_t threads) {
 TEST(Em, HasTheSameBitsForEveryNumberOfThreads) {
   const std::vector<float> bits = learned_bits(1);
   for (const size_t threads : {2, 3, 7}) EXPECT_EQ(learned_bits(threads), bits);
-  const size_t usual = std::exchange(tv::limits.kept_offsets, 100);  // so that most are made again and again
+  const size_t usual = std::exchange(tv::limits.kept_places, 100);  // so that most are made again and again
   for (const size_t threads : {1, 3}) EXPECT_EQ(learned_bits(threads), bits);
-  tv::limits.kept_offsets = usual;
+  tv::limits.kept_places = usual;
 }
 
 }  // namespace
