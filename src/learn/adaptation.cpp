@@ -12,6 +12,7 @@
 #include "inference/evidence/evidence.h"
 #include "inference/reset.h"
 #include "learn/dirichlet.h"
+#include "learn/families.h"
 #include "network/node_operations.h"
 #include "network/refusals.h"
 
@@ -31,22 +32,6 @@ struct Situation {
   tv_number_t fading;
   const std::vector<double>& posteriors;  // of the configuration with each state
 };
-
-// By configuration of the parents in a node's own table its place in another table over them, which may have
-// the parents in another order.
-std::vector<size_t> places_of_configurations(const Table& own, const Table& other) {
-  std::vector<size_t> places(1, 0);
-  for (size_t i = 0; i + 1 < own.discrete_count; ++i) {
-    size_t stride = 1;
-    for (size_t k = other.discrete_count; k-- > 0 && other.nodes[k] != own.nodes[i];)
-      stride *= other.nodes[k]->number_of_states;
-    std::vector<size_t> longer;
-    for (const size_t place : places)
-      for (size_t s = 0; s < own.nodes[i]->number_of_states; ++s) longer.push_back(place + s * stride);
-    places.swap(longer);
-  }
-  return places;
-}
 
 double sum_of(const tv_number_t* numbers, size_t count) noexcept {
   return std::accumulate(numbers, numbers + count, 0.0);

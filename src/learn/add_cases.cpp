@@ -30,8 +30,7 @@ class RowReader {
       if (is_strict_) status = tv_status_parse;
     }
     if (count_column != kNone && read_counts(*data_.columns[count_column])) status = tv_status_parse;
-    if (status) return current_status();
-    return append();
+    return status ? status : append();
   }
 
   void commit() noexcept {

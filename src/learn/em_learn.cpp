@@ -87,26 +87,25 @@ class EmRun {
     for (size_t f = 0; f < families_.size(); ++f) {
       const Family& family = families_[f];
       if (!family.is_learned || !has_data(*family.node->experience_table)) continue;
-      const Table& experience = *family.node->experience_table;
       FamilyCounts& prior = priors_[f];
       const size_t states = is_discrete(*family.node) ? family.node->number_of_states : 1;
       if (states == 1 && is_continuous(*family.node)) {
         if (tv_status_t status = add_marginal(own_state(domain_), family, 1.0, prior)) return status;
-        scale_moments(family, experience, prior);
+        scale_moments(family, prior);
         continue;
       }
       for (size_t i = 0; i < family.size(); ++i)
-        prior.numbers[i] = std::max(0.0, static_cast<double>(experience.data[i / states])) *
+        prior.numbers[i] = std::max(0.0, static_cast<double>(family.experience(i / states))) *
                            static_cast<double>(family.table->data[i]);
     }
     return tv_status_none;
   }
 
   // From the weight that the network gives a configuration to its experience.
-  static void scale_moments(const Family& family, const Table& experience, FamilyCounts& prior) noexcept {
+  static void scale_moments(const Family& family, FamilyCounts& prior) noexcept {
     const size_t moments = moment_count(family.table->continuous_count);
     for (size_t c = 0; c < family.size(); ++c) {
-      const double count = std::max(0.0, static_cast<double>(experience.data[c]));
+      const double count = std::max(0.0, static_cast<double>(family.experience(c)));
       const double factor = prior.numbers[c] > 0.0 ? count / prior.numbers[c] : 0.0;
       prior.numbers[c] *= factor;
       for (size_t i = 0; i < moments; ++i) prior.moments[c * moments + i] *= factor;
@@ -171,12 +170,12 @@ class EmRun {
       Table& experience = *family.node->experience_table;
       const size_t states = is_discrete(*family.node) ? family.node->number_of_states : 1;
       for (size_t c = 0; c < experience.size; ++c) {
-        if (!configuration_is_learned(*family.node, c)) continue;
+        if (!family.learns(c)) continue;
         double count = 0.0;
         for (size_t s = 0; s < states; ++s) count += counts_[f].numbers[c * states + s];
         if (is_continuous(*family.node))
-          count += static_cast<double>(experience.data[c]) - priors_[f].numbers[c];
-        experience.data[c] = static_cast<tv_number_t>(count);
+          count += static_cast<double>(family.experience(c)) - priors_[f].numbers[c];
+        experience.data[family.experience_places[c]] = static_cast<tv_number_t>(count);
       }
     }
   }

@@ -50,6 +50,8 @@ tv_status_t collect_families(Domain& domain, std::vector<Family>& families) {
     family.table = filled_node_table(node);
     if (!family.table) return tv_status_no_memory;
     family.is_learned = is_to_be_learned(node);
+    if (family.is_learned)
+      family.experience_places = places_of_configurations(*family.table, *node.experience_table);
     size_t stride = 1;
     family.strides.resize(family.table->discrete_count);
     for (size_t i = family.table->discrete_count; i-- > 0; stride *= family.table->nodes[i]->number_of_states)
@@ -61,6 +63,21 @@ tv_status_t collect_families(Domain& domain, std::vector<Family>& families) {
     families.push_back(std::move(family));
   }
   return tv_status_none;
+}
+
+std::vector<size_t> places_of_configurations(const Table& own, const Table& other) {
+  std::vector<size_t> places(1, 0);
+  for (size_t i = 0; i < own.discrete_count; ++i) {
+    if (own.nodes[i] == own.owner) continue;
+    size_t stride = 1;
+    for (size_t k = other.discrete_count; k-- > 0 && other.nodes[k] != own.nodes[i];)
+      stride *= other.nodes[k]->number_of_states;
+    std::vector<size_t> longer;
+    for (const size_t place : places)
+      for (size_t s = 0; s < own.nodes[i]->number_of_states; ++s) longer.push_back(place + s * stride);
+    places.swap(longer);
+  }
+  return places;
 }
 
 FamilyCounts empty_counts(const Family& family) {

@@ -19,6 +19,14 @@ struct Family {
   // node of the table, of which the family's own comes first.
   std::vector<double> origins;
   bool is_learned = false;
+  std::vector<size_t> experience_places;  // of a learned one: by configuration of the parents
+
+  // Of a learned one, by configuration of the parents in its table; 0 where nobody has set any.
+  tv_number_t experience(size_t configuration) const noexcept {
+    const Table& counts = *node->experience_table;
+    return has_data(counts) ? counts.data[experience_places[configuration]] : 0;
+  }
+  bool learns(size_t configuration) const noexcept { return experience(configuration) >= 0; }
 
   const Node* continuous(size_t i) const noexcept { return table->nodes[table->discrete_count + i]; }
   double deviation(size_t i, double value) const noexcept { return value - origins[i]; }
@@ -44,6 +52,10 @@ tv_status_t collect_families(Domain& domain, std::vector<Family>& families);
 
 // A chance node with an experience table whose largest entry is not negative.
 bool is_to_be_learned(const Node& node) noexcept;
+
+// By configuration of the parents in a node's own table its place in its experience or fading table, which
+// may have the parents in another order.
+std::vector<size_t> places_of_configurations(const Table& own, const Table& other);
 
 FamilyCounts empty_counts(const Family& family);
 

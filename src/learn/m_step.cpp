@@ -18,7 +18,7 @@ void maximize_discrete(const Family& family, const FamilyCounts& counts) {
   const size_t states = family.node->number_of_states;
   tv_number_t* const data = family.table->data.data();
   for (size_t c = 0; c * states < family.size(); ++c) {
-    if (!configuration_is_learned(*family.node, c)) continue;
+    if (!family.learns(c)) continue;
     const double* const numbers = counts.numbers.data() + c * states;
     const double sum = std::accumulate(numbers, numbers + states, 0.0);
     if (!(sum > 0.0)) continue;
@@ -87,7 +87,7 @@ void maximize_continuous(const Family& family, const FamilyCounts& counts) {
   double pooled = 0.0, total = 0.0;
   for (size_t c = 0; c < family.size(); ++c) {
     const double number = counts.numbers[c];
-    if (!configuration_is_learned(*family.node, c) || !(number > 0.0)) continue;
+    if (!family.learns(c) || !(number > 0.0)) continue;
     const Regression regression(family, counts.moments.data() + c * moments, number);
     set_regression(family, c, regression);
     variances[c] = regression.residual_variance();
@@ -95,7 +95,7 @@ void maximize_continuous(const Family& family, const FamilyCounts& counts) {
     total += number;
   }
   for (size_t c = 0; c < family.size(); ++c) {
-    if (!configuration_is_learned(*family.node, c) || !(counts.numbers[c] > 0.0)) continue;
+    if (!family.learns(c) || !(counts.numbers[c] > 0.0)) continue;
     double& variance = table.cg_data[c * table.cg_size + cg_covariance_index(0, 0)];
     if (counts.numbers[c] > kFewCases) {
       variance = variances[c];
@@ -106,11 +106,6 @@ void maximize_continuous(const Family& family, const FamilyCounts& counts) {
 }
 
 }  // namespace
-
-bool configuration_is_learned(const Node& node, size_t configuration) noexcept {
-  const Table& experience = *node.experience_table;
-  return !has_data(experience) || experience.data[configuration] >= 0;
-}
 
 void maximize(const Family& family, const FamilyCounts& counts) {
   if (is_discrete(*family.node)) {

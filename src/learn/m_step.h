@@ -10,7 +10,4 @@ namespace tv {
 // reaches, keep theirs.
 void maximize(const Family& family, const FamilyCounts& counts);
 
-// Whether the experience of a configuration of the parents lets it be learned.
-bool configuration_is_learned(const Node& node, size_t configuration) noexcept;
-
 }  // namespace tv

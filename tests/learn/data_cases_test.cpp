@@ -100,6 +100,9 @@ TEST(DataCases, ItemsStandForStatesAndValues) {
   EXPECT_EQ(ward.row(4), (std::vector<double>{-1, -1, -1, -1, 3}));
   EXPECT_EQ(tv_domain_get_case_count(ward.domain.get(), 0), 2.0f);
   EXPECT_EQ(tv_domain_get_case_count(ward.domain.get(), 4), 1.0f);
+  ASSERT_EQ(ward.add(parsed("weight,n\n3,7\n"), nullptr, tv_unmatched_error, 1), tv_status_none);
+  EXPECT_EQ(tv_domain_get_case_count(ward.domain.get(), 0), 2.0f);
+  EXPECT_EQ(tv_domain_get_case_count(ward.domain.get(), 5), 7.0f);
 }
 
 TEST(DataCases, NodesMayBeGiven) {
@@ -141,6 +144,7 @@ TEST(DataCases, WhatFitsNoNodeIsReportedAndRefusedOrLeftOut) {
   const DataSetOwner changed = parsed("kind\nx\n");
   tv_data_set_set_item(changed.get(), 0, 0, "a");
   EXPECT_EQ(ward.add(changed), tv_status_none);
+  EXPECT_EQ(tv_domain_get_number_of_cases(ward.domain.get()), 5u);
 }
 
 TEST(DataCases, CountsMustBeNumbersNotBelowZero) {

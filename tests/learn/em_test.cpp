@@ -357,6 +357,34 @@ TEST(Em, MissingValuesLeaveARegressionToTheOthers) {
   EXPECT_NEAR(tv_table_get_data(tv_node_get_experience_table(y))[0], 60.0, 1e-4);
 }
 
+// The parents stand in another order there than in the node's own table.
+TEST(Em, ExperienceMayBeInAnotherOrder) {
+  for (const bool is_swapped : {false, true}) {
+    const DomainOwner domain = new_domain();
+    tv_node_t* a = add_node(domain.get(), "a", 2);
+    tv_node_t* b = add_node(domain.get(), "b", 3);
+    tv_node_t* c = add_node(domain.get(), "c", 2, {a, b});
+    tv_table_t* const table = tv_node_get_experience_table(c);
+    tv_node_t* const first = tv_table_get_nodes(table)[0];
+    tv_node_t* swapped[] = {first == a ? b : a, first, nullptr};
+    if (is_swapped) ASSERT_EQ(tv_table_reorder_nodes(table, swapped), tv_status_none);
+    const size_t stride_a = (first == a) != is_swapped ? 3 : 1, stride_b = stride_a == 3 ? 1 : 2;
+    tv_table_get_data(table)[stride_a + 2 * stride_b] = -1.0f;  // a = 1, b = 2
+    tv_table_get_data(table)[stride_b] = 3.0f;                  // a = 0, b = 1
+    store(domain.get(), {a, b, c}, {{1, 2, 0}, {0, 1, 0}, {1, 0, 0}}, {1, 1, 1});
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    ASSERT_EQ(tv_domain_learn_tables(domain.get()), tv_status_none);
+    const float* const numbers = tv_table_get_data(tv_node_get_table(c));
+    const size_t own_a = tv_table_get_nodes(tv_node_get_table(c))[0] == a ? 6 : 2, own_b = own_a == 6 ? 2 : 4;
+    EXPECT_EQ(numbers[own_a + 2 * own_b], 0.5f);
+    EXPECT_EQ(numbers[own_b], 2.5f / 4);
+    EXPECT_EQ(numbers[own_a], 1.0f);
+    EXPECT_EQ(tv_table_get_data(table)[stride_a + 2 * stride_b], -1.0f);
+    EXPECT_EQ(tv_table_get_data(table)[stride_b], 4.0f);
+    EXPECT_EQ(tv_table_get_data(table)[stride_a], 1.0f);
+  }
+}
+
 // A hidden class whose children are missing, too; with small limits such cases are propagated.
 TEST(Em, GroupsMayBeWide) {
   for (const auto& [nodes_together, joint] : {std::pair(64, 4096), std::pair(3, 4096), std::pair(64, 3)}) {
