@@ -15,6 +15,7 @@
 #include "continuous.h"
 #include "data.h"
 #include "decisions.h"
+#include "learning.h"
 #include "limit.h"
 #include "memory.h"
 #include "models.h"
@@ -39,7 +40,8 @@ struct Settings {
   bool continuous = false;
   bool decisions = false;
   bool models = false;
-  size_t data = 0;  // rows
+  size_t data = 0;       // rows
+  std::string learning;  // folder of CSV files
   bool changes = false;
 };
 
@@ -307,12 +309,17 @@ int main(int argc, char** argv) {
   app.add_flag("--decisions", settings.decisions, "time policy updating on generated networks instead");
   app.add_flag("--models", settings.models, "time the generation of tables from models instead");
   app.add_option("--data", settings.data, "time data sets of so many rows instead");
+  app.add_option("--learning", settings.learning,
+                 "time learning instead, from CSV files whose names begin like networks of FOLDER")
+      ->check(CLI::ExistingDirectory);
   app.add_flag("--changes", settings.changes, "time the change of one finding in chains instead");
   CLI11_PARSE(app, argc, argv);
   if (settings.changes) return bench::run_changes(settings.repeats) ? 0 : 1;
   if (settings.decisions) return bench::run_decisions(settings.repeats) ? 0 : 1;
   if (settings.continuous) return bench::run_continuous(settings.repeats, settings.threads) ? 0 : 1;
   if (settings.data > 0) return bench::run_data(settings.data, settings.repeats) ? 0 : 1;
+  if (!settings.learning.empty())
+    return bench::run_learning(settings.learning, settings.folder, settings.repeats) ? 0 : 1;
   if (settings.models) return bench::run_models(settings.repeats) ? 0 : 1;
   return bench::run(settings);
 }
