@@ -8,7 +8,9 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <mutex>
 #include <thread>
 
@@ -25,7 +27,8 @@ constexpr char kClearLine[] = "\r\033[K";
 
 bool quiet = false;
 std::atomic<bool> line_is_shown = false;
-std::atomic<bool> interrupted = false;
+std::atomic<bool> can_stop = false, interrupted = false;
+std::atomic<long> interrupted_at = 0;
 std::atomic<double> fraction = -1.0;  // what the library last said; -1 where it is unknown
 
 // A thread that shows what is going on: long work reports rarely or, while files are read, not at all.
@@ -135,25 +138,33 @@ int note_progress_and_stop(const char* task, double part, void* data) {
   return interrupted;
 }
 
-void note_interrupt(int) { interrupted = true; }
+long milliseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * 1000 + now.tv_nsec / 1000000;
+}
 
-// Once: the next signal has its usual effect. What is ignored stays so, as under nohup.
-void handle(int signal, void (*handler)(int)) {
-  struct sigaction present {
-  }, action{};
-  if (sigaction(signal, nullptr, &present) != 0 || present.sa_handler == SIG_IGN) return;
-  action.sa_handler = handler;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigemptyset(&action.sa_mask);
-  sigaction(signal, &action, nullptr);
+// Whether the signal only asks work to stop, or is that wish once more: some programs that pass an interrupt
+// on send it to the process and to its group.
+bool is_wish_to_stop(int signal) {
+  constexpr long kOnceMore = 500;  // milliseconds
+  if (signal != SIGINT) return false;
+  if (interrupted) return milliseconds() - interrupted_at < kOnceMore;
+  if (!can_stop) return false;
+  interrupted_at = milliseconds();
+  interrupted = true;
+  return true;
 }
 
 void end(int signal) {
   const int error = errno;
-  if (line_is_shown) (void)!write(STDERR_FILENO, kClearLine, sizeof kClearLine - 1);
-  remove_unfinished_file();
+  if (!is_wish_to_stop(signal)) {
+    if (line_is_shown) (void)!write(STDERR_FILENO, kClearLine, sizeof kClearLine - 1);
+    remove_unfinished_file();
+    std::signal(signal, SIG_DFL);
+    raise(signal);  // with its usual effect
+  }
   errno = error;
-  raise(signal);  // with its usual effect, since the handler is used once
 }
 
 }  // namespace
@@ -178,15 +189,22 @@ void clear_progress() {
 
 StopOnInterrupt::StopOnInterrupt(tv_domain_t* domain) {
   tv_domain_set_progress_handler(domain, note_progress_and_stop, nullptr);
-  handle(SIGINT, note_interrupt);
+  can_stop = true;
 }
 
-StopOnInterrupt::~StopOnInterrupt() { handle(SIGINT, end); }
+StopOnInterrupt::~StopOnInterrupt() { can_stop = false; }
 
 bool was_interrupted() { return interrupted; }
 
 void end_cleanly_on_signals() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) handle(signal, end);
+  struct sigaction action {};
+  action.sa_handler = end;
+  sigemptyset(&action.sa_mask);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction present {};
+    if (sigaction(signal, nullptr, &present) == 0 && present.sa_handler != SIG_IGN)  // as under nohup
+      sigaction(signal, &action, nullptr);
+  }
 }
 
 }  // namespace program
