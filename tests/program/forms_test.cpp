@@ -83,6 +83,8 @@ TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
       "data discretize DATA -c x --bins 2 -o OUT",
       "data convert DATA -o OUT",
       "adapt chest.net patients.csv --experience 9 -o OUT",
+      "learn chest.net patients.csv -o OUT",
+      "score chest.net patients.csv",
   };
   for (std::string command : commands) {
     if (const size_t place = command.find("ODD"); place != command.npos) command.replace(place, 3, odd);

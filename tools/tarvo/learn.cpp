@@ -71,8 +71,12 @@ void draw_tables(tv_domain_t* domain, std::mt19937_64& random) {
 
 class Learning {
  public:
+  // The network has been compiled: copies of it are eliminated in the same order.
   Learning(const Network& network, const LearnOptions& options) : network_(network), options_(options) {
     if (!options.trace.empty()) trace_ = std::make_unique<FileWriter>(options.trace);
+    for (tv_node_t* node : each(tv_domain_get_elimination_order(network.domain())))
+      order_.push_back(name_of(node));
+    expect(tv_domain_uncompile(network.domain()), network.file());  // its tables are not needed again
   }
 
   // The best of all runs; an interrupt ends them with what there is.
@@ -103,6 +107,10 @@ class Learning {
     tv_domain_set_em_concurrency_level(domain, options_.threads);
     tv_domain_set_max_number_of_em_iterations(domain, options_.iterations);
     tv_domain_set_log_likelihood_tolerance(domain, options_.tolerance);
+    std::vector<tv_node_t*> order;
+    for (const std::string& name : order_) order.push_back(tv_domain_get_node_by_name(domain, name.c_str()));
+    order.push_back(nullptr);
+    expect(tv_domain_triangulate_with_order(domain, order.data()), network_.file());
     expect(tv_domain_compile(domain), network_.file());
     if (trace_) tv_domain_set_log_file(domain, trace_->stream());
     const StopOnInterrupt stop(domain);
@@ -114,6 +122,7 @@ class Learning {
   const Network& network_;
   const LearnOptions& options_;
   std::unique_ptr<FileWriter> trace_;
+  std::vector<std::string> order_;  // of elimination
   DomainOwner best_;
   Scores scores_{};
 };
