@@ -69,15 +69,18 @@ void CaseGroups::split_case(uint32_t row, double count) {
     if (!columns_[c] || columns_[c][row] == kMissingCase) missing_.push_back(c);
   if (missing_.empty()) return;
   find_groups(row);
-  std::vector<uint32_t> numbers;
-  for (const std::vector<uint32_t>& nodes : found_) {
-    numbers.push_back(nodes.size() > limits.group_nodes ? kNoGroup : group_of(nodes));
-    if (numbers.back() != kNoGroup && !groups_[numbers.back()].is_wide) continue;
+  numbers_.clear();
+  for (size_t i = 0; i < by_root_.size();) {
+    nodes_.clear();
+    for (const uint32_t root = by_root_[i].first; i < by_root_.size() && by_root_[i].first == root; ++i)
+      nodes_.push_back(by_root_[i].second);
+    numbers_.push_back(nodes_.size() > limits.group_nodes ? kNoGroup : group_of(nodes_));
+    if (numbers_.back() != kNoGroup && !groups_[numbers_.back()].is_wide) continue;
     is_wide_[row] = 1;
     wide_.push_back(row);
     return;
   }
-  for (const uint32_t group : numbers) add_problem(group, row, count);
+  for (const uint32_t group : numbers_) add_problem(group, row, count);
 }
 
 // Missing nodes that a family joins get the same root.
@@ -95,19 +98,14 @@ void CaseGroups::find_groups(uint32_t row) {
         const uint32_t a = root_of(c), b = root_of(other);
         root_[std::max(a, b)] = std::min(a, b);
       }
-  found_.clear();
   by_root_.clear();
   for (const uint32_t c : missing_) by_root_.emplace_back(root_of(c), c);
   std::sort(by_root_.begin(), by_root_.end());
-  for (size_t i = 0; i < by_root_.size(); ++i) {
-    if (i == 0 || by_root_[i].first != by_root_[i - 1].first) found_.emplace_back();
-    found_.back().push_back(by_root_[i].second);
-  }
 }
 
 uint32_t CaseGroups::group_of(const std::vector<uint32_t>& nodes) {
-  const auto [place, is_new] = group_numbers_.emplace(nodes, static_cast<uint32_t>(groups_.size()));
-  if (!is_new) return place->second;
+  if (const auto known = group_numbers_.find(nodes); known != group_numbers_.end()) return known->second;
+  const auto number = static_cast<uint32_t>(groups_.size());
   groups_.push_back({GroupSchedule(graph_, nodes)});
   Group& group = groups_.back();
   group.is_wide = group.schedule.most_joint() > static_cast<double>(limits.joint_states);
@@ -116,7 +114,8 @@ uint32_t CaseGroups::group_of(const std::vector<uint32_t>& nodes) {
     group.maps = group.schedule.maps(graph_);
     kept_ += work;
   }
-  return place->second;
+  group_numbers_.emplace(nodes, number);
+  return number;
 }
 
 size_t CaseGroups::problem_slot(const Problem& problem) const noexcept {

@@ -64,8 +64,7 @@ class CaseGroups {
   std::vector<uint32_t> wide_;
   std::vector<unsigned char> is_wide_;  // by case
   // Of the case that is being split.
-  std::vector<std::vector<uint32_t>> found_;
-  std::vector<uint32_t> missing_, root_;
+  std::vector<uint32_t> missing_, root_, nodes_, numbers_;
   std::vector<std::pair<uint32_t, uint32_t>> by_root_;
 };
 
