@@ -166,7 +166,6 @@ TEST(DataCases, RefusesWhatMakesNoSense) {
   EXPECT_EQ(ward.add(data), tv_status_twice);
   EXPECT_EQ(ward.add(parsed("id\n1\n"), nullptr, tv_unmatched_missing), tv_status_usage);
   EXPECT_EQ(ward.add(data, nullptr, tv_unmatched_error, 3), tv_status_usage);
-  EXPECT_EQ(ward.add(data, nullptr, static_cast<tv_unmatched_t>(2)), tv_status_usage);
   const Ward other;
   tv_node_t* const nodes[] = {other.kind, nullptr, nullptr};
   EXPECT_EQ(tv_domain_add_cases(ward.domain.get(), data.get(), nodes, kNoColumn, tv_unmatched_error, nullptr,
