@@ -11,11 +11,6 @@
 namespace bench {
 namespace {
 
-struct DeleteDataSet {
-  void operator()(tv_data_set_t* data) const { tv_data_set_delete(data); }
-};
-using DataSet = std::unique_ptr<tv_data_set_t, DeleteDataSet>;
-
 struct CloseFile {
   void operator()(std::FILE* stream) const { std::fclose(stream); }
 };

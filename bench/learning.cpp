@@ -9,11 +9,6 @@
 namespace bench {
 namespace {
 
-struct DeleteDataSet {
-  void operator()(tv_data_set_t* data) const { tv_data_set_delete(data); }
-};
-using DataSet = std::unique_ptr<tv_data_set_t, DeleteDataSet>;
-
 // Every chance node is learned; uniform tables where `from_uniform` says so.
 void prepare(tv_domain_t* domain, bool from_uniform) {
   for (tv_node_t* node = tv_domain_get_first_node(domain); node; node = tv_node_get_next(node)) {

@@ -1,4 +1,5 @@
-// What every measurement needs: domains that delete themselves, calls that must not fail, times and medians.
+// What every measurement needs: domains and data sets that delete themselves, calls that must not fail, times
+// and medians.
 #pragma once
 
 #include <tarvo.h>
@@ -16,6 +17,11 @@ struct DomainDelete {
   void operator()(tv_domain_t* domain) const { tv_domain_delete(domain); }
 };
 using Domain = std::unique_ptr<tv_domain_t, DomainDelete>;
+
+struct DeleteDataSet {
+  void operator()(tv_data_set_t* data) const { tv_data_set_delete(data); }
+};
+using DataSet = std::unique_ptr<tv_data_set_t, DeleteDataSet>;
 
 inline void expect(tv_status_t status) {
   if (status != tv_status_none) throw std::runtime_error(tv_error_name(static_cast<unsigned>(status)));

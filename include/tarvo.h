@@ -4934,7 +4934,7 @@ typedef enum tv_unmatched_e {
  *                      none: then each counts once
  * @param unmatched     what becomes of an item that is no observation, and of a column that is about no node
  * @param handler       is told of each such item, and of each bad count, with the row, counted from 0, as the
- *                      position; of such a column with 0; may be null
+ *                      position; of such a column with all ones; may be null
  * @param handler_data  a pointer for the handler; may be null
  * @return tv_status_none, or the code of a failure, after which the cases are what they were
  *
@@ -4962,8 +4962,8 @@ TV_API tv_status_t tv_domain_add_cases(tv_domain_t* domain, const tv_data_set_t*
  * @param domain        the domain
  * @param data          the data set
  * @param most_states   how many states a node may have; 0 for 32
- * @param handler       is told of each column that no node can be made for, with 0 as the position; may be
- *                      null
+ * @param handler       is told of each column that no node can be made for, with all ones as the position;
+ *                      may be null
  * @param handler_data  a pointer for the handler; may be null
  * @return the new nodes in the order of their columns, a list: free it with free(); NULL on failure, after
  *         which the domain is what it was

@@ -23,14 +23,10 @@ class RowReader {
   // `nodes`: by column; null to find them by name.
   tv_status_t read(Node* const* nodes, size_t count_column) {
     if (tv_status_t status = match(nodes, count_column)) return status;
-    tv_status_t status = tv_status_none;
-    for (const ColumnObservations& column : columns_) {
-      if (column.fits()) continue;
-      column.report(handler_);
-      if (is_strict_) status = tv_status_parse;
-    }
-    if (count_column != kNone && read_counts(*data_.columns[count_column])) status = tv_status_parse;
-    return status ? status : append();
+    for (const ColumnObservations& column : columns_)
+      column.for_each_unfit([&](size_t row, const std::string& message) { note(row, message, is_strict_); });
+    if (count_column != kNone) read_counts(*data_.columns[count_column]);
+    return status_ ? status_ : append();
   }
 
   void commit() noexcept {
@@ -46,7 +42,10 @@ class RowReader {
       Node* const node = nodes ? nodes[i] : node_of_column(domain_, name);
       if (!node && nodes) continue;
       if (!node || !can_have_findings(*node)) {
-        if (tv_status_t status = refuse_column(node, name)) return status;
+        note(kNone,
+             std::string("column \"") + name +
+                 (node ? "\": its node holds no cases" : "\": there is no such node"),
+             is_strict_);
         continue;
       }
       for (const ColumnObservations& other : columns_)
@@ -55,38 +54,36 @@ class RowReader {
                         other.column().name_text(), name, shown_name(*node));
       columns_.emplace_back(*node, *data_.columns[i]);
     }
-    if (columns_.empty()) return refuse(tv_status_usage, "no column of the data set is about a node");
+    if (columns_.empty())
+      return status_ ? status_ : refuse(tv_status_usage, "no column of the data set is about a node");
     return tv_status_none;
   }
 
-  tv_status_t refuse_column(const Node* node, const char* name) {
-    const std::string message = std::string("column \"") + name +
-                                (node ? "\": its node holds no cases" : "\": there is no such node");
-    report_row(handler_, 0, message);
-    return is_strict_ ? refuse(tv_status_parse, "%s", message.c_str()) : tv_status_none;
+  // Something that does not fit, of a whole column with kNone; the first failure is the one that is kept.
+  void note(size_t row, const std::string& message, bool is_failure) {
+    if (is_failure && !status_)
+      status_ = row == kNone ? refuse(tv_status_parse, "%s", message.c_str())
+                             : refuse(tv_status_parse, "row %zu, %s", row, message.c_str());
+    report_row(handler_, row, message);
   }
 
   // Always strict: nobody could say how often such a case was seen.
-  tv_status_t read_counts(const DataColumn& column) {
+  void read_counts(const DataColumn& column) {
     const size_t rows = column.codes.size();
     std::vector<double> numbers(column.items.size() + size_t{1}, -1.0);
     for (Code code = 1; code < numbers.size(); ++code)
       if (!read_item_number(column.items.text(code), numbers[code]) || !(numbers[code] <= FLT_MAX))
         numbers[code] = -1.0;
-    tv_status_t status = tv_status_none;
     read_counts_.resize(rows);
     for (size_t row = 0; row < rows; ++row) {
       const Code code = column.codes[row];
       read_counts_[row] = static_cast<tv_number_t>(numbers[code]);
       if (numbers[code] >= 0.0) continue;
-      const std::string message =
-          std::string("column \"") + column.name_text() + "\": " +
-          (code == kMissingCode ? "a count is missing"
-                                : "\"" + std::string(column.items.text(code)) + "\" is no count");
-      if (!status) status = refuse(tv_status_parse, "row %zu, %s", row, message.c_str());
-      report_row(handler_, row, message);
+      const std::string trouble = code == kMissingCode
+                                      ? "a count is missing"
+                                      : "\"" + std::string(column.items.text(code)) + "\" is no count";
+      note(row, std::string("column \"") + column.name_text() + "\": " + trouble, true);
     }
-    return status;
   }
 
   // The columns that the nodes will have.
@@ -151,6 +148,7 @@ class RowReader {
   const DataSet& data_;
   bool is_strict_;
   MessageHandler handler_;
+  tv_status_t status_ = tv_status_none;
   std::vector<ColumnObservations> columns_;
   std::vector<tv_number_t> read_counts_;
   // What the domain will have.

@@ -283,8 +283,8 @@ class CaseGroups::Solver {
 
   const Family& family(uint32_t i) const noexcept { return groups_.families_[schedule_->families()[i]]; }
 
-  static constexpr double kFaint = 1e-100;
-  static constexpr uint32_t kFamiliesOfALook = 4;  // so many numbers of tables keep a product above zero
+  static constexpr double kFaint = 1e-30;
+  static constexpr uint32_t kFamiliesOfALook = 4;  // so many numbers of tables leave a product above zero
 
   const CaseGroups& groups_;
   std::vector<FamilyCounts>& counts_;
@@ -292,8 +292,7 @@ class CaseGroups::Solver {
   const GroupSchedule* schedule_ = nullptr;
   const GroupSchedule::StageMaps* maps_ = nullptr;
   const uint32_t* bases_ = nullptr;
-  std::vector<std::vector<double>>
-      sums_;  // by stage: of the nodes before it, what the earlier ones make of them
+  std::vector<std::vector<double>> sums_;      // by stage: what the earlier ones make of the nodes before it
   std::vector<std::vector<double>> products_;  // by stage: of its families
   std::vector<double> scales_;                 // by stage
   std::vector<double> later_, earlier_;

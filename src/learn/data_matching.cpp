@@ -70,20 +70,6 @@ ColumnObservations::ColumnObservations(Node& node, const DataColumn& column)
   }
 }
 
-void ColumnObservations::report(MessageHandler handler) const {
-  if (fits()) return;
-  const std::string place = std::string("column \"") + column_->name_text() + "\": ";
-  bool is_first = true;
-  for (size_t row = 0; row < column_->codes.size(); ++row) {
-    const std::string& why = unfit_[column_->codes[row]];
-    if (why.empty()) continue;
-    if (is_first) refuse(tv_status_parse, "row %zu, %s%s", row, place.c_str(), why.c_str());
-    is_first = false;
-    if (!handler.function) return;
-    report_row(handler, row, place + why);
-  }
-}
-
 void report_row(MessageHandler handler, size_t row, const std::string& message) {
   if (handler.function) handler.function(row, message.c_str(), handler.data);
 }

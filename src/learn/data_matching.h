@@ -30,11 +30,16 @@ class ColumnObservations {
   Node& node() const noexcept { return *node_; }
   const DataColumn& column() const noexcept { return *column_; }
   const Observation& operator[](Code code) const noexcept { return observations_[code]; }
-  bool fits() const noexcept { return unfit_.empty(); }
 
-  // Tells the handler of every row whose item is no observation; stores `parse` and the first of them as the
-  // message of the failure.
-  void report(MessageHandler handler) const;
+  // Calls visit(row, message) for every row whose item is no observation.
+  template <class Visit>
+  void for_each_unfit(Visit visit) const {
+    if (unfit_.empty()) return;
+    for (size_t row = 0; row < column_->codes.size(); ++row) {
+      const std::string& why = unfit_[column_->codes[row]];
+      if (!why.empty()) visit(row, std::string("column \"") + column_->name_text() + "\": " + why);
+    }
+  }
 
  private:
   Node* node_;
@@ -43,7 +48,7 @@ class ColumnObservations {
   std::vector<std::string> unfit_;  // why not, by code; no texts where all items fit
 };
 
-// Tells the handler, if there is one.
+// Tells the handler, if there is one; of a whole column with kNone.
 void report_row(MessageHandler handler, size_t row, const std::string& message);
 
 }  // namespace tv

@@ -89,7 +89,7 @@ class EmRun {
       if (!family.is_learned || !has_data(*family.node->experience_table)) continue;
       FamilyCounts& prior = priors_[f];
       const size_t states = is_discrete(*family.node) ? family.node->number_of_states : 1;
-      if (states == 1 && is_continuous(*family.node)) {
+      if (is_continuous(*family.node)) {
         if (tv_status_t status = add_marginal(own_state(domain_), family, 1.0, prior)) return status;
         scale_moments(family, prior);
         continue;

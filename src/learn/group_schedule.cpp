@@ -28,19 +28,16 @@ class GroupSchedule::Builder {
  public:
   Builder(const FamilyGraph& graph, GroupSchedule& schedule, const std::vector<uint32_t>& nodes)
       : graph_(graph), schedule_(schedule), waiting_(nodes) {
-    size_t most = 0;
-    for (const uint32_t v : nodes) most = std::max<size_t>(most, v + size_t{1});
-    for (const uint32_t v : nodes)
-      for (const uint32_t f : graph.families_of[v]) most = std::max<size_t>(most, f + size_t{1});
-    lacking_.resize(most);
-    open_.resize(most);
-    gained_.resize(most);
+    const size_t count = graph.states.size();  // of nodes, and of families
+    lacking_.resize(count);
+    open_.resize(count);
+    gained_.resize(count);
+    is_member_.resize(count);
     for (const uint32_t v : nodes) {
+      is_member_[v] = 1;
       open_[v] = static_cast<uint32_t>(graph.families_of[v].size());
       for (const uint32_t f : graph.families_of[v]) ++lacking_[f];
     }
-    is_member_.resize(graph.states.size());
-    for (const uint32_t v : nodes) is_member_[v] = 1;
   }
 
   void run() {

@@ -8,23 +8,11 @@
 #include <sstream>
 
 #include "graph_world.h"
+#include "support/log.h"
 
 namespace {
 
 using namespace world;
-
-struct Log {
-  explicit Log(tv_domain_t* domain) : stream(open_memstream(&text, &size)) {
-    tv_domain_set_log_file(domain, stream);
-  }
-  ~Log() {
-    std::fclose(stream);
-    std::free(text);
-  }
-  char* text = nullptr;
-  size_t size = 0;
-  FILE* stream;
-};
 
 void expect_golden(const std::string& name, const std::string& text) {
   const std::string file = std::string(TARVO_TEST_FOLDER) + "/golden/" + name;
@@ -38,10 +26,7 @@ void expect_golden(const std::string& name, const std::string& text) {
 }
 
 std::string trace_of(const DomainOwner& domain, const std::function<tv_status_t()>& triangulate) {
-  Log log(domain.get());
-  EXPECT_EQ(triangulate(), tv_status_none);
-  tv_domain_set_log_file(domain.get(), nullptr);
-  return std::string(log.text, log.size);
+  return test::log_of(domain.get(), [&] { EXPECT_EQ(triangulate(), tv_status_none); });
 }
 
 std::string trace_of(const DomainOwner& domain, tv_triangulation_method_t method) {

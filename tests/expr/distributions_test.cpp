@@ -8,6 +8,7 @@
 
 #include "expr/expr_world.h"
 #include "expr/special_functions.h"
+#include "support/log.h"
 
 namespace test {
 namespace {
@@ -212,14 +213,8 @@ std::string refusal(const std::string& expression, const std::vector<double>& va
   const DomainOwner domain = new_domain();
   tv_node_t* node = add_typed(domain.get(), "x", subtype, values);
   add_model(node, {expression});
-  char* log = nullptr;
-  size_t size = 0;
-  std::FILE* stream = open_memstream(&log, &size);
-  tv_domain_set_log_file(domain.get(), stream);
-  const tv_status_t status = tv_node_generate_table(node);
-  std::fclose(stream);
-  std::string said = log ? log : "";
-  std::free(log);
+  tv_status_t status = tv_status_none;
+  const std::string said = log_of(domain.get(), [&] { status = tv_node_generate_table(node); });
   const std::string heading = "Using model for x to generate a conditional probability table\n";
   EXPECT_EQ(said.substr(0, heading.size()), heading);
   return std::string(tv_error_name(static_cast<unsigned>(status))) + ": " +

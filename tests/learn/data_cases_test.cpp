@@ -118,11 +118,16 @@ TEST(DataCases, NodesMayBeGiven) {
 TEST(DataCases, WhatFitsNoNodeIsReportedAndRefusedOrLeftOut) {
   Ward ward;
   ASSERT_EQ(ward.add(parsed("kind\na\n")), tv_status_none);
-  const DataSetOwner data = parsed("id,kind,dose,fever\n1,x,0.2,29\n2,a,2,31\n3,x,two,?\n");
+  const DataSetOwner data = parsed("id,kind,dose,fever,id2\n1,x,0.2,29,1\n2,a,2,31,2\n3,x,two,?,3\n");
   std::vector<Report> reports;
   EXPECT_EQ(ward.add(data, &reports), tv_status_parse);
-  ASSERT_EQ(reports.size(), 1u);
+  ASSERT_EQ(reports.size(), 7u) << "of both columns and of five items";
+  EXPECT_EQ(reports[0].row, kNoColumn);
+  EXPECT_EQ(reports[1].row, kNoColumn);
+  EXPECT_EQ(reports[2].row, 0u);
   EXPECT_EQ(reports[0].text, "column \"id\": there is no such node");
+  EXPECT_STREQ(tv_error_message(), reports[0].text.c_str());
+  ASSERT_EQ(tv_data_set_delete_column(data.get(), 4), tv_status_none);
   ASSERT_EQ(tv_data_set_delete_column(data.get(), 0), tv_status_none);
 
   reports.clear();
@@ -132,7 +137,7 @@ TEST(DataCases, WhatFitsNoNodeIsReportedAndRefusedOrLeftOut) {
   EXPECT_EQ(rows, (std::vector<size_t>{0, 2, 0, 2, 0}));
   EXPECT_EQ(reports[0].text, "column \"kind\": \"x\" is not a (unique) state label of `kind'");
   EXPECT_EQ(reports[3].text, "column \"dose\": \"two\" is no number");
-  EXPECT_NE(std::string(tv_error_message()).find("row 0, column \"fever\""), std::string::npos);
+  EXPECT_NE(std::string(tv_error_message()).find("row 0, column \"kind\""), std::string::npos) << "the first";
   EXPECT_EQ(tv_domain_get_number_of_cases(ward.domain.get()), 1u);
   EXPECT_EQ(ward.row(0), (std::vector<double>{0, -1, -1, -1, -1})) << "nothing has changed";
 

@@ -10,6 +10,7 @@
 #include "net_world.h"
 #include "support/builders.h"
 #include "support/describe.h"
+#include "support/log.h"
 
 namespace net_test {
 namespace {
@@ -290,14 +291,8 @@ TEST(ChainPotentials, RefuseParentsThatLeaveNothingPossible) {
 
 TEST(ChainPotentials, AreTracedWithTheirComponent) {
   const Parsed parsed = parse(std::string(kPair) + "potential (A B | P) { data = (1 2 3 4 5 6 7 8); }");
-  char* text = nullptr;
-  size_t size = 0;
-  FILE* log = open_memstream(&text, &size);
-  tv_domain_set_log_file(parsed.domain.get(), log);
-  ASSERT_EQ(tv_status_none, tv_domain_compile(parsed.domain.get()));
-  fclose(log);
-  const std::string trace(text, size);
-  free(text);
+  const std::string trace = test::log_of(
+      parsed.domain.get(), [&] { EXPECT_EQ(tv_status_none, tv_domain_compile(parsed.domain.get())); });
   EXPECT_NE(trace.npos, trace.find("    Chain graph component (A, B:\n\tParents assigned to clique 1\n"))
       << trace;
   EXPECT_EQ(trace.npos, trace.find("has no table")) << trace;

@@ -75,7 +75,7 @@ TEST_F(Learn, TellsWhichRowsDoNotFit) {
   const std::string data = write("cases.csv", "id,a,b\n1,no,low\n2,maybe,low\n");
   const Outcome strict = tarvo(command(data + " -o " + path("out.net")));
   EXPECT_EQ(strict.exit_code, 1);
-  EXPECT_TRUE(contains(strict.errors, "column \"id\": there is no such node")) << strict.errors;
+  EXPECT_TRUE(contains(strict.errors, "cases.csv: column \"id\": there is no such node\n")) << strict.errors;
   EXPECT_TRUE(contains(strict.errors, "--lenient")) << strict.errors;
   EXPECT_FALSE(std::filesystem::exists(path("out.net")));
   const Outcome lenient = tarvo(command(data + " --lenient -o " + path("out.net")));

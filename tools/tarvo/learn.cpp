@@ -9,8 +9,6 @@
 #include <random>
 
 #include "files.h"
-#include "memory.h"
-#include "network_format.h"
 #include "progress.h"
 #include "propagation.h"
 #include "save_network.h"

@@ -1,5 +1,6 @@
 // tarvo score, and what it shares with tarvo learn.
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -22,7 +23,8 @@ void print_unmatched(size_t row, const char* message, void* data) {
   Told& told = *static_cast<Told*>(data);
   if (++told.count > kMostMessages) return;
   clear_progress();
-  const std::string text = told.file + ": row " + std::to_string(row + 1) + ", " + message;
+  const std::string place = row == SIZE_MAX ? ": " : ": row " + std::to_string(row + 1) + ", ";
+  const std::string text = told.file + place + message;
   std::fprintf(stderr, "%s\n", printable(text, true).c_str());
 }
 
