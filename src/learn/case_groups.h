@@ -1,13 +1,9 @@
-// The discrete cases of a domain, split into small independent problems. Given what a case observes, its
-// missing nodes fall apart into groups that no family joins. What a group adds to the expected counts depends
-// on the observed states around it alone, so equal problems of all cases are solved once, with their counts
-// added up; families of which nothing is missing are only counted.
+// The discrete cases of a domain, split into small independent problems. What the missing nodes of a case
+// add to the expected counts falls apart into groups that no family joins, so equal problems of all cases are
+// solved once, with their counts added up; families of which nothing is missing are only counted.
 #pragma once
 
-#include <cstdint>
-#include <unordered_map>
-
-#include "learn/group_schedule.h"
+#include "learn/group_problems.h"
 
 namespace tv {
 
@@ -25,47 +21,27 @@ class CaseGroups {
   tv_status_t expect(std::vector<FamilyCounts>& counts, double& log_likelihood, size_t threads);
 
  private:
-  struct Group {
-    GroupSchedule schedule;
-    bool is_wide = false;  // it is not to be solved here
-    // Empty where there are too many groups to keep them all.
-    std::vector<GroupSchedule::StageMaps> maps = {};
-  };
-  struct Problem {
-    size_t first_base;  // by family of the group: where the observed states begin in its table
-    double count;
-    uint32_t group;
-  };
-  struct HashOfList {
-    size_t operator()(const std::vector<uint32_t>& list) const noexcept;
-  };
-
-  void split_case(uint32_t row, double count);
-  void find_groups(uint32_t row);
-  uint32_t group_of(const std::vector<uint32_t>& nodes);
-  void add_problem(uint32_t group, uint32_t row, double count);
-  size_t problem_slot(const Problem& problem) const noexcept;
-  void enlarge_table();
+  void read_rows(size_t first, size_t count);
+  void split_case(uint32_t row, const int16_t* states, const uint64_t* missing, double count);
   void divide_problems();
   void count_complete_families(const Domain& domain);
-  class Solver;
+  struct Part;
+  tv_status_t solve(Part& part, size_t begin, size_t end) const;
 
   const std::vector<Family>& families_;
-  const FamilyGraph graph_;
   std::vector<const int16_t*> columns_;  // by column: its states in all cases, or null
   std::vector<FamilyCounts> complete_;   // by family: counts of cases that lack none of it
-  std::vector<Group> groups_;
-  size_t kept_ = 0;                                                                // places in maps
-  std::unordered_map<std::vector<uint32_t>, uint32_t, HashOfList> group_numbers_;  // by nodes
-  std::vector<Problem> problems_;
-  std::vector<uint32_t> bases_;
-  std::vector<size_t> parts_;    // where each part of the problems begins; then their number
-  std::vector<uint32_t> table_;  // hash table of problems, from 1 on
+  GroupFinder finder_;
+  GroupProblems problems_;
+  std::vector<double> weights_;  // by problem: how many cases pose it
+  std::vector<uint32_t> order_;  // of the problems, by group
+  std::vector<size_t> parts_;    // where each part of them begins; then their number
   std::vector<uint32_t> wide_;
   std::vector<unsigned char> is_wide_;  // by case
-  // Of the case that is being split.
-  std::vector<uint32_t> missing_, root_, nodes_, numbers_;
-  std::vector<std::pair<uint32_t, uint32_t>> by_root_;
+  // Of the cases that are being split.
+  ObservedRows rows_;
+  ColumnSet ignored_, left_;
+  std::vector<uint32_t> numbers_;
 };
 
 }  // namespace tv

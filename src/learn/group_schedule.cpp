@@ -26,18 +26,21 @@ size_t FamilyGraph::stride(uint32_t family, uint32_t node) const noexcept {
 // Chooses the next node so that as few joint states as possible stay.
 class GroupSchedule::Builder {
  public:
-  Builder(const FamilyGraph& graph, GroupSchedule& schedule, const std::vector<uint32_t>& nodes)
+  Builder(const FamilyGraph& graph, GroupSchedule& schedule, const std::vector<uint32_t>& nodes,
+          const std::vector<uint32_t>& families)
       : graph_(graph), schedule_(schedule), waiting_(nodes) {
     const size_t count = graph.states.size();  // of nodes, and of families
     lacking_.resize(count);
     open_.resize(count);
     gained_.resize(count);
     is_member_.resize(count);
-    for (const uint32_t v : nodes) {
-      is_member_[v] = 1;
-      open_[v] = static_cast<uint32_t>(graph.families_of[v].size());
-      for (const uint32_t f : graph.families_of[v]) ++lacking_[f];
-    }
+    for (const uint32_t v : nodes) is_member_[v] = 1;
+    for (const uint32_t f : families)
+      for (const uint32_t v : graph.members[f]) {
+        if (!is_member_[v]) continue;
+        ++open_[v];
+        ++lacking_[f];
+      }
   }
 
   void run() {
@@ -92,7 +95,7 @@ class GroupSchedule::Builder {
     for_each_leaving(node, [&](uint32_t u) { leaving.push_back(u); });
     stage.first_family = static_cast<uint32_t>(schedule_.families_.size());
     for (const uint32_t f : graph_.families_of[node]) {
-      if (--lacking_[f] > 0) continue;
+      if (lacking_[f] == 0 || --lacking_[f] > 0) continue;
       schedule_.families_.push_back(f);
       for (const uint32_t u : graph_.members[f])
         if (is_member_[u]) --open_[u];
@@ -115,14 +118,15 @@ class GroupSchedule::Builder {
   GroupSchedule& schedule_;
   std::vector<uint32_t> waiting_, nodes_, touched_;
   double present_ = 1.0;           // joint states of the nodes that are there
-  std::vector<uint32_t> lacking_;  // by family: members that have not come in
+  std::vector<uint32_t> lacking_;  // by family: members that have not come in; 0 where it does not count
   std::vector<uint32_t> open_;     // by node: families that are not complete
   std::vector<uint32_t> gained_;
   std::vector<unsigned char> is_member_;  // by node: of the group
 };
 
-GroupSchedule::GroupSchedule(const FamilyGraph& graph, const std::vector<uint32_t>& nodes) {
-  Builder(graph, *this, nodes).run();
+GroupSchedule::GroupSchedule(const FamilyGraph& graph, const std::vector<uint32_t>& nodes,
+                             const std::vector<uint32_t>& families) {
+  Builder(graph, *this, nodes, families).run();
 }
 
 size_t GroupSchedule::work() const noexcept {

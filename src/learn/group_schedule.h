@@ -38,8 +38,9 @@ class GroupSchedule {
     std::vector<std::vector<uint32_t>> places;  // by family of the stage: in its table
   };
 
-  // Of the families that hold one of the nodes, with what they observe apart.
-  GroupSchedule(const FamilyGraph& graph, const std::vector<uint32_t>& nodes);
+  // Of nodes and the families that hold some of them, with what they observe apart.
+  GroupSchedule(const FamilyGraph& graph, const std::vector<uint32_t>& nodes,
+                const std::vector<uint32_t>& families);
 
   const std::vector<Stage>& stages() const noexcept { return stages_; }
   const std::vector<uint32_t>& families() const noexcept { return families_; }  // by stage

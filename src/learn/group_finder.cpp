@@ -1,0 +1,126 @@
+#include "learn/group_finder.h"
+
+#include "network/cases.h"
+#include "tables/limits.h"
+
+namespace tv {
+namespace {
+
+void include(uint64_t* set, uint32_t column) noexcept { set[column / 64] |= uint64_t{1} << column % 64; }
+
+std::vector<uint32_t> listed(const uint64_t* set, size_t words) {
+  std::vector<uint32_t> list;
+  for_each_column(set, words, [&](uint32_t column) { list.push_back(column); });
+  return list;
+}
+
+}  // namespace
+
+void ObservedRows::reset(size_t rows) {
+  states_.assign(rows * columns_, kMissingCase);
+  missing_.assign(rows * words_, ~uint64_t{0});
+  if (columns_ % 64 == 0) return;
+  for (size_t row = 0; row < rows; ++row)  // beyond the last column there is nothing
+    missing_[row * words_ + words_ - 1] = ~(~uint64_t{0} << columns_ % 64);
+}
+
+size_t GroupFinder::HashOfSet::operator()(const ColumnSet& set) const noexcept {
+  uint64_t hash = set.size();
+  for (const uint64_t word : set) hash = (hash ^ word) * 0x9e3779b97f4a7c15, hash ^= hash >> 29;
+  return hash;
+}
+
+GroupFinder::GroupFinder(const std::vector<Family>& families)
+    : graph_(families),
+      words_((families.size() + 63) / 64),
+      families_of_(families.size() * words_),
+      members_(families.size() * words_),
+      nodes_(words_),
+      families_(words_),
+      frontier_(words_) {
+  for (uint32_t f = 0; f < families.size(); ++f)
+    for (const uint32_t node : graph_.members[f]) {
+      include(members_.data() + f * words_, node);
+      include(families_of_.data() + node * words_, f);
+    }
+}
+
+void GroupFinder::clear() {
+  groups_.clear();
+  numbers_.clear();
+  kept_ = 0;
+}
+
+// Missing nodes that a family joins are of one group.
+void GroupFinder::gather(uint32_t node, const uint64_t* missing, const uint64_t* ignored) {
+  std::fill(nodes_.begin(), nodes_.end(), 0);
+  std::fill(families_.begin(), families_.end(), 0);
+  include(nodes_.data(), node);
+  const auto visit_family = [&](uint32_t family) {
+    const uint64_t* const members = members_.data() + family * words_;
+    for (size_t w = 0; w < words_; ++w) {
+      const uint64_t reached = members[w] & missing[w] & ~nodes_[w];
+      nodes_[w] |= reached;
+      frontier_[w] |= reached;
+    }
+  };
+  const auto visit_node = [&](uint32_t v) {
+    const uint64_t* const around = families_of_.data() + v * words_;
+    for (size_t w = 0; w < words_; ++w) {
+      uint64_t fresh = around[w] & ~ignored[w] & ~families_[w];
+      families_[w] |= fresh;
+      for (; fresh != 0; fresh &= fresh - 1)
+        visit_family(static_cast<uint32_t>(64 * w + static_cast<size_t>(std::countr_zero(fresh))));
+    }
+  };
+  visit_node(node);
+  for (size_t w = 0; w < words_;) {
+    if (frontier_[w] == 0) {
+      ++w;
+      continue;
+    }
+    const auto bit = static_cast<size_t>(std::countr_zero(frontier_[w]));
+    frontier_[w] &= frontier_[w] - 1;
+    visit_node(static_cast<uint32_t>(64 * w + bit));
+    w = 0;
+  }
+}
+
+uint32_t GroupFinder::find(uint32_t node, const uint64_t* missing, const uint64_t* ignored) {
+  gather(node, missing, ignored);
+  size_t count = 0;
+  for (const uint64_t word : nodes_) count += static_cast<size_t>(std::popcount(word));
+  if (count > limits.group_nodes) return kWide;
+  key_.assign(nodes_.begin(), nodes_.end());
+  key_.insert(key_.end(), families_.begin(), families_.end());
+  if (const auto known = numbers_.find(key_); known != numbers_.end()) return known->second;
+  return add_group();
+}
+
+uint32_t GroupFinder::add_group() {
+  const auto number = static_cast<uint32_t>(groups_.size());
+  groups_.push_back({GroupSchedule(graph_, listed(nodes_.data(), words_), listed(families_.data(), words_))});
+  MissingGroup& group = groups_.back();
+  group.is_wide = group.schedule.most_joint() > static_cast<double>(limits.joint_states);
+  const size_t work = group.schedule.work();
+  if (!group.is_wide && kept_ + work <= limits.kept_places) {
+    group.maps = group.schedule.maps(graph_);
+    kept_ += work;
+  }
+  numbers_.emplace(key_, number);
+  return number;
+}
+
+void GroupFinder::append_bases(const MissingGroup& group, const int16_t* states,
+                               std::vector<uint32_t>& bases) const {
+  for (const uint32_t f : group.schedule.families()) {
+    const std::vector<uint32_t>& members = graph_.members[f];
+    size_t base = 0;
+    for (size_t i = 0; i < members.size(); ++i)
+      if (const int16_t state = states[members[i]]; state != kMissingCase)
+        base += static_cast<size_t>(state) * graph_.families[f].strides[i];
+    bases.push_back(static_cast<uint32_t>(base));
+  }
+}
+
+}  // namespace tv
