@@ -20,9 +20,9 @@ constexpr size_t kRowsTogether = 256;   // are split while they are in the neare
 
 }  // namespace
 
-CaseGroups::CaseGroups(const std::vector<Family>& families)
+CaseGroups::CaseGroups(const std::vector<Family>& families, GroupFinder& finder)
     : families_(families),
-      finder_(families),
+      finder_(finder),
       problems_(finder_),
       rows_(families.size()),
       ignored_((families.size() + 63) / 64),
@@ -34,25 +34,36 @@ CaseGroups::CaseGroups(const std::vector<Family>& families)
   }
 }
 
-void CaseGroups::split(const Domain& domain) {
-  const size_t count = domain.cases.count;
+void CaseGroups::split(const Domain& domain, size_t first, size_t count) {
   is_wide_.assign(count, 0);
-  for (size_t first = 0; first < count; first += kRowsTogether) {
-    const size_t rows = std::min(kRowsTogether, count - first);
-    read_rows(first, rows);
+  for (size_t begin = 0; begin < count; begin += kRowsTogether) {
+    const size_t rows = std::min(kRowsTogether, count - begin);
+    read_rows(first + begin, rows);
     for (size_t i = 0; i < rows; ++i) {
-      const double weight = static_cast<double>(case_count(domain, first + i));
-      if (weight > 0.0)
-        split_case(static_cast<uint32_t>(first + i), rows_.states(i), rows_.missing(i), weight);
+      const size_t row = first + begin + i;
+      const double weight = static_cast<double>(case_count(domain, row));
+      if (!(weight > 0.0) || split_case(rows_.states(i), rows_.missing(i), weight)) continue;
+      is_wide_[begin + i] = 1;
+      wide_.push_back(static_cast<uint32_t>(row));
     }
   }
   problems_.seal();
+  order_problems();
+  divide_problems();
+  count_complete_families(domain, first, count);
+  is_wide_ = {};
+}
+
+// By the first problem of their group: the numbers of groups depend on other blocks, which may be elsewhere.
+void CaseGroups::order_problems() {
+  std::vector<uint32_t> first(finder_.size(), static_cast<uint32_t>(problems_.size()));
+  for (uint32_t p = 0; p < problems_.size(); ++p)
+    first[problems_.group(p)] = std::min(first[problems_.group(p)], p);
   order_.resize(problems_.size());
   std::iota(order_.begin(), order_.end(), 0);
-  std::stable_sort(order_.begin(), order_.end(),
-                   [&](uint32_t a, uint32_t b) { return problems_.group(a) < problems_.group(b); });
-  divide_problems();
-  count_complete_families(domain);
+  std::stable_sort(order_.begin(), order_.end(), [&](uint32_t a, uint32_t b) {
+    return first[problems_.group(a)] < first[problems_.group(b)];
+  });
 }
 
 void CaseGroups::read_rows(size_t first, size_t count) {
@@ -81,18 +92,15 @@ void CaseGroups::divide_problems() {
   parts_.push_back(order_.size());
 }
 
-void CaseGroups::split_case(uint32_t row, const int16_t* states, const uint64_t* missing, double count) {
+// Whether all its groups are small enough.
+bool CaseGroups::split_case(const int16_t* states, const uint64_t* missing, double count) {
   numbers_.clear();
   std::copy_n(missing, left_.size(), left_.begin());
   for (size_t w = 0; w < left_.size(); ++w)
     while (left_[w] != 0) {
       const auto node = static_cast<uint32_t>(64 * w + static_cast<size_t>(std::countr_zero(left_[w])));
       numbers_.push_back(finder_.find(node, missing, ignored_.data()));
-      if (numbers_.back() == GroupFinder::kWide || finder_.group(numbers_.back()).is_wide) {
-        is_wide_[row] = 1;
-        wide_.push_back(row);
-        return;
-      }
+      if (numbers_.back() == GroupFinder::kWide || finder_.group(numbers_.back()).is_wide) return false;
       for (size_t i = 0; i < left_.size(); ++i) left_[i] &= ~finder_.found()[i];
     }
   for (const uint32_t group : numbers_) {
@@ -100,11 +108,11 @@ void CaseGroups::split_case(uint32_t row, const int16_t* states, const uint64_t*
     if (problem == weights_.size()) weights_.push_back(0.0);
     weights_[problem] += count;
   }
+  return true;
 }
 
 // Column by column, family by family.
-void CaseGroups::count_complete_families(const Domain& domain) {
-  const size_t count = domain.cases.count;
+void CaseGroups::count_complete_families(const Domain& domain, size_t first, size_t count) {
   std::vector<uint32_t> places(count);
   std::vector<unsigned char> lacks(count);
   for (size_t f = 0; f < families_.size(); ++f) {
@@ -113,7 +121,7 @@ void CaseGroups::count_complete_families(const Domain& domain) {
     std::fill(places.begin(), places.end(), 0);
     std::copy(is_wide_.begin(), is_wide_.end(), lacks.begin());
     for (size_t i = 0; i < members.size(); ++i) {
-      const int16_t* const column = columns_[members[i]];
+      const int16_t* const column = columns_[members[i]] + first;
       const auto stride = static_cast<uint32_t>(families_[f].strides[i]);
       for (size_t row = 0; row < count; ++row) {
         lacks[row] |= column[row] == kMissingCase;
@@ -123,7 +131,8 @@ void CaseGroups::count_complete_families(const Domain& domain) {
     double* const numbers = complete_[f].numbers.data();
     const std::vector<tv_number_t>& counts = domain.cases.counts;
     for (size_t row = 0; row < count; ++row)
-      if (!lacks[row]) numbers[places[row]] += counts.empty() ? 1.0 : static_cast<double>(counts[row]);
+      if (!lacks[row])
+        numbers[places[row]] += counts.empty() ? 1.0 : static_cast<double>(counts[first + row]);
   }
 }
 
@@ -156,7 +165,8 @@ tv_status_t CaseGroups::solve(Part& part, size_t begin, size_t end) const {
   return tv_status_none;
 }
 
-tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_likelihood, size_t threads) {
+tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_likelihood,
+                               size_t threads) const {
   for (size_t f = 0; f < families_.size(); ++f) {
     const std::vector<double>& numbers = complete_[f].numbers;
     const tv_number_t* const table = families_[f].table->data.data();
@@ -166,9 +176,7 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
   }
   if (problems_.size() == 0) return tv_status_none;
   std::vector<Part> parts(parts_.size() - 1);
-  for (Part& part : parts)
-    for (const Family& family : families_)
-      part.counts.push_back(family.is_learned ? empty_counts(family) : FamilyCounts());
+  for (Part& part : parts) part.counts = empty_counts(families_);
   struct Context {
     const CaseGroups& groups;
     std::vector<Part>& parts;
@@ -185,8 +193,7 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
   for (const Part& part : parts) {
     if (part.status) return part.status;
     log_likelihood += part.log_likelihood;
-    for (size_t f = 0; f < families_.size(); ++f)
-      if (families_[f].is_learned) counts[f].add(part.counts[f]);
+    add_counts(counts, part.counts);
   }
   return tv_status_none;
 }

@@ -37,7 +37,7 @@ void add_complete_family(const Family& family, size_t row, double weight, Family
   const size_t count = family.table->continuous_count;
   double* moment = counts.moments.data() + configuration * moment_count(count);
   const auto entry = [&](size_t i) {
-    return i == 0 ? 1.0 : family.deviation(i - 1, case_value(*family.continuous(i - 1), row));
+    return i == 0 ? 1.0 : counts.deviation(i - 1, case_value(*family.continuous(i - 1), row));
   };
   for (size_t i = 0; i <= count; ++i)
     for (size_t j = 0; j <= i; ++j) *moment++ += weight * entry(i) * entry(j);

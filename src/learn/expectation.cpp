@@ -1,11 +1,13 @@
 // Choosing how the cases are answered.
 #include "learn/expectation.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "learn/case_propagation.h"
 #include "learn/complete_cases.h"
 #include "network/cases.h"
+#include "tables/limits.h"
 
 namespace tv {
 namespace {
@@ -25,43 +27,73 @@ bool is_factor(const Family& family) noexcept { return family.node->category != 
 
 }  // namespace
 
-Expectation::Expectation(Domain& domain, const std::vector<Family>& families, size_t threads)
-    : domain_(domain), families_(families), threads_(threads) {
-  for (size_t row = 0; row < domain.cases.count; ++row) incomplete_ += !case_is_complete(families, row);
-  if (!can_be_grouped(domain, families)) {
-    sort_cases();
-    return;
+Expectation::Expectation(Domain& domain, const std::vector<Family>& families, size_t threads,
+                         uint64_t first_block)
+    : domain_(domain), families_(families), threads_(threads), first_block_(first_block), origins_(families) {
+  if (can_be_grouped(domain, families)) finder_.emplace(families);
+  for (size_t first = 0; first < domain.cases.count; first += limits.block_cases)
+    blocks_.push_back(block_of(first, std::min(limits.block_cases, domain.cases.count - first)));
+}
+
+Expectation::Block Expectation::block_of(size_t first, size_t count) {
+  Block block{first, count};
+  for (size_t row = first; row < first + count; ++row) {
+    block.incomplete += !case_is_complete(families_, row);
+    block.weight += static_cast<double>(case_count(domain_, row));
   }
-  groups_.emplace(families);
-  groups_->split(domain);
-  others_ = groups_->wide_cases();
+  block.means = origins_.means_of_cases(first, count);
+  if (!finder_) {
+    sort_cases(block);
+    return block;
+  }
+  block.groups.emplace(families_, *finder_);
+  block.groups->split(domain_, first, count);
+  block.others = block.groups->wide_cases();
+  return block;
 }
 
-void Expectation::sort_cases() {
+void Expectation::sort_cases(Block& block) const {
   const bool needs_propagation = !domain_.chain_potentials.empty();
-  for (uint32_t row = 0; row < domain_.cases.count; ++row)
+  for (size_t row = block.first; row < block.first + block.count; ++row)
     if (case_count(domain_, row) > 0)
-      (!needs_propagation && case_is_complete(families_, row) ? complete_ : others_).push_back(row);
+      (!needs_propagation && case_is_complete(families_, row) ? block.complete : block.others)
+          .push_back(static_cast<uint32_t>(row));
 }
 
-void Expectation::add_complete_cases(std::vector<FamilyCounts>& counts, double& log_likelihood) const {
-  for (const uint32_t row : complete_) {
+uint64_t Expectation::incomplete_cases() const noexcept {
+  uint64_t count = 0;
+  for (const Block& block : blocks_) count += block.incomplete;
+  return count;
+}
+
+void Expectation::add_complete_cases(const Block& block, BlockSums& sums) const {
+  for (const uint32_t row : block.complete) {
     const double weight = static_cast<double>(case_count(domain_, row));
     for (size_t f = 0; f < families_.size(); ++f) {
-      if (is_factor(families_[f])) log_likelihood += weight * log_probability_of(families_[f], row);
-      if (families_[f].is_learned) add_complete_family(families_[f], row, weight, counts[f]);
+      if (is_factor(families_[f])) sums.log_likelihood += weight * log_probability_of(families_[f], row);
+      if (families_[f].is_learned) add_complete_family(families_[f], row, weight, sums.counts[f]);
     }
   }
 }
 
-tv_status_t Expectation::run(std::vector<FamilyCounts>& counts, double& log_likelihood) {
-  for (FamilyCounts& count : counts) count.clear();
-  log_likelihood = 0.0;
-  if (groups_) {
-    if (tv_status_t status = groups_->expect(counts, log_likelihood, threads_)) return store_status(status);
+tv_status_t Expectation::run(const Block& block, CasePropagator& propagator, BlockSums& sums) const {
+  sums.counts = origins_.counts_about(block.means);
+  if (block.groups)
+    if (tv_status_t status = block.groups->expect(sums.counts, sums.log_likelihood, threads_))
+      return store_status(status);
+  add_complete_cases(block, sums);
+  return propagator.add(block.others, sums.counts, sums.log_likelihood);
+}
+
+tv_status_t Expectation::run(BlockTree& tree) const {
+  CasePropagator propagator(domain_, families_, threads_);
+  for (size_t b = 0; b < blocks_.size(); ++b) {
+    const Block& block = blocks_[b];
+    BlockSums sums{first_block_ + b, 0, block.count, block.incomplete, block.weight, 0.0, {}};
+    if (tv_status_t status = run(block, propagator, sums)) return status;
+    tree.append(std::move(sums));
   }
-  add_complete_cases(counts, log_likelihood);
-  return expect_by_propagation(domain_, families_, others_, threads_, counts, log_likelihood);
+  return tv_status_none;
 }
 
 }  // namespace tv

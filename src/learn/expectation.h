@@ -3,31 +3,48 @@
 
 #include <optional>
 
+#include "learn/block_sums.h"
 #include "learn/case_groups.h"
+#include "learn/origins.h"
 
 namespace tv {
 
+class CasePropagator;
+
 class Expectation {
  public:
-  Expectation(Domain& domain, const std::vector<Family>& families, size_t threads);
+  // `first_block`: where the cases of the domain begin among all, of which they may be a part.
+  Expectation(Domain& domain, const std::vector<Family>& families, size_t threads, uint64_t first_block = 0);
 
   // How many cases lack something.
-  size_t incomplete_cases() const noexcept { return incomplete_; }
+  uint64_t incomplete_cases() const noexcept;
 
-  // Clears the counts and fills them; the log-likelihood of the cases. A failure is that of a propagation.
-  tv_status_t run(std::vector<FamilyCounts>& counts, double& log_likelihood);
+  // Appends the sums of all blocks. A failure is that of a propagation.
+  tv_status_t run(BlockTree& tree) const;
 
  private:
-  void sort_cases();
-  void add_complete_cases(std::vector<FamilyCounts>& counts, double& log_likelihood) const;
+  struct Block {
+    size_t first, count;  // rows
+    uint64_t incomplete = 0;
+    double weight = 0.0;
+    std::vector<double> means = {};         // of continuous nodes, see Origins
+    std::optional<CaseGroups> groups = {};  // where all that is missing is discrete and free of conditions
+    // Without groups: cases that lack nothing; those that are propagated.
+    std::vector<uint32_t> complete = {}, others = {};
+  };
+
+  Block block_of(size_t first, size_t count);
+  void sort_cases(Block& block) const;
+  tv_status_t run(const Block& block, CasePropagator& propagator, BlockSums& sums) const;
+  void add_complete_cases(const Block& block, BlockSums& sums) const;
 
   Domain& domain_;
   const std::vector<Family>& families_;
-  size_t threads_;
-  size_t incomplete_ = 0;
-  std::optional<CaseGroups> groups_;  // where all that is missing is discrete and free of conditions
-  std::vector<uint32_t> complete_,
-      others_;  // without groups: cases that lack nothing; those that are propagated
+  const size_t threads_;
+  const uint64_t first_block_;
+  const Origins origins_;
+  std::optional<GroupFinder> finder_;  // of all groups
+  std::vector<Block> blocks_;
 };
 
 }  // namespace tv

@@ -2,22 +2,47 @@
 #include "learn/families.h"
 
 #include <algorithm>
-#include <cmath>
 
-#include "network/cases.h"
 #include "network/node_operations.h"
 #include "tables/table_numbers.h"
 
 namespace tv {
 
-void FamilyCounts::clear() noexcept {
-  std::fill(numbers.begin(), numbers.end(), 0.0);
-  std::fill(moments.begin(), moments.end(), 0.0);
+namespace {
+
+// Adds the moments of one configuration, which were taken about other origins: with a difference d of each,
+// the sum of (x + d)(y + e) is that of xy + ey + dx + de. The first of them is the constant, which has none.
+void add_shifted(double* moments, const double* others, const FamilyCounts& counts,
+                 const FamilyCounts& other) noexcept {
+  const auto difference = [&](size_t i) {
+    return i == 0 ? 0.0 : other.origins[i - 1] - counts.origins[i - 1];
+  };
+  const auto first = [&](size_t i) { return others[i * (i + 1) / 2]; };  // of its row: the sum of x
+  for (size_t i = 0, place = 0; i <= counts.origins.size(); ++i)
+    for (size_t j = 0; j <= i; ++j, ++place)
+      moments[place] += others[place] + difference(j) * first(i) +
+                        difference(i) * (j == 0 ? others[0] : first(j) + difference(j) * others[0]);
 }
+
+}  // namespace
 
 void FamilyCounts::add(const FamilyCounts& other) noexcept {
   for (size_t i = 0; i < numbers.size(); ++i) numbers[i] += other.numbers[i];
-  for (size_t i = 0; i < moments.size(); ++i) moments[i] += other.moments[i];
+  if (origins == other.origins) {
+    for (size_t i = 0; i < moments.size(); ++i) moments[i] += other.moments[i];
+    return;
+  }
+  const size_t size = moment_count(origins.size());
+  for (size_t i = 0; i < moments.size(); i += size)
+    add_shifted(moments.data() + i, other.moments.data() + i, *this, other);
+}
+
+FamilyCounts FamilyCounts::cleared() const {
+  FamilyCounts counts;
+  counts.numbers.resize(numbers.size());
+  counts.moments.resize(moments.size());
+  counts.origins = origins;
+  return counts;
 }
 
 bool is_to_be_learned(const Node& node) noexcept {
@@ -26,21 +51,6 @@ bool is_to_be_learned(const Node& node) noexcept {
   if (!has_data(experience)) return true;  // zeros
   return *std::max_element(experience.data.data(), experience.data.data() + experience.size) >= 0;
 }
-
-namespace {
-
-double mean_of_cases(const Node& node) noexcept {
-  double sum = 0.0, count = 0.0;
-  for (size_t row = 0; row < node.domain->cases.count; ++row) {
-    if (!case_is_set(node, row)) continue;
-    sum += node.cases.values[row];
-    ++count;
-  }
-  const double mean = sum / count;
-  return std::isfinite(mean) ? mean : 0.0;
-}
-
-}  // namespace
 
 tv_status_t collect_families(Domain& domain, std::vector<Family>& families) {
   for (Node& node : domain.nodes) {
@@ -58,8 +68,6 @@ tv_status_t collect_families(Domain& domain, std::vector<Family>& families) {
       family.strides[i] = stride;
     for (size_t i = 0; i < family.table->discrete_count; ++i)
       family.members.push_back(family.table->nodes[i]);
-    for (size_t i = 0; i < family.table->continuous_count; ++i)
-      family.origins.push_back(mean_of_cases(*family.continuous(i)));
     families.push_back(std::move(family));
   }
   return tv_status_none;
@@ -83,9 +91,30 @@ std::vector<size_t> places_of_configurations(const Table& own, const Table& othe
 FamilyCounts empty_counts(const Family& family) {
   FamilyCounts counts;
   counts.numbers.assign(family.size(), 0.0);
-  if (is_continuous(*family.node))
+  if (is_continuous(*family.node)) {
     counts.moments.assign(family.size() * moment_count(family.table->continuous_count), 0.0);
+    counts.origins.assign(family.table->continuous_count, 0.0);
+  }
   return counts;
+}
+
+std::vector<FamilyCounts> empty_counts(const std::vector<Family>& families) {
+  std::vector<FamilyCounts> counts;
+  counts.reserve(families.size());
+  for (const Family& family : families)
+    counts.push_back(family.is_learned ? empty_counts(family) : FamilyCounts());
+  return counts;
+}
+
+std::vector<FamilyCounts> cleared(const std::vector<FamilyCounts>& counts) {
+  std::vector<FamilyCounts> result;
+  result.reserve(counts.size());
+  for (const FamilyCounts& count : counts) result.push_back(count.cleared());
+  return result;
+}
+
+void add_counts(std::vector<FamilyCounts>& counts, const std::vector<FamilyCounts>& others) noexcept {
+  for (size_t f = 0; f < counts.size(); ++f) counts[f].add(others[f]);
 }
 
 }  // namespace tv

@@ -15,9 +15,6 @@ struct Family {
   Table* table = nullptr;
   std::vector<const Node*> members;  // the discrete ones, in the order of the table
   std::vector<size_t> strides;       // of each in the table
-  // Moments are taken about a value near the data, so that nothing is lost to cancellation: by continuous
-  // node of the table, of which the family's own comes first.
-  std::vector<double> origins;
   bool is_learned = false;
   std::vector<size_t> experience_places;  // of a learned one: by configuration of the parents
 
@@ -29,7 +26,6 @@ struct Family {
   bool learns(size_t configuration) const noexcept { return experience(configuration) >= 0; }
 
   const Node* continuous(size_t i) const noexcept { return table->nodes[table->discrete_count + i]; }
-  double deviation(size_t i, double value) const noexcept { return value - origins[i]; }
   size_t size() const noexcept { return table->size; }
 };
 
@@ -38,9 +34,15 @@ struct Family {
 struct FamilyCounts {
   std::vector<double> numbers;
   std::vector<double> moments;  // for each configuration the lower triangle, row by row
+  // Moments are taken about a value near the data, so that nothing is lost to cancellation: by continuous
+  // node of the table, of which the family's own comes first.
+  std::vector<double> origins;
 
-  void clear() noexcept;
-  void add(const FamilyCounts& other) noexcept;
+  double deviation(size_t i, double value) const noexcept { return value - origins[i]; }
+  void add(const FamilyCounts& other) noexcept;  // which may have other origins
+
+  // Nothing yet, of the same shape and with the same origins.
+  FamilyCounts cleared() const;
 };
 
 // How many numbers the lower triangle of the moments of (1, parents, node) has.
@@ -57,6 +59,14 @@ bool is_to_be_learned(const Node& node) noexcept;
 // may have the parents in another order.
 std::vector<size_t> places_of_configurations(const Table& own, const Table& other);
 
+// With origins of 0.
 FamilyCounts empty_counts(const Family& family);
+
+// By family; nothing at all for one that is not learned.
+std::vector<FamilyCounts> empty_counts(const std::vector<Family>& families);
+std::vector<FamilyCounts> cleared(const std::vector<FamilyCounts>& counts);
+
+// To the families that are learned.
+void add_counts(std::vector<FamilyCounts>& counts, const std::vector<FamilyCounts>& others) noexcept;
 
 }  // namespace tv

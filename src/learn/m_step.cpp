@@ -30,8 +30,8 @@ void maximize_discrete(const Family& family, const FamilyCounts& counts) {
 // (1, node, parents).
 class Regression {
  public:
-  Regression(const Family& family, const double* moments, double number)
-      : size_(family.table->continuous_count + 1), matrix_(size_ * size_), is_swept_(size_, false) {
+  Regression(size_t continuous, const double* moments, double number)
+      : size_(continuous + 1), matrix_(size_ * size_), is_swept_(size_, false) {
     for (size_t i = 0; i < size_; ++i)
       for (size_t j = 0; j <= i; ++j) at(i, j) = at(j, i) = *moments++ / number;
     std::vector<double> scale(size_);
@@ -68,14 +68,15 @@ class Regression {
   std::vector<bool> is_swept_;
 };
 
-void set_regression(const Family& family, size_t configuration, const Regression& regression) {
+void set_regression(const Family& family, const FamilyCounts& counts, size_t configuration,
+                    const Regression& regression) {
   Table& table = *family.table;
   double* const block = table.cg_data.data() + configuration * table.cg_size;
-  double intercept = family.origins[0] + regression.coefficient(0);
+  double intercept = counts.origins[0] + regression.coefficient(0);
   for (size_t i = 1; i < table.continuous_count; ++i) {
     const double coefficient = regression.coefficient(i + 1);
     block[cg_covariance_index(i, 0)] = coefficient;
-    intercept -= coefficient * family.origins[i];
+    intercept -= coefficient * counts.origins[i];
   }
   block[cg_mean_index(0)] = intercept;
 }
@@ -88,8 +89,8 @@ void maximize_continuous(const Family& family, const FamilyCounts& counts) {
   for (size_t c = 0; c < family.size(); ++c) {
     const double number = counts.numbers[c];
     if (!family.learns(c) || !(number > 0.0)) continue;
-    const Regression regression(family, counts.moments.data() + c * moments, number);
-    set_regression(family, c, regression);
+    const Regression regression(table.continuous_count, counts.moments.data() + c * moments, number);
+    set_regression(family, counts, c, regression);
     variances[c] = regression.residual_variance();
     pooled += number * variances[c];
     total += number;
@@ -112,6 +113,38 @@ void maximize(const Family& family, const FamilyCounts& counts) {
     maximize_discrete(family, counts);
   } else {
     maximize_continuous(family, counts);
+  }
+}
+
+void maximize_all(const std::vector<Family>& families, const std::vector<FamilyCounts>& counts) {
+  for (size_t f = 0; f < families.size(); ++f)
+    if (families[f].is_learned) maximize(families[f], counts[f]);
+}
+
+std::vector<FamilyCounts> counts_with_prior(const std::vector<Family>& families, BlockSums&& cases,
+                                            const std::vector<FamilyCounts>& prior) {
+  if (cases.counts.empty()) return prior.empty() ? empty_counts(families) : prior;
+  std::vector<FamilyCounts> counts = std::move(cases.counts);
+  if (!prior.empty()) add_counts(counts, prior);
+  return counts;
+}
+
+void set_experience(const std::vector<Family>& families, const std::vector<FamilyCounts>& counts,
+                    const std::vector<FamilyCounts>& prior) noexcept {
+  for (size_t f = 0; f < families.size(); ++f) {
+    const Family& family = families[f];
+    if (!family.is_learned) continue;
+    Table& experience = *family.node->experience_table;
+    const size_t states = is_discrete(*family.node) ? family.node->number_of_states : 1;
+    for (size_t c = 0; c < experience.size; ++c) {
+      if (!family.learns(c)) continue;
+      const double* const numbers = counts[f].numbers.data() + c * states;
+      double count = std::accumulate(numbers, numbers + states, 0.0);
+      // A configuration that the network thinks impossible has no moments to stand for its experience.
+      if (is_continuous(*family.node) && !prior.empty())
+        count += static_cast<double>(family.experience(c)) - prior[f].numbers[c];
+      experience.data[family.experience_places[c]] = static_cast<tv_number_t>(count);
+    }
   }
 }
 

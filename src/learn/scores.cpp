@@ -24,12 +24,11 @@ tv_status_t compute_log_likelihood(Domain& domain) {
   std::vector<Family> families;
   if (tv_status_t status = collect_families(domain, families)) return status;
   for (Family& family : families) family.is_learned = false;
-  std::vector<FamilyCounts> counts(families.size());
-  Expectation expectation(domain, families, domain.em_concurrency_level);
-  double result = 0.0;
-  if (tv_status_t status = expectation.run(counts, result)) return status;
+  BlockTree tree;
+  if (tv_status_t status = Expectation(domain, families, domain.em_concurrency_level).run(tree))
+    return status;
   start_anew(domain);
-  domain.log_likelihood = result;
+  domain.log_likelihood = std::move(tree).total().log_likelihood;
   domain.log_likelihood_is_valid = true;
   return tv_status_none;
 }

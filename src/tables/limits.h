@@ -57,6 +57,7 @@ struct Limits {
   size_t idle_searches = 1000;         // for which an elimination schedule stays that none of them found
 
   // Learning
+  size_t block_cases = 65536;            // whose sums are formed before they are added to others
   size_t group_nodes = 64;               // missing together; more of them are not summed out, but propagated,
   size_t joint_states = 4096;            // and so are those of which more joint states are present at a time
   size_t kept_places = size_t{1} << 23;  // in tables, of 4 bytes, that groups of missing nodes keep

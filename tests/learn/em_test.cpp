@@ -3,7 +3,7 @@
 
 #include "em_world.h"
 #include "support/log.h"
-#include "tables/limits.h"
+#include "support/other_ways.h"
 
 namespace test {
 namespace {
@@ -111,7 +111,9 @@ void compare(const DomainOwner& domain, const std::vector<Row>& rows, const std:
 
 TEST(Em, AgreesWithEnumerationOnDiscreteNetworks) {
   Generator random(1);
+  const KeptLimits kept;
   for (int round = 0; round < 200 && !testing::Test::HasFailure(); ++round) {
+    tv::limits.block_cases = round % 3 == 0 ? 4 : 65536;
     const DomainOwner domain = random_network(random, Values::positive, {6, 300, 4, 3, 0.5});
     const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
     normalize(nodes);
@@ -288,7 +290,9 @@ TEST(Em, LogLikelihoodsFollowCasesAndTables) {
 // A class that is never seen, with values below it, and a regression whose line depends on the class.
 TEST(Em, AgreesWithEnumerationOnMixedNetworks) {
   Generator random(2);
+  const KeptLimits kept;
   for (int round = 0; round < 40 && !testing::Test::HasFailure(); ++round) {
+    tv::limits.block_cases = round % 2 == 0 ? 3 : 65536;
     const DomainOwner domain = new_domain();
     tv_node_t* kind = add_node(domain.get(), "kind", 2, {}, {0.4f, 0.6f});
     tv_node_t* sign = add_node(domain.get(), "sign", 3, {kind}, {0.2f, 0.3f, 0.5f, 0.6f, 0.1f, 0.3f});
@@ -317,7 +321,9 @@ TEST(Em, AgreesWithEnumerationOnMixedNetworks) {
 
 // y = a + x + noise, y missing in half the cases: those say nothing of the line, and count its own noise for
 // the variance, so that the estimates are those of the complete half.
-TEST(Em, MissingValuesLeaveARegressionToTheOthers) {
+void expect_regression_of_the_others(size_t block_cases) {
+  const KeptLimits kept;
+  tv::limits.block_cases = block_cases;
   Generator random(3);
   const DomainOwner domain = new_domain();
   tv_node_t* x = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_continuous);
@@ -347,6 +353,11 @@ TEST(Em, MissingValuesLeaveARegressionToTheOthers) {
   EXPECT_NEAR(tv_node_get_intercept(y, 0), 1000.0 + sy / n - slope * (1000.0 + sx / n), 0.1);
   EXPECT_NEAR(tv_node_get_conditional_variance(y, 0), variance, 1e-4);
   EXPECT_NEAR(tv_table_get_data(tv_node_get_experience_table(y))[0], 60.0, 1e-4);
+}
+
+// In blocks of one case some know nothing of y, and each has moments about another value.
+TEST(Em, MissingValuesLeaveARegressionToTheOthers) {
+  for (const size_t block_cases : {65536, 7, 1}) expect_regression_of_the_others(block_cases);
 }
 
 // The parents stand in another order there than in the node's own table.
@@ -428,7 +439,10 @@ TEST(Em, FaintCasesAreNotImpossible) {
   }
 }
 
-std::vector<float> learned_bits(size_t threads) {
+// Tables, and a sum in double precision, which tells more.
+std::vector<double> learned_bits(size_t threads, size_t block_cases) {
+  const KeptLimits kept;
+  tv::limits.block_cases = block_cases;
   Generator random(5);
   const DomainOwner domain = new_domain();
   std::vector<tv_node_t*> nodes;
@@ -445,7 +459,8 @@ std::vector<float> learned_bits(size_t threads) {
   tv_domain_set_em_concurrency_level(domain.get(), threads);
   EXPECT_EQ(tv_domain_compile(domain.get()), tv_status_none);
   EXPECT_EQ(tv_domain_learn_tables(domain.get()), tv_status_none);
-  std::vector<float> bits;
+  EXPECT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
+  std::vector<double> bits{tv_domain_get_log_likelihood(domain.get())};
   for (tv_node_t* node : nodes) {
     tv_table_t* table = tv_node_get_table(node);
     bits.insert(bits.end(), tv_table_get_data(table), tv_table_get_data(table) + tv_table_get_size(table));
@@ -453,12 +468,20 @@ std::vector<float> learned_bits(size_t threads) {
   return bits;
 }
 
+// Also where few groups keep their maps, so that most are made again and again, and where most are
+// propagated.
 TEST(Em, HasTheSameBitsForEveryNumberOfThreads) {
-  const std::vector<float> bits = learned_bits(1);
-  for (const size_t threads : {2, 3, 7}) EXPECT_EQ(learned_bits(threads), bits);
-  const size_t usual = std::exchange(tv::limits.kept_places, 100);  // so that most are made again and again
-  for (const size_t threads : {1, 3}) EXPECT_EQ(learned_bits(threads), bits);
-  tv::limits.kept_places = usual;
+  const KeptLimits kept;
+  const std::vector<double> bits = learned_bits(1, 65536);
+  for (const size_t threads : {2, 3, 7}) EXPECT_EQ(learned_bits(threads, 65536), bits);
+  tv::limits.kept_places = 100;
+  for (const size_t threads : {1, 3}) EXPECT_EQ(learned_bits(threads, 65536), bits);
+  for (const size_t joint_states : {4096, 20}) {
+    tv::limits.joint_states = joint_states;
+    const std::vector<double> in_blocks = learned_bits(1, 700);
+    EXPECT_NE(in_blocks, bits);  // their sums are rounded elsewhere
+    for (const size_t threads : {2, 3}) EXPECT_EQ(learned_bits(threads, 700), in_blocks);
+  }
 }
 
 }  // namespace
