@@ -105,7 +105,8 @@
  * attributes; user data; links; graph queries; display; tables of nodes; tables; expressions; models;
  * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
  * propagation; probability and conflict of the evidence; beliefs and other results; policies of decisions;
- * queries; reading networks; writing networks; cases; data sets; random numbers.
+ * queries; reading networks; writing networks; cases; learning from parts of the cases; data sets; random
+ * numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -165,6 +166,9 @@ typedef struct tv_column_summary_s tv_column_summary_t;
 
 /** Another evidence over a compiled domain, with results of its own. Yours: tv_query_delete frees it. */
 typedef struct tv_query_s tv_query_t;
+
+/** What cases lead to expect, for learning from parts of them. Yours: tv_em_statistics_delete frees it. */
+typedef struct tv_em_statistics_s tv_em_statistics_t;
 
 /**
  * The outcome of a call: 0 for success, otherwise one of the codes below. The numbers are fixed.
@@ -4986,6 +4990,193 @@ TV_API tv_node_t** tv_domain_new_nodes_from_data_set(tv_domain_t* domain, const 
  * @return the data set: free it with tv_data_set_delete; NULL on failure
  */
 TV_API tv_data_set_t* tv_domain_cases_to_data_set(tv_domain_t* domain);
+
+/** @} */
+
+/**
+ * @defgroup em_statistics Learning from parts of the cases
+ * One iteration of tv_domain_learn_tables in pieces, for cases that are too many for one domain, process or
+ * machine (docs/learning.md). Each has a domain with the same network and some of the cases, and computes the
+ * *statistics* of these; statistics are added, also after they travelled as bytes, and give the tables that
+ * the next iteration starts from.
+ *
+ * Parts of the cases begin at multiples of tv_get_em_block_size. However the cases are parted, and in
+ * whatever order the statistics are added, tables come out the same, bit for bit, as tv_domain_learn_tables
+ * makes them:
+ *
+ *     known = tv_domain_new_em_prior(domain);
+ *     do {
+ *       sum = tv_domain_new_em_statistics(domain, first_case);
+ *       for (each other part) tv_em_statistics_add(sum, its statistics, computed with the same tables);
+ *       tv_em_statistics_add(sum, known);
+ *       tv_em_statistics_set_tables(sum, domain);
+ *     } while (the log-likelihood of the sum has changed and not the last iteration);
+ *     tv_em_statistics_set_experience(sum, domain);
+ *
+ * Statistics belong to no domain, and are of use to any with the same network: discrete and continuous nodes
+ * with these names and states, in this order, with these parents and with experience tables that make the
+ * same nodes learn. Different threads may read them at the same time while nobody changes them.
+ * @{
+ */
+
+/**
+ * Returns of how many cases the blocks consist whose sums are formed before they are added to each other.
+ *
+ * @return 65536
+ */
+TV_API size_t tv_get_em_block_size(void);
+
+/**
+ * Computes the statistics of the cases of a domain under its present tables: how often each state of each
+ * family of nodes that are learned is to be expected, or its moments, and the log-likelihood.
+ *
+ * Tables may have changed since the domain was propagated, and there may be no case at all. The domain's
+ * results stay what they are. tv_domain_set_em_concurrency_level sets how many threads take part. Nodes
+ * without a name get one (tv_node_get_name).
+ *
+ * @param domain      a compiled domain
+ * @param first_case  where its cases begin among those of all parts, a multiple of tv_get_em_block_size
+ * @return the statistics: free it with tv_em_statistics_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_usage: `first_case` is no such multiple; the domain has continuous nodes and nodes that must be
+ *   instantiated; a table depends on results of function nodes; no node is to be learned
+ * - tv_status_functional_dependency: function nodes make the order of decisions undefined
+ * - tv_status_inconsistency_or_underflow: a case is impossible
+ * - tv_status_overflow, tv_status_low_density, tv_status_zero_variance: a case could not be propagated
+ */
+TV_API tv_em_statistics_t* tv_domain_new_em_statistics(tv_domain_t* domain, size_t first_case);
+
+/**
+ * Makes statistics of what is known beforehand: the experience counts of a domain times its present
+ * distributions. They are to be made once, before tables change, and added to the statistics of all cases in
+ * each iteration; where they are left out, the cases alone decide.
+ *
+ * Nodes without a name get one (tv_node_get_name).
+ *
+ * @param domain  a compiled domain, propagated without evidence
+ * @return the statistics: free it with tv_em_statistics_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_usage: the domain is not in sum equilibrium, or has evidence or tables to be propagated; it has
+ *   continuous nodes and nodes that must be instantiated; a table depends on results of function nodes; no
+ *   node is to be learned
+ * - tv_status_functional_dependency: function nodes make the order of decisions undefined
+ */
+TV_API tv_em_statistics_t* tv_domain_new_em_prior(tv_domain_t* domain);
+
+/**
+ * Deletes statistics.
+ *
+ * @param statistics  the statistics
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_em_statistics_delete(tv_em_statistics_t* statistics);
+
+/**
+ * Adds the statistics of another part of the cases, or of what is known beforehand.
+ *
+ * @param statistics  the statistics that grow
+ * @param other       those that are added; they stay what they are
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: both have cases of the same block of tv_get_em_block_size, or what is known beforehand;
+ *   they are of different networks
+ */
+TV_API tv_status_t tv_em_statistics_add(tv_em_statistics_t* statistics, const tv_em_statistics_t* other);
+
+/**
+ * Counts the cases of statistics, each of them once.
+ *
+ * @param statistics  the statistics
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_em_statistics_get_number_of_cases(const tv_em_statistics_t* statistics);
+
+/**
+ * Counts the cases that lack something. Where there are none, one iteration of learning suffices.
+ *
+ * @param statistics  the statistics
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_em_statistics_get_number_of_incomplete_cases(const tv_em_statistics_t* statistics);
+
+/**
+ * Returns the sum of the counts of the cases (tv_domain_set_case_count).
+ *
+ * @param statistics  the statistics
+ * @return the sum; -1.0 on failure
+ */
+TV_API double tv_em_statistics_get_case_count(const tv_em_statistics_t* statistics);
+
+/**
+ * Returns the log-likelihood of the cases under the tables that the statistics were computed with.
+ *
+ * @param statistics  the statistics
+ * @return the log-likelihood, 0.0 without cases; 1.0 on failure
+ */
+TV_API double tv_em_statistics_get_log_likelihood(const tv_em_statistics_t* statistics);
+
+/**
+ * Writes statistics as bytes, from which tv_domain_parse_em_statistics makes them again, on any machine.
+ *
+ * @param statistics  the statistics
+ * @param[out] size   how many bytes there are
+ * @return the bytes, yours: free it with free(); NULL on failure
+ */
+TV_API void* tv_em_statistics_to_bytes(const tv_em_statistics_t* statistics, size_t* size);
+
+/**
+ * Reads statistics from the bytes of tv_em_statistics_to_bytes.
+ *
+ * Nodes without a name get one (tv_node_get_name).
+ *
+ * @param domain  a domain with the network that they are of
+ * @param bytes   the bytes
+ * @param size    how many there are
+ * @return the statistics: free it with tv_em_statistics_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_parse: the bytes are no statistics, of another version, or damaged
+ * - tv_status_usage: the statistics are of another network, or no node is to be learned
+ */
+TV_API tv_em_statistics_t* tv_domain_parse_em_statistics(tv_domain_t* domain, const void* bytes, size_t size);
+
+/**
+ * Sets the tables of the nodes that are learned to those that make the statistics of all cases, and of what
+ * is known beforehand, most likely. Tables that change are to be propagated, as after tv_node_touch_table;
+ * the next statistics can be computed at once.
+ *
+ * @param statistics  the statistics
+ * @param domain      a compiled domain with the network that they are of
+ * @return tv_status_none, or the code of a failure, after which the tables are what they were
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_usage: the statistics are of another network; the domain has continuous nodes and nodes that
+ *   must be instantiated; a table depends on results of function nodes; no node is to be learned
+ * - tv_status_functional_dependency: function nodes make the order of decisions undefined
+ */
+TV_API tv_status_t tv_em_statistics_set_tables(const tv_em_statistics_t* statistics, tv_domain_t* domain);
+
+/**
+ * Sets the experience counts of the nodes that are learned to how many cases the statistics expect, beside
+ * those that are known beforehand. It is to be done once, after the last iteration.
+ *
+ * @param statistics  the statistics of all cases and of what is known beforehand
+ * @param domain      a compiled domain with the network that they are of
+ * @return tv_status_none, or the code of a failure, after which the counts are what they were
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_usage: the statistics are of another network; the domain has continuous nodes and nodes that
+ *   must be instantiated; a table depends on results of function nodes; no node is to be learned
+ * - tv_status_functional_dependency: function nodes make the order of decisions undefined
+ */
+TV_API tv_status_t tv_em_statistics_set_experience(const tv_em_statistics_t* statistics, tv_domain_t* domain);
 
 /** @} */
 

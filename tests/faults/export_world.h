@@ -39,15 +39,20 @@ struct World {
   struct DeleteDataSet {
     void operator()(tv_data_set_t* what) const { tv_data_set_delete(what); }
   };
+  struct DeleteStatistics {
+    void operator()(tv_em_statistics_t* what) const { tv_em_statistics_delete(what); }
+  };
   struct DeleteSummary {
     void operator()(tv_column_summary_t* what) const { tv_column_summary_delete(what); }
   };
+  using Statistics = std::unique_ptr<tv_em_statistics_t, DeleteStatistics>;
   using Summary = std::unique_ptr<tv_column_summary_t, DeleteSummary>;
   std::unique_ptr<std::FILE, Close> net_stream;
   DomainOwner domain, made;
   std::unique_ptr<tv_query_t, DeleteQuery> query;
   std::unique_ptr<tv_data_set_t, DeleteDataSet> data, made_data;
   Summary summary;
+  Statistics statistics, other_statistics, made_statistics;
   tv_node_t *a, *b, *c, *d, *alone;
   tv_node_t *x = nullptr, *y = nullptr;          // continuous
   tv_node_t *choice = nullptr, *gain = nullptr;  // a decision and a utility

@@ -49,14 +49,24 @@ std::string describe(const tv_data_set_t* data) {
   return out;
 }
 
+std::string describe(const World::Statistics& statistics) {
+  size_t size = 0;
+  const std::unique_ptr<void, World::Free> bytes(tv_em_statistics_to_bytes(statistics.get(), &size));
+  return {static_cast<const char*>(bytes.get()), size};
+}
+
 }  // namespace
 
-std::string World::state() { return describe(domain.get()) + (data ? describe(data.get()) : ""); }
+std::string World::state() {
+  return describe(domain.get()) + (data ? describe(data.get()) : "") +
+         (statistics ? describe(statistics) : "");
+}
 
 std::string World::outcome() {
   std::string out;
   if (made_data) out += describe(made_data.get());
   if (made) out += describe(made.get());
+  if (made_statistics) out += describe(made_statistics);
   if (table) out += describe(table.get());
   if (owned_table) out += describe(owned_table);
   if (node) out += tv_node_get_name(node);
@@ -72,6 +82,7 @@ std::string World::outcome() {
   out += std::to_string(number) + "\n";
   made.reset();
   made_data.reset();
+  made_statistics.reset();
   table.reset();
   expression.reset();
   list.reset();

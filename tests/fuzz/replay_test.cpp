@@ -11,6 +11,7 @@
 
 #include "fuzz/case_input.h"
 #include "fuzz/csv_input.h"
+#include "fuzz/em_statistics_input.h"
 
 namespace {
 
@@ -57,5 +58,6 @@ void replay_seeds(const std::string& folder, Target target) {
 TEST(Replay, NetSeeds) { replay_seeds("net", fuzz::parse_bytes); }
 TEST(Replay, CaseSeeds) { replay_seeds("case", fuzz::parse_case_bytes); }
 TEST(Replay, CsvSeeds) { replay_seeds("csv", fuzz::parse_csv_bytes); }
+TEST(Replay, EmStatisticsSeeds) { replay_seeds("em_statistics", fuzz::parse_statistics_bytes); }
 
 }  // namespace

@@ -8,68 +8,6 @@
 namespace test {
 namespace {
 
-// Cases in which every node is missing with some probability; nodes with values never are.
-std::vector<Row> random_rows(Generator& random, const std::vector<tv_node_t*>& nodes, size_t count,
-                             double missing) {
-  std::vector<Row> rows(count);
-  for (Row& row : rows)
-    for (tv_node_t* node : nodes) {
-      if (!is_discrete(node)) {
-        row.push_back(std::round(random.uniform() * 40.0 - 10.0) / 4.0);
-      } else {
-        row.push_back(random.chance(missing)
-                          ? NAN
-                          : static_cast<double>(random.below(tv_node_get_number_of_states(node))));
-      }
-    }
-  return rows;
-}
-
-void store(tv_domain_t* domain, const std::vector<tv_node_t*>& nodes, const std::vector<Row>& rows,
-           const std::vector<double>& weights) {
-  ASSERT_EQ(tv_domain_set_number_of_cases(domain, 0), tv_status_none);
-  for (size_t r = 0; r < rows.size(); ++r) {
-    ASSERT_EQ(tv_domain_new_case(domain), r);
-    for (size_t v = 0; v < nodes.size(); ++v) {
-      if (std::isnan(rows[r][v])) continue;
-      if (is_discrete(nodes[v])) {
-        tv_node_set_case_state(nodes[v], r, static_cast<size_t>(rows[r][v]));
-      } else {
-        tv_node_set_case_value(nodes[v], r, rows[r][v]);
-      }
-    }
-    tv_domain_set_case_count(domain, r, static_cast<float>(weights[r]));
-  }
-}
-
-// Gives most nodes an experience table: zeros, counts, and now and then a negative one.
-void give_experience(Generator& random, const std::vector<tv_node_t*>& nodes) {
-  for (tv_node_t* node : nodes) {
-    if (node != nodes.front() && random.chance(0.2)) continue;
-    tv_table_t* table = tv_node_get_experience_table(node);
-    if (!is_discrete(node) || random.chance(0.5)) continue;
-    float* const data = tv_table_get_data(table);
-    for (size_t i = 0; i < tv_table_get_size(table); ++i)
-      data[i] = random.chance(0.2) ? -1.0f : static_cast<float>(random.below(6));
-    if (node == nodes.front()) data[0] = 2.0f;
-  }
-}
-
-void normalize(const std::vector<tv_node_t*>& nodes) {
-  for (tv_node_t* node : nodes) {
-    if (!is_discrete(node)) continue;
-    tv_table_t* table = tv_node_get_table(node);
-    float* const data = tv_table_get_data(table);
-    const size_t states = tv_node_get_number_of_states(node);
-    for (size_t c = 0; c < tv_table_get_size(table); c += states) {
-      float sum = 0;
-      for (size_t s = 0; s < states; ++s) sum += data[c + s];
-      for (size_t s = 0; s < states; ++s) data[c + s] /= sum;
-    }
-    tv_node_touch_table(node);
-  }
-}
-
 void expect_near(const Distribution& found, const Distribution& expected, const std::string& what) {
   const auto compare = [&](const std::vector<double>& a, const std::vector<double>& b, double tolerance) {
     ASSERT_EQ(a.size(), b.size()) << what;
