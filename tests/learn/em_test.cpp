@@ -350,6 +350,28 @@ TEST(Em, GroupsMayBeWide) {
   }
 }
 
+// Also of a continuous node, whose prior has a weight of its own in the moments.
+TEST(Em, ExperienceGrowsByTheCases) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* const kind = add_node(domain.get(), "kind", 2, {}, {1.0f, 0.0f});
+  tv_node_t* const x = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_continuous);
+  tv_node_add_parent(x, kind);
+  for (size_t c = 0; c < 2; ++c) tv_node_set_conditional_variance(x, c, 1.0);
+  float* const counts = tv_table_get_data(tv_node_get_experience_table(x));
+  counts[0] = 3.0f;
+  counts[1] = 5.0f;  // of a configuration that has no weight
+  for (size_t r = 0; r < 4; ++r) {
+    tv_domain_new_case(domain.get());
+    tv_node_set_case_state(kind, r, 0);
+    tv_node_set_case_value(x, r, 7.0);
+  }
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_learn_tables(domain.get()), tv_status_none) << tv_error_message();
+  EXPECT_EQ(counts[0], 7.0f);
+  EXPECT_EQ(counts[1], 5.0f);
+  EXPECT_NEAR(tv_node_get_intercept(x, 0), 4.0, 1e-9);  // four cases at 7 and three around 0
+}
+
 // Neither what a hidden node observes nor what is missing in a row of nodes fits a double.
 TEST(Em, FaintCasesAreNotImpossible) {
   for (const bool is_chain : {false, true}) {
