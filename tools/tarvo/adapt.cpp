@@ -1,10 +1,10 @@
 // tarvo adapt: a network that learns from cases, one after the other.
-#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "case_file.h"
 #include "commands.h"
+#include "experience.h"
 #include "files.h"
 #include "network_format.h"
 #include "progress.h"
@@ -30,14 +30,11 @@ void expect_net(const AdaptOptions& options) {
 }
 
 // Gives experience to the nodes whose file says nothing of it.
-void set_experience(const Network& network, double count) {
+void give_experience(const Network& network, double count) {
   for (tv_node_t* node : network.nodes()) {
     if (!is_discrete(node) || tv_node_get_category(node) != tv_category_chance) continue;
     if (tv_node_has_experience_table(node) == 1) continue;
-    tv_table_t* table = tv_node_get_experience_table(node);
-    tv_number_t* numbers = table ? tv_table_get_data(table) : nullptr;
-    if (!numbers) fail_with_status(network.file());
-    std::fill_n(numbers, tv_table_get_size(table), static_cast<tv_number_t>(count));
+    set_experience(node, count, network.file());
   }
 }
 
@@ -103,7 +100,7 @@ void report(const Network& network, const AdaptOptions& options, const Tally& ta
 ExitCode adapt(const AdaptOptions& options) {
   expect_net(options);
   const Network network(options.source);
-  if (options.experience > 0) set_experience(network, options.experience);
+  if (options.experience > 0) give_experience(network, options.experience);
   read_cases(network, options.cases);
   compile(network, options.triangulation);
   const Tally tally = take_in_all(network, options.cases);

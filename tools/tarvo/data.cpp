@@ -7,15 +7,17 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "case_rows.h"
 #include "files.h"
 #include "memory.h"
 #include "progress.h"
+#include "ranks.h"
 #include "suggest.h"
 
 namespace program {
 namespace {
 
-char separator_of(const std::string& text, const std::string& file) {
+char separator_named(const std::string& text, const std::string& file) {
   if (text == "tab" || text == "\\t") return '\t';
   if (!text.empty()) return text[0];
   const auto ends_with = [&](const std::string& end) {
@@ -34,16 +36,16 @@ void set_missing(tv_data_set_t* data, const std::vector<std::string>& texts) {
 
 struct Place {
   std::string file;
+  uint64_t header_lines = 0, skipped_lines = 0;
   bool is_told = false;
 };
 
-void print_message(size_t line, const char* message, void* place) {
+void tell_message(size_t line, const char* message, void* place) {
   Place& where = *static_cast<Place*>(place);
   where.is_told = true;
-  clear_progress();
-  const std::string text =
-      where.file + ":" + std::to_string(line) + ":" + std::to_string(tv_error_column()) + ": " + message;
-  std::fprintf(stderr, "%s\n", printable(text, true).c_str());
+  if (line > where.header_lines) line += where.skipped_lines;
+  Ranks::of_this_run().tell(where.file + ":" + std::to_string(line) + ":" +
+                            std::to_string(tv_error_column()) + ": " + message);
 }
 
 }  // namespace
@@ -54,7 +56,9 @@ bool is_separator(const std::string& text) {
          std::strchr("\"\r\n", text[0]) == nullptr;
 }
 
-DataSet load_data(const DataOptions& options) {
+char separator_of(const DataOptions& options) { return separator_named(options.separator, options.file); }
+
+DataSet load_data(const DataOptions& options, const RowRange* rows) {
   const size_t limit = memory_limit_of(options.memory_limit);
   enforce_memory_limit(limit);
   DataSet data(tv_new_data_set());
@@ -63,13 +67,19 @@ DataSet load_data(const DataOptions& options) {
   tv_data_set_set_memory_limit(data.get(), limit ? limit : SIZE_MAX);
   if (!options.missing.empty()) set_missing(data.get(), options.missing);
   const Activity reading("reading " + place.file);
-  const char separator = separator_of(options.separator, options.file);
+  const char separator = separator_of(options);
   errno = 0;
   tv_status_t status;
-  if (options.file == "-")
-    status = tv_data_set_parse_csv_stream(data.get(), stdin, separator, print_message, &place);
-  else
-    status = tv_data_set_parse_csv(data.get(), options.file.c_str(), separator, print_message, &place);
+  if (rows) {
+    place.header_lines = rows->header_lines;
+    place.skipped_lines = rows->skipped_lines;
+    const StreamOwner stream = open_rows(options.file, *rows);
+    status = tv_data_set_parse_csv_stream(data.get(), stream.get(), separator, tell_message, &place);
+  } else if (options.file == "-") {
+    status = tv_data_set_parse_csv_stream(data.get(), stdin, separator, tell_message, &place);
+  } else {
+    status = tv_data_set_parse_csv(data.get(), options.file.c_str(), separator, tell_message, &place);
+  }
   if (status == tv_status_io) throw Failure(kFailed, place.file + ": " + std::strerror(errno ? errno : EIO));
   if (status && place.is_told) throw Failure(kFailed, "");
   expect(status, place.file);
@@ -90,7 +100,7 @@ void save_data(tv_data_set_t* data, const DataOptions& options) {
     set_missing(data, texts);
   }
   const Activity writing("writing " + shown_file(options.to));
-  const char separator = separator_of(options.to_separator, options.to);
+  const char separator = separator_named(options.to_separator, options.to);
   if (texts.front().find(separator) != std::string::npos)
     throw Failure(kWrongUsage, "what is written for missing items holds the separator; see --to-missing");
   FileWriter out(options.to);

@@ -12,6 +12,8 @@
 
 namespace program {
 
+struct RowRange;  // case_rows.h
+
 struct DataOptions {
   std::string file;                  // "-" for the standard input
   std::string separator;             // empty for what the end of the name says
@@ -41,8 +43,9 @@ struct DeleteDataSet {
 };
 using DataSet = std::unique_ptr<tv_data_set_t, DeleteDataSet>;
 
-// Reads the file. Messages of the reader are printed with their place.
-DataSet load_data(const DataOptions& options);
+// Reads the file, or some rows of it. Messages of the reader are told with their place.
+DataSet load_data(const DataOptions& options, const RowRange* rows = nullptr);
+char separator_of(const DataOptions& options);
 void expect_room_for_report(const DataOptions& options);  // to be called before that
 void save_data(tv_data_set_t* data, const DataOptions& options);
 

@@ -7,8 +7,11 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <sstream>
 
+#include "experience.h"
 #include "files.h"
+#include "learn_on_ranks.h"
 #include "progress.h"
 #include "propagation.h"
 #include "save_network.h"
@@ -37,11 +40,7 @@ void give_experience(const Network& network, const LearnOptions& options) {
   if (has_any && options.experience < 0) return;
   for (tv_node_t* node : nodes) {
     if (has_any && tv_node_has_experience_table(node) != 1) continue;
-    tv_table_t* const table = tv_node_get_experience_table(node);
-    tv_number_t* const counts = table ? tv_table_get_data(table) : nullptr;
-    if (!counts) fail_with_status(network.file());
-    std::fill_n(counts, tv_table_get_size(table),
-                static_cast<tv_number_t>(std::max(options.experience, 0.0)));
+    set_experience(node, std::max(options.experience, 0.0), network.file());
   }
 }
 
@@ -67,29 +66,44 @@ void draw_tables(tv_domain_t* domain, std::mt19937_64& random) {
   }
 }
 
+// The names of a network's nodes in the order in which it was eliminated, one a line; uncompiles it, since
+// its tables are not needed again. Rank 0 compiles for all: how long it searches must not make a difference.
+std::string elimination_order(const Ranks& ranks, const Network& network, const LearnOptions& options) {
+  std::string names;
+  if (ranks.is_first()) {
+    compile(network, options.triangulation);  // says what is wrong before the work begins
+    for (tv_node_t* node : each(tv_domain_get_elimination_order(network.domain())))
+      names += name_of(node) + "\n";
+    expect(tv_domain_uncompile(network.domain()), network.file());
+  }
+  return ranks.broadcast(names);
+}
+
 class Learning {
  public:
-  // The network has been compiled: copies of it are eliminated in the same order.
-  Learning(const Network& network, const LearnOptions& options) : network_(network), options_(options) {
-    if (!options.trace.empty()) trace_ = std::make_unique<FileWriter>(options.trace);
-    for (tv_node_t* node : each(tv_domain_get_elimination_order(network.domain())))
-      order_.push_back(name_of(node));
-    expect(tv_domain_uncompile(network.domain()), network.file());  // its tables are not needed again
+  // Copies of the network are eliminated in the order of these names.
+  Learning(const Ranks& ranks, const Network& network, const LearnOptions& options, size_t first_row,
+           const std::string& order)
+      : ranks_(ranks),
+        network_(network),
+        options_(options),
+        on_ranks_(ranks, network, options, first_row),
+        order_(order) {
+    if (!options.trace.empty() && ranks.is_first()) trace_ = std::make_unique<FileWriter>(options.trace);
   }
 
   // The best of all runs; an interrupt ends them with what there is.
   void run() {
     std::mt19937_64 random(options_.seed);
     const size_t runs = options_.restarts + 1;
-    for (size_t i = 0; i < runs && !was_interrupted(); ++i) {
+    for (size_t i = 0; i < runs && !is_over(); ++i) {
       const Activity learning(
           "learning" +
           (runs > 1 ? ", start " + std::to_string(i + 1) + " of " + std::to_string(runs) : std::string()));
       DomainOwner domain(tv_domain_clone(network_.domain()));
       if (!domain) fail_with_status(network_.file());
       if (i > 0) draw_tables(domain.get(), random);
-      learn(domain.get());
-      const Scores scores = scores_of(network_, domain.get(), options_.cases.data.file);
+      const Scores scores = learn(domain.get());
       if (best_ && scores.log_likelihood <= scores_.log_likelihood) continue;
       scores_ = scores;
       best_ = std::move(domain);
@@ -101,26 +115,39 @@ class Learning {
   const Scores& scores() const { return scores_; }
 
  private:
-  void learn(tv_domain_t* domain) {
+  // Whether rank 0 was interrupted.
+  bool is_over() const { return ranks_.broadcast(was_interrupted() ? "!" : "") == "!"; }
+
+  Scores learn(tv_domain_t* domain) {
     tv_domain_set_em_concurrency_level(domain, options_.threads);
     tv_domain_set_max_number_of_em_iterations(domain, options_.iterations);
     tv_domain_set_log_likelihood_tolerance(domain, options_.tolerance);
-    std::vector<tv_node_t*> order;
-    for (const std::string& name : order_) order.push_back(tv_domain_get_node_by_name(domain, name.c_str()));
-    order.push_back(nullptr);
-    expect(tv_domain_triangulate_with_order(domain, order.data()), network_.file());
-    expect(tv_domain_compile(domain), network_.file());
-    if (trace_) tv_domain_set_log_file(domain, trace_->stream());
+    compile_in_order(domain);
     const StopOnInterrupt stop(domain);
+    if (ranks_.are_many()) return on_ranks_.learn(domain, trace_ ? trace_->stream() : nullptr);
+    if (trace_) tv_domain_set_log_file(domain, trace_->stream());
     const tv_status_t status = tv_domain_learn_tables(domain);
     tv_domain_set_log_file(domain, nullptr);
     if (status) fail_for_cases(network_, domain, options_.cases.data.file);
+    return scores_of(network_, domain, options_.cases.data.file);
   }
 
+  void compile_in_order(tv_domain_t* domain) const {
+    std::vector<tv_node_t*> nodes;
+    std::istringstream names(order_);
+    for (std::string name; std::getline(names, name);)
+      nodes.push_back(tv_domain_get_node_by_name(domain, name.c_str()));
+    nodes.push_back(nullptr);
+    expect(tv_domain_triangulate_with_order(domain, nodes.data()), network_.file());
+    expect(tv_domain_compile(domain), network_.file());
+  }
+
+  const Ranks& ranks_;
   const Network& network_;
   const LearnOptions& options_;
+  const LearningOnRanks on_ranks_;
+  const std::string order_;
   std::unique_ptr<FileWriter> trace_;
-  std::vector<std::string> order_;  // of elimination
   DomainOwner best_;
   Scores scores_{};
 };
@@ -145,6 +172,14 @@ void report(const Network& network, const LearnOptions& options, const Scores& s
   print_scores(scores);
 }
 
+// Rank 0 prints what there is to say about the file.
+Network read_network(const Ranks& ranks, const Source& source) {
+  if (ranks.is_first()) return Network(source);
+  Network network(source, Network::kKeepMessages);
+  if (!network.domain()) throw Failure(kFailed, "");
+  return network;
+}
+
 }  // namespace
 
 ExitCode learn(const LearnOptions& options) {
@@ -153,12 +188,23 @@ ExitCode learn(const LearnOptions& options) {
                   "the network itself goes to the standard output, so there is no room for --format");
   if (options.source.file == "-" && options.cases.data.file == "-")
     throw Failure(kWrongUsage, "the network and the cases cannot both come from the standard input");
-  const Network network(options.source);
-  load_cases(network, options.cases);
+  Ranks& ranks = Ranks::of_this_run();
+  if (ranks.are_many() && (options.source.file == "-" || options.cases.data.file == "-"))
+    throw Failure(kWrongUsage, "under mpirun neither the network nor the cases come from the standard input");
+  const Network network = read_network(ranks, options.source);
+  size_t first_row = 0;
+  if (ranks.are_many()) {
+    const RowRange rows = rows_of_this_rank(ranks, options.cases.data);
+    first_row = rows.first;
+    load_cases(network, options.cases, &rows);
+    ranks.tell_kept();
+  } else {
+    load_cases(network, options.cases);
+  }
   give_experience(network, options);
-  compile(network, options.triangulation);  // says what is wrong before the work begins
-  Learning learning(network, options);
+  Learning learning(ranks, network, options, first_row, elimination_order(ranks, network, options));
   learning.run();
+  if (!ranks.is_first()) return kSuccess;
   save_network(learning.best(), network.file(), options.to, options.to_format);
   report(network, options, learning.scores());
   return kSuccess;

@@ -43,8 +43,9 @@ struct ScoreOptions {
 };
 ExitCode score(const ScoreOptions& options);
 
-// Reads the cases into the network; what fits no node is printed with its row.
-void load_cases(const Network& network, const CaseOptions& options);
+// Reads the cases, or some of their rows, into the network; what fits no node is told with its row.
+void load_cases(const Network& network, const CaseOptions& options, const RowRange* rows = nullptr);
+[[noreturn]] void fail_without_cases(const std::string& file);
 
 // What the scores of a network are called, and their numbers, after the tables have been learned or read.
 // Fails with the row of a case that is impossible.
@@ -56,6 +57,7 @@ Json json_of(const Scores& scores);
 void print_scores(const Scores& scores);
 
 // The failure of a propagation of all cases: names the first that is impossible.
-[[noreturn]] void fail_for_cases(const Network& network, tv_domain_t* domain, const std::string& data_file);
+[[noreturn]] void fail_for_cases(const Network& network, tv_domain_t* domain, const std::string& data_file,
+                                 size_t first_row = 0);
 
 }  // namespace program

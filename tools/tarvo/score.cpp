@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "case_rows.h"
 #include "files.h"
 #include "learn.h"
 #include "progress.h"
 #include "propagation.h"
+#include "ranks.h"
 
 namespace program {
 namespace {
@@ -16,56 +18,64 @@ constexpr size_t kMostMessages = 20;
 
 struct Told {
   std::string file;
+  size_t first_row;
   size_t count = 0;
 };
 
 void print_unmatched(size_t row, const char* message, void* data) {
   Told& told = *static_cast<Told*>(data);
-  if (++told.count > kMostMessages) return;
-  clear_progress();
-  const std::string place = row == SIZE_MAX ? ": " : ": row " + std::to_string(row + 1) + ", ";
-  const std::string text = told.file + place + message;
-  std::fprintf(stderr, "%s\n", printable(text, true).c_str());
+  Ranks& ranks = Ranks::of_this_run();
+  const bool is_column = row == SIZE_MAX;  // then all ranks see it
+  if (++told.count > kMostMessages || (is_column && !ranks.is_first())) return;
+  ranks.tell(told.file + ": " + (is_column ? "" : "row " + std::to_string(told.first_row + row + 1) + ", ") +
+             message);
 }
 
 // Fails with the first case that cannot be.
-void expect_possible_cases(const Network& network, tv_domain_t* domain, const std::string& data_file) {
+void expect_possible_cases(const Network& network, tv_domain_t* domain, const std::string& data_file,
+                           size_t first_row = 0) {
   const Activity searching("looking for the case that is impossible");
   for (size_t i = 0; i < tv_domain_get_number_of_cases(domain); ++i) {
     if (!(tv_domain_get_case_count(domain, i) > 0)) continue;
     if (tv_domain_enter_case(domain, i) ||
         tv_domain_propagate(domain, tv_equilibrium_sum, tv_evidence_normal))
-      throw Failure(kFailed, shown_file(data_file) + ": row " + std::to_string(i + 1) + " is impossible in " +
-                                 network.file());
+      throw Failure(kFailed, shown_file(data_file) + ": row " + std::to_string(first_row + i + 1) +
+                                 " is impossible in " + network.file());
   }
 }
 
 }  // namespace
 
-void load_cases(const Network& network, const CaseOptions& options) {
-  const DataSet data = load_data(options.data);
+void load_cases(const Network& network, const CaseOptions& options, const RowRange* rows) {
+  const DataSet data = load_data(options.data, rows);
+  if (rows && tv_data_set_get_number_of_rows(data.get()) != rows->count)
+    throw Failure(kFailed, options.data.file + ": it has changed while it was read");
   const size_t counts =
       options.count_column.empty() ? SIZE_MAX : column_named(data.get(), options.count_column, options.data);
-  Told told{shown_file(options.data.file)};
+  Told told{shown_file(options.data.file), rows ? rows->first : 0};
   const Activity reading("reading " + told.file);
   const tv_status_t status = tv_domain_add_cases(network.domain(), data.get(), nullptr, counts,
                                                  options.lenient ? tv_unmatched_missing : tv_unmatched_error,
                                                  print_unmatched, &told);
   if (told.count > kMostMessages)
-    std::fprintf(stderr, "%s: %zu more of the kind\n", told.file.c_str(), told.count - kMostMessages);
+    Ranks::of_this_run().tell(told.file + ": " + std::to_string(told.count - kMostMessages) +
+                              " more of the kind");
   if (status && told.count)
     throw Failure(kFailed,
                   told.file + " does not fit " + network.file() +
                       (options.lenient ? "" : "; --lenient leaves out what no node has a state for"));
   expect(status, told.file);
-  if (tv_data_set_get_number_of_rows(data.get()) == 0)
-    throw Failure(kFailed, told.file + ": there are no cases");
+  if (tv_data_set_get_number_of_rows(data.get()) == 0 && !rows) fail_without_cases(told.file);
 }
 
-void fail_for_cases(const Network& network, tv_domain_t* domain, const std::string& data_file) {
+void fail_without_cases(const std::string& file) { throw Failure(kFailed, file + ": there are no cases"); }
+
+void fail_for_cases(const Network& network, tv_domain_t* domain, const std::string& data_file,
+                    size_t first_row) {
   const tv_status_t status = tv_error_code();
   const std::string message = library_message();
-  if (status == tv_status_inconsistency_or_underflow) expect_possible_cases(network, domain, data_file);
+  if (status == tv_status_inconsistency_or_underflow)
+    expect_possible_cases(network, domain, data_file, first_row);
   throw Failure(kFailed, network.file() + ": " + message);
 }
 
