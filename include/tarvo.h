@@ -105,8 +105,8 @@
  * attributes; user data; links; graph queries; display; tables of nodes; tables; expressions; models;
  * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
  * propagation; probability and conflict of the evidence; beliefs and other results; policies of decisions;
- * queries; reading networks; writing networks; cases; learning from parts of the cases; data sets; random
- * numbers.
+ * queries; reading networks; writing networks; cases; learning from parts of the cases; data sets;
+ * prediction; random numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -163,6 +163,12 @@ typedef struct tv_data_set_s tv_data_set_t;
 
 /** What a column of a data set holds, in numbers. Yours: tv_column_summary_delete frees it. */
 typedef struct tv_column_summary_s tv_column_summary_t;
+
+/** What is predicted for the rows of a table. Yours: tv_predictions_delete frees it. */
+typedef struct tv_predictions_s tv_predictions_t;
+
+/** How good predictions of one node are. Yours: tv_measures_delete frees it. */
+typedef struct tv_measures_s tv_measures_t;
 
 /** Another evidence over a compiled domain, with results of its own. Yours: tv_query_delete frees it. */
 typedef struct tv_query_s tv_query_t;
@@ -5817,6 +5823,393 @@ TV_API double* tv_data_set_get_class_bounds(const tv_data_set_t* data, size_t co
  */
 TV_API tv_status_t tv_data_set_discretize(tv_data_set_t* data, size_t column, const double* bounds,
                                           size_t number_of_intervals, const char* const* labels);
+
+/** @} */
+
+/**
+ * @defgroup prediction Prediction
+ * Predictions answer, for each of many rows, what the *targets* are given everything else that the row
+ * observes (docs/prediction.md): of a discrete node the distribution and the most probable state, of a
+ * continuous one mean and variance. What a row says of a target itself is not used for any answer; it is the
+ * truth that measures compare answers with. Rows that agree in what matters are answered once.
+ *
+ * The domain must be compiled and propagated since its tables last changed. What is entered in it plays no
+ * part. Answers are the same, bit for bit, for every number of threads (tv_domain_set_concurrency_level). The
+ * progress handler is told of the task "predicting", and can end it.
+ * @{
+ */
+
+/**
+ * Predicts targets for the rows of a data set.
+ *
+ * Columns are matched to nodes, and items to states, by the rules of tv_domain_add_cases.
+ *
+ * @param domain        a compiled domain
+ * @param data          the data set
+ * @param nodes         the node of each column, null for a column that is about none; a null pointer to find
+ *                      them by name
+ * @param targets       the nodes to predict, discrete or continuous ones, and a null pointer behind them
+ * @param unmatched     what becomes of an item that is no observation, and of a column that is about no node
+ * @param handler       is told of each such item with the row, counted from 0, as the position; of such a
+ *                      column with all ones; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return the batch of predictions: free it with tv_predictions_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no target, or one is neither discrete nor continuous; a node is of another
+ *   domain; a table depends on results of function nodes
+ * - tv_status_twice: two columns are about the same node, or a node is a target twice
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_parse: with tv_unmatched_error, an item is no observation, or a column is about no discrete or
+ *   continuous node
+ * - tv_status_no_memory: also where another state of the domain would go beyond its memory limit
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_predictions_t* tv_domain_predict(tv_domain_t* domain, const tv_data_set_t* data,
+                                           tv_node_t* const* nodes, tv_node_t* const* targets,
+                                           tv_unmatched_t unmatched, tv_error_handler_t handler,
+                                           void* handler_data);
+
+/**
+ * Predicts targets for the cases that are stored in a domain. Rows are cases; each weighs what its count
+ * says.
+ *
+ * @param domain   a compiled domain
+ * @param targets  the nodes to predict, discrete or continuous ones, and a null pointer behind them
+ * @return the batch of predictions: free it with tv_predictions_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no target, or one is neither discrete nor continuous, or of another domain; a
+ *   table depends on results of function nodes
+ * - tv_status_twice: a node is a target twice
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_no_memory: also where another state of the domain would go beyond its memory limit
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_predictions_t* tv_domain_predict_cases(tv_domain_t* domain, tv_node_t* const* targets);
+
+/**
+ * Predicts targets for the cases of a domain by cross-validation: the cases are divided at random into folds
+ * of equal size, but for one, and those of each fold are predicted from the tables that the cases of the
+ * other folds lead to (tv_domain_learn_tables). So no case is predicted from itself.
+ *
+ * Learning starts from the present tables, experience and settings, each time in a copy of the domain, which
+ * itself is left as it was.
+ *
+ * @param domain   a compiled domain with cases, propagated without evidence
+ * @param targets  the nodes to predict, discrete or continuous ones, and a null pointer behind them
+ * @param folds    how many, from 2 to the number of cases
+ * @param seed     of the division: the same seed divides the same number of cases in the same way, everywhere
+ * @return the batch of predictions, a row for each case: free it with tv_predictions_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there are fewer than 2 folds, or more than cases; there is no target, or one is neither
+ *   discrete nor continuous, or of another domain; tv_domain_learn_tables would refuse, for instance because
+ *   no node is to be learned
+ * - tv_status_twice: a node is a target twice
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_inconsistency_or_underflow: a case to learn from is impossible
+ * - tv_status_no_memory: also where a copy or another state would go beyond the memory limit
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_predictions_t* tv_domain_cross_validate(tv_domain_t* domain, tv_node_t* const* targets,
+                                                  size_t folds, uint64_t seed);
+
+/**
+ * Predicts targets for the rows of a CSV text, and writes the answers as CSV. Some thousand rows are held at
+ * a time, so the memory does not depend on their number.
+ *
+ * tv_csv_parse_data_set says what may be read; columns are matched to nodes, and items to states, by name and
+ * the rules of tv_domain_add_cases. A line is written for each row: first the columns to keep, then for each
+ * discrete target a column of its name with the most probable state, and one `P(name=state)` for each state;
+ * for each continuous target `mean(name)` and `variance(name)`. Numbers have nine significant digits. The
+ * answers about a row that is impossible are missing.
+ *
+ * @param domain        a compiled domain; targets without a name get one (tv_node_get_name)
+ * @param from          an open stream of the text, which may be compressed by gzip; yours to close
+ * @param to            an open stream for the answers, yours to close; after a failure they are incomplete
+ * @param separator     what stands between items, in both
+ * @param missing       the texts that mean a missing item, by the rules of tv_data_set_set_missing_texts; the
+ *                      first one is what is written; null for the usual ones
+ * @param targets       the nodes to predict, discrete or continuous ones, and a null pointer behind them
+ * @param kept_columns  the names of columns to copy to the answers, which need no node; a list that ends with
+ *                      a null pointer; may be null
+ * @param unmatched     what becomes of an item that is no observation, and of a column that is about no node
+ * @param handler       is told of each such item, and of an error in the text, with the line as the position;
+ *                      of such a column with all ones; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @param measures      gets measures of the answers where the text has the truth, one for each target: free
+ *                      them with tv_measures_delete; left alone on failure; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no target, or one is neither discrete nor continuous, or of another domain;
+ *   there is no such column to keep; the separator or a text that means missing cannot be one; a table
+ *   depends on results of function nodes
+ * - tv_status_twice: two columns are about the same node, or a node is a target twice
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_parse: the text is no such CSV; with tv_unmatched_error, an item is no observation, or a column
+ *   is about no discrete or continuous node
+ * - tv_status_io: the text could not be read, or the answers not be written
+ * - tv_status_no_memory: also where another state of the domain would go beyond its memory limit
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_status_t tv_domain_predict_csv(tv_domain_t* domain, FILE* from, FILE* to, char separator,
+                                         const char* const* missing, tv_node_t* const* targets,
+                                         const char* const* kept_columns, tv_unmatched_t unmatched,
+                                         tv_error_handler_t handler, void* handler_data,
+                                         tv_measures_t** measures);
+
+/**
+ * Deletes predictions. They do not depend on the domain.
+ *
+ * @param predictions  the predictions
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_predictions_delete(tv_predictions_t* predictions);
+
+/**
+ * Returns for how many rows there are predictions.
+ *
+ * @param predictions  the predictions
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_predictions_get_number_of_rows(const tv_predictions_t* predictions);
+
+/**
+ * Returns how many nodes are predicted. Targets are counted from 0 in the order in which they were given.
+ *
+ * @param predictions  the predictions
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_predictions_get_number_of_targets(const tv_predictions_t* predictions);
+
+/**
+ * Tells whether what a row observes is possible at all. If not, there is no answer for any target.
+ *
+ * @param predictions  the predictions
+ * @param row          the row
+ * @return 1 or 0; -1 on failure
+ */
+TV_API int tv_predictions_is_possible(const tv_predictions_t* predictions, size_t row);
+
+/**
+ * Returns how probable a state of a discrete target is, given what a row observes.
+ *
+ * @param predictions  the predictions
+ * @param row          the row
+ * @param target       the target
+ * @param state        the state
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not discrete; there is no such row, target or state
+ * - tv_status_inconsistency_or_underflow: the row is impossible
+ */
+TV_API double tv_predictions_get_probability(const tv_predictions_t* predictions, size_t row, size_t target,
+                                             size_t state);
+
+/**
+ * Returns the most probable state of a discrete target, given what a row observes: of several the first.
+ *
+ * @param predictions  the predictions
+ * @param row          the row
+ * @param target       the target
+ * @return the state; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not discrete; there is no such row or target
+ * - tv_status_inconsistency_or_underflow: the row is impossible
+ */
+TV_API size_t tv_predictions_get_state(const tv_predictions_t* predictions, size_t row, size_t target);
+
+/**
+ * Returns the mean of a continuous target, given what a row observes.
+ *
+ * @param predictions  the predictions
+ * @param row          the row
+ * @param target       the target
+ * @return the mean; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not continuous; there is no such row or target
+ * - tv_status_inconsistency_or_underflow: the row is impossible
+ */
+TV_API double tv_predictions_get_mean(const tv_predictions_t* predictions, size_t row, size_t target);
+
+/**
+ * Returns the variance of a continuous target, given what a row observes.
+ *
+ * @param predictions  the predictions
+ * @param row          the row
+ * @param target       the target
+ * @return the variance; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not continuous; there is no such row or target
+ * - tv_status_inconsistency_or_underflow: the row is impossible
+ */
+TV_API double tv_predictions_get_variance(const tv_predictions_t* predictions, size_t row, size_t target);
+
+/**
+ * Returns the state in which a discrete target was observed.
+ *
+ * @param predictions  the predictions
+ * @param row          the row
+ * @param target       the target
+ * @return the state; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not discrete; there is no such row or target
+ * - tv_status_no_value: it was not observed
+ */
+TV_API size_t tv_predictions_get_true_state(const tv_predictions_t* predictions, size_t row, size_t target);
+
+/**
+ * Returns the value of which a continuous target was observed.
+ *
+ * @param predictions  the predictions
+ * @param row          the row
+ * @param target       the target
+ * @return the value; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not continuous; there is no such row or target
+ * - tv_status_no_value: it was not observed
+ */
+TV_API double tv_predictions_get_true_value(const tv_predictions_t* predictions, size_t row, size_t target);
+
+/**
+ * Compares the predictions of a target with the states or values that were observed.
+ *
+ * @param predictions  the predictions
+ * @param target       the target
+ * @return the record of measures: free it with tv_measures_delete; NULL on failure
+ */
+TV_API tv_measures_t* tv_predictions_new_measures(const tv_predictions_t* predictions, size_t target);
+
+/**
+ * Deletes measures.
+ *
+ * @param measures  the measures
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_measures_delete(tv_measures_t* measures);
+
+/**
+ * Returns of how many rows the truth was known and an answer could be given; cases weigh what their counts
+ * say. The other measures are about these rows.
+ *
+ * @param measures  the measures
+ * @return how many; -1.0 on failure
+ */
+TV_API double tv_measures_get_number_of_rows(const tv_measures_t* measures);
+
+/**
+ * Returns of how many rows the truth was known, but what they observe is impossible.
+ *
+ * @param measures  the measures
+ * @return how many; -1.0 on failure
+ */
+TV_API double tv_measures_get_number_of_impossible_rows(const tv_measures_t* measures);
+
+/**
+ * Returns the mean of -ln p, where p is the probability given to the true state. Of a continuous target p is
+ * the density of a normal distribution with the predicted mean and variance; rows with variance 0 add nothing
+ * if the mean is right.
+ *
+ * @param measures  the measures
+ * @return the loss, which is infinite where the truth was thought impossible; -1.0 on failure (which may also
+ *         be an answer for a continuous target; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_no_value: there are no rows to compare
+ */
+TV_API double tv_measures_get_log_loss(const tv_measures_t* measures);
+
+/**
+ * Returns the mean of the squared distance between the predicted distribution and the truth, from 0 to 2: the
+ * sum, over the states, of (p - 1)^2 for the true state and of p^2 for each other one (Brier 1950).
+ *
+ * @param measures  the measures of a discrete target
+ * @return the score; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not discrete
+ * - tv_status_no_value: there are no rows to compare
+ */
+TV_API double tv_measures_get_brier_score(const tv_measures_t* measures);
+
+/**
+ * Returns the share of rows whose most probable state is the true one.
+ *
+ * @param measures  the measures of a discrete target
+ * @return the share; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not discrete
+ * - tv_status_no_value: there are no rows to compare
+ */
+TV_API double tv_measures_get_accuracy(const tv_measures_t* measures);
+
+/**
+ * Returns the mean of the squared difference between the predicted mean and the truth.
+ *
+ * @param measures  the measures of a continuous target
+ * @return the error; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not continuous
+ * - tv_status_no_value: there are no rows to compare
+ */
+TV_API double tv_measures_get_mean_squared_error(const tv_measures_t* measures);
+
+/**
+ * Returns the mean of the absolute difference between the predicted mean and the truth.
+ *
+ * @param measures  the measures of a continuous target
+ * @return the error; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not continuous
+ * - tv_status_no_value: there are no rows to compare
+ */
+TV_API double tv_measures_get_mean_absolute_error(const tv_measures_t* measures);
+
+/**
+ * Returns an entry of the confusion matrix: how many rows are in one state and were predicted to be in
+ * another, or the same.
+ *
+ * @param measures   the measures of a discrete target
+ * @param state      the true state
+ * @param predicted  the most probable state
+ * @return how many; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not discrete, or there is no such state
+ */
+TV_API double tv_measures_get_confusion(const tv_measures_t* measures, size_t state, size_t predicted);
+
+/**
+ * Returns the area under the receiver operating characteristic curve of a state against all others: how often
+ * a row that is in the state gives it a greater probability than a row that is not; equal ones count half
+ * (Hanley & McNeil 1982).
+ *
+ * Probabilities that agree in single precision count as equal; beyond 65,536 different ones, neighbours do.
+ *
+ * @param measures  the measures of a discrete target
+ * @param state     the state
+ * @return the area, from 0 to 1; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not discrete, or there is no such state
+ * - tv_status_no_value: there are no rows in the state, or none in another one
+ */
+TV_API double tv_measures_get_area_under_curve(tv_measures_t* measures, size_t state);
 
 /** @} */
 

@@ -7,7 +7,7 @@
 set -u
 objects=${1:+$(realpath "$1")}
 cd "$(dirname "$0")/.." || exit 2
-layers="api network,tables text data expr compile inference limid net learn analysis"
+layers="api network,tables text data expr compile inference limid net learn predict analysis"
 sources() { find src -name '*.h' -o -name '*.cpp' -o -name '*.inc' | sort; }
 ranks='
   function set_ranks(  count, row, i, folders, name, j) {

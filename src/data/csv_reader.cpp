@@ -29,7 +29,11 @@ class CsvReader {
     last_place = {};
   }
 
-  tv_status_t read();
+  // Until about so many rows have been handed over; kNone for all.
+  tv_status_t read(size_t most_rows);
+  bool is_at_end() const noexcept { return is_at_end_; }
+  const std::vector<size_t>& lines() const noexcept { return lines_; }
+  void forget_rows();
   tv_status_t tell(const char* message) noexcept;  // where it stands; gives `parse`
 
  private:
@@ -48,6 +52,7 @@ class CsvReader {
 
   // ---- Cells and rows; all give false after a failure ----
 
+  void begin();
   bool take_mark(size_t at);
   bool read_quoted();
   bool find_closing_quote(size_t& length, bool& has_doubled);
@@ -80,11 +85,15 @@ class CsvReader {
   size_t block_ = 0, next_block_ = 0;
   uint64_t marks_ = 0;  // of the block, those that have not been taken
 
-  size_t line_ = 1;
-  ptrdiff_t line_begin_ = 0;    // from the window's first byte
-  bool after_return_ = false;   // a line feed that comes first belongs to the line end before it
-  bool is_cell_taken_ = false;  // the last cell was quoted and nothing has followed it
+  size_t line_ = 1, row_line_ = 1;  // the latter is that in which the present row begins
+  ptrdiff_t line_begin_ = 0;        // from the window's first byte
+  bool after_return_ = false;       // a line feed that comes first belongs to the line end before it
+  bool is_cell_taken_ = false;      // the last cell was quoted and nothing has followed it
 
+  bool has_begun_ = false, is_paused_ = false, is_at_end_ = false;
+  size_t most_rows_ = kNone;  // to be handed over before a pause
+  std::vector<size_t>
+      lines_;  // by row handed over: where it begins; not kept where all rows are read at once
   bool is_header_ = true;
   std::unordered_set<std::string> names_;
   size_t column_ = 0;        // of the present cell
@@ -133,22 +142,44 @@ bool CsvReader::next_mark(size_t& at) noexcept {
 
 // ---- Cells and rows ----
 
-tv_status_t CsvReader::read() {
+void CsvReader::begin() {
   constexpr size_t kMarkLength = 3;
   while (end_ < kMarkLength && refill()) continue;
   cell_ = end_ - without_byte_order_mark(text_of(0, end_)).size();
   line_begin_ = static_cast<ptrdiff_t>(cell_);
   seek(cell_);
+  has_begun_ = true;
+}
+
+tv_status_t CsvReader::read(size_t most_rows) {
+  most_rows_ = most_rows;
+  is_paused_ = false;
+  if (!has_begun_) begin();
   do {
-    for (size_t at; next_mark(at);)
+    for (size_t at; next_mark(at);) {
       if (!take_mark(at)) return status_;
+      if (is_paused_) return tv_status_none;
+    }
   } while (refill());
-  if (source_.status() ? fail_source() : finish())
+  if (source_.status() ? fail_source() : finish()) is_at_end_ = true;
+  if (is_at_end_ && most_rows_ == kNone)
     for (const auto& column : data_.columns) {
       column->codes.shrink();
       column->items.seal();
     }
   return status_;
+}
+
+// Items stay, for rows like those before them, as long as they are not too many.
+void CsvReader::forget_rows() {
+  lines_.clear();
+  for (const auto& column : data_.columns) {
+    column->codes.erase(0, column->codes.size());
+    if (column->items.size() <= CsvRows::kMostKeptItems) continue;
+    ItemTable none(*data_.budget);
+    column->items.swap(none);
+    std::fill(recent_.begin(), recent_.end(), RecentItem());
+  }
 }
 
 bool CsvReader::take_mark(size_t at) {
@@ -193,7 +224,7 @@ bool CsvReader::end_line(size_t at) {
 void CsvReader::begin_line(size_t behind, char ended_by) noexcept {
   cell_ = behind;
   line_begin_ = static_cast<ptrdiff_t>(behind);
-  ++line_;
+  row_line_ = ++line_;
   after_return_ = ended_by == '\r';
 }
 
@@ -203,8 +234,9 @@ bool CsvReader::end_row(size_t at) {
   } else if (column_ < writers_.size()) {
     return fail(at, "row of " + std::to_string(column_) + " items, but there are " +
                         std::to_string(writers_.size()) + " columns");
-  } else if (++row_ == waiting_rows_) {
-    flush();
+  } else {
+    if (most_rows_ != kNone) lines_.push_back(row_line_);
+    if (++row_ == waiting_rows_) flush();
   }
   column_ = 0;
   return true;
@@ -248,6 +280,7 @@ void CsvReader::make_writers() {
 void CsvReader::flush() {
   for (ColumnWriter& writer : writers_) writer.flush(row_);
   row_ = 0;
+  is_paused_ = data_.number_of_rows() >= most_rows_;
 }
 
 // What stands behind the last line end is a row, too.
@@ -358,21 +391,42 @@ bool is_csv_separator(char separator) noexcept {
   return separator > '\0' && separator != '"' && separator != '\n' && separator != '\r';
 }
 
+// A failure to get memory has a place, too.
+tv_status_t read_guarded(CsvReader& reader, const DataSet& data, size_t most_rows) {
+  const tv_status_t status = guarded([&]() -> tv_status_t { return reader.read(most_rows); });
+  if (status != tv_status_no_memory) return status;
+  constexpr const char* kLimited = "the data set is larger than its memory limit";
+  const bool is_limited = data.budget->has_refused();
+  reader.tell(is_limited ? kLimited : tv_error_description(tv_status_no_memory));
+  return is_limited ? refuse(status, "%s", kLimited) : status;
+}
+
 tv_status_t read_csv(DataSet& data, CsvSource& source, char separator, MessageHandler handler,
                      size_t window) {
   DataSet fresh;
   fresh.budget->set_limit(data.budget->limit());
   fresh.missing = MissingTexts(data.missing);
   CsvReader reader(source, separator, fresh, handler, window);
-  const tv_status_t status = guarded([&]() -> tv_status_t { return reader.read(); });
-  if (status == tv_status_no_memory) {
-    constexpr const char* kLimited = "the data set is larger than its memory limit";
-    const bool is_limited = fresh.budget->has_refused();
-    reader.tell(is_limited ? kLimited : tv_error_description(tv_status_no_memory));
-    if (is_limited) refuse(status, "%s", kLimited);
-  }
-  if (!status) take_columns(data, fresh);
-  return status;
+  if (tv_status_t status = read_guarded(reader, fresh, kNone)) return status;
+  take_columns(data, fresh);
+  return tv_status_none;
 }
+
+class CsvRows::Reader : public CsvReader {
+ public:
+  using CsvReader::CsvReader;
+};
+
+CsvRows::CsvRows(DataSet& data, CsvSource& source, char separator, MessageHandler handler, size_t window)
+    : data_(data), reader_(std::make_unique<Reader>(source, separator, data, handler, window)) {}
+CsvRows::~CsvRows() = default;
+
+tv_status_t CsvRows::next(size_t rows) {
+  reader_->forget_rows();
+  if (reader_->is_at_end()) return tv_status_none;
+  return read_guarded(*reader_, data_, rows);
+}
+
+size_t CsvRows::line(size_t row) const noexcept { return reader_->lines()[row]; }
 
 }  // namespace tv

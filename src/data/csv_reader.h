@@ -17,4 +17,27 @@ bool is_csv_separator(char separator) noexcept;
 tv_status_t read_csv(DataSet& data, CsvSource& source, char separator, MessageHandler handler,
                      size_t window = kCsvWindow);
 
+// The rows of a text some at a time, so that texts of any length need little memory.
+class CsvRows {
+ public:
+  // A column that has more items begins anew with the next rows: the same texts get other codes.
+  static constexpr Code kMostKeptItems = 4096;
+
+  // The data set, which is empty at first, gets the columns and holds the rows.
+  CsvRows(DataSet& data, CsvSource& source, char separator, MessageHandler handler,
+          size_t window = kCsvWindow);
+  ~CsvRows();
+
+  // Replaces the rows by the next ones, about so many; none at the end. A failure has been told.
+  tv_status_t next(size_t rows);
+
+  size_t line(size_t row) const noexcept;  // in which a row of the data set begins
+
+ private:
+  class Reader;
+
+  DataSet& data_;
+  std::unique_ptr<Reader> reader_;
+};
+
 }  // namespace tv

@@ -1,6 +1,8 @@
 // Data sets as CSV. What is written reads as the same data set again, as long as the same texts mean missing:
 // every item that would be read as something else stands between quotation marks.
 
+#include "data/csv_writer.h"
+
 #include <deque>
 
 #include "api/boundary.h"
@@ -9,20 +11,43 @@
 #include "text/output.h"
 
 namespace tv {
+
+bool needs_quotes(std::string_view item, char separator, const MissingTexts& missing) noexcept {
+  const char marks[] = {separator, '"', '\n', '\r'};
+  return item.find_first_of({marks, sizeof marks}) != item.npos || missing.contain(item);
+}
+
+std::string quoted_item(std::string_view item) {
+  std::string text = "\"";
+  for (const char c : item) text.append(c == '"' ? 2 : 1, c);
+  return text += '"';
+}
+
+std::string csv_item(std::string_view item, char separator, const MissingTexts& missing) {
+  return needs_quotes(item, separator, missing) ? quoted_item(item) : std::string(item);
+}
+
+// Quoted as well where it is empty, since lines without anything are skipped, and where it begins like a byte
+// order mark.
+std::string csv_name(std::string_view name, char separator) {
+  const char marks[] = {separator, '"', '\n', '\r'};
+  const bool is_plain = !name.empty() && name.find_first_of({marks, sizeof marks}) == name.npos &&
+                        without_byte_order_mark(name).size() == name.size();
+  return is_plain ? std::string(name) : quoted_item(name);
+}
+
 namespace {
 
 // What the cells of one column look like, by code. Items that need no quotation marks stay where they are.
 class WrittenItems {
  public:
   WrittenItems(const DataColumn& column, const MissingTexts& missing, char separator) : column_(column) {
-    const char marks[] = {separator, '"', '\n', '\r'};
     texts_.reserve(column.items.size() + size_t{1});
     texts_.push_back(missing.texts().front());
     for (Code code = 1; code <= column.items.size(); ++code) {
       const std::string_view item = column.items.text(code);
-      const bool needs_quotes =
-          item.find_first_of({marks, sizeof marks}) != item.npos || missing.contain(item);
-      texts_.push_back(needs_quotes ? quoted_.emplace_back(quoted(item)) : item);
+      texts_.push_back(needs_quotes(item, separator, missing) ? quoted_.emplace_back(quoted_item(item))
+                                                              : item);
     }
   }
   // The texts point into the object.
@@ -30,33 +55,18 @@ class WrittenItems {
 
   std::string_view text(size_t row) const noexcept { return texts_[column_.codes[row]]; }
 
-  static std::string quoted(std::string_view item) {
-    std::string text = "\"";
-    for (const char c : item) text.append(c == '"' ? 2 : 1, c);
-    return text += '"';
-  }
-
  private:
   const DataColumn& column_;
   std::deque<std::string> quoted_;
   std::vector<std::string_view> texts_;
 };
 
-// A name is quoted as well where it is empty, since lines without anything are skipped, and where it begins
-// like a byte order mark.
-void write_name(OutputSink& sink, std::string_view name, char separator) {
-  const char marks[] = {separator, '"', '\n', '\r'};
-  const bool needs_quotes = name.empty() || name.find_first_of({marks, sizeof marks}) != name.npos ||
-                            without_byte_order_mark(name).size() != name.size();
-  sink.text(needs_quotes ? WrittenItems::quoted(name) : name);
-}
-
 tv_status_t write_csv(OutputSink& sink, const DataSet& data, char separator) {
   const std::string_view between(&separator, 1);
   std::deque<WrittenItems> written;
   for (const auto& column : data.columns) {
     if (&column != &data.columns.front()) sink.text(between);
-    write_name(sink, column->name_text(), separator);
+    sink.text(csv_name(column->name_text(), separator));
     written.emplace_back(*column, data.missing, separator);
   }
   if (!written.empty()) sink.text("\n");

@@ -18,19 +18,19 @@
 #include "network/refusals.h"
 
 namespace tv {
-namespace {
 
-using Query = tv_query_s;
-
-// ---- Making one ----
-
-// The tables must be those that every state can start from.
-tv_status_t check_tables(const Domain& domain) noexcept {
+tv_status_t check_tables_for_queries(const Domain& domain) noexcept {
   if (tv_status_t status = check_for_tables_of_results(domain)) return status;
   if (any_tree(domain, [](const TreeEngine& engine) { return engine.tables_touched; }))
     return refuse(tv_status_no_equilibrium, "tables have changed: propagate the network first");
   return tv_status_none;
 }
+
+namespace {
+
+using Query = tv_query_s;
+
+// ---- Making one ----
 
 tv_status_t check_memory(const Domain& domain) noexcept {
   const size_t need = memory_needed(domain);
@@ -42,7 +42,7 @@ tv_status_t check_memory(const Domain& domain) noexcept {
 }
 
 Query* new_query(Domain& domain) {
-  if (check_tables(domain) || check_memory(domain)) return nullptr;
+  if (check_tables_for_queries(domain) || check_memory(domain)) return nullptr;
   auto query = std::make_unique<Query>();
   Forest& forest = *domain.forest;
   if (!forest.open_queries) forest.open_queries = std::make_shared<std::atomic<bool>>(true);

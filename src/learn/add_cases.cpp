@@ -18,15 +18,16 @@ constexpr size_t kStateLimit = 32768;
 class RowReader {
  public:
   RowReader(Domain& domain, const DataSet& data, tv_unmatched_t unmatched, MessageHandler handler) noexcept
-      : domain_(domain), data_(data), is_strict_(unmatched == tv_unmatched_error), handler_(handler) {}
+      : domain_(domain), data_(data), is_strict_(unmatched == tv_unmatched_error), unmatched_(handler) {}
 
   // `nodes`: by column; null to find them by name.
   tv_status_t read(Node* const* nodes, size_t count_column) {
     if (tv_status_t status = match(nodes, count_column)) return status;
     for (const ColumnObservations& column : columns_)
-      column.for_each_unfit([&](size_t row, const std::string& message) { note(row, message, is_strict_); });
+      column.for_each_unfit(
+          [&](size_t row, const std::string& message) { unmatched_.note(row, message, is_strict_); });
     if (count_column != kNone) read_counts(*data_.columns[count_column]);
-    return status_ ? status_ : append();
+    return unmatched_.status() ? unmatched_.status() : append();
   }
 
   void commit() noexcept {
@@ -36,35 +37,16 @@ class RowReader {
 
  private:
   tv_status_t match(Node* const* nodes, size_t count_column) {
-    for (size_t i = 0; i < data_.number_of_columns(); ++i) {
-      if (i == count_column) continue;
-      const char* const name = data_.columns[i]->name_text();
-      Node* const node = nodes ? nodes[i] : node_of_column(domain_, name);
-      if (!node && nodes) continue;
-      if (!node || !can_have_findings(*node)) {
-        note(kNone,
-             std::string("column \"") + name +
-                 (node ? "\": its node holds no cases" : "\": there is no such node"),
-             is_strict_);
-        continue;
-      }
-      for (const ColumnObservations& other : columns_)
-        if (&other.node() == node)
-          return refuse(tv_status_twice, "columns \"%s\" and \"%s\" are both about node \"%s\"",
-                        other.column().name_text(), name, shown_name(*node));
-      columns_.emplace_back(*node, *data_.columns[i]);
-    }
+    const auto use_of = [&](size_t column) {
+      return column == count_column ? ColumnUse::something_else : ColumnUse::observations;
+    };
+    const auto note_column = [&](const std::string& message) { unmatched_.note(kNone, message, is_strict_); };
+    if (tv_status_t status = match_columns(domain_, data_, nodes, use_of, note_column, columns_))
+      return status;
     if (columns_.empty())
-      return status_ ? status_ : refuse(tv_status_usage, "no column of the data set is about a node");
+      return unmatched_.status() ? unmatched_.status()
+                                 : refuse(tv_status_usage, "no column of the data set is about a node");
     return tv_status_none;
-  }
-
-  // Something that does not fit, of a whole column with kNone; the first failure is the one that is kept.
-  void note(size_t row, const std::string& message, bool is_failure) {
-    if (is_failure && !status_)
-      status_ = row == kNone ? refuse(tv_status_parse, "%s", message.c_str())
-                             : refuse(tv_status_parse, "row %zu, %s", row, message.c_str());
-    report_row(handler_, row, message);
   }
 
   // Always strict: nobody could say how often such a case was seen.
@@ -82,7 +64,7 @@ class RowReader {
       const std::string trouble = code == kMissingCode
                                       ? "a count is missing"
                                       : "\"" + std::string(column.items.text(code)) + "\" is no count";
-      note(row, std::string("column \"") + column.name_text() + "\": " + trouble, true);
+      unmatched_.note(row, std::string("column \"") + column.name_text() + "\": " + trouble, true);
     }
   }
 
@@ -147,8 +129,7 @@ class RowReader {
   Domain& domain_;
   const DataSet& data_;
   bool is_strict_;
-  MessageHandler handler_;
-  tv_status_t status_ = tv_status_none;
+  UnmatchedItems unmatched_;
   std::vector<ColumnObservations> columns_;
   std::vector<tv_number_t> read_counts_;
   // What the domain will have.
@@ -156,12 +137,6 @@ class RowReader {
   std::vector<CaseColumn> cells_;
   std::vector<tv_number_t> counts_;
 };
-
-bool nodes_belong_to(const Domain& domain, const DataSet& data, Node* const* nodes) noexcept {
-  for (size_t i = 0; nodes && i < data.number_of_columns(); ++i)
-    if (nodes[i] && nodes[i]->domain != &domain) return false;
-  return true;
-}
 
 }  // namespace
 }  // namespace tv

@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "api/boundary.h"
 #include "learn/group_solver.h"
 #include "network/cases.h"
+#include "network/domain.h"
 #include "tables/kernels/parallel.h"
 
 namespace tv {
@@ -19,6 +21,15 @@ constexpr size_t kWorkOfAPart = 16384;  // joint states times families
 constexpr size_t kRowsTogether = 256;   // are split while they are in the nearest cache
 
 }  // namespace
+
+bool can_be_grouped(const Domain& domain, const std::vector<Family>& families) noexcept {
+  if (domain.counters.continuous > 0 || domain.counters.decision > 0 || !domain.chain_potentials.empty() ||
+      !domain.required_instantiations.empty())
+    return false;
+  for (const Family& family : families)
+    if (family.size() > std::numeric_limits<uint32_t>::max() || family.node->linked_node) return false;
+  return true;
+}
 
 CaseGroups::CaseGroups(const std::vector<Family>& families, GroupFinder& finder)
     : families_(families),

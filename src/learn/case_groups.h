@@ -7,6 +7,9 @@
 
 namespace tv {
 
+// Whether the product of the families alone is the distribution, and their tables can be enumerated.
+bool can_be_grouped(const Domain& domain, const std::vector<Family>& families) noexcept;
+
 class CaseGroups {
  public:
   // Groups that are found are those of all blocks that share the finder.

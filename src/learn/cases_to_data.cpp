@@ -2,8 +2,7 @@
 #include <charconv>
 
 #include "api/boundary.h"
-#include "data/data_set.h"
-#include "net/case_values.h"
+#include "learn/data_matching.h"
 #include "network/cases.h"
 #include "network/domain.h"
 #include "network/node_operations.h"
@@ -13,12 +12,6 @@ namespace tv {
 namespace {
 
 constexpr const char* kCountColumn = "#count";
-
-// The label itself where it names the state, else what a reader takes for the state.
-std::string item_of_state(const Node& node, size_t state) {
-  const std::string finding = finding_text(node, state);
-  return finding[0] == '"' ? std::string(state_label(node, state)) : finding;
-}
 
 // With as many digits as bring the same number back.
 template <class Number>

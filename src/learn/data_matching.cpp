@@ -58,20 +58,49 @@ std::string read_observation(Node& node, const char* item, Observation& observat
   return message;
 }
 
+bool nodes_belong_to(const Domain& domain, const DataSet& data, Node* const* nodes) noexcept {
+  for (size_t i = 0; nodes && i < data.number_of_columns(); ++i)
+    if (nodes[i] && nodes[i]->domain != &domain) return false;
+  return true;
+}
+
+std::string item_of_state(const Node& node, size_t state) {
+  const std::string finding = finding_text(node, state);
+  return finding[0] == '"' ? std::string(state_label(node, state)) : finding;
+}
+
 ColumnObservations::ColumnObservations(Node& node, const DataColumn& column)
-    : node_(&node), column_(&column), observations_(column.items.size() + size_t{1}) {
-  const std::vector<size_t> counts = count_codes(column);
-  for (Code code = 1; code < counts.size(); ++code) {
+    : node_(&node), column_(&column), observations_(1) {
+  update();
+}
+
+void ColumnObservations::forget() {
+  observations_.resize(1);
+  unfit_.clear();
+}
+
+// Items that stand in no row are not looked at.
+void ColumnObservations::update() {
+  const auto known = static_cast<Code>(observations_.size());
+  const Code items = column_->items.size();
+  if (known > items) return;
+  const std::vector<size_t> counts = count_codes(*column_);
+  observations_.resize(items + size_t{1});
+  if (!unfit_.empty()) unfit_.resize(observations_.size());
+  for (Code code = known; code <= items; ++code) {
     if (counts[code] == 0) continue;
-    std::string message = read_observation(node, column.items.text(code), observations_[code]);
+    std::string message = read_observation(*node_, column_->items.text(code), observations_[code]);
     if (message.empty()) continue;
-    if (unfit_.empty()) unfit_.resize(counts.size());
+    if (unfit_.empty()) unfit_.resize(observations_.size());
     unfit_[code] = std::move(message);
   }
 }
 
-void report_row(MessageHandler handler, size_t row, const std::string& message) {
-  if (handler.function) handler.function(row, message.c_str(), handler.data);
+void UnmatchedItems::note(size_t position, const std::string& message, bool is_failure) {
+  if (is_failure && !status_)
+    status_ = position == kNone ? refuse(tv_status_parse, "%s", message.c_str())
+                                : refuse(tv_status_parse, "%s %zu, %s", place_, position, message.c_str());
+  if (handler_.function) handler_.function(position, message.c_str(), handler_.data);
 }
 
 }  // namespace tv

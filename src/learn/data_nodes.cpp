@@ -57,7 +57,7 @@ class NodeMaker {
       }
       const std::string message = std::string("column \"") + column->name_text() + "\": " + trouble;
       if (!status) status = refuse(tv_status_parse, "%s", message.c_str());
-      report_row(handler_, kNone, message);
+      if (handler_.function) handler_.function(kNone, message.c_str(), handler_.data);
     }
     return status;
   }

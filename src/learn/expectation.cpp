@@ -2,7 +2,6 @@
 #include "learn/expectation.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "learn/case_propagation.h"
 #include "learn/complete_cases.h"
@@ -11,16 +10,6 @@
 
 namespace tv {
 namespace {
-
-// Whether the product of the families alone is the distribution, and their tables can be enumerated.
-bool can_be_grouped(const Domain& domain, const std::vector<Family>& families) noexcept {
-  if (domain.counters.continuous > 0 || domain.counters.decision > 0 || !domain.chain_potentials.empty() ||
-      !domain.required_instantiations.empty())
-    return false;
-  for (const Family& family : families)
-    if (family.size() > std::numeric_limits<uint32_t>::max() || family.node->linked_node) return false;
-  return true;
-}
 
 // A decision that is made has no policy.
 bool is_factor(const Family& family) noexcept { return family.node->category != tv_category_decision; }

@@ -45,6 +45,11 @@ GroupFinder::GroupFinder(const std::vector<Family>& families)
     }
 }
 
+size_t GroupFinder::bytes() const noexcept {
+  constexpr size_t kGroup = 2048;  // a schedule of a few stages, each with lists of its own
+  return kept_ * sizeof(uint32_t) + groups_.size() * (kGroup + 2 * words_ * sizeof(uint64_t));
+}
+
 void GroupFinder::clear() {
   groups_.clear();
   numbers_.clear();

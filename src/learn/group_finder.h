@@ -59,7 +59,8 @@ class GroupFinder {
   // Where the observed states of a row begin in the tables of a group's families.
   void append_bases(const MissingGroup& group, const int16_t* states, std::vector<uint32_t>& bases) const;
 
-  void clear();  // all groups, which are found anew
+  size_t bytes() const noexcept;  // of all groups, about
+  void clear();                   // them, so that they are found anew
 
  private:
   struct HashOfSet {

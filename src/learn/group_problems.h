@@ -19,6 +19,9 @@ class GroupProblems {
   // The number of the problem that a row poses, whose states these are; the next one if it is new.
   size_t find(uint32_t group, const int16_t* states);
 
+  size_t bytes() const noexcept {
+    return problems_.size() * sizeof(Problem) + (bases_.size() + table_.size()) * sizeof(uint32_t);
+  }
   void seal();  // frees what only `find` needs
   void clear();
 

@@ -14,6 +14,8 @@ class GroupSolver {
   bool solve(size_t problem);
   double log_likelihood() const noexcept { return log_likelihood_; }  // of the problem solved last
 
+  void forget() noexcept { last_made_ = GroupFinder::kWide; }  // before groups get other numbers
+
   // How probable each joint state of a stage is, given what is observed; of the problem solved last.
   const std::vector<double>& joint(size_t stage) const noexcept { return products_[stage]; }
   const GroupSchedule& schedule() const noexcept { return *schedule_; }

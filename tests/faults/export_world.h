@@ -47,12 +47,20 @@ struct World {
   };
   using Statistics = std::unique_ptr<tv_em_statistics_t, DeleteStatistics>;
   using Summary = std::unique_ptr<tv_column_summary_t, DeleteSummary>;
+  struct DeletePredictions {
+    void operator()(tv_predictions_t* what) const { tv_predictions_delete(what); }
+    void operator()(tv_measures_t* what) const { tv_measures_delete(what); }
+  };
+  using Predictions = std::unique_ptr<tv_predictions_t, DeletePredictions>;
+  using Measures = std::unique_ptr<tv_measures_t, DeletePredictions>;
   std::unique_ptr<std::FILE, Close> net_stream;
   DomainOwner domain, made;
   std::unique_ptr<tv_query_t, DeleteQuery> query;
   std::unique_ptr<tv_data_set_t, DeleteDataSet> data, made_data;
   Summary summary;
   Statistics statistics, other_statistics, made_statistics;
+  Predictions predictions;
+  Measures measures;
   tv_node_t *a, *b, *c, *d, *alone;
   tv_node_t *x = nullptr, *y = nullptr;          // continuous
   tv_node_t *choice = nullptr, *gain = nullptr;  // a decision and a utility

@@ -62,6 +62,7 @@ TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
   const std::string odd =
       write("odd.net", "net {} node a { states = (\"x\" \"x\"); } potential (a) { data = (0.5 0.4); }");
   const std::string data = write("data.csv", "x,y\n1,\"a,b\"\n2,?\n");
+  const std::string coins = write("coins.csv", "gauge\n23.5\n?\n");
   const char* const commands[] = {
       "beliefs chest.net -e x_ray=abnormal -l dyspnoea=0.5,1",
       "beliefs coins.net -e gauge=23.6",
@@ -85,8 +86,12 @@ TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
       "adapt chest.net patients.csv --experience 9 -o OUT",
       "learn chest.net patients.csv -o OUT",
       "score chest.net patients.csv",
+      "predict chest.net patients.csv -t bronchitis -t smoker -o OUT",
+      "predict coins.net COINS -t gauge -t coin -o OUT",
+      "validate chest.net patients.csv -t bronchitis --folds 3",
   };
   for (std::string command : commands) {
+    if (const size_t place = command.find("COINS"); place != command.npos) command.replace(place, 5, coins);
     if (const size_t place = command.find("ODD"); place != command.npos) command.replace(place, 3, odd);
     if (const size_t place = command.find("DATA"); place != command.npos) command.replace(place, 4, data);
     if (const size_t place = command.find("OUT"); place != command.npos)

@@ -8,6 +8,7 @@
 #include "data_commands.h"
 #include "learn_commands.h"
 #include "network_format.h"
+#include "predict_commands.h"
 #include "suggest.h"
 
 namespace program {
@@ -189,6 +190,7 @@ ExitCode run_command(int argc, char** argv) {
   const CLI::App* decide_command = add_decide(app, options.decide);
   const CLI::App* adapt_command = add_adapt(app, options.adapt);
   const LearnCommands learn_commands(app);
+  const PredictCommands predict_commands(app);
   const DataCommands data_commands(app);
   if (argc > 1 && *argv[1]) expect_known_command(argv[1], app);
   if (argc > 2 && *argv[2] && argv[1] == data_commands.app().get_name())
@@ -215,6 +217,7 @@ ExitCode run_command(int argc, char** argv) {
   if (*decide_command) return decide(options.decide);
   if (*adapt_command) return adapt(options.adapt);
   if (learn_commands.are_given()) return learn_commands.run();
+  if (predict_commands.are_given()) return predict_commands.run();
   if (data_commands.app()) return data_commands.run();
   return kWrongUsage;
 }

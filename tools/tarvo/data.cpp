@@ -17,15 +17,6 @@
 namespace program {
 namespace {
 
-char separator_named(const std::string& text, const std::string& file) {
-  if (text == "tab" || text == "\\t") return '\t';
-  if (!text.empty()) return text[0];
-  const auto ends_with = [&](const std::string& end) {
-    return file.size() >= end.size() && file.compare(file.size() - end.size(), end.size(), end) == 0;
-  };
-  return ends_with(".tsv") || ends_with(".tsv.gz") || ends_with(".tab") ? '\t' : ',';
-}
-
 void set_missing(tv_data_set_t* data, const std::vector<std::string>& texts) {
   std::vector<const char*> list;
   for (const std::string& text : texts) list.push_back(text.c_str());
@@ -54,6 +45,15 @@ bool is_separator(const std::string& text) {
   if (text == "tab" || text == "\\t") return true;
   return text.size() == 1 && static_cast<signed char>(text[0]) > 0 &&
          std::strchr("\"\r\n", text[0]) == nullptr;
+}
+
+char separator_named(const std::string& text, const std::string& file) {
+  if (text == "tab" || text == "\\t") return '\t';
+  if (!text.empty()) return text[0];
+  const auto ends_with = [&](const std::string& end) {
+    return file.size() >= end.size() && file.compare(file.size() - end.size(), end.size(), end) == 0;
+  };
+  return ends_with(".tsv") || ends_with(".tsv.gz") || ends_with(".tab") ? '\t' : ',';
 }
 
 char separator_of(const DataOptions& options) { return separator_named(options.separator, options.file); }

@@ -31,19 +31,6 @@ std::vector<tv_node_t*> chance_nodes(tv_domain_t* domain) {
   return nodes;
 }
 
-// What is learned is said by the experience tables. A network without any is learned as a whole.
-void give_experience(const Network& network, const LearnOptions& options) {
-  const std::vector<tv_node_t*> nodes = chance_nodes(network.domain());
-  const bool has_any = std::any_of(nodes.begin(), nodes.end(), [](const tv_node_t* node) {
-    return tv_node_has_experience_table(node) == 1;
-  });
-  if (has_any && options.experience < 0) return;
-  for (tv_node_t* node : nodes) {
-    if (has_any && tv_node_has_experience_table(node) != 1) continue;
-    set_experience(node, std::max(options.experience, 0.0), network.file());
-  }
-}
-
 // Another point to start from: distributions drawn uniformly (shares of an exponential sample), the same on
 // every machine.
 void draw_tables(tv_domain_t* domain, std::mt19937_64& random) {
@@ -181,6 +168,18 @@ Network read_network(const Ranks& ranks, const Source& source) {
 }
 
 }  // namespace
+
+void give_experience(const Network& network, const LearnOptions& options) {
+  const std::vector<tv_node_t*> nodes = chance_nodes(network.domain());
+  const bool has_any = std::any_of(nodes.begin(), nodes.end(), [](const tv_node_t* node) {
+    return tv_node_has_experience_table(node) == 1;
+  });
+  if (has_any && options.experience < 0) return;
+  for (tv_node_t* node : nodes) {
+    if (has_any && tv_node_has_experience_table(node) != 1) continue;
+    set_experience(node, std::max(options.experience, 0.0), network.file());
+  }
+}
 
 ExitCode learn(const LearnOptions& options) {
   if (options.to == "-" && options.format != Format::kText)

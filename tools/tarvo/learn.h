@@ -34,6 +34,9 @@ struct LearnOptions {
 };
 ExitCode learn(const LearnOptions& options);
 
+// What is learned is said by the experience tables. A network without any is learned as a whole.
+void give_experience(const Network& network, const LearnOptions& options);
+
 struct ScoreOptions {
   Source source;
   CaseOptions cases;

@@ -7,6 +7,11 @@
 
 namespace program {
 
+// Where cases come from, and how they are learned from.
+void add_case_file(CLI::App* command, CaseOptions& options);
+void add_counts(CLI::App* command, CaseOptions& options);
+void add_em_options(CLI::App* command, LearnOptions& options);
+
 class LearnCommands {
  public:
   explicit LearnCommands(CLI::App& app);
@@ -15,7 +20,6 @@ class LearnCommands {
   ExitCode run() const;
 
  private:
-  void add_cases(CLI::App* command, CaseOptions& options);
   void add_learn(CLI::App& app);
   void add_score(CLI::App& app);
 

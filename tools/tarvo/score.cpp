@@ -9,27 +9,10 @@
 #include "learn.h"
 #include "progress.h"
 #include "propagation.h"
-#include "ranks.h"
+#include "row_messages.h"
 
 namespace program {
 namespace {
-
-constexpr size_t kMostMessages = 20;
-
-struct Told {
-  std::string file;
-  size_t first_row;
-  size_t count = 0;
-};
-
-void print_unmatched(size_t row, const char* message, void* data) {
-  Told& told = *static_cast<Told*>(data);
-  Ranks& ranks = Ranks::of_this_run();
-  const bool is_column = row == SIZE_MAX;  // then all ranks see it
-  if (++told.count > kMostMessages || (is_column && !ranks.is_first())) return;
-  ranks.tell(told.file + ": " + (is_column ? "" : "row " + std::to_string(told.first_row + row + 1) + ", ") +
-             message);
-}
 
 // Fails with the first case that cannot be.
 void expect_possible_cases(const Network& network, tv_domain_t* domain, const std::string& data_file,
@@ -52,20 +35,15 @@ void load_cases(const Network& network, const CaseOptions& options, const RowRan
     throw Failure(kFailed, options.data.file + ": it has changed while it was read");
   const size_t counts =
       options.count_column.empty() ? SIZE_MAX : column_named(data.get(), options.count_column, options.data);
-  Told told{shown_file(options.data.file), rows ? rows->first : 0};
-  const Activity reading("reading " + told.file);
+  const std::string file = shown_file(options.data.file);
+  RowMessages messages(options.data.file, RowMessages::kRows, rows ? rows->first : 0);
+  const Activity reading("reading " + file);
   const tv_status_t status = tv_domain_add_cases(network.domain(), data.get(), nullptr, counts,
                                                  options.lenient ? tv_unmatched_missing : tv_unmatched_error,
-                                                 print_unmatched, &told);
-  if (told.count > kMostMessages)
-    Ranks::of_this_run().tell(told.file + ": " + std::to_string(told.count - kMostMessages) +
-                              " more of the kind");
-  if (status && told.count)
-    throw Failure(kFailed,
-                  told.file + " does not fit " + network.file() +
-                      (options.lenient ? "" : "; --lenient leaves out what no node has a state for"));
-  expect(status, told.file);
-  if (tv_data_set_get_number_of_rows(data.get()) == 0 && !rows) fail_without_cases(told.file);
+                                                 RowMessages::tell, &messages);
+  messages.end(status, network, options.lenient);
+  expect(status, file);
+  if (tv_data_set_get_number_of_rows(data.get()) == 0 && !rows) fail_without_cases(file);
 }
 
 void fail_without_cases(const std::string& file) { throw Failure(kFailed, file + ": there are no cases"); }

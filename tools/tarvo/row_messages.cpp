@@ -1,0 +1,39 @@
+#include "row_messages.h"
+
+#include <cstdint>
+
+#include "files.h"
+#include "ranks.h"
+
+namespace program {
+namespace {
+
+constexpr size_t kMostMessages = 20;
+
+}  // namespace
+
+RowMessages::RowMessages(const std::string& file, Positions positions, size_t first_row)
+    : file_(shown_file(file)), positions_(positions), first_row_(first_row) {}
+
+void RowMessages::tell(size_t position, const char* message, void* data) {
+  RowMessages& messages = *static_cast<RowMessages*>(data);
+  Ranks& ranks = Ranks::of_this_run();
+  const bool is_column = position == SIZE_MAX;  // then all ranks see it
+  if (++messages.count_ > kMostMessages || (is_column && !ranks.is_first())) return;
+  std::string place = ": ";
+  if (!is_column)
+    place = messages.positions_ == kLines
+                ? ":" + std::to_string(position) + ": "
+                : ": row " + std::to_string(messages.first_row_ + position + 1) + ", ";
+  ranks.tell(messages.file_ + place + message);
+}
+
+void RowMessages::end(tv_status_t status, const Network& network, bool is_lenient) const {
+  if (count_ > kMostMessages)
+    Ranks::of_this_run().tell(file_ + ": " + std::to_string(count_ - kMostMessages) + " more of the kind");
+  if (status && count_)
+    throw Failure(kFailed, file_ + " does not fit " + network.file() +
+                               (is_lenient ? "" : "; --lenient leaves out what no node has a state for"));
+}
+
+}  // namespace program
