@@ -266,7 +266,7 @@ void CsvReader::make_writers() {
   constexpr size_t kMostWaiting = 256, kWaitingCells = size_t{1} << 16, kManyColumns = 1000;
   const size_t columns = data_.columns.size();
   const unsigned cache_bits = columns < kManyColumns ? 5 : 1;
-  waiting_rows_ = std::clamp<size_t>(kWaitingCells / columns, 1, kMostWaiting);
+  waiting_rows_ = std::clamp<size_t>(kWaitingCells / columns, 1, std::min(kMostWaiting, most_rows_));
   codes_.resize(size_multiply(columns, waiting_rows_));
   recent_.resize(columns << cache_bits);
   writers_.reserve(columns);

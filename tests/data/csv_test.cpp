@@ -143,6 +143,27 @@ Sheet read_in_pieces(const std::string& text, char separator, size_t window) {
   return sheet_of(&data);
 }
 
+// The rows some at a time, each with the line in which it begins.
+Sheet read_some_rows(const std::string& text, char separator, size_t rows, size_t window) {
+  tv::DataSet data;
+  tv::CsvSource source{std::string_view(text)};
+  tv::CsvRows reader(data, source, separator, {}, window);
+  Sheet all;
+  size_t line = 1;
+  do {
+    EXPECT_EQ(reader.next(rows), tv_status_none);
+    const Sheet some = sheet_of(&data);
+    EXPECT_LE(some.rows.size(), rows);
+    all.names = some.names;
+    all.rows.insert(all.rows.end(), some.rows.begin(), some.rows.end());
+    for (size_t row = 0; row < some.rows.size(); ++row) {
+      EXPECT_LT(line, reader.line(row));
+      line = reader.line(row);
+    }
+  } while (data.number_of_rows() > 0);
+  return all;
+}
+
 TEST(Csv, AgreesWithANaiveReaderInEveryWindow) {
   for (uint64_t seed = 0; seed < 400; ++seed) {
     Generator random(seed);
@@ -153,6 +174,8 @@ TEST(Csv, AgreesWithANaiveReaderInEveryWindow) {
     for (const size_t window : {1, 2, 3, 5, 17, 64, 65})
       ASSERT_EQ(read_in_pieces(text, separator, window), expected)
           << "seed " << seed << ", window " << window;
+    for (const size_t rows : {1, 2, 7})
+      ASSERT_EQ(read_some_rows(text, separator, rows, 1 + seed % 70), expected) << "seed " << seed;
     const DataSetOwner data = data_set_of(expected);
     const std::string written = csv_of(data.get(), separator);
     ASSERT_EQ(parsed(written, separator), expected) << "seed " << seed << "\n" << written;

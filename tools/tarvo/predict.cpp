@@ -146,11 +146,11 @@ std::vector<Measures> predict_rows(const Network& network, const PredictOptions&
   std::vector<tv_measures_t*> made(targets.size() - 1);
   const Activity predicting("predicting");
   errno = 0;
-  const tv_status_t status = tv_domain_predict_csv(
-      network.domain(), from.get(), to.stream(), separator_of(data),
-      data.missing.empty() ? nullptr : missing.data(), targets.data(), kept.data(),
-      options.cases.lenient ? tv_unmatched_missing : tv_unmatched_error, RowMessages::tell, &messages,
-      made.data());
+  const tv_status_t status =
+      tv_domain_predict_csv(network.domain(), from.get(), to.stream(), separator_of(data),
+                            data.missing.empty() ? nullptr : missing.data(), targets.data(), kept.data(),
+                            options.cases.lenient ? tv_unmatched_missing : tv_unmatched_error,
+                            RowMessages::tell, &messages, made.data());
   const std::string reason = std::strerror(errno ? errno : EIO), message = library_message();
   if (status == tv_status_io && std::ferror(to.stream())) to.fail(reason);
   if (status == tv_status_io) throw Failure(kFailed, shown_file(data.file) + ": " + reason);
