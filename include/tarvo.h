@@ -5040,6 +5040,9 @@ TV_API size_t tv_get_em_block_size(void);
  * results stay what they are. tv_domain_set_em_concurrency_level sets how many threads take part. Nodes
  * without a name get one (tv_node_get_name).
  *
+ * How the cases fall into small problems is found out once, and kept for the next time as long as the domain
+ * is compiled and its cases do not change, until tv_em_statistics_set_experience.
+ *
  * @param domain      a compiled domain
  * @param first_case  where its cases begin among those of all parts, a multiple of tv_get_em_block_size
  * @return the statistics: free it with tv_em_statistics_delete; NULL on failure

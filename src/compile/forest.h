@@ -161,6 +161,8 @@ struct Forest {
   std::vector<Node*> potentials;
   std::vector<Node*> moral_neighbors;
 
+  std::shared_ptr<void> learning;  // what learning keeps of the stored cases, see learn/em_cases.h
+
   std::unique_ptr<InferenceState, void (*)(InferenceState*)> state{nullptr, [](InferenceState*) {}};
 
   // True as long as the queries over this forest may be used, for which its potentials must not change; null

@@ -30,7 +30,7 @@ class EmRun {
     if (tv_status_t status = trace_.status()) return status;
     if (tv_status_t status = compute_prior(domain_, families_, prior_)) return status;
     LearnedTables tables(families_);  // before anything changes
-    const Expectation expectation(domain_, families_, domain_.em_concurrency_level);
+    const Expectation expectation(domain_, families_);
     if (tv_status_t status = iterate(expectation)) return status;
     if (trace_.enabled())
       if (tv_status_t status = finish(expectation)) return status;

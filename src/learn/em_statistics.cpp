@@ -6,8 +6,8 @@
 #include "api/boundary.h"
 #include "inference/answers/queries.h"
 #include "inference/reset.h"
+#include "learn/em_cases.h"
 #include "learn/em_checks.h"
-#include "learn/expectation.h"
 #include "learn/learned_tables.h"
 #include "learn/m_step.h"
 #include "learn/prior.h"
@@ -22,9 +22,8 @@ tv_status_t compute(Domain& domain, size_t first_case, EmStatistics& statistics)
   std::vector<Family> families;
   if (tv_status_t status = collect_families_to_learn(domain, families)) return status;
   statistics.network = fingerprint_of(families);
-  const Expectation expectation(domain, families, domain.em_concurrency_level,
-                                first_case / limits.block_cases);
-  return expectation.run(statistics.cases);
+  const EmCases& cases = EmCases::of(domain, std::move(families), first_case / limits.block_cases);
+  return cases.expectation().run(statistics.cases);
 }
 
 tv_status_t compute_known(Domain& domain, EmStatistics& statistics) {
@@ -162,5 +161,6 @@ tv_status_t tv_em_statistics_set_tables(const tv_em_statistics_t* statistics, tv
 tv_status_t tv_em_statistics_set_experience(const tv_em_statistics_t* statistics, tv_domain_t* domain) {
   return tv::apply(statistics, domain, [&](const auto& families, const auto& counts) {
     tv::set_experience(families, counts, statistics->prior);
+    tv::EmCases::forget(*domain);
   });
 }

@@ -16,9 +16,8 @@ bool is_factor(const Family& family) noexcept { return family.node->category != 
 
 }  // namespace
 
-Expectation::Expectation(Domain& domain, const std::vector<Family>& families, size_t threads,
-                         uint64_t first_block)
-    : domain_(domain), families_(families), threads_(threads), first_block_(first_block), origins_(families) {
+Expectation::Expectation(Domain& domain, const std::vector<Family>& families, uint64_t first_block)
+    : domain_(domain), families_(families), first_block_(first_block), origins_(families) {
   if (can_be_grouped(domain, families)) finder_.emplace(families);
   for (size_t first = 0; first < domain.cases.count; first += limits.block_cases)
     blocks_.push_back(block_of(first, std::min(limits.block_cases, domain.cases.count - first)));
@@ -68,14 +67,15 @@ void Expectation::add_complete_cases(const Block& block, BlockSums& sums) const 
 tv_status_t Expectation::run(const Block& block, CasePropagator& propagator, BlockSums& sums) const {
   sums.counts = origins_.counts_about(block.means);
   if (block.groups)
-    if (tv_status_t status = block.groups->expect(sums.counts, sums.log_likelihood, threads_))
+    if (tv_status_t status =
+            block.groups->expect(sums.counts, sums.log_likelihood, domain_.em_concurrency_level))
       return store_status(status);
   add_complete_cases(block, sums);
   return propagator.add(block.others, sums.counts, sums.log_likelihood);
 }
 
 tv_status_t Expectation::run(BlockTree& tree) const {
-  CasePropagator propagator(domain_, families_, threads_);
+  CasePropagator propagator(domain_, families_, domain_.em_concurrency_level);
   for (size_t b = 0; b < blocks_.size(); ++b) {
     const Block& block = blocks_[b];
     BlockSums sums{first_block_ + b, 0, block.count, block.incomplete, block.weight, 0.0, {}};

@@ -14,12 +14,12 @@ class CasePropagator;
 class Expectation {
  public:
   // `first_block`: where the cases of the domain begin among all, of which they may be a part.
-  Expectation(Domain& domain, const std::vector<Family>& families, size_t threads, uint64_t first_block = 0);
+  Expectation(Domain& domain, const std::vector<Family>& families, uint64_t first_block = 0);
 
   // How many cases lack something.
   uint64_t incomplete_cases() const noexcept;
 
-  // Appends the sums of all blocks. A failure is that of a propagation.
+  // Appends the sums of all blocks, under the present tables. A failure is that of a propagation.
   tv_status_t run(BlockTree& tree) const;
 
  private:
@@ -40,7 +40,6 @@ class Expectation {
 
   Domain& domain_;
   const std::vector<Family>& families_;
-  const size_t threads_;
   const uint64_t first_block_;
   const Origins origins_;
   std::optional<GroupFinder> finder_;  // of all groups

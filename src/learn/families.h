@@ -25,6 +25,8 @@ struct Family {
   }
   bool learns(size_t configuration) const noexcept { return experience(configuration) >= 0; }
 
+  bool operator==(const Family&) const = default;
+
   const Node* continuous(size_t i) const noexcept { return table->nodes[table->discrete_count + i]; }
   size_t size() const noexcept { return table->size; }
 };

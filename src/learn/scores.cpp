@@ -25,8 +25,7 @@ tv_status_t compute_log_likelihood(Domain& domain) {
   if (tv_status_t status = collect_families(domain, families)) return status;
   for (Family& family : families) family.is_learned = false;
   BlockTree tree;
-  if (tv_status_t status = Expectation(domain, families, domain.em_concurrency_level).run(tree))
-    return status;
+  if (tv_status_t status = Expectation(domain, families).run(tree)) return status;
   start_anew(domain);
   domain.log_likelihood = std::move(tree).total().log_likelihood;
   domain.log_likelihood_is_valid = true;

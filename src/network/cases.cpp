@@ -52,6 +52,11 @@ void reset_cells(Domain& domain, size_t first, size_t last) noexcept {
   for (size_t i = first; i < last && !domain.cases.counts.empty(); ++i) domain.cases.counts[i] = 1;
 }
 
+void note_change(Domain& domain) noexcept {
+  domain.log_likelihood_is_valid = false;
+  ++domain.cases.changes;
+}
+
 bool has_cases(const Node& node) noexcept { return is_discrete_or_continuous(node); }
 
 bool is_case(const Node& node, size_t index) noexcept { return index < node.domain->cases.count; }
@@ -59,7 +64,7 @@ bool is_case(const Node& node, size_t index) noexcept { return index < node.doma
 }  // namespace
 
 void set_number_of_cases(Domain& domain, size_t count) {
-  domain.log_likelihood_is_valid = false;
+  note_change(domain);
   CaseTable& cases = domain.cases;
   const size_t capacity = cases.capacity;
   if (count > kCaseLimit) throw std::bad_alloc();
@@ -78,7 +83,7 @@ void set_number_of_cases(Domain& domain, size_t count) {
 }
 
 void take_counts(Domain& domain, size_t count, std::vector<tv_number_t>& counts) noexcept {
-  domain.log_likelihood_is_valid = false;
+  note_change(domain);
   domain.cases.count = domain.cases.capacity = count;
   domain.cases.counts.swap(counts);
 }
@@ -88,7 +93,7 @@ tv_number_t case_count(const Domain& domain, size_t index) noexcept {
 }
 
 void set_case_count(Domain& domain, size_t index, tv_number_t count) {
-  domain.log_likelihood_is_valid = false;
+  note_change(domain);
   std::vector<tv_number_t>& counts = domain.cases.counts;
   if (counts.empty() && count == 1) return;
   if (counts.empty()) counts.assign(domain.cases.capacity, 1);
@@ -96,7 +101,7 @@ void set_case_count(Domain& domain, size_t index, tv_number_t count) {
 }
 
 tv_status_t set_case_state(Node& node, size_t index, size_t state) {
-  node.domain->log_likelihood_is_valid = false;
+  note_change(*node.domain);
   if (state >= kStateLimit) return tv_status_case_state_too_large;
   if (node.cases.states.empty()) node.cases.states.assign(node.domain->cases.capacity, kMissingCase);
   node.cases.states[index] = static_cast<int16_t>(state);
@@ -104,7 +109,7 @@ tv_status_t set_case_state(Node& node, size_t index, size_t state) {
 }
 
 void set_case_value(Node& node, size_t index, double value) {
-  node.domain->log_likelihood_is_valid = false;
+  note_change(*node.domain);
   CaseColumn& column = node.cases;
   if (column.values.empty()) {
     CaseColumn fresh;
@@ -117,7 +122,7 @@ void set_case_value(Node& node, size_t index, double value) {
 }
 
 void unset_case(Node& node, size_t index) noexcept {
-  node.domain->log_likelihood_is_valid = false;
+  note_change(*node.domain);
   if (!node.cases.states.empty()) node.cases.states[index] = kMissingCase;
   if (!node.cases.known.empty()) node.cases.known[index] = 0;
 }
@@ -128,12 +133,13 @@ bool case_is_set(const Node& node, size_t index) noexcept {
 }
 
 void forget_case_states_from(Node& node, size_t count) noexcept {
-  node.domain->log_likelihood_is_valid = false;
+  note_change(*node.domain);
   for (int16_t& state : node.cases.states)
     if (state != kMissingCase && static_cast<size_t>(state) >= count) state = kMissingCase;
 }
 
 void reorder_case_states(Node& node, const size_t* order) noexcept {
+  note_change(*node.domain);
   const size_t* const end = order + node.number_of_states;
   for (int16_t& state : node.cases.states)
     if (state != kMissingCase)

@@ -24,6 +24,7 @@ inline constexpr int16_t kMissingCase = -1;
 struct CaseTable {
   size_t count = 0;
   size_t capacity = 0;
+  size_t changes = 0;               // grows with each change of a case or a count
   std::vector<tv_number_t> counts;  // empty: all are 1
 };
 

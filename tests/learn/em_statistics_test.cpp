@@ -273,6 +273,38 @@ TEST(EmStatistics, NetworksAreToldApart) {
   }
 }
 
+// What was found out about the cases is not used for others.
+TEST(EmStatistics, ChangedCasesAreSplitAnew) {
+  const KeptLimits kept;
+  tv::limits.block_cases = 8;
+  const World world = mixed_world();
+  const DomainOwner domain = with_cases(world, 0, world.rows.size());
+  tv_node_t* const kind = tv_domain_get_node_by_name(domain.get(), "kind");
+  tv_node_t* const x = tv_domain_get_node_by_name(domain.get(), "x");
+  size_t first = 0;
+  const std::vector<std::function<void()>> changes = {
+      [] {},
+      [&] { tv_node_set_case_state(kind, 3, 1); },
+      [&] { tv_node_set_case_value(x, 5, 99.0); },
+      [&] { tv_node_unset_case(x, 6); },
+      [&] { tv_domain_set_case_count(domain.get(), 7, 2.5f); },
+      [&] { tv_domain_set_number_of_cases(domain.get(), 50); },
+      [&] { first = 16; },
+      [&] { tv::limits.block_cases = 16; },
+      [&] { tv_table_get_data(tv_node_get_table(kind))[0] = 0.3f; },
+      [&] { std::fill_n(tv_table_get_data(tv_node_get_experience_table(kind)), 1, -1.0f); },
+      [&] { tv_node_set_number_of_states(kind, 3), tv_domain_compile(domain.get()); }};
+  for (size_t i = 0; i < changes.size(); ++i) {
+    changes[i]();
+    const DomainOwner fresh(tv_domain_clone(domain.get()));
+    ASSERT_EQ(tv_domain_compile(fresh.get()), tv_status_none);
+    const Statistics found(tv_domain_new_em_statistics(domain.get(), first));
+    const Statistics expected(tv_domain_new_em_statistics(fresh.get(), first));
+    ASSERT_TRUE(found && expected) << i << tv_error_message();
+    EXPECT_TRUE(bytes_of(found) == bytes_of(expected)) << i;
+  }
+}
+
 // What is not known beforehand counts for nothing: then the cases alone make tables and experience.
 TEST(EmStatistics, WithoutPriorTheCasesAloneDecide) {
   const DomainOwner domain = new_domain();
