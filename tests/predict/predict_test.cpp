@@ -313,6 +313,20 @@ TEST(Predict, MeasuresOfImpossibleRowsAndTruths) {
             "cause,P(cause=#0),P(cause=#1)\n,,\n#0,1,0\n");
 }
 
+// What nobody observed stands between two observations that exclude each other, far from the target.
+TEST(Predict, RowsAreImpossibleWhereverTheyAre) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* target = add_node(domain.get(), "target", 2, {}, {0.25f, 0.75f});
+  tv_node_t* first = add_node(domain.get(), "first", 2, {}, {0.5f, 0.5f});
+  tv_node_t* between = add_node(domain.get(), "between", 2, {first}, {1.0f, 0.0f, 0.0f, 1.0f});
+  add_node(domain.get(), "last", 2, {between}, {1.0f, 0.0f, 0.5f, 0.5f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const Predictions found = predict(domain, "first,last\n#0,#1\n#1,#1\n#0,\n", {target});
+  EXPECT_EQ(tv_predictions_is_possible(found.get(), 0), 0);
+  EXPECT_EQ(tv_predictions_is_possible(found.get(), 1), 1);
+  EXPECT_EQ(tv_predictions_get_probability(found.get(), 2, 0, 0), 0.25);
+}
+
 // ---- From file to file ----
 
 // More rows than are held at a time, a column of which every item is different, and one of numbers that
