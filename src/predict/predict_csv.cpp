@@ -16,7 +16,6 @@
 namespace tv {
 namespace {
 
-constexpr size_t kRowsTogether = 1 << 14;
 constexpr int kDigits = 9;
 
 struct CsvPrediction {
@@ -77,7 +76,7 @@ class CsvPredictor {
   }
 
   tv_status_t run() {
-    if (tv_status_t status = rows_.next(kRowsTogether)) return status;
+    if (tv_status_t status = rows_.next(Predictor::kRowsOfACall)) return status;
     if (tv_status_t status = match()) return status;
     write_header();
     ProgressMeter progress(*model_.domain, "predicting", 0);
@@ -89,7 +88,7 @@ class CsvPredictor {
       write_rows();
       if (sink_.status()) return sink_.status();
       source_rows_->forget_columns_of_more_than(CsvRows::kMostKeptItems);
-      if (tv_status_t status = rows_.next(kRowsTogether)) return status;
+      if (tv_status_t status = rows_.next(Predictor::kRowsOfACall)) return status;
     }
     return sink_.finish();
   }

@@ -20,8 +20,6 @@ tv_predictions_s::tv_predictions_s(const tv::PredictionModel& model) {
 namespace tv {
 namespace {
 
-constexpr size_t kRowsOfACall = 1 << 16;
-
 // Numbers that threads gave their answers, and those that the answers have in the whole.
 class Renumbering {
  public:
@@ -66,10 +64,10 @@ tv_status_t predict_rows(const PredictionModel& model, const RowSource& source,
   const size_t rows = source.rows();
   Predictor predictor(model, model.domain->concurrency_level);
   Renumbering numbers(predictor, model.targets.size());
-  ProgressMeter progress(*model.domain, "predicting", rows / kRowsOfACall + 1);
-  for (size_t first = 0; first < rows; first += kRowsOfACall) {
+  ProgressMeter progress(*model.domain, "predicting", rows / Predictor::kRowsOfACall + 1);
+  for (size_t first = 0; first < rows; first += Predictor::kRowsOfACall) {
     if (tv_status_t status = progress.advance()) return store_status(status);
-    const size_t count = std::min(kRowsOfACall, rows - first);
+    const size_t count = std::min(Predictor::kRowsOfACall, rows - first);
     if (tv_status_t status = predictor.run(source, first, count)) return status;
     for (size_t t = 0; t < model.targets.size(); ++t) {
       tv_predictions_s::Target& target = predictions.targets[t];

@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "api/boundary.h"
+#include "tables/limits.h"
 
 namespace tv {
 namespace {
 
-constexpr size_t kRowsTogether = 256;            // are read and answered while they are in the nearest cache
-constexpr size_t kMostBytes = size_t{64} << 20;  // of what a thread keeps; then it begins anew
+constexpr size_t kRowsTogether = 256;  // are read and answered while they are in the nearest cache
 
 }  // namespace
 
@@ -22,7 +22,7 @@ struct Predictor::Worker {
   void make_room() {
     size_t bytes = query.bytes() + (groups ? groups->bytes() : 0);
     for (const AnswerList& list : answers) bytes += list.size() * list.length() * sizeof(double);
-    if (bytes <= kMostBytes) return;
+    if (bytes <= limits.kept_predictions) return;
     if (groups) groups->clear();
     query.clear();
     for (AnswerList& list : answers) list.clear();

@@ -14,6 +14,8 @@ class Predictor {
   Predictor(const PredictionModel& model, size_t threads);
   ~Predictor();
 
+  static constexpr size_t kRowsOfACall = 1 << 14;  // are worth a call, and need little room
+
   // The answers of rows `first` and on; those of earlier calls are gone.
   tv_status_t run(const RowSource& source, size_t first, size_t count);
 

@@ -62,6 +62,9 @@ struct Limits {
   size_t joint_states = 4096;            // and so are those of which more joint states are present at a time
   size_t kept_places = size_t{1} << 23;  // in tables, of 4 bytes, that groups of missing nodes keep
 
+  // Prediction
+  size_t kept_predictions = size_t{64} << 20;  // bytes of groups and answers that a thread keeps, about
+
   // Threads; a grain is the domain's setting
   size_t processors = 0;             // overrides the number of usable processors; 0 asks the system
   size_t grains_for_threads = 1000;  // of a propagation
