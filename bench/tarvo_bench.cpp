@@ -19,6 +19,7 @@
 #include "limit.h"
 #include "memory.h"
 #include "models.h"
+#include "prediction.h"
 #include "queries.h"
 #include "streams.h"
 #include "triangulations.h"
@@ -40,8 +41,9 @@ struct Settings {
   bool continuous = false;
   bool decisions = false;
   bool models = false;
-  size_t data = 0;       // rows
-  std::string learning;  // folder of CSV files
+  size_t data = 0;          // rows
+  std::string learning;     // folder of CSV files
+  std::string predictions;  // the same
   bool changes = false;
 };
 
@@ -309,6 +311,8 @@ int main(int argc, char** argv) {
   app.add_flag("--decisions", settings.decisions, "time policy updating on generated networks instead");
   app.add_flag("--models", settings.models, "time the generation of tables from models instead");
   app.add_option("--data", settings.data, "time data sets of so many rows instead");
+  app.add_option("--predictions", settings.predictions,
+                 "time predictions instead, from CSV files whose names begin like networks of FOLDER");
   app.add_option("--learning", settings.learning,
                  "time learning instead, from CSV files whose names begin like networks of FOLDER")
       ->check(CLI::ExistingDirectory);
@@ -318,6 +322,8 @@ int main(int argc, char** argv) {
   if (settings.decisions) return bench::run_decisions(settings.repeats) ? 0 : 1;
   if (settings.continuous) return bench::run_continuous(settings.repeats, settings.threads) ? 0 : 1;
   if (settings.data > 0) return bench::run_data(settings.data, settings.repeats) ? 0 : 1;
+  if (!settings.predictions.empty())
+    return bench::run_predictions(settings.predictions, settings.folder, settings.repeats) ? 0 : 1;
   if (!settings.learning.empty())
     return bench::run_learning(settings.learning, settings.folder, settings.repeats) ? 0 : 1;
   if (settings.models) return bench::run_models(settings.repeats) ? 0 : 1;
