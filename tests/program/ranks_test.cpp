@@ -1,4 +1,5 @@
-// Learning on several ranks under mpirun: the same bits as alone, and one message for whatever fails where.
+// Learning and predicting on several ranks under mpirun: the same bits as alone, and one message for whatever
+// fails where.
 #include <functional>
 
 #include "program/program.h"
@@ -168,6 +169,30 @@ TEST_F(OnRanks, AFailureAnywhereEndsAll) {
   expect_failure(run(2, "learn " + discrete_ + " - " + out), "standard input");
   expect_failure(run(2, "learn " + discrete_ + " " + data + " --thread" + out), "--threads");
   expect_failure(run(2, "learn " + discrete_ + " " + data + " --lenient -o /dev/full"), "No space");
+}
+
+// Cells with line ends, of which one is in the header, are copied to the answers.
+TEST_F(OnRanks, AnswersComeInTheOrderOfTheRows) {
+  std::string text = "\"a\nname\",b,a\n";
+  for (size_t row = 0; row < 30000; ++row)
+    text += (row % 5 ? std::to_string(row) : "\"" + std::to_string(row) + "\n\"") +
+            (row % 2 ? ",low," : ",?,") + (row % 3 ? "yes\n" : "no\n");
+  const std::string command = "predict " + discrete_ + " " + write("rows.csv", text) +
+                              " -t kind -t a --lenient --keep \"$(printf 'a\\nname')\" -o ";
+  ASSERT_EQ(tarvo(command + path("alone.csv")).exit_code, 0);
+  for (const size_t ranks : {2, 3, 9}) {
+    const Outcome outcome = run(ranks, command + path("all.csv"));
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
+    EXPECT_TRUE(read_file(path("all.csv")) == read_file(path("alone.csv"))) << ranks;
+  }
+  expect_failure(run(3, command + "/dev/full"), "No space");
+  std::filesystem::remove(path("all.csv"));
+  text += "x,middle,yes\n";
+  expect_failure(run(3, "predict " + discrete_ + " " + write("bad.csv", text) +
+                            " -t kind --keep \"$(printf " + "'a\\nname')\" -o " + path("all.csv")),
+                 "bad.csv:36003: column \"b\"");
+  EXPECT_FALSE(std::filesystem::exists(path("all.csv")));
+  expect_failure(run(2, "score " + discrete_ + " " + path("rows.csv")), "not tarvo score");
 }
 
 TEST_F(OnRanks, ARankThatIsKilledEndsAll) {

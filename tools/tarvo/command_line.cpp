@@ -9,6 +9,7 @@
 #include "learn_commands.h"
 #include "network_format.h"
 #include "predict_commands.h"
+#include "ranks.h"
 #include "suggest.h"
 
 namespace program {
@@ -170,6 +171,13 @@ void expect_one_reader(const Source& source, const std::string& case_file) {
     throw Failure(kWrongUsage, "the network and its cases cannot both come from the standard input");
 }
 
+// All other commands would do the same work, and print it, on every rank.
+void expect_command_for_ranks(const std::string& command) {
+  if (Ranks::of_this_run().are_many() && command != "learn" && command != "predict")
+    throw Failure(kWrongUsage,
+                  "under mpirun there are tarvo learn and tarvo predict, but not tarvo " + command);
+}
+
 }  // namespace
 
 ExitCode run_command(int argc, char** argv) {
@@ -202,6 +210,7 @@ ExitCode run_command(int argc, char** argv) {
     app.exit(error);  // help and version
     return kSuccess;
   }
+  expect_command_for_ranks(app.get_subcommands().front()->get_name());
   expect_one_reader(options.beliefs.source, options.beliefs.evidence.case_file);
   expect_one_reader(options.decide.source, options.decide.evidence.case_file);
   expect_one_reader(options.adapt.source, options.adapt.cases);

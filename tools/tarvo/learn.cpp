@@ -159,14 +159,6 @@ void report(const Network& network, const LearnOptions& options, const Scores& s
   print_scores(scores);
 }
 
-// Rank 0 prints what there is to say about the file.
-Network read_network(const Ranks& ranks, const Source& source) {
-  if (ranks.is_first()) return Network(source);
-  Network network(source, Network::kKeepMessages);
-  if (!network.domain()) throw Failure(kFailed, "");
-  return network;
-}
-
 }  // namespace
 
 void give_experience(const Network& network, const LearnOptions& options) {
@@ -185,15 +177,12 @@ ExitCode learn(const LearnOptions& options) {
   if (options.to == "-" && options.format != Format::kText)
     throw Failure(kWrongUsage,
                   "the network itself goes to the standard output, so there is no room for --format");
-  if (options.source.file == "-" && options.cases.data.file == "-")
-    throw Failure(kWrongUsage, "the network and the cases cannot both come from the standard input");
   Ranks& ranks = Ranks::of_this_run();
-  if (ranks.are_many() && (options.source.file == "-" || options.cases.data.file == "-"))
-    throw Failure(kWrongUsage, "under mpirun neither the network nor the cases come from the standard input");
+  expect_files_for_ranks(ranks, options.source, options.cases.data);
   const Network network = read_network(ranks, options.source);
   size_t first_row = 0;
   if (ranks.are_many()) {
-    const RowRange rows = rows_of_this_rank(ranks, options.cases.data);
+    const RowRange rows = rows_of_this_rank(ranks, options.cases.data, tv_get_em_block_size());
     first_row = rows.first;
     load_cases(network, options.cases, &rows);
     ranks.tell_kept();

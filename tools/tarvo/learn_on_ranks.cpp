@@ -39,18 +39,6 @@ void write_title(std::FILE* trace, const LearnOptions& options, const tv_em_stat
 
 }  // namespace
 
-RowRange rows_of_this_rank(const Ranks& ranks, const DataOptions& options) {
-  const Activity reading("reading " + options.file);
-  RowIndex index;
-  const uint64_t block = tv_get_em_block_size();
-  if (ranks.is_first()) {
-    index = index_rows(options.file, separator_of(options), block);
-    if (index.rows == 0 && index.begin.offset > 0) fail_without_cases(options.file);
-  }
-  index = RowIndex::from_bytes(ranks.broadcast(index.to_bytes()));
-  return rows_of_rank(index, block, ranks.rank(), ranks.size());
-}
-
 struct LearningOnRanks::Sum {
   Statistics statistics;
   bool is_interrupted;  // rank 0

@@ -1,9 +1,8 @@
 // tarvo learn under mpirun: each rank learns from its part of the cases.
 #pragma once
 
-#include "case_rows.h"
 #include "learn.h"
-#include "ranks.h"
+#include "ranks_input.h"
 
 namespace program {
 
@@ -27,8 +26,5 @@ class LearningOnRanks {
   const LearnOptions& options_;
   const size_t first_row_;
 };
-
-// The rows of this rank. Rank 0 looks at the file for all.
-RowRange rows_of_this_rank(const Ranks& ranks, const DataOptions& options);
 
 }  // namespace program

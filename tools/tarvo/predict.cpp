@@ -10,6 +10,7 @@
 #include "files.h"
 #include "progress.h"
 #include "propagation.h"
+#include "ranks_input.h"
 #include "row_messages.h"
 
 namespace program {
@@ -18,9 +19,6 @@ namespace {
 struct Delete {
   void operator()(tv_measures_t* measures) const { tv_measures_delete(measures); }
   void operator()(tv_predictions_t* predictions) const { tv_predictions_delete(predictions); }
-  void operator()(std::FILE* stream) const {
-    if (stream != stdin) std::fclose(stream);
-  }
 };
 using Measures = std::unique_ptr<tv_measures_t, Delete>;
 
@@ -121,9 +119,10 @@ void print_report(Json document, const Json& targets, Format format) {
 
 // ---- From file to file ----
 
-std::unique_ptr<std::FILE, Delete> open_data(const std::string& file) {
-  if (file == "-") return std::unique_ptr<std::FILE, Delete>(stdin);
-  std::unique_ptr<std::FILE, Delete> stream(std::fopen(file.c_str(), "rb"));
+StreamOwner open_data(const std::string& file, const RowRange* rows) {
+  if (rows) return open_rows(file, *rows);
+  if (file == "-") return {stdin, [](std::FILE*) { return 0; }};
+  StreamOwner stream(std::fopen(file.c_str(), "rb"), std::fclose);
   if (!stream) throw Failure(kFailed, file + ": " + std::strerror(errno));
   return stream;
 }
@@ -135,31 +134,81 @@ std::vector<const char*> text_list(const std::vector<std::string>& texts) {
   return list;
 }
 
-// The answers, and what they are worth.
+// The answers about the rows of this rank go to the stream. What they are worth is told where one rank has
+// all of them.
 std::vector<Measures> predict_rows(const Network& network, const PredictOptions& options,
-                                   const std::vector<tv_node_t*>& targets) {
+                                   const std::vector<tv_node_t*>& targets, std::FILE* to,
+                                   const RowRange* rows) {
   const DataOptions& data = options.cases.data;
-  const auto from = open_data(data.file);
-  FileWriter to(options.to);
-  RowMessages messages(data.file, RowMessages::kLines);
+  const StreamOwner from = open_data(data.file, rows);
+  RowMessages messages(data.file, RowMessages::kLines, rows);
   const std::vector<const char*> missing = text_list(data.missing), kept = text_list(options.kept);
   std::vector<tv_measures_t*> made(targets.size() - 1);
   const Activity predicting("predicting");
   errno = 0;
-  const tv_status_t status =
-      tv_domain_predict_csv(network.domain(), from.get(), to.stream(), separator_of(data),
-                            data.missing.empty() ? nullptr : missing.data(), targets.data(), kept.data(),
-                            options.cases.lenient ? tv_unmatched_missing : tv_unmatched_error,
-                            RowMessages::tell, &messages, made.data());
+  const tv_status_t status = tv_domain_predict_csv(
+      network.domain(), from.get(), to, separator_of(data), data.missing.empty() ? nullptr : missing.data(),
+      targets.data(), kept.data(), options.cases.lenient ? tv_unmatched_missing : tv_unmatched_error,
+      RowMessages::tell, &messages, rows ? nullptr : made.data());
   const std::string reason = std::strerror(errno ? errno : EIO), message = library_message();
-  if (status == tv_status_io && std::ferror(to.stream())) to.fail(reason);
-  if (status == tv_status_io) throw Failure(kFailed, shown_file(data.file) + ": " + reason);
+  if (status == tv_status_io)
+    throw Failure(kFailed, (std::ferror(to) ? (options.to == "-" ? "standard output" : options.to)
+                                            : shown_file(data.file)) +
+                               ": " + reason);
   messages.end(status, network, options.cases.lenient);
   if (status) throw Failure(kFailed, message);
   std::vector<Measures> measures;
-  for (tv_measures_t* one : made) measures.emplace_back(one);
-  to.commit();
+  for (tv_measures_t* one : made)
+    if (one) measures.emplace_back(one);
   return measures;
+}
+
+// ---- On several ranks ----
+
+constexpr uint64_t kRowsOfBlock = 4096;
+
+void skip_header(std::FILE* answers) {
+  bool is_quoted = false;
+  for (int c; (c = std::fgetc(answers)) != EOF && (c != '\n' || is_quoted);) is_quoted ^= c == '"';
+}
+
+// The answers of the ranks come to the first one in their order, piece by piece.
+void collect_answers(const Ranks& ranks, std::FILE* answers) {
+  constexpr size_t kPiece = size_t{1} << 22;
+  if (!ranks.is_first()) {
+    std::rewind(answers);
+    skip_header(answers);
+  }
+  for (size_t from = 1; from < ranks.size(); ++from)
+    for (bool is_over = false; !is_over;) {
+      std::string piece;
+      if (ranks.rank() == from) {
+        piece.resize(kPiece);
+        piece.resize(std::fread(piece.data(), 1, kPiece, answers));
+        if (std::ferror(answers))
+          throw Failure(kFailed, "temporary file: " + std::string(std::strerror(errno)));
+      }
+      const std::vector<std::string> pieces = ranks.gather(std::move(piece));
+      if (ranks.is_first()) std::fwrite(pieces[from].data(), 1, pieces[from].size(), answers);
+      is_over = ranks.broadcast(ranks.is_first() && pieces[from].empty() ? "." : "") == ".";
+    }
+}
+
+void predict_on_ranks(Ranks& ranks, const Network& network, const PredictOptions& options,
+                      const std::vector<tv_node_t*>& targets) {
+  const RowRange rows = rows_of_this_rank(ranks, options.cases.data, kRowsOfBlock);
+  std::unique_ptr<FileWriter> to;
+  StreamOwner part(nullptr, std::fclose);
+  if (ranks.is_first())
+    to = std::make_unique<FileWriter>(options.to);
+  else
+    part.reset(std::tmpfile());
+  std::FILE* const answers = to ? to->stream() : part.get();
+  if (!answers) throw Failure(kFailed, "temporary file: " + std::string(std::strerror(errno)));
+  predict_rows(network, options, targets, answers, &rows);
+  ranks.tell_kept();
+  collect_answers(ranks, answers);
+  if (to) to->commit();
 }
 
 }  // namespace
@@ -168,13 +217,21 @@ ExitCode predict(const PredictOptions& options) {
   if (options.to == "-" && options.format != Format::kText)
     throw Failure(kWrongUsage,
                   "the answers themselves go to the standard output, so there is no room for --format");
-  if (options.source.file == "-" && options.cases.data.file == "-")
-    throw Failure(kWrongUsage, "the network and the cases cannot both come from the standard input");
-  const Network network(options.source);
+  Ranks& ranks = Ranks::of_this_run();
+  expect_files_for_ranks(ranks, options.source, options.cases.data);
+  if (ranks.are_many() && options.format != Format::kText)
+    throw Failure(kWrongUsage, "under mpirun the answers are written, but there is no report for --format");
+  const Network network = read_network(ranks, options.source);
   const std::vector<tv_node_t*> targets = target_list(network, options.targets);
   compile(network, options.triangulation);
   tv_domain_set_concurrency_level(network.domain(), options.threads);
-  const std::vector<Measures> measures = predict_rows(network, options, targets);
+  if (ranks.are_many()) {
+    predict_on_ranks(ranks, network, options, targets);
+    return kSuccess;
+  }
+  FileWriter to(options.to);
+  const std::vector<Measures> measures = predict_rows(network, options, targets, to.stream(), nullptr);
+  to.commit();
   if (options.to == "-") return kSuccess;
   Json reports = Json::array();
   for (size_t t = 0; t < measures.size(); ++t) reports.push_back(json_of(targets[t], measures[t].get()));

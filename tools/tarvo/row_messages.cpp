@@ -12,20 +12,21 @@ constexpr size_t kMostMessages = 20;
 
 }  // namespace
 
-RowMessages::RowMessages(const std::string& file, Positions positions, size_t first_row)
-    : file_(shown_file(file)), positions_(positions), first_row_(first_row) {}
+RowMessages::RowMessages(const std::string& file, Positions positions, const RowRange* rows)
+    : file_(shown_file(file)), positions_(positions), rows_(rows) {}
+
+std::string RowMessages::place_of(size_t position) const {
+  if (positions_ == kRows) return ": row " + std::to_string((rows_ ? rows_->first : 0) + position + 1) + ", ";
+  if (rows_ && position > rows_->header_lines) position += rows_->skipped_lines;
+  return ":" + std::to_string(position) + ": ";
+}
 
 void RowMessages::tell(size_t position, const char* message, void* data) {
   RowMessages& messages = *static_cast<RowMessages*>(data);
   Ranks& ranks = Ranks::of_this_run();
   const bool is_column = position == SIZE_MAX;  // then all ranks see it
   if (++messages.count_ > kMostMessages || (is_column && !ranks.is_first())) return;
-  std::string place = ": ";
-  if (!is_column)
-    place = messages.positions_ == kLines
-                ? ":" + std::to_string(position) + ": "
-                : ": row " + std::to_string(messages.first_row_ + position + 1) + ", ";
-  ranks.tell(messages.file_ + place + message);
+  ranks.tell(messages.file_ + (is_column ? ": " : messages.place_of(position)) + message);
 }
 
 void RowMessages::end(tv_status_t status, const Network& network, bool is_lenient) const {

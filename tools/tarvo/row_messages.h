@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "case_rows.h"
 #include "network.h"
 
 namespace program {
@@ -11,8 +12,8 @@ namespace program {
 class RowMessages {
  public:
   enum Positions { kRows, kLines };  // what the library counts: rows from 0, or lines from 1
-  // `first_row` is that of the first row that the library sees.
-  RowMessages(const std::string& file, Positions positions, size_t first_row = 0);
+  // `rows`: those of the file that the library sees; null for all.
+  RowMessages(const std::string& file, Positions positions, const RowRange* rows = nullptr);
 
   static void tell(size_t position, const char* message, void* messages);  // a handler
 
@@ -20,9 +21,11 @@ class RowMessages {
   void end(tv_status_t status, const Network& network, bool is_lenient) const;
 
  private:
+  std::string place_of(size_t position) const;
+
   std::string file_;  // as it is shown
   Positions positions_;
-  size_t first_row_;
+  const RowRange* rows_;
   size_t count_ = 0;
 };
 

@@ -36,7 +36,7 @@ void load_cases(const Network& network, const CaseOptions& options, const RowRan
   const size_t counts =
       options.count_column.empty() ? SIZE_MAX : column_named(data.get(), options.count_column, options.data);
   const std::string file = shown_file(options.data.file);
-  RowMessages messages(options.data.file, RowMessages::kRows, rows ? rows->first : 0);
+  RowMessages messages(options.data.file, RowMessages::kRows, rows);
   const Activity reading("reading " + file);
   const tv_status_t status = tv_domain_add_cases(network.domain(), data.get(), nullptr, counts,
                                                  options.lenient ? tv_unmatched_missing : tv_unmatched_error,
