@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include "mpi_calls.h"
@@ -24,9 +25,22 @@ bool has_company() {
   return size && std::atoi(size) > 1;
 }
 
-const MpiCalls* load_calls() {
+// Beside the program, or beside the library.
+void* load_module() {
+  std::error_code error;
+  std::vector<std::filesystem::path> places = {std::filesystem::read_symlink("/proc/self/exe", error)};
+  Dl_info library{};
+  if (dladdr(reinterpret_cast<const void*>(&tv_get_version), &library) != 0 && library.dli_fname)
+    places.emplace_back(library.dli_fname);
+  void* module = nullptr;
   // Modules of MPI itself look for its functions among those of the whole process.
-  void* const module = dlopen(kMpiModule, RTLD_NOW | RTLD_GLOBAL);
+  for (size_t i = 0; i < places.size() && !module; ++i)
+    module = dlopen(places[i].replace_filename(kMpiModule).c_str(), RTLD_NOW | RTLD_GLOBAL);
+  return module;
+}
+
+const MpiCalls* load_calls() {
+  void* const module = load_module();
   if (!module)
     throw Failure(kFailed,
                   std::string("mpirun has started several processes, but MPI is not there: ") + dlerror());
