@@ -2,15 +2,18 @@
 #include "learn/case_groups.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <numeric>
 
-#include "api/boundary.h"
+#include "learn/case_splitter.h"
 #include "learn/group_solver.h"
+#include "learn/thread_tasks.h"
 #include "network/cases.h"
 #include "network/domain.h"
-#include "tables/kernels/parallel.h"
+#include "tables/limits.h"
 
 namespace tv {
 namespace {
@@ -18,7 +21,8 @@ namespace {
 // A part of the problems has counts of its own; there are so many parts, whatever the number of threads.
 constexpr size_t kParts = 16;
 constexpr size_t kWorkOfAPart = 16384;  // joint states times families
-constexpr size_t kRowsTogether = 256;   // are split while they are in the nearest cache
+constexpr size_t kSplitters = 2;        // at most; as many whatever the number of threads
+constexpr size_t kRowsTogether = 2048;  // are counted while they are in the nearest cache
 
 }  // namespace
 
@@ -32,12 +36,7 @@ bool can_be_grouped(const Domain& domain, const std::vector<Family>& families) n
 }
 
 CaseGroups::CaseGroups(const std::vector<Family>& families, GroupFinder& finder)
-    : families_(families),
-      finder_(finder),
-      problems_(finder_),
-      rows_(families.size()),
-      ignored_((families.size() + 63) / 64),
-      left_(ignored_) {
+    : families_(families), finder_(finder), problems_(finder_) {
   for (const Family& family : families) {
     const CaseColumn& cases = family.node->cases;
     columns_.push_back(cases.states.empty() ? nullptr : cases.states.data());
@@ -45,24 +44,28 @@ CaseGroups::CaseGroups(const std::vector<Family>& families, GroupFinder& finder)
   }
 }
 
-void CaseGroups::split(const Domain& domain, size_t first, size_t count) {
-  is_wide_.assign(count, 0);
-  for (size_t begin = 0; begin < count; begin += kRowsTogether) {
-    const size_t rows = std::min(kRowsTogether, count - begin);
-    read_rows(first + begin, rows);
-    for (size_t i = 0; i < rows; ++i) {
-      const size_t row = first + begin + i;
-      const double weight = static_cast<double>(case_count(domain, row));
-      if (!(weight > 0.0) || split_case(rows_.states(i), rows_.missing(i), weight)) continue;
-      is_wide_[begin + i] = 1;
-      wide_.push_back(static_cast<uint32_t>(row));
-    }
+tv_status_t CaseGroups::split(const Domain& domain, size_t first, size_t count, size_t threads) {
+  std::vector<std::unique_ptr<CaseSplitter>> splitters(std::min(kSplitters, count / limits.split_cases + 1));
+  const auto split_share = [&](size_t i) {
+    const UnitRange share = units_of_thread(count, splitters.size(), i);
+    splitters[i] = std::make_unique<CaseSplitter>(families_, columns_);
+    splitters[i]->split(domain, first + share.begin, share.end - share.begin);
+    return tv_status_none;
+  };
+  if (tv_status_t status = run_tasks(splitters.size(), threads, split_share)) return status;
+  for (const auto& splitter : splitters) {
+    splitter->move_to(finder_, problems_, weights_);
+    wide_.insert(wide_.end(), splitter->wide_cases().begin(), splitter->wide_cases().end());
   }
   problems_.seal();
   order_problems();
   divide_problems();
-  count_complete_families(domain, first, count);
-  is_wide_ = {};
+  std::vector<unsigned char> is_wide(count);
+  for (const uint32_t row : wide_) is_wide[row - first] = 1;
+  return run_tasks(families_.size(), threads, [&](size_t f) {
+    count_complete_family(f, domain, first, is_wide);
+    return tv_status_none;
+  });
 }
 
 // By the first problem of their group: the numbers of groups depend on other blocks, which may be elsewhere.
@@ -75,15 +78,6 @@ void CaseGroups::order_problems() {
   std::stable_sort(order_.begin(), order_.end(), [&](uint32_t a, uint32_t b) {
     return first[problems_.group(a)] < first[problems_.group(b)];
   });
-}
-
-void CaseGroups::read_rows(size_t first, size_t count) {
-  rows_.reset(count);
-  for (size_t c = 0; c < columns_.size(); ++c) {
-    if (!columns_[c]) continue;
-    for (size_t i = 0; i < count; ++i)
-      if (const int16_t state = columns_[c][first + i]; state != kMissingCase) rows_.set(i, c, state);
-  }
 }
 
 // Into parts of about the same work.
@@ -103,54 +97,36 @@ void CaseGroups::divide_problems() {
   parts_.push_back(order_.size());
 }
 
-// Whether all its groups are small enough.
-bool CaseGroups::split_case(const int16_t* states, const uint64_t* missing, double count) {
-  numbers_.clear();
-  std::copy_n(missing, left_.size(), left_.begin());
-  for (size_t w = 0; w < left_.size(); ++w)
-    while (left_[w] != 0) {
-      const auto node = static_cast<uint32_t>(64 * w + static_cast<size_t>(std::countr_zero(left_[w])));
-      numbers_.push_back(finder_.find(node, missing, ignored_.data()));
-      if (numbers_.back() == GroupFinder::kWide || finder_.group(numbers_.back()).is_wide) return false;
-      for (size_t i = 0; i < left_.size(); ++i) left_[i] &= ~finder_.found()[i];
-    }
-  for (const uint32_t group : numbers_) {
-    const size_t problem = problems_.find(group, states);
-    if (problem == weights_.size()) weights_.push_back(0.0);
-    weights_[problem] += count;
-  }
-  return true;
-}
-
-// Column by column, family by family.
-void CaseGroups::count_complete_families(const Domain& domain, size_t first, size_t count) {
-  std::vector<uint32_t> places(count);
-  std::vector<unsigned char> lacks(count);
-  for (size_t f = 0; f < families_.size(); ++f) {
-    const auto& members = finder_.graph().members[f];
-    if (std::any_of(members.begin(), members.end(), [&](uint32_t c) { return !columns_[c]; })) continue;
-    std::fill(places.begin(), places.end(), 0);
-    std::copy(is_wide_.begin(), is_wide_.end(), lacks.begin());
+// Column by column, for some rows at a time.
+void CaseGroups::count_complete_family(size_t f, const Domain& domain, size_t first,
+                                       const std::vector<unsigned char>& is_wide) {
+  const std::vector<uint32_t>& members = finder_.graph().members[f];
+  if (std::any_of(members.begin(), members.end(), [&](uint32_t c) { return !columns_[c]; })) return;
+  double* const numbers = complete_[f].numbers.data();
+  const std::vector<tv_number_t>& counts = domain.cases.counts;
+  std::array<uint32_t, kRowsTogether> places;
+  std::array<unsigned char, kRowsTogether> lacks;
+  for (size_t begin = 0; begin < is_wide.size(); begin += kRowsTogether) {
+    const size_t rows = std::min(kRowsTogether, is_wide.size() - begin);
+    places.fill(0);
+    std::copy_n(is_wide.data() + begin, rows, lacks.data());
     for (size_t i = 0; i < members.size(); ++i) {
-      const int16_t* const column = columns_[members[i]] + first;
+      const int16_t* const column = columns_[members[i]] + first + begin;
       const auto stride = static_cast<uint32_t>(families_[f].strides[i]);
-      for (size_t row = 0; row < count; ++row) {
+      for (size_t row = 0; row < rows; ++row) {
         lacks[row] |= column[row] == kMissingCase;
         places[row] += static_cast<uint32_t>(column[row]) * stride;
       }
     }
-    double* const numbers = complete_[f].numbers.data();
-    const std::vector<tv_number_t>& counts = domain.cases.counts;
-    for (size_t row = 0; row < count; ++row)
+    for (size_t row = 0; row < rows; ++row)
       if (!lacks[row])
-        numbers[places[row]] += counts.empty() ? 1.0 : static_cast<double>(counts[first + row]);
+        numbers[places[row]] += counts.empty() ? 1.0 : static_cast<double>(counts[first + begin + row]);
   }
 }
 
 struct CaseGroups::Part {
   std::vector<FamilyCounts> counts;
   double log_likelihood = 0.0;
-  tv_status_t status = tv_status_none;
 };
 
 tv_status_t CaseGroups::solve(Part& part, size_t begin, size_t end) const {
@@ -188,21 +164,10 @@ tv_status_t CaseGroups::expect(std::vector<FamilyCounts>& counts, double& log_li
   if (problems_.size() == 0) return tv_status_none;
   std::vector<Part> parts(parts_.size() - 1);
   for (Part& part : parts) part.counts = empty_counts(families_);
-  struct Context {
-    const CaseGroups& groups;
-    std::vector<Part>& parts;
-  } context{*this, parts};
-  const auto task = [](void* data, size_t begin, size_t end) {
-    auto& [groups, all] = *static_cast<Context*>(data);
-    // A failing allocation stops at the boundary of the thread.
-    for (size_t i = begin; i < end; ++i)
-      all[i].status = guarded([&, &cases = groups, &part = all[i]]() -> tv_status_t {
-        return cases.solve(part, cases.parts_[i], cases.parts_[i + 1]);
-      });
-  };
-  run_on_threads(parts.size(), std::min(threads, parts.size()), task, &context);
+  const tv_status_t status =
+      run_tasks(parts.size(), threads, [&](size_t i) { return solve(parts[i], parts_[i], parts_[i + 1]); });
+  if (status) return status;
   for (const Part& part : parts) {
-    if (part.status) return part.status;
     log_likelihood += part.log_likelihood;
     add_counts(counts, part.counts);
   }

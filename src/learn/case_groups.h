@@ -16,7 +16,8 @@ class CaseGroups {
   CaseGroups(const std::vector<Family>& families, GroupFinder& finder);
 
   // Splits so many cases; those with a group of too many nodes or joint states are listed instead.
-  void split(const Domain& domain, size_t first, size_t count);
+  // `no_memory` is the only failure.
+  tv_status_t split(const Domain& domain, size_t first, size_t count, size_t threads);
   const std::vector<uint32_t>& wide_cases() const noexcept { return wide_; }
 
   // Adds the counts that the cases split lead us to expect under the present tables to `counts`, by family,
@@ -25,11 +26,10 @@ class CaseGroups {
   tv_status_t expect(std::vector<FamilyCounts>& counts, double& log_likelihood, size_t threads) const;
 
  private:
-  void read_rows(size_t first, size_t count);
-  bool split_case(const int16_t* states, const uint64_t* missing, double count);
   void order_problems();
   void divide_problems();
-  void count_complete_families(const Domain& domain, size_t first, size_t count);
+  void count_complete_family(size_t f, const Domain& domain, size_t first,
+                             const std::vector<unsigned char>& is_wide);
   struct Part;
   tv_status_t solve(Part& part, size_t begin, size_t end) const;
 
@@ -42,11 +42,6 @@ class CaseGroups {
   std::vector<uint32_t> order_;  // of the problems: those of a group together
   std::vector<size_t> parts_;    // where each part of them begins; then their number
   std::vector<uint32_t> wide_;
-  // Of the cases that are being split.
-  std::vector<unsigned char> is_wide_;  // by case
-  ObservedRows rows_;
-  ColumnSet ignored_, left_;
-  std::vector<uint32_t> numbers_;
 };
 
 }  // namespace tv

@@ -2,6 +2,7 @@
 #include "learn/expectation.h"
 
 #include <algorithm>
+#include <new>
 
 #include "learn/case_propagation.h"
 #include "learn/complete_cases.h"
@@ -35,7 +36,7 @@ Expectation::Block Expectation::block_of(size_t first, size_t count) {
     return block;
   }
   block.groups.emplace(families_, *finder_);
-  block.groups->split(domain_, first, count);
+  if (block.groups->split(domain_, first, count, domain_.em_concurrency_level)) throw std::bad_alloc();
   block.others = block.groups->wide_cases();
   return block;
 }

@@ -1,5 +1,7 @@
 #include "learn/group_finder.h"
 
+#include <algorithm>
+
 #include "network/cases.h"
 #include "tables/limits.h"
 
@@ -24,12 +26,6 @@ void ObservedRows::reset(size_t rows) {
     missing_[row * words_ + words_ - 1] = ~(~uint64_t{0} << columns_ % 64);
 }
 
-size_t GroupFinder::HashOfSet::operator()(const ColumnSet& set) const noexcept {
-  uint64_t hash = set.size();
-  for (const uint64_t word : set) hash = (hash ^ word) * 0x9e3779b97f4a7c15, hash ^= hash >> 29;
-  return hash;
-}
-
 GroupFinder::GroupFinder(const std::vector<Family>& families)
     : graph_(families),
       words_((families.size() + 63) / 64),
@@ -47,12 +43,14 @@ GroupFinder::GroupFinder(const std::vector<Family>& families)
 
 size_t GroupFinder::bytes() const noexcept {
   constexpr size_t kGroup = 2048;  // a schedule of a few stages, each with lists of its own
-  return kept_ * sizeof(uint32_t) + groups_.size() * (kGroup + 2 * words_ * sizeof(uint64_t));
+  return kept_ * sizeof(uint32_t) +
+         groups_.size() * (kGroup + 2 * words_ * sizeof(uint64_t) + 2 * sizeof(uint32_t));
 }
 
 void GroupFinder::clear() {
   groups_.clear();
-  numbers_.clear();
+  keys_.clear();
+  table_.clear();
   kept_ = 0;
 }
 
@@ -98,22 +96,55 @@ uint32_t GroupFinder::find(uint32_t node, const uint64_t* missing, const uint64_
   if (count > limits.group_nodes) return kWide;
   key_.assign(nodes_.begin(), nodes_.end());
   key_.insert(key_.end(), families_.begin(), families_.end());
-  if (const auto known = numbers_.find(key_); known != numbers_.end()) return known->second;
-  return add_group();
+  if (2 * groups_.size() >= table_.size()) enlarge_table();
+  const size_t place = slot(key_.data());
+  if (table_[place] != 0) return table_[place] - 1;
+  MissingGroup group{GroupSchedule(graph_, listed(nodes_.data(), words_), listed(families_.data(), words_))};
+  group.is_wide = group.schedule.most_joint() > static_cast<double>(limits.joint_states);
+  if (!group.is_wide && kept_ + group.schedule.work() <= limits.kept_places)
+    group.maps = group.schedule.maps(graph_);
+  return add(key_.data(), place, std::move(group));
 }
 
-uint32_t GroupFinder::add_group() {
-  const auto number = static_cast<uint32_t>(groups_.size());
-  groups_.push_back({GroupSchedule(graph_, listed(nodes_.data(), words_), listed(families_.data(), words_))});
-  MissingGroup& group = groups_.back();
-  group.is_wide = group.schedule.most_joint() > static_cast<double>(limits.joint_states);
-  const size_t work = group.schedule.work();
-  if (!group.is_wide && kept_ + work <= limits.kept_places) {
-    group.maps = group.schedule.maps(graph_);
-    kept_ += work;
+size_t GroupFinder::slot(const uint64_t* key) const noexcept {
+  const size_t length = 2 * words_;
+  uint64_t hash = length;
+  for (size_t i = 0; i < length; ++i) hash = (hash ^ key[i]) * 0x9e3779b97f4a7c15, hash ^= hash >> 29;
+  size_t slot = hash & (table_.size() - 1);
+  while (table_[slot] != 0 && !std::equal(key, key + length, keys_.data() + (table_[slot] - 1) * length))
+    slot = (slot + 1) & (table_.size() - 1);
+  return slot;
+}
+
+void GroupFinder::enlarge_table() {
+  table_.assign(std::max<size_t>(256, 2 * table_.size()), 0);
+  for (uint32_t g = 0; g < groups_.size(); ++g) table_[slot(keys_.data() + g * 2 * words_)] = g + 1;
+}
+
+uint32_t GroupFinder::add(const uint64_t* key, size_t slot, MissingGroup group) {
+  if (!group.maps.empty()) kept_ += group.schedule.work();
+  groups_.push_back(std::move(group));
+  keys_.insert(keys_.end(), key, key + 2 * words_);
+  table_[slot] = static_cast<uint32_t>(groups_.size());
+  return table_[slot] - 1;
+}
+
+std::vector<uint32_t> GroupFinder::absorb(GroupFinder& other) {
+  std::vector<uint32_t> numbers;
+  for (size_t g = 0; g < other.groups_.size(); ++g) {
+    const uint64_t* const key = other.keys_.data() + g * 2 * words_;
+    if (2 * groups_.size() >= table_.size()) enlarge_table();
+    const size_t place = slot(key);
+    if (table_[place] != 0) {
+      numbers.push_back(table_[place] - 1);
+      continue;
+    }
+    MissingGroup& group = other.groups_[g];
+    if (kept_ + group.schedule.work() > limits.kept_places) group.maps.clear();
+    numbers.push_back(add(key, place, std::move(group)));
   }
-  numbers_.emplace(key_, number);
-  return number;
+  other.clear();
+  return numbers;
 }
 
 void GroupFinder::append_bases(const MissingGroup& group, const int16_t* states,

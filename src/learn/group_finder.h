@@ -4,7 +4,6 @@
 
 #include <bit>
 #include <cstdint>
-#include <unordered_map>
 
 #include "learn/group_schedule.h"
 
@@ -59,24 +58,26 @@ class GroupFinder {
   // Where the observed states of a row begin in the tables of a group's families.
   void append_bases(const MissingGroup& group, const int16_t* states, std::vector<uint32_t>& bases) const;
 
+  // Takes in the groups of another finder, and empties it; by its numbers those that they have here.
+  std::vector<uint32_t> absorb(GroupFinder& other);
+
   size_t bytes() const noexcept;  // of all groups, about
   void clear();                   // them, so that they are found anew
 
  private:
-  struct HashOfSet {
-    size_t operator()(const ColumnSet& set) const noexcept;
-  };
-
   void gather(uint32_t node, const uint64_t* missing, const uint64_t* ignored);
-  uint32_t add_group();
+  size_t slot(const uint64_t* key) const noexcept;
+  void enlarge_table();
+  uint32_t add(const uint64_t* key, size_t slot, MissingGroup group);
 
   const FamilyGraph graph_;
   const size_t words_;
   std::vector<uint64_t> families_of_;  // by node: the families that it is in, as a set
   std::vector<uint64_t> members_;      // by family: its members, as a set
   std::vector<MissingGroup> groups_;
-  size_t kept_ = 0;                                             // places in maps
-  std::unordered_map<ColumnSet, uint32_t, HashOfSet> numbers_;  // by nodes, then families
+  size_t kept_ = 0;              // places in maps
+  std::vector<uint64_t> keys_;   // by group: the set of its nodes, then that of its families
+  std::vector<uint32_t> table_;  // a hash table of groups, from 1 on
   // Of the group that is being found.
   ColumnSet nodes_, families_, frontier_, key_;
 };

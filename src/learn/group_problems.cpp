@@ -24,9 +24,19 @@ void GroupProblems::enlarge_table() {
 }
 
 size_t GroupProblems::find(uint32_t group, const int16_t* states) {
-  if (2 * problems_.size() >= table_.size()) enlarge_table();
-  const Problem problem{bases_.size(), group};
   finder_.append_bases(finder_.group(group), states, bases_);
+  return find_last(group);
+}
+
+size_t GroupProblems::find(uint32_t group, const GroupProblems& others, size_t problem) {
+  const uint32_t* const bases = others.bases(problem);
+  bases_.insert(bases_.end(), bases, bases + finder_.group(group).schedule.families().size());
+  return find_last(group);
+}
+
+size_t GroupProblems::find_last(uint32_t group) {
+  if (2 * problems_.size() >= table_.size()) enlarge_table();
+  const Problem problem{bases_.size() - finder_.group(group).schedule.families().size(), group};
   const size_t place = slot(problem);
   if (table_[place] != 0) {
     bases_.resize(problem.first_base);

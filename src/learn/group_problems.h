@@ -18,6 +18,8 @@ class GroupProblems {
 
   // The number of the problem that a row poses, whose states these are; the next one if it is new.
   size_t find(uint32_t group, const int16_t* states);
+  // The same for a problem of others, of which the group has this number here.
+  size_t find(uint32_t group, const GroupProblems& others, size_t problem);
 
   size_t bytes() const noexcept {
     return problems_.size() * sizeof(Problem) + (bases_.size() + table_.size()) * sizeof(uint32_t);
@@ -31,6 +33,7 @@ class GroupProblems {
     uint32_t group;
   };
 
+  size_t find_last(uint32_t group);  // whose bases stand behind all others
   size_t slot(const Problem& problem) const noexcept;
   void enlarge_table();
 

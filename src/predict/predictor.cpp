@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "api/boundary.h"
+#include "learn/thread_tasks.h"
 #include "tables/limits.h"
 
 namespace tv {
@@ -83,26 +83,11 @@ tv_status_t Predictor::run(const RowSource& source, size_t first, size_t count) 
 }
 
 tv_status_t Predictor::run_workers(const RowSource& source) {
-  struct Context {
-    Predictor& predictor;
-    const RowSource& source;
-  } context{*this, source};
-  const auto task = [](void* data, size_t begin, size_t end) {
-    auto& [predictor, rows] = *static_cast<Context*>(data);
-    // A failing allocation stops at the boundary of the thread.
-    for (size_t t = begin; t < end; ++t) {
-      Worker& worker = *predictor.workers_[t];
-      worker.status = guarded([&, &self = predictor, &from = rows]() -> tv_status_t {
-        worker.status = tv_status_none;
-        self.work_on(worker, from, t);
-        return worker.status;
-      });
-    }
-  };
-  run_on_threads(workers_.size(), workers_.size(), task, &context);
-  for (const auto& worker : workers_)
-    if (worker->status) return store_status(worker->status);
-  return tv_status_none;
+  return run_tasks(workers_.size(), workers_.size(), [&](size_t t) {
+    workers_[t]->status = tv_status_none;
+    work_on(*workers_[t], source, t);
+    return workers_[t]->status;
+  });
 }
 
 void Predictor::work_on(Worker& worker, const RowSource& source, size_t thread) {

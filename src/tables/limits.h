@@ -61,6 +61,7 @@ struct Limits {
   size_t group_nodes = 64;               // missing together; more of them are not summed out, but propagated,
   size_t joint_states = 4096;            // and so are those of which more joint states are present at a time
   size_t kept_places = size_t{1} << 23;  // in tables, of 4 bytes, that groups of missing nodes keep
+  size_t split_cases = 8192;             // from so many on, cases are split in several shares
 
   // Prediction
   size_t kept_predictions = size_t{64} << 20;  // bytes of groups and answers that a thread keeps, about

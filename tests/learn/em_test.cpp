@@ -52,6 +52,7 @@ TEST(Em, AgreesWithEnumerationOnDiscreteNetworks) {
   const KeptLimits kept;
   for (int round = 0; round < 200 && !testing::Test::HasFailure(); ++round) {
     tv::limits.block_cases = round % 3 == 0 ? 4 : 65536;
+    tv::limits.split_cases = round % 2 == 0 ? 2 : 8192;
     const DomainOwner domain = random_network(random, Values::positive, {6, 300, 4, 3, 0.5});
     const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
     normalize(nodes);
@@ -436,6 +437,7 @@ TEST(Em, HasTheSameBitsForEveryNumberOfThreads) {
   for (const size_t threads : {2, 3, 7}) EXPECT_EQ(learned_bits(threads, 65536), bits);
   tv::limits.kept_places = 100;
   for (const size_t threads : {1, 3}) EXPECT_EQ(learned_bits(threads, 65536), bits);
+  tv::limits.split_cases = 50;
   for (const size_t joint_states : {4096, 20}) {
     tv::limits.joint_states = joint_states;
     const std::vector<double> in_blocks = learned_bits(1, 700);
