@@ -5864,8 +5864,8 @@ TV_API tv_status_t tv_data_set_discretize(tv_data_set_t* data, size_t column, co
  * - tv_status_twice: two columns are about the same node, or a node is a target twice
  * - tv_status_not_compiled: the domain is not compiled
  * - tv_status_no_equilibrium: tables have changed since the domain was propagated
- * - tv_status_parse: with tv_unmatched_error, an item is no observation, or a column is about no discrete or
- *   continuous node
+ * - tv_status_parse: with tv_unmatched_error, an item is no observation, or a column is about no such node
+ * - tv_status_case_state_too_large: a column is about a node of more than 32,768 states that is no target
  * - tv_status_no_memory: also where another state of the domain would go beyond its memory limit
  * - tv_status_error: the progress handler asked to stop
  */
@@ -5927,7 +5927,7 @@ TV_API tv_predictions_t* tv_domain_cross_validate(tv_domain_t* domain, tv_node_t
  *
  * tv_csv_parse_data_set says what may be read; columns are matched to nodes, and items to states, by name and
  * the rules of tv_domain_add_cases. A line is written for each row: first the columns to keep, then for each
- * discrete target a column of its name with the most probable state, and one `P(name=state)` for each state;
+ * discrete target a column `predicted(name)` with the most probable state, and one `P(name=state)` for each;
  * for each continuous target `mean(name)` and `variance(name)`. Numbers have nine significant digits. The
  * answers about a row that is impossible are missing.
  *
@@ -5955,8 +5955,8 @@ TV_API tv_predictions_t* tv_domain_cross_validate(tv_domain_t* domain, tv_node_t
  * - tv_status_twice: two columns are about the same node, or a node is a target twice
  * - tv_status_not_compiled: the domain is not compiled
  * - tv_status_no_equilibrium: tables have changed since the domain was propagated
- * - tv_status_parse: the text is no such CSV; with tv_unmatched_error, an item is no observation, or a column
- *   is about no discrete or continuous node
+ * - tv_status_parse: the text is no such CSV; with tv_unmatched_error, an item or a column fits no node
+ * - tv_status_case_state_too_large: a column is about a node of more than 32,768 states that is no target
  * - tv_status_io: the text could not be read, or the answers not be written
  * - tv_status_no_memory: also where another state of the domain would go beyond its memory limit
  * - tv_status_error: the progress handler asked to stop

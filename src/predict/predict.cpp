@@ -22,6 +22,7 @@ tv_status_t match_rows(const PredictionModel& model, const DataSet& data, Node* 
   const auto use_of = [](size_t) { return ColumnUse::observations; };
   const auto note = [&](const std::string& message) { items.note(kNone, message, is_strict); };
   if (tv_status_t status = match_columns(*model.domain, data, nodes, use_of, note, columns)) return status;
+  if (tv_status_t status = check_states(model, columns)) return status;
   for (const ColumnObservations& column : columns)
     column.for_each_unfit(
         [&](size_t row, const std::string& message) { items.note(row, message, is_strict); });

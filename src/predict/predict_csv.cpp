@@ -109,6 +109,7 @@ class CsvPredictor {
     std::vector<ColumnObservations> columns;
     if (tv_status_t status = match_columns(*model_.domain, data_, nullptr, use_of, note, columns))
       return status;
+    if (tv_status_t status = check_states(model_, columns)) return status;
     source_rows_.emplace(model_, data_, std::move(columns));
     return unmatched_.status();
   }
@@ -130,7 +131,7 @@ class CsvPredictor {
     for (const PredictionTarget& target : model_.targets) {
       const std::string name = name_of(*target.node);
       if (is_discrete(*target.node)) {
-        add_cell(csv_name(name, order_.separator));
+        add_cell(csv_name("predicted(" + name + ")", order_.separator));
         for (size_t s = 0; s < target.size; ++s)
           add_cell(csv_name("P(" + name + "=" + item_of_state(*target.node, s) + ")", order_.separator));
       } else {

@@ -53,6 +53,18 @@ void CaseRows::read(size_t first, size_t count, RowBlock& block) const {
   }
 }
 
+tv_status_t check_states(const PredictionModel& model, const std::vector<ColumnObservations>& columns) {
+  constexpr size_t kMostStates = size_t{1} << 15;
+  for (const ColumnObservations& column : columns) {
+    const Node& node = column.node();
+    const uint32_t target = model.target_of[model.column_of[node.number - 1]];
+    if (is_discrete(node) && node.number_of_states > kMostStates && target == PredictionModel::kNoTarget)
+      return refuse(tv_status_case_state_too_large, "node \"%s\" has more states than rows can observe",
+                    shown_name(node));
+  }
+  return tv_status_none;
+}
+
 void DataRows::update() {
   for (size_t c = 0; c < columns_.size(); ++c) {
     ColumnObservations& column = columns_[c];

@@ -61,6 +61,9 @@ class CaseRows : public RowSource {
   std::vector<size_t> cases_;
 };
 
+// Rows observe states that cases can hold: `case_state_too_large` where a column may be about others.
+tv_status_t check_states(const PredictionModel& model, const std::vector<ColumnObservations>& columns);
+
 // The rows of a data set, whose columns have been matched to nodes.
 class DataRows : public RowSource {
  public:

@@ -241,8 +241,8 @@ TEST(Predict, AnswersContinuousTargetsAndFromThem) {
   EXPECT_NEAR(tv_measures_get_log_loss(measures.get()),
               -(3 * std::log(density(1, 0, 0.5)) + std::log(density(mean, 0, variance))) / 4, 1e-5);
   EXPECT_EQ(tv_measures_get_accuracy(measures.get()), -1);
-  EXPECT_EQ(predict_csv(mixed.domain, "x,y\n0.5,1\n", {mixed.y, mixed.kind}).text.substr(0, 57),
-            "mean(y),variance(y),kind,P(kind=#0),P(kind=#1)\n2,0.5,#1,0");
+  EXPECT_EQ(predict_csv(mixed.domain, "x,y\n0.5,1\n", {mixed.y, mixed.kind}).text.substr(0, 68),
+            "mean(y),variance(y),predicted(kind),P(kind=#0),P(kind=#1)\n2,0.5,#1,0");
 }
 
 TEST(Predict, MeasuresAreWhatTheySay) {
@@ -312,9 +312,9 @@ TEST(Predict, MeasuresOfImpossibleRowsAndTruths) {
   EXPECT_EQ(loss_of("cause,sign\n#1,#2\n,#2\n"), std::pair(-1.0, 1.0));
   EXPECT_EQ(tv_error_code(), tv_status_none);  // of the second question
   const CsvAnswer answer = predict_csv(domain, "cause,sign\n#1,#2\n,#1\n", {cause, sign});
-  EXPECT_EQ(answer.text.substr(0, 34), "cause,P(cause=#0),P(cause=#1),sign");
+  EXPECT_EQ(answer.text.substr(0, 56), "predicted(cause),P(cause=#0),P(cause=#1),predicted(sign)");
   EXPECT_EQ(predict_csv(domain, "sign\n#2\n#1\n", {cause}).text,
-            "cause,P(cause=#0),P(cause=#1)\n,,\n#0,1,0\n");
+            "predicted(cause),P(cause=#0),P(cause=#1)\n,,\n#0,1,0\n");
 }
 
 // What nobody observed stands between two observations that exclude each other, far from the target.
@@ -352,7 +352,7 @@ TEST(PredictCsv, LongTextsAreAnsweredAsShortOnes) {
   const Predictions whole(tv_domain_predict(mixed.domain.get(), data.get(), nullptr,
                                             list_of({mixed.kind}).data(), tv_unmatched_error, nullptr,
                                             nullptr));
-  std::string expected = "id,kind,P(kind=#0),P(kind=#1)\n";
+  std::string expected = "id,predicted(kind),P(kind=#0),P(kind=#1)\n";
   for (size_t row = 0; row < kRows; ++row) {
     char text[100];
     std::snprintf(text, sizeof text, "\"row \"\"%zu\"\"\",#%zu,%.9g,%.9g\n", row,
@@ -422,6 +422,23 @@ TEST(Predict, RefusesWhatItCannotAnswer) {
   EXPECT_EQ(refusal({mixed.kind}), tv_status_no_equilibrium);
   tv_domain_uncompile(mixed.domain.get());
   EXPECT_EQ(refusal({mixed.kind}), tv_status_not_compiled);
+}
+
+// Rows hold states in two bytes; what is to be predicted may have more.
+TEST(Predict, ObservesNoMoreStatesThanCasesHold) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* wide = add_node(domain.get(), "wide", 40000);
+  tv_node_t* other = add_node(domain.get(), "other", 2);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const Data data = data_of("wide,other\n#39999,#1\n");
+  const auto predicted = [&](tv_node_t* target) {
+    return Predictions(tv_domain_predict(domain.get(), data.get(), nullptr, list_of({target}).data(),
+                                         tv_unmatched_error, nullptr, nullptr));
+  };
+  EXPECT_EQ(tv_predictions_get_true_state(predicted(wide).get(), 0, 0), 39999u);
+  EXPECT_FALSE(predicted(other));
+  EXPECT_EQ(tv_error_code(), tv_status_case_state_too_large);
+  EXPECT_EQ(predict_csv(domain, "wide\n#1\n", {other}).status, tv_status_case_state_too_large);
 }
 
 // ---- Cross-validation ----

@@ -22,7 +22,7 @@ TEST_F(Predict, WritesAnswersAndTellsHowGoodTheyAre) {
   const std::string data = write("cases.tsv", "who\tb\ta\nx\thigh\tyes\ny\t-\tno\n\"\"\tlow\tno\n");
   const std::string command = "predict " + pair() + " " + data + " -t a --keep who --missing -";
   EXPECT_EQ(tarvo(command).output,
-            "who\ta\tP(a=no)\tP(a=yes)\nx\tyes\t0.2\t0.8\ny\tno\t0.5\t0.5\n\tno\t1\t0\n");
+            "who\tpredicted(a)\tP(a=no)\tP(a=yes)\nx\tyes\t0.2\t0.8\ny\tno\t0.5\t0.5\n\tno\t1\t0\n");
   const auto answer = answer_of(command + " -o " + path("answers.tsv")).at("targets").at(0);
   EXPECT_EQ(read_file(path("answers.tsv")), tarvo(command + " --threads 2").output);
   EXPECT_EQ(answer.at("rows"), 3);
@@ -34,7 +34,8 @@ TEST_F(Predict, WritesAnswersAndTellsHowGoodTheyAre) {
 
 TEST_F(Predict, ReadsTheStandardInput) {
   const std::string data = write("cases.csv", "b\nhigh\n");
-  EXPECT_EQ(tarvo("predict " + pair() + " - -t a < " + data).output, "a,P(a=no),P(a=yes)\nyes,0.2,0.8\n");
+  EXPECT_EQ(tarvo("predict " + pair() + " - -t a < " + data).output,
+            "predicted(a),P(a=no),P(a=yes)\nyes,0.2,0.8\n");
 }
 
 TEST_F(Predict, TellsWhichLinesDoNotFit) {
@@ -48,7 +49,7 @@ TEST_F(Predict, TellsWhichLinesDoNotFit) {
   const Outcome kept = tarvo(command + " --keep c");
   EXPECT_TRUE(contains(kept.errors, "cases.csv:3: column \"b\": ")) << kept.errors;
   EXPECT_EQ(tarvo(command + " --lenient").exit_code, 0);
-  EXPECT_EQ(read_file(path("out.csv")), "a,P(a=no),P(a=yes)\nyes,0.2,0.8\nno,0.5,0.5\n");
+  EXPECT_EQ(read_file(path("out.csv")), "predicted(a),P(a=no),P(a=yes)\nyes,0.2,0.8\nno,0.5,0.5\n");
   EXPECT_TRUE(contains(tarvo(command + " --keep d").errors, "there is no column \"d\""));
   EXPECT_EQ(tarvo("predict " + pair() + " " + data + " -t a --format json").exit_code, 2);
   EXPECT_TRUE(contains(tarvo(command + " -t nobody").errors, "there is no node \"nobody\""));
