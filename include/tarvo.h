@@ -6201,8 +6201,8 @@ TV_API double tv_measures_get_confusion(const tv_measures_t* measures, size_t st
  * Returns the area under the receiver operating characteristic curve of a state against all others: how often
  * a row that is in the state gives it a greater probability than a row that is not; equal ones count half
  * (Hanley & McNeil 1982).
- *
- * Probabilities that agree in single precision count as equal; beyond 65,536 different ones, neighbours do.
+ * Probabilities that agree in single precision count as equal; beyond 65,536 of them, or 524,288 divided by
+ * the number of states where that is less, neighbours do, too.
  *
  * @param measures  the measures of a discrete target
  * @param state     the state

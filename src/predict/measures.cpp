@@ -9,8 +9,9 @@
 namespace tv {
 namespace {
 
-constexpr size_t kMostPoints = size_t{1} << 16;  // of a curve; beyond them neighbours are joined
-constexpr size_t kMostRecent = size_t{1} << 14;
+// Of all curves of a node together, but each may have a few and none needs more than so many.
+constexpr size_t kAllPoints = size_t{1} << 19, kLeastPoints = 16, kMostPoints = size_t{1} << 16;
+constexpr size_t kMostRecent = size_t{1} << 14, kRecentNumbers = size_t{1} << 20;  // whichever comes first
 
 // Answers that are the same but for rounding count as equal: what is left of a probability is compared in
 // single precision, counted from the nearer end of its range.
@@ -27,7 +28,7 @@ size_t most_probable(const double* distribution, size_t states) noexcept {
 
 void RocCurve::add(double score, double positives, double negatives) {
   points_.push_back({score, positives, negatives});
-  if (points_.size() >= 2 * kMostPoints + tidy_up_to_) tidy();
+  if (points_.size() >= 2 * most_points_ + tidy_up_to_) tidy();
 }
 
 // Sorted, equal scores together. Where they are too many, every second one joins its neighbour, as if they
@@ -48,7 +49,7 @@ void RocCurve::tidy() {
     points_.resize(count);
   };
   join([&](size_t i, const Point& last) { return points_[i].score == last.score; });
-  if (points_.size() > kMostPoints) join([](size_t i, const Point&) { return i % 2 == 1; });
+  if (points_.size() > most_points_) join([](size_t i, const Point&) { return i % 2 == 1; });
   tidy_up_to_ = points_.size();
 }
 
@@ -68,8 +69,7 @@ double RocCurve::area() {
 
 tv_measures_s::tv_measures_s(size_t numbers, bool discrete) : is_discrete(discrete), size(numbers) {
   if (!is_discrete) return;
-  confusion.resize(size * size);
-  curves.resize(size);
+  curves.assign(size, tv::RocCurve(std::clamp(tv::kAllPoints / size, tv::kLeastPoints, tv::kMostPoints)));
 }
 
 void tv_measures_s::add(const double* answer, double truth, double count) {
@@ -129,7 +129,7 @@ void tv_measures_s::add_to_recent(const double* distribution, size_t truth, doub
   recent_.resize(recent_.size() + size);
   recent_[recent_.size() - size + truth] = count;
   slots_[slot] = static_cast<uint32_t>(recent_.size() / (2 * size));
-  if (slots_[slot] == tv::kMostRecent) end_recent();
+  if (slots_[slot] == tv::kMostRecent || recent_.size() >= tv::kRecentNumbers) end_recent();
 }
 
 void tv_measures_s::end_recent() {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "tarvo.h"
@@ -13,6 +14,9 @@ namespace tv {
 // over false positives, which is how often the former have the greater number (Hanley and McNeil 1982).
 class RocCurve {
  public:
+  // Beyond so many scores neighbours count as equal.
+  explicit RocCurve(size_t most_points = size_t{1} << 16) noexcept : most_points_(most_points) {}
+
   void add(double score, double positives, double negatives);
   // NaN where there are no rows of either kind.
   double area();
@@ -24,6 +28,7 @@ class RocCurve {
 
   void tidy();
 
+  size_t most_points_;
   std::vector<Point> points_;
   size_t tidy_up_to_ = 0;  // points that are sorted and distinct
 };
@@ -40,8 +45,8 @@ struct tv_measures_s {
   bool is_discrete;
   size_t size;  // numbers of an answer
   double weight = 0.0, impossible = 0.0, correct = 0.0, log_loss = 0.0, squares = 0.0, absolutes = 0.0;
-  std::vector<double> confusion;     // true states times predicted ones
-  std::vector<tv::RocCurve> curves;  // by state; they lack what is in `recent`
+  std::unordered_map<size_t, double> confusion;  // by true state times `size` plus the predicted one
+  std::vector<tv::RocCurve> curves;              // by state; they lack what is in `recent`
 
   double area(size_t state);
 

@@ -10,11 +10,8 @@
 #include "network/progress.h"
 
 tv_predictions_s::tv_predictions_s(const tv::PredictionModel& model) {
-  for (const tv::PredictionTarget& target : model.targets) {
-    const char* const name = tv::name_of(*target.node);
-    if (!name) throw std::bad_alloc();
-    targets.push_back({name, tv::is_discrete(*target.node), tv::AnswerList(target.size), {}, {}});
-  }
+  for (const tv::PredictionTarget& target : model.targets)
+    targets.push_back({tv::is_discrete(*target.node), tv::AnswerList(target.size), {}, {}});
 }
 
 namespace tv {

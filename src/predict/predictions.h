@@ -1,14 +1,11 @@
 // The answers about all rows of a batch. Equal answers are kept once.
 #pragma once
 
-#include <string>
-
 #include "predict/measures.h"
 #include "predict/predictor.h"
 
 struct tv_predictions_s {
   struct Target {
-    std::string name;
     bool is_discrete;
     tv::AnswerList answers;
     std::vector<uint32_t> numbers;  // by row, or AnswerList::kImpossible

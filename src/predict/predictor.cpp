@@ -39,7 +39,7 @@ struct Predictor::Worker {
 
 Predictor::Predictor(const PredictionModel& model, size_t threads)
     : model_(model), targets_(model.targets.size()) {
-  for (size_t i = 0; i < std::max<size_t>(threads, 1); ++i)
+  for (size_t i = 0, most = std::max<size_t>(usable_threads(threads), 1); i < most; ++i)
     workers_.push_back(std::make_unique<Worker>(model));
 }
 

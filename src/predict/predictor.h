@@ -11,6 +11,7 @@ namespace tv {
 
 class Predictor {
  public:
+  // As many threads as there are processors for, at most.
   Predictor(const PredictionModel& model, size_t threads);
   ~Predictor();
 

@@ -150,7 +150,9 @@ double tv_measures_get_mean_absolute_error(const tv_measures_t* measures) {
 double tv_measures_get_confusion(const tv_measures_t* measures, size_t state, size_t predicted) {
   const bool is_valid =
       measures && measures->is_discrete && state < measures->size && predicted < measures->size;
-  return tv::check(is_valid) ? measures->confusion[state * measures->size + predicted] : -1;
+  if (!tv::check(is_valid)) return -1;
+  const auto count = measures->confusion.find(state * measures->size + predicted);
+  return count == measures->confusion.end() ? 0.0 : count->second;
 }
 
 double tv_measures_get_area_under_curve(tv_measures_t* measures, size_t state) {

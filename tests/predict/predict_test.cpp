@@ -182,6 +182,7 @@ TEST(Predict, HasTheSameBitsForEveryNumberOfThreadsAndFromEverySource) {
   ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
   const Predictions first = predict(domain, csv, targets);
   ASSERT_TRUE(first);
+  const size_t processors = std::exchange(tv::limits.processors, 8);
   const std::string bits = bits_of(first.get(), targets), text = predict_csv(domain, csv, targets).text;
   ASSERT_EQ(tv_domain_add_cases(domain.get(), data_of(csv).get(), nullptr, SIZE_MAX, tv_unmatched_error,
                                 nullptr, nullptr),
@@ -196,6 +197,7 @@ TEST(Predict, HasTheSameBitsForEveryNumberOfThreadsAndFromEverySource) {
     EXPECT_TRUE(bits_of(cases.get(), targets) == bits) << threads;
     tv::limits.kept_predictions = usual;
   }
+  tv::limits.processors = processors;
 }
 
 // A class with a value below it, and a line from that value to another one.
@@ -435,7 +437,11 @@ TEST(Predict, ObservesNoMoreStatesThanCasesHold) {
     return Predictions(tv_domain_predict(domain.get(), data.get(), nullptr, list_of({target}).data(),
                                          tv_unmatched_error, nullptr, nullptr));
   };
-  EXPECT_EQ(tv_predictions_get_true_state(predicted(wide).get(), 0, 0), 39999u);
+  const Predictions found = predicted(wide);
+  EXPECT_EQ(tv_predictions_get_true_state(found.get(), 0, 0), 39999u);
+  const Measures measures(tv_predictions_new_measures(found.get(), 0));  // no matrix of all states
+  EXPECT_EQ(tv_measures_get_confusion(measures.get(), 39999, 0), 1);
+  EXPECT_EQ(tv_measures_get_confusion(measures.get(), 39998, 0), 0);
   EXPECT_FALSE(predicted(other));
   EXPECT_EQ(tv_error_code(), tv_status_case_state_too_large);
   EXPECT_EQ(predict_csv(domain, "wide\n#1\n", {other}).status, tv_status_case_state_too_large);

@@ -55,6 +55,14 @@ TEST_F(Predict, TellsWhichLinesDoNotFit) {
   EXPECT_TRUE(contains(tarvo(command + " -t nobody").errors, "there is no node \"nobody\""));
 }
 
+TEST_F(Predict, ATextThatIsNoCsvIsNotTheNetworksFault) {
+  const Outcome outcome = tarvo("predict " + pair() + " " + write("cases.csv", "b,a\nhigh\n") + " -t a");
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_TRUE(contains(outcome.errors, "cases.csv:2:5: row of 1 items")) << outcome.errors;
+  EXPECT_FALSE(contains(outcome.errors, "does not fit")) << outcome.errors;
+  EXPECT_EQ(tarvo("validate - - -t a").exit_code, 2);
+}
+
 TEST_F(Predict, ValidatesByTheCasesLeftOut) {
   const std::string data = write("cases.csv", "a,n\nno,1\nyes,1\nyes,1\nno,0\n");
   const auto answer = answer_of("validate " + pair() + " " + data + " -t a --lenient --folds 4 --count n")

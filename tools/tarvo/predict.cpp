@@ -150,7 +150,10 @@ std::vector<Measures> predict_rows(const Network& network, const PredictOptions&
       network.domain(), from.get(), to, separator_of(data), data.missing.empty() ? nullptr : missing.data(),
       targets.data(), kept.data(), options.cases.lenient ? tv_unmatched_missing : tv_unmatched_error,
       RowMessages::tell, &messages, rows ? nullptr : made.data());
-  const std::string reason = std::strerror(errno ? errno : EIO), message = library_message();
+  const std::string reason = std::strerror(errno ? errno : EIO);
+  const bool is_no_csv = status == tv_status_parse && tv_error_line() > 0;  // which has been told
+  const std::string message = library_message();
+  if (is_no_csv) throw Failure(kFailed, "");
   if (status == tv_status_io)
     throw Failure(kFailed, (std::ferror(to) ? (options.to == "-" ? "standard output" : options.to)
                                             : shown_file(data.file)) +
@@ -245,6 +248,7 @@ ExitCode predict(const PredictOptions& options) {
 
 ExitCode validate(const ValidateOptions& validation) {
   const LearnOptions& options = validation.learning;
+  expect_files_for_ranks(Ranks::of_this_run(), options.source, options.cases.data);
   const Network network(options.source);
   const std::vector<tv_node_t*> targets = target_list(network, validation.targets);
   load_cases(network, options.cases);

@@ -17,8 +17,9 @@ RowMessages::RowMessages(const std::string& file, Positions positions, const Row
 
 std::string RowMessages::place_of(size_t position) const {
   if (positions_ == kRows) return ": row " + std::to_string((rows_ ? rows_->first : 0) + position + 1) + ", ";
+  const std::string column = tv_error_line() == position ? ":" + std::to_string(tv_error_column()) : "";
   if (rows_ && position > rows_->header_lines) position += rows_->skipped_lines;
-  return ":" + std::to_string(position) + ": ";
+  return ":" + std::to_string(position) + column + ": ";
 }
 
 void RowMessages::tell(size_t position, const char* message, void* data) {
