@@ -20,6 +20,8 @@ class ProgressMeter {
     return stopped_ ? tv_status_error : tv_status_none;
   }
 
+  bool is_stopped() const noexcept { return stopped_; }
+
   // Between two steps, where one of them is long: of so many table entries as have been done since the last
   // call. The wish to stop is passed on with the next step.
   void look_in(size_t entries) noexcept {

@@ -33,6 +33,9 @@ struct Limits {
   size_t most_updates = 16;      // beyond it products are doubles: rounding could add up
   size_t most_rounded = 64;      // beyond it the factors are doubles, too
 
+  // Compression
+  size_t walked_rows = size_t{1} << 24;  // a clique with more configurations is searched for possible ones
+
   // Elimination schedules
   size_t entries_for_elimination = 64;  // in all cliques, for each node; 0 eliminates whatever the evidence
   size_t entries_for_first = 384;       // the same where the pattern of evidence has not been seen before

@@ -1,0 +1,180 @@
+#include "inference/compress/packed_rows.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include "api/memory.h"
+
+namespace tv {
+namespace {
+
+constexpr unsigned kWordBits = 64;
+constexpr size_t kDigit = 8, kDigits = size_t{1} << kDigit;  // of the radix sort
+
+unsigned bits_of(const Node& node) noexcept {
+  return node.number_of_states < 2 ? 0 : static_cast<unsigned>(std::bit_width(node.number_of_states - 1));
+}
+
+unsigned bits_of(const PackedRows::Field& field) noexcept {
+  return static_cast<unsigned>(std::bit_width(field.mask));
+}
+
+bool is_sorted(const PackedRows& rows) noexcept {
+  const size_t w = rows.words;
+  for (size_t index = 1; index < rows.size(); ++index)
+    if (!std::lexicographical_compare(rows.row(index - 1), rows.row(index - 1) + w, rows.row(index),
+                                      rows.row(index) + w))
+      return false;
+  return true;
+}
+
+// One pass of a radix sort, stable; false, and nothing done, where all rows have the same digit.
+bool sort_by_digit(const PackedRows& rows, size_t word, size_t shift, std::vector<uint64_t>& sorted) {
+  size_t starts[kDigits + 1] = {};
+  const auto digit = [&](size_t index) { return rows.row(index)[word] >> shift & (kDigits - 1); };
+  const size_t count = rows.size();
+  for (size_t index = 0; index < count; ++index) ++starts[digit(index) + 1];
+  if (starts[digit(0) + 1] == count) return false;
+  for (size_t d = 0; d < kDigits; ++d) starts[d + 1] += starts[d];
+  sorted.resize(rows.keys.size());
+  for (size_t index = 0; index < count; ++index)
+    std::copy_n(rows.row(index), rows.words, sorted.data() + starts[digit(index)]++ * rows.words);
+  return true;
+}
+
+}  // namespace
+
+PackedRows lay_out_rows(std::vector<const Node*> nodes) {
+  PackedRows rows;
+  rows.nodes = std::move(nodes);
+  rows.fields.resize(rows.nodes.size());
+  uint32_t word = 0;
+  for (size_t first = 0; first < rows.nodes.size(); ++word) {
+    unsigned used = 0;
+    size_t end = first;
+    for (; end < rows.nodes.size() && used + bits_of(*rows.nodes[end]) <= kWordBits; ++end)
+      used += bits_of(*rows.nodes[end]);
+    for (; first < end; ++first) {
+      const unsigned bits = bits_of(*rows.nodes[first]);
+      used -= bits;
+      if (bits) rows.fields[first] = {word, used, ~uint64_t{0} >> (kWordBits - bits)};
+    }
+  }
+  rows.words = std::max<size_t>(word, 1);
+  return rows;
+}
+
+size_t full_size(const std::vector<const Node*>& nodes) noexcept {
+  size_t size = 1;
+  for (const Node* node : nodes) size = size_multiply(size, node->number_of_states);
+  return size;
+}
+
+void sort_rows(PackedRows& rows) {
+  if (is_sorted(rows)) return;
+  std::vector<uint64_t> sorted;
+  for (size_t word = rows.words; word-- > 0;)
+    for (size_t shift = 0; shift < kWordBits; shift += kDigit)
+      if (sort_by_digit(rows, word, shift, sorted)) rows.keys.swap(sorted);
+}
+
+void trim_rows(PackedRows& rows) {
+  if (rows.keys.capacity() - rows.keys.size() > rows.keys.size() / 8) rows.keys.shrink_to_fit();
+}
+
+RowProjection::RowProjection(const PackedRows& from, const PackedRows& to) : words_(to.words) {
+  for (size_t i = 0; i < to.nodes.size(); ++i) {
+    const PackedRows::Field& target = to.fields[i];
+    if (!target.mask) continue;
+    const auto place = std::find(from.nodes.begin(), from.nodes.end(), to.nodes[i]) - from.nodes.begin();
+    const PackedRows::Field& source = from.fields[static_cast<size_t>(place)];
+    const unsigned bits = bits_of(target);
+    if (!moves_.empty()) {
+      Move& last = moves_.back();
+      if (last.from_word == source.word && last.to_word == target.word &&
+          last.from_shift == source.shift + bits) {
+        last = {source.word, source.shift, target.word, target.shift, last.mask << bits | target.mask};
+        continue;
+      }
+    }
+    moves_.push_back({source.word, source.shift, target.word, target.shift, target.mask});
+  }
+}
+
+void RowProjection::project(const uint64_t* from, uint64_t* to) const noexcept {
+  std::fill_n(to, words_, 0);
+  for (const Move& move : moves_)
+    to[move.to_word] |= (from[move.from_word] >> move.from_shift & move.mask) << move.to_shift;
+}
+
+PackedRows leading_rows(const PackedRows& rows, size_t count) {
+  PackedRows leading = lay_out_rows({rows.nodes.begin(), rows.nodes.begin() + static_cast<ptrdiff_t>(count)});
+  const RowProjection projection(rows, leading);
+  const size_t words = leading.words;
+  std::vector<uint64_t> last(words), next(words);
+  for (size_t index = 0; index < rows.size(); ++index) {
+    projection.project(rows.row(index), next.data());
+    if (index > 0 && next == last) continue;
+    leading.keys.insert(leading.keys.end(), next.begin(), next.end());
+    last.swap(next);
+  }
+  trim_rows(leading);
+  return leading;
+}
+
+std::vector<uint32_t> positions_in(const PackedRows& clique, const PackedRows& separator) {
+  std::vector<uint32_t> positions(clique.size());
+  const RowProjection projection(clique, separator);
+  std::vector<uint64_t> key(separator.words);
+  const size_t count = separator.nodes.size();
+  if (count <= clique.nodes.size() &&
+      std::equal(separator.nodes.begin(), separator.nodes.end(), clique.nodes.begin())) {
+    uint32_t place = 0;  // both ascend together
+    for (size_t index = 0; index < positions.size(); ++index) {
+      projection.project(clique.row(index), key.data());
+      while (!std::equal(key.begin(), key.end(), separator.row(place))) ++place;
+      positions[index] = place;
+    }
+    return positions;
+  }
+  const RowIndex found(separator);
+  for (size_t index = 0; index < positions.size(); ++index) {
+    projection.project(clique.row(index), key.data());
+    positions[index] = found.find(key.data());
+  }
+  return positions;
+}
+
+RowIndex::RowIndex(const PackedRows& rows) : rows_(rows) {
+  const size_t count = rows.size();
+  const uint64_t largest = rows.words == 1 && count ? rows.keys.back() : 0;
+  direct_ = rows.words == 1 && largest / 16 <= count;
+  const size_t size = direct_ ? static_cast<size_t>(largest) + 1 : std::bit_ceil(2 * count + 2);
+  shift_ = kWordBits - static_cast<unsigned>(std::bit_width(size - 1));
+  slots_.assign(size, kAbsent);
+  for (size_t index = 0; index < count; ++index) {
+    size_t slot = slot_of(rows.row(index));
+    while (slots_[slot] != kAbsent) slot = (slot + 1) & (size - 1);
+    slots_[slot] = static_cast<uint32_t>(index);
+  }
+}
+
+size_t RowIndex::slot_of(const uint64_t* key) const noexcept {
+  if (direct_) return static_cast<size_t>(*key);
+  uint64_t hash = 0;
+  for (size_t w = 0; w < rows_.words; ++w) {
+    hash = (hash ^ key[w]) * 0x9e3779b97f4a7c15u;
+    hash ^= hash >> 32;
+  }
+  return static_cast<size_t>(hash * 0x9e3779b97f4a7c15u >> shift_);
+}
+
+uint32_t RowIndex::find(const uint64_t* key) const noexcept {
+  if (direct_) return *key < slots_.size() ? slots_[static_cast<size_t>(*key)] : kAbsent;
+  for (size_t slot = slot_of(key); slots_[slot] != kAbsent; slot = (slot + 1) & (slots_.size() - 1))
+    if (std::equal(key, key + rows_.words, rows_.row(slots_[slot]))) return slots_[slot];
+  return kAbsent;
+}
+
+}  // namespace tv
