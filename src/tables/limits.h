@@ -34,7 +34,8 @@ struct Limits {
   size_t most_rounded = 64;      // beyond it the factors are doubles, too
 
   // Compression
-  size_t walked_rows = size_t{1} << 24;  // a clique with more configurations is searched for possible ones
+  size_t walked_rows = size_t{1} << 20;  // up to so many configurations of a clique are all looked at,
+  size_t step_entries = 16;              // and more of them unless a search binds so many times fewer states
 
   // Elimination schedules
   size_t entries_for_elimination = 64;  // in all cliques, for each node; 0 eliminates whatever the evidence

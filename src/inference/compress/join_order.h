@@ -1,4 +1,4 @@
-// In which order a search binds the nodes.
+// In which order a search binds nodes, and about how long it takes.
 #pragma once
 
 #include <vector>
@@ -7,8 +7,12 @@
 
 namespace tv {
 
-// The nodes among `nodes` that have several states, in an order in which little is tried in vain.
-std::vector<const Node*> order_of_search(const std::vector<const Node*>& nodes,
-                                         const std::vector<const PackedRows*>& relations);
+struct SearchOrder {
+  std::vector<const Node*> nodes;  // those with several states
+  double steps = 0.0;              // states that are bound, estimated
+};
+
+SearchOrder order_of_search(const std::vector<const Node*>& nodes,
+                            const std::vector<const PackedRows*>& relations);
 
 }  // namespace tv

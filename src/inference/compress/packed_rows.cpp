@@ -79,6 +79,13 @@ void sort_rows(PackedRows& rows) {
       if (sort_by_digit(rows, word, shift, sorted)) rows.keys.swap(sorted);
 }
 
+void keep_distinct_rows(PackedRows& rows) {
+  sort_rows(rows);
+  filter_rows(rows, [&](size_t index) {
+    return index == 0 || !std::equal(rows.row(index), rows.row(index) + rows.words, rows.row(index - 1));
+  });
+}
+
 void trim_rows(PackedRows& rows) {
   if (rows.keys.capacity() - rows.keys.size() > rows.keys.size() / 8) rows.keys.shrink_to_fit();
 }

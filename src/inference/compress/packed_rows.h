@@ -42,6 +42,9 @@ size_t full_size(const std::vector<const Node*>& nodes) noexcept;
 // Ascending; rows must be distinct.
 void sort_rows(PackedRows& rows);
 
+// Ascending, and each but once.
+void keep_distinct_rows(PackedRows& rows);
+
 // Gives back memory that growing has left unused, where it is much.
 void trim_rows(PackedRows& rows);
 

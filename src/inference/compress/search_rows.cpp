@@ -2,14 +2,13 @@
 // order in which its nodes are bound, so that the rows that agree with the states so far are one range, and
 // the ranges of all relations with the next node are searched together for states that they share.
 #include <algorithm>
-#include <span>
 
-#include "inference/compress/join_order.h"
 #include "inference/compress/join_rows.h"
 
 namespace tv {
 namespace {
 
+constexpr size_t kFewRows = size_t{1} << 16;                  // among which equal ones do no harm
 constexpr size_t kStepsOfALook = 4096, kEntriesOfAStep = 16;  // of a table, whose time a step takes
 
 struct Range {
@@ -65,8 +64,8 @@ SortedRelation sorted_relation(const PackedRows& relation, const std::vector<con
 
 class Search {
  public:
-  Search(const JoinRequest& request, PackedRows& rows) : request_(request), rows_(rows) {
-    const std::vector<const Node*> order = order_of_search(rows.nodes, request.relations);
+  Search(const JoinRequest& request, const std::vector<const Node*>& order, PackedRows& rows)
+      : request_(request), rows_(rows) {
     relations_.reserve(request.relations.size());
     for (const PackedRows* relation : request.relations)
       relations_.push_back(sorted_relation(*relation, order));
@@ -82,15 +81,19 @@ class Search {
         if (request_.progress.is_stopped()) return tv_status_error;
       }
       if (depth == steps_.size()) {
-        const uint64_t* const key = key_.data() + depth * rows_.words;
-        rows_.keys.insert(rows_.keys.end(), key, key + rows_.words);
-        if (rows_.size() > request_.most_rows) return tv_status_no_memory;
+        if (tv_status_t status = add_row()) return status;
+        depth = result_depth_;
       } else if (bind_next_state(depth)) {
         if (++depth < steps_.size()) open(depth);
         continue;
       }
-      if (depth-- == 0) return tv_status_none;
+      if (depth-- == 0) break;
     }
+    if (has_detour_)
+      keep_distinct_rows(rows_);
+    else
+      sort_rows(rows_);
+    return rows_.size() > request_.most_rows ? tv_status_no_memory : tv_status_none;
   }
 
  private:
@@ -110,14 +113,29 @@ class Search {
   void add_step(const Node& node) {
     Step& step = steps_.emplace_back();
     step.states = node.number_of_states;
-    step.field = rows_.fields[static_cast<size_t>(std::find(rows_.nodes.begin(), rows_.nodes.end(), &node) -
-                                                  rows_.nodes.begin())];
+    const auto place = std::find(rows_.nodes.begin(), rows_.nodes.end(), &node);
+    if (place == rows_.nodes.end()) {
+      has_detour_ = true;
+    } else {
+      step.field = rows_.fields[static_cast<size_t>(place - rows_.nodes.begin())];
+      result_depth_ = steps_.size();
+    }
     for (SortedRelation& relation : relations_) {
       const auto& nodes = relation.rows.nodes;
       const auto found = std::find(nodes.begin(), nodes.end(), &node);
       if (found == nodes.end()) continue;
       step.parts.push_back({&relation, static_cast<size_t>(found - nodes.begin())});
     }
+  }
+
+  // Another way to the nodes of a detour leads to the same row.
+  tv_status_t add_row() {
+    const uint64_t* const key = key_.data() + steps_.size() * rows_.words;
+    rows_.keys.insert(rows_.keys.end(), key, key + rows_.words);
+    if (rows_.size() <= (has_detour_ ? crowded_ : request_.most_rows)) return tv_status_none;
+    if (has_detour_) keep_distinct_rows(rows_);
+    crowded_ = std::max(kFewRows, 2 * rows_.size());
+    return rows_.size() > request_.most_rows ? tv_status_no_memory : tv_status_none;
   }
 
   void open(size_t depth) noexcept {
@@ -148,7 +166,7 @@ class Search {
     }
     uint64_t* const key = key_.data() + depth * rows_.words;
     std::copy_n(key, rows_.words, key + rows_.words);
-    PackedRows::set_state(key + rows_.words, step.field, state);
+    PackedRows::set_state(key + rows_.words, step.field, state & step.field.mask);
     step.next = state + 1;
     return true;
   }
@@ -158,16 +176,17 @@ class Search {
   std::vector<SortedRelation> relations_;
   std::vector<Step> steps_;    // in the order of the search
   std::vector<uint64_t> key_;  // by step: the bits of the nodes bound before it
+  size_t result_depth_ = 0;    // behind the last step that binds a node of the result
+  bool has_detour_ = false;    // other nodes are bound, too
+  size_t crowded_ = kFewRows;  // rows from which on equal ones are looked for
 };
 
 }  // namespace
 
-tv_status_t search_rows(const JoinRequest& request, PackedRows& rows) {
-  const tv_status_t status = Search(request, rows).run();
-  if (status) return status;
+tv_status_t search_rows(const JoinRequest& request, const std::vector<const Node*>& order, PackedRows& rows) {
+  const tv_status_t status = Search(request, order, rows).run();
   trim_rows(rows);
-  sort_rows(rows);
-  return tv_status_none;
+  return status;
 }
 
 }  // namespace tv

@@ -4,10 +4,12 @@
 #include "inference/compress/support.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "inference/compress/join_rows.h"
 #include "network/progress.h"
+#include "tables/limits.h"
 
 namespace tv {
 namespace {
@@ -48,15 +50,13 @@ PackedRows possible_rows(const Table& table) {
   return rows;
 }
 
-// The tables that forbid configurations of a clique.
-std::vector<const Table*> tables_of(const Clique& clique) {
-  std::vector<const Table*> tables;
-  for (const Node* node : clique.potentials)
-    if (node->category == tv_category_chance && is_discrete(*node)) tables.push_back(node->table.get());
-  tables.insert(tables.end(), clique.more_potentials.begin(), clique.more_potentials.end());
-  std::erase_if(tables, [](const Table* table) { return !table || !has_data(*table); });
-  return tables;
+// Null where the node has none that could.
+const Table* forbidding_table(const Node& node) noexcept {
+  const bool is_free = node.category != tv_category_chance || !is_discrete(node) || !node.table;
+  return is_free || !has_data(*node.table) ? nullptr : node.table.get();
 }
+
+constexpr size_t kMostNodes = 1000;  // of a clique and a detour; more of them take long to put in order
 
 size_t bytes_of(const PackedRows& rows) noexcept { return rows.keys.size() * sizeof(uint64_t); }
 
@@ -88,16 +88,7 @@ class SupportFinder {
   tv_status_t collect(const Clique& clique) {
     PackedRows& rows = found_.cliques[clique.position];
     rows = lay_out_rows(nodes_of_rows(clique));
-    std::vector<PackedRows> potentials;
-    for (const Table* table : tables_of(clique)) potentials.push_back(possible_rows(*table));
-    const size_t row_bytes = rows.words * sizeof(uint64_t);
-    const size_t most_rows = std::min<size_t>((request_.most_bytes - bytes_) / row_bytes, UINT32_MAX - 1);
-    JoinRequest join{{}, most_rows, progress_};
-    for (const PackedRows& potential : potentials) join.relations.push_back(&potential);
-    for (const Link& link : clique.links)
-      if (link.neighbor != clique.parent)
-        join.relations.push_back(&found_.separators[link.neighbor->position]);
-    if (tv_status_t status = join_rows(join, rows)) return status;
+    if (tv_status_t status = join(clique, rows)) return status;
     if (request_.keeps)
       filter_rows(rows,
                   [&](size_t row) { return request_.keeps(request_.context, clique.position, rows, row); });
@@ -106,6 +97,65 @@ class SupportFinder {
       separator = leading_rows(rows, discrete_nodes(clique.parent_separator->members).size());
     bytes_ += bytes_of(rows) + bytes_of(separator);
     return bytes_ > request_.most_bytes ? tv_status_no_memory : tv_status_none;
+  }
+
+  tv_status_t join(const Clique& clique, PackedRows& rows) {
+    const bool is_wide = full_size(rows.nodes) > limits.walked_rows;
+    std::vector<PackedRows> potentials;
+    if (!is_wide)
+      for (const Node* node : clique.potentials)
+        if (const Table* table = forbidding_table(*node)) potentials.push_back(possible_rows(*table));
+    for (const Table* table : clique.more_potentials)
+      if (has_data(*table)) potentials.push_back(possible_rows(*table));
+    JoinRequest request{{}, most_rows(rows), progress_};
+    for (const PackedRows& potential : potentials) request.relations.push_back(&potential);
+    for (const Link& link : clique.links)
+      if (link.neighbor != clique.parent)
+        request.relations.push_back(&found_.separators[link.neighbor->position]);
+    Detour detour;
+    if (is_wide) detour = add_node_tables(rows.nodes, request.relations);
+    return join_rows(request, detour, rows);
+  }
+
+  size_t most_rows(const PackedRows& rows) const noexcept {
+    return std::min<size_t>((request_.most_bytes - bytes_) / (rows.words * sizeof(uint64_t)), UINT32_MAX - 1);
+  }
+
+  // The tables of a clique's nodes forbid configurations also where they were assigned to other cliques.
+  // Those over its own nodes join the relations; the others make a detour to the ancestors, as many nodes may
+  // follow from a few that are elsewhere.
+  Detour add_node_tables(const std::vector<const Node*>& nodes, std::vector<const PackedRows*>& relations) {
+    enum : char { absent, member, ancestor };
+    std::vector<char> roles(request_.tree.domain->node_count, absent);
+    const auto role = [&](const Node* node) -> char& { return roles[node->number - 1]; };
+    for (const Node* node : nodes) role(node) = member;
+    Detour detour;
+    std::vector<const Node*> all = nodes;
+    for (size_t i = 0; i < all.size(); ++i) {
+      const PackedRows* const rows = possible_rows_of(*all[i]);
+      if (!rows) continue;
+      bool is_inside = true;
+      for (const Node* node : rows->nodes) {
+        is_inside &= role(node) == member;
+        if (role(node) != absent) continue;
+        role(node) = ancestor;
+        all.push_back(node);
+      }
+      (is_inside ? relations : detour.relations).push_back(rows);
+    }
+    if (all.size() > kMostNodes) return {};
+    detour.nodes.assign(all.begin() + static_cast<ptrdiff_t>(nodes.size()), all.end());
+    return detour;
+  }
+
+  // Of the node's own table; null where it forbids nothing.
+  const PackedRows* possible_rows_of(const Node& node) {
+    const Table* const table = forbidding_table(node);
+    if (!table) return nullptr;
+    if (tables_.empty()) tables_.resize(request_.tree.domain->node_count);
+    std::unique_ptr<PackedRows>& rows = tables_[node.number - 1];
+    if (!rows) rows = std::make_unique<PackedRows>(possible_rows(*table));
+    return rows->size() < table->size ? rows.get() : nullptr;
   }
 
   void distribute_to(const Clique& clique) {
@@ -140,6 +190,7 @@ class SupportFinder {
   ProgressMeter progress_;
   TreeSupport found_;
   size_t bytes_ = 0;
+  std::vector<std::unique_ptr<PackedRows>> tables_;  // of nodes in wide cliques, by their number
 };
 
 }  // namespace
