@@ -90,12 +90,14 @@ void trim_rows(PackedRows& rows) {
   if (rows.keys.capacity() - rows.keys.size() > rows.keys.size() / 8) rows.keys.shrink_to_fit();
 }
 
-RowProjection::RowProjection(const PackedRows& from, const PackedRows& to) : words_(to.words) {
+RowProjection::RowProjection(const PackedRows& from, const PackedRows& to)
+    : words_(to.words), masks_(from.words, 0) {
   for (size_t i = 0; i < to.nodes.size(); ++i) {
     const PackedRows::Field& target = to.fields[i];
     if (!target.mask) continue;
     const auto place = std::find(from.nodes.begin(), from.nodes.end(), to.nodes[i]) - from.nodes.begin();
     const PackedRows::Field& source = from.fields[static_cast<size_t>(place)];
+    masks_[source.word] |= source.mask << source.shift;
     const unsigned bits = bits_of(target);
     if (!moves_.empty()) {
       Move& last = moves_.back();
@@ -109,22 +111,14 @@ RowProjection::RowProjection(const PackedRows& from, const PackedRows& to) : wor
   }
 }
 
-void RowProjection::project(const uint64_t* from, uint64_t* to) const noexcept {
-  std::fill_n(to, words_, 0);
-  for (const Move& move : moves_)
-    to[move.to_word] |= (from[move.from_word] >> move.from_shift & move.mask) << move.to_shift;
-}
-
 PackedRows leading_rows(const PackedRows& rows, size_t count) {
   PackedRows leading = lay_out_rows({rows.nodes.begin(), rows.nodes.begin() + static_cast<ptrdiff_t>(count)});
   const RowProjection projection(rows, leading);
-  const size_t words = leading.words;
-  std::vector<uint64_t> last(words), next(words);
+  std::vector<uint64_t> key(leading.words);
   for (size_t index = 0; index < rows.size(); ++index) {
-    projection.project(rows.row(index), next.data());
-    if (index > 0 && next == last) continue;
-    leading.keys.insert(leading.keys.end(), next.begin(), next.end());
-    last.swap(next);
+    if (index > 0 && projection.agree(rows.row(index - 1), rows.row(index))) continue;
+    projection.project(rows.row(index), key.data());
+    leading.keys.insert(leading.keys.end(), key.begin(), key.end());
   }
   trim_rows(leading);
   return leading;
@@ -133,22 +127,15 @@ PackedRows leading_rows(const PackedRows& rows, size_t count) {
 std::vector<uint32_t> positions_in(const PackedRows& clique, const PackedRows& separator) {
   std::vector<uint32_t> positions(clique.size());
   const RowProjection projection(clique, separator);
+  const RowIndex index(separator);
   std::vector<uint64_t> key(separator.words);
-  const size_t count = separator.nodes.size();
-  if (count <= clique.nodes.size() &&
-      std::equal(separator.nodes.begin(), separator.nodes.end(), clique.nodes.begin())) {
-    uint32_t place = 0;  // both ascend together
-    for (size_t index = 0; index < positions.size(); ++index) {
-      projection.project(clique.row(index), key.data());
-      while (!std::equal(key.begin(), key.end(), separator.row(place))) ++place;
-      positions[index] = place;
+  for (size_t row = 0; row < positions.size(); ++row) {
+    if (row > 0 && projection.agree(clique.row(row - 1), clique.row(row))) {
+      positions[row] = positions[row - 1];
+      continue;
     }
-    return positions;
-  }
-  const RowIndex found(separator);
-  for (size_t index = 0; index < positions.size(); ++index) {
-    projection.project(clique.row(index), key.data());
-    positions[index] = found.find(key.data());
+    projection.project(clique.row(row), key.data());
+    positions[row] = index.find(key.data());
   }
   return positions;
 }
@@ -177,8 +164,7 @@ size_t RowIndex::slot_of(const uint64_t* key) const noexcept {
   return static_cast<size_t>(hash * 0x9e3779b97f4a7c15u >> shift_);
 }
 
-uint32_t RowIndex::find(const uint64_t* key) const noexcept {
-  if (direct_) return *key < slots_.size() ? slots_[static_cast<size_t>(*key)] : kAbsent;
+uint32_t RowIndex::find_hashed(const uint64_t* key) const noexcept {
   for (size_t slot = slot_of(key); slots_[slot] != kAbsent; slot = (slot + 1) & (slots_.size() - 1))
     if (std::equal(key, key + rows_.words, rows_.row(slots_[slot]))) return slots_[slot];
   return kAbsent;

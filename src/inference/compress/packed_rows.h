@@ -66,7 +66,17 @@ void filter_rows(PackedRows& rows, Keep keep) {
 class RowProjection {
  public:
   RowProjection(const PackedRows& from, const PackedRows& to);
-  void project(const uint64_t* from, uint64_t* to) const noexcept;
+  void project(const uint64_t* from, uint64_t* to) const noexcept {
+    for (size_t w = 0; w < words_; ++w) to[w] = 0;
+    for (const Move& move : moves_)
+      to[move.to_word] |= (from[move.from_word] >> move.from_shift & move.mask) << move.to_shift;
+  }
+  // Whether two rows have the same projection.
+  bool agree(const uint64_t* a, const uint64_t* b) const noexcept {
+    for (size_t w = 0; w < masks_.size(); ++w)
+      if ((a[w] ^ b[w]) & masks_[w]) return false;
+    return true;
+  }
 
  private:
   struct Move {  // of neighbouring fields that stay neighbours
@@ -74,7 +84,8 @@ class RowProjection {
     uint64_t mask;
   };
   std::vector<Move> moves_;
-  size_t words_;
+  size_t words_;                 // of a projection
+  std::vector<uint64_t> masks_;  // by word: the bits of the nodes that stay
 };
 
 // Distinct rows of the first `count` nodes.
@@ -87,11 +98,15 @@ std::vector<uint32_t> positions_in(const PackedRows& clique, const PackedRows& s
 class RowIndex {
  public:
   explicit RowIndex(const PackedRows& rows);
-  uint32_t find(const uint64_t* key) const noexcept;  // kAbsent where there is none
+  uint32_t find(const uint64_t* key) const noexcept {  // kAbsent where there is none
+    if (direct_) return *key < slots_.size() ? slots_[static_cast<size_t>(*key)] : kAbsent;
+    return find_hashed(key);
+  }
 
   static constexpr uint32_t kAbsent = UINT32_MAX;
 
  private:
+  uint32_t find_hashed(const uint64_t* key) const noexcept;
   size_t slot_of(const uint64_t* key) const noexcept;
 
   const PackedRows& rows_;
