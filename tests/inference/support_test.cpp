@@ -148,8 +148,7 @@ void expect_exact(const tv_junction_tree_t& tree, const tv::TreeSupport& support
   }
 }
 
-// How rows are found: as it comes, by walks alone, by searches wherever these take fewer steps, always by
-// them.
+// How the rows of small cliques are found: by walks, by whatever seems faster, or by searches.
 struct Way {
   const char* name;
   size_t walked_rows, step_entries;

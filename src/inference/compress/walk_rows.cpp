@@ -67,16 +67,20 @@ ByteTable::ByteTable(const PackedRows& relation, const PackedRows& result, size_
 }
 
 bool ByteTable::restrict(std::vector<unsigned char>& block) {
+  const size_t size = part_.size();  // bytes may be anything's to the compiler, which would read it each time
+  unsigned char* const part = part_.data();
   if (part_offset_ != offset_) {
     part_offset_ = offset_;
     const unsigned char* const base = possible_.data() + offset_;
+    const uint32_t* const inner = inner_.data();
     unsigned char any = 0;
-    for (size_t i = 0; i < part_.size(); ++i) any |= part_[i] = base[inner_[i]];
+    for (size_t i = 0; i < size; ++i) any |= part[i] = base[inner[i]];
     part_is_empty_ = !any;
   }
   if (part_is_empty_) return false;
+  unsigned char* const possible = block.data();
   unsigned char any = 0;
-  for (size_t i = 0; i < part_.size(); ++i) any |= block[i] &= part_[i];
+  for (size_t i = 0; i < size; ++i) any |= possible[i] &= part[i];
   return any != 0;
 }
 
@@ -127,12 +131,13 @@ class Walk {
     std::fill(block_.begin(), block_.end(), 1);
     for (ByteTable& table : tables_)
       if (!table.restrict(block_)) return;
-    size_t count = 0;
+    uint64_t* next = found_.data();
+    const uint64_t outer_key = outer_key_;
     for (size_t i = 0; i < block_.size(); ++i) {
-      found_[count] = outer_key_ | inner_keys_[i];
-      count += block_[i];
+      *next = outer_key | inner_keys_[i];
+      next += block_[i];
     }
-    rows_.keys.insert(rows_.keys.end(), found_.begin(), found_.begin() + static_cast<ptrdiff_t>(count));
+    rows_.keys.insert(rows_.keys.end(), found_.data(), next);
   }
 
   // To the next configuration of the outer nodes; false behind the last.
