@@ -104,9 +104,9 @@
  * Contents, in this order: types and constants; status and version; domains; nodes; names; states;
  * attributes; user data; links; graph queries; display; tables of nodes; tables; expressions; models;
  * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
- * propagation; probability and conflict of the evidence; beliefs and other results; policies of decisions;
- * queries; reading networks; writing networks; cases; learning from parts of the cases; data sets;
- * prediction; random numbers.
+ * propagation; probability and conflict of the evidence; beliefs and other results; compression and
+ * approximation; policies of decisions; queries; reading networks; writing networks; cases; learning from
+ * parts of the cases; data sets; prediction; random numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -240,9 +240,9 @@ enum {
   tv_status_cg_evidence_incorporated = 26,
   /** A table whose sum is zero (or underflowed) was normalised. */
   tv_status_normalization = 27,
-  /** Not supported on compressed domains. Reserved. */
+  /** Not supported on compressed domains. */
   tv_status_compressed = 28,
-  /** The compressed form of a table is too large. Reserved. */
+  /** A table is too large for a compressed domain. */
   tv_status_table_too_large = 29,
   /** Evidence that breaks the rules of decisions, or a required selected state is missing. */
   tv_status_invalid_evidence = 30,
@@ -2749,6 +2749,7 @@ TV_API size_t tv_domain_get_memory_limit(const tv_domain_t* domain);
  *
  * @par Failures
  * - tv_status_usage: a node belongs to another domain, is not discrete, or stands in the list twice
+ * - tv_status_compressed: the domain is compressed (tv_domain_compress)
  */
 TV_API tv_status_t tv_domain_set_ijt_nodes(tv_domain_t* domain, tv_node_t** nodes);
 
@@ -3328,6 +3329,8 @@ TV_API int tv_jt_cg_evidence_is_propagated(const tv_junction_tree_t* jt);
  * - tv_status_usage: `equilibrium` is neither sum nor max, or `mode` is none of the two; after not_compiled
  *   has been checked: anything but sum and normal in a domain with continuous nodes
  * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_compressed: fast retraction is asked for, and the domain is compressed (tv_domain_compress);
+ *   also checked before anything else happens
  * - tv_status_invalid_evidence: a decision has evidence other than a selected state, a chance node below an
  *   undecided decision has evidence, or a required selected state is missing
  * - tv_status_invalid_probability_potential: a table that was touched has a negative, infinite or NaN entry
@@ -3962,6 +3965,131 @@ TV_API double tv_node_get_quantile(tv_node_t* node, double probability);
  * - tv_status_error: the progress handler asked to stop
  */
 TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes);
+
+/** @} */
+
+/**
+ * @defgroup compression Compression and approximation
+ * Where nodes follow from others, most configurations of a clique are impossible. A compressed domain stores
+ * those that are possible and nothing else, and propagation costs what is possible. Approximation sets small
+ * entries to zero, so that compression can leave them out, too.
+ *
+ * What is impossible is found from the zeros of the potentials alone, clique by clique, without full tables:
+ * positive entries are joined, and what a neighbouring clique has ruled out is ruled out here, until nothing
+ * more can be (Bernstein & Chiu 1981). Evidence only ever removes configurations, so that none is missing
+ * when it is retracted. Single cliques, and trees with continuous nodes, decisions or utilities, keep their
+ * full tables where others would not pay; answers are the same.
+ * @{
+ */
+
+/**
+ * Compresses a compiled domain: from now on its clique and separator tables store what is possible. Evidence,
+ * equilibrium and answers stay as they are.
+ *
+ * What an approximation has set to zero is left out for good: a reset starts from what is left, and the
+ * approximation constant says how much of the mass that is. Evidence that is propagated then leaves out
+ * nothing that it merely contradicts itself, but does leave out what it makes impossible elsewhere; retract
+ * it before tv_domain_approximate where that is not meant. Compressing again leaves out what has been set to
+ * zero since.
+ *
+ * On a compressed domain fast retraction is refused, and evidence that was propagated so counts as normal
+ * evidence. A table that changes is taken in by the next propagation; where it makes more possible, what is
+ * possible is found anew, without approximation. The copy of tv_domain_save_to_memory is freed. Queries end.
+ * Uncompiling ends compression.
+ *
+ * @param domain  a compiled domain
+ * @return the memory of all tables (those of nodes, and one for each clique and separator) with possible
+ *         entries alone, divided by what they took before; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: selected states are required (tv_domain_set_ijt_nodes), or nodes are joined by
+ *   undirected links
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: nothing valid is propagated
+ * - tv_status_table_too_large: the table of a node has more than 4294967295 entries
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API double tv_domain_compress(tv_domain_t* domain);
+
+/**
+ * Tells whether a domain is compressed: by tv_domain_compress or, with tv_domain_set_zero_compression, from
+ * its compilation on.
+ *
+ * @param domain  the domain
+ * @return 1 or 0; -1 on failure
+ */
+TV_API int tv_domain_is_compressed(const tv_domain_t* domain);
+
+/**
+ * Asks for compilation straight to compressed tables, so that a domain can be compiled whose full tables no
+ * machine could hold. Clones have the setting, too.
+ *
+ * tv_domain_compile then compares tv_domain_get_compressed_memory_need with the memory limit, and refuses
+ * with tv_status_usage what tv_domain_compress would refuse.
+ *
+ * @param domain  the domain; if it is compiled, the setting counts from the next compilation on
+ * @param on      0: full tables, as at first; any other value: compressed ones
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_domain_set_zero_compression(tv_domain_t* domain, int on);
+
+/**
+ * Tells whether compilation leads straight to compressed tables.
+ *
+ * @param domain  the domain
+ * @return 1 or 0; -1 on failure
+ */
+TV_API int tv_domain_get_zero_compression(const tv_domain_t* domain);
+
+/**
+ * Returns what tv_domain_get_memory_need would be with compressed tables. The possible configurations are
+ * found for it, which takes time and, for a while, memory; compiled domains that are compressed know them.
+ *
+ * @param domain  a triangulated domain
+ * @return the need in bytes; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain is not triangulated, selected states are required (tv_domain_set_ijt_nodes),
+ *   or nodes are joined by undirected links
+ * - tv_status_size_too_large: it does not fit into a size_t
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API size_t tv_domain_get_compressed_memory_need(tv_domain_t* domain);
+
+/**
+ * Sets small entries of the clique tables to zero, and propagates what is left.
+ *
+ * In each clique, as it stands under the propagated evidence, the threshold is the first of epsilon / 2,
+ * epsilon / 4, ... below which the entries sum to less than epsilon (Jensen & Andersen 1990). So each clique
+ * loses less than epsilon of its mass. The normalisation constant shrinks with the mass. A reset undoes the
+ * approximation, unless the domain has been compressed since.
+ *
+ * @param domain   a compiled domain without decisions, in sum equilibrium with normal evidence, with nothing
+ *                 left to propagate
+ * @param epsilon  positive and finite
+ * @return the approximation constant (tv_domain_get_approximation_constant); -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `epsilon` is not positive, infinite or not a number; the domain has decisions; evidence
+ *   or tables are left to propagate, or the domain is not in sum equilibrium with normal evidence
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_inconsistency_or_underflow: nothing is left; the domain is reset as by a failed propagation
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API double tv_domain_approximate(tv_domain_t* domain, double epsilon);
+
+/**
+ * Returns how much of the probability mass is left: the product over all junction trees of what each
+ * approximation since the last reset has kept and, of a compressed domain, of what the entries that are
+ * stored have of it without evidence.
+ *
+ * @param domain  a compiled domain
+ * @return the approximation constant, 1.0 where nothing was approximated; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled
+ */
+TV_API double tv_domain_get_approximation_constant(const tv_domain_t* domain);
 
 /** @} */
 

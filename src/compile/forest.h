@@ -17,6 +17,7 @@ namespace tv {
 
 struct InferenceState;  // inference/state.h: what evidence has made of a forest
 struct TreeEngine;      // inference/engine.h: of one of its trees
+struct SparseTree;      // inference/compress/sparse_tree.h: its possible configurations
 
 // What two neighbouring cliques share. Owned by the child.
 struct Separator {
@@ -86,6 +87,8 @@ struct tv_junction_tree_s {
   long potential_exponent = 0;       // the product of the potentials is to be multiplied by 2 to this power
   uint32_t position = 0;             // in the domain's list
   tv::TreeEngine* engine = nullptr;  // of the domain's own state; null until compiled
+  std::shared_ptr<tv::SparseTree> sparse;  // null where all tables are full
+  double possible_bytes = 0.0;  // of one table for each clique and separator, without what is impossible
 
   void* user_data = nullptr;
   void* back_pointer = nullptr;

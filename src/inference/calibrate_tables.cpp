@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <utility>
 
 #include "api/boundary.h"
 #include "api/float_environment.h"
 #include "inference/answers/queries.h"
+#include "inference/compress/initial_tables.h"
 #include "inference/evidence/absorb_evidence.h"
 #include "inference/extended/clique_conflicts.h"
 #include "inference/extended/propagate_extended.h"
@@ -63,12 +65,31 @@ tv_status_t propagate_without_beliefs(TreeEngine& engine, tv_equilibrium_t equil
   return _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone));
 }
 
+// The tables without evidence of a sparse tree hold the former numbers.
+tv_status_t propagate_from_initial_tables(TreeEngine& engine, tv_equilibrium_t equilibrium) {
+  SavedTables saved = std::move(engine.saved_potentials);
+  load_initial_numbers(engine);
+  engine.saved_potentials = std::move(saved);
+  engine.marginals_only = true;
+  mark_all_cliques(engine);
+  enter_findings_again(engine);
+  target_no_beliefs(engine);
+  const PropagationRequest request = {engine, equilibrium, tv_evidence_normal};
+  if (tv_status_t status = _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone)))
+    return status;
+  engine.lost_share -= std::min(0.0, engine.step_log_constant) / std::numbers::ln2;
+  return engine.lost_share > kNegligibleLater ? kOutOfRange : tv_status_none;
+}
+
 tv_status_t calibrate_from_former_numbers(TreeEngine& engine, tv_equilibrium_t equilibrium) {
   const FormerNumbers numbers = former_numbers(engine);
   const FloatEnvironment environment;
-  tv_status_t status = engine.is_extended ? kOutOfRange : propagate_without_beliefs(engine, equilibrium);
+  tv_status_t status = engine.is_extended    ? kOutOfRange
+                       : engine.tree->sparse ? propagate_from_initial_tables(engine, equilibrium)
+                                             : propagate_without_beliefs(engine, equilibrium);
   if (status == kOutOfRange) status = calibrate_extended_tables(engine, equilibrium, tv_evidence_normal);
-  if (status == tv_status_none && range_flags()) engine.lost_share = lost_share_of(engine);
+  if (status == tv_status_none && range_flags())
+    engine.lost_share = std::max(engine.lost_share, lost_share_of(engine));
   return status;
 }
 

@@ -4,6 +4,7 @@
 #include "api/boundary.h"
 #include "inference/answers/potential_report.h"
 #include "inference/answers/report_beliefs.h"
+#include "inference/compress/compress_domain.h"
 #include "inference/engine.h"
 #include "inference/memory_need.h"
 #include "inference/propagate.h"
@@ -21,6 +22,7 @@ tv_status_t complete_chain_potentials(Domain& domain) {
 
 tv_status_t real_compile_quantitatively(Domain& domain, Trace& trace) {
   domain.compiled = true;
+  domain.compressed = domain.zero_compression;
   domain.compiled_bytes = memory_needed(domain);
   if (tv_status_t status = create_engines(domain)) return status;
   if (trace.enabled()) {
@@ -44,6 +46,7 @@ class CompilationRollback {
     if (committed_ || !domain_.forest) return;
     if (domain_.compiled) destroy_engines(domain_);
     domain_.compiled = false;
+    drop_compression(domain_);
     if (triangulated_here_) _tv_uncompile_domain_safely(domain_);
     if (domain_.log) std::fflush(domain_.log);
   }
@@ -66,12 +69,27 @@ tv_status_t compile_quantitatively(Domain& domain, bool triangulated_here) {
   return tv_status_none;
 }
 
+tv_status_t compress_before_compilation(Domain& domain, bool triangulated_here) {
+  CompilationRollback rollback(domain, triangulated_here);
+  const tv_status_t status = prepare_compression(domain);
+  rollback.commit();
+  return status;
+}
+
 tv_status_t compile(Domain& domain) {
+  if (domain.zero_compression)
+    if (tv_status_t status = check_for_compression(domain)) return status;
   const bool triangulates = !is_triangulated(domain);
   if (triangulates)
     if (tv_status_t status = triangulate_as_asked(domain, tv_method_best_greedy)) return status;
   // The triangulation stays, also one made here: the host may look at it to see what to do.
-  if (exceeds_memory_limit(domain)) return refuse_for_memory(domain);
+  if (domain.zero_compression)
+    if (tv_status_t status = compress_before_compilation(domain, triangulates)) return status;
+  if (exceeds_memory_limit(domain)) {
+    const tv_status_t status = refuse_for_memory(domain);
+    drop_compression(domain);
+    return status;
+  }
   return compile_quantitatively(domain, triangulates);
 }
 

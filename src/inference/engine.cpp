@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "inference/answers/clique_view.h"
+#include "inference/compress/sparse_tree.h"
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/evidence/evidence.h"
 #include "inference/gaussian/cg_engine.h"
@@ -41,11 +42,11 @@ size_t states_of_beliefs(const NodeList& members, Reads reads) noexcept {
 void add_totals(ListSizes& sizes, const Clique& clique) noexcept {
   size_t around = 0;
   for (const Link& link : clique.links) {
-    sizes.totals = std::max(sizes.totals, link.separator->size);
-    around = size_add(around, link.separator->size);
+    sizes.totals = std::max(sizes.totals, stored_size(*link.separator));
+    around = size_add(around, stored_size(*link.separator));
   }
   sizes.totals = std::max(sizes.totals, std::min(around, limits.shared_totals));
-  sizes.pass_totals = std::max(sizes.pass_totals, private_totals_for(clique.table.size));
+  sizes.pass_totals = std::max(sizes.pass_totals, private_totals_for(stored_size(clique)));
   const size_t own = states_of_beliefs(clique.members(), [&](const BeliefSource& source) {
     return !source.separator && source.clique == &clique;
   });
@@ -128,7 +129,7 @@ void add_potentials(CliqueWork& work, Parts& parts) noexcept {
     CliquePotential& plan = add_plan();
     plan.owner = node;
     refresh_potential(plan);
-    if (work.lazy) plan.copy = parts.take_numbers(potential_entries(members, *node));
+    if (work.lazy && !work.sparse) plan.copy = parts.take_numbers(potential_entries(members, *node));
   }
   for (const Table* table : work.clique->more_potentials) {
     CliquePotential& plan = add_plan();
@@ -151,7 +152,7 @@ void add_links(CliqueWork& work, Parts& parts) noexcept {
     plan.member_of = parts.take_members(members.size());
     for (size_t s = 0; s < link.separator->members.size(); ++s)
       plan.member_of[members.position(link.separator->members[s])] = static_cast<MemberIndex>(s);
-    if (work.lazy) plan.received = parts.take_numbers(link.separator->size);
+    if (work.lazy) plan.received = parts.take_numbers(stored_size(*link.separator));
   }
 }
 
@@ -186,8 +187,11 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   CliqueWork& work = engine.cliques[position];
   work.clique = &clique;
   work.lazy = prefers_factors(clique);
+  if (const SparseTree* const sparse = engine.tree->sparse.get())
+    work.sparse = sparse->cliques[position].get();
+  if (work.sparse) work.table.sparse = &work.sparse->table;
   engine.has_lazy |= work.lazy;
-  set_members(work.table, clique.members(), parts, work.lazy ? 0 : clique.table.size);
+  set_members(work.table, clique.members(), parts, work.lazy ? 0 : stored_size(clique));
   work.findings.members = parts.take_members(clique.members().size());
   add_potentials(work, parts);
   add_links(work, parts);
@@ -198,10 +202,12 @@ void build_clique(TreeEngine& engine, size_t position, Parts& parts) noexcept {
   if (!separator) return;
   SeparatorWork& between = engine.separators[position];
   between.separator = clique.parent_separator.get();
-  set_members(between.old, separator->members, parts, separator->size);
+  if (const SparseTree* const sparse = engine.tree->sparse.get())
+    between.old.sparse = sparse->separators[position].get();
+  set_members(between.old, separator->members, parts, stored_size(*separator));
   between.beliefs = add_beliefs(separator->members, parts,
                                 [&](const BeliefSource& source) { return source.separator == separator; });
-  between.ratio = parts.take_numbers(separator->size);
+  between.ratio = parts.take_numbers(stored_size(*separator));
 }
 
 // Calls visit(list, size) for every list of an engine, those of larger alignment first.
@@ -291,32 +297,6 @@ size_t schedule_budget(const JunctionTree& tree) noexcept {
   return std::max(least, table_entries(tree) * sizeof(float) / 4);
 }
 
-std::unique_ptr<TreeEngine> new_engine(InferenceState& state, const JunctionTree& tree) {
-  auto engine = std::make_unique<TreeEngine>();
-  engine->tree = &tree;
-  engine->domain = tree.domain;
-  engine->state = &state;
-  engine->nodes = state.nodes.data();
-  engine->numbers.allocate_uninitialized(stored_entries(tree));
-  expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
-  build_cliques(*engine);
-  join_links(*engine);
-  engine->buffers.fill(kFirstPotential);
-  engine->buffers[kTables] = engine->numbers.data();
-  engine->buffers[kNodeNumbers] = state.numbers.data();
-  engine->buffers[kCliqueFactors] = engine->clique_factors.data();
-  engine->buffers[kInverseOfMass] = &engine->inverse;
-  for (size_t c = 0; c < tree.clique_count(); ++c)
-    engine->entries += static_cast<double>(tree.cliques[c]->table.size);
-  engine->schedules = std::make_unique<ScheduleCache>();
-  engine->schedules->prepare(
-      tree.nodes.size(), schedule_budget(tree),
-      state.is_own() ? std::make_shared<SharedSchedules>() : engine_of(tree).schedules->shared());
-  apply_observed_states(*engine);
-  engine->utilities = new_utility_engine(*engine);
-  return engine;
-}
-
 // Beliefs, propagated findings and likelihood ratios of all nodes, in one block.
 Block<tv_number_t> node_numbers_for(const Forest& forest) {
   size_t states = 0;
@@ -331,6 +311,8 @@ InferenceState::InferenceState() = default;
 InferenceState::~InferenceState() = default;
 TreeEngine::TreeEngine() = default;
 TreeEngine::~TreeEngine() = default;
+TreeEngine::TreeEngine(TreeEngine&&) noexcept = default;
+TreeEngine& TreeEngine::operator=(TreeEngine&&) noexcept = default;
 
 ParallelSettings parallel_settings(const Domain& domain) noexcept {
   return {domain.grain_size, usable_threads(domain.concurrency_level)};
@@ -341,8 +323,8 @@ size_t table_entries(const JunctionTree& tree) noexcept {
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];
     if (clique.members().size() >= kNoMember) return kHugeSize;
-    entries = size_add(entries, clique.table.size);
-    if (clique.parent_separator) entries = size_add(entries, clique.parent_separator->size);
+    entries = size_add(entries, stored_size(clique));
+    if (clique.parent_separator) entries = size_add(entries, stored_size(*clique.parent_separator));
   }
   return entries;
 }
@@ -351,13 +333,41 @@ size_t stored_entries(const JunctionTree& tree) noexcept {
   size_t entries = 0;
   for (size_t c = 0; c < tree.clique_count(); ++c) {
     const Clique& clique = *tree.cliques[c];
-    entries = size_add(entries, prefers_factors(clique) ? factor_entries(clique) : clique.table.size);
-    if (clique.parent_separator) entries = size_add(entries, size_multiply(clique.parent_separator->size, 2));
+    entries = size_add(entries, prefers_factors(clique) ? factor_entries(clique) : stored_size(clique));
+    if (clique.parent_separator)
+      entries = size_add(entries, size_multiply(stored_size(*clique.parent_separator), 2));
   }
   return entries;
 }
 
 size_t list_bytes(const JunctionTree& tree) noexcept { return list_bytes(tree, list_sizes(tree)); }
+
+std::unique_ptr<TreeEngine> make_engine(InferenceState& state, const JunctionTree& tree) {
+  auto engine = std::make_unique<TreeEngine>();
+  engine->tree = &tree;
+  engine->domain = tree.domain;
+  engine->state = &state;
+  engine->nodes = state.nodes.data();
+  engine->numbers.allocate_uninitialized(stored_entries(tree));
+  expect_large_block(engine->numbers.data(), engine->numbers.size() * sizeof(float));
+  build_cliques(*engine);
+  join_links(*engine);
+  engine->buffers.fill(kFirstPotential);
+  engine->buffers[kTables] = engine->numbers.data();
+  engine->buffers[kNodeNumbers] = state.numbers.data();
+  engine->buffers[kCliqueFactors] = engine->clique_factors.data();
+  engine->buffers[kInverseOfMass] = &engine->inverse;
+  if (tree.sparse) engine->buffers[kInitialTables] = tree.sparse->initial.numbers.data();
+  for (size_t c = 0; c < tree.clique_count(); ++c)
+    engine->entries += static_cast<double>(stored_size(*tree.cliques[c]));
+  engine->schedules = std::make_unique<ScheduleCache>();
+  engine->schedules->prepare(
+      tree.nodes.size(), schedule_budget(tree),
+      state.is_own() ? std::make_shared<SharedSchedules>() : engine_of(tree).schedules->shared());
+  apply_observed_states(*engine);
+  engine->utilities = new_utility_engine(*engine);
+  return engine;
+}
 
 tv_status_t create_engines(InferenceState& state) {
   Domain& domain = *state.domain;
@@ -375,7 +385,7 @@ tv_status_t create_engines(InferenceState& state) {
       state[*node].belief = next;
       next += 3 * node->number_of_states;
     }
-    state.trees.push_back(new_engine(state, tree));
+    state.trees.push_back(make_engine(state, tree));
     TreeEngine& engine = *state.trees.back();
     for (Node* node : tree.nodes)
       if (evidence_is_entered(*node, engine.entered(*node))) list_evidence(engine, *node);

@@ -28,6 +28,8 @@ class ScheduleCache;
 struct EliminationMemory;  // inference/elimination/elimination_schedule.h
 struct CgEngine;           // inference/gaussian/cg_engine.h
 struct UtilityEngine;      // inference/utility/utility_engine.h
+class SparseTable;         // inference/compress/sparse_tree.h
+struct SparseClique;
 
 // Positions among the members of a clique.
 using MemberIndex = uint16_t;
@@ -39,6 +41,7 @@ struct ReducedTable {
   float* numbers = nullptr;  // shape.size of them; the capacity is the full table
   Shape shape;
   unsigned char* dimension_of = nullptr;  // per member: its dimension in `shape`, or why it has none
+  const SparseTable* sparse = nullptr;    // where only possible entries are stored; no member has a dimension
 
   static constexpr unsigned char kNoDimension = 255;  // it has a single state, or is continuous
   static constexpr unsigned char kObserved = 254;     // it is observed
@@ -101,13 +104,14 @@ struct MemberList {
 
 struct CliqueWork {
   Clique* clique = nullptr;
-  bool marked = false;       // takes part in the current propagation
-  bool measured = false;     // its conflict may differ from one
-  bool lazy = false;         // the table is formed from its factors in every pass
-  bool initialized = false;  // the table holds at least the product of the potentials
-  ReducedTable table;        // without numbers where the clique is lazy
-  size_t version = 0;        // grows with every change, so that a stale copy of the host can be recognised
-  size_t materialized = 0;   // the version that the host's copy shows
+  bool marked = false;                   // takes part in the current propagation
+  bool measured = false;                 // its conflict may differ from one
+  bool lazy = false;                     // the table is formed from its factors in every pass
+  bool initialized = false;              // the table holds at least the product of the potentials
+  ReducedTable table;                    // without numbers where the clique is lazy
+  const SparseClique* sparse = nullptr;  // where its table is
+  size_t version = 0;       // grows with every change, so that a stale copy of the host can be recognised
+  size_t materialized = 0;  // the version that the host's copy shows
   std::span<CliquePotential> potentials;
   std::span<CliqueLink> links;        // in the order of clique->links
   std::span<BeliefMarginal> beliefs;  // nodes for which this is the smallest table
@@ -119,6 +123,8 @@ struct CliqueWork {
 struct TreeEngine {
   TreeEngine();
   ~TreeEngine();
+  TreeEngine(TreeEngine&&) noexcept;
+  TreeEngine& operator=(TreeEngine&&) noexcept;
 
   const JunctionTree* tree = nullptr;
   Domain* domain = nullptr;
@@ -270,6 +276,9 @@ bool reserve_schedule(const JunctionTree& tree, ScheduleLists& lists) noexcept;
 
 // Bytes of the arena with the lists of an engine.
 size_t list_bytes(const JunctionTree& tree) noexcept;
+
+// Allocates the engine of a tree of a state.
+std::unique_ptr<TreeEngine> make_engine(InferenceState& state, const JunctionTree& tree);
 
 // Allocates the numbers and lists of every tree and the belief arrays of the nodes of a state.
 tv_status_t create_engines(InferenceState& state);

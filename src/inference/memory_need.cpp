@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "api/boundary.h"
+#include "inference/compress/sparse_tree.h"
 #include "inference/gaussian/cg_engine.h"
 #include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/schedule_cache.h"
@@ -33,6 +34,7 @@ void add_engine(Bytes& bytes, const JunctionTree& tree) noexcept {
   bytes.add<TreeEngine*>(1);
   bytes.add<char>(list_bytes(tree));
   bytes.add<float>(stored_entries(tree));
+  if (tree.sparse) bytes.add<char>(sparse_bytes(tree));
   if (tree.has_continuous) bytes.add<char>(cg_memory_needed(tree));
   bytes.add<ScheduleCache>(1);
   bytes.add<SharedSchedules>(1);

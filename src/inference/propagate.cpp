@@ -12,6 +12,7 @@
 #include "api/float_environment.h"
 #include "inference/answers/queries.h"
 #include "inference/calibrate_tables.h"
+#include "inference/compress/initial_tables.h"
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/evidence/absorb_evidence.h"
 #include "inference/evidence/d_connection.h"
@@ -73,6 +74,11 @@ bool has_nothing_to_do(const TreeEngine& engine, tv_equilibrium_t equilibrium,
          engine.evidence_to_propagate == 0;
 }
 
+// Whether a sparse tree that was just reset has all answers, because there is no evidence.
+bool holds_answers_without_evidence(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
+  return engine.tree->sparse && equilibrium == tv_equilibrium_sum && engine.evidence_to_propagate == 0;
+}
+
 void start_step(TreeEngine& engine) noexcept {
   forget_conflicts(engine);
   target_no_beliefs(engine);
@@ -86,7 +92,7 @@ void start_step(TreeEngine& engine) noexcept {
 
 void enter_normal(TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {
   collect_pending_nodes(engine);
-  if (engine.equilibrium == equilibrium) {
+  if (is_calibrated(engine, equilibrium)) {
     clear_marks(engine);
   } else {
     mark_all_cliques(engine);
@@ -128,7 +134,7 @@ tv_status_t note_lost_share(TreeEngine& engine, tv_evidence_mode_t mode) noexcep
 // Only under sum propagation is a node unaffected by evidence that is d-separated from it: the largest entry
 // over an unobserved common effect depends on all its causes.
 void choose_targets(TreeEngine& engine, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
-  const bool prunes = equilibrium == tv_equilibrium_sum && engine.equilibrium == equilibrium &&
+  const bool prunes = equilibrium == tv_equilibrium_sum && is_calibrated(engine, equilibrium) &&
                       mode == tv_evidence_normal &&
                       (engine.mode == tv_evidence_normal || !engine.evidence_propagated) &&
                       engine.approximation_constant == 1.0 &&
@@ -208,6 +214,15 @@ tv_status_t propagate_on(const PropagationRequest& request, const Clique* root) 
   return _tv_jt_global_propagate(request, start);
 }
 
+// From the tables without evidence of a sparse tree, or by elimination where that is cheaper.
+tv_status_t propagate_from_initial_tables(const PropagationRequest& request, const Clique* root) {
+  TreeEngine& engine = request.engine;
+  const ScheduleCache::Found cached =
+      root ? ScheduleCache::Found{} : engine.schedules->find(engine, request.equilibrium);
+  const tv_status_t status = root ? tv_status_no_value : propagate_by_elimination(request, cached);
+  return status == tv_status_no_value ? propagate_on(request, root) : status;
+}
+
 // The tree is in equilibrium but for the values of continuous nodes, whose density is multiplied in.
 tv_status_t propagate_values(TreeEngine& engine, const Clique* root) {
   const bool may_have_lost = engine.cg->holds_densities;
@@ -236,7 +251,10 @@ tv_status_t propagate_values(TreeEngine& engine, const Clique* root) {
 tv_status_t propagate_in_range(const PropagationRequest& request, const Clique* root) {
   TreeEngine& engine = request.engine;
   const bool starts_anew = request.first && !root;
-  tv_status_t status = starts_anew ? propagate_anew(request) : propagate_on(request, root);
+  const bool is_loaded = engine.tree->sparse && engine.equilibrium == tv_equilibrium_none;
+  tv_status_t status = starts_anew ? propagate_anew(request)
+                       : is_loaded ? propagate_from_initial_tables(request, root)
+                                   : propagate_on(request, root);
   if (!status && request.engine.cg) status = propagate_values(engine, root);
   return status ? status : note_lost_share(engine, request.mode);
 }
@@ -263,7 +281,8 @@ tv_status_t propagate_evidence(TreeEngine& engine, const Clique* root, tv_equili
     enter_normal(engine, equilibrium);
   else
     enter_for_fast_retraction(engine, equilibrium);
-  const PropagationRequest request = {engine, equilibrium, mode, engine.equilibrium == tv_equilibrium_none};
+  const bool is_first = engine.equilibrium == tv_equilibrium_none && !engine.tree->sparse;
+  const PropagationRequest request = {engine, equilibrium, mode, is_first};
   tv_status_t status = starts_over(request) ? kOutOfRange : propagate_in_range(request, root);
   if (status == kOutOfRange) status = propagate_extended(engine, root, equilibrium, mode, former);
   return status;
@@ -273,22 +292,6 @@ tv_status_t propagate_evidence(TreeEngine& engine, const Clique* root, tv_equili
 // grown by no more than this since then is still far below single precision; beyond it the tables are made
 // anew.
 constexpr double kHarmlessGrowth = 46.0;  // the logarithm of 1e20
-
-// Leaves all trees valid, also after a failure.
-class StateRecovery {
- public:
-  explicit StateRecovery(InferenceState& state) noexcept : state_(&state) {}
-  ~StateRecovery() {
-    if (state_)
-      for (const auto& engine : state_->trees) recover_tree(*engine);
-  }
-  StateRecovery(const StateRecovery&) = delete;
-  StateRecovery& operator=(const StateRecovery&) = delete;
-  void dismiss() noexcept { state_ = nullptr; }
-
- private:
-  InferenceState* state_;
-};
 
 bool is_equilibrium(tv_equilibrium_t equilibrium) noexcept {
   return equilibrium == tv_equilibrium_sum || equilibrium == tv_equilibrium_max;
@@ -300,6 +303,14 @@ bool is_mode(tv_evidence_mode_t mode) noexcept {
 
 bool is_plain_request(tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
   return equilibrium == tv_equilibrium_sum && mode == tv_evidence_normal;
+}
+
+tv_status_t refuse_fast_retraction() noexcept {
+  return refuse(tv_status_compressed, "fast retraction needs full tables, and the network is compressed");
+}
+
+bool is_refused(const Domain& domain, tv_evidence_mode_t mode) noexcept {
+  return domain.compressed && mode == tv_evidence_fast_retraction;
 }
 
 tv_status_t refuse_for_continuous() noexcept {
@@ -329,6 +340,7 @@ tv_status_t propagate_tree(TreeEngine& engine, Clique* root, tv_equilibrium_t eq
                            tv_evidence_mode_t mode) {
   if (!is_compiled(*engine.domain)) return refuse_uncompiled();
   if (engine.tree->has_continuous && !is_plain_request(equilibrium, mode)) return refuse_for_continuous();
+  if (is_refused(*engine.domain, mode)) return refuse_fast_retraction();
   if (!_tv_jt_evidence_is_valid(engine) || !_tv_domain_ijt_nodes_are_instantiated(*engine.state))
     return tv_status_invalid_evidence;
   const tv_status_t status = _tv_jt_make_consistent(engine, root, equilibrium, mode);
@@ -368,6 +380,11 @@ tv_status_t _tv_jt_make_consistent(TreeEngine& engine, Clique* root, tv_equilibr
     recovery.dismiss();
     return tv_status_none;
   }
+  if (is_reset && holds_answers_without_evidence(engine, equilibrium)) {
+    note_success(engine, equilibrium, mode);
+    recovery.dismiss();
+    return tv_status_none;
+  }
   if (!starts_over({engine, equilibrium, mode}))
     if (tv_status_t status = calibrate_tables(engine)) return status;
   const bool may_have_lost = engine.cg && engine.cg->holds_densities;
@@ -397,6 +414,7 @@ tv_status_t check_propagation(const Domain& domain, tv_equilibrium_t equilibrium
                               tv_evidence_mode_t mode) noexcept {
   if (!check(is_equilibrium(equilibrium) && is_mode(mode))) return tv_status_usage;
   if (domain.counters.continuous > 0 && !is_plain_request(equilibrium, mode)) return refuse_for_continuous();
+  if (is_refused(domain, mode)) return refuse_fast_retraction();
   return tv_status_none;
 }
 
@@ -408,6 +426,7 @@ tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equilibriu
     if (!tv::is_compiled(*domain)) return tv::refuse_uncompiled();
     if (domain->counters.continuous > 0 && !tv::is_plain_request(equilibrium, mode))
       return tv::refuse_for_continuous();
+    if (tv::is_refused(*domain, mode)) return tv::refuse_fast_retraction();
     return tv::propagate_state(tv::own_state(*domain), equilibrium, mode);
   });
 }

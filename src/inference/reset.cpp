@@ -13,6 +13,7 @@
 #include "inference/answers/queries.h"
 #include "inference/calibrate_tables.h"
 #include "inference/chain_divisor.h"
+#include "inference/compress/initial_tables.h"
 #include "inference/evidence/evidence.h"
 #include "inference/extended/propagate_extended.h"
 #include "inference/gaussian/cg_engine.h"
@@ -98,6 +99,7 @@ bool leave_out_policies(TreeEngine& engine) noexcept {
 }
 
 void observe_propagated_states(TreeEngine& engine) noexcept {
+  if (engine.tree->sparse) return;
   for_each_with_evidence(
       engine, [&](const Node& node) { engine[node].next_observed_state = engine[node].propagated_state; });
   apply_observed_states(engine);
@@ -210,10 +212,16 @@ void forget_all(TreeEngine& engine) noexcept {
 }
 
 bool copy_holds(const TreeEngine& engine) noexcept {
+  if (engine.tree->sparse) return has_initial_tables(engine);
   return engine.keep_copy && engine.copy.data() && !engine.tables_touched && !has_new_tables(engine);
 }
 
 void load_copy(TreeEngine& engine) noexcept {
+  if (engine.tree->sparse) {
+    load_initial_tables(engine);
+    if (engine.keep_copy) engine.equilibrium = tv_equilibrium_sum;
+    return;
+  }
   load_tables(engine);
   update_expected_utilities(engine, {});
 }
@@ -242,6 +250,14 @@ tv_status_t _tv_jt_reset_inference_engine(TreeEngine& engine, ResetForm form) {
     if (engine.cg) forget_all_regressions(*engine.cg);
     if (tv_status_t status = jt_check_user_potentials(engine)) return status;
     if (tv_status_t status = compute_chain_divisors(*engine.domain->forest, *engine.tree)) return status;
+  }
+  if (engine.tree->sparse) {
+    if (tv_status_t status = form_initial_tables(engine)) return status;
+    engine.tables_touched = false;
+    load_copy(engine);
+    engine.equilibrium = tv_equilibrium_sum;
+    recovery.dismiss();
+    return tv_status_none;
   }
   engine.approximation_constant = 1.0;
   const bool initializes = form == ResetForm::fast_retraction || (form == ResetForm::full && engine.cg);
@@ -280,6 +296,7 @@ bool holds_initial_tables(const TreeEngine& engine) noexcept {
 
 tv_status_t save_domain_to_memory(Domain& domain) {
   for (const auto& engine : own_state(domain).trees) {
+    if (engine->tree->sparse) continue;  // which has them anyway
     if (holds_initial_tables(*engine)) {
       if (tv_status_t status = calibrate_tables(*engine)) return status;
       save_tables(*engine);

@@ -35,6 +35,22 @@ class TreeRecovery {
   TreeEngine* engine_;
 };
 
+// Leaves all trees valid, also after a failure.
+class StateRecovery {
+ public:
+  explicit StateRecovery(InferenceState& state) noexcept : state_(&state) {}
+  ~StateRecovery() {
+    if (state_)
+      for (const auto& engine : state_->trees) recover_tree(*engine);
+  }
+  StateRecovery(const StateRecovery&) = delete;
+  StateRecovery& operator=(const StateRecovery&) = delete;
+  void dismiss() noexcept { state_ = nullptr; }
+
+ private:
+  InferenceState* state_;
+};
+
 // Whether the selected states of required instantiations differ from those that the tables were built for.
 bool has_new_tables(const TreeEngine& engine) noexcept;
 

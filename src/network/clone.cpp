@@ -69,6 +69,7 @@ void copy_settings(Domain& copy, const Domain& domain) {
   copy.node_width = domain.node_width;
   copy.node_height = domain.node_height;
   copy.memory_limit = domain.memory_limit;
+  copy.zero_compression = domain.zero_compression;
   copy.log_likelihood_tolerance = domain.log_likelihood_tolerance;
   copy.max_em_iterations = domain.max_em_iterations;
   copy.max_number_of_separators = domain.max_number_of_separators;

@@ -18,6 +18,7 @@ namespace {
 
 // Null without a list; the nodes are discrete nodes of the domain, none of them twice.
 tv_status_t set_required_instantiations(Domain& domain, Node* const* nodes) {
+  if (domain.compressed) return refuse(tv_status_compressed, "compressed tables hold every state of a node");
   NodeList list;
   std::vector<bool> seen(domain.node_count, false);
   for (; nodes && *nodes; ++nodes) {
@@ -48,7 +49,7 @@ size_t get_size(const tv_domain_t* domain, size_t Domain::*setting) noexcept {
 }  // namespace
 
 void _tv_uncompile_domain_safely(Domain& domain) noexcept {
-  domain.compiled = false;
+  domain.compiled = domain.compressed = false;
   domain.forest.reset();
 }
 
@@ -195,6 +196,16 @@ tv_status_t tv_domain_set_triangulation_effort(tv_domain_t* domain, size_t effor
 
 size_t tv_domain_get_triangulation_effort(const tv_domain_t* domain) {
   return tv::get_size(domain, &tv::Domain::triangulation_effort);
+}
+
+tv_status_t tv_domain_set_zero_compression(tv_domain_t* domain, int on) {
+  if (!tv::check(domain)) return tv_status_usage;
+  domain->zero_compression = on != 0;
+  return tv_status_none;
+}
+
+int tv_domain_get_zero_compression(const tv_domain_t* domain) {
+  return tv::check(domain) ? domain->zero_compression : -1;
 }
 
 tv_status_t tv_domain_set_memory_limit(tv_domain_t* domain, size_t bytes) {

@@ -80,6 +80,7 @@ struct tv_domain_s {
 
   // Settings of compilation.
   size_t memory_limit = 0;              // bytes; 0: no limit
+  bool zero_compression = false;        // tables store what is possible alone
   size_t max_number_of_separators = 0;  // 0: no limit
   size_t max_separator_size = 0;        // 0: no limit
   tv::SeparatorScore separator_score;
@@ -94,6 +95,7 @@ struct tv_domain_s {
   // given with the forest, because this record does not know what a forest is.
   std::unique_ptr<tv::Forest, void (*)(tv::Forest*)> forest;
   bool compiled = false;      // the forest has its tables
+  bool compressed = false;    // they store what is possible alone
   size_t compiled_bytes = 0;  // what they take
 };
 

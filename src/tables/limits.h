@@ -28,6 +28,7 @@ struct Limits {
   // Cliques
   size_t lazy_clique = 16384;    // from so many entries on, a clique may be lazy
   size_t lazy_factors = 8;       // and has at most so many of them
+  size_t sparse_cost = 4;        // a stored entry of a sparse table costs as much as so many of a full one
   size_t shared_totals = 65536;  // so many accumulators of separators together are used in one pass
   size_t updates_together = 8;   // messages that a clique absorbs before it is rescaled
   size_t most_updates = 16;      // beyond it products are doubles: rounding could add up

@@ -6,6 +6,7 @@
 
 #include "support/builders.h"
 #include "support/oracle.h"
+#include "support/other_ways.h"
 
 namespace test {
 namespace {
@@ -42,6 +43,8 @@ class Walk {
       save_to_memory();
     } else if (kind < 0.96) {
       ASSERT_EQ(tv_domain_reclaim_memory_tables(domain()), tv_status_none);
+    } else if (kind < 0.97) {
+      compress();
     } else if (kind < 0.98) {
       change_structure();
       recompile();
@@ -52,7 +55,7 @@ class Walk {
     }
   }
 
-  size_t answers = 0, failures = 0, clones = 0;
+  size_t answers = 0, failures = 0, clones = 0, compressed_answers = 0;
 
  private:
   tv_domain_t* domain() { return domain_.get(); }
@@ -93,6 +96,10 @@ class Walk {
     const Oracle::Evidence entered = oracle.entered();
     const Real constant = oracle.least_constant(entered, equilibrium, mode);
     const tv_status_t status = propagate(equilibrium, mode);
+    if (tv_domain_is_compressed(domain()) && mode == tv_evidence_fast_retraction) {
+      ASSERT_EQ(status, tv_status_compressed);
+      return;
+    }
     if (mode == tv_evidence_fast_retraction) constant_valid_ = false;
     if (status != tv_status_none) {
       ++failures;
@@ -107,6 +114,7 @@ class Walk {
     EXPECT_EQ(tv_domain_evidence_to_propagate(domain()), 0);
     if (constant == 0) return;
     ++answers;
+    compressed_answers += static_cast<size_t>(tv_domain_is_compressed(domain()));
     ASSERT_EQ(wrong_answer(domain(), equilibrium, mode, constant_valid_), "");
     if (answers % 8 == 0 && probability() > 0) compare_with_clone(equilibrium, mode);
   }
@@ -119,7 +127,7 @@ class Walk {
     }
     ASSERT_EQ(tv_domain_reset_inference_engine(clone.get()), tv_status_none);
     const tv_status_t status = tv_domain_propagate(clone.get(), equilibrium, mode);
-    if (status == tv_status_fast_retraction) return;
+    if (status == tv_status_fast_retraction || status == tv_status_compressed) return;
     ASSERT_EQ(status, tv_status_none);
     ++clones;
     const std::vector<tv_node_t*> nodes = nodes_of(domain()), copies = nodes_of(clone.get());
@@ -136,6 +144,23 @@ class Walk {
     constant_valid_ = true;
     ASSERT_EQ(tv_domain_propagate(domain(), tv_equilibrium_sum, tv_evidence_normal), tv_status_none);
     ASSERT_EQ(tv_domain_save_to_memory(domain()), tv_status_none);
+  }
+
+  // Of a domain that is recompiled, or of one with whatever is propagated.
+  void compress() {
+    if (random_.chance(0.3)) {
+      ASSERT_EQ(tv_domain_set_zero_compression(domain(), random_.chance(0.7)), tv_status_none);
+      resize(any_node(), 2);
+      return recompile();
+    }
+    const double ratio = tv_domain_compress(domain());
+    if (ratio < 0) {
+      ASSERT_EQ(tv_error_code(), tv_status_no_equilibrium);
+      return;
+    }
+    EXPECT_GT(ratio, 0);
+    EXPECT_LE(ratio, 1);
+    EXPECT_EQ(tv_domain_is_compressed(domain()), 1);
   }
 
   void resize(tv_node_t* node, size_t states) {
@@ -195,8 +220,10 @@ class Walk {
 };
 
 TEST(Walk, AnswersDoNotDependOnHistory) {
-  size_t answers = 0, failures = 0, clones = 0;
-  for (uint64_t seed = 0; seed < 30; ++seed) {
+  const KeptLimits kept;
+  size_t answers = 0, failures = 0, clones = 0, compressed_answers = 0;
+  for (uint64_t seed = 0; seed < 60; ++seed) {
+    tv::limits.sparse_cost = seed % 3 == 0 ? 1 : 0;  // 0: every clique is sparse
     Walk walk(seed);
     for (int step = 0; step < 200; ++step) {
       SCOPED_TRACE(testing::Message() << "seed " << seed << " step " << step);
@@ -204,6 +231,7 @@ TEST(Walk, AnswersDoNotDependOnHistory) {
       if (testing::Test::HasFailure()) return;
     }
     answers += walk.answers;
+    compressed_answers += walk.compressed_answers;
     failures += walk.failures;
     clones += walk.clones;
   }
@@ -211,6 +239,7 @@ TEST(Walk, AnswersDoNotDependOnHistory) {
   EXPECT_GT(answers, 1000u);
   EXPECT_GT(failures, 100u);
   EXPECT_GT(clones, 100u);
+  EXPECT_GT(compressed_answers, 500u);
 }
 
 }  // namespace

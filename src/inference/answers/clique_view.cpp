@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "inference/calibrate_tables.h"
+#include "inference/compress/sparse_tree.h"
 #include "inference/engine.h"
 #include "inference/evidence/evidence.h"
 #include "inference/gaussian/cg_answers.h"
@@ -35,8 +36,20 @@ struct FullNest {
   size_t count = 0, offset = 0;
 };
 
+void scatter_sparse(const ReducedTable& table, const float* numbers, float* full) {
+  const NodeList& members = *table.members;
+  std::vector<size_t> strides(members.size());
+  size_t stride = 1;
+  for (size_t m = members.size(); m-- > 0; stride *= members[m]->number_of_states) strides[m] = stride;
+  for (size_t i = 0; i < table.sparse->size(); ++i) full[table.sparse->index(i, strides)] = numbers[i];
+}
+
 void scatter(const TreeEngine& engine, const ReducedTable& table, const float* numbers, float* full,
-             size_t size) noexcept {
+             size_t size) {
+  if (table.sparse) {
+    std::fill_n(full, size, 0.0f);
+    return scatter_sparse(table, numbers, full);
+  }
   const FullNest nest(engine, table);
   std::fill_n(full, size, 0.0f);
   kernels().assign(nest.dimensions, nest.count, full + nest.offset, numbers);
@@ -81,7 +94,7 @@ tv_status_t multiply_potentials(const TreeEngine& engine, const CliqueWork& work
 
 }  // namespace
 
-void read_table(TreeEngine& engine, const Clique& clique, float* full) noexcept {
+void read_table(TreeEngine& engine, const Clique& clique, float* full) {
   refresh_shapes(engine);
   const ReducedTable& table = engine.cliques[clique.position].table;
   scatter(engine, table, table.numbers, full, clique.table.size);

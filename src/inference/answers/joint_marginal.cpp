@@ -11,6 +11,7 @@
 #include "api/float_environment.h"
 #include "inference/answers/factor.h"
 #include "inference/calibrate_tables.h"
+#include "inference/compress/sparse_marginal.h"
 #include "inference/gaussian/cg_answers.h"
 #include "inference/schedule/subtree.h"
 #include "tables/host_table.h"
@@ -196,7 +197,8 @@ std::unique_ptr<Table> joint_marginal(InferenceState& state, const NodeList& nod
       store_status(status);
       return nullptr;
     }
-    factors.push_back(TreeMarginal(*engine, targets).compute());
+    factors.push_back(engine->tree->sparse ? sparse_joint_marginal(*engine, targets)
+                                           : TreeMarginal(*engine, targets).compute());
   }
   std::unique_ptr<Table> table = scatter(state, nodes, factors);
   if (!table) return nullptr;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "inference/compress/sparse_tree.h"
 #include "inference/schedule/schedule_cache.h"
 #include "inference/utility/utility_engine.h"
 
@@ -16,10 +17,16 @@ bool has_finding_on_one_state(const TreeEngine& engine) noexcept {
   });
 }
 
-// Entries of the clique tables reduced by the evidence.
+// Entries of the clique tables reduced by the evidence; a tree with sparse tables does not reduce them.
 double reduced_entries(const TreeEngine& engine) noexcept {
   double entries = 0.0;
   for (size_t c = 0; c < engine.tree->clique_count(); ++c) {
+    if (engine.tree->sparse) {
+      const bool is_sparse = engine.cliques[c].sparse != nullptr;
+      const size_t cost = is_sparse ? limits.sparse_cost : 1;
+      entries += static_cast<double>(stored_size(*engine.tree->cliques[c]) * cost);
+      continue;
+    }
     double size = 1.0;
     for (const Node* node : engine.tree->cliques[c]->members())
       if (is_unobserved(engine, *node)) size *= static_cast<double>(node->number_of_states);
@@ -103,7 +110,8 @@ bool EliminationSchedule::holds(const JunctionTree& tree) const noexcept {
 
 bool may_eliminate(const PropagationRequest& request) noexcept {
   const TreeEngine& engine = request.engine;
-  return request.mode == tv_evidence_normal && !engine.tree->has_continuous &&
+  const SparseTree* const sparse = engine.tree->sparse.get();
+  return request.mode == tv_evidence_normal && !(sparse && sparse->is_cut) && !engine.tree->has_continuous &&
          !engine.tree->has_chain_components && !request.engine.utilities &&
          engine.tree->domain->counters.decision == 0 && engine.approximation_constant == 1.0;
 }

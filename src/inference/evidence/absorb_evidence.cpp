@@ -9,6 +9,7 @@
 
 #include "api/boundary.h"
 #include "inference/evidence/evidence.h"
+#include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/run_schedule.h"
 #include "inference/schedule/subtree.h"
 #include "tables/kernels/number_bounds.h"
@@ -20,7 +21,15 @@ bool counts_as_zero(tv_number_t value) noexcept {
   return !(static_cast<double>(value) > kSmallestNormalFloat);
 }
 
+// A sparse tree keeps a vector for a selected state, too.
 void copy_entered_finding(const TreeEngine& engine, const Node& node) noexcept {
+  const ptrdiff_t state = engine.entered(node).state;
+  if (engine.tree->sparse && state != kFindingVector) {
+    tv_number_t* const vector = engine.propagated_finding(node);
+    std::fill_n(vector, node.number_of_states, state == kNoEvidence ? 1.0f : 0.0f);
+    if (state >= 0) vector[state] = 1.0f;
+    return;
+  }
   if (engine.entered(node).state == kFindingVector)
     std::copy(engine.entered(node).finding.begin(), engine.entered(node).finding.end(),
               engine.propagated_finding(node));
@@ -84,8 +93,8 @@ void enter_one(TreeEngine& engine, const Node& node, tv_equilibrium_t equilibriu
   NodeState& data = engine[node];
   remember_former(engine, node);
   const ptrdiff_t entered = engine.entered(node).state, propagated = data.propagated_state;
-  const bool only_selects =
-      entered >= 0 && (propagated == kNoEvidence || engine.propagated_finding(node)[entered] == 1.0f);
+  const bool only_selects = !engine.tree->sparse && entered >= 0 &&
+                            (propagated == kNoEvidence || engine.propagated_finding(node)[entered] == 1.0f);
   if (only_selects) {
     absorb(engine, node, entered, nullptr, equilibrium);
   } else {
@@ -202,7 +211,7 @@ void enter_all_evidence(TreeEngine& engine, tv_equilibrium_t equilibrium) noexce
 void enter_findings_again(TreeEngine& engine) noexcept {
   for_each_with_evidence(engine, [&](const Node& node) {
     const NodeState& data = engine[node];
-    if (data.propagated_state != kFindingVector) return;
+    if (!has_finding_vector(engine, data)) return;
     std::copy(engine.propagated_finding(node), engine.propagated_finding(node) + node.number_of_states,
               engine.likelihood_ratio(node));
     multiply_update_later(engine, node);
@@ -210,6 +219,7 @@ void enter_findings_again(TreeEngine& engine) noexcept {
 }
 
 void observe_states(TreeEngine& engine) noexcept {
+  if (engine.tree->sparse) return;  // findings are multiplied
   const bool anew = engine.equilibrium == tv_equilibrium_none;
   bool changes = engine.shapes_are_stale;
   const auto fix = [&](const Node& node) {
@@ -229,6 +239,7 @@ void observe_states(TreeEngine& engine) noexcept {
 }
 
 void observe_states_without_shapes(TreeEngine& engine) noexcept {
+  if (engine.tree->sparse) return;
   for_each_with_evidence(engine, [&](const Node& node) {
     NodeState& data = engine[node];
     data.observed_state = data.next_observed_state = std::max<ptrdiff_t>(data.propagated_state, -1);

@@ -44,7 +44,7 @@ class TrailSearch {
     const unsigned char from = data.trail_marks & (kFromChild | kFromParent);
     data.trail_marks = static_cast<unsigned char>((data.trail_marks & ~from) | from << 3);
     const bool source = data.trail_marks & kSource;
-    const bool state_known = !source && (data.observed_state >= 0 || data.value_propagated);
+    const bool state_known = !source && (data.propagated_state >= 0 || data.value_propagated);
     const bool anything_known = source || data.value_propagated || data.propagated_state != kNoEvidence;
     if (!state_known) {
       if (from)

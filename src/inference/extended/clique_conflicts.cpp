@@ -77,6 +77,7 @@ class MessageRatio {
  private:
   size_t former_index(size_t index, const std::vector<size_t>& strides,
                       const std::vector<size_t>& former_strides) const noexcept {
+    if (engine_.tree->sparse) return index;  // no node is reduced
     size_t former = 0;
     for (size_t m = 0; m < members_.size(); ++m) {
       if (former_strides[m] == 0) continue;

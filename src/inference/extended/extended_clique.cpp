@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "inference/schedule/lazy_clique.h"
+
 namespace tv {
 namespace {
 
@@ -63,7 +65,27 @@ void ExtendedClique::add_reduced(const size_t* member_strides, Read read) {
   factors_.push_back({&array, std::move(strides)});
 }
 
+// Over the entries of a sparse clique, which are fewer than those of some potentials.
+void ExtendedClique::add_product_of_potentials() {
+  WideArray& array = numbers_.emplace_back();
+  array.mantissas.assign(counts_[0], 1.0);
+  array.exponents.assign(counts_[0], 0);
+  for (const CliquePotential& plan : work_.potentials) {
+    const Table* const table = plan.table();
+    const std::span<const size_t> strides(plan.strides, plan.members->size());
+    for (size_t i = 0; i < counts_[0]; ++i) {
+      const double factor = table ? static_cast<double>(table->data[work_.table.sparse->index(i, strides)])
+                                  : 1.0 / static_cast<double>(plan.owner->number_of_states);
+      int shift = 0;
+      array.mantissas[i] = std::frexp(array.mantissas[i] * factor, &shift);
+      array.exponents[i] = array.mantissas[i] > 0.0 ? array.exponents[i] + shift : 0;
+    }
+  }
+  factors_.push_back({&array, own_map()});
+}
+
 void ExtendedClique::add_potentials() {
+  if (work_.sparse) return add_product_of_potentials();
   for (const CliquePotential& plan : work_.potentials) {
     if (plan.node() && engine_[*plan.node()].policy_left_out) continue;
     const Table* const table = plan.table();
@@ -78,18 +100,23 @@ void ExtendedClique::add_potentials() {
 }
 
 void ExtendedClique::add_finding(size_t m, const tv_number_t* finding) {
+  if (work_.sparse) {
+    numbers_.push_back({std::vector<double>(finding, finding + member(m).number_of_states), {}});
+    factors_.push_back({&numbers_.back(), map_of_member(m)});
+    return;
+  }
   const auto dimension = std::lower_bound(members_.begin(), members_.end(), m);
   if (dimension == members_.end() || *dimension != m)
     return add_scalar(static_cast<double>(finding[observed_state(engine_, member(m))]));
   numbers_.push_back({std::vector<double>(finding, finding + member(m).number_of_states), {}});
-  factors_.push_back({&numbers_.back(), strides_of_member(m)});
+  factors_.push_back({&numbers_.back(), map_of_member(m)});
 }
 
 void ExtendedClique::add_state(size_t m, size_t state) {
-  if (!std::binary_search(members_.begin(), members_.end(), m)) return;
+  if (!work_.sparse && !std::binary_search(members_.begin(), members_.end(), m)) return;
   numbers_.push_back({std::vector<double>(member(m).number_of_states, 0.0), {}});
   numbers_.back().mantissas[state] = 1.0;
-  factors_.push_back({&numbers_.back(), strides_of_member(m)});
+  factors_.push_back({&numbers_.back(), map_of_member(m)});
 }
 
 void ExtendedClique::add_logarithms(const LogFactor& factor) {
@@ -122,14 +149,21 @@ std::vector<size_t> ExtendedClique::strides_in(const CliqueLink& link, const Nod
   return strides;
 }
 
+WideMap ExtendedClique::map_of_link(const CliqueLink& link, const NodeList& separator) const {
+  if (work_.sparse) return work_.sparse->links[position_of(work_, link)];
+  return strides_in(link, separator);
+}
+
 size_t ExtendedClique::separator_size(const CliqueLink& link) const noexcept {
+  if (work_.sparse) return work_.sparse->links[position_of(work_, link)].other_size;
   size_t size = 1;
   for (size_t d = 0; d < counts_.size(); ++d)
     if (link.member_of[members_[d]] != kNoMember) size *= counts_[d];
   return size;
 }
 
-std::vector<size_t> ExtendedClique::strides_of_member(size_t m) const {
+WideMap ExtendedClique::map_of_member(size_t m) const {
+  if (work_.sparse) return work_.table.sparse->states(m);
   std::vector<size_t> strides(counts_.size(), 0);
   const auto dimension = std::lower_bound(members_.begin(), members_.end(), m);
   if (dimension != members_.end() && *dimension == m)
@@ -137,7 +171,7 @@ std::vector<size_t> ExtendedClique::strides_of_member(size_t m) const {
   return strides;
 }
 
-std::vector<size_t> ExtendedClique::own_strides() const {
+WideMap ExtendedClique::own_map() const {
   std::vector<size_t> strides(counts_.size());
   size_t stride = 1;
   for (size_t d = counts_.size(); d-- > 0; stride *= counts_[d]) strides[d] = stride;

@@ -5,6 +5,7 @@
 
 #include "api/float_environment.h"
 #include "inference/evidence/evidence.h"
+#include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/schedule_cache.h"
 #include "network/progress.h"
 #include "tables/kernels/number_bounds.h"
@@ -39,7 +40,9 @@ void refresh_potentials(TreeEngine& engine) noexcept {
 bool ExtendedPropagation::is_free(const Node& node) const noexcept {
   const NodeState& data = engine_[node];
   return is_discrete(node) && node.number_of_states > 1 &&
-         (retracts() ? data.observed_state : data.propagated_state) < 0;
+         (engine_.tree->sparse ? -1
+          : retracts()         ? data.observed_state
+                               : data.propagated_state) < 0;
 }
 
 void ExtendedPropagation::find_order(size_t root) {
@@ -57,7 +60,7 @@ void ExtendedPropagation::find_order(size_t root) {
 // ---- Cliques ----
 
 bool ExtendedPropagation::holds_finding(const Clique& clique, const Node& node) const noexcept {
-  return !retracts() && placement(node).home == &clique && engine_[node].propagated_state == kFindingVector;
+  return !retracts() && placement(node).home == &clique && has_finding_vector(engine_, engine_[node]);
 }
 
 // With its potentials, its findings and all messages from the cliques behind it.
@@ -66,15 +69,20 @@ ExtendedClique ExtendedPropagation::clique_with_messages(const Visit& visit) con
   ExtendedClique clique(engine_, here, [this](const Node& node) { return is_free(node); });
   clique.add_potentials();
   for (size_t m = 0; m < here.table.members->size(); ++m)
-    if (const Node& node = clique.member(m); holds_finding(*here.clique, node))
-      clique.add_finding(m, engine_.propagated_finding(node));
+    if (const Node& node = clique.member(m); holds_finding(*here.clique, node)) {
+      const ptrdiff_t state = engine_[node].propagated_state;
+      if (state >= 0)
+        clique.add_state(m, static_cast<size_t>(state));
+      else
+        clique.add_finding(m, engine_.propagated_finding(node));
+    }
   for (const LogFactor& factor : factors_)
     if (factor.clique == visit.clique) clique.add_logarithms(factor);
   for (size_t l = 0; l < here.links.size(); ++l) {
     if (l == visit.link) continue;
     const CliqueLink& link = here.links[l];
     clique.add_message(inward_[link.separator].numbers,
-                       clique.strides_in(link, engine_.separators[link.separator].separator->members));
+                       clique.map_of_link(link, engine_.separators[link.separator].separator->members));
   }
   return clique;
 }
@@ -84,7 +92,7 @@ ExtendedPropagation::Marginal ExtendedPropagation::message_of(const ExtendedCliq
   const CliqueLink& plan = clique.work().links[link];
   Marginal marginal;
   marginal.totals.mantissas.resize(clique.separator_size(plan));
-  marginal.strides = clique.strides_in(plan, engine_.separators[plan.separator].separator->members);
+  marginal.map = clique.map_of_link(plan, engine_.separators[plan.separator].separator->members);
   marginal.link = link;
   return marginal;
 }
@@ -97,20 +105,19 @@ std::vector<ExtendedPropagation::Marginal> ExtendedPropagation::marginals_of(con
   std::vector<Marginal> marginals;
   for (size_t l = 0; l < clique.work().links.size(); ++l)
     if (l != visit.link) marginals.push_back(message_of(clique, l));
-  for (const size_t m : clique.members()) {
+  for (size_t m = 0; m < clique.work().table.members->size() && results.beliefs; ++m) {
     const Node& node = clique.member(m);
-    if (!results.beliefs) break;
-    if (placement(node).home != clique.work().clique) continue;
+    if (placement(node).home != clique.work().clique || !is_free(node)) continue;
     Marginal marginal;
     marginal.totals.mantissas.resize(node.number_of_states);
-    marginal.strides = clique.strides_of_member(m);
+    marginal.map = clique.map_of_member(m);
     marginal.node = &node;
     marginals.push_back(std::move(marginal));
   }
   if (results.tables) {
     Marginal table;
     table.totals.mantissas.resize(clique.size());
-    table.strides = clique.own_strides();
+    table.map = clique.own_map();
     marginals.push_back(std::move(table));
   }
   return marginals;
@@ -120,7 +127,7 @@ std::vector<ExtendedPropagation::Marginal> ExtendedPropagation::marginals_of(con
 void ExtendedPropagation::run(ExtendedClique& clique, std::span<Marginal> marginals) const {
   const bool maximizes = equilibrium_ == tv_equilibrium_max;
   std::vector<WideTarget> targets;
-  for (Marginal& marginal : marginals) targets.push_back({&marginal.totals, marginal.strides});
+  for (Marginal& marginal : marginals) targets.push_back({&marginal.totals, marginal.map});
   if (!retracts() || ignores_findings_)
     return run_wide_pass(clique.counts(), clique.factors(), targets, maximizes);
   const size_t count = clique.factor_count();
@@ -171,7 +178,7 @@ tv_status_t ExtendedPropagation::sum_root(const Visit& visit) {
   ExtendedClique clique = clique_with_messages(visit);
   Marginal whole;
   whole.totals.mantissas.resize(1);
-  whole.strides.assign(clique.counts().size(), 0);
+  whole.map = clique.map_of_all();
   run(clique, {&whole, 1});
   mass_ = entry(whole.totals, 0);
   mass_.exponent += exponent_of(visit);
@@ -213,7 +220,7 @@ tv_status_t ExtendedPropagation::send_outward(const Visit& visit, Results result
     const CliqueLink& link = here.links[visit.link];
     exponent += outward_[link.separator].exponent;
     clique.add_message(outward_[link.separator].numbers,
-                       clique.strides_in(link, engine_.separators[link.separator].separator->members));
+                       clique.map_of_link(link, engine_.separators[link.separator].separator->members));
   }
   std::vector<Marginal> marginals = marginals_of(clique, visit, results);
   run(clique, marginals);

@@ -61,9 +61,9 @@ class ExtendedPropagation {
   // A marginal of a clique that is needed.
   struct Marginal {
     WideArray totals;
-    std::vector<size_t> strides;  // by dimension of the clique
-    size_t link = kNone;          // of a message,
-    const Node* node = nullptr;   // of a belief: its own findings are left out under fast retraction
+    WideMap map;
+    size_t link = kNone;         // of a message,
+    const Node* node = nullptr;  // of a belief: its own findings are left out under fast retraction
   };
 
   const CliqueWork& work(size_t clique) const noexcept { return engine_.cliques[clique]; }

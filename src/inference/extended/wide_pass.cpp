@@ -4,6 +4,7 @@
 #include <deque>
 
 #include "api/float_environment.h"
+#include "tables/kernels/sparse_pass.h"
 
 namespace tv {
 namespace {
@@ -12,6 +13,46 @@ constexpr size_t kBlock = 256;            // configurations that are multiplied 
 constexpr size_t kFactorsTogether = 500;  // mantissas of at least one half, before they are scaled again
 
 using Positions = std::vector<uint32_t>;  // of the entries of a block in an array
+
+// The blocks of a sparse clique: so many entries each. Every array has positions of its own in a block.
+class ListedBlocks {
+ public:
+  explicit ListedBlocks(std::span<const size_t> counts) : count_(counts[0]) {}
+
+  size_t size() const noexcept { return std::min(kBlock, count_ - first_); }
+
+  const Positions* positions_of(const WideMap& map) {
+    maps_.push_back(&map);
+    return &positions_.emplace_back(kBlock, 0);
+  }
+
+  void start() { fill(); }
+
+  template <class Move>
+  bool next(Move) {
+    first_ += kBlock;
+    if (first_ >= count_) return false;
+    fill();
+    return true;
+  }
+
+ private:
+  void fill() noexcept {
+    for (size_t a = 0; a < maps_.size(); ++a) {
+      Positions& positions = positions_[a];
+      if (maps_[a]->list) {
+        read_positions(*maps_[a]->list, first_, size(), positions.data());
+        continue;
+      }
+      for (size_t i = 0; i < size(); ++i)
+        positions[i] = static_cast<uint32_t>((first_ + i) * maps_[a]->strides[0]);
+    }
+  }
+
+  size_t count_, first_ = 0;
+  std::vector<const WideMap*> maps_;
+  std::deque<Positions> positions_;
+};
 
 // The blocks of a clique: its innermost dimensions, and a walk over the others.
 class Blocks {
@@ -22,9 +63,11 @@ class Blocks {
   }
 
   size_t size() const noexcept { return size_; }
+  void start() noexcept {}
 
   // Arrays with the same strides along a block share their positions.
-  const Positions* positions_of(const std::vector<size_t>& strides) {
+  const Positions* positions_of(const WideMap& map) {
+    const std::vector<size_t>& strides = map.strides;
     const std::span<const size_t> inner(strides.begin() + static_cast<ptrdiff_t>(outer_), strides.end());
     for (const Shared& each : shared_)
       if (std::equal(inner.begin(), inner.end(), each.strides.begin())) return &each.positions;
@@ -66,11 +109,11 @@ template <class Number>
 struct Cursor {
   Number* numbers;
   int32_t* exponents;
-  const std::vector<size_t>* strides;
+  const WideMap* map;
   const Positions* positions;
 
   void move(size_t dimension, ptrdiff_t steps) noexcept {
-    const ptrdiff_t by = steps * static_cast<ptrdiff_t>((*strides)[dimension]);
+    const ptrdiff_t by = steps * static_cast<ptrdiff_t>(map->strides[dimension]);
     numbers += by;
     if (exponents) exponents += by;
   }
@@ -156,11 +199,12 @@ struct Arrays {
   std::vector<Cursor<double>> targets;
 };
 
-template <bool maximizes, class Block>
-void run_blocks(Blocks& blocks, Arrays& arrays) noexcept {
+template <bool maximizes, class Block, class Walk>
+void run_blocks(Walk& blocks, Arrays& arrays) {
   Block block;
-  const size_t size = blocks.size();
+  blocks.start();
   do {
+    const size_t size = blocks.size();
     block.start(size);
     for (const auto& factor : arrays.factors) block.multiply(factor, size);
     block.finish(size);
@@ -171,15 +215,16 @@ void run_blocks(Blocks& blocks, Arrays& arrays) noexcept {
   }));
 }
 
-template <class Block>
-void run(std::span<const size_t> counts, std::span<const WideOperand> operands,
-         std::span<const WideArray* const> numbers, std::span<const WideTarget> targets, bool maximizes) {
-  Blocks blocks(counts);
+template <class Block, class Walk>
+void run_walk(std::span<const size_t> counts, std::span<const WideOperand> operands,
+              std::span<const WideArray* const> numbers, std::span<const WideTarget> targets,
+              bool maximizes) {
+  Walk blocks(counts);
   Arrays arrays;
   for (size_t f = 0; f < operands.size(); ++f) {
     const WideArray& array = *numbers[f];
     arrays.factors.push_back({array.mantissas.data(), const_cast<int32_t*>(array.exponents.data()),
-                              &operands[f].strides, blocks.positions_of(operands[f].strides)});
+                              &operands[f].map, blocks.positions_of(operands[f].map)});
   }
   for (const WideTarget& target : targets) {
     std::fill(target.totals->mantissas.begin(), target.totals->mantissas.end(), 0.0);
@@ -191,12 +236,23 @@ void run(std::span<const size_t> counts, std::span<const WideOperand> operands,
       target.totals->exponents.clear();
     }
     arrays.targets.push_back(
-        {target.totals->mantissas.data(), exponents, &target.strides, blocks.positions_of(target.strides)});
+        {target.totals->mantissas.data(), exponents, &target.map, blocks.positions_of(target.map)});
   }
   if (maximizes)
     run_blocks<true, Block>(blocks, arrays);
   else
     run_blocks<false, Block>(blocks, arrays);
+}
+
+template <class Block>
+void run(std::span<const size_t> counts, std::span<const WideOperand> operands,
+         std::span<const WideArray* const> numbers, std::span<const WideTarget> targets, bool maximizes) {
+  const auto has_list = [](const auto& array) { return array.map.list != nullptr; };
+  if (std::any_of(operands.begin(), operands.end(), has_list) ||
+      std::any_of(targets.begin(), targets.end(), has_list))
+    run_walk<Block, ListedBlocks>(counts, operands, numbers, targets, maximizes);
+  else
+    run_walk<Block, Blocks>(counts, operands, numbers, targets, maximizes);
 }
 
 }  // namespace

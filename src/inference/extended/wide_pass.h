@@ -4,21 +4,33 @@
 #pragma once
 
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "inference/extended/wide_array.h"
+#include "tables/kernels/index_map.h"
 
 namespace tv {
 
-// Strides are given for each dimension of the clique, outermost first; 0 where the array lacks it.
+// Where the configurations of a clique are in an array: strides for each dimension of the clique, outermost
+// first, 0 where the array lacks it; of a sparse clique, whose only dimension are its entries, a list.
+struct WideMap {
+  WideMap() = default;
+  WideMap(std::vector<size_t> along) : strides(std::move(along)) {}
+  WideMap(const PositionList& positions) : list(&positions) {}
+
+  std::vector<size_t> strides;
+  const PositionList* list = nullptr;
+};
+
 struct WideOperand {
   const WideArray* numbers = nullptr;
-  std::vector<size_t> strides;
+  WideMap map;
 };
 
 struct WideTarget {
   WideArray* totals = nullptr;  // of the right size
-  std::vector<size_t> strides;
+  WideMap map;
 };
 
 // Computes all accumulators, in doubles where no product leaves their range.

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 
+#include "inference/compress/sparse_tree.h"
 #include "inference/evidence/evidence.h"
 #include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/run_schedule.h"
 #include "inference/schedule/schedule_cache.h"
 #include "inference/schedule/subtree.h"
+#include "tables/kernels/sparse_pass.h"
 
 namespace tv {
 namespace {
@@ -84,6 +86,7 @@ class ScheduleBuilder {
   // Where separators have an old marginal to divide by, or under max, no clique is barren.
   void find_barren_cliques() noexcept {
     if (!request_.first || request_.equilibrium != tv_equilibrium_sum) return;
+    if (engine_.tree->sparse && engine_.tree->sparse->is_cut) return;  // sums lack what was left out
     for (size_t i = engine_.order.size(); i-- > 1;) {
       const size_t clique = engine_.order[i];
       engine_.barren[clique] = is_barren(work(clique), work(clique).links[engine_.reached_by[clique]]);
@@ -164,14 +167,17 @@ class ScheduleBuilder {
       return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
     }
     uint32_t of_link(const CliqueLink& link) const noexcept {
+      if (work.sparse) return builder.add_list(work.sparse->links[position_of(work, link)]);
       const SeparatorWork& separator = builder.engine_.separators[link.separator];
       return make([&](size_t* steps) { step_in_separator(work.table, link, separator.old, steps); });
     }
     uint32_t of_member(size_t member) const noexcept {
+      if (work.sparse) return builder.add_list(work.sparse->table.states(member));
       if (!work.table.spans(member)) return scalar();
       return builder.index_map_of_member(work.table, member);
     }
     uint32_t scalar() const noexcept { return builder.scalar_of(work); }
+    uint32_t entries() const noexcept { return builder.lists_.add_index_map(identity_map(work.table.shape)); }
 
    private:
     template <class Fill>
@@ -186,12 +192,16 @@ class ScheduleBuilder {
 
   IndexMaps maps(const CliqueWork& work) noexcept { return {*this, work}; }
 
+  uint32_t add_list(const PositionList& list) noexcept { return lists_.add_index_map(list_map(list)); }
+
   // Maps every entry of a clique's table onto one number. The operations of a clique share one such map.
   uint32_t scalar_of(const CliqueWork& work) noexcept {
     if (scalar_of_ != &work) {
       const Shape& shape = work.table.shape;
-      scalar_ =
-          lists_.make_index_map(shape, [&](IndexMap& map) { map_dimension(map, shape, shape.dimensions); });
+      scalar_ = shape.is_sparse() ? lists_.add_index_map(scalar_map())
+                                  : lists_.make_index_map(shape, [&](IndexMap& map) {
+                                      map_dimension(map, shape, shape.dimensions);
+                                    });
       scalar_of_ = &work;
     }
     return scalar_;
@@ -199,6 +209,7 @@ class ScheduleBuilder {
 
   // The potentials of a lazy clique that is initialised are copied before the schedule runs.
   void request_copies(CliqueWork& work) noexcept {
+    if (work.sparse) return;
     for (CliquePotential& plan : work.potentials) {
       refresh(plan);
       if (plan.table()) add_potential(plan);
@@ -225,7 +236,7 @@ class ScheduleBuilder {
     for (size_t member : work.findings) {
       const Node& node = *(*work.table.members)[member];
       const float* update = engine_.likelihood_ratio(node);
-      if (!work.table.spans(member)) {
+      if (!work.sparse && !work.table.spans(member)) {
         const size_t state =
             work.table.is_observed(member) ? static_cast<size_t>(engine_[node].observed_state) : 0;
         lists_.steps.push_back({StepKind::multiply, scalar_of(work), place_of(kNodeNumbers, update + state)});
@@ -296,6 +307,7 @@ class ScheduleBuilder {
   }
 
   uint32_t index_map_of_member(const ReducedTable& table, size_t member) noexcept {
+    if (table.sparse) return add_list(table.sparse->states(member));
     return lists_.make_index_map(
         table.shape, [&](IndexMap& map) { map_dimension(map, table.shape, table.dimension_of[member]); });
   }

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "api/boundary.h"
+#include "inference/compress/sparse_tree.h"
+#include "tables/kernels/sparse_pass.h"
 
 namespace tv {
 namespace {
@@ -17,8 +19,8 @@ void for_each_member(const CliquePotential& plan, Visit visit) noexcept {
       visit(*(*plan.members)[m], plan.strides[m]);
 }
 
-void take_table(CliqueWork& work, Block<float> table) {
-  std::vector<Block<float>>& stored = engine_of(*work.clique->tree).stored;
+void take_table(TreeEngine& engine, CliqueWork& work, Block<float> table) {
+  std::vector<Block<float>>& stored = engine.stored;
   stored.push_back(std::move(table));
   work.table.numbers = stored.back().data();
   work.lazy = false;
@@ -26,6 +28,7 @@ void take_table(CliqueWork& work, Block<float> table) {
 
 // Allocates the index maps of a clique's factors.
 struct OwnIndexMaps {
+  const TreeEngine& engine;
   const CliqueWork& work;
   std::vector<std::unique_ptr<OwnIndexMap>>& list;
 
@@ -36,24 +39,40 @@ struct OwnIndexMaps {
     finish_index_map(*list.back(), work.table.shape);
     return *list.back();
   }
+  const IndexMap& add(const IndexMap& map) const {
+    list.push_back(std::make_unique<OwnIndexMap>(0));
+    static_cast<IndexMap&>(*list.back()) = map;
+    return *list.back();
+  }
+  const IndexMap& entries() const { return add(identity_map(work.table.shape)); }
   const IndexMap& of_potential(const CliquePotential& plan) const {
     return make([&](size_t* steps) { step_in_potential(work.table, plan, steps); });
   }
   const IndexMap& of_link(const CliqueLink& link) const {
-    const TreeEngine& engine = engine_of(*work.clique->tree);
+    if (work.sparse) return add(list_map(work.sparse->links[position_of(work, link)]));
     return make([&](size_t* steps) {
       step_in_separator(work.table, link, engine.separators[link.separator].old, steps);
     });
   }
   const IndexMap& of_member(size_t member) const {
+    if (work.sparse) return add(list_map(work.sparse->table.states(member)));
     return make([&](size_t* steps) { step_in_member(work.table, member, steps); });
   }
   const IndexMap& scalar() const {
+    if (work.sparse) return add(scalar_map());
     return make([&](size_t* steps) { std::fill_n(steps, work.table.shape.dimensions, 0); });
   }
 };
 
 }  // namespace
+
+bool is_sparse(const Clique& clique) noexcept {
+  return clique.tree->sparse && clique.tree->sparse->cliques[clique.position];
+}
+
+const float* initial_numbers(const TreeEngine& engine, const CliqueWork& work) noexcept {
+  return engine.tree->sparse->initial.numbers.data() + work.sparse->first;
+}
 
 size_t potential_entries(const NodeList& members, const Node& node) noexcept {
   size_t size = 1;
@@ -66,12 +85,13 @@ size_t potential_entries(const NodeList& members, const Node& node) noexcept {
 size_t factor_entries(const Clique& clique) noexcept {
   size_t entries = 0;
   for (const Node* node : clique.potentials)
-    entries = size_add(entries, potential_entries(clique.members(), *node));
-  for (const Link& link : clique.links) entries = size_add(entries, link.separator->size);
+    if (!is_sparse(clique)) entries = size_add(entries, potential_entries(clique.members(), *node));
+  for (const Link& link : clique.links) entries = size_add(entries, stored_size(*link.separator));
   return entries;
 }
 
 bool prefers_factors(const Clique& clique) noexcept {
+  if (is_sparse(clique)) return true;
   const NodeCounters& counters = clique.domain().counters;
   const bool decides = counters.decision > 0 || counters.utility > 0;
   if (clique.tree->has_continuous || !clique.more_potentials.empty() || decides) return false;
@@ -129,11 +149,11 @@ void reduce_potentials(const TreeEngine& engine, const CliqueWork& work) noexcep
   }
 }
 
-void store_table(CliqueWork& work) {
+void store_table(TreeEngine& engine, CliqueWork& work) {
   if (!work.lazy) return;
   Block<float> table;
-  table.allocate_uninitialized(work.clique->table.size);
-  take_table(work, std::move(table));
+  table.allocate_uninitialized(stored_size(*work.clique));
+  take_table(engine, work, std::move(table));
 }
 
 void materialize_all_tables(TreeEngine& engine) {
@@ -141,9 +161,9 @@ void materialize_all_tables(TreeEngine& engine) {
   for (CliqueWork& work : engine.cliques) {
     if (!work.lazy) continue;
     Block<float> table;
-    table.allocate_uninitialized(work.clique->table.size);
+    table.allocate_uninitialized(stored_size(*work.clique));
     if (work.initialized) run_over_factors(engine, work, table.data(), nullptr);
-    take_table(work, std::move(table));
+    take_table(engine, work, std::move(table));
   }
 }
 
@@ -152,7 +172,7 @@ void run_over_factors(const TreeEngine& engine, const CliqueWork& work, float* n
   steps.reserve(work.potentials.size() + work.links.size() + work.table.members->size() + 2);
   std::vector<std::unique_ptr<OwnIndexMap>> maps;
   for_each_factor(
-      engine, work, [](const CliqueLink& link) { return link.holds; }, OwnIndexMaps{work, maps},
+      engine, work, [](const CliqueLink& link) { return link.holds; }, OwnIndexMaps{engine, work, maps},
       [&](StepKind kind, const IndexMap& map, FactorBuffer, const float* factor) {
         steps.push_back({kind, &map, factor});
       });

@@ -11,6 +11,22 @@ namespace tv {
 // Whether a clique is large and has few and small factors.
 bool prefers_factors(const Clique& clique) noexcept;
 
+// Whether the clique's table is sparse.
+bool is_sparse(const Clique& clique) noexcept;
+
+// The numbers of a sparse clique without evidence.
+const float* initial_numbers(const TreeEngine& engine, const CliqueWork& work) noexcept;
+
+// Whether the finding of a node multiplies tables, instead of reducing them.
+inline bool has_finding_vector(const TreeEngine& engine, const NodeState& data) noexcept {
+  return engine.tree->sparse ? data.propagated_state != kNoEvidence : data.propagated_state == kFindingVector;
+}
+
+// The place of a link in its clique's list.
+inline size_t position_of(const CliqueWork& work, const CliqueLink& link) noexcept {
+  return static_cast<size_t>(&link - work.links.data());
+}
+
 // Entries of the potential of `node` over the members of its clique.
 size_t potential_entries(const NodeList& members, const Node& node) noexcept;
 
@@ -18,8 +34,9 @@ size_t potential_entries(const NodeList& members, const Node& node) noexcept;
 size_t factor_entries(const Clique& clique) noexcept;
 
 // Calls visit(kind, map, buffer, numbers) for every factor of the clique: all potentials and findings, and
-// the messages for which `holds(link)` is true. The first one is assigned, the others multiply. `maps` makes
-// their index maps by of_potential(plan), of_link(link), of_member(member) and scalar().
+// the messages for which `holds(link)` is true; a sparse clique's table without evidence stands for its
+// potentials. The first factor is assigned, the others multiply. `maps` makes their index maps by
+// of_potential(plan), of_link(link), of_member(member), entries() and scalar().
 template <class Holds, class IndexMaps, class Visit>
 void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds holds, IndexMaps maps,
                      Visit visit);
@@ -42,7 +59,7 @@ void reduce_potentials(const TreeEngine& engine, const CliqueWork& work) noexcep
 
 // From now on the clique has a stored table. Its numbers, if it is initialised, are to be formed by the
 // caller.
-void store_table(CliqueWork& work);
+void store_table(TreeEngine& engine, CliqueWork& work);
 
 // Materialises the tables of all lazy cliques of a tree.
 void materialize_all_tables(TreeEngine& engine);
@@ -55,12 +72,17 @@ template <class Holds, class IndexMaps, class Visit>
 void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds holds, IndexMaps maps,
                      Visit visit) {
   StepKind operation = StepKind::assign;
-  bool has_array = false;
+  bool has_array = work.sparse != nullptr;
   const auto add = [&](const auto& map, FactorBuffer buffer, const float* numbers) {
     visit(operation, map, buffer, numbers);
     operation = StepKind::multiply;
   };
+  if (work.sparse) {
+    add(maps.entries(), kInitialTables, initial_numbers(engine, work));
+    add(maps.scalar(), kCliqueFactors, &engine.clique_factors[work.clique->position]);
+  }
   for (const CliquePotential& plan : work.potentials) {
+    if (work.sparse) break;  // its table without evidence holds them
     const bool has_table = plan.layout != kNone;
     if (has_table)
       add(maps.of_potential(plan), kTables, plan.copy);
@@ -77,7 +99,7 @@ void for_each_factor(const TreeEngine& engine, const CliqueWork& work, Holds hol
   for (size_t m = 0; m < work.table.members->size(); ++m) {
     const Node& node = *(*work.table.members)[m];
     const NodeState& data = engine[node];
-    if (placement(node).home != work.clique || data.propagated_state != kFindingVector) continue;
+    if (placement(node).home != work.clique || !has_finding_vector(engine, data)) continue;
     add(maps.of_member(m), kNodeNumbers, engine.propagated_finding(node));
   }
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "inference/compress/sparse_tree.h"
 #include "inference/gaussian/cg_engine.h"
 #include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/subtree.h"
@@ -44,7 +45,17 @@ void reduce(const TreeEngine& engine, const ReducedTable& table, float* numbers)
   kernels().assign(nest, count, numbers, numbers + offset);
 }
 
+// A sparse table is never reduced: findings multiply its entries.
+void set_sparse_shape(ReducedTable& table) noexcept {
+  std::fill_n(table.dimension_of, table.members->size(), ReducedTable::kNoDimension);
+  table.shape.counts[0] = table.sparse->size();
+  table.shape.dimensions = 1;
+  measure_shape(table.shape);
+  table.shape.set_sparse();
+}
+
 void set_shape(const TreeEngine& engine, ReducedTable& table) noexcept {
+  if (table.sparse) return set_sparse_shape(table);
   size_t dimensions = 0;
   for (size_t m = 0; m < table.members->size(); ++m) {
     const Node* node = (*table.members)[m];

@@ -16,6 +16,7 @@ namespace {
 // Maps every entry of a table onto one number.
 struct ScalarIndexMap : IndexMap {
   explicit ScalarIndexMap(const Shape& shape) noexcept {
+    if (shape.is_sparse()) return;
     steps = no_steps;
     inner = nest;
     finish_index_map(*this, shape);
@@ -60,8 +61,9 @@ bool OperationRunner::run_over_products(const Workspace& workspace, const Operat
   clear_range_flags();
   clear();
   const Step* const steps = bind_steps(workspace, operation);
-  run_steps(workspace, operation, steps, operation.step_count);
-  if (range_flags()) {
+  const bool needs_doubles = operation.formed > limits.most_updates;
+  if (!needs_doubles) run_steps(workspace, operation, steps, operation.step_count);
+  if (needs_doubles || range_flags()) {
     clear_range_flags();
     clear();
     run_double_pass(operation.shape, steps, operation.step_count);
@@ -163,7 +165,8 @@ tv_status_t OperationRunner::run_in_parts(const Workspace& workspace, const Oper
 // and the mass of all of them is small, the table is formed again and rescaled after each step.
 tv_status_t OperationRunner::update_and_marginalize(const Workspace& workspace, const Operation& operation,
                                                     double* totals, size_t size, CollectOutcome& outcome) {
-  if (operation.updates > limits.most_updates) return kOutOfRange;
+  if (operation.updates > (work(operation).lazy ? limits.most_rounded : limits.most_updates))
+    return kOutOfRange;
   const bool can_repeat = operation.starts_anew && operation.updates > 1;
   tv_status_t status = tv_status_none;
   const auto clear = [&] {

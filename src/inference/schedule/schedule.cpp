@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 
+#include "inference/compress/sparse_tree.h"
 #include "inference/engine.h"
 #include "inference/schedule/lazy_clique.h"
 
@@ -45,7 +46,7 @@ ScheduleSize collect_size(const Clique& clique) noexcept {
 ScheduleSize distribute_size(const Clique& clique, size_t beliefs) noexcept {
   const size_t members = clique.members().size(), links = clique.links.size();
   size_t around = 0;
-  for (const Link& link : clique.links) around = size_add(around, link.separator->size);
+  for (const Link& link : clique.links) around = size_add(around, stored_size(*link.separator));
   const size_t passes = around > limits.shared_totals ? std::max<size_t>(links, 1) : 1;
   ScheduleSize size;
   // Messages, and passes over separators from which a belief is read.

@@ -25,6 +25,7 @@ enum FactorBuffer : uint32_t {
   kNodeNumbers,     // findings and likelihood ratios
   kCliqueFactors,   // by clique: the only factor of a lazy one
   kInverseOfMass,   // of the root
+  kInitialTables,   // of sparse cliques, without evidence
   kConstants,       // of the schedule
   kTransposed,      // of the running thread: a message before it is transposed
   kFirstPotential,  // and so on
@@ -158,6 +159,9 @@ struct ScheduleLists {
     map.inner = map_nests.end();
     make(map);
     map_nests.take(map.inner_count);
+    return add_index_map(map);
+  }
+  uint32_t add_index_map(const IndexMap& map) noexcept {
     maps.push_back(map);
     return static_cast<uint32_t>(maps.size() - 1);
   }

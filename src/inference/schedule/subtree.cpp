@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "inference/compress/sparse_tree.h"
+
 namespace tv {
 namespace {
 
@@ -78,7 +80,8 @@ size_t _tv_identify_subtree(TreeEngine& engine, size_t root) noexcept {
   order_from(engine, start);
   size_t best = start;
   for (const size_t clique : engine.order)
-    if (engine.cliques[clique].clique->table.size < engine.cliques[best].clique->table.size) best = clique;
+    if (stored_size(*engine.cliques[clique].clique) < stored_size(*engine.cliques[best].clique))
+      best = clique;
   return best;
 }
 

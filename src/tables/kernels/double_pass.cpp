@@ -4,6 +4,7 @@
 
 #include "tables/block.h"
 #include "tables/kernels/double_loops.h"
+#include "tables/kernels/sparse_pass.h"
 
 namespace tv {
 namespace {
@@ -72,6 +73,7 @@ void run_step(const Step& step, const IndexMap& map, double* block, size_t offse
 }  // namespace
 
 void run_double_pass(const Shape& shape, const Step* steps, size_t count) {
+  if (shape.is_sparse()) return run_sparse_double_pass(shape, steps, count);
   Block<double> block;
   block.allocate_uninitialized(std::min(shape.size, kCapacity.block));
   DoubleWalk walk(shape, steps, count);

@@ -23,6 +23,11 @@ struct Shape {
   uint16_t dimensions = 0;
   uint16_t outer = 0;  // dimensions outside a block; the others, of at most limits.block entries, lie within
   uint32_t part = 1;   // how many indices of the first dimension within go into one block
+
+  // One dimension, of the entries that are stored (tables/kernels/sparse_pass.h).
+  bool is_sparse() const noexcept { return outer == kSparse; }
+  void set_sparse() noexcept { outer = kSparse; }
+  static constexpr uint16_t kSparse = UINT16_MAX;
 };
 
 // Sets all of it from the counts. The second form has blocks of whole dimensions, none of which is cut.
@@ -41,9 +46,31 @@ struct OwnShape : Shape {
   std::vector<size_t> count_array;
 };
 
-// Strides and merged inner nest lie in arrays that outlive the map.
+// Where the stored entries of a sparse table are in another table: a list of positions, or a field of the
+// bits in which the configuration of each entry is packed.
+struct PositionList {
+  enum class Form : unsigned char {
+    runs,     // 32-bit numbers, one more than the other table has entries: where the run of each one begins
+    shorts,   // a 16-bit position for each entry
+    words,    // a 32-bit position for each entry
+    field32,  // 32-bit keys: the position is (key >> shift) & mask
+    field64,  // the same of 64-bit keys, `stride` apart
+  };
+  Form form = Form::words;
+  unsigned char shift = 0;
+  uint32_t stride = 1;
+  uint64_t mask = 0;
+  const void* data = nullptr;
+  size_t other_size = 1;  // entries of the other table
+};
+
+// Strides and merged inner nest lie in arrays that outlive the map. A map of a sparse table has neither: it
+// has a list of positions or, without one, maps every entry onto the same number or onto its own position.
 struct IndexMap {
-  size_t* steps = nullptr;     // stride in the other table along each dimension of the shape
+  union {
+    size_t* steps = nullptr;   // stride in the other table along each dimension of the shape
+    const PositionList* list;  // of a sparse shape
+  };
   Dimension* inner = nullptr;  // the merged nest of one block
   size_t inner_count = 0;
   size_t other_size = 1;  // entries of the other table that are mapped onto

@@ -4,6 +4,7 @@
 #include "tables/kernels/kernels.h"
 
 #include "tables/kernels/fused_product.h"
+#include "tables/kernels/index_map.h"
 
 #if defined(__x86_64__)
 #if !defined(__clang__)  // the vectors that its header leaves undefined on purpose
@@ -60,17 +61,17 @@ TV_END_TARGET
 namespace {
 
 constexpr Kernels kBaseline = {
-    "baseline",    baseline::assign,       baseline::multiply, baseline::sum,  baseline::weighted_sum,
-    baseline::max, baseline::weighted_max, baseline::divide,   baseline::take, baseline::scale,
-    baseline::form};
+    "baseline",     baseline::assign,       baseline::multiply, baseline::sum,  baseline::weighted_sum,
+    baseline::max,  baseline::weighted_max, baseline::divide,   baseline::take, baseline::scale,
+    baseline::form, baseline::multiply_at};
 #if defined(__x86_64__)
-constexpr Kernels kAvx2 = {"avx2",    avx2::assign,       avx2::multiply, avx2::sum,  avx2::weighted_sum,
-                           avx2::max, avx2::weighted_max, avx2::divide,   avx2::take, avx2::scale,
-                           avx2::form};
+constexpr Kernels kAvx2 = {"avx2",     avx2::assign,       avx2::multiply, avx2::sum,  avx2::weighted_sum,
+                           avx2::max,  avx2::weighted_max, avx2::divide,   avx2::take, avx2::scale,
+                           avx2::form, avx2::multiply_at};
 constexpr Kernels kAvx512 = {
-    "avx512",    avx512::assign,       avx512::multiply, avx512::sum,  avx512::weighted_sum,
-    avx512::max, avx512::weighted_max, avx512::divide,   avx512::take, avx512::scale,
-    avx512::form};
+    "avx512",     avx512::assign,       avx512::multiply, avx512::sum,  avx512::weighted_sum,
+    avx512::max,  avx512::weighted_max, avx512::divide,   avx512::take, avx512::scale,
+    avx512::form, avx512::multiply_at};
 #endif
 
 struct Available {

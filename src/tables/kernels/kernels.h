@@ -17,6 +17,7 @@ struct Dimension {
 };
 
 struct FusedProduct;  // tables/kernels/fused_product.h
+struct PositionList;  // tables/kernels/index_map.h
 
 // What dividing a separator's new marginal by the old one has found.
 struct RatioResult {
@@ -43,6 +44,8 @@ struct Kernels {
   void (*scale)(float* values, size_t size, double factor);
   // table[i] = (or *=) the product of the entries of all factors onto which i maps
   void (*form)(const FusedProduct& fused, float* table, const float* const* others);
+  // table[i] *= other[position of entry first + i], along a list that has no runs
+  void (*multiply_at)(const PositionList& list, size_t first, size_t count, float* table, const float* other);
 };
 
 // The kernels in use. TARVO_KERNELS=baseline|avx2|avx512 in the environment, read once, forces those of one

@@ -286,3 +286,40 @@ RatioResult take(const double* fresh, float* old, float* ratio, size_t size) {
 void scale(float* values, size_t size, double factor) {
   for (size_t i = 0; i < size; ++i) values[i] = static_cast<float>(static_cast<double>(values[i]) * factor);
 }
+
+// ---- Lists of positions ----
+
+template <class Position>
+void multiply_positions(size_t count, float* __restrict table, const float* __restrict other,
+                        const Position position) {
+  for (size_t i = 0; i < count; ++i) table[i] *= other[position(i)];
+}
+
+void multiply_at(const PositionList& list, size_t first, size_t count, float* table, const float* other) {
+  switch (list.form) {
+    case PositionList::Form::runs:
+      return;
+    case PositionList::Form::shorts: {
+      const unsigned short* const at = static_cast<const unsigned short*>(list.data) + first;
+      return multiply_positions(count, table, other, [at](size_t i) { return static_cast<int>(at[i]); });
+    }
+    case PositionList::Form::words: {
+      const unsigned* const at = static_cast<const unsigned*>(list.data) + first;
+      return multiply_positions(count, table, other, [at](size_t i) { return static_cast<int>(at[i]); });
+    }
+    case PositionList::Form::field32: {
+      const unsigned* const key = static_cast<const unsigned*>(list.data) + first;
+      const unsigned shift = list.shift, mask = static_cast<unsigned>(list.mask);
+      return multiply_positions(count, table, other,
+                                [=](size_t i) { return static_cast<int>(key[i] >> shift & mask); });
+    }
+    case PositionList::Form::field64: {
+      const size_t stride = list.stride;
+      const unsigned long* const key = static_cast<const unsigned long*>(list.data) + first * stride;
+      const unsigned long mask = list.mask;
+      const unsigned shift = list.shift;
+      return multiply_positions(count, table, other,
+                                [=](size_t i) { return static_cast<long>(key[i * stride] >> shift & mask); });
+    }
+  }
+}

@@ -10,6 +10,7 @@
 #include "tables/kernels/fused_product.h"
 #include "tables/kernels/index_map.h"
 #include "tables/kernels/parallel.h"
+#include "tables/kernels/sparse_pass.h"
 
 namespace tv {
 namespace {
@@ -441,6 +442,7 @@ void run_copy(const Shape& shape, float* table, const Step& step, const Parallel
 
 void run_pass(const Shape& shape, float* table, const Step* steps, size_t count,
               const ParallelSettings& settings) {
+  if (shape.is_sparse()) return run_sparse_pass(shape, table, steps, count, settings);
   if (shape.size <= limits.short_table) return run_short(table, steps, count);
   if (is_copy(shape, table, steps, count)) return run_copy(shape, table, *steps, settings);
   if (shape.outer > 0 || parts_of(shape) > 1) return run_split(shape, table, steps, count, settings);

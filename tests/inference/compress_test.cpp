@@ -1,0 +1,434 @@
+// Compressed domains: tables of possible entries alone give the answers of full ones, whatever comes before
+// and after; approximation keeps what it says.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "inference/compress/sparse_tree.h"
+#include "support/builders.h"
+#include "support/oracle.h"
+#include "support/other_ways.h"
+
+namespace test {
+namespace {
+
+constexpr auto kSum = tv_equilibrium_sum;
+constexpr auto kNormal = tv_evidence_normal;
+
+// Every clique of the trees made while it lives is sparse.
+struct AllSparse : KeptLimits {
+  AllSparse() { tv::limits.sparse_cost = 0; }
+};
+
+tv_status_t propagate(tv_domain_t* domain) { return tv_domain_propagate(domain, kSum, kNormal); }
+
+std::vector<float> numbers_of(tv_table_t* table) {
+  const tv_number_t* data = tv_table_get_data(table);
+  return {data, data + tv_table_get_size(table)};
+}
+
+// What a host sees of a propagated domain and its twin is the same.
+void expect_same_results(tv_domain_t* one, tv_domain_t* other, Generator& random) {
+  const std::vector<tv_node_t*> nodes = nodes_of(one), twins = nodes_of(other);
+  for (size_t i = 0; i < nodes.size(); ++i) {
+    for (size_t s = 0; s < tv_node_get_number_of_states(nodes[i]); ++s)
+      EXPECT_TRUE(close(tv_node_get_belief(nodes[i], s), tv_node_get_belief(twins[i], s))) << i << " " << s;
+    EXPECT_EQ(tv_node_evidence_to_propagate(nodes[i]), tv_node_evidence_to_propagate(twins[i]));
+    EXPECT_EQ(tv_node_get_propagated_state(nodes[i]), tv_node_get_propagated_state(twins[i]));
+  }
+  EXPECT_NEAR(tv_domain_get_log_normalization_constant(one), tv_domain_get_log_normalization_constant(other),
+              2e-5);
+  const double conflict = tv_domain_get_conflict(one), twin = tv_domain_get_conflict(other);
+  EXPECT_NEAR(conflict, twin, 2e-5 * std::fabs(twin));
+  tv_clique_t* clique = tv_domain_get_first_clique(one);
+  tv_clique_t* twin_clique = tv_domain_get_first_clique(other);
+  for (; clique; clique = tv_clique_get_next(clique), twin_clique = tv_clique_get_next(twin_clique)) {
+    const std::vector<float> table = numbers_of(tv_clique_get_probability_table(clique)),
+                             full = numbers_of(tv_clique_get_probability_table(twin_clique));
+    ASSERT_EQ(table.size(), full.size());
+    for (size_t i = 0; i < table.size(); ++i) EXPECT_NEAR(table[i], full[i], 2e-6) << i;
+  }
+  std::vector<tv_node_t*> some, same;
+  for (size_t i = 0; i < nodes.size() && some.size() < 3; ++i)
+    if (random.chance(0.5)) {
+      some.push_back(nodes[i]);
+      same.push_back(twins[i]);
+    }
+  if (some.empty()) return;
+  some.push_back(nullptr);
+  same.push_back(nullptr);
+  const TableOwner joint(tv_domain_get_marginal(one, some.data())),
+      expected(tv_domain_get_marginal(other, same.data()));
+  ASSERT_TRUE(joint && expected);
+  const std::vector<float> found = numbers_of(joint.get()), wanted = numbers_of(expected.get());
+  for (size_t i = 0; i < found.size(); ++i) EXPECT_NEAR(found[i], wanted[i], 2e-6) << i;
+}
+
+TEST(Compress, ShowsWhatAFullDomainShows) {
+  const AllSparse all;
+  size_t shown = 0;
+  for (uint64_t seed = 0; seed < 200; ++seed) {
+    SCOPED_TRACE(seed);
+    tv::limits.sparse_cost = seed % 4 == 0 ? 1 : 0;  // some cliques, or all
+    Generator random(seed), choice(seed + 1000);
+    const Values values = seed % 5 == 1 ? Values::extreme : Values::zeros;
+    const DomainOwner full = random_network(random, values, {.max_nodes = 9, .max_joint = 4000});
+    const DomainOwner sparse(tv_domain_clone(full.get()));
+    const bool at_once = seed % 3 == 0;
+    if (at_once) {
+      ASSERT_EQ(tv_domain_set_zero_compression(sparse.get(), 1), tv_status_none);
+    }
+    ASSERT_EQ(tv_domain_compile(full.get()), tv_status_none);
+    ASSERT_EQ(tv_domain_compile(sparse.get()), tv_status_none);
+    EXPECT_EQ(tv_domain_is_compressed(sparse.get()), at_once);
+    for (int step = 0; step < 12; ++step) {
+      const size_t at = random.below(nodes_of(full.get()).size());
+      Generator one = random, other = random;
+      change_evidence(one, nodes_of(full.get())[at], Findings::any);
+      change_evidence(other, nodes_of(sparse.get())[at], Findings::any);
+      random = one;
+      const tv_equilibrium_t equilibrium = choice.chance(0.8) ? kSum : tv_equilibrium_max;
+      const tv_status_t status = tv_domain_propagate(full.get(), equilibrium, kNormal);
+      ASSERT_EQ(tv_domain_propagate(sparse.get(), equilibrium, kNormal), status);
+      if (status) {
+        ASSERT_EQ(tv_domain_initialize(full.get()), tv_status_none);
+        ASSERT_EQ(tv_domain_initialize(sparse.get()), tv_status_none);
+        continue;
+      }
+      if (choice.chance(0.2)) {
+        ASSERT_GT(tv_domain_compress(sparse.get()), 0.0);
+      }
+      expect_same_results(sparse.get(), full.get(), choice);
+      ++shown;
+      if (testing::Test::HasFailure()) return;
+    }
+  }
+  EXPECT_GT(shown, 200u);
+}
+
+// A chain of gates: each is the exclusive or of the two before it.
+DomainOwner gates(size_t count) {
+  DomainOwner domain = new_domain();
+  tv_node_t* first = add_node(domain.get(), "a", 2, {}, {0.7f, 0.3f});
+  tv_node_t* second = add_node(domain.get(), "b", 2, {}, {0.4f, 0.6f});
+  for (size_t i = 0; i < count; ++i) {
+    tv_node_t* gate = add_node(domain.get(), nullptr, 2, {first, second}, {1, 0, 0, 1, 0, 1, 1, 0});
+    first = second;
+    second = gate;
+  }
+  return domain;
+}
+
+TEST(Compress, StoresPossibleEntriesAlone) {
+  const AllSparse all;
+  const DomainOwner domain = gates(1);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  // 12 numbers of nodes and 8 of the clique, of which 4 are possible.
+  EXPECT_DOUBLE_EQ(tv_domain_compress(domain.get()), 16.0 / 20.0);
+  EXPECT_EQ(tv_domain_is_compressed(domain.get()), 1);
+  EXPECT_EQ(tv::stored_size(*tv_domain_get_first_clique(domain.get())), 4u);
+  EXPECT_DOUBLE_EQ(tv_domain_compress(domain.get()), 1.0);
+  tv_table_t* table = tv_clique_get_probability_table(tv_domain_get_first_clique(domain.get()));
+  ASSERT_EQ(tv_table_get_size(table), 8u);
+  size_t positive = 0;
+  for (const float number : numbers_of(table)) positive += number > 0;
+  EXPECT_EQ(positive, 4u);
+  ASSERT_EQ(tv_domain_uncompile(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_is_compressed(domain.get()), 0);
+}
+
+TEST(Compress, EvidenceLeavesNothingOut) {
+  const AllSparse all;
+  const DomainOwner domain = gates(6);
+  tv_node_t* const last = nodes_of(domain.get()).back();
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const float before = tv_node_get_belief(last, 0);
+  ASSERT_EQ(tv_node_select_state(last, 1), tv_status_none);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  ASSERT_GT(tv_domain_compress(domain.get()), 0.0);
+  EXPECT_EQ(tv_node_get_belief(last, 1), 1.0f);
+  ASSERT_EQ(tv_node_retract_findings(last), tv_status_none);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_TRUE(close(tv_node_get_belief(last, 0), before));
+  EXPECT_EQ(tv_domain_get_approximation_constant(domain.get()), 1.0);
+}
+
+TEST(Compress, TablesThatAllowMoreAreTakenIn) {
+  const AllSparse all;
+  for (const bool retracts : {false, true}) {
+    const DomainOwner domain = gates(4);
+    const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+    ASSERT_EQ(tv_domain_set_zero_compression(domain.get(), 1), tv_status_none);
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    if (!retracts) {
+      ASSERT_EQ(tv_node_select_state(nodes[5], 1), tv_status_none);
+    }
+    set_table(nodes[3], {0.9f, 0.1f, 0, 1, 0.2f, 0.8f, 1, 0});
+    EXPECT_EQ(tv_domain_tables_to_propagate(domain.get()), 1);
+    ASSERT_EQ(propagate(domain.get()), tv_status_none);
+    EXPECT_EQ(wrong_answer(domain.get(), kSum, kNormal), "");
+    set_table(nodes[3], {1, 0, 0, 1, 0, 1, 1, 0});
+    ASSERT_EQ(propagate(domain.get()), tv_status_none);
+    EXPECT_EQ(wrong_answer(domain.get(), kSum, kNormal), "");
+  }
+}
+
+TEST(Compress, WhatIsRefused) {
+  const AllSparse all;
+  const DomainOwner domain = gates(3);
+  EXPECT_EQ(tv_domain_is_compressed(domain.get()), 0);
+  EXPECT_EQ(tv_domain_compress(domain.get()), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_not_compiled);
+  EXPECT_EQ(tv_domain_get_approximation_constant(domain.get()), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_not_compiled);
+  EXPECT_EQ(tv_domain_get_compressed_memory_need(domain.get()), static_cast<size_t>(-1));
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_compress(domain.get()), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_no_equilibrium);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_max, kNormal), tv_status_none);
+  EXPECT_GT(tv_domain_compress(domain.get()), 0.0);
+  EXPECT_EQ(tv_domain_equilibrium_is(domain.get(), tv_equilibrium_max), 1);
+  EXPECT_EQ(tv_domain_propagate(domain.get(), kSum, tv_evidence_fast_retraction), tv_status_compressed);
+  EXPECT_EQ(
+      tv_jt_propagate(tv_domain_get_first_junction_tree(domain.get()), kSum, tv_evidence_fast_retraction),
+      tv_status_compressed);
+  EXPECT_EQ(tv_domain_equilibrium_is(domain.get(), tv_equilibrium_max), 1);
+  tv_node_t* nodes[] = {nodes_of(domain.get())[0], nullptr};
+  EXPECT_EQ(tv_domain_set_ijt_nodes(domain.get(), nodes), tv_status_compressed);
+  ASSERT_EQ(tv_domain_uncompile(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_domain_set_ijt_nodes(domain.get(), nodes), tv_status_none);
+  ASSERT_EQ(tv_domain_set_zero_compression(domain.get(), 1), tv_status_none);
+  EXPECT_EQ(tv_domain_compile(domain.get()), tv_status_usage);
+  EXPECT_EQ(tv_domain_is_triangulated(domain.get()), 0);
+  EXPECT_EQ(tv_domain_set_zero_compression(nullptr, 1), tv_status_usage);
+  EXPECT_EQ(tv_domain_get_zero_compression(domain.get()), 1);
+}
+
+// ---- Approximation ----
+
+TEST(Approximate, WhatIsRefused) {
+  const DomainOwner domain = gates(3);
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_EQ(tv_domain_approximate(domain.get(), 0.1), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_not_compiled);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  for (const double epsilon : {0.0, -1.0, nan, std::numeric_limits<double>::infinity()}) {
+    EXPECT_EQ(tv_domain_approximate(domain.get(), epsilon), -1.0);
+    EXPECT_EQ(tv_error_code(), tv_status_usage);
+  }
+  tv_node_t* const node = nodes_of(domain.get())[1];
+  ASSERT_EQ(tv_node_select_state(node, 1), tv_status_none);
+  EXPECT_EQ(tv_domain_approximate(domain.get(), 0.1), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+  ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_max, kNormal), tv_status_none);
+  EXPECT_EQ(tv_domain_approximate(domain.get(), 0.1), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_approximate(domain.get(), 3.0), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_inconsistency_or_underflow);
+  EXPECT_EQ(tv_node_get_selected_state(node), 1);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_EQ(wrong_answer(domain.get(), kSum, kNormal), "");
+}
+
+TEST(Approximate, HalvesTheThresholdUntilLittleEnoughIsLost) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* const node = add_node(domain.get(), "a", 5, {}, {0.5f, 0.3f, 0.1f, 0.06f, 0.04f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  // Below 0.125 / 2 lie 0.06 and 0.04, whose sum is less than 0.125.
+  EXPECT_NEAR(tv_domain_approximate(domain.get(), 0.125), 0.9, 1e-6);
+  EXPECT_NEAR(tv_domain_get_normalization_constant(domain.get()), 0.9, 1e-6);
+  EXPECT_NEAR(tv_node_get_belief(node, 0), 0.5 / 0.9, 1e-6);
+  EXPECT_EQ(tv_node_get_belief(node, 3), 0.0f);
+  // Below 0.15 / 2 and then 0.15 / 4 there is nothing left.
+  EXPECT_NEAR(tv_domain_approximate(domain.get(), 0.15), 0.9, 1e-6);
+  // Below 0.25 / 2 lies 0.1 / 0.9.
+  EXPECT_NEAR(tv_domain_approximate(domain.get(), 0.25), 0.8, 1e-6);
+  ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_get_approximation_constant(domain.get()), 1.0);
+  EXPECT_NEAR(tv_node_get_belief(node, 4), 0.04, 1e-7);
+}
+
+TEST(Approximate, IsNotMoreThanItsPropagation) {
+  // Entries that sum to less than epsilon only below epsilon / 4.
+  const DomainOwner domain = new_domain();
+  tv_node_t* const node = add_node(domain.get(), "a", 5, {}, {0.6f, 0.12f, 0.11f, 0.1f, 0.07f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  EXPECT_NEAR(tv_domain_approximate(domain.get(), 0.3), 0.93, 1e-6);
+  EXPECT_GT(tv_node_get_belief(node, 3), 0.1f);
+}
+
+// The joint distribution with every configuration left out that is zero in some clique table.
+std::vector<Vector> beliefs_of_kept(tv_domain_t* domain, Real& kept) {
+  struct View {
+    std::vector<size_t> nodes;
+    std::vector<float> numbers;
+  };
+  const Oracle oracle(domain);
+  std::vector<View> views;
+  for (tv_clique_t* clique = tv_domain_get_first_clique(domain); clique;
+       clique = tv_clique_get_next(clique)) {
+    View view;
+    tv_table_t* const table = tv_clique_get_probability_table(clique);
+    for (tv_node_t** node = tv_table_get_nodes(table); *node; ++node)
+      view.nodes.push_back(static_cast<size_t>(
+          std::find(oracle.nodes().begin(), oracle.nodes().end(), *node) - oracle.nodes().begin()));
+    view.numbers = numbers_of(table);
+    views.push_back(std::move(view));
+  }
+  std::vector<size_t> all(oracle.nodes().size()), states(all.size()), counts(all.size());
+  for (size_t i = 0; i < all.size(); ++i) {
+    all[i] = i;
+    counts[i] = tv_node_get_number_of_states(oracle.nodes()[i]);
+  }
+  const Vector joint = oracle.marginal(all, oracle.entered(), kSum);
+  std::vector<Vector> beliefs(all.size());
+  for (size_t i = 0; i < all.size(); ++i) beliefs[i].assign(counts[i], 0);
+  kept = 0;
+  for (size_t c = 0; c < joint.size(); ++c) {
+    size_t rest = c;
+    for (size_t i = all.size(); i-- > 0; rest /= counts[i]) states[i] = rest % counts[i];
+    const bool is_kept = std::all_of(views.begin(), views.end(), [&](const View& view) {
+      size_t index = 0;
+      for (const size_t node : view.nodes) index = index * counts[node] + states[node];
+      return view.numbers[index] > 0;
+    });
+    if (!is_kept) continue;
+    kept += joint[c];
+    for (size_t i = 0; i < all.size(); ++i) beliefs[i][states[i]] += joint[c];
+  }
+  for (Vector& belief : beliefs)
+    for (Real& number : belief) number /= kept;
+  return beliefs;
+}
+
+TEST(Approximate, AnswersAreThoseOfWhatIsKept) {
+  const AllSparse all;
+  size_t smaller = 0;
+  for (uint64_t seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    Generator random(seed);
+    const DomainOwner domain = random_network(random, Values::zeros, {.max_nodes = 7, .max_joint = 500});
+    if (seed % 2) {
+      ASSERT_EQ(tv_domain_set_zero_compression(domain.get(), 1), tv_status_none);
+    }
+    ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+    const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+    if (seed % 3 == 0) change_evidence(random, random.pick(nodes), Findings::hard);
+    if (propagate(domain.get())) continue;
+    const Real whole = Oracle(domain.get()).constant(Oracle(domain.get()).entered(), kSum);
+    const double constant = tv_domain_approximate(domain.get(), 0.2);
+    if (constant < 0) continue;
+    Real kept = 0;
+    const std::vector<Vector> beliefs = beliefs_of_kept(domain.get(), kept);
+    EXPECT_NEAR(constant, static_cast<double>(kept / whole), 1e-5);
+    const auto expect_kept = [&] {
+      for (size_t i = 0; i < nodes.size(); ++i)
+        for (size_t s = 0; s < beliefs[i].size(); ++s)
+          EXPECT_NEAR(tv_node_get_belief(nodes[i], s), static_cast<double>(beliefs[i][s]), 1e-5) << i;
+    };
+    expect_kept();
+    smaller += constant < 0.999;
+    ASSERT_GT(tv_domain_compress(domain.get()), 0.0);
+    expect_kept();
+    EXPECT_NEAR(tv_domain_get_approximation_constant(domain.get()), constant, 1e-5);
+    if (seed % 3 == 0) continue;
+    // A reset starts from what is kept.
+    ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+    ASSERT_EQ(propagate(domain.get()), tv_status_none);
+    expect_kept();
+    EXPECT_NEAR(tv_domain_get_approximation_constant(domain.get()), constant, 1e-5);
+    if (testing::Test::HasFailure()) return;
+  }
+  EXPECT_GT(smaller, 20u);
+}
+
+// ---- Too large for full tables ----
+
+// Many gates over few inputs, each with any two nodes before it: large cliques that follow from the inputs.
+DomainOwner wide_circuit(size_t inputs, size_t gates, Generator& random) {
+  DomainOwner domain = new_domain();
+  std::vector<tv_node_t*> nodes;
+  for (size_t i = 0; i < inputs; ++i) {
+    const auto p = static_cast<float>(0.1 + 0.8 * random.uniform());
+    nodes.push_back(add_node(domain.get(), nullptr, 2, {}, {p, 1 - p}));
+  }
+  const std::vector<float> kinds[] = {
+      {1, 0, 0, 1, 0, 1, 1, 0}, {1, 0, 1, 0, 1, 0, 0, 1}, {1, 0, 0, 1, 0, 1, 0, 1}};
+  for (size_t g = 0; g < gates; ++g) {
+    const size_t one = random.below(nodes.size()),
+                 other = (one + 1 + random.below(nodes.size() - 1)) % nodes.size();
+    nodes.push_back(add_node(domain.get(), nullptr, 2, {nodes[one], nodes[other]}, kinds[random.below(3)]));
+  }
+  return domain;
+}
+
+TEST(Compress, NetworksCompileWhoseFullTablesNoMachineHolds) {
+  Generator random(5);
+  const size_t inputs = 8;
+  const DomainOwner domain = wide_circuit(inputs, 200, random);
+  const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+  const size_t limit = size_t{8} << 20;
+  ASSERT_EQ(tv_domain_set_memory_limit(domain.get(), limit), tv_status_none);
+  ASSERT_EQ(tv_domain_triangulate(domain.get(), tv_method_best_greedy), tv_status_none);
+  const size_t full = tv_domain_get_memory_need(domain.get());
+  EXPECT_GT(full, 100 * limit);
+  const size_t need = tv_domain_get_compressed_memory_need(domain.get());
+  EXPECT_LT(need, limit);
+  EXPECT_EQ(tv_domain_compile(domain.get()), tv_status_no_memory);
+  ASSERT_EQ(tv_domain_set_zero_compression(domain.get(), 1), tv_status_none);
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none) << tv_error_message();
+  // Elimination over positive entries: each configuration of the inputs determines everything.
+  const auto expect_right = [&](const std::vector<std::pair<size_t, size_t>>& evidence) {
+    std::vector<double> one(nodes.size(), 0.0);
+    double total = 0.0;
+    for (size_t c = 0; c < size_t{1} << inputs; ++c) {
+      std::vector<size_t> states(nodes.size());
+      double weight = 1.0;
+      for (size_t i = 0; i < nodes.size(); ++i) {
+        tv_table_t* const table = tv_node_get_table(nodes[i]);
+        const tv_number_t* data = tv_table_get_data(table);
+        if (i < inputs) {
+          states[i] = c >> i & 1;
+          weight *= data[states[i]];
+          continue;
+        }
+        size_t index = 0;
+        for (tv_node_t** parent = tv_node_get_parents(nodes[i]); *parent; ++parent)
+          index = 2 * index +
+                  states[static_cast<size_t>(std::find(nodes.begin(), nodes.end(), *parent) - nodes.begin())];
+        states[i] = data[2 * index + 1] > 0;
+      }
+      for (const auto& [node, state] : evidence) weight *= states[node] == state;
+      total += weight;
+      for (size_t i = 0; i < nodes.size(); ++i) one[i] += weight * static_cast<double>(states[i]);
+    }
+    EXPECT_NEAR(tv_domain_get_normalization_constant(domain.get()), total, 1e-5 * total);
+    for (size_t i = 0; i < nodes.size(); ++i)
+      EXPECT_NEAR(tv_node_get_belief(nodes[i], 1), one[i] / total, 2e-6) << i;
+  };
+  expect_right({});
+  const size_t output = nodes.size() - 1, middle = nodes.size() / 2;
+  const auto likely = [&](size_t node) -> size_t { return tv_node_get_belief(nodes[node], 1) > 0.5f; };
+  std::vector<std::pair<size_t, size_t>> evidence;
+  for (const size_t node : {output, middle}) {
+    evidence.push_back({node, likely(node)});
+    ASSERT_EQ(tv_node_select_state(nodes[node], evidence.back().second), tv_status_none);
+    ASSERT_EQ(propagate(domain.get()), tv_status_none);
+    expect_right(evidence);
+  }
+  tv_node_t* pair[] = {nodes[0], nodes[output - 1], nullptr};
+  const TableOwner joint(tv_domain_get_marginal(domain.get(), pair));
+  ASSERT_TRUE(joint);
+  const std::vector<float> numbers = numbers_of(joint.get());
+  EXPECT_NEAR(numbers[2] + numbers[3], tv_node_get_belief(nodes[0], 1), 2e-6);
+  EXPECT_NEAR(numbers[1] + numbers[3], tv_node_get_belief(nodes[output - 1], 1), 2e-6);
+}
+
+}  // namespace
+}  // namespace test
