@@ -41,8 +41,9 @@ tv_status_t find_rows(const SupportRequest& request, std::shared_ptr<SparseTree>
   TreeSupport support;
   if (tv_status_t status = find_support(request, support)) return status;
   bytes = bytes_of_rows(request.tree, support);
-  sparse = may_be_sparse(request.tree) ? make_sparse_tree(request.tree, support) : nullptr;
-  if (sparse && !request.keeps && is_whole(*sparse)) sparse = nullptr;
+  const bool is_cut = request.keeps != nullptr;
+  sparse = may_be_sparse(request.tree) ? make_sparse_tree(request.tree, support, is_cut) : nullptr;
+  if (sparse && !is_cut && is_whole(*sparse)) sparse = nullptr;
   return tv_status_none;
 }
 
@@ -108,10 +109,7 @@ tv_status_t find_sparse_tree_of(TreeEngine& engine, std::shared_ptr<SparseTree>&
   refresh_shapes(engine);
   PositiveEntries positive(engine);
   for (size_t c = 0; c < engine.cliques.size(); ++c) positive.read(c);
-  const SupportRequest request = {tree, most_bytes(tree), PositiveEntries::keeps, &positive};
-  if (tv_status_t status = find_rows(request, sparse, bytes)) return status;
-  sparse->is_cut = true;
-  return tv_status_none;
+  return find_rows({tree, most_bytes(tree), PositiveEntries::keeps, &positive}, sparse, bytes);
 }
 
 // What the states of a tree's nodes were before its engine is made anew.

@@ -186,8 +186,10 @@ std::vector<bool> zeros_of_potentials(const JunctionTree& tree) {
   return zeros;
 }
 
-std::unique_ptr<SparseTree> make_sparse_tree(const JunctionTree& tree, const TreeSupport& support) {
+std::unique_ptr<SparseTree> make_sparse_tree(const JunctionTree& tree, const TreeSupport& support,
+                                             bool is_cut) {
   auto sparse = std::make_unique<SparseTree>();
+  sparse->is_cut = is_cut;
   const size_t cliques = tree.clique_count();
   sparse->zeros = zeros_of_potentials(tree);
   sparse->cliques.resize(cliques);
@@ -195,7 +197,7 @@ std::unique_ptr<SparseTree> make_sparse_tree(const JunctionTree& tree, const Tre
   for (size_t c = 0; c < cliques; ++c) {
     const PackedRows& rows = support.cliques[c];
     if (rows.size() > UINT32_MAX / 2) throw std::bad_alloc();  // beyond the positions of any list
-    if (!prefers_entries(*tree.cliques[c], rows.size())) continue;
+    if (!is_cut && !prefers_entries(*tree.cliques[c], rows.size())) continue;
     sparse->cliques[c].reset(
         new SparseClique{{tree.cliques[c]->members(), rows}, {}, {}, {}, sparse->entries});
     sparse->entries += rows.size();

@@ -79,8 +79,10 @@ bool may_be_sparse(const JunctionTree& tree) noexcept;
 // Which entries of the potentials are zero, one behind the other.
 std::vector<bool> zeros_of_potentials(const JunctionTree& tree);
 
-// Decides which cliques are sparse and lists where their entries are.
-std::unique_ptr<SparseTree> make_sparse_tree(const JunctionTree& tree, const TreeSupport& support);
+// Decides which cliques are sparse and lists where their entries are. Where possible configurations were left
+// out (`is_cut`), all cliques are: full tables would form them again.
+std::unique_ptr<SparseTree> make_sparse_tree(const JunctionTree& tree, const TreeSupport& support,
+                                             bool is_cut = false);
 
 // Bytes of what a tree's sparse tables share; 0 where its tables are full.
 size_t sparse_bytes(const JunctionTree& tree) noexcept;
