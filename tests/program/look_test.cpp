@@ -185,7 +185,7 @@ TEST_F(Program, EveryExampleIsSoundAndItsBeliefsAreDistributions) {
 TEST_F(Program, ThePagesShowWhatIsPrinted) {
   const std::regex times("[0-9.]+\n"), blanks(" +");
   size_t sessions = 0;
-  for (const char* page : {"README.md", "docs/program.md", "docs/decisions.md"}) {
+  for (const char* page : {"README.md", "docs/program.md", "docs/decisions.md", "docs/compression.md"}) {
     std::istringstream lines(read_file(kExamples + "/../" + page));
     std::string command, expected;
     const auto compare = [&] {
@@ -224,6 +224,11 @@ TEST_F(Program, HostsInCAndInCppRun) {
   EXPECT_NE(c.output.find("tuberculosis\n  yes          0.113933\n"), std::string::npos) << c.output;
   EXPECT_NE(c.output.find("probability of the evidence: 0.0706701\n"), std::string::npos) << c.output;
   EXPECT_EQ(shell("'" TARVO_HOST_BELIEFS "' chest.net dyspnoea perhaps").exit_code, 1);
+  const Outcome compressed = shell("'" TARVO_HOST_COMPRESS "' multiplier.net");
+  const std::regex saved("[0-9]+ bytes instead of [0-9]+\nP\\(a4 = 1 \\| p11 = 1\\) = 0.7057\n");
+  EXPECT_TRUE(std::regex_match(compressed.output, saved)) << compressed.output << compressed.errors;
+  EXPECT_TRUE(contains(read_file(kExamples + "/../docs/compression.md"),
+                       "```c\n" + read_file(kExamples + "/hosts/compress.c") + "```\n"));
   EXPECT_EQ(shell("'" TARVO_HOST_WHATIF "'").output,
             "P(rain) = 0.5000\n"
             "P(rain | cloudy = yes) = 0.8000\n"

@@ -20,6 +20,7 @@ struct Answers {
   double max_log_probability = 0.0;
   Policies policies = Policies::kNoDecisions;
   std::vector<Entered> evidence;
+  CompressionFigures compression;
   std::vector<tv_node_t*> nodes;  // to show
 };
 

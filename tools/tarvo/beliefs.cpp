@@ -41,7 +41,8 @@ Policies policies_of(const Network& network) {
 }
 
 // The probability of the evidence and the conflict are those of a sum propagation with normal evidence, so
-// that propagation comes first, whatever kind of beliefs is asked for.
+// that propagation comes first, whatever kind of beliefs is asked for. Full tables are approximated last, as
+// the propagation of what is entered would forget it: the figures of the evidence stay exact.
 Answers propagate_all(const Network& network, const BeliefsOptions& options) {
   const tv_domain_t* domain = network.domain();
   propagate(network);
@@ -55,6 +56,8 @@ Answers propagate_all(const Network& network, const BeliefsOptions& options) {
                                    [](const Entered& entered) { return entered.value.has_value(); });
   answers.policies = policies_of(network);
 
+  if (options.compression.approximates() && !options.compression.compress)
+    answers.compression.kept = approximate(network, options.compression);
   if (options.max) {
     propagate(network, tv_equilibrium_max);
     answers.max_probability = tv_domain_get_normalization_constant(domain);
@@ -113,10 +116,11 @@ ExitCode show_beliefs(const BeliefsOptions& options) {
   tv_domain_t* domain = network.domain();
   if (trace) expect(tv_domain_set_log_file(domain, trace->stream()), network.file());
   expect(tv_domain_set_concurrency_level(domain, options.threads), network.file());
-  compile(network, options.triangulation);
+  const CompressionFigures compression = compile(network, options.triangulation, options.compression);
   enter_evidence(network, findings, options.evidence.case_file);
   Answers answers = propagate_all(network, options);
   answers.nodes = nodes;
+  if (options.compression.compress) answers.compression = compression;
   if (trace) {
     expect(tv_domain_set_log_file(domain, nullptr), network.file());
     trace->commit();

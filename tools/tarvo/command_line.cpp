@@ -51,6 +51,7 @@ CLI::App* add_beliefs(CLI::App& app, BeliefsOptions& options) {
   command->add_flag("--fast-retraction", options.fast_retraction,
                     "leave each node's own evidence out of its belief");
   add_triangulation(command, options.triangulation);
+  add_compression(command, options.compression);
   add_threads(command, options.threads, "threads for the operations on large tables (default: 1)");
   command->add_option("--trace", options.trace, "write the trace of the compilation to a file")
       ->type_name("FILE");
@@ -65,15 +66,19 @@ CLI::App* add_decide(CLI::App& app, DecideOptions& options) {
                   options.source, options.format);
   add_evidence(command, options.evidence);
   add_triangulation(command, options.triangulation);
+  add_compression(command, options.compression);
+  command->get_option("--approximate")->group("");  // known so that it can be refused in words
   return command;
 }
 
 CLI::App* add_info(CLI::App& app, InfoOptions& options) {
   CLI::App* command = add_command(app, "info", "Print the size of a network and of its junction forest",
                                   "  tarvo info examples/printer.net\n"
-                                  "  tarvo info examples/printer.net --triangulation all",
+                                  "  tarvo info examples/printer.net --triangulation all\n"
+                                  "  tarvo info examples/linkage.net --compress",
                                   options.source, options.format);
   add_triangulation(command, options.triangulation, "all");
+  add_compression(command, options.compression);
   return command;
 }
 
@@ -218,6 +223,7 @@ ExitCode run_command(int argc, char** argv) {
        {&options.beliefs.triangulation, &options.decide.triangulation, &options.info.triangulation,
         &options.check.triangulation, &options.adapt.triangulation})
     expect_consistent(*triangulation);
+  expect_consistent(options.beliefs.compression, options.beliefs.max, options.beliefs.fast_retraction);
   if (*beliefs_command) return show_beliefs(options.beliefs);
   if (*info_command) return show_info(options.info);
   if (*check_command) return check(options.check);

@@ -102,6 +102,21 @@ void add_triangulation(CLI::App* command, TriangulationOptions& options, const c
       ->type_name("FILE");
 }
 
+void add_compression(CLI::App* command, CompressionOptions& options) {
+  command->add_flag("--compress", options.compress,
+                    "tables without room for what is impossible, so that larger networks fit");
+  command
+      ->add_option("--approximate", options.epsilon,
+                   "leave out what is least probable: less than EPSILON of each clique")
+      ->type_name("EPSILON")
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            return parse_epsilon(text) ? ""
+                                       : "\"" + text + "\" is no positive number; expected 0.001 or the like";
+          },
+          ""));
+}
+
 CLI::App* add_command(CLI::App& app, const char* name, const char* description, const char* examples,
                       Source& source, Format& format) {
   CLI::App* command = app.add_subcommand(name, description);

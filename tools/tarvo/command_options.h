@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "compression.h"
 #include "output.h"
 #include "triangulation.h"
 
@@ -34,5 +35,8 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* description, 
 
 // Of the commands that compile.
 void add_triangulation(CLI::App* command, TriangulationOptions& options, const char* more_methods = "");
+
+// Of those that compile to answer one question.
+void add_compression(CLI::App* command, CompressionOptions& options);
 
 }  // namespace program

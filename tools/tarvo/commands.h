@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "compression.h"
 #include "evidence.h"
 #include "output.h"
 #include "triangulation.h"
@@ -17,6 +18,7 @@ struct BeliefsOptions {
   bool max = false;
   bool fast_retraction = false;
   TriangulationOptions triangulation;
+  CompressionOptions compression;
   size_t threads = 1;
   std::string trace;  // file for the trace of the compilation; none when empty
   Format format = Format::kText;
@@ -27,6 +29,7 @@ struct DecideOptions {
   Source source;
   EvidenceOptions evidence;
   TriangulationOptions triangulation;
+  CompressionOptions compression;
   Format format = Format::kText;
 };
 ExitCode decide(const DecideOptions& options);
@@ -34,6 +37,7 @@ ExitCode decide(const DecideOptions& options);
 struct InfoOptions {
   Source source;
   TriangulationOptions triangulation;  // its method may be "all"
+  CompressionOptions compression;
   Format format = Format::kText;
 };
 ExitCode show_info(const InfoOptions& options);

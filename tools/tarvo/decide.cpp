@@ -104,7 +104,7 @@ ExitCode decide(const DecideOptions& options) {
                   network.file() + ": the network has no decisions; \"tarvo beliefs\" answers for it");
   // For each number of a policy there is a copy, and at most one probability of a configuration.
   expect_to_fit(network, decisions, 2 * sizeof(tv_number_t));
-  compile(network, options.triangulation);
+  const CompressionFigures compression = compile(network, options.triangulation, options.compression);
   expect_to_fit(network, decisions, 2 * sizeof(tv_number_t), tv_domain_get_memory_need(network.domain()));
   enter_evidence(network, findings, options.evidence.case_file);
 
@@ -112,6 +112,7 @@ ExitCode decide(const DecideOptions& options) {
   plan.expected_utility = update(network);
   plan.probability = tv_domain_get_normalization_constant(network.domain());
   plan.evidence = entered_evidence(network);
+  plan.compression = compression;
   for (tv_node_t* decision : decisions) plan.policies.push_back(policy_of(network, decision));
   if (tv_node_t* next = next_decision(decisions))
     plan.next = NextDecision{next, utilities_of_states(network, decisions, next)};

@@ -78,6 +78,7 @@ void print_as_json(const Network& network, const BeliefsOptions& options, const 
   add_evidence(document, answers.evidence);
   for (const auto& [name, figure] : figures_of(options, answers)) document[name] = json_number(figure);
   if (!answers.conflict) document["conflict"] = Json();
+  document.update(json_of(answers.compression));
   document["nodes"] = Json::array();
   for (tv_node_t* node : answers.nodes) document["nodes"].push_back(json_of(network, node));
   print_json(document);
@@ -88,6 +89,7 @@ void print_as_csv(const Network& network, const BeliefsOptions& options, const A
   for (const Entered& entered : answers.evidence) print_rows(csv, entered);
   for (tv_node_t* node : answers.nodes) print_rows(csv, network, node);
   for (const auto& [name, figure] : figures_of(options, answers)) csv.row({"", "", name, shortest(figure)});
+  print_rows(csv, answers.compression, 4);
 }
 
 }  // namespace program

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "memory.h"
 
 namespace program {
 
@@ -24,8 +25,6 @@ struct NetworkFigures {
   Family largest;
 };
 
-inline constexpr size_t kTooLarge = static_cast<size_t>(-1);
-
 // A prime component that is not complete: what it costs depends on its triangulation.
 struct ComponentFigures {
   std::string first;  // one of its nodes
@@ -42,7 +41,8 @@ struct ForestFigures {
   size_t table_size = 0;  // entries of all clique and separator tables; kTooLarge past the range of size_t
   size_t cg_size = 0;     // numbers for the continuous members of all of them, likewise
   size_t cost = 0;        // entries of all clique tables, likewise
-  size_t memory = 0;      // bytes that compiling would take, likewise
+  size_t memory = 0;      // bytes that compiling to full tables would take, likewise
+  CompressionFigures compression;
   double milliseconds = 0;
   std::vector<ComponentFigures> components;  // the costliest first
   double bound = 0;                          // which the cost of no triangulation goes below
@@ -57,7 +57,7 @@ struct Figures {
 
 void print_network(const Network& network, const NetworkFigures& figures);
 void print_forest(const Network& network, const ForestFigures& figures);
-void print_comparison_header();
+void print_comparison_header(const CompressionOptions& compression);
 void print_compared(const ForestFigures& figures);
 void print_as_json(const Network& network, const Figures& figures);
 void print_as_csv(const Network& network, const Figures& figures);

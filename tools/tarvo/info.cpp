@@ -8,6 +8,7 @@
 #include "lower_bound.h"
 #include "memory.h"
 #include "progress.h"
+#include "propagation.h"
 
 namespace program {
 namespace {
@@ -104,7 +105,22 @@ void read_components(tv_domain_t* domain, ForestFigures& figures) {
                    [](const ComponentFigures& a, const ComponentFigures& b) { return a.cost > b.cost; });
 }
 
-ForestFigures triangulated(const Network& network, const TriangulationOptions& options) {
+// Nothing is compiled unless there is an approximation to look at.
+CompressionFigures compression_of(const Network& network, const std::string& method,
+                                  const CompressionOptions& options, size_t full_memory) {
+  CompressionFigures figures;
+  if (options.approximates()) {
+    const Activity compiling("compiling " + network.file());
+    figures = compile_triangulated(network, method, options);
+    if (!options.compress) figures.kept = approximate(network, options);
+  } else if (options.compress) {
+    figures.memory = {full_memory, compressed_memory_need(network)};
+  }
+  return figures;
+}
+
+ForestFigures triangulated(const Network& network, const TriangulationOptions& options,
+                           const CompressionOptions& compression) {
   const Activity triangulating("triangulating " + network.file() + " by " + options.method);
   ForestFigures figures;
   figures.method = options.decider();
@@ -115,6 +131,7 @@ ForestFigures triangulated(const Network& network, const TriangulationOptions& o
   if (status == tv_status_none) {
     read_forest(network.domain(), figures);
     read_components(network.domain(), figures);
+    figures.compression = compression_of(network, figures.method, compression, figures.memory);
   } else {
     figures.trouble = library_message();
   }
@@ -125,15 +142,19 @@ ForestFigures triangulated(const Network& network, const TriangulationOptions& o
 }  // namespace
 
 ExitCode show_info(const InfoOptions& options) {
-  const Network network(options.source);
   const bool compares = options.triangulation.method == "all", is_text = options.format == Format::kText;
-  Figures figures{figures_of(network), {}, hopeless_treewidth(network)};
+  if (compares && options.compression.approximates())
+    throw Failure(kWrongUsage, "--approximate compiles; beside it stands one --triangulation, not all");
+  const Network network(options.source);
+  expect_possible(network, options.compression);
+  if (options.compression.approximates()) expect_to_fit(network, network.nodes());
+  Figures figures{figures_of(network), {}, options.compression.compress ? 0 : hopeless_treewidth(network)};
   if (is_text) {
     print_network(network, figures.network);
     if (figures.hopeless)
       std::printf("\nToo large to compile: %s.\n", explain_hopeless(figures.hopeless).c_str());
     else if (compares)
-      print_comparison_header();
+      print_comparison_header(options.compression);
     std::fflush(stdout);
   }
   for (const auto& [name, method] : kMethods) {
@@ -141,7 +162,7 @@ ExitCode show_info(const InfoOptions& options) {
     TriangulationOptions with_method = options.triangulation;
     with_method.method = name;
     if (compares && with_method.max_separators == 0) with_method.max_separators = kMostCompared;
-    const ForestFigures forest = triangulated(network, with_method);
+    const ForestFigures forest = triangulated(network, with_method, options.compression);
     if (!compares && !forest.trouble.empty()) throw Failure(kFailed, network.file() + ": " + forest.trouble);
     if (is_text) compares ? print_compared(forest) : print_forest(network, forest);
     figures.forests.push_back(forest);

@@ -14,7 +14,6 @@
 namespace program {
 namespace {
 
-constexpr size_t kHuge = static_cast<size_t>(-1);
 constexpr char kUnits[] = {'K', 'M', 'G', 'T'};
 constexpr size_t kSlack = size_t{64} << 20;  // for stacks, buffers and what tables bring with them
 
@@ -26,12 +25,19 @@ std::string limit_text(size_t limit) {
   return text;
 }
 
-std::string refusal(const Network& network, const std::string& method) {
+// Of the triangulated domain, with the tables that it is to have.
+size_t need_of(tv_domain_t* domain) {
+  return tv_domain_get_zero_compression(domain) == 1 ? tv_domain_get_compressed_memory_need(domain)
+                                                     : tv_domain_get_memory_need(domain);
+}
+
+std::string refusal(const Network& network, size_t need, const std::string& method) {
   tv_domain_t* domain = network.domain();
-  const size_t need = tv_domain_get_memory_need(domain);
+  const bool is_compressed = tv_domain_get_zero_compression(domain) == 1;
   std::string text = network.file() + ": too large to compile: ";
-  text += need == kHuge ? "the memory needed is beyond any number of this machine"
-                        : memory_text(need) + " needed";
+  text += need == kTooLarge ? "the memory needed is beyond any number of this machine"
+                            : memory_text(need) + " needed";
+  if (is_compressed) text += " with compressed tables";
   text += ", " + limit_text(network.memory_limit());
   text += "\n  The treewidth is " + std::to_string(treewidth(domain)) + " by the method " + method + ".";
   text += "\n  What may help: ";
@@ -40,6 +46,8 @@ std::string refusal(const Network& network, const std::string& method) {
       "--effort 1000, a longer search for smaller tables; a higher --memory-limit; a network with fewer "
       "states, or fewer parents for its nodes.";
   text += "\n  \"tarvo info FILE --triangulation all\" shows the need of every method without allocating it.";
+  if (!is_compressed)
+    text += "\n  \"tarvo info FILE --compress\" shows what is needed where impossible states take no room.";
   return text;
 }
 
@@ -70,7 +78,7 @@ std::optional<size_t> parse_memory_size(const std::string& text) {
 }
 
 std::string memory_text(size_t bytes) {
-  if (bytes >= kHuge / 2) return "HUGE";
+  if (bytes >= kTooLarge / 2) return "HUGE";
   if (bytes < 1024) return std::to_string(bytes) + " bytes";
   double number = static_cast<double>(bytes) / 1024;
   size_t unit = 0;
@@ -89,7 +97,7 @@ void enforce_memory_limit(size_t limit) {
 #if !defined(__SANITIZE_ADDRESS__) && \
     !defined(__SANITIZE_THREAD__)  // which reserve more than any machine has
   rlimit present{};
-  if (limit == 0 || limit > kHuge - kSlack || getrlimit(RLIMIT_DATA, &present) != 0) return;
+  if (limit == 0 || limit > kTooLarge - kSlack || getrlimit(RLIMIT_DATA, &present) != 0) return;
   present.rlim_cur = std::min<rlim_t>(present.rlim_cur, limit + kSlack);
   setrlimit(RLIMIT_DATA,
             &present);  // where that is not possible, the needs computed beforehand are the limit
@@ -114,9 +122,9 @@ void expect_to_fit(const Network& network, const std::vector<tv_node_t*>& nodes,
   }
   const auto bytes = [&](double numbers) {
     const double need = numbers * (sizeof(tv_number_t) + copies);
-    return need < 0x1p62 ? static_cast<size_t>(need) : kHuge / 2;
+    return need < 0x1p62 ? static_cast<size_t>(need) : kTooLarge / 2;
   };
-  if (!largest || bytes(total) + std::min(beside, kHuge / 2) <= network.memory_limit()) return;
+  if (!largest || bytes(total) + std::min(beside, kTooLarge / 2) <= network.memory_limit()) return;
   char numbers[32];
   std::snprintf(numbers, sizeof numbers, most < 1e15 ? "%.0f" : "%.3g", most);
   std::string text = network.file() + ": too large: the table of \"" + name_of(largest) + "\" has " +
@@ -141,12 +149,17 @@ void fail_to_compile(const Network& network, tv_status_t status, const std::stri
   const std::string reason = library_message();
   tv_domain_t* domain = network.domain();
   const size_t limit = network.memory_limit();
-  if (status == tv_status_no_memory && tv_domain_is_triangulated(domain) == 1 && limit > 0 &&
-      tv_domain_get_memory_need(domain) > limit)
-    throw Failure(kFailed, refusal(network, method));
+  if (status == tv_status_no_memory && tv_domain_is_triangulated(domain) == 1 && limit > 0) {
+    const size_t need = need_of(domain);
+    const bool is_known = need != kTooLarge || tv_error_code() == tv_status_size_too_large;
+    if (is_known && need > limit) throw Failure(kFailed, refusal(network, need, method));
+  }
   if (status == tv_status_no_memory && limit > 0)
-    throw Failure(kFailed,
-                  network.file() + ": compiling takes more memory than tables leave; " + limit_text(limit));
+    throw Failure(kFailed, network.file() +
+                               (tv_domain_get_zero_compression(domain) == 1
+                                    ? ": finding what is possible takes more memory than there may be; "
+                                    : ": compiling takes more memory than tables leave; ") +
+                               limit_text(limit));
   throw Failure(kFailed, network.file() + ": " + reason);
 }
 

@@ -11,7 +11,10 @@ namespace program {
 // "1536", "512K", "3.5G": bytes, with K, M, G and T for powers of 1024. Nothing when it is no such text.
 std::optional<size_t> parse_memory_size(const std::string& text);
 
-// "17 bytes", "1.5 KiB" ...; "HUGE" for all ones, which stands for a size that does not fit.
+// Stands for a size that does not fit.
+inline constexpr size_t kTooLarge = static_cast<size_t>(-1);
+
+// "17 bytes", "1.5 KiB" ...; "HUGE" for what is too large.
 std::string memory_text(size_t bytes);
 
 // The limit for a command that was given `text`: four fifths of what there is where that is empty. In bytes,

@@ -64,6 +64,7 @@ struct Plan {
   double expected_utility = 0.0;
   double probability = 1.0;  // of the evidence
   std::vector<Entered> evidence;
+  CompressionFigures compression;
   std::vector<Policy> policies;
   std::optional<NextDecision> next;
 };

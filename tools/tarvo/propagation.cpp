@@ -71,8 +71,10 @@ class Search {
 [[noreturn]] void fail_for_impossible_evidence(const Network& network) {
   const Activity searching("looking for the findings that do not go together");
   const std::vector<tv_node_t*> group = smallest_impossible_group(network);
+  const bool is_approximated = tv_domain_get_approximation_constant(network.domain()) < 1;
   std::string text = network.file() + ": the evidence is impossible";
   if (group.empty()) throw Failure(kFailed, text + ", and so is the network without it");
+  if (is_approximated) text += " in what --approximate has left";
   text += group.size() == 1 ? "; this cannot be true:" : "; these findings cannot be true together:";
   for (const Entered& entered : entered_evidence(network))
     if (std::find(group.begin(), group.end(), entered.node) != group.end())
@@ -88,16 +90,35 @@ std::vector<tv_node_t*> smallest_impossible_group(const Network& network) {
   return nodes;
 }
 
-void compile(const Network& network, const TriangulationOptions& options) {
+CompressionFigures compile(const Network& network, const TriangulationOptions& options,
+                           const CompressionOptions& compression) {
   const Activity compiling("compiling " + network.file());
-  tv_domain_t* domain = network.domain();
+  expect_possible(network, compression);
   expect_to_fit(network, network.nodes());
-  if (const size_t treewidth = hopeless_treewidth(network))
+  // Cliques that are too large for any table may still have few possible configurations.
+  const size_t treewidth = compression.compress ? 0 : hopeless_treewidth(network);
+  if (treewidth > 0)
     throw Failure(kFailed, network.file() + ": too large to compile: " + explain_hopeless(treewidth));
   expect(triangulate(network, options), network.file());
+  return compile_triangulated(network, options.decider(), compression);
+}
+
+CompressionFigures compile_triangulated(const Network& network, const std::string& method,
+                                        const CompressionOptions& compression) {
+  tv_domain_t* domain = network.domain();
+  CompressionFigures figures;
+  if (compression.compress) figures.memory = {tv_domain_get_memory_need(domain), 0};
+  expect(tv_domain_set_zero_compression(domain, compression.compress), network.file());
   const tv_status_t status = tv_domain_compile(domain);
   if (status == tv_status_inconsistency_or_underflow) fail_for_impossible_evidence(network);
-  if (status != tv_status_none) fail_to_compile(network, status, options.decider());
+  if (status != tv_status_none) fail_to_compile(network, status, method);
+  if (!compression.compress) return figures;
+  if (compression.approximates()) {
+    figures.kept = approximate(network, compression);
+    if (tv_domain_compress(domain) < 0) fail_with_status(network.file());
+  }
+  figures.memory->compressed = tv_domain_get_memory_need(domain);
+  return figures;
 }
 
 void propagate(const Network& network, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) {

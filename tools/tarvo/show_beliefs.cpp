@@ -101,9 +101,11 @@ void print_figures(const BeliefsOptions& options, const Answers& answers) {
     print("Most probable configuration", significant(answers.max_probability));
     print("Its natural logarithm", logarithm(answers.max_log_probability));
   }
-  if (!answers.conflict) return;
-  const char* verdict = *answers.conflict > 1 ? " (the findings disagree)" : " (the findings agree)";
-  print("Conflict", significant(*answers.conflict) + (answers.evidence.size() < 2 ? "" : verdict));
+  if (answers.conflict) {
+    const char* verdict = *answers.conflict > 1 ? " (the findings disagree)" : " (the findings agree)";
+    print("Conflict", significant(*answers.conflict) + (answers.evidence.size() < 2 ? "" : verdict));
+  }
+  print_lines(answers.compression);
 }
 
 }  // namespace

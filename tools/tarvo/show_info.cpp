@@ -47,6 +47,7 @@ Json json_of(const ForestFigures& figures) {
                  {"memory_needed", size_json(figures.memory)},
                  {"cost_at_least", count_json(figures.bound)},
                  {"milliseconds", figures.milliseconds}});
+  forest.update(json_of(figures.compression));
   forest["components"] = Json::array();
   for (const ComponentFigures& component : figures.components)
     forest["components"].push_back({{"nodes", component.members},
@@ -60,6 +61,18 @@ Json json_of(const ForestFigures& figures) {
 bool is_optimal(const ForestFigures& figures) {
   return std::all_of(figures.components.begin(), figures.components.end(),
                      [](const ComponentFigures& component) { return component.is_optimal(); });
+}
+
+std::string beyond_limit(const Network& network, size_t bytes) {
+  const size_t limit = network.memory_limit();
+  return limit > 0 && bytes > limit ? ", over the limit of " + memory_text(limit) : "";
+}
+
+std::string compressed_column(const ForestFigures& figures) {
+  const auto& memory = figures.compression.memory;
+  if (!memory) return "";
+  const std::string text = memory_text(memory->compressed);
+  return std::string(text.size() < 12 ? 12 - text.size() : 1, ' ') + text;
 }
 
 constexpr size_t kMostComponents = 10;
@@ -114,22 +127,26 @@ void print_forest(const Network& network, const ForestFigures& figures) {
   std::printf("  cost            %s entries in cliques%s\n", size_text(figures.cost).c_str(),
               is_optimal(figures) ? ", the least that is possible" : "");
   std::printf("  memory needed   %s to compile it%s\n", memory_text(figures.memory).c_str(),
-              network.memory_limit() > 0 && figures.memory > network.memory_limit()
-                  ? (", over the limit of " + memory_text(network.memory_limit())).c_str()
-                  : "");
+              beyond_limit(network, figures.memory).c_str());
+  if (const auto& memory = figures.compression.memory)
+    std::printf("  compressed      %s%s%s\n", memory_text(memory->compressed).c_str(),
+                ratio_text(*memory).c_str(), beyond_limit(network, memory->compressed).c_str());
+  if (figures.compression.kept)
+    std::printf("  kept mass       %s\n", significant(*figures.compression.kept).c_str());
   print_components(figures);
 }
 
-void print_comparison_header() {
-  std::printf("\n%-15s %8s %6s %10s %14s %14s %11s %9s\n", "method", "cliques", "trees", "treewidth",
-              "table size", "cost", "memory", "ms");
+void print_comparison_header(const CompressionOptions& compression) {
+  std::printf("\n%-15s %8s %6s %10s %14s %14s %11s%s %9s\n", "method", "cliques", "trees", "treewidth",
+              "table size", "cost", "memory", compression.compress ? "  compressed" : "", "ms");
 }
 
 void print_compared(const ForestFigures& figures) {
   if (figures.trouble.empty())
-    std::printf("%-15s %8zu %6zu %10zu %14s %14s %11s %9.2f\n", figures.method.c_str(), figures.cliques,
+    std::printf("%-15s %8zu %6zu %10zu %14s %14s %11s%s %9.2f\n", figures.method.c_str(), figures.cliques,
                 figures.trees, figures.treewidth, size_text(figures.table_size).c_str(),
-                size_text(figures.cost).c_str(), memory_text(figures.memory).c_str(), figures.milliseconds);
+                size_text(figures.cost).c_str(), memory_text(figures.memory).c_str(),
+                compressed_column(figures).c_str(), figures.milliseconds);
   else
     std::printf("%-15s %s\n", figures.method.c_str(), figures.trouble.c_str());
   std::fflush(stdout);

@@ -92,6 +92,7 @@ Json header_of(const Network& network, const Plan& plan) {
   add_evidence(document, plan.evidence);
   document["probability_of_evidence"] = json_number(plan.probability);
   document["expected_utility"] = json_number(plan.expected_utility);
+  document.update(json_of(plan.compression));
   document["next"] = Json();
   if (plan.next) {
     Json alternatives = Json::array();
@@ -141,6 +142,7 @@ void print_as_text(const Network& network, const Plan& plan) {
   std::printf("\n%-34s %s\n", "Expected utility", significant(plan.expected_utility).c_str());
   if (!plan.evidence.empty())
     std::printf("%-34s %s\n", "Probability of the evidence", significant(plan.probability).c_str());
+  print_lines(plan.compression);
 }
 
 void print_as_json(const Network& network, const Plan& plan) {
@@ -174,6 +176,7 @@ void print_as_csv(const Plan& plan) {
                shortest(plan.next->utilities[state])});
   csv.row({"", "", "", "probability_of_evidence", shortest(plan.probability)});
   csv.row({"", "", "", "expected_utility", shortest(plan.expected_utility)});
+  print_rows(csv, plan.compression, 5);
 }
 
 }  // namespace program
