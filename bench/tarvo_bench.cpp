@@ -12,6 +12,7 @@
 
 #include "cases.h"
 #include "changes.h"
+#include "compression.h"
 #include "continuous.h"
 #include "data.h"
 #include "decisions.h"
@@ -45,6 +46,7 @@ struct Settings {
   std::string learning;     // folder of CSV files
   std::string predictions;  // the same
   bool changes = false;
+  bool compression = false, approximation = false, deterministic = false;
 };
 
 Domain load(const Workload& workload) { return load_network(workload.source.c_str()); }
@@ -244,7 +246,8 @@ int run(const Settings& settings) {
     workloads = networks_in(settings.folder);
     yardsticks = yardsticks_in(settings.folder);
   }
-  const bool compares = settings.streams || settings.queries > 0 || settings.triangulations > 0;
+  const bool compares = settings.streams || settings.queries > 0 || settings.triangulations > 0 ||
+                        settings.compression || settings.approximation;
   if (!compares || settings.folder.empty())
     for (Workload& workload : generated_networks()) workloads.push_back(std::move(workload));
 
@@ -256,6 +259,10 @@ int run(const Settings& settings) {
     print_query_titles();
   else if (settings.triangulations > 0)
     print_triangulation_titles(settings.triangulations);
+  else if (settings.compression)
+    print_compression_titles();
+  else if (settings.approximation)
+    print_approximation_titles();
   else if (settings.check)
     std::printf("%-18s %5s %12s %12s %12s\n", "network", "cases", "absolute", "relative", "ln P(e)");
   else
@@ -274,6 +281,10 @@ int run(const Settings& settings) {
         sound &= print_queries(workload, settings.queries);
       else if (settings.triangulations > 0)
         print_triangulations(workload, settings.triangulations, settings.repeats);
+      else if (settings.compression)
+        sound &= print_compression(workload, settings.repeats);
+      else if (settings.approximation)
+        print_approximation(workload);
       else if (settings.check)
         sound &= check(workload, settings);
       else
@@ -316,9 +327,14 @@ int main(int argc, char** argv) {
   app.add_option("--learning", settings.learning,
                  "time learning instead, from CSV files whose names begin like networks of FOLDER")
       ->check(CLI::ExistingDirectory);
+  app.add_flag("--compression", settings.compression, "time compressed tables beside full ones");
+  app.add_flag("--approximation", settings.approximation, "tell what approximation saves and costs instead");
+  app.add_flag("--deterministic", settings.deterministic,
+               "time generated networks that full tables would be far too large for instead");
   app.add_flag("--changes", settings.changes, "time the change of one finding in chains instead");
   CLI11_PARSE(app, argc, argv);
   if (settings.changes) return bench::run_changes(settings.repeats) ? 0 : 1;
+  if (settings.deterministic) return bench::run_deterministic(settings.repeats) ? 0 : 1;
   if (settings.decisions) return bench::run_decisions(settings.repeats) ? 0 : 1;
   if (settings.continuous) return bench::run_continuous(settings.repeats, settings.threads) ? 0 : 1;
   if (settings.data > 0) return bench::run_data(settings.data, settings.repeats) ? 0 : 1;

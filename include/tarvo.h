@@ -4043,7 +4043,7 @@ TV_API int tv_domain_get_zero_compression(const tv_domain_t* domain);
 
 /**
  * Returns what tv_domain_get_memory_need would be with compressed tables. The possible configurations are
- * found for it, which takes time and, for a while, memory; compiled domains that are compressed know them.
+ * found for it, which takes time and, for a while, memory. Of a compressed domain both are equal.
  *
  * @param domain  a triangulated domain
  * @return the need in bytes; all ones on failure

@@ -68,6 +68,7 @@ tv_status_t propagate_without_beliefs(TreeEngine& engine, tv_equilibrium_t equil
 // The tables without evidence of a sparse tree hold the former numbers.
 tv_status_t propagate_from_initial_tables(TreeEngine& engine, tv_equilibrium_t equilibrium) {
   SavedTables saved = std::move(engine.saved_potentials);
+  forget_tables(engine);
   load_initial_numbers(engine);
   engine.saved_potentials = std::move(saved);
   engine.marginals_only = true;
@@ -128,6 +129,12 @@ SavedSlot saved_slot_of(const Node& node) noexcept {
 
 tv_status_t calibrate_tables(TreeEngine& engine) {
   if (!engine.marginals_only) return tv_status_none;
+  const bool is_initial = engine.evidence_count == 0 && engine.equilibrium == tv_equilibrium_sum;
+  if (engine.awaits_initial_numbers && is_initial) {
+    load_initial_numbers(engine);  // which are calibrated
+    engine.marginals_only = false;
+    return tv_status_none;
+  }
   if (engine.saved_potentials.are_lost) return tv_status_no_equilibrium;
   if (!engine.saved_potentials.are_untouched())
     if (tv_status_t status = measure_conflicts(engine)) return status;

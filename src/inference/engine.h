@@ -221,6 +221,7 @@ struct TreeEngine {
   uint32_t patterns_to_pass = 0;
   bool elimination_pays = true;  // of a query, whose choices depend on the evidence alone
   bool marginals_only = false;
+  bool awaits_initial_numbers = false;  // a sparse tree that was reset: they are loaded when they are needed
   SavedTables saved_potentials;  // by position of the node: former numbers of tables that may have changed
                                  // since the equilibrium
 

@@ -220,7 +220,9 @@ tv_status_t propagate_from_initial_tables(const PropagationRequest& request, con
   const ScheduleCache::Found cached =
       root ? ScheduleCache::Found{} : engine.schedules->find(engine, request.equilibrium);
   const tv_status_t status = root ? tv_status_no_value : propagate_by_elimination(request, cached);
-  return status == tv_status_no_value ? propagate_on(request, root) : status;
+  if (status != tv_status_no_value) return status;
+  load_awaited_numbers(engine);
+  return propagate_on(request, root);
 }
 
 // The tree is in equilibrium but for the values of continuous nodes, whose density is multiplied in.
@@ -382,6 +384,7 @@ tv_status_t _tv_jt_make_consistent(TreeEngine& engine, Clique* root, tv_equilibr
   }
   if (is_reset && holds_answers_without_evidence(engine, equilibrium)) {
     note_success(engine, equilibrium, mode);
+    engine.marginals_only |= engine.awaits_initial_numbers;
     recovery.dismiss();
     return tv_status_none;
   }

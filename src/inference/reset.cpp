@@ -216,10 +216,16 @@ bool copy_holds(const TreeEngine& engine) noexcept {
   return engine.keep_copy && engine.copy.data() && !engine.tables_touched && !has_new_tables(engine);
 }
 
+// A sparse tree that was reset is in equilibrium; its numbers can wait.
+void settle_without_evidence(TreeEngine& engine) noexcept {
+  engine.equilibrium = tv_equilibrium_sum;
+  engine.marginals_only = engine.awaits_initial_numbers;
+}
+
 void load_copy(TreeEngine& engine) noexcept {
   if (engine.tree->sparse) {
     load_initial_tables(engine);
-    if (engine.keep_copy) engine.equilibrium = tv_equilibrium_sum;
+    if (engine.keep_copy) settle_without_evidence(engine);
     return;
   }
   load_tables(engine);
@@ -255,7 +261,7 @@ tv_status_t _tv_jt_reset_inference_engine(TreeEngine& engine, ResetForm form) {
     if (tv_status_t status = form_initial_tables(engine)) return status;
     engine.tables_touched = false;
     load_copy(engine);
-    engine.equilibrium = tv_equilibrium_sum;
+    settle_without_evidence(engine);
     recovery.dismiss();
     return tv_status_none;
   }

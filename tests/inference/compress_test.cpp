@@ -14,6 +14,7 @@
 namespace test {
 namespace {
 
+constexpr size_t kHugeJoint = size_t{1} << 60;
 constexpr auto kSum = tv_equilibrium_sum;
 constexpr auto kNormal = tv_evidence_normal;
 
@@ -66,12 +67,20 @@ void expect_same_results(tv_domain_t* one, tv_domain_t* other, Generator& random
   for (size_t i = 0; i < found.size(); ++i) EXPECT_NEAR(found[i], wanted[i], 2e-6) << i;
 }
 
+std::vector<double> conflicts_of(tv_domain_t* domain) {
+  std::vector<double> conflicts;
+  for (tv_clique_t* clique = tv_domain_get_first_clique(domain); clique; clique = tv_clique_get_next(clique))
+    conflicts.push_back(tv_clique_get_conflict(clique));
+  return conflicts;
+}
+
 TEST(Compress, ShowsWhatAFullDomainShows) {
   const AllSparse all;
   size_t shown = 0;
   for (uint64_t seed = 0; seed < 200; ++seed) {
     SCOPED_TRACE(seed);
     tv::limits.sparse_cost = seed % 4 == 0 ? 1 : 0;  // some cliques, or all
+    if (seed % 4 == 0) tv::limits.finding_vectors = 0;
     Generator random(seed), choice(seed + 1000);
     const Values values = seed % 5 == 1 ? Values::extreme : Values::zeros;
     const DomainOwner full = random_network(random, values, {.max_nodes = 9, .max_joint = 4000});
@@ -98,7 +107,9 @@ TEST(Compress, ShowsWhatAFullDomainShows) {
         continue;
       }
       if (choice.chance(0.2)) {
+        const std::vector<double> conflicts = conflicts_of(sparse.get());
         ASSERT_GT(tv_domain_compress(sparse.get()), 0.0);
+        EXPECT_EQ(conflicts_of(sparse.get()), conflicts);
       }
       expect_same_results(sparse.get(), full.get(), choice);
       ++shown;
@@ -208,6 +219,93 @@ TEST(Compress, WhatIsRefused) {
   EXPECT_EQ(tv_domain_get_zero_compression(domain.get()), 1);
 }
 
+TEST(Compress, ContinuousNodesAndDecisionsKeepFullTables) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* const a = add_node(domain.get(), "a", 2, {}, {0.99f, 0.01f});
+  tv_node_t* const b = add_node(domain.get(), "b", 2, {a}, {1, 0, 0, 1});
+  tv_node_t* const x = tv_domain_new_node(domain.get(), tv_category_chance, tv_kind_continuous);
+  ASSERT_EQ(tv_node_add_parent(x, b), tv_status_none);
+  for (size_t i = 0; i < 2; ++i) {
+    tv_node_set_intercept(x, i, 10.0 * static_cast<double>(i));
+    tv_node_set_conditional_variance(x, i, 1.0);
+  }
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  const double ratio = tv_domain_compress(domain.get());
+  EXPECT_GT(ratio, 0.0);
+  EXPECT_LT(ratio, 1.0);
+  EXPECT_EQ(tv_domain_is_compressed(domain.get()), 1);
+  EXPECT_NEAR(tv_node_get_mean(x), 0.1, 1e-6);
+  ASSERT_EQ(tv_node_enter_value(x, 9.0), tv_status_none);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_NEAR(tv_node_get_belief(a, 1), 1.0, 1e-6);
+  ASSERT_EQ(tv_domain_initialize(domain.get()), tv_status_none);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_NEAR(tv_domain_approximate(domain.get(), 0.03), 0.99, 1e-6);
+  EXPECT_EQ(tv_node_get_belief(b, 1), 0.0f);
+  EXPECT_NEAR(tv_node_get_mean(x), 0.0, 1e-9);
+  EXPECT_NEAR(tv_node_get_variance(x), 1.0, 1e-9);
+
+  const DomainOwner deciding = new_domain();
+  tv_node_t* const state = add_node(deciding.get(), "state", 2, {}, {0.25f, 0.75f});
+  tv_node_t* const sign = add_node(deciding.get(), "sign", 2, {state}, {1, 0, 0, 1});
+  tv_node_t* const act = tv_domain_new_node(deciding.get(), tv_category_decision, tv_kind_discrete);
+  tv_node_t* const gain = tv_domain_new_node(deciding.get(), tv_category_utility, tv_kind_other);
+  ASSERT_EQ(tv_node_set_number_of_states(act, 2), tv_status_none);
+  ASSERT_EQ(tv_node_add_parent(act, sign), tv_status_none);
+  ASSERT_EQ(tv_node_add_parent(gain, act), tv_status_none);
+  ASSERT_EQ(tv_node_add_parent(gain, state), tv_status_none);
+  set_table(gain, {8, 0, 0, 4});
+  ASSERT_EQ(tv_domain_set_zero_compression(deciding.get(), 1), tv_status_none);
+  ASSERT_EQ(tv_domain_compile(deciding.get()), tv_status_none);
+  EXPECT_EQ(tv_domain_is_compressed(deciding.get()), 1);
+  ASSERT_EQ(tv_domain_update_policies(deciding.get()), tv_status_none);
+  ASSERT_EQ(propagate(deciding.get()), tv_status_none);
+  EXPECT_NEAR(tv_domain_get_expected_utility(deciding.get()), 5.0, 1e-6);
+  EXPECT_EQ(tv_domain_approximate(deciding.get(), 0.1), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_usage);
+}
+
+TEST(Compress, AnswersAreTheSameBitsOnAllThreadsAndInQueries) {
+  const AllSparse all;
+  tv::limits.grains_for_threads = tv::limits.cliques_in_grain = 1;
+  for (uint64_t seed = 0; seed < 10; ++seed) {
+    SCOPED_TRACE(seed);
+    Generator random(seed);
+    const DomainOwner first =
+        random_network(random, Values::zeros, {.max_nodes = 40, .max_joint = kHugeJoint});
+    ASSERT_EQ(tv_domain_set_grain_size(first.get(), 1), tv_status_none);
+    ASSERT_EQ(tv_domain_set_zero_compression(first.get(), 1), tv_status_none);
+    std::vector<float> expected;
+    for (const size_t threads : {1, 2, 3}) {
+      const DomainOwner domain(tv_domain_clone(first.get()));
+      ASSERT_EQ(tv_domain_set_concurrency_level(domain.get(), threads), tv_status_none);
+      ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+      const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+      std::vector<float> found;
+      Generator choice(seed);
+      tv_query_t* const query = tv_domain_new_query(domain.get());
+      ASSERT_TRUE(query);
+      for (int step = 0; step < 5; ++step) {
+        tv_node_t* const node = choice.pick(nodes);
+        size_t state = 0;
+        while (tv_node_get_belief(node, state) == 0) ++state;
+        ASSERT_EQ(tv_node_select_state(node, state), tv_status_none);
+        ASSERT_EQ(propagate(domain.get()), tv_status_none);
+        ASSERT_EQ(tv_query_select_state(query, node, state), tv_status_none);
+        ASSERT_EQ(tv_query_propagate(query, kSum, kNormal), tv_status_none);
+        for (const tv_node_t* each : nodes)
+          for (size_t s = 0; s < tv_node_get_number_of_states(each); ++s) {
+            found.push_back(tv_node_get_belief(each, s));
+            EXPECT_TRUE(close(tv_query_get_belief(query, each, s), found.back()));
+          }
+      }
+      tv_query_delete(query);
+      if (expected.empty()) expected = found;
+      EXPECT_EQ(found, expected) << threads;
+    }
+  }
+}
+
 // ---- Approximation ----
 
 TEST(Approximate, WhatIsRefused) {
@@ -307,6 +405,33 @@ std::vector<Vector> beliefs_of_kept(tv_domain_t* domain, Real& kept) {
   return beliefs;
 }
 
+// Selects a state that is possible, without propagating it.
+std::vector<Vector> beliefs_of_kept_given_a_state(tv_domain_t* domain, Generator& random) {
+  tv_node_t* const node = random.pick(nodes_of(domain));
+  size_t state = 0;
+  while (tv_node_get_belief(node, state) == 0) ++state;
+  EXPECT_EQ(tv_node_select_state(node, state), tv_status_none);
+  Real kept = 0;
+  return beliefs_of_kept(domain, kept);
+}
+
+TEST(Approximate, UnderEvidenceLeavesAloneWhatTheEvidenceContradicts) {
+  const AllSparse all;
+  const DomainOwner domain = new_domain();
+  tv_node_t* const a = add_node(domain.get(), "a", 3, {}, {0.5f, 0.3f, 0.2f});
+  tv_node_t* const b = add_node(domain.get(), "b", 2, {a}, {0.99f, 0.01f, 0.5f, 0.5f, 0.1f, 0.9f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  ASSERT_EQ(tv_node_select_state(a, 0), tv_status_none);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_NEAR(tv_domain_approximate(domain.get(), 0.03), 0.99, 1e-6);
+  ASSERT_GT(tv_domain_compress(domain.get()), 0.0);
+  ASSERT_EQ(tv_node_retract_findings(a), tv_status_none);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_NEAR(tv_domain_get_approximation_constant(domain.get()), 0.995, 1e-6);
+  EXPECT_NEAR(tv_node_get_belief(a, 2), 0.2 / 0.995, 1e-6);
+  EXPECT_NEAR(tv_node_get_belief(b, 1), (0.15 + 0.18) / 0.995, 1e-6);
+}
+
 TEST(Approximate, AnswersAreThoseOfWhatIsKept) {
   const AllSparse all;
   size_t smaller = 0;
@@ -345,6 +470,12 @@ TEST(Approximate, AnswersAreThoseOfWhatIsKept) {
     ASSERT_EQ(propagate(domain.get()), tv_status_none);
     expect_kept();
     EXPECT_NEAR(tv_domain_get_approximation_constant(domain.get()), constant, 1e-5);
+    const std::vector<Vector> given = beliefs_of_kept_given_a_state(domain.get(), random);
+    ASSERT_EQ(tv_domain_reset_inference_engine(domain.get()), tv_status_none);
+    ASSERT_EQ(propagate(domain.get()), tv_status_none);
+    for (size_t i = 0; i < nodes.size(); ++i)
+      for (size_t s = 0; s < given[i].size(); ++s)
+        EXPECT_NEAR(tv_node_get_belief(nodes[i], s), static_cast<double>(given[i][s]), 1e-5) << i;
     if (testing::Test::HasFailure()) return;
   }
   EXPECT_GT(smaller, 20u);

@@ -221,9 +221,11 @@ class Walk {
 
 TEST(Walk, AnswersDoNotDependOnHistory) {
   const KeptLimits kept;
+  const tv::Limits usual = tv::limits;
   size_t answers = 0, failures = 0, clones = 0, compressed_answers = 0;
   for (uint64_t seed = 0; seed < 60; ++seed) {
     tv::limits.sparse_cost = seed % 3 == 0 ? 1 : 0;  // 0: every clique is sparse
+    tv::limits.finding_vectors = seed % 6 == 0 ? 0 : usual.finding_vectors;
     Walk walk(seed);
     for (int step = 0; step < 200; ++step) {
       SCOPED_TRACE(testing::Message() << "seed " << seed << " step " << step);

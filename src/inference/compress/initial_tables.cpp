@@ -11,6 +11,7 @@
 #include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/run_schedule.h"
 #include "inference/schedule/subtree.h"
+#include "tables/kernels/sparse_pass.h"
 
 namespace tv {
 namespace {
@@ -25,18 +26,34 @@ void drop_stored_tables(TreeEngine& engine) noexcept {
   engine.stored.clear();
 }
 
-// The product of the potentials for the stored configurations of a clique.
-void multiply_potentials(const CliqueWork& work, float* numbers) {
-  const SparseTable& table = work.sparse->table;
-  std::vector<double> products(table.size(), 1.0);
-  for (const CliquePotential& plan : work.potentials) {
-    const Table* const potential = plan.table();
-    const std::span<const size_t> strides(plan.strides, plan.members->size());
-    for (size_t i = 0; i < products.size(); ++i)
-      products[i] *= static_cast<double>(potential ? potential->data[table.index(i, strides)] : plan.uniform);
+// Where a block of entries is in the table of a potential.
+void find_in_potential(const SparseTable& table, const CliquePotential& plan, size_t first, size_t count,
+                       size_t* places) noexcept {
+  uint32_t states[kCapacity.block];
+  std::fill_n(places, count, 0);
+  for (size_t m = 0; m < plan.members->size(); ++m) {
+    if (plan.strides[m] == 0) continue;
+    read_positions(table.states(m), first, count, states);
+    for (size_t i = 0; i < count; ++i) places[i] += plan.strides[m] * states[i];
   }
-  std::transform(products.begin(), products.end(), numbers,
-                 [](double product) { return static_cast<float>(product); });
+}
+
+// The product of the potentials for the stored configurations of a clique.
+void multiply_potentials(const CliqueWork& work, float* numbers) noexcept {
+  const SparseTable& table = work.sparse->table;
+  size_t places[kCapacity.block];
+  double products[kCapacity.block];
+  for (size_t first = 0; first < table.size(); first += kCapacity.block) {
+    const size_t count = std::min(kCapacity.block, table.size() - first);
+    std::fill_n(products, count, 1.0);
+    for (const CliquePotential& plan : work.potentials) {
+      const Table* const potential = plan.table();
+      if (potential) find_in_potential(table, plan, first, count, places);
+      for (size_t i = 0; i < count; ++i)
+        products[i] *= static_cast<double>(potential ? potential->data[places[i]] : plan.uniform);
+    }
+    for (size_t i = 0; i < count; ++i) numbers[first + i] = static_cast<float>(products[i]);
+  }
 }
 
 void start_from_potentials(TreeEngine& engine) {
@@ -135,6 +152,7 @@ tv_status_t form_initial_tables(TreeEngine& engine) {
   if (tv_status_t status = renew_sparse_tree(engine)) return status;
   InitialTables& initial = engine.tree->sparse->initial;
   initial.are_formed = false;
+  engine.awaits_initial_numbers = false;
   forget_tables(engine);
   if (tv_status_t status = calibrate(engine)) return status;
   initial.are_formed = true;
@@ -144,7 +162,6 @@ tv_status_t form_initial_tables(TreeEngine& engine) {
 void load_initial_numbers(TreeEngine& engine) noexcept {
   const InitialTables& initial = engine.tree->sparse->initial;
   drop_stored_tables(engine);
-  forget_tables(engine);
   engine.buffers[kInitialTables] = initial.numbers.data();
   const float* place = initial.other_numbers.data();
   for_each_part(engine, [&](float* numbers, size_t entries) {
@@ -153,13 +170,24 @@ void load_initial_numbers(TreeEngine& engine) noexcept {
   });
   std::copy(initial.clique_factors.begin(), initial.clique_factors.end(), engine.clique_factors.begin());
   for (size_t l = 0; l < engine.clique_links.size(); ++l) engine.clique_links[l].holds = initial.holds[l];
-  for (CliqueWork& work : engine.cliques) work.initialized = true;
+  for (CliqueWork& work : engine.cliques) {
+    work.initialized = true;
+    ++work.version;
+  }
   engine.lost_share = initial.lost_share;
+  engine.awaits_initial_numbers = false;
+}
+
+void load_awaited_numbers(TreeEngine& engine) noexcept {
+  if (engine.awaits_initial_numbers) load_initial_numbers(engine);
 }
 
 void load_initial_tables(TreeEngine& engine) noexcept {
   const InitialTables& initial = engine.tree->sparse->initial;
-  load_initial_numbers(engine);
+  drop_stored_tables(engine);
+  forget_tables(engine);
+  engine.awaits_initial_numbers = true;
+  engine.lost_share = initial.lost_share;
   const float* beliefs = initial.beliefs.data();
   for (const Node* node : engine.tree->nodes) {
     std::copy_n(beliefs, node->number_of_states, engine[*node].belief);

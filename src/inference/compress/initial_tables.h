@@ -13,11 +13,14 @@ tv_status_t form_initial_tables(TreeEngine& engine);
 // Whether they are there and rest on the present potentials.
 bool has_initial_tables(const TreeEngine& engine) noexcept;
 
-// Gives them to an engine that has been reset. Its equilibrium stays `none`, although it is calibrated.
+// Gives them to an engine that has been reset, but for their numbers, which may not be needed. Its
+// equilibrium stays `none`, although it is calibrated.
 void load_initial_tables(TreeEngine& engine) noexcept;
 
-// Gives an engine their numbers alone; beliefs and constants stay.
+// Gives an engine their numbers alone; beliefs and constants stay. The second form, if they are still
+// awaited.
 void load_initial_numbers(TreeEngine& engine) noexcept;
+void load_awaited_numbers(TreeEngine& engine) noexcept;
 
 // Whether the tables are calibrated for the equilibrium: propagated, or just loaded.
 bool is_calibrated(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;

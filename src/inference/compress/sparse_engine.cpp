@@ -288,6 +288,7 @@ tv_status_t make_sparse_engine(const TreeEngine& old, const FormerState& former,
   engine = make_engine(*old.state, *old.tree);
   if (tv_status_t status = form_initial_tables(*engine)) return status;
   load_initial_tables(*engine);
+  load_initial_numbers(*engine);
   engine->tables_touched = false;
   if (tv_status_t status = calibrate_again(*engine, old, former)) return status;
   take_over_results(*engine, old, former);

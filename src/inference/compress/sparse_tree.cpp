@@ -22,6 +22,13 @@ unsigned bits_of(const PackedRows& rows) noexcept {
   return bits;
 }
 
+// One schedule serves all evidence in a small tree, which is faster than any list.
+bool is_small(const JunctionTree& tree) noexcept {
+  size_t entries = 0;
+  for (size_t c = 0; c < tree.clique_count(); ++c) entries = size_add(entries, tree.cliques[c]->table.size);
+  return limits.sparse_cost > 0 && entries <= limits.finding_vectors;
+}
+
 bool prefers_entries(const Clique& clique, size_t entries) noexcept {
   if (clique.table.size == kHugeSize) return true;
   return size_multiply(entries, limits.sparse_cost) < clique.table.size;
@@ -197,7 +204,8 @@ std::unique_ptr<SparseTree> make_sparse_tree(const JunctionTree& tree, const Tre
   for (size_t c = 0; c < cliques; ++c) {
     const PackedRows& rows = support.cliques[c];
     if (rows.size() > UINT32_MAX / 2) throw std::bad_alloc();  // beyond the positions of any list
-    if (!is_cut && !prefers_entries(*tree.cliques[c], rows.size())) continue;
+    const bool pays = !is_small(tree) && prefers_entries(*tree.cliques[c], rows.size());
+    if (!is_cut && !pays) continue;
     sparse->cliques[c].reset(
         new SparseClique{{tree.cliques[c]->members(), rows}, {}, {}, {}, sparse->entries});
     sparse->entries += rows.size();

@@ -193,7 +193,7 @@ void refresh_shapes(TreeEngine& engine) noexcept {
 }
 
 void forget_tables(TreeEngine& engine) noexcept {
-  engine.marginals_only = false;
+  engine.marginals_only = engine.awaits_initial_numbers = false;
   engine.saved_potentials.clear();
   engine.is_extended = false;
   engine.lost_share = -std::numeric_limits<double>::infinity();
