@@ -3986,11 +3986,11 @@ TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes
  * Compresses a compiled domain: from now on its clique and separator tables store what is possible. Evidence,
  * equilibrium and answers stay as they are.
  *
- * What an approximation has set to zero is left out for good: a reset starts from what is left, and the
- * approximation constant says how much of the mass that is. Evidence that is propagated then leaves out
- * nothing that it merely contradicts itself, but does leave out what it makes impossible elsewhere; retract
- * it before tv_domain_approximate where that is not meant. Compressing again leaves out what has been set to
- * zero since.
+ * What an approximation has set to zero, or evidence propagated at the time made impossible elsewhere, is
+ * left out for good: a reset starts from what is left, and the approximation constant says how much of the
+ * mass that is. Compressing again leaves out what has been set to zero since. Trees that keep full tables
+ * because of continuous nodes, decisions or utilities lose nothing for good: a reset undoes their
+ * approximation.
  *
  * On a compressed domain fast retraction is refused, and evidence that was propagated so counts as normal
  * evidence. A table that changes is taken in by the next propagation; where it makes more possible, what is

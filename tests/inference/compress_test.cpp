@@ -201,6 +201,13 @@ TEST(Compress, WhatIsRefused) {
   EXPECT_EQ(tv_domain_compress(domain.get()), -1.0);
   EXPECT_EQ(tv_error_code(), tv_status_no_equilibrium);
   ASSERT_EQ(tv_domain_propagate(domain.get(), tv_equilibrium_max, kNormal), tv_status_none);
+  const size_t need = tv_domain_get_compressed_memory_need(domain.get());
+  ASSERT_EQ(tv_domain_set_memory_limit(domain.get(), need - 1), tv_status_none);
+  EXPECT_EQ(tv_domain_compress(domain.get()), -1.0);
+  EXPECT_EQ(tv_error_code(), tv_status_no_memory);
+  EXPECT_EQ(tv_domain_is_compressed(domain.get()), 0);
+  EXPECT_EQ(wrong_answer(domain.get(), tv_equilibrium_max, kNormal), "");
+  ASSERT_EQ(tv_domain_set_memory_limit(domain.get(), need), tv_status_none);
   EXPECT_GT(tv_domain_compress(domain.get()), 0.0);
   EXPECT_EQ(tv_domain_equilibrium_is(domain.get(), tv_equilibrium_max), 1);
   EXPECT_EQ(tv_domain_propagate(domain.get(), kSum, tv_evidence_fast_retraction), tv_status_compressed);

@@ -4,12 +4,14 @@
 #include <utility>
 
 #include "api/float_environment.h"
+#include "api/status.h"
 #include "inference/calibrate_tables.h"
 #include "inference/compress/initial_tables.h"
 #include "inference/compress/sparse_tree.h"
 #include "inference/evidence/absorb_evidence.h"
 #include "inference/evidence/evidence.h"
 #include "inference/extended/clique_conflicts.h"
+#include "inference/memory_need.h"
 #include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/run_schedule.h"
 #include "inference/schedule/schedule_cache.h"
@@ -349,6 +351,9 @@ tv_status_t make_engines_sparse(Domain& domain) {
     }
     changes.push_back({tree.position, std::move(engine), std::move(exchange)});
   }
+  if (exceeds_memory_limit(domain))
+    return refuse(tv_status_no_memory, "compressed tables need %zu bytes, the limit is %zu",
+                  memory_needed(domain), domain.memory_limit);
   for (Change& change : changes) {
     change.exchange.keep();
     if (!change.engine) continue;
