@@ -110,8 +110,7 @@ bool EliminationSchedule::holds(const JunctionTree& tree) const noexcept {
 
 bool may_eliminate(const PropagationRequest& request) noexcept {
   const TreeEngine& engine = request.engine;
-  const SparseTree* const sparse = engine.tree->sparse.get();
-  return request.mode == tv_evidence_normal && !(sparse && sparse->is_cut) && !engine.tree->has_continuous &&
+  return request.mode == tv_evidence_normal && !engine.tree->has_continuous &&
          !engine.tree->has_chain_components && !request.engine.utilities &&
          engine.tree->domain->counters.decision == 0 && engine.approximation_constant == 1.0;
 }
