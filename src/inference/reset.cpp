@@ -287,6 +287,7 @@ void _tv_node_touch_table(Node& node) noexcept {
   node.domain->forest->end_queries();
   InferenceState& state = own_state(*node.domain);
   if (state[node].table_configuration != kNone) state[node].table_configuration = kForgotten;
+  state[node].table_touched = true;
   const JunctionTree* const tree = tree_with_potential(node);
   if (!tree) return;
   tree->engine->tables_touched = true;

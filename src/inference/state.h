@@ -24,6 +24,7 @@ struct NodeState {
   size_t table_configuration = kNone;  // states of required instantiations in the node's table, as they were
                                        // when the tree's tables were built
   bool value_propagated = false;
+  bool table_touched = false;     // since the configurations of its sparse tree were last looked at
   bool evidence_listed = false;   // the node stands in its engine's list of evidence,
   bool evidence_changed = false;  // and in that of evidence that has changed
   bool in_conflict = false;      // the conflict of its home takes in the evidence that was last entered on it

@@ -241,6 +241,26 @@ void take_over_results(TreeEngine& engine, const TreeEngine& old, const FormerSt
   for (const uint32_t clique : old.measured) engine.measured.push_back(clique);
 }
 
+// Whether tables that were touched allow nothing that is not stored.
+bool holds_all_possible(const TreeEngine& engine) noexcept {
+  const std::vector<bool>& zeros = engine.tree->sparse->zeros;
+  size_t first = 0;
+  bool holds_all = true;
+  for (const Node* node : engine.tree->nodes) {
+    const bool is_touched = engine[*node].table_touched;
+    const size_t size = node->table ? node->table->data.size() : 0;
+    if (first + size > zeros.size()) return false;
+    for (size_t i = 0; is_touched && i < size; ++i)
+      holds_all = holds_all && !(zeros[first + i] && node->table->data[i] > 0.0f);
+    first += size;
+  }
+  return holds_all && first == zeros.size();
+}
+
+void note_tables_looked_at(const TreeEngine& engine) noexcept {
+  for (const Node* node : engine.tree->nodes) engine[*node].table_touched = false;
+}
+
 // For its lifetime a tree has another sparse tree; at the end the former one again, unless it is kept.
 class ExchangedTree {
  public:
@@ -304,12 +324,7 @@ tv_status_t find_sparse_tree(const JunctionTree& tree, std::shared_ptr<SparseTre
 }
 
 tv_status_t renew_sparse_tree(TreeEngine& engine) {
-  const std::vector<bool> zeros = zeros_of_potentials(*engine.tree);
-  SparseTree& present = *engine.tree->sparse;
-  const bool is_same_size = zeros.size() == present.zeros.size();
-  bool holds_all = is_same_size;
-  for (size_t i = 0; i < zeros.size() && holds_all; ++i) holds_all = zeros[i] || !present.zeros[i];
-  if (holds_all) return tv_status_none;
+  if (holds_all_possible(engine)) return note_tables_looked_at(engine), tv_status_none;
   auto& tree = const_cast<JunctionTree&>(*engine.tree);
   TreeSupport support;
   if (tv_status_t status = find_support({tree, most_bytes(tree)}, support)) return status;
@@ -321,6 +336,7 @@ tv_status_t renew_sparse_tree(TreeEngine& engine) {
   engine.buffers[kInverseOfMass] = &engine.inverse;
   list_evidence_anew(engine);
   exchange.keep();
+  note_tables_looked_at(engine);
   return tv_status_none;
 }
 

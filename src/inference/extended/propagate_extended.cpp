@@ -165,6 +165,7 @@ tv_status_t propagate_extended(TreeEngine& engine, const Clique* root, tv_equili
   if (status) return status;
   if (!engine.knows_constants || engine.cg) set_constants(engine, mass, former);
   if (measures) set_conflict(engine, start, findings);
+  if (!engine.tree->sparse) engine.approximation_constant = 1.0;  // the potentials know nothing of it
   if (!waits) return tv_status_none;
   forget_tables(engine);
   observe_states_without_shapes(engine);
