@@ -359,6 +359,17 @@ TEST(Approximate, HalvesTheThresholdUntilLittleEnoughIsLost) {
   EXPECT_NEAR(tv_node_get_belief(node, 4), 0.04, 1e-7);
 }
 
+TEST(Approximate, CliquesWithManyNeighbours) {
+  const DomainOwner domain = new_domain();
+  tv_node_t* const center = add_node(domain.get(), "center", 3, {}, {0.6f, 0.399f, 0.001f});
+  for (int i = 0; i < 40; ++i)
+    add_node(domain.get(), nullptr, 2, {center}, {0.9f, 0.1f, 0.2f, 0.8f, 0.5f, 0.5f});
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  EXPECT_NEAR(tv_domain_approximate(domain.get(), 0.003), 0.999, 1e-5);
+  EXPECT_NEAR(tv_node_get_belief(center, 0), 0.6 / 0.999, 1e-5);
+  EXPECT_EQ(tv_node_get_belief(center, 2), 0.0f);
+}
+
 TEST(Approximate, IsNotMoreThanItsPropagation) {
   // Entries that sum to less than epsilon only below epsilon / 4.
   const DomainOwner domain = new_domain();

@@ -56,7 +56,7 @@ tv_status_t propagate_rest(TreeEngine& engine) {
   engine.step_log_constant = 0.0;
   target_all_beliefs(engine);
   const FloatEnvironment environment;
-  const PropagationRequest request = {engine, tv_equilibrium_sum, tv_evidence_normal};
+  const PropagationRequest request = {engine, tv_equilibrium_sum, tv_evidence_normal, false, true};
   tv_status_t status = _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone));
   target_no_beliefs(engine);
   if (status) return status == kOutOfRange ? tv_status_inconsistency_or_underflow : status;

@@ -165,8 +165,8 @@ tv_status_t OperationRunner::run_in_parts(const Workspace& workspace, const Oper
 // and the mass of all of them is small, the table is formed again and rescaled after each step.
 tv_status_t OperationRunner::update_and_marginalize(const Workspace& workspace, const Operation& operation,
                                                     double* totals, size_t size, CollectOutcome& outcome) {
-  if (operation.updates > (work(operation).lazy ? limits.most_rounded : limits.most_updates))
-    return kOutOfRange;
+  const size_t most = work(operation).lazy ? limits.most_rounded : limits.most_updates;
+  if (operation.updates > most && !request_.is_approximate) return kOutOfRange;
   const bool can_repeat = operation.starts_anew && operation.updates > 1;
   tv_status_t status = tv_status_none;
   const auto clear = [&] {

@@ -15,7 +15,8 @@ struct PropagationRequest {
   TreeEngine& engine;
   tv_equilibrium_t equilibrium;  // what is propagated: sum or max
   tv_evidence_mode_t mode;
-  bool first = false;  // no separator has an old marginal to divide by
+  bool first = false;           // no separator has an old marginal to divide by
+  bool is_approximate = false;  // rounding may add up over many messages
 };
 
 // Collect evidence towards `root` over the marked cliques, then normalise the root; distribute over the
