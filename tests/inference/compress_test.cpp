@@ -283,7 +283,7 @@ TEST(Compress, AnswersAreTheSameBitsOnAllThreadsAndInQueries) {
     ASSERT_EQ(tv_domain_set_grain_size(first.get(), 1), tv_status_none);
     ASSERT_EQ(tv_domain_set_zero_compression(first.get(), 1), tv_status_none);
     std::vector<float> expected;
-    for (const size_t threads : {1, 2, 3}) {
+    for (const size_t threads : {size_t{1}, size_t{2}, size_t{3}}) {
       const DomainOwner domain(tv_domain_clone(first.get()));
       ASSERT_EQ(tv_domain_set_concurrency_level(domain.get(), threads), tv_status_none);
       ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
