@@ -186,6 +186,23 @@ TEST(Compress, TablesThatAllowMoreAreTakenIn) {
   }
 }
 
+TEST(Compress, ChangedTablesThatWaitCountOnceTheyArePropagated) {
+  const AllSparse all;
+  const DomainOwner domain = gates(3);
+  const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+  ASSERT_EQ(tv_domain_compile(domain.get()), tv_status_none);
+  set_table(nodes[0], {0.1f, 0.9f});
+  ASSERT_GT(tv_domain_compress(domain.get()), 0.0);
+  EXPECT_EQ(tv_domain_tables_to_propagate(domain.get()), 1);
+  EXPECT_EQ(tv_node_get_belief(nodes[0], 0), 0.7f);
+  tv_node_t* pair[] = {nodes[0], nodes[4], nullptr};
+  EXPECT_EQ(tv_domain_get_marginal(domain.get(), pair), nullptr);
+  EXPECT_EQ(tv_error_code(), tv_status_no_equilibrium);
+  ASSERT_EQ(propagate(domain.get()), tv_status_none);
+  EXPECT_EQ(wrong_answer(domain.get(), kSum, kNormal), "");
+  EXPECT_TRUE(TableOwner(tv_domain_get_marginal(domain.get(), pair)));
+}
+
 TEST(Compress, WhatIsRefused) {
   const AllSparse all;
   const DomainOwner domain = gates(3);

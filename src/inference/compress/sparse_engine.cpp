@@ -218,6 +218,8 @@ void take_over_results(TreeEngine& engine, const TreeEngine& old, const FormerSt
   engine.equilibrium = old.equilibrium;
   engine.mode = tv_evidence_normal;
   engine.tables_touched = old.tables_touched;
+  if (old.tables_touched)  // its new tables have numbers that are not propagated yet
+    engine.marginals_only = engine.saved_potentials.are_lost = true;
   engine.evidence_to_propagate = old.evidence_to_propagate;
   engine.evidence_propagated = old.evidence_propagated;
   engine.likelihood_propagated = old.likelihood_propagated;
