@@ -64,8 +64,8 @@
  *     Numbers always use a decimal point.
  * 12. User data. Pointers stored with `_set_user_data` and `_set_back_pointer` are yours: the library never
  *     looks at them and never frees them. They start as null.
- * 13. Not there yet. The exact total-weight triangulation is not available in this version. Where it matters,
- *     the function says so; asked for, it fails with tv_status_error.
+ * 13. Compressed domains. What is said of the tables of cliques holds for compressed domains, too
+ *     (tv_domain_compress): full ones are made when you ask for their numbers, if memory suffices.
  * 14. The comments. Each can be read alone, by people and by tools: what the function does; `@param` for each
  *     parameter (`[out]` where a result is written, "may be null" where null is allowed); `@return`, with the
  *     failure value and with who owns what a pointer points to, or how to free it if it is yours; and under
@@ -3390,7 +3390,7 @@ TV_API tv_status_t tv_domain_propagate(tv_domain_t* domain, tv_equilibrium_t equ
  *   of positive probability, so that it has no density
  * - tv_status_overflow: likelihoods or unnormalised tables let a message grow beyond 3.40282e+38, or a model
  *   asks for a mean or variance that is no finite number
- * - tv_status_fast_retraction: zeros in the distributions defeat that mode
+ * - tv_status_fast_retraction, tv_status_compressed: zeros defeat that mode, or the domain is compressed
  * - tv_status_normalization: in fast-retraction mode, what is entered on all nodes but one is impossible, so
  *   that this one has no belief
  * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
@@ -3437,7 +3437,7 @@ TV_API tv_status_t tv_jt_propagate(tv_junction_tree_t* jt, tv_equilibrium_t equi
  *   of positive probability, so that it has no density
  * - tv_status_overflow: likelihoods or unnormalised tables let a message grow beyond 3.40282e+38, or a model
  *   asks for a mean or variance that is no finite number
- * - tv_status_fast_retraction: zeros in the distributions defeat that mode
+ * - tv_status_fast_retraction, tv_status_compressed: zeros defeat that mode, or the domain is compressed
  * - tv_status_normalization: in fast-retraction mode, what is entered on all nodes but one is impossible, so
  *   that this one has no belief
  * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
@@ -3992,10 +3992,10 @@ TV_API tv_table_t* tv_domain_get_marginal(tv_domain_t* domain, tv_node_t** nodes
  * because of continuous nodes, decisions or utilities lose nothing for good: a reset undoes their
  * approximation.
  *
- * On a compressed domain fast retraction is refused, and evidence that was propagated so counts as normal
- * evidence. A table that changes is taken in by the next propagation; where it makes more possible, what is
- * possible is found anew, without approximation. The copy of tv_domain_save_to_memory is freed. Queries end.
- * Uncompiling ends compression.
+ * On a compressed domain fast retraction is refused; evidence that was propagated so counts as normal, at
+ * the latest with the next propagation. That takes in tables that have changed, too; where one makes more
+ * possible, what is possible is found anew, without approximation. The copy of tv_domain_save_to_memory is
+ * freed. Queries end. Uncompiling ends compression.
  *
  * @param domain  a compiled domain
  * @return the memory of all tables (those of nodes, and one for each clique and separator) with possible
@@ -4043,7 +4043,7 @@ TV_API int tv_domain_get_zero_compression(const tv_domain_t* domain);
 
 /**
  * Returns what tv_domain_get_memory_need would be with compressed tables. The possible configurations are
- * found for it, which takes time and, for a while, memory. Of a compressed domain both are equal.
+ * found for it (time, memory); no query may run meanwhile. Of a compressed domain both answers are equal.
  *
  * @param domain  a triangulated domain
  * @return the need in bytes; all ones on failure
@@ -4328,7 +4328,7 @@ TV_API tv_status_t tv_query_retract_findings(tv_query_t* query);
  * - tv_status_zero_variance: an observed value was certain already, given the other ones, in a configuration
  *   of positive probability, so that it has no density
  * - tv_status_overflow: likelihoods or unnormalised tables let a message grow beyond 3.40282e+38
- * - tv_status_fast_retraction: zeros in the distributions defeat that mode
+ * - tv_status_fast_retraction, tv_status_compressed: zeros defeat that mode, or the domain is compressed
  * - tv_status_normalization: in fast-retraction mode, what is entered on all nodes but one is impossible, so
  *   that this one has no belief
  * - tv_status_error: the progress handler asked to stop

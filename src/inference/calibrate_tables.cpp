@@ -51,33 +51,22 @@ class StateOfTree {
   double constant_, log_constant_, step_constant_, step_log_constant_;
 };
 
-// From the potentials again, should an earlier attempt have failed halfway.
+// From the potentials again, should an earlier attempt have failed halfway; a sparse tree from its tables
+// without evidence, which rest on the former numbers.
 tv_status_t propagate_without_beliefs(TreeEngine& engine, tv_equilibrium_t equilibrium) {
+  const bool is_sparse = engine.tree->sparse != nullptr;
   SavedTables saved = std::move(engine.saved_potentials);
   forget_tables(engine);
+  if (is_sparse) load_initial_numbers(engine);
   engine.saved_potentials = std::move(saved);
   engine.marginals_only = true;
   mark_all_cliques(engine);
   enter_findings_again(engine);
   observe_states(engine);
   target_no_beliefs(engine);
-  const PropagationRequest request = {engine, equilibrium, tv_evidence_normal, true};
-  return _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone));
-}
-
-// The tables without evidence of a sparse tree hold the former numbers.
-tv_status_t propagate_from_initial_tables(TreeEngine& engine, tv_equilibrium_t equilibrium) {
-  SavedTables saved = std::move(engine.saved_potentials);
-  forget_tables(engine);
-  load_initial_numbers(engine);
-  engine.saved_potentials = std::move(saved);
-  engine.marginals_only = true;
-  mark_all_cliques(engine);
-  enter_findings_again(engine);
-  target_no_beliefs(engine);
-  const PropagationRequest request = {engine, equilibrium, tv_evidence_normal};
-  if (tv_status_t status = _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone)))
-    return status;
+  const PropagationRequest request = {engine, equilibrium, tv_evidence_normal, !is_sparse};
+  const tv_status_t status = _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone));
+  if (status || !is_sparse) return status;
   engine.lost_share -= std::min(0.0, engine.step_log_constant) / std::numbers::ln2;
   return engine.lost_share > kNegligibleLater ? kOutOfRange : tv_status_none;
 }
@@ -85,9 +74,7 @@ tv_status_t propagate_from_initial_tables(TreeEngine& engine, tv_equilibrium_t e
 tv_status_t calibrate_from_former_numbers(TreeEngine& engine, tv_equilibrium_t equilibrium) {
   const FormerNumbers numbers = former_numbers(engine);
   const FloatEnvironment environment;
-  tv_status_t status = engine.is_extended    ? kOutOfRange
-                       : engine.tree->sparse ? propagate_from_initial_tables(engine, equilibrium)
-                                             : propagate_without_beliefs(engine, equilibrium);
+  tv_status_t status = engine.is_extended ? kOutOfRange : propagate_without_beliefs(engine, equilibrium);
   if (status == kOutOfRange) status = calibrate_extended_tables(engine, equilibrium, tv_evidence_normal);
   if (status == tv_status_none && range_flags())
     engine.lost_share = std::max(engine.lost_share, lost_share_of(engine));
@@ -130,7 +117,7 @@ SavedSlot saved_slot_of(const Node& node) noexcept {
 tv_status_t calibrate_tables(TreeEngine& engine) {
   if (!engine.marginals_only) return tv_status_none;
   const bool is_initial = engine.evidence_count == 0 && engine.equilibrium == tv_equilibrium_sum;
-  if (engine.awaits_initial_numbers && is_initial) {
+  if (engine.awaits_initial_numbers && is_initial && engine.lost_share <= kNegligibleLater) {
     load_initial_numbers(engine);  // which are calibrated
     engine.marginals_only = false;
     return tv_status_none;

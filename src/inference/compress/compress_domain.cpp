@@ -1,14 +1,14 @@
 #include "inference/compress/compress_domain.h"
 
 #include <cmath>
+#include <utility>
 
 #include "api/boundary.h"
 #include "inference/answers/queries.h"
-#include "inference/calibrate_tables.h"
 #include "inference/compress/approximate.h"
+#include "inference/compress/find_sparse_tree.h"
 #include "inference/compress/sparse_engine.h"
-#include "inference/compress/sparse_tree.h"
-#include "inference/compress/support.h"
+#include "inference/compress/table_bytes.h"
 #include "inference/memory_need.h"
 #include "inference/reset.h"
 #include "network/refusals.h"
@@ -28,54 +28,6 @@ bool all_in_equilibrium(const Domain& domain) noexcept {
   for (const auto& engine : own_state(domain).trees)
     if (engine->equilibrium == tv_equilibrium_none) return false;
   return true;
-}
-
-double full_size(const NodeList& members) noexcept {
-  double size = 1.0;
-  for (const Node* node : members)
-    if (is_discrete(*node)) size *= static_cast<double>(node->number_of_states);
-  return size;
-}
-
-double bytes_of_entry(size_t cg_size) noexcept {
-  return sizeof(tv_number_t) + static_cast<double>(cg_size) * sizeof(double);
-}
-
-// Also of nodes that have none before somebody asks for it.
-double bytes_of_node_tables(const Domain& domain) noexcept {
-  double bytes = 0.0;
-  for (const Node& node : domain.nodes) {
-    const size_t cg_size = node.table ? node.table->cg_size : 0;
-    const double own = is_discrete(node) ? static_cast<double>(node.number_of_states) : 1.0;
-    bytes += own * full_size(node.parents) * bytes_of_entry(cg_size);
-  }
-  return bytes;
-}
-
-// Of one table for each clique and separator, as `entries(clique)` and `entries_between(separator)` count.
-template <class Entries, class EntriesBetween>
-double bytes_of_tree(const JunctionTree& tree, Entries entries, EntriesBetween entries_between) {
-  double bytes = 0.0;
-  for (size_t c = 0; c < tree.clique_count(); ++c) {
-    const Clique& clique = *tree.cliques[c];
-    bytes += entries(c) * bytes_of_entry(clique.table.cg_size);
-    if (const Separator* separator = clique.parent_separator.get())
-      bytes += entries_between(c) * bytes_of_entry(separator->cg_size);
-  }
-  return bytes;
-}
-
-double bytes_of_full_tree(const JunctionTree& tree) {
-  return bytes_of_tree(
-      tree, [&](size_t c) { return full_size(tree.cliques[c]->members()); },
-      [&](size_t c) { return full_size(tree.cliques[c]->parent_separator->members); });
-}
-
-// The sums over all trees.
-double bytes_of_full_tables(const Domain& domain) {
-  double bytes = bytes_of_node_tables(domain);
-  for (const JunctionTree& tree : domain.forest->trees) bytes += bytes_of_full_tree(tree);
-  return bytes;
 }
 
 double bytes_of_possible_entries(const Domain& domain) noexcept {
@@ -142,6 +94,14 @@ bool may_be_approximated(const Domain& domain) noexcept {
   return true;
 }
 
+tv_status_t prepare_tree(JunctionTree& tree) {
+  FoundTree found;
+  if (tv_status_t status = find_sparse_tree(tree, found)) return status;
+  tree.sparse = std::move(found.sparse);
+  tree.possible_bytes = found.possible_bytes;
+  return tv_status_none;
+}
+
 size_t compressed_memory_need(Domain& domain) {
   if (domain.compressed) return memory_needed(domain);
   if (check_for_compression(domain)) return kNone;
@@ -163,7 +123,7 @@ tv_status_t check_for_compression(const Domain& domain) noexcept {
 tv_status_t prepare_compression(Domain& domain) {
   KeptTrees kept(domain);
   for (JunctionTree& tree : domain.forest->trees)
-    if (tv_status_t status = find_sparse_tree(tree, tree.sparse, tree.possible_bytes)) return status;
+    if (tv_status_t status = prepare_tree(tree)) return status;
   kept.dismiss();
   return tv_status_none;
 }

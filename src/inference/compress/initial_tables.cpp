@@ -195,8 +195,13 @@ void load_initial_tables(TreeEngine& engine) noexcept {
   }
   engine.constant = engine.step_constant = 1.0;
   engine.log_constant = engine.step_log_constant = 0.0;
-  engine.approximation_constant = engine.tree->sparse->is_cut ? initial.mass : 1.0;
+  engine.approximation_constant = constant_of_stored_entries(engine);
   engine.equilibrium = tv_equilibrium_none;
+}
+
+double constant_of_stored_entries(const TreeEngine& engine) noexcept {
+  const SparseTree* const sparse = engine.tree->sparse.get();
+  return sparse && sparse->is_cut ? sparse->initial.mass : 1.0;
 }
 
 bool is_calibrated(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept {

@@ -22,6 +22,9 @@ void load_initial_tables(TreeEngine& engine) noexcept;
 void load_initial_numbers(TreeEngine& engine) noexcept;
 void load_awaited_numbers(TreeEngine& engine) noexcept;
 
+// The approximation constant of what a tree stores, before anything is set to zero.
+double constant_of_stored_entries(const TreeEngine& engine) noexcept;
+
 // Whether the tables are calibrated for the equilibrium: propagated, or just loaded.
 bool is_calibrated(const TreeEngine& engine, tv_equilibrium_t equilibrium) noexcept;
 

@@ -5,12 +5,13 @@
 
 #include "api/float_environment.h"
 #include "api/status.h"
-#include "inference/calibrate_tables.h"
+#include "inference/compress/find_sparse_tree.h"
 #include "inference/compress/initial_tables.h"
 #include "inference/compress/sparse_tree.h"
 #include "inference/evidence/absorb_evidence.h"
 #include "inference/evidence/evidence.h"
 #include "inference/extended/clique_conflicts.h"
+#include "inference/extended/propagate_extended.h"
 #include "inference/memory_need.h"
 #include "inference/schedule/lazy_clique.h"
 #include "inference/schedule/run_schedule.h"
@@ -19,100 +20,6 @@
 
 namespace tv {
 namespace {
-
-bool is_whole(const SparseTree& sparse) noexcept {
-  return std::all_of(sparse.cliques.begin(), sparse.cliques.end(),
-                     [](const auto& clique) { return clique == nullptr; });
-}
-
-double bytes_of_rows(const JunctionTree& tree, const TreeSupport& support) noexcept {
-  const auto bytes = [](const PackedRows& rows, size_t cg_size) {
-    return static_cast<double>(rows.size()) *
-           (sizeof(tv_number_t) + static_cast<double>(cg_size) * sizeof(double));
-  };
-  double sum = 0.0;
-  for (size_t c = 0; c < tree.clique_count(); ++c) {
-    sum += bytes(support.cliques[c], tree.cliques[c]->table.cg_size);
-    if (const Separator* separator = tree.cliques[c]->parent_separator.get())
-      sum += bytes(support.separators[c], separator->cg_size);
-  }
-  return sum;
-}
-
-tv_status_t find_rows(const SupportRequest& request, std::shared_ptr<SparseTree>& sparse, double& bytes) {
-  TreeSupport support;
-  if (tv_status_t status = find_support(request, support)) return status;
-  bytes = bytes_of_rows(request.tree, support);
-  const bool is_cut = request.keeps != nullptr;
-  sparse = may_be_sparse(request.tree) ? make_sparse_tree(request.tree, support, is_cut) : nullptr;
-  if (sparse && !is_cut && is_whole(*sparse)) sparse = nullptr;
-  return tv_status_none;
-}
-
-size_t most_bytes(const JunctionTree& tree) noexcept {
-  const size_t limit = tree.domain->memory_limit;
-  return limit ? limit : SIZE_MAX;
-}
-
-// Leaves out the entries of an approximated tree that are zero although they agree with its evidence.
-class PositiveEntries {
- public:
-  explicit PositiveEntries(TreeEngine& engine) : engine_(engine), tables_(engine.cliques.size()) {}
-
-  void read(size_t clique) {
-    Block<float>& table = tables_[clique];
-    table.allocate_uninitialized(engine_.cliques[clique].table.shape.size);
-    const CliqueWork& work = engine_.cliques[clique];
-    if (work.lazy)
-      run_over_factors(engine_, work, table.data(), nullptr);
-    else
-      std::copy_n(work.table.numbers, table.size(), table.data());
-  }
-
-  static bool keeps(const void* context, size_t clique, const PackedRows& rows, size_t row) {
-    return static_cast<const PositiveEntries*>(context)->keeps(clique, rows, row);
-  }
-
- private:
-  bool agrees(const Node& node, size_t state) const noexcept {
-    const ptrdiff_t propagated = engine_[node].propagated_state;
-    if (propagated >= 0) return static_cast<size_t>(propagated) == state;
-    return propagated == kNoEvidence || engine_.propagated_finding(node)[state] > 0.0f;
-  }
-
-  bool keeps(size_t clique, const PackedRows& rows, size_t row) const {
-    const ReducedTable& table = engine_.cliques[clique].table;
-    std::vector<size_t> states(table.members->size());
-    for (size_t n = 0; n < rows.nodes.size(); ++n) {
-      const size_t state = rows.state(row, n);
-      if (!agrees(*rows.nodes[n], state)) return true;
-      states[table.members->position(rows.nodes[n])] = state;
-    }
-    const size_t entry = table.sparse ? table.sparse->find(states) : index_of(table, states);
-    return entry != kNone && tables_[clique][entry] > 0.0f;
-  }
-
-  static size_t index_of(const ReducedTable& table, const std::vector<size_t>& states) noexcept {
-    size_t index = 0;
-    for (size_t m = 0; m < states.size(); ++m)
-      if (table.spans(m)) index = index * table.shape.counts[table.dimension_of[m]] + states[m];
-    return index;
-  }
-
-  TreeEngine& engine_;
-  std::vector<Block<float>> tables_;
-};
-
-tv_status_t find_sparse_tree_of(TreeEngine& engine, std::shared_ptr<SparseTree>& sparse, double& bytes) {
-  const JunctionTree& tree = *engine.tree;
-  if (engine.approximation_constant == 1.0 || !may_be_sparse(tree))
-    return find_rows({tree, most_bytes(tree)}, sparse, bytes);
-  if (tv_status_t status = calibrate_tables(engine)) return status;
-  refresh_shapes(engine);
-  PositiveEntries positive(engine);
-  for (size_t c = 0; c < engine.cliques.size(); ++c) positive.read(c);
-  return find_rows({tree, most_bytes(tree), PositiveEntries::keeps, &positive}, sparse, bytes);
-}
 
 // What the states of a tree's nodes were before its engine is made anew.
 struct FormerState {
@@ -123,13 +30,14 @@ struct FormerState {
       numbers.insert(numbers.end(), data.belief, data.belief + 3 * node->number_of_states);
     }
   }
-  void restore(const TreeEngine& engine) const noexcept {
+  void restore(const TreeEngine& engine, bool with_beliefs = true) const noexcept {
     const float* next = numbers.data();
     for (size_t i = 0; i < nodes.size(); ++i) {
       const Node& node = *engine.tree->nodes[i];
+      const size_t states = node.number_of_states, first = with_beliefs ? 0 : states;
       engine[node] = nodes[i];
-      std::copy_n(next, 3 * node.number_of_states, engine[node].belief);
-      next += 3 * node.number_of_states;
+      std::copy_n(next + first, 3 * states - first, engine[node].belief + first);
+      next += 3 * states;
     }
   }
   std::vector<NodeState> nodes;
@@ -157,10 +65,8 @@ void enter_former_evidence(TreeEngine& engine, const FormerState& former) {
     if (data.propagated_state != kNoEvidence) {
       tv_number_t* const finding = engine.propagated_finding(node);
       std::copy_n(next + states, states, finding);
-      if (data.propagated_state >= 0) {
-        std::fill_n(finding, states, 0.0f);
-        finding[data.propagated_state] = 1.0f;
-      }
+      if (data.propagated_state >= 0)
+        store_certain_belief(static_cast<size_t>(data.propagated_state), states, finding);
       list_evidence(engine, node);
       mark_clique(engine, placement(node).home->position);
     }
@@ -183,9 +89,8 @@ tv_status_t calibrate_again(TreeEngine& engine, const TreeEngine& old, const For
                            : _tv_jt_global_propagate(request, _tv_identify_subtree(engine, kNone));
   target_no_beliefs(engine);
   if (status != kOutOfRange) return status;
-  forget_tables(engine);
-  engine.is_extended = engine.marginals_only = true;
-  return tv_status_none;
+  const FormerConstants none(engine);
+  return propagate_extended(engine, nullptr, old.equilibrium, tv_evidence_normal, none);
 }
 
 // In the lists of an engine that was made anew.
@@ -200,19 +105,18 @@ void list_evidence_anew(TreeEngine& engine) noexcept {
   }
 }
 
-// The results that a host sees are those of the predecessor.
+// The results that a host sees are those of the predecessor, but where its beliefs left out findings.
 void take_over_results(TreeEngine& engine, const TreeEngine& old, const FormerState& former) {
+  const bool holds_all_findings = old.mode == tv_evidence_normal || !old.evidence_propagated;
   clear_marks(engine);
-  former.restore(engine);
+  former.restore(engine, holds_all_findings);
   for (Node* node : engine.tree->nodes) {
     NodeState& data = engine[*node];
     data.observed_state = data.next_observed_state = -1;
     data.is_target = false;
-    if (data.propagated_state >= 0) {
-      tv_number_t* const finding = engine.propagated_finding(*node);
-      std::fill_n(finding, node->number_of_states, 0.0f);
-      finding[data.propagated_state] = 1.0f;
-    }
+    if (data.propagated_state >= 0)
+      store_certain_belief(static_cast<size_t>(data.propagated_state), node->number_of_states,
+                           engine.propagated_finding(*node));
   }
   list_evidence_anew(engine);
   engine.equilibrium = old.equilibrium;
@@ -223,10 +127,12 @@ void take_over_results(TreeEngine& engine, const TreeEngine& old, const FormerSt
   engine.evidence_to_propagate = old.evidence_to_propagate;
   engine.evidence_propagated = old.evidence_propagated;
   engine.likelihood_propagated = old.likelihood_propagated;
-  engine.step_constant = old.step_constant;
-  engine.step_log_constant = old.step_log_constant;
-  engine.constant = old.constant;
-  engine.log_constant = old.log_constant;
+  if (holds_all_findings) {
+    engine.step_constant = old.step_constant;
+    engine.step_log_constant = old.step_log_constant;
+    engine.constant = old.constant;
+    engine.log_constant = old.log_constant;
+  }
   engine.conflict = old.conflict;
   engine.approximation_constant = old.approximation_constant;
   engine.evidence_count = old.evidence_count;
@@ -266,27 +172,25 @@ void note_tables_looked_at(const TreeEngine& engine) noexcept {
 // For its lifetime a tree has another sparse tree; at the end the former one again, unless it is kept.
 class ExchangedTree {
  public:
-  ExchangedTree(JunctionTree& tree, std::shared_ptr<SparseTree> sparse, double bytes) noexcept
-      : tree_(&tree), other_(std::move(sparse)), bytes_(bytes) {
+  ExchangedTree(JunctionTree& tree, FoundTree found) noexcept : tree_(&tree), other_(std::move(found)) {
     exchange();
   }
   ~ExchangedTree() {
     if (tree_) exchange();
   }
   ExchangedTree(ExchangedTree&& from) noexcept
-      : tree_(std::exchange(from.tree_, nullptr)), other_(std::move(from.other_)), bytes_(from.bytes_) {}
+      : tree_(std::exchange(from.tree_, nullptr)), other_(std::move(from.other_)) {}
   ExchangedTree& operator=(ExchangedTree&&) = delete;
   void keep() noexcept { tree_ = nullptr; }
 
  private:
   void exchange() noexcept {
-    tree_->sparse.swap(other_);
-    std::swap(tree_->possible_bytes, bytes_);
+    tree_->sparse.swap(other_.sparse);
+    std::swap(tree_->possible_bytes, other_.possible_bytes);
   }
 
   JunctionTree* tree_;
-  std::shared_ptr<SparseTree> other_;
-  double bytes_;
+  FoundTree other_;
 };
 
 class RestoredState {
@@ -321,16 +225,13 @@ tv_status_t make_sparse_engine(const TreeEngine& old, const FormerState& former,
 
 }  // namespace
 
-tv_status_t find_sparse_tree(const JunctionTree& tree, std::shared_ptr<SparseTree>& sparse, double& bytes) {
-  return find_rows({tree, most_bytes(tree)}, sparse, bytes);
-}
-
 tv_status_t renew_sparse_tree(TreeEngine& engine) {
   if (holds_all_possible(engine)) return note_tables_looked_at(engine), tv_status_none;
   auto& tree = const_cast<JunctionTree&>(*engine.tree);
-  TreeSupport support;
-  if (tv_status_t status = find_support({tree, most_bytes(tree)}, support)) return status;
-  ExchangedTree exchange(tree, make_sparse_tree(tree, support), bytes_of_rows(tree, support));
+  FoundTree found;
+  if (tv_status_t status = find_sparse_tree(tree, found)) return status;
+  if (!found.sparse) found.sparse = full_sparse_tree(tree);  // this engine has been one of a sparse tree
+  ExchangedTree exchange(tree, std::move(found));
   std::unique_ptr<TreeEngine> fresh = make_engine(*engine.state, tree);
   fresh->keep_copy = engine.keep_copy;
   fresh->evidence_to_propagate = engine.evidence_to_propagate;
@@ -354,11 +255,10 @@ tv_status_t make_engines_sparse(Domain& domain) {
     TreeEngine& old = *state.trees[tree.position];
     if (domain.compressed && old.approximation_constant == 1.0) continue;
     if (tv_status_t status = measure_conflicts(old)) return status;
-    std::shared_ptr<SparseTree> sparse;
-    double bytes = 0.0;
-    if (tv_status_t status = find_sparse_tree_of(old, sparse, bytes)) return status;
-    const bool is_sparse = sparse != nullptr;
-    ExchangedTree exchange(tree, std::move(sparse), bytes);
+    FoundTree found;
+    if (tv_status_t status = find_sparse_tree_of(old, found)) return status;
+    const bool is_sparse = found.sparse != nullptr;
+    ExchangedTree exchange(tree, std::move(found));
     std::unique_ptr<TreeEngine> engine;
     if (is_sparse) {
       const FormerState former(old);

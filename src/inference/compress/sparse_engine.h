@@ -5,10 +5,6 @@
 
 namespace tv {
 
-// The possible configurations of a tree as a sparse tree, null where no clique gains by it, and the bytes of
-// tables that hold nothing else. `no_memory` where they need more than the domain's memory limit.
-tv_status_t find_sparse_tree(const JunctionTree& tree, std::shared_ptr<SparseTree>& sparse, double& bytes);
-
 // Where more is possible under the present potentials than the sparse tree of an engine stores, finds its
 // configurations anew and makes the engine, which has been reset, anew.
 tv_status_t renew_sparse_tree(TreeEngine& engine);

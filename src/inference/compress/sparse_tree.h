@@ -54,7 +54,7 @@ struct SparseClique {
 struct InitialTables {
   bool are_formed = false;
   Block<float> numbers;        // of all sparse cliques, one behind the other
-  Block<float> other_numbers;  // those of the engine
+  Block<float> other_numbers;  // of separators and full cliques, or the factors of these
   std::vector<float> beliefs;  // of all nodes of the tree
   std::vector<float> clique_factors;
   std::vector<bool> holds;  // by link of the engine

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "inference/compress/initial_tables.h"
 #include "inference/elimination/elimination_schedule.h"
 #include "inference/evidence/absorb_evidence.h"
 #include "inference/extended/extended_propagation.h"
@@ -165,7 +166,7 @@ tv_status_t propagate_extended(TreeEngine& engine, const Clique* root, tv_equili
   if (status) return status;
   if (!engine.knows_constants || engine.cg) set_constants(engine, mass, former);
   if (measures) set_conflict(engine, start, findings);
-  if (!engine.tree->sparse) engine.approximation_constant = 1.0;  // the potentials know nothing of it
+  engine.approximation_constant = constant_of_stored_entries(engine);  // nothing else is left out here
   if (!waits) return tv_status_none;
   forget_tables(engine);
   observe_states_without_shapes(engine);
