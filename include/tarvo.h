@@ -106,7 +106,7 @@
  * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
  * propagation; probability and conflict of the evidence; beliefs and other results; compression and
  * approximation; policies of decisions; queries; reading networks; writing networks; cases; learning from
- * parts of the cases; data sets; prediction; random numbers.
+ * parts of the cases; data sets; prediction; structures from data; random numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -175,6 +175,15 @@ typedef struct tv_query_s tv_query_t;
 
 /** What cases lead to expect, for learning from parts of them. Yours: tv_em_statistics_delete frees it. */
 typedef struct tv_em_statistics_s tv_em_statistics_t;
+
+/** How structures are learned, and what experts know. Yours: tv_structure_learner_delete frees it. */
+typedef struct tv_structure_learner_s tv_structure_learner_t;
+
+/** A graph over named nodes, with directed and undirected links. Yours: tv_structure_delete frees it. */
+typedef struct tv_structure_s tv_structure_t;
+
+/** How often links were found in samples of the cases. Yours: tv_bootstrap_delete frees it. */
+typedef struct tv_bootstrap_s tv_bootstrap_t;
 
 /**
  * The outcome of a call: 0 for success, otherwise one of the codes below. The numbers are fixed.
@@ -6341,6 +6350,991 @@ TV_API double tv_measures_get_confusion(const tv_measures_t* measures, size_t st
  * - tv_status_no_value: there are no rows in the state, or none in another one
  */
 TV_API double tv_measures_get_area_under_curve(tv_measures_t* measures, size_t state);
+
+/** @} */
+
+/**
+ * @defgroup structure Structures from data
+ * Finds links from the cases of a domain (docs/structure.md). A *learner* says how: by which method, with
+ * which settings, and what experts know. What it finds in a domain is a *structure*: a graph that belongs to
+ * no domain, with directed and undirected links between nodes that are known by name, and what was found
+ * out about each pair. tv_domain_set_structure gives a domain its links; the numbers come after that, by
+ * tv_domain_learn_tables.
+ *
+ * All chance nodes take part that the learner does not leave out (tv_structure_learner_leave_out_node); other
+ * nodes and the present links play no part. Nodes are taken in the order of the bytes of their names, so that
+ * neither their order in the domain nor the number of threads makes a difference, and the same seed gives the
+ * same result everywhere. The progress handler of the domain is told of the task "learning the structure",
+ * and can end it.
+ *
+ * Where cells are missing, each number comes from the cases that lack none of the nodes that it is about,
+ * unless the learner asks for structural EM.
+ * @{
+ */
+
+/**
+ * Makes a learner with the settings that each function below names as initial, and no constraints.
+ *
+ * A learner belongs to no domain. Different threads may use one at the same time while nobody changes it.
+ *
+ * @return the learner: free it with tv_structure_learner_delete; NULL on failure
+ */
+TV_API tv_structure_learner_t* tv_new_structure_learner(void);
+
+/**
+ * Deletes a learner.
+ *
+ * @param learner  the learner
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_delete(tv_structure_learner_t* learner);
+
+/** How a structure is found. */
+typedef TV_INT_ENUM {
+  /** The answer of a failed query. */
+  tv_structure_method_error = -1,
+  /** Links are removed that a test of independence finds none for: the stable form of the PC algorithm
+   *  (Colombo & Maathuis 2014). The result is partially directed. */
+  tv_structure_method_tests = 0,
+  /** Links are added, removed and reversed one at a time as long as the score grows, with a tabu list and
+   *  restarts. */
+  tv_structure_method_greedy,
+  /** The graph of the greatest score, by dynamic programming over sets of nodes (Silander & Myllymäki
+   *  2006); for up to some 25 nodes. */
+  tv_structure_method_exact,
+  /** The tree of the greatest mutual information (Chow & Liu 1968), or a forest where links are not worth
+   *  their score. */
+  tv_structure_method_tree,
+  /** Links from the target to all other nodes. */
+  tv_structure_method_naive_bayes,
+  /** Naive Bayes with a tree between the other nodes (Friedman, Geiger & Goldszmidt 1997). */
+  tv_structure_method_tan,
+  /** Naive Bayes with hidden nodes between the target and groups of other nodes (Langseth & Nielsen 2006). */
+  tv_structure_method_hierarchical
+} tv_structure_method_t;
+
+/**
+ * Sets how structures are found; initially by tests.
+ *
+ * @param learner  the learner
+ * @param method   the method
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such method
+ */
+TV_API tv_status_t tv_structure_learner_set_method(tv_structure_learner_t* learner,
+                                                   tv_structure_method_t method);
+
+/**
+ * Returns how structures are found.
+ *
+ * @param learner  the learner
+ * @return the method; tv_structure_method_error on failure
+ */
+TV_API tv_structure_method_t tv_structure_learner_get_method(const tv_structure_learner_t* learner);
+
+/** Tests of whether two discrete nodes are independent given others, which are discrete. */
+typedef TV_INT_ENUM {
+  /** The answer of a failed query. */
+  tv_independence_test_error = -1,
+  /** Twice the log-likelihood ratio, G² (Wilks 1938). */
+  tv_independence_test_g_squared = 0,
+  /** The sum of squared deviations from what is expected, over what is expected, X² (Pearson 1900). */
+  tv_independence_test_chi_squared
+} tv_independence_test_t;
+
+/**
+ * Sets by which test of independence links are removed; initially G².
+ *
+ * Degrees of freedom are counted over what occurs: in each configuration of the other nodes, the states of
+ * one node that occur less one, times those of the other less one. Where continuous nodes are among those
+ * tested, likelihood ratios of conditional Gaussian distributions are used whatever is set here.
+ *
+ * @param learner  the learner
+ * @param test     the test
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such test
+ */
+TV_API tv_status_t tv_structure_learner_set_test(tv_structure_learner_t* learner,
+                                                 tv_independence_test_t test);
+
+/**
+ * Returns by which test of independence links are removed.
+ *
+ * @param learner  the learner
+ * @return the test; tv_independence_test_error on failure
+ */
+TV_API tv_independence_test_t tv_structure_learner_get_test(const tv_structure_learner_t* learner);
+
+/**
+ * Sets the level of significance of tests: a link is removed where some test of its nodes gives a p-value
+ * above it. Initially 0.05.
+ *
+ * @param learner       the learner
+ * @param significance  the level, above 0 and below 1
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the level is not between 0 and 1
+ */
+TV_API tv_status_t tv_structure_learner_set_significance(tv_structure_learner_t* learner,
+                                                         double significance);
+
+/**
+ * Returns the level of significance of tests.
+ *
+ * @param learner  the learner
+ * @return the level; -1.0 on failure
+ */
+TV_API double tv_structure_learner_get_significance(const tv_structure_learner_t* learner);
+
+/**
+ * Sets how many cases a test needs for each degree of freedom that the tested nodes could have. With fewer it
+ * is refused, which removes no link, and counted (tv_structure_get_number_of_refused_tests). Initially 1;
+ * more makes tests of nodes with many states more reliable, and keeps more links between them.
+ *
+ * @param learner  the learner
+ * @param cases    how many, finite and not negative; 0 for no such rule
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the number is negative or not finite
+ */
+TV_API tv_status_t tv_structure_learner_set_cases_per_degree(tv_structure_learner_t* learner, double cases);
+
+/**
+ * Returns how many cases a test needs for each degree of freedom.
+ *
+ * @param learner  the learner
+ * @return how many; -1.0 on failure
+ */
+TV_API double tv_structure_learner_get_cases_per_degree(const tv_structure_learner_t* learner);
+
+/**
+ * Sets given how many other nodes two nodes are tested at most; initially there is no limit.
+ *
+ * @param learner  the learner
+ * @param size     how many; all ones for no limit
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_set_max_conditioning_size(tv_structure_learner_t* learner,
+                                                                  size_t size);
+
+/**
+ * Returns given how many other nodes two nodes are tested at most.
+ *
+ * @param learner  the learner
+ * @return how many, all ones where there is no limit; also all ones on failure
+ */
+TV_API size_t tv_structure_learner_get_max_conditioning_size(const tv_structure_learner_t* learner);
+
+/** Which unshielded triples a - c - b become colliders a -> c <- b. */
+typedef TV_INT_ENUM {
+  /** The answer of a failed query. */
+  tv_collider_rule_error = -1,
+  /** Those whose middle is not in the set that separated a and b. */
+  tv_collider_rule_plain = 0,
+  /** Those whose middle is in no set of neighbours that separates a and b (Ramsey, Zhang & Spirtes 2006). */
+  tv_collider_rule_conservative,
+  /** Those whose middle is in less than half of these sets (Colombo & Maathuis 2014). */
+  tv_collider_rule_majority
+} tv_collider_rule_t;
+
+/**
+ * Sets how colliders are recognised; initially by the plain rule.
+ *
+ * @param learner  the learner
+ * @param rule     the rule
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such rule
+ */
+TV_API tv_status_t tv_structure_learner_set_collider_rule(tv_structure_learner_t* learner,
+                                                          tv_collider_rule_t rule);
+
+/**
+ * Returns how colliders are recognised.
+ *
+ * @param learner  the learner
+ * @return the rule; tv_collider_rule_error on failure
+ */
+TV_API tv_collider_rule_t tv_structure_learner_get_collider_rule(const tv_structure_learner_t* learner);
+
+/** What makes one structure better than another: a sum over families, each a node with its parents. */
+typedef TV_INT_ENUM {
+  /** The answer of a failed query. */
+  tv_structure_score_error = -1,
+  /** The log-likelihood less half of the free parameters times the logarithm of the number of cases
+   *  (Schwarz 1978). */
+  tv_structure_score_bic = 0,
+  /** The log-likelihood less the free parameters (Akaike 1974). */
+  tv_structure_score_aic,
+  /** The log-likelihood alone, which more links never lower. */
+  tv_structure_score_log_likelihood,
+  /** The logarithm of the probability of the cases under uniform Dirichlet distributions that are worth
+   *  so many cases altogether for each family (Heckerman, Geiger & Chickering 1995); discrete nodes alone. */
+  tv_structure_score_bdeu,
+  /** The same logarithm where each distribution is uniform beforehand (Cooper & Herskovits 1992); discrete
+   *  nodes alone. */
+  tv_structure_score_k2
+} tv_structure_score_t;
+
+/**
+ * Sets what is maximised; initially BIC.
+ *
+ * @param learner  the learner
+ * @param score    the score
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such score
+ */
+TV_API tv_status_t tv_structure_learner_set_score(tv_structure_learner_t* learner,
+                                                  tv_structure_score_t score);
+
+/**
+ * Returns what is maximised.
+ *
+ * @param learner  the learner
+ * @return the score; tv_structure_score_error on failure
+ */
+TV_API tv_structure_score_t tv_structure_learner_get_score(const tv_structure_learner_t* learner);
+
+/**
+ * Sets what the prior distributions of the score BDeu are worth; initially 1 case.
+ *
+ * @param learner  the learner
+ * @param size     the equivalent sample size, positive and finite
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the size is not positive, or not finite
+ */
+TV_API tv_status_t tv_structure_learner_set_equivalent_sample_size(tv_structure_learner_t* learner,
+                                                                   double size);
+
+/**
+ * Returns what the prior distributions of the score BDeu are worth.
+ *
+ * @param learner  the learner
+ * @return the equivalent sample size; -1.0 on failure
+ */
+TV_API double tv_structure_learner_get_equivalent_sample_size(const tv_structure_learner_t* learner);
+
+/**
+ * Sets how many parents a node has at most in the greedy and the exact search; initially there is no limit.
+ *
+ * @param learner  the learner
+ * @param count    how many; all ones for no limit
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_set_max_parents(tv_structure_learner_t* learner, size_t count);
+
+/**
+ * Returns how many parents a node has at most.
+ *
+ * @param learner  the learner
+ * @return how many, all ones where there is no limit; also all ones on failure
+ */
+TV_API size_t tv_structure_learner_get_max_parents(const tv_structure_learner_t* learner);
+
+/**
+ * Sets how heavy the cliques of what the greedy search finds are at most, as
+ * tv_domain_triangulate(domain, tv_method_best_greedy) finds them: the sum over all cliques of the numbers of
+ * their configurations. So what is learned can be propagated. Initially there is no limit.
+ *
+ * @param learner  the learner
+ * @param weight   the limit; 0 for none
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the weight is negative or not a number
+ */
+TV_API tv_status_t tv_structure_learner_set_max_total_weight(tv_structure_learner_t* learner, double weight);
+
+/**
+ * Returns how heavy the cliques of what the greedy search finds are at most.
+ *
+ * @param learner  the learner
+ * @return the limit, 0 where there is none; -1.0 on failure
+ */
+TV_API double tv_structure_learner_get_max_total_weight(const tv_structure_learner_t* learner);
+
+/**
+ * Sets for how many steps the greedy search goes on where no step is better, without returning to a graph of
+ * before (Glover 1989); initially 100.
+ *
+ * @param learner  the learner
+ * @param steps    how many; 0 to end at the first local maximum
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_set_tabu_steps(tv_structure_learner_t* learner, size_t steps);
+
+/**
+ * Returns for how many steps the greedy search goes on where no step is better.
+ *
+ * @param learner  the learner
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_structure_learner_get_tabu_steps(const tv_structure_learner_t* learner);
+
+/**
+ * Sets how often the greedy search starts again from the best graph so far, with some links changed at
+ * random; initially 0.
+ *
+ * @param learner   the learner
+ * @param restarts  how often
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_set_restarts(tv_structure_learner_t* learner, size_t restarts);
+
+/**
+ * Returns how often the greedy search starts again.
+ *
+ * @param learner  the learner
+ * @return how often; all ones on failure
+ */
+TV_API size_t tv_structure_learner_get_restarts(const tv_structure_learner_t* learner);
+
+/**
+ * Sets what everything random follows: restarts, samples of the bootstrap, completions of cases. Initially 1.
+ *
+ * @param learner  the learner
+ * @param seed     any number
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_set_seed(tv_structure_learner_t* learner, uint64_t seed);
+
+/**
+ * Returns what everything random follows.
+ *
+ * @param learner  the learner
+ * @return the seed; all ones on failure
+ */
+TV_API uint64_t tv_structure_learner_get_seed(const tv_structure_learner_t* learner);
+
+/**
+ * Sets on how many threads a structure is learned; initially 1. The result does not depend on it.
+ *
+ * @param learner  the learner
+ * @param level    how many, at least 1
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the level is 0
+ */
+TV_API tv_status_t tv_structure_learner_set_concurrency_level(tv_structure_learner_t* learner, size_t level);
+
+/**
+ * Returns on how many threads a structure is learned.
+ *
+ * @param learner  the learner
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_structure_learner_get_concurrency_level(const tv_structure_learner_t* learner);
+
+/**
+ * Sets the node that naive Bayes and its extensions classify, or that a tree has as its root.
+ *
+ * @param learner  the learner
+ * @param name     the name of the node; may be null for none, which it is initially
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_set_target(tv_structure_learner_t* learner, const char* name);
+
+/**
+ * Returns the node that is classified, or that a tree has as its root.
+ *
+ * @param learner  the learner
+ * @return the name of the node, owned by the learner; NULL where there is none, and on failure
+ */
+TV_API const char* tv_structure_learner_get_target(const tv_structure_learner_t* learner);
+
+/**
+ * Says whether a tree, also that of TAN, keeps links that the score does not find worth their parameters;
+ * initially it does, so that it connects all nodes. Where it does not, the result is a forest.
+ *
+ * @param learner   the learner
+ * @param spanning  1 to keep them, 0 to leave them out
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_set_spanning(tv_structure_learner_t* learner, int spanning);
+
+/**
+ * Tells whether a tree keeps links that are not worth their parameters.
+ *
+ * @param learner  the learner
+ * @return 1 or 0; -1 on failure
+ */
+TV_API int tv_structure_learner_get_spanning(const tv_structure_learner_t* learner);
+
+/**
+ * Sets how often structural EM (Friedman 1998) completes the cases and learns a structure from them before it
+ * ends, at the latest; initially 0, which is not to complete them.
+ *
+ * Missing cells are completed at random, as they are distributed given what the case observes under the
+ * network found so far, whose tables have been learned by EM; then the method learns from the complete cases.
+ * This is repeated until the score of the observed cells does not grow: AIC or the log-likelihood where the
+ * learner maximises these, else BIC. There is no structural EM of hierarchical structures.
+ *
+ * @param learner  the learner
+ * @param rounds   how often
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_set_max_completions(tv_structure_learner_t* learner, size_t rounds);
+
+/**
+ * Returns how often structural EM completes the cases at the latest.
+ *
+ * @param learner  the learner
+ * @return how often, 0 where cases are not completed; all ones on failure
+ */
+TV_API size_t tv_structure_learner_get_max_completions(const tv_structure_learner_t* learner);
+
+/**
+ * Leaves a node out of what is learned, such as a number that only names the case.
+ *
+ * @param learner  the learner
+ * @param name     the name of the node
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_leave_out_node(tv_structure_learner_t* learner, const char* name);
+
+/**
+ * Demands a directed link. Like all constraints, it holds in every method, and whether it can be met is found
+ * out before anything is learned (tv_domain_check_constraints).
+ *
+ * @param learner  the learner
+ * @param from     the name of the parent
+ * @param to       the name of the child
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the names are equal
+ */
+TV_API tv_status_t tv_structure_learner_require_link(tv_structure_learner_t* learner, const char* from,
+                                                     const char* to);
+
+/**
+ * Demands a link between two nodes, in either direction.
+ *
+ * @param learner  the learner
+ * @param a        the name of one node
+ * @param b        the name of the other
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the names are equal
+ */
+TV_API tv_status_t tv_structure_learner_require_adjacency(tv_structure_learner_t* learner, const char* a,
+                                                          const char* b);
+
+/**
+ * Forbids a directed link; one in the other direction may be found.
+ *
+ * @param learner  the learner
+ * @param from     the name of the parent
+ * @param to       the name of the child
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the names are equal
+ */
+TV_API tv_status_t tv_structure_learner_forbid_link(tv_structure_learner_t* learner, const char* from,
+                                                    const char* to);
+
+/**
+ * Forbids links between two nodes, in either direction.
+ *
+ * @param learner  the learner
+ * @param a        the name of one node
+ * @param b        the name of the other
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the names are equal
+ */
+TV_API tv_status_t tv_structure_learner_forbid_adjacency(tv_structure_learner_t* learner, const char* a,
+                                                         const char* b);
+
+/**
+ * Puts a node into a tier: no link leads to a node of an earlier tier, one with a smaller number. Nodes in no
+ * tier may have links in all directions.
+ *
+ * @param learner  the learner
+ * @param name     the name of the node
+ * @param tier     the number of the tier
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is in another tier already
+ */
+TV_API tv_status_t tv_structure_learner_set_tier(tv_structure_learner_t* learner, const char* name,
+                                                 size_t tier);
+
+/**
+ * Forbids links between the nodes of a tier.
+ *
+ * @param learner  the learner
+ * @param tier     the number of the tier
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_forbid_links_in_tier(tv_structure_learner_t* learner, size_t tier);
+
+/**
+ * Forgets all constraints. Nodes that are left out stay left out.
+ *
+ * @param learner  the learner
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_learner_clear_constraints(tv_structure_learner_t* learner);
+
+/**
+ * Adds the constraints of a file (docs/file-formats.md). After an error the constraints are those of before.
+ *
+ * @param learner       the learner
+ * @param file_name     the name of the file
+ * @param handler       is told every message; positions are lines; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_io: the file could not be opened, read or closed
+ * - tv_status_parse: the file breaks the rules
+ * - tv_status_locale: the "C" locale could not be selected
+ */
+TV_API tv_status_t tv_structure_learner_parse_constraints(tv_structure_learner_t* learner,
+                                                          const char* file_name, tv_error_handler_t handler,
+                                                          void* handler_data);
+
+/**
+ * Adds the constraints of a text in the form of their files. After an error the constraints are those of
+ * before.
+ *
+ * @param learner       the learner
+ * @param text          the text
+ * @param handler       is told every message; positions are numbers of characters; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_parse: the text breaks the rules
+ * - tv_status_locale: the "C" locale could not be selected
+ */
+TV_API tv_status_t tv_structure_learner_parse_constraints_string(tv_structure_learner_t* learner,
+                                                                 const char* text, tv_error_handler_t handler,
+                                                                 void* handler_data);
+
+/**
+ * Writes all constraints in the form of their files.
+ *
+ * @param learner  the learner
+ * @return the text, yours: free it with free(); NULL on failure
+ */
+TV_API char* tv_structure_learner_constraints_to_string(const tv_structure_learner_t* learner);
+
+/**
+ * Looks for contradictions between the constraints, the settings and the nodes of a domain: names that no
+ * node has, links that are required and forbidden, required links that close a cycle, that lead to an earlier
+ * tier, from a continuous to a discrete node, to more parents than the limit, or that the method cannot have.
+ *
+ * @param domain        the domain
+ * @param learner       the learner
+ * @param handler       is told of every contradiction, with all ones as the position; may be null
+ * @param handler_data  a pointer for the handler; may be null
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is a contradiction
+ * - tv_status_cyclic_network: the required links close a cycle
+ */
+TV_API tv_status_t tv_domain_check_constraints(tv_domain_t* domain, const tv_structure_learner_t* learner,
+                                               tv_error_handler_t handler, void* handler_data);
+
+/**
+ * Learns a structure from the cases of a domain, which stays as it is. Nodes without a name get one
+ * (tv_node_get_name).
+ *
+ * Where the progress handler ends the greedy search or structural EM after a first structure was found, the
+ * best one so far is the result, and tv_structure_is_finished tells.
+ *
+ * @param domain   the domain, compiled or not
+ * @param learner  the learner
+ * @return the structure: free it with tv_structure_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no case, or no node to learn from; all cells of a node are missing; a
+ *   constraint cannot be met; the method needs a target, a discrete one for classification, and there is no
+ *   such node; the score is for discrete nodes alone
+ * - tv_status_cyclic_network: the required links close a cycle
+ * - tv_status_size_too_large: the required parents of a node have more configurations than counts can index;
+ *   the exact search has more nodes than it can index
+ * - tv_status_no_memory: also where the search needs more than the memory limit of the domain
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_structure_t* tv_domain_learn_structure(tv_domain_t* domain, const tv_structure_learner_t* learner);
+
+/**
+ * Makes a structure of the present links between the chance nodes of a domain, directed and undirected.
+ * Nodes without a name get one (tv_node_get_name).
+ *
+ * @param domain  the domain
+ * @return the structure: free it with tv_structure_delete; NULL on failure
+ */
+TV_API tv_structure_t* tv_domain_get_structure(tv_domain_t* domain);
+
+/**
+ * Gives a domain the links of a structure: those between its nodes become the links of the structure, all
+ * others stay. Undirected links are directed before (tv_structure_direct says how). Hidden nodes are added.
+ *
+ * A node whose parents change gets a uniform distribution, its experience counts become 0 and its fading
+ * factors 1, and it has no model any more. Its parents are in the order in which tv_node_add_parent leaves
+ * them when those of the structure are added by name. The domain is uncompiled unless no link changes.
+ *
+ * @param domain     the domain
+ * @param structure  the structure
+ * @return tv_status_none, or the code of a failure, after which the domain is what it was
+ *
+ * @par Failures
+ * - tv_status_usage: the domain has no chance node of a name, or it has undirected links; a discrete node
+ *   would have a continuous parent; links of the structure close a cycle, or cannot be directed
+ * - tv_status_twice: the domain has a node with the name of a hidden one already
+ * - tv_status_cyclic_network: links between other nodes would close a cycle with those of the structure
+ * - tv_status_cyclic_functional_dependency: function nodes would depend on themselves
+ */
+TV_API tv_status_t tv_domain_set_structure(tv_domain_t* domain, const tv_structure_t* structure);
+
+/**
+ * Copies a structure.
+ *
+ * @param structure  the structure
+ * @return the copy: free it with tv_structure_delete; NULL on failure
+ */
+TV_API tv_structure_t* tv_structure_clone(const tv_structure_t* structure);
+
+/**
+ * Deletes a structure.
+ *
+ * @param structure  the structure
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_structure_delete(tv_structure_t* structure);
+
+/**
+ * Tells whether learning came to its end, and was not stopped by the progress handler.
+ *
+ * @param structure  the structure
+ * @return 1 or 0; -1 on failure
+ */
+TV_API int tv_structure_is_finished(const tv_structure_t* structure);
+
+/**
+ * Counts the nodes of a structure, which are numbered from 0 in the order of the bytes of their names.
+ *
+ * @param structure  the structure
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_structure_get_number_of_nodes(const tv_structure_t* structure);
+
+/**
+ * Returns the name of a node of a structure.
+ *
+ * @param structure  the structure
+ * @param node       the node, below the number of nodes
+ * @return the name, owned by the structure; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such node
+ */
+TV_API const char* tv_structure_get_node_name(const tv_structure_t* structure, size_t node);
+
+/**
+ * Finds a node of a structure by its name.
+ *
+ * @param structure  the structure
+ * @param name       the name
+ * @return the node; all ones where there is none, and on failure
+ */
+TV_API size_t tv_structure_get_node_by_name(const tv_structure_t* structure, const char* name);
+
+/**
+ * Returns how many states a hidden node has that the method has added.
+ *
+ * @param structure  the structure
+ * @param node       the node, below the number of nodes
+ * @return how many, 0 for a node that is not hidden; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such node
+ */
+TV_API size_t tv_structure_get_hidden_states(const tv_structure_t* structure, size_t node);
+
+/**
+ * Counts the links of a structure, directed and not.
+ *
+ * @param structure  the structure
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_structure_get_number_of_links(const tv_structure_t* structure);
+
+/** What is between two nodes of a structure. */
+typedef TV_INT_ENUM {
+  /** The answer of a failed query. */
+  tv_structure_link_error = -1,
+  /** No link. */
+  tv_structure_link_none = 0,
+  /** A link from the first to the second node. */
+  tv_structure_link_directed,
+  /** A link from the second to the first node. */
+  tv_structure_link_reversed,
+  /** A link whose direction is open. */
+  tv_structure_link_undirected
+} tv_structure_link_t;
+
+/**
+ * Returns a link of a structure: directed ones as they lead, and all in the order of their first and then of
+ * their second node, which of an undirected one is the later.
+ *
+ * @param structure  the structure
+ * @param link       the index of the link, below the number of links
+ * @param[out] from  its first node
+ * @param[out] to    its second node
+ * @return tv_structure_link_directed or tv_structure_link_undirected; tv_structure_link_error on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such link
+ */
+TV_API tv_structure_link_t tv_structure_get_link(const tv_structure_t* structure, size_t link, size_t* from,
+                                                 size_t* to);
+
+/**
+ * Tells what is between two nodes of a structure.
+ *
+ * @param structure  the structure
+ * @param a          a node, below the number of nodes
+ * @param b          another one
+ * @return what there is; tv_structure_link_error on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such node, or the two are the same
+ */
+TV_API tv_structure_link_t tv_structure_get_link_between(const tv_structure_t* structure, size_t a, size_t b);
+
+/**
+ * Returns the p-value of two nodes, where the structure was learned by tests: of the test that removed their
+ * link, or the greatest of all tests that did not.
+ *
+ * @param structure  the structure
+ * @param a          a node, below the number of nodes
+ * @param b          another one
+ * @return the p-value; -1.0 where the two were not tested, and on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such node, or the two are the same
+ */
+TV_API double tv_structure_get_p_value(const tv_structure_t* structure, size_t a, size_t b);
+
+/**
+ * Returns the set that separated two nodes, where the structure was learned by tests: given these others, a
+ * test found them independent.
+ *
+ * @param structure   the structure
+ * @param a           a node, below the number of nodes
+ * @param b           another one
+ * @param[out] count  how many nodes there are in the set
+ * @return the nodes in ascending order, owned by the structure; NULL where no test separated the two, and on
+ *         failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such node, or the two are the same
+ */
+TV_API const size_t* tv_structure_get_separating_set(const tv_structure_t* structure, size_t a, size_t b,
+                                                     size_t* count);
+
+/**
+ * Counts the tests of independence that were made.
+ *
+ * @param structure  the structure
+ * @return how many there were; all ones on failure
+ */
+TV_API size_t tv_structure_get_number_of_tests(const tv_structure_t* structure);
+
+/**
+ * Counts the tests that were refused because cases are too few
+ * (tv_structure_learner_set_cases_per_degree). Those of two nodes given equally many neighbours of one of
+ * them count once where they need not even be looked at, because one neighbour has too many states.
+ *
+ * @param structure  the structure
+ * @return how many there were; all ones on failure
+ */
+TV_API size_t tv_structure_get_number_of_refused_tests(const tv_structure_t* structure);
+
+/**
+ * Returns the score of a structure that was learned by score, or as a tree or classifier without hidden
+ * nodes: the one that the learner was set to. After structural EM it is that of the observed cells.
+ *
+ * @param structure  the structure
+ * @return the score; 1.0 where there is none, and on failure
+ */
+TV_API double tv_structure_get_score(const tv_structure_t* structure);
+
+/**
+ * Directs all undirected links, so that neither a cycle nor a new collider of nodes without a link arises
+ * (Dor & Tarsi 1992): again and again, the first node in the order of the names that can be made a child of
+ * all its undirected neighbours is made one. Where this is not possible, since tests contradict each other,
+ * it is a node with the fewest new colliders, and no cycle arises.
+ *
+ * @param structure  the structure
+ * @return tv_status_none, or the code of a failure, after which the structure is what it was
+ *
+ * @par Failures
+ * - tv_status_usage: the directed links close a cycle, or constraints leave no way
+ */
+TV_API tv_status_t tv_structure_direct(tv_structure_t* structure);
+
+/**
+ * Makes the structure of the equivalence class of a structure without undirected links: those links are
+ * directed that have the same direction in all graphs with the same independences (Verma & Pearl 1990;
+ * Meek 1995). It has no score, and nothing that tests found.
+ *
+ * @param structure  the structure, without cycles
+ * @return the class: free it with tv_structure_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a link is undirected, or the links close a cycle
+ */
+TV_API tv_structure_t* tv_structure_new_class(const tv_structure_t* structure);
+
+/**
+ * Counts the pairs of nodes between which two structures differ: a link that only one of them has, or that
+ * has another direction or none (Tsamardinos, Brown & Aliferis 2006). Nodes are compared by name; of those
+ * that only one structure has, every link counts.
+ *
+ * @param a  one structure
+ * @param b  the other
+ * @return the structural Hamming distance; all ones on failure
+ */
+TV_API size_t tv_structure_get_hamming_distance(const tv_structure_t* a, const tv_structure_t* b);
+
+/**
+ * Counts the ordered pairs of nodes for which one structure gives a wrong effect: where adjusting for the
+ * parents that the first node has in the guess does not identify the effect on the second one in the truth
+ * (Peters & Bühlmann 2015).
+ *
+ * @param truth  the structure that is taken for right, without undirected links or cycles
+ * @param guess  the one that is compared with it, with nodes of the same names, without undirected links or
+ *               cycles
+ * @return the structural intervention distance; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the nodes have other names; a link is undirected; the links of one close a cycle
+ */
+TV_API size_t tv_structure_get_intervention_distance(const tv_structure_t* truth,
+                                                     const tv_structure_t* guess);
+
+/**
+ * Learns a structure from each of many samples of the cases (Friedman, Goldszmidt & Wyner 1999), to tell how
+ * sure its links are. Each sample has as many cases as the domain, drawn with replacement. Structures without
+ * a direction count as such: those of tests as they are, all others as their equivalence classes.
+ *
+ * Nodes without a name get one (tv_node_get_name). Hidden nodes are not compared, so there is no bootstrap of
+ * hierarchical structures.
+ *
+ * @param domain   the domain, compiled or not
+ * @param learner  the learner
+ * @param samples  how many, at least 1
+ * @return the bootstrap: free it with tv_bootstrap_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `samples` is 0; the method finds hierarchical structures, or completes cases; there is
+ *   no case, or no node to learn from; all cells of a node are missing; a constraint cannot be met; the
+ *   target is missing or wrong; the score is for discrete nodes alone
+ * - tv_status_cyclic_network: the required links close a cycle
+ * - tv_status_size_too_large: a search has more to index than counts can
+ * - tv_status_no_memory: also where a search needs more than the memory limit of the domain
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_bootstrap_t* tv_domain_bootstrap_structure(tv_domain_t* domain,
+                                                     const tv_structure_learner_t* learner, size_t samples);
+
+/**
+ * Deletes a bootstrap.
+ *
+ * @param bootstrap  the bootstrap
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_bootstrap_delete(tv_bootstrap_t* bootstrap);
+
+/**
+ * Counts the samples of a bootstrap.
+ *
+ * @param bootstrap  the bootstrap
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_bootstrap_get_number_of_samples(const tv_bootstrap_t* bootstrap);
+
+/**
+ * Returns in which share of the samples there was a link of this kind between two nodes.
+ *
+ * @param bootstrap  the bootstrap
+ * @param a          the number of a node, in the order of the bytes of the names
+ * @param b          that of another one
+ * @param link       tv_structure_link_none for no link, tv_structure_link_directed for one from a to b,
+ *                   tv_structure_link_reversed for one from b to a, tv_structure_link_undirected for one
+ *                   whose direction is open
+ * @return the share, from 0 to 1; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such node or kind, or the two are the same
+ */
+TV_API double tv_bootstrap_get_frequency(const tv_bootstrap_t* bootstrap, size_t a, size_t b,
+                                         tv_structure_link_t link);
+
+/**
+ * Makes a structure of the links that were found often enough in either direction: each has the direction
+ * that was found more often, or none where both were found equally often. A link that would close a cycle
+ * with others, which were found more often, has no direction.
+ *
+ * @param bootstrap  the bootstrap
+ * @param threshold  in which share of the samples a link was found at least, from 0 to 1
+ * @return the structure: free it with tv_structure_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the threshold is not between 0 and 1
+ */
+TV_API tv_structure_t* tv_bootstrap_new_structure(const tv_bootstrap_t* bootstrap, double threshold);
+
+/**
+ * Tunes the tables of a naive-Bayes classifier to fewer wrong classifications (El Hindi 2014), after they
+ * were learned from the cases.
+ *
+ * In each pass over the cases, one that is classified wrongly moves the probabilities of what it observes:
+ * up given its true class, down given the one that it was taken for, by steps that become smaller as both
+ * come closer. A part of the cases, chosen by the seed, is held out; passes end when these are no longer
+ * classified better, and the tables are those of the best pass, so that they are never classified worse than
+ * before. Cases whose class is missing play no part. The domain's evidence is not looked at.
+ *
+ * @param target            the class: a discrete chance node without parents, whose children, at least one,
+ *                          are discrete chance nodes without another parent; none has a model
+ * @param held_out          the share of the cases that decide when to stop, above 0 and below 1
+ * @param max_passes        how many passes are made at most
+ * @param rate              how large steps are, positive and finite; 0.01 is common
+ * @param seed              chooses the cases that are held out
+ * @param[out] before       the share of those that was classified wrongly before; may be null
+ * @param[out] after        the share afterwards; may be null
+ * @return tv_status_none, or the code of a failure, after which the tables are what they were
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not such a class; a share or the rate is out of range; no case is held out,
+ *   or none is left
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_status_t tv_node_tune_classifier(tv_node_t* target, double held_out, size_t max_passes, double rate,
+                                           uint64_t seed, double* before, double* after);
 
 /** @} */
 

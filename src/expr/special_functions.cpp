@@ -15,11 +15,6 @@ constexpr double kTiny = 1e-300;  // keeps Lentz's algorithm from dividing by ze
 constexpr long kMaxIterations = 2000000;
 constexpr double kTwoPi = 2 * std::numbers::pi;
 
-double log_gamma(double x) noexcept {
-  int sign;
-  return ::lgamma_r(x, &sign);  // the plain function writes a global variable
-}
-
 // log Gamma(1 + a), also for an `a` that 1 + a would swallow.
 double log_gamma_of_one_plus(double a) noexcept {
   if (a > 0.05) return log_gamma(1 + a);
@@ -148,6 +143,11 @@ bool lower_beta(double a, double b, double x, double y, double& p) noexcept {
 }
 
 }  // namespace
+
+double log_gamma(double x) noexcept {
+  int sign;
+  return ::lgamma_r(x, &sign);  // the plain function writes a global variable
+}
 
 Tails normal_tails(double z) noexcept {
   const double x = std::fabs(z) / std::numbers::sqrt2;

@@ -16,6 +16,9 @@ inline double mass_between(const Tails& from, const Tails& to) noexcept {
   return from.below > 0.5 ? from.above - to.above : to.below - from.below;
 }
 
+// The logarithm of the gamma function, for x > 0.
+double log_gamma(double x) noexcept;
+
 Tails normal_tails(double z) noexcept;
 
 // The regularised incomplete gamma functions P(a, x) and Q(a, x), for a > 0. False when they do not

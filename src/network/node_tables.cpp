@@ -60,6 +60,8 @@ void TableChanges::commit() noexcept {
     change.owner->table_checked = false;
     if (change.owner->blank_table && has_data(*change.owner->blank_table))
       change.owner->table = std::move(change.owner->blank_table);
+    else if (change.owner->table && !has_data(*change.owner->table))
+      change.owner->blank_table = std::move(change.owner->table);
   }
   changes_.clear();
 }
@@ -119,6 +121,16 @@ void change_parents_in_learning_tables(TableChanges& changes, const Node& node, 
     for (Node* parent : gained)
       if (is_discrete(*parent)) contents = table_with_parent(contents ? *contents : *table, parent);
     if (contents) changes.add(*table, std::move(contents));
+  }
+}
+
+void restart_tables(TableChanges& changes, Node& node, const NodeList& parents) {
+  if (own_table(node)) changes.set_node_table(node, default_node_table(node, parents));
+  for (Table* table : {node.experience_table.get(), node.fading_table.get()}) {
+    if (!table) continue;
+    std::unique_ptr<Table> contents = default_table(node, table->kind, discrete_nodes(parents));
+    inherit_identity(*contents, *table);
+    changes.add(*table, std::move(contents));
   }
 }
 

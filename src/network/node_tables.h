@@ -44,6 +44,9 @@ tv_status_t reorder_states_in_tables(TableChanges& changes, Node& node, const si
 void change_parents_in_learning_tables(TableChanges& changes, const Node& node, const Node* lost,
                                        const std::vector<Node*>& gained);
 
+// The node's tables start anew over other parents: none of them has numbers then.
+void restart_tables(TableChanges& changes, Node& node, const NodeList& parents);
+
 // Renames the old parent in the child's tables.
 void replace_parent_in_tables(Node& child, const Node& old_parent, Node& new_parent) noexcept;
 

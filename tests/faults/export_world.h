@@ -21,7 +21,7 @@ struct World {
 
   // Text of the results. Releases them.
   std::string outcome();
-  // Text of what calls may change: the domain and the data set.
+  // Text of what calls may change: the domain, the data set and so on.
   std::string state();
 
   struct Free {
@@ -45,6 +45,12 @@ struct World {
   struct DeleteSummary {
     void operator()(tv_column_summary_t* what) const { tv_column_summary_delete(what); }
   };
+  struct DeleteLearner {
+    void operator()(tv_structure_learner_t* what) const { tv_structure_learner_delete(what); }
+  };
+  struct DeleteStructure {
+    void operator()(tv_structure_t* what) const { tv_structure_delete(what); }
+  };
   using Statistics = std::unique_ptr<tv_em_statistics_t, DeleteStatistics>;
   using Summary = std::unique_ptr<tv_column_summary_t, DeleteSummary>;
   struct DeletePredictions {
@@ -61,6 +67,8 @@ struct World {
   Statistics statistics, other_statistics, made_statistics;
   Predictions predictions;
   Measures measures;
+  std::unique_ptr<tv_structure_learner_t, DeleteLearner> learner;
+  std::unique_ptr<tv_structure_t, DeleteStructure> structure, other_structure, made_structure;
   tv_node_t *a, *b, *c, *d, *alone;
   tv_node_t *x = nullptr, *y = nullptr;          // continuous
   tv_node_t *choice = nullptr, *gain = nullptr;  // a decision and a utility

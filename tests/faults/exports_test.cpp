@@ -55,11 +55,30 @@ std::string describe(const World::Statistics& statistics) {
   return {static_cast<const char*>(bytes.get()), size};
 }
 
+std::string describe(const tv_structure_learner_t* learner) {
+  const std::unique_ptr<char, World::Free> text(tv_structure_learner_constraints_to_string(learner));
+  const char* const target = tv_structure_learner_get_target(learner);
+  return std::string(text.get()) + (target ? target : "");
+}
+
+std::string describe(const tv_structure_t* structure) {
+  std::string text;
+  for (size_t v = 0; v < tv_structure_get_number_of_nodes(structure); ++v)
+    text += tv_structure_get_node_name(structure, v) +
+            std::to_string(tv_structure_get_hidden_states(structure, v)) + " ";
+  for (size_t a = 0; a < tv_structure_get_number_of_nodes(structure); ++a)
+    for (size_t b = 0; b < a; ++b)
+      text += std::to_string(tv_structure_get_link_between(structure, a, b)) + " " +
+              std::to_string(tv_structure_get_p_value(structure, a, b)) + " ";
+  return text + std::to_string(tv_structure_get_score(structure)) + "\n";
+}
+
 }  // namespace
 
 std::string World::state() {
   return describe(domain.get()) + (data ? describe(data.get()) : "") +
-         (statistics ? describe(statistics) : "");
+         (statistics ? describe(statistics) : "") + (learner ? describe(learner.get()) : "") +
+         (structure ? describe(structure.get()) : "");
 }
 
 std::string World::outcome() {
@@ -67,6 +86,7 @@ std::string World::outcome() {
   if (made_data) out += describe(made_data.get());
   if (made) out += describe(made.get());
   if (made_statistics) out += describe(made_statistics);
+  if (made_structure) out += describe(made_structure.get());
   if (table) out += describe(table.get());
   if (owned_table) out += describe(owned_table);
   if (node) out += tv_node_get_name(node);
@@ -83,6 +103,7 @@ std::string World::outcome() {
   made.reset();
   made_data.reset();
   made_statistics.reset();
+  made_structure.reset();
   table.reset();
   expression.reset();
   list.reset();

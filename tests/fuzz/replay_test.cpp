@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fuzz/case_input.h"
+#include "fuzz/constraint_input.h"
 #include "fuzz/csv_input.h"
 #include "fuzz/em_statistics_input.h"
 
@@ -57,6 +58,7 @@ void replay_seeds(const std::string& folder, Target target) {
 
 TEST(Replay, NetSeeds) { replay_seeds("net", fuzz::parse_bytes); }
 TEST(Replay, CaseSeeds) { replay_seeds("case", fuzz::parse_case_bytes); }
+TEST(Replay, ConstraintSeeds) { replay_seeds("constraint", fuzz::parse_constraint_bytes); }
 TEST(Replay, CsvSeeds) { replay_seeds("csv", fuzz::parse_csv_bytes); }
 TEST(Replay, EmStatisticsSeeds) { replay_seeds("em_statistics", fuzz::parse_statistics_bytes); }
 

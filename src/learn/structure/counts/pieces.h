@@ -1,0 +1,44 @@
+// Work in small pieces, each taken by the next thread that is free. What a piece does must not depend on
+// which thread does it.
+#pragma once
+
+#include <pthread.h>
+
+#include "learn/thread_tasks.h"
+#include "network/progress.h"
+
+namespace tv {
+
+// Calls work(thread, i), which returns a status, for each i below `count`, and the progress handler from the
+// calling thread. The first failure that is met ends it. With workers, these are the threads.
+template <class Work>
+tv_status_t run_pieces(size_t count, size_t threads, ProgressMeter& progress, const Work& work,
+                       Workers* workers = nullptr) {
+  struct Shared {
+    const Work& work;
+    ProgressMeter& progress;
+    const size_t count;
+    const pthread_t caller;
+    std::atomic<size_t> next = 0;
+    std::atomic<tv_status_t> status = tv_status_none;
+  } context{work, progress, count, pthread_self()};
+  const auto task = [](void* data, size_t begin, size_t end) {
+    Shared& shared = *static_cast<Shared*>(data);
+    for (size_t thread = begin; thread < end; ++thread) {
+      for (size_t i = shared.next++; i < shared.count && !shared.status; i = shared.next++) {
+        tv_status_t status = tv_status_none;
+        if (pthread_equal(pthread_self(), shared.caller)) status = shared.progress.advance();
+        if (!status) status = guarded([&]() -> tv_status_t { return shared.work(thread, i); });
+        if (status) shared.status = status;
+      }
+    }
+  };
+  const size_t most = std::max<size_t>(std::min(threads, count), 1);
+  if (most == 1)
+    task(&context, 0, 1);
+  else
+    run_on_threads(most, most, task, &context, workers);
+  return context.status ? store_status(context.status) : tv_status_none;
+}
+
+}  // namespace tv
