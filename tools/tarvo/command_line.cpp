@@ -6,6 +6,7 @@
 #include "command_options.h"
 #include "commands.h"
 #include "data_commands.h"
+#include "discover_commands.h"
 #include "learn_commands.h"
 #include "network_format.h"
 #include "predict_commands.h"
@@ -22,6 +23,7 @@ struct Commands {
   InfoOptions info;
   CheckOptions check;
   ConvertOptions convert;
+  CompareOptions compare;
   TablesOptions tables;
   AdaptOptions adapt;
 };
@@ -104,6 +106,20 @@ CLI::App* add_convert(CLI::App& app, ConvertOptions& options) {
       ->type_name("");
   add_choice(command, "--to", options.to_format, "FORMAT", kNetworkFormats,
              "format of OUT: net, bif or xmlbif (default: by the end of its name)");
+  return command;
+}
+
+CLI::App* add_compare(CLI::App& app, CompareOptions& options) {
+  CLI::App* command = add_command(app, "compare", "Print in which links two networks differ, and by how much",
+                                  "  tarvo compare examples/sprinkler.net examples/sprinkler_guess.net",
+                                  options.source, options.format);
+  command
+      ->add_option("OTHER", options.other.file,
+                   "the network to compare with FILE, whose graph counts as right")
+      ->required()
+      ->type_name("");
+  add_choice(command, "--other-from", options.other.format, "FORMAT", kNetworkFormats,
+             "format of OTHER: net, bif or xmlbif (default: by the end of its name)");
   return command;
 }
 
@@ -199,10 +215,12 @@ ExitCode run_command(int argc, char** argv) {
   const CLI::App* info_command = add_info(app, options.info);
   const CLI::App* check_command = add_check(app, options.check);
   const CLI::App* convert_command = add_convert(app, options.convert);
+  const CLI::App* compare_command = add_compare(app, options.compare);
   const CLI::App* tables_command = add_tables(app, options.tables);
   const CLI::App* decide_command = add_decide(app, options.decide);
   const CLI::App* adapt_command = add_adapt(app, options.adapt);
   const LearnCommands learn_commands(app);
+  const DiscoverCommand discover_command(app);
   const PredictCommands predict_commands(app);
   const DataCommands data_commands(app);
   if (argc > 1 && *argv[1]) expect_known_command(argv[1], app);
@@ -216,6 +234,8 @@ ExitCode run_command(int argc, char** argv) {
     return kSuccess;
   }
   expect_command_for_ranks(app.get_subcommands().front()->get_name());
+  if (options.compare.source.file == "-" && options.compare.other.file == "-")
+    throw Failure(kWrongUsage, "the two networks cannot both come from the standard input");
   expect_one_reader(options.beliefs.source, options.beliefs.evidence.case_file);
   expect_one_reader(options.decide.source, options.decide.evidence.case_file);
   expect_one_reader(options.adapt.source, options.adapt.cases);
@@ -228,10 +248,12 @@ ExitCode run_command(int argc, char** argv) {
   if (*info_command) return show_info(options.info);
   if (*check_command) return check(options.check);
   if (*convert_command) return convert(options.convert);
+  if (*compare_command) return compare(options.compare);
   if (*tables_command) return show_table(options.tables);
   if (*decide_command) return decide(options.decide);
   if (*adapt_command) return adapt(options.adapt);
   if (learn_commands.are_given()) return learn_commands.run();
+  if (discover_command.is_given()) return discover_command.run();
   if (predict_commands.are_given()) return predict_commands.run();
   if (data_commands.app()) return data_commands.run();
   return kWrongUsage;

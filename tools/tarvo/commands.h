@@ -67,6 +67,12 @@ struct AdaptOptions {
 };
 ExitCode adapt(const AdaptOptions& options);
 
+struct CompareOptions {
+  Source source, other;  // the other one has no memory limit of its own
+  Format format = Format::kText;
+};
+ExitCode compare(const CompareOptions& options);
+
 struct TablesOptions {
   Source source;
   std::string node;
