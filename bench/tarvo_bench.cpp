@@ -23,6 +23,7 @@
 #include "prediction.h"
 #include "queries.h"
 #include "streams.h"
+#include "structure.h"
 #include "triangulations.h"
 #include "workload.h"
 
@@ -42,8 +43,11 @@ struct Settings {
   bool continuous = false;
   bool decisions = false;
   bool models = false;
-  size_t data = 0;          // rows
-  std::string learning;     // folder of CSV files
+  size_t data = 0;         // rows
+  std::string learning;    // folder of CSV files
+  std::string structures;  // the same
+  size_t discovery = 0;    // cases to learn structures from
+  double most_seconds = 60;
   std::string predictions;  // the same
   bool changes = false;
   bool compression = false, approximation = false, deterministic = false;
@@ -327,6 +331,13 @@ int main(int argc, char** argv) {
   app.add_option("--learning", settings.learning,
                  "time learning instead, from CSV files whose names begin like networks of FOLDER")
       ->check(CLI::ExistingDirectory);
+  app.add_option("--structures", settings.structures,
+                 "time learning structures instead, from complete CSV files like those of --learning")
+      ->check(CLI::ExistingDirectory);
+  app.add_option("--discovery", settings.discovery,
+                 "learn structures from so many cases drawn from each network instead");
+  app.add_option("--seconds", settings.most_seconds,
+                 "stop a method of --discovery after so long (default: 60)");
   app.add_flag("--compression", settings.compression, "time compressed tables beside full ones");
   app.add_flag("--approximation", settings.approximation, "tell what approximation saves and costs instead");
   app.add_flag("--deterministic", settings.deterministic,
@@ -342,6 +353,13 @@ int main(int argc, char** argv) {
     return bench::run_predictions(settings.predictions, settings.folder, settings.repeats) ? 0 : 1;
   if (!settings.learning.empty())
     return bench::run_learning(settings.learning, settings.folder, settings.repeats) ? 0 : 1;
+  if (!settings.structures.empty())
+    return bench::run_structures(settings.structures, settings.folder, settings.repeats) ? 0 : 1;
+  if (settings.discovery > 0)
+    return bench::run_discovery(settings.folder, settings.only.empty() ? "" : settings.only.front(),
+                                settings.discovery, settings.most_seconds, settings.threads)
+               ? 0
+               : 1;
   if (settings.models) return bench::run_models(settings.repeats) ? 0 : 1;
   return bench::run(settings);
 }
