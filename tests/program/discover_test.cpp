@@ -82,6 +82,14 @@ TEST_F(Discover, SaysWhatIsMissing) {
   EXPECT_TRUE(contains(tarvo("discover patients.csv -o -").output, "potential"));
 }
 
+TEST_F(Discover, TunesClassifiers) {
+  const json plain = found("patients.csv --method naive-bayes --target bronchitis");
+  const json tuned = found("patients.csv --method naive-bayes --target bronchitis --tune 30");
+  EXPECT_LE(tuned.at("held_out_errors"), tuned.at("held_out_errors_before"));
+  EXPECT_EQ(plain.at("links"), tuned.at("links"));
+  EXPECT_EQ(tarvo("discover patients.csv --method tan --target smoker --tune 3 -o " + out()).exit_code, 2);
+}
+
 // The best graph so far is written.
 TEST_F(Discover, EndsCleanlyOnInterrupt) {
   const Outcome outcome = shell("timeout --preserve-status -s INT 1 '" TARVO_PROGRAM

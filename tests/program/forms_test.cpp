@@ -88,6 +88,7 @@ TEST_F(Program, JsonFollowsTheSchemasAndCsvHasNamedColumns) {
       "discover patients.csv -o OUT --method greedy --no-tables",
       "discover patients.csv -o OUT --method tan --target smoker --bootstrap 3",
       "discover patients.csv -o OUT --method hierarchical --target bronchitis",
+      "discover patients.csv -o OUT --method naive-bayes --target bronchitis --tune 5",
       "data describe DATA",
       "data sort DATA --by x -o OUT",
       "data discretize DATA -c x --bins 2 -o OUT",

@@ -51,6 +51,8 @@ class Discoverer {
     read_constraints();
     learn_links();
     if (options_.has_tables) learn_tables();
+    if (options_.tuning_passes > 0) tune();
+    if (options_.has_tables) score();
     save_network(domain(), file_, options_.to, options_.to_format);
     report(discovery_, options_);
   }
@@ -218,6 +220,12 @@ class Discoverer {
                         "; --max-parents and --max-total-weight keep networks small, and --no-tables "
                         "writes the links alone");
     expect(tv_domain_learn_tables(domain()), file_);
+  }
+
+  // Of the tables that are written.
+  void score() {
+    if (discovery_.errors)
+      expect(tv_domain_propagate(domain(), tv_equilibrium_sum, tv_evidence_normal), file_);
     Scores scores{};
     for (size_t i = 0; i < discovery_.cases; ++i)
       scores.cases += static_cast<double>(tv_domain_get_case_count(domain(), i));
@@ -227,6 +235,17 @@ class Discoverer {
     scores.bic = tv_domain_get_BIC(domain());
     expect(tv_error_code(), file_);
     discovery_.scores = scores;
+  }
+
+  void tune() {
+    constexpr double kHeldOut = 0.2, kRate = 0.01;
+    const Activity tuning("tuning the tables");
+    double before = 0.0, after = 0.0;
+    tv_node_t* const target = tv_domain_get_node_by_name(domain(), options_.target.c_str());
+    expect(tv_node_tune_classifier(target, kHeldOut, options_.tuning_passes, kRate, options_.seed, &before,
+                                   &after),
+           file_);
+    discovery_.errors = std::pair(before, after);
   }
 
   // Where a node is hidden, uniform tables are a point that learning does not leave.
@@ -261,6 +280,8 @@ ExitCode discover(const DiscoverOptions& options) {
   if (options.to == "-" && options.format != Format::kText)
     throw Failure(kWrongUsage,
                   "the network itself goes to the standard output, so there is no room for --format");
+  if (options.tuning_passes > 0 && (options.method != "naive-bayes" || !options.has_tables))
+    throw Failure(kWrongUsage, "--tune is for the tables of --method naive-bayes");
   Discoverer(options).run();
   return kSuccess;
 }

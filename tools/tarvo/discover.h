@@ -24,6 +24,7 @@ struct DiscoverOptions {
   size_t iterations = 0;            // of learning tables; 0 for no limit
   double tolerance = 0.0001;
   bool has_tables = true;
+  size_t tuning_passes = 0;  // of a naive-Bayes classifier, at most
   uint64_t seed = 1;
   size_t threads = 1;
   Format format = Format::kText;

@@ -111,6 +111,11 @@ void DiscoverCommand::add_tables(CLI::App* command) {
   command->add_flag_function(
       "--no-tables", [this](int64_t) { options_.has_tables = false; }, "learn the links alone");
   command
+      ->add_option("--tune", options_.tuning_passes,
+                   "tune the tables to fewer errors in at most so many passes over the cases, a\n"
+                   "fifth of which is held out to tell when to stop (naive-bayes)")
+      ->type_name("N");
+  command
       ->add_option("--iterations", options_.iterations, "of learning the tables, at most (default: no limit)")
       ->type_name("N");
   command

@@ -80,6 +80,10 @@ Json json_of(const Discovery& discovery, const DiscoverOptions& options) {
     document["aic"] = json_number(discovery.scores->aic);
     document["bic"] = json_number(discovery.scores->bic);
   }
+  if (discovery.errors) {
+    document["held_out_errors_before"] = json_number(discovery.errors->first);
+    document["held_out_errors"] = json_number(discovery.errors->second);
+  }
   document["links"] = Json::array();
   for (const Link& link : links_of(discovery))
     document["links"].push_back(json_of(link, bool(discovery.bootstrap)));
@@ -121,6 +125,10 @@ void print_text(const Discovery& discovery, const DiscoverOptions& options) {
   }
   print_table(table, "  ");
   if (discovery.scores) print_scores(*discovery.scores);
+  if (discovery.errors)
+    print_table({{"errors held out", shown_share(discovery.errors->second)},
+                 {"  before tuning", shown_share(discovery.errors->first)}},
+                "  ");
   print_links(discovery);
 }
 

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "discover.h"
 
@@ -23,6 +24,7 @@ struct Discovery {
   Structure directed;   // as it is written
   Bootstrap bootstrap;  // null where there is none
   std::optional<Scores> scores;
+  std::optional<std::pair<double, double>> errors;  // of a classifier before and after it was tuned
   size_t cases = 0;
   std::vector<std::string> hidden;  // nodes that the method has added
 };

@@ -1,6 +1,9 @@
 // One pair of plain loops, compiled for each way in which processors count bits.
 #include "learn/structure/counts/bit_kernels.h"
 
+#include <cstdlib>
+#include <cstring>
+
 namespace tv {
 namespace {
 
@@ -43,7 +46,7 @@ constexpr BitKernels kBaseline = {"baseline", 8.0, count_common_baseline, inters
                                                   size_t words) {
   return intersect(a, b, common, words);
 }
-constexpr BitKernels kPopcnt = {"popcnt", 1.1, count_common_popcnt, intersect_popcnt};
+constexpr BitKernels kPopcnt = {"avx2", 1.1, count_common_popcnt, intersect_popcnt};
 
 [[gnu::target(TV_AVX512_COUNT)]] size_t count_common_avx512(const uint64_t* a, const uint64_t* b,
                                                             size_t words) {
@@ -56,6 +59,7 @@ constexpr BitKernels kPopcnt = {"popcnt", 1.1, count_common_popcnt, intersect_po
 constexpr BitKernels kAvx512 = {"avx512", 0.2, count_common_avx512, intersect_avx512};
 #endif
 
+// The same names force these as force the kernels of tables (tables/kernels/kernels.h).
 struct Available {
   const BitKernels* list[4] = {&kBaseline, nullptr, nullptr, nullptr};
   const BitKernels* fastest = &kBaseline;
@@ -63,13 +67,16 @@ struct Available {
   Available() noexcept {
     size_t count = 1;
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("popcnt")) list[count++] = &kPopcnt;
+    if (__builtin_cpu_supports("popcnt") && __builtin_cpu_supports("avx2")) list[count++] = &kPopcnt;
     if (__builtin_cpu_supports("popcnt") && __builtin_cpu_supports("avx512vl") &&
         __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
         __builtin_cpu_supports("avx512vpopcntdq"))
       list[count++] = &kAvx512;
 #endif
     fastest = list[count - 1];
+    const char* const forced = std::getenv("TARVO_KERNELS");
+    for (size_t i = 0; forced && i < count; ++i)
+      if (std::strcmp(list[i]->name, forced) == 0) fastest = list[i];
   }
 };
 
