@@ -118,6 +118,31 @@ TEST(Search, MarginalLikelihoodsHaveClosedForms) {
               1e-9);
 }
 
+// A family of which some cases lack a node counts as if all cases were like those that do not.
+TEST(Search, IncompleteFamiliesCountForAllCases) {
+  Generator random(21);
+  const DomainOwner domain = strong_network(random_dag(random, 2, 1.0), random, 3);
+  draw_cases(domain.get(), random, 400, 0.2);
+  const std::vector<tv_node_t*> nodes = nodes_of(domain.get());
+  std::map<std::pair<size_t, size_t>, double> counts;
+  std::map<size_t, double> of_parent;
+  double complete = 0.0, sum = 0.0;
+  for (size_t row = 0; row < 400; ++row) {
+    if (!tv_node_case_is_set(nodes[0], row) || !tv_node_case_is_set(nodes[1], row)) continue;
+    ++counts[{tv_node_get_case_state(nodes[0], row), tv_node_get_case_state(nodes[1], row)}];
+    ++of_parent[tv_node_get_case_state(nodes[0], row)];
+    ++complete;
+  }
+  for (const auto& [states, n] : counts) sum += n * std::log(n / of_parent[states.first]);
+  const Learner learner;
+  set_method(learner, tv_structure_method_greedy, tv_structure_score_log_likelihood);
+  const Columns read(domain.get(), learner);
+  const tv::CountLogarithms logarithms(read.columns.total(), true);
+  const uint32_t parent[] = {0};
+  EXPECT_NEAR(tv::FamilyScorer(read.columns, logarithms, learner->settings).score(1, parent),
+              sum * 400.0 / complete, 1e-7);
+}
+
 // Equivalent graphs have the same BIC, AIC, likelihood and BDeu.
 TEST(Search, EquivalentGraphsScoreTheSame) {
   Generator random(77);

@@ -64,6 +64,24 @@ TEST(StructuralEm, FindsMoreThanCompleteCasesDo) {
   EXPECT_EQ(again->score, completed->score);
 }
 
+// A round that explains the known cells worse is not kept.
+TEST(StructuralEm, MoreRoundsAreNeverWorse) {
+  Generator random(37);
+  for (size_t i = 0; i < 6; ++i) {
+    const DomainOwner domain = strong_network(random_dag(random, 6, 0.5), random);
+    draw_cases(domain.get(), random, 120, 0.3);
+    const Learner learner;
+    tv_structure_learner_set_method(learner.get(), tv_structure_method_greedy);
+    double last = -HUGE_VAL;
+    for (size_t rounds = 1; rounds < 5; ++rounds) {
+      tv_structure_learner_set_max_completions(learner.get(), rounds);
+      const double score = tv_structure_get_score(learn(domain.get(), learner).get());
+      EXPECT_GE(score, last) << i << ", " << rounds;
+      last = score;
+    }
+  }
+}
+
 TEST(Bootstrap, CountsHowOftenLinksAreFound) {
   Generator random(28);
   PartialGraph dag(4);  // a -> c <- b, and d alone
