@@ -3,6 +3,7 @@
 #include "learn/structure/complete_cases_at_random.h"
 
 #include <cmath>
+#include <numbers>
 #include <random>
 
 #include "inference/query.h"
@@ -27,7 +28,7 @@ double uniform(std::mt19937_64& random) { return std::ldexp(static_cast<double>(
 // Two uniform numbers make one that is normally distributed (Box and Muller 1958).
 double standard_normal(std::mt19937_64& random) {
   const double radius = std::sqrt(-2.0 * std::log1p(-uniform(random)));
-  return radius * std::cos(2.0 * 3.14159265358979323846 * uniform(random));
+  return radius * std::cos(2.0 * std::numbers::pi * uniform(random));
 }
 
 class Completion {
@@ -41,10 +42,17 @@ class Completion {
       if (is_continuous(node)) nodes_.push_back(&node);
   }
 
+  // Makes a query for each thread, which only one thread may do.
+  tv_status_t start() {
+    for (Query& query : queries_) {
+      query.reset(tv_domain_new_query(&domain_));
+      if (!query) return current_status();
+    }
+    return tv_status_none;
+  }
+
   tv_status_t complete(size_t thread, size_t row, std::vector<Draw>& draws) {
-    if (!queries_[thread]) queries_[thread].reset(tv_domain_new_query(&domain_));
     tv_query_t* const query = queries_[thread].get();
-    if (!query) return current_status();
     bool is_complete = true;
     if (tv_status_t status = enter(*query, row, is_complete)) return status;
     if (is_complete) return tv_status_none;
@@ -64,6 +72,7 @@ class Completion {
   struct DeleteQuery {
     void operator()(tv_query_t* query) const noexcept { tv_query_delete(query); }
   };
+  using Query = std::unique_ptr<tv_query_t, DeleteQuery>;
 
   tv_status_t enter(tv_query_t& query, size_t row, bool& is_complete) const {
     if (tv_status_t status = tv_query_retract_findings(&query)) return status;
@@ -103,7 +112,7 @@ class Completion {
   Domain& domain_;
   const uint64_t seed_;
   std::vector<Node*> nodes_;
-  std::vector<std::unique_ptr<tv_query_t, DeleteQuery>> queries_;  // by thread
+  std::vector<Query> queries_;  // by thread
 };
 
 }  // namespace
@@ -111,7 +120,8 @@ class Completion {
 tv_status_t complete_cases_at_random(Domain& domain, uint64_t seed, size_t threads, ProgressMeter& progress) {
   const size_t pieces = (domain.cases.count + kCasesOfPiece - 1) / kCasesOfPiece;
   std::vector<std::vector<Draw>> draws(pieces);
-  Completion completion(domain, seed, threads);
+  Completion completion(domain, seed, std::min(threads, std::max<size_t>(pieces, 1)));
+  if (tv_status_t status = completion.start()) return status;
   const tv_status_t status =
       run_pieces(pieces, threads, progress, [&](size_t thread, size_t piece) -> tv_status_t {
         const size_t end = std::min((piece + 1) * kCasesOfPiece, domain.cases.count);
