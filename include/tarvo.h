@@ -106,7 +106,8 @@
  * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
  * propagation; probability and conflict of the evidence; beliefs and other results; compression and
  * approximation; policies of decisions; queries; reading networks; writing networks; cases; learning from
- * parts of the cases; data sets; prediction; structures from data; random numbers.
+ * parts of the cases; data sets; prediction; structures from data; separation of nodes; simulation; random
+ * numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -7335,6 +7336,314 @@ TV_API tv_structure_t* tv_bootstrap_new_structure(const tv_bootstrap_t* bootstra
  */
 TV_API tv_status_t tv_node_tune_classifier(tv_node_t* target, double held_out, size_t max_passes, double rate,
                                            uint64_t seed, double* before, double* after);
+
+/** @} */
+
+/**
+ * @defgroup separation Separation of nodes
+ * Which nodes can tell something about which others, read off the links alone, by d-separation (Pearl 1988):
+ * what is separated is independent, whatever the tables say. Nothing is compiled or computed from tables;
+ * each question takes time in proportion to the nodes and links.
+ *
+ * What is known comes as two lists. Nodes whose state or value is *known* let nothing through, but connect
+ * their parents; nodes with *likelihood* evidence connect their parents and let everything through. A node in
+ * both lists is known. Where both lists are null, the evidence that is entered on the domain counts.
+ *
+ * Function nodes are nodes like any other, the real-valued ones included. So are decisions, whose policies
+ * may depend on their parents, until their state is known: it stands in the place of the policy, and the
+ * decision hangs on its parents no longer. No evidence is entered on utilities and real-valued functions.
+ * Networks with undirected links (chain graphs) are refused.
+ * @{
+ */
+
+/**
+ * Lists the nodes that are d-connected to some given ones: all that what is learned about these can be of any
+ * consequence for. Found by the search of Shachter (1998).
+ *
+ * Given nodes that are known already connect to nothing.
+ *
+ * @param domain      the domain
+ * @param nodes       the nodes to start from, and a null pointer behind them
+ * @param known       the nodes whose state or value is known, and a null pointer behind them; may be null
+ * @param likelihood  the nodes with likelihood evidence, and a null pointer behind them; may be null. Where
+ *                    both are null, what is entered on the domain counts
+ * @return the list, in the order of the domain's nodes, without the nodes to start from and without those
+ *         that are known, owned by the caller: free() it; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a node is of another domain, or evidence is supposed on one that takes none; the network
+ *   has undirected links
+ */
+TV_API tv_node_t** tv_domain_get_d_connected_nodes(tv_domain_t* domain, tv_node_t* const* nodes,
+                                                   tv_node_t* const* known, tv_node_t* const* likelihood);
+
+/**
+ * Tells whether two sets of nodes are d-separated by the evidence: then they are independent given it.
+ *
+ * Nodes of the sets that are known are left out, and a node in both sets that is not known connects them.
+ *
+ * @param domain      the domain
+ * @param nodes1      the one set of nodes, and a null pointer behind them
+ * @param nodes2      the other set, and a null pointer behind them
+ * @param known       the nodes whose state or value is known, and a null pointer behind them; may be null
+ * @param likelihood  the nodes with likelihood evidence, and a null pointer behind them; may be null. Where
+ *                    both are null, what is entered on the domain counts
+ * @return 1 if they are, 0 if not; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a node is of another domain, or evidence is supposed on one that takes none; the network
+ *   has undirected links
+ */
+TV_API int tv_domain_are_d_separated(tv_domain_t* domain, tv_node_t* const* nodes1, tv_node_t* const* nodes2,
+                                     tv_node_t* const* known, tv_node_t* const* likelihood);
+
+/**
+ * Finds a smallest choice of nodes to observe, in the sense that none of them can be spared, which together
+ * with what is known d-separates two sets of nodes.
+ *
+ * It is one near the first set (van der Zander & Liskiewicz 2020; Tian, Paz & Pearl 1998).
+ * Without `allowed`, every chance node and every discrete function node may be observed.
+ *
+ * @param domain      the domain
+ * @param nodes1      the one set of nodes, and a null pointer behind them
+ * @param nodes2      the other set, and a null pointer behind them
+ * @param known       the nodes whose state or value is known, and a null pointer behind them; may be null
+ * @param likelihood  the nodes with likelihood evidence, and a null pointer behind them; may be null. Where
+ *                    both are null, what is entered on the domain counts
+ * @param allowed     the nodes that may be observed, and a null pointer behind them; may be null
+ * @return the list, without nodes that are known and in the order of the domain's nodes, empty if the sets
+ *         are separated already, owned by the caller: free() it; NULL with tv_status_none where no choice
+ *         separates them, as when a link joins them; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a node is of another domain, or evidence is supposed on one that takes none; a decision
+ *   is to be observed; the network has undirected links
+ */
+TV_API tv_node_t** tv_domain_get_minimal_separator(tv_domain_t* domain, tv_node_t* const* nodes1,
+                                                   tv_node_t* const* nodes2, tv_node_t* const* known,
+                                                   tv_node_t* const* likelihood, tv_node_t* const* allowed);
+
+/**
+ * Lists the nodes whose tables matter for some targets given the evidence: the requisite probability nodes of
+ * Shachter (1998). The tables of all other nodes may be anything without changing what is known of the
+ * targets.
+ *
+ * @param domain      the domain
+ * @param targets     the nodes that are asked about, and a null pointer behind them
+ * @param known       the nodes whose state or value is known, and a null pointer behind them; may be null
+ * @param likelihood  the nodes with likelihood evidence, and a null pointer behind them; may be null. Where
+ *                    both are null, what is entered on the domain counts
+ * @return the list, in the order of the domain's nodes, owned by the caller: free() it; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a node is of another domain, or evidence is supposed on one that takes none; the network
+ *   has undirected links
+ */
+TV_API tv_node_t** tv_domain_get_requisite_nodes(tv_domain_t* domain, tv_node_t* const* targets,
+                                                 tv_node_t* const* known, tv_node_t* const* likelihood);
+
+/**
+ * Lists the nodes on which evidence matters for some targets: the requisite observations of Shachter (1998).
+ * All other evidence might be left out.
+ *
+ * @param domain      the domain
+ * @param targets     the nodes that are asked about, and a null pointer behind them
+ * @param known       the nodes whose state or value is known, and a null pointer behind them; may be null
+ * @param likelihood  the nodes with likelihood evidence, and a null pointer behind them; may be null. Where
+ *                    both are null, what is entered on the domain counts
+ * @return the list, in the order of the domain's nodes, owned by the caller: free() it; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a node is of another domain, or evidence is supposed on one that takes none; the network
+ *   has undirected links
+ */
+TV_API tv_node_t** tv_domain_get_requisite_findings(tv_domain_t* domain, tv_node_t* const* targets,
+                                                    tv_node_t* const* known, tv_node_t* const* likelihood);
+
+/**
+ * Lists the barren nodes: those that are neither targets nor have evidence, and have none of them among their
+ * descendants. They could be deleted without changing what is known of the targets.
+ *
+ * @param domain      the domain
+ * @param targets     the nodes that are asked about, and a null pointer behind them
+ * @param known       the nodes whose state or value is known, and a null pointer behind them; may be null
+ * @param likelihood  the nodes with likelihood evidence, and a null pointer behind them; may be null. Where
+ *                    both are null, what is entered on the domain counts
+ * @return the list, in the order of the domain's nodes, owned by the caller: free() it; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: a node is of another domain, or evidence is supposed on one that takes none; the network
+ *   has undirected links
+ */
+TV_API tv_node_t** tv_domain_get_barren_nodes(tv_domain_t* domain, tv_node_t* const* targets,
+                                              tv_node_t* const* known, tv_node_t* const* likelihood);
+
+/**
+ * Lists the Markov blanket of a node: its parents, its children and the other parents of its children. When
+ * all of them are known, nothing else is of any consequence for it (Pearl 1988).
+ *
+ * Utility nodes among the children, and their parents, do not count: nothing is ever known of a utility.
+ *
+ * @param node  the node
+ * @return the list, in the order of the domain's nodes, owned by the caller: free() it; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the network has undirected links
+ */
+TV_API tv_node_t** tv_node_get_markov_blanket(tv_node_t* node);
+
+/** @} */
+
+/**
+ * @defgroup simulation Simulation
+ * Drawing at random from what a network describes: a state for each discrete node and a value for each
+ * continuous one, jointly, and with them the values of functions and utilities.
+ *
+ * A domain that is compiled is drawn from as it was propagated: from the joint distribution given the
+ * propagated evidence, exactly, and with the values of continuous nodes given the states of discrete ones,
+ * not as mixtures of moments. Evidence that is entered but not propagated plays no part. Where no evidence
+ * bears on a node, it is drawn given its parents (Henrion 1988); elsewhere backwards along the order in which
+ * the nodes were eliminated (Dawid 1992). A domain that is not compiled is drawn from as its tables say, as
+ * long as no evidence is entered.
+ *
+ * Decisions that are not made follow their policies. An approximated domain (tv_domain_approximate) is drawn
+ * from without the approximation. The deviates are the domain's (tv_domain_seed_random), and one seed gives
+ * the same draws for every number of threads; a call that fails leaves the generator where it was.
+ * @{
+ */
+
+/**
+ * Draws a configuration of all nodes of a domain, to be read with tv_node_get_sampled_state,
+ * tv_node_get_sampled_value and tv_node_get_sampled_utility until the next one is drawn or the structure of
+ * the domain changes.
+ *
+ * Real-valued function nodes and utilities have the values that the drawn states and values give them.
+ *
+ * @param domain  the domain
+ * @return tv_status_none, or the code of a failure, after which the former configuration is still there
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled, but evidence is entered on it, it has undirected
+ *   links, or a table depends on results of function nodes
+ * - tv_status_no_equilibrium: nothing valid is propagated, or tables have changed since
+ * - tv_status_usage: the domain was propagated with max equilibrium or for fast retraction
+ * - tv_status_invalid_probability_potential: a table of a domain that is not compiled has a number that is
+ *   negative or no number, or a distribution that sums to zero
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_io: the table of a node of a domain that is not compiled could not be generated from its model;
+ *   tv_node_generate_table says when
+ * - tv_status_no_memory: also when the tables for the nodes on which evidence bears go beyond the memory
+ *   limit (tv_domain_set_memory_limit)
+ * - tv_status_inconsistency_or_underflow: a table that was changed without notice has made the evidence
+ *   impossible
+ * - tv_status_error: the progress handler asked to stop (its task is "simulation")
+ */
+TV_API tv_status_t tv_domain_simulate(tv_domain_t* domain);
+
+/**
+ * Gives the state of a discrete node in the configuration that was drawn last.
+ *
+ * @param node  a discrete node
+ * @return the state; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: not a discrete node
+ * - tv_status_no_value: no configuration has been drawn since the structure last changed
+ */
+TV_API size_t tv_node_get_sampled_state(const tv_node_t* node);
+
+/**
+ * Gives the value of a node in the configuration that was drawn last: that of a continuous node or of a
+ * real-valued function node; of a numbered node the value of its state, of an interval node the middle of its
+ * interval.
+ *
+ * @param node  a node that stands for a number, but no utility node
+ * @return the value; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: the node stands for no number, or is a utility node
+ * - tv_status_no_value: no configuration has been drawn since the structure last changed, or the function has
+ *   no value in it
+ * - tv_status_invalid_state_values: the interval has no middle, or the state no value
+ */
+TV_API double tv_node_get_sampled_value(const tv_node_t* node);
+
+/**
+ * Gives the utility of a utility node in the configuration that was drawn last.
+ *
+ * @param node  a utility node
+ * @return the utility; -1.0 on failure (which may also be an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: not a utility node
+ * - tv_status_no_value: no configuration has been drawn since the structure last changed, or the table of the
+ *   utility depends on results that were not there
+ */
+TV_API double tv_node_get_sampled_utility(const tv_node_t* node);
+
+/**
+ * Draws configurations and stores them as cases of the domain, behind those that are there: of all discrete
+ * and continuous nodes, or with cells left out at random.
+ *
+ * A case takes the deviates of tv_domain_simulate, and then, if cells are left out, one for each node in the
+ * order of the domain's nodes. The configuration that was drawn last is left alone.
+ *
+ * @param domain         the domain
+ * @param count          how many cases
+ * @param missing_share  the probability with which each cell is left out, from 0 to 1
+ * @return tv_status_none, or the code of a failure, after which the cases are what they were
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled, but evidence is entered on it, it has undirected
+ *   links, or a table depends on results of function nodes
+ * - tv_status_no_equilibrium: nothing valid is propagated, or tables have changed since
+ * - tv_status_usage: the share is out of range; the domain was propagated with max equilibrium or for fast
+ *   retraction
+ * - tv_status_case_state_too_large: a node has more than 32,768 states
+ * - tv_status_invalid_probability_potential: a table of a domain that is not compiled has a number that is
+ *   negative or no number, or a distribution that sums to zero
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_io: the table of a node of a domain that is not compiled could not be generated from its model;
+ *   tv_node_generate_table says when
+ * - tv_status_no_memory: also when the tables for the nodes on which evidence bears go beyond the memory
+ *   limit (tv_domain_set_memory_limit)
+ * - tv_status_inconsistency_or_underflow: a table that was changed without notice has made the evidence
+ *   impossible
+ * - tv_status_error: the progress handler asked to stop (its task is "simulation")
+ */
+TV_API tv_status_t tv_domain_simulate_cases(tv_domain_t* domain, size_t count, double missing_share);
+
+/**
+ * Draws configurations as the rows of a new data set, with a column for each discrete and continuous node:
+ * what tv_domain_simulate_cases and tv_domain_cases_to_data_set would make of a domain without cases.
+ *
+ * @param domain         the domain; nodes without a name get one
+ * @param count          how many rows
+ * @param missing_share  the probability with which each item is left out, from 0 to 1
+ * @return the data set: free it with tv_data_set_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_not_compiled: the domain is not compiled, but evidence is entered on it, it has undirected
+ *   links, or a table depends on results of function nodes
+ * - tv_status_no_equilibrium: nothing valid is propagated, or tables have changed since
+ * - tv_status_usage: the share is out of range; the domain was propagated with max equilibrium or for fast
+ *   retraction
+ * - tv_status_case_state_too_large: a node has more than 32,768 states
+ * - tv_status_invalid_probability_potential: a table of a domain that is not compiled has a number that is
+ *   negative or no number, or a distribution that sums to zero
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_io: the table of a node of a domain that is not compiled could not be generated from its model;
+ *   tv_node_generate_table says when
+ * - tv_status_no_memory: also when the tables for the nodes on which evidence bears go beyond the memory
+ *   limit (tv_domain_set_memory_limit)
+ * - tv_status_inconsistency_or_underflow: a table that was changed without notice has made the evidence
+ *   impossible
+ * - tv_status_error: the progress handler asked to stop (its task is "simulation")
+ */
+TV_API tv_data_set_t* tv_domain_simulate_data_set(tv_domain_t* domain, size_t count, double missing_share);
 
 /** @} */
 

@@ -68,15 +68,14 @@ bool are_compatible(const Node& a, const Node& b) noexcept {
   return a.category == b.category && a.kind == b.kind && (!is_discrete(a) || have_equal_states(a, b));
 }
 
-// A fresh array for the host, who frees it.
+}  // namespace
+
 Node** copy_for_host(const NodeList& nodes) noexcept {
   const size_t size = size_multiply(size_add(nodes.size(), 1), sizeof(Node*));
   Node** copy = static_cast<Node**>(_tv_allocate(size));
   if (copy) std::copy_n(nodes.terminated(), nodes.size() + 1, copy);
   return copy;
 }
-
-}  // namespace
 
 // Looks in the shorter of the two lists that tell.
 bool is_parent(const Node& parent, const Node& child) noexcept {

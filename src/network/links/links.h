@@ -22,6 +22,9 @@ tv_status_t reverse_edge(Node& node1, Node& node2);
 
 bool is_parent(const Node& parent, const Node& child) noexcept;
 
+// A fresh array for the host, who frees it; null, with `no_memory` stored, where there is none.
+Node** copy_for_host(const NodeList& nodes) noexcept;
+
 // Without the node itself, in the order in which a breadth-first search meets them.
 NodeList find_ancestors(const Node& node);
 NodeList find_descendants(const Node& node);
