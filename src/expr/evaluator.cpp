@@ -304,17 +304,17 @@ double Evaluator::compute_result(const Step& step) {
   if (step.source) {
     Node* node = step.source->operands[0]->node;
     if (!node) return fail(tv_status_invalid_expression);  // of a number rather than a node
-    if (step.op == tv_operator_variance) return answer(results_of(*node).variance(*node, result));
+    if (step.op == tv_operator_variance) return answer(results_->results_of(*node).variance(*node, result));
     const double p = value(operand(step, 0));
     if (status_) return 0;
-    return p >= 0 && p <= 1 ? answer(results_of(*node).quantile(*node, p, result))
+    return p >= 0 && p <= 1 ? answer(results_->results_of(*node).quantile(*node, p, result))
                             : fail(tv_status_inappropriate_arguments);
   }
   const Variable& variable = variables_[step.variable];
   const bool is_number = !is_discrete(*variable.node) || type_of_states(*variable.node) == ValueType::numeric;
   if (is_number && variable.use == NodeUse::value) return answer(results_->number(*variable.node, result));
   size_t state = 0;
-  if (tv_status_t status = results_of(*variable.node).state(*variable.node, state)) return fail(status);
+  if (tv_status_t status = results_->results_of(*variable.node).state(*variable.node, state)) return fail(status);
   return operand_of_state(*variable.node, variable.use, state);
 }
 
@@ -323,7 +323,7 @@ double Evaluator::compute_probability(const Expression& condition) {
   Evaluator evaluator(condition, Mode::variables, samples_, *results_);
   const Node& node = *evaluator.variables_.front().node;
   std::vector<double> beliefs;
-  if (tv_status_t status = results_of(node).beliefs(node, beliefs)) return fail(status);
+  if (tv_status_t status = results_->results_of(node).beliefs(node, beliefs)) return fail(status);
   double sum = 0;
   for (size_t state = 0; state < beliefs.size(); ++state) {
     if (!(beliefs[state] > 0)) continue;

@@ -6,7 +6,6 @@
 
 #include "expr/evaluator.h"
 #include "expr/model.h"
-#include "expr/results.h"
 #include "network/node.h"
 
 namespace tv {
@@ -42,11 +41,11 @@ bool occurs(const Model& model, const Node* node) {
       [node](const Expression* expression) { return expression && mentions(*expression, node); });
 }
 
-tv_status_t known_model_index(const Model& model, size_t& index) {
+tv_status_t known_model_index(const Model& model, const FunctionValues& values, size_t& index) {
   index = 0;
   for (const Node* node : model.nodes) {
     size_t state;
-    if (tv_status_t status = results_of(*node).state(*node, state)) return status;
+    if (tv_status_t status = values.results_of(*node).state(*node, state)) return status;
     index = index * node->number_of_states + state;
   }
   return tv_status_none;
@@ -87,7 +86,7 @@ FunctionValues::Outcome FunctionValues::compute(Node& node) {
   const Model& model = *node.model;
   if (model.expressions.empty()) return {tv_status_invalid_expression};
   size_t index;
-  if (tv_status_t status = known_model_index(model, index)) return {status};
+  if (tv_status_t status = known_model_index(model, *this, index)) return {status};
   const Expression* expression = model.expressions[index];
   if (!expression || !suits(*expression, node)) return {tv_status_invalid_expression};
   // What is mentioned is evaluated as the expression asks; the value hangs on all other parents, too.

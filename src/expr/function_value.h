@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "expr/expression.h"
+#include "expr/results.h"
 
 namespace tv {
 
@@ -11,6 +12,13 @@ namespace tv {
 // counts only where the value is needed.
 class FunctionValues {
  public:
+  // Computed from the results of the last propagation, or from others.
+  explicit FunctionValues(const PropagationResults* results = nullptr) noexcept : results_(results) {}
+
+  const PropagationResults& results_of(const Node& node) const noexcept {
+    return results_ ? *results_ : tv::results_of(node);
+  }
+
   // Of a node that stands for a number: a function's own value, or the result of any other node.
   tv_status_t number(Node& node, double& number);
 
@@ -27,6 +35,7 @@ class FunctionValues {
   const Outcome& function(Node& node);
   Outcome compute(Node& node);
 
+  const PropagationResults* results_;
   std::unordered_map<const Node*, Outcome> known_;
 };
 
@@ -37,8 +46,8 @@ bool suits(const Expression& expression, const Node& node);
 // Whether any expression of the model mentions the node.
 bool occurs(const Model& model, const Node* node);
 
-// The index of the expression that a function node uses, by the states in which the evidence leaves the
-// model nodes.
-tv_status_t known_model_index(const Model& model, size_t& index);
+// The index of the expression that a function node uses, by the states in which the results leave the model
+// nodes.
+tv_status_t known_model_index(const Model& model, const FunctionValues& values, size_t& index);
 
 }  // namespace tv

@@ -208,7 +208,7 @@ class TableGenerator {
     greatest_.resize(height_);
     size_t index = 0;
     if (is_function(node_)) {
-      if (tv_status_t status = known_model_index(model_, index)) return status;
+      if (tv_status_t status = known_model_index(model_, results_, index)) return status;
     }
     programs_.resize(model_.expressions.size());
     ProgressMeter progress(*node_.domain, "tables", columns_);

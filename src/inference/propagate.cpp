@@ -144,6 +144,7 @@ void choose_targets(TreeEngine& engine, tv_equilibrium_t equilibrium, tv_evidenc
 }
 
 void note_success(TreeEngine& engine, tv_equilibrium_t equilibrium, tv_evidence_mode_t mode) noexcept {
+  engine.state->sampler.reset();
   engine.equilibrium = equilibrium;
   engine.mode = mode;
   engine.evidence_to_propagate = 0;

@@ -29,6 +29,7 @@ namespace tv {
 namespace {
 
 void clear_state(TreeEngine& engine) noexcept {
+  engine.state->sampler.reset();
   engine.equilibrium = tv_equilibrium_none;
   engine.mode = tv_evidence_normal;
   engine.step_constant = engine.constant = engine.conflict = 1.0;

@@ -13,7 +13,6 @@
 namespace tv {
 namespace {
 
-constexpr size_t kStateLimit = 32768;
 
 class RowReader {
  public:
@@ -106,7 +105,7 @@ class RowReader {
     std::vector<int16_t> by_code(data.items.size() + size_t{1}, kMissingCase);
     for (Code code = 1; code < by_code.size(); ++code) {
       if (!column[code].is_known) continue;
-      if (column[code].state >= kStateLimit)
+      if (column[code].state >= kCaseStateLimit)
         return refuse(tv_status_case_state_too_large, "column \"%s\": state %zu is beyond those of cases",
                       data.name_text(), column[code].state);
       by_code[code] = static_cast<int16_t>(column[code].state);

@@ -16,7 +16,6 @@ namespace tv {
 namespace {
 
 constexpr std::string_view kCountColumn = "#count";
-constexpr size_t kStateLimit = 32768;
 
 // ---- Writing ----
 
@@ -186,7 +185,7 @@ class CasesParser {
     if (known) {
       const std::string message = find_state(*column.node, cell, state);
       if (!message.empty()) return lines_.fail(message, cell);
-      if (state >= kStateLimit) return tv_status_case_state_too_large;
+      if (state >= kCaseStateLimit) return tv_status_case_state_too_large;
     }
     column.cells.states.push_back(known ? static_cast<int16_t>(state) : kMissingCase);
     return tv_status_none;

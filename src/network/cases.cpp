@@ -14,7 +14,6 @@
 namespace tv {
 namespace {
 
-constexpr size_t kStateLimit = 32768;
 constexpr size_t kCaseLimit = static_cast<size_t>(-1) / 64;  // beyond every memory
 
 CaseColumn resized(const CaseColumn& column, size_t capacity) {
@@ -102,7 +101,7 @@ void set_case_count(Domain& domain, size_t index, tv_number_t count) {
 
 tv_status_t set_case_state(Node& node, size_t index, size_t state) {
   note_change(*node.domain);
-  if (state >= kStateLimit) return tv_status_case_state_too_large;
+  if (state >= kCaseStateLimit) return tv_status_case_state_too_large;
   if (node.cases.states.empty()) node.cases.states.assign(node.domain->cases.capacity, kMissingCase);
   node.cases.states[index] = static_cast<int16_t>(state);
   return tv_status_none;

@@ -19,6 +19,7 @@ struct CaseColumn {
 };
 
 inline constexpr int16_t kMissingCase = -1;
+inline constexpr size_t kCaseStateLimit = 32768;  // states of a node that has cases
 
 // What a domain knows of its cases beside the columns.
 struct CaseTable {

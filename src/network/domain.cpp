@@ -63,6 +63,7 @@ void structure_changed(Domain& domain) noexcept {
   domain.initial_triangulation.clear();
   domain.log_likelihood_is_valid = false;
   domain.limid.reset();
+  domain.sample = {};
 }
 
 }  // namespace tv

@@ -10,6 +10,7 @@
 #include "api/streams.h"
 #include "network/node.h"
 #include "network/random_generator.h"
+#include "network/sample.h"
 
 namespace tv {
 
@@ -71,6 +72,7 @@ struct tv_domain_s {
   size_t model_count = 0;       // nodes with a model
   bool links_are_read = false;  // from a text, where their order means nothing
   tv::RandomGenerator random;
+  tv::Sample sample;  // empty until one is drawn, and again when the structure changes
 
   // Settings and results of learning.
   double log_likelihood_tolerance = 0.0001;

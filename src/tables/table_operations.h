@@ -47,6 +47,9 @@ std::unique_ptr<Table> table_with_state_count(const Table& table, const Node* no
 // table with CG data gets 1 in every discrete entry.
 tv_status_t validate_conditional_probability_potential(Table& table, bool strict);
 
+// The check alone, of a table that has its numbers.
+tv_status_t check_conditional_probability_potential(const Table& table, bool strict) noexcept;
+
 // Divides by the sum (or by the largest entry): `normalization` when that is below the smallest normal
 // float but not negative; a negative one leaves the table and the status alone.
 enum class Normalizer { sum, max };

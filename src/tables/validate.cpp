@@ -64,6 +64,10 @@ double sum_of_entries(const Block<tv_number_t>& data) noexcept {
   return ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) + ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
 }
 
+size_t states_of_child(const Table& table) noexcept {
+  return table.discrete_count ? table.nodes[table.discrete_count - 1]->number_of_states : 1;
+}
+
 // Finite numbers, and no negative variance.
 bool has_valid_blocks(const Table& table) noexcept {
   for (double number : table.cg_data)
@@ -76,23 +80,31 @@ bool has_valid_blocks(const Table& table) noexcept {
 
 }  // namespace
 
-tv_status_t validate_conditional_probability_potential(Table& table, bool strict) {
-  if (tv_status_t status = allocate_table_data(table)) return status;
+tv_status_t check_conditional_probability_potential(const Table& table, bool strict) noexcept {
   if (table.continuous_count > 0) {  // the CG blocks describe densities that need no weights
-    if (!has_valid_blocks(table))
-      return refuse(tv_status_invalid_probability_potential,
-                    "the distribution of \"%s\" has an infinite number or a negative variance",
-                    shown_name(*table.nodes[table.discrete_count]));
-    std::fill(table.data.begin(), table.data.end(), tv_number_t{1});
-    return tv_status_none;
+    if (has_valid_blocks(table)) return tv_status_none;
+    return refuse(tv_status_invalid_probability_potential,
+                  "the distribution of \"%s\" has an infinite number or a negative variance",
+                  shown_name(*table.nodes[table.discrete_count]));
   }
-  const size_t count = table.discrete_count ? table.nodes[table.discrete_count - 1]->number_of_states : 1;
+  const size_t count = states_of_child(table);
   for (size_t start = 0; start < table.size; start += count) {
     const double sum = sum_of_valid_entries({table.data.data() + start, count});
     if (!(sum >= 0.0 && sum < kLargestFloat))
       return refuse_distribution(table, start, "has a negative, infinite or undefined number");
     if (strict && sum == 0.0) return refuse_distribution(table, start, "sums to zero");
   }
+  return tv_status_none;
+}
+
+tv_status_t validate_conditional_probability_potential(Table& table, bool strict) {
+  if (tv_status_t status = allocate_table_data(table)) return status;
+  if (tv_status_t status = check_conditional_probability_potential(table, strict)) return status;
+  if (table.continuous_count > 0) {
+    std::fill(table.data.begin(), table.data.end(), tv_number_t{1});
+    return tv_status_none;
+  }
+  const size_t count = states_of_child(table);
   for (size_t start = 0; start < table.size; start += count) {
     tv_number_t* first = table.data.data() + start;
     const double sum = sum_of_valid_entries({first, count});

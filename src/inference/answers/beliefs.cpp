@@ -27,18 +27,6 @@ tv_number_t belief_in(const NodeState& record, const TreeEngine* engine, size_t 
   return record.belief[state];
 }
 
-// The number that one state stands for, or the span over which it is spread evenly.
-struct StateSpan {
-  double low, high;
-  double mean() const noexcept { return low / 2 + high / 2; }
-  double variance() const noexcept { return (high - low) * (high - low) / 12; }
-};
-
-StateSpan state_span(const Node& node, size_t state) noexcept {
-  const std::vector<double>& values = node.state_values;
-  return {values[state], values[node.subtype == tv_subtype_interval ? state + 1 : state]};
-}
-
 bool has_real_valued_functions(const Domain& domain) noexcept {
   if (domain.counters.function == 0) return false;
   for (const Node& node : domain.nodes)
@@ -80,6 +68,11 @@ double mutual_information(const Node& a, const Node& b) {
 }
 
 }  // namespace
+
+StateSpan state_span(const Node& node, size_t state) noexcept {
+  const std::vector<double>& values = node.state_values;
+  return {values[state], values[node.subtype == tv_subtype_interval ? state + 1 : state]};
+}
 
 tv_number_t belief_of(const InferenceState& all, const Node& node, size_t state) noexcept {
   return belief_in(all[node], result_engine(all, node), state);

@@ -21,6 +21,15 @@ ptrdiff_t get_inferred_state(const Node& node) noexcept;
 // In natural units.
 double node_entropy(const Node& node) noexcept;
 
+// The number that a state of a node with numbers or intervals stands for, or the span over which it is spread
+// evenly. The node has state values.
+struct StateSpan {
+  double low, high;
+  double mean() const noexcept { return low / 2 + high / 2; }
+  double variance() const noexcept { return (high - low) * (high - low) / 12; }
+};
+StateSpan state_span(const Node& node, size_t state) noexcept;
+
 struct MeanAndVariance {
   double mean = 0;
   double variance = 0;

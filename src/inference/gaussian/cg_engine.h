@@ -138,6 +138,9 @@ size_t cg_position(const CgEngine& engine, const CgClique& clique, size_t node) 
 // Finds the record of a continuous node of the tree.
 CgNode& cg_node(CgEngine& engine, const Node& node) noexcept;
 
+// Whether a node of the component is observed.
+bool holds_evidence(const CgEngine& engine, const CgComponent& component) noexcept;
+
 // Visits the configurations of a clique in order and tracks, for several other tables, the index of the
 // configuration there.
 class CgWalk {

@@ -20,15 +20,6 @@ void set_evidence(CgEngine& engine, CgNode& record, bool observed, double value)
   mark_stale(engine, record);
 }
 
-bool holds_evidence(const CgEngine& engine, const CgComponent& component) noexcept {
-  for (size_t c : component.cliques) {
-    const CgClique& clique = engine.cliques[c];
-    for (size_t i = clique.shared; i < clique.count; ++i)
-      if (engine.nodes[clique.nodes[i]].observed) return true;
-  }
-  return false;
-}
-
 tv_status_t check_densities(const CgClique& root) noexcept {
   bool any_representable = false;
   for (size_t i = 0; i < root.size; ++i) {
@@ -93,6 +84,15 @@ tv_status_t apply_densities(CgEngine& engine, const CgAccumulator& accumulator,
 }
 
 }  // namespace
+
+bool holds_evidence(const CgEngine& engine, const CgComponent& component) noexcept {
+  for (size_t c : component.cliques) {
+    const CgClique& clique = engine.cliques[c];
+    for (size_t i = clique.shared; i < clique.count; ++i)
+      if (engine.nodes[clique.nodes[i]].observed) return true;
+  }
+  return false;
+}
 
 CgNode& cg_node(CgEngine& engine, const Node& node) noexcept {
   const CgClique& home = engine.cliques[engine.clique_at[placement(node).home->position]];
