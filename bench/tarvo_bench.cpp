@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "analyses.h"
 #include "cases.h"
 #include "changes.h"
 #include "compression.h"
@@ -49,6 +50,8 @@ struct Settings {
   size_t discovery = 0;    // cases to learn structures from
   double most_seconds = 60;
   std::string predictions;  // the same
+  size_t simulations = 0;   // cases to draw
+  size_t separation = 0;    // nodes
   bool changes = false;
   bool compression = false, approximation = false, deterministic = false;
 };
@@ -269,7 +272,7 @@ int run(const Settings& settings) {
     print_approximation_titles();
   else if (settings.check)
     std::printf("%-18s %5s %12s %12s %12s\n", "network", "cases", "absolute", "relative", "ln P(e)");
-  else
+  else if (settings.simulations == 0)
     print_titles();
   bool sound = true;
   for (const Workload& workload : workloads) {
@@ -277,7 +280,9 @@ int run(const Settings& settings) {
     if (!settings.only.empty() && std::none_of(settings.only.begin(), settings.only.end(), wanted)) continue;
     if (settings.check && workload.cases.empty()) continue;
     try {
-      if (settings.limit)
+      if (settings.simulations > 0)
+        print_simulation(workload, settings.simulations);
+      else if (settings.limit)
         print_limit(workload, load(workload).get(), settings.repeats);
       else if (settings.streams)
         print_streams(workload, settings.repeats);
@@ -342,9 +347,13 @@ int main(int argc, char** argv) {
   app.add_flag("--approximation", settings.approximation, "tell what approximation saves and costs instead");
   app.add_flag("--deterministic", settings.deterministic,
                "time generated networks that full tables would be far too large for instead");
+  app.add_option("--simulations", settings.simulations, "draw so many cases from each network instead");
+  app.add_option("--separation", settings.separation,
+                 "time d-separation in generated networks of so many nodes instead");
   app.add_flag("--changes", settings.changes, "time the change of one finding in chains instead");
   CLI11_PARSE(app, argc, argv);
   if (settings.changes) return bench::run_changes(settings.repeats) ? 0 : 1;
+  if (settings.separation > 0) return bench::run_separation(settings.separation, settings.repeats) ? 0 : 1;
   if (settings.deterministic) return bench::run_deterministic(settings.repeats) ? 0 : 1;
   if (settings.decisions) return bench::run_decisions(settings.repeats) ? 0 : 1;
   if (settings.continuous) return bench::run_continuous(settings.repeats, settings.threads) ? 0 : 1;

@@ -400,7 +400,13 @@ TEST(Simulation, ARefusedCallLeavesEverythingAsItWas) {
   const auto stop = [](const char* task, double, void*) { return int(std::string(task) == "simulation"); };
   tv_domain_set_progress_handler(net, stop, nullptr);
   expect_refusal(tv_status_error);
+  const auto stop_later = [](const char*, double fraction, void*) { return int(fraction > 0.5); };
+  tv_domain_set_progress_handler(net, stop_later, nullptr);
+  EXPECT_EQ(tv_domain_simulate_cases(net, 300, 0.5), tv_status_error);
+  EXPECT_EQ(tv_domain_simulate_data_set(net, 300, 0.5), nullptr);
+  EXPECT_EQ(tv_domain_get_number_of_cases(net), 0U);
   tv_domain_set_progress_handler(net, nullptr, nullptr);
+  EXPECT_EQ(tv_domain_get_uniform_deviate(net), tv_domain_get_uniform_deviate(other.get()));
   for (const double share : {-0.1, 1.1, std::nan("")}) {
     EXPECT_EQ(tv_domain_simulate_cases(net, 3, share), tv_status_usage);
     EXPECT_EQ(tv_domain_simulate_data_set(net, 3, share), nullptr);

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "analysis_commands.h"
 #include "command_options.h"
 #include "commands.h"
 #include "data_commands.h"
@@ -28,18 +29,6 @@ struct Commands {
   AdaptOptions adapt;
 };
 
-void add_evidence(CLI::App* command, EvidenceOptions& evidence) {
-  add_repeated(command, "-e,--evidence", evidence.observations, "NODE=VALUE",
-               "observe a state, by its label, as #INDEX or by its value, several states with\n"
-               "commas between them, or the value of a continuous node (repeatable)");
-  add_repeated(command, "-l,--likelihood", evidence.likelihoods, "NODE=v1,v2,...",
-               "enter a likelihood, one value a state (repeatable)");
-  command
-      ->add_option("--case", evidence.case_file,
-                   "read evidence from a case file, or - for the standard input, before -e and -l")
-      ->type_name("FILE");
-}
-
 CLI::App* add_beliefs(CLI::App& app, BeliefsOptions& options) {
   CLI::App* command =
       add_command(app, "beliefs", "Print the probability of every state, given evidence",
@@ -47,7 +36,7 @@ CLI::App* add_beliefs(CLI::App& app, BeliefsOptions& options) {
                   "  tarvo beliefs examples/chest.net -l x_ray=0.8,0.1 -n lung_cancer --format json\n"
                   "  tarvo beliefs examples/chest.net --case examples/patient.case",
                   options.source, options.format);
-  add_evidence(command, options.evidence);
+  add_evidence_options(command, options.evidence);
   add_repeated(command, "-n,--node", options.nodes, "NODE", "print this node only (repeatable)");
   command->add_flag("--max", options.max, "beliefs of the most probable configurations instead of sums");
   command->add_flag("--fast-retraction", options.fast_retraction,
@@ -66,7 +55,7 @@ CLI::App* add_decide(CLI::App& app, DecideOptions& options) {
                   "  tarvo decide examples/wildcatter.net\n"
                   "  tarvo decide examples/wildcatter.net -e test=yes -e sounding=closed --format json",
                   options.source, options.format);
-  add_evidence(command, options.evidence);
+  add_evidence_options(command, options.evidence);
   add_triangulation(command, options.triangulation);
   add_compression(command, options.compression);
   command->get_option("--approximate")->group("");  // known so that it can be refused in words
@@ -187,11 +176,6 @@ void expect_known_command(const std::string& word, const CLI::App& app) {
   throw Failure(kWrongUsage, "there is no command \"" + word + "\"" + did_you_mean(word, names));
 }
 
-void expect_one_reader(const Source& source, const std::string& case_file) {
-  if (source.file == "-" && case_file == "-")
-    throw Failure(kWrongUsage, "the network and its cases cannot both come from the standard input");
-}
-
 // All other commands would do the same work, and print it, on every rank.
 void expect_command_for_ranks(const std::string& command) {
   if (Ranks::of_this_run().are_many() && command != "learn" && command != "predict")
@@ -222,6 +206,7 @@ ExitCode run_command(int argc, char** argv) {
   const LearnCommands learn_commands(app);
   const DiscoverCommand discover_command(app);
   const PredictCommands predict_commands(app);
+  AnalysisCommands analysis_commands(app);
   const DataCommands data_commands(app);
   if (argc > 1 && *argv[1]) expect_known_command(argv[1], app);
   if (argc > 2 && *argv[2] && argv[1] == data_commands.app().get_name())
@@ -255,6 +240,7 @@ ExitCode run_command(int argc, char** argv) {
   if (learn_commands.are_given()) return learn_commands.run();
   if (discover_command.is_given()) return discover_command.run();
   if (predict_commands.are_given()) return predict_commands.run();
+  if (analysis_commands.are_given()) return analysis_commands.run();
   if (data_commands.app()) return data_commands.run();
   return kWrongUsage;
 }

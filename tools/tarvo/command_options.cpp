@@ -135,6 +135,23 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* description, 
   return command;
 }
 
+void add_evidence_options(CLI::App* command, EvidenceOptions& evidence) {
+  add_repeated(command, "-e,--evidence", evidence.observations, "NODE=VALUE",
+               "observe a state, by its label, as #INDEX or by its value, several states with\n"
+               "commas between them, or the value of a continuous node (repeatable)");
+  add_repeated(command, "-l,--likelihood", evidence.likelihoods, "NODE=v1,v2,...",
+               "enter a likelihood, one value a state (repeatable)");
+  command
+      ->add_option("--case", evidence.case_file,
+                   "read evidence from a case file, or - for the standard input, before -e and -l")
+      ->type_name("FILE");
+}
+
+void expect_one_reader(const Source& source, const std::string& case_file) {
+  if (source.file == "-" && case_file == "-")
+    throw Failure(kWrongUsage, "the network and its cases cannot both come from the standard input");
+}
+
 void add_threads(CLI::App* command, size_t& threads, const char* description) {
   command->add_option("--threads", threads, description)->type_name("N")->check(CLI::PositiveNumber);
 }

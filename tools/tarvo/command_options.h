@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "compression.h"
+#include "evidence.h"
 #include "output.h"
 #include "triangulation.h"
 
@@ -32,6 +33,10 @@ void add_threads(CLI::App* command, size_t& threads, const char* description);
 // A command about a network, with what all of them have in common.
 CLI::App* add_command(CLI::App& app, const char* name, const char* description, const char* examples,
                       Source& source, Format& format);
+
+// Of those that take evidence. The network and its cases cannot both come from the standard input.
+void add_evidence_options(CLI::App* command, EvidenceOptions& evidence);
+void expect_one_reader(const Source& source, const std::string& case_file);
 
 // Of the commands that compile.
 void add_triangulation(CLI::App* command, TriangulationOptions& options, const char* more_methods = "");

@@ -26,6 +26,18 @@ void add_cell_options(CLI::App* command, DataOptions& options) {
                "what means a missing item (repeatable; default: nothing, ?, NA and *)");
 }
 
+void add_output_options(CLI::App* command, DataOptions& options) {
+  command->add_option("-o,--out", options.to, "file to write (default: -, the standard output)")
+      ->type_name("OUT");
+  command->add_option("--to-separator", options.to_separator, "what stands between cells of OUT")
+      ->type_name("CHARACTER")
+      ->check(a_separator());
+  command
+      ->add_option("--to-missing", options.to_missing,
+                   "what is written for missing items (default: the first of --missing)")
+      ->type_name("TEXT");
+}
+
 DataCommands::DataCommands(CLI::App& app)
     : app_(app.add_subcommand("data", "Look at comma-separated values, and rewrite them")) {
   app_->require_subcommand(1);
@@ -60,18 +72,6 @@ CLI::App* DataCommands::add(const char* name, const char* description, const cha
   return command;
 }
 
-void DataCommands::add_output(CLI::App* command) {
-  command->add_option("-o,--out", options_->to, "file to write (default: -, the standard output)")
-      ->type_name("OUT");
-  command->add_option("--to-separator", options_->to_separator, "what stands between cells of OUT")
-      ->type_name("CHARACTER")
-      ->check(a_separator());
-  command
-      ->add_option("--to-missing", options_->to_missing,
-                   "what is written for missing items (default: the first of --missing)")
-      ->type_name("TEXT");
-}
-
 void DataCommands::add_describe() {
   CLI::App* command = add("describe", "Print what each column holds",
                           "  tarvo data describe cases.csv\n"
@@ -87,7 +87,7 @@ void DataCommands::add_sort() {
                "sort by this column, and then by those that follow (repeatable);\n"
                "COLUMN:desc for the largest first")
       ->required();
-  add_output(command);
+  add_output_options(command, *options_);
 }
 
 void DataCommands::add_discretize() {
@@ -110,7 +110,7 @@ void DataCommands::add_discretize() {
       ->add_option("--bounds", options_->bounds,
                    "these bounds, one more than intervals, with commas between them")
       ->type_name("NUMBERS");
-  add_output(command);
+  add_output_options(command, *options_);
 }
 
 void DataCommands::add_convert() {
@@ -118,7 +118,7 @@ void DataCommands::add_convert() {
                           "  tarvo data convert cases.csv.gz -o cases.tsv\n"
                           "  tarvo data convert cases.csv --missing -9 --to-missing NA -o more.csv",
                           convert_data);
-  add_output(command);
+  add_output_options(command, *options_);
 }
 
 }  // namespace program

@@ -12,6 +12,9 @@ namespace program {
 // How the file of a data set is written.
 void add_cell_options(CLI::App* command, DataOptions& options);
 
+// Where what was made of it goes.
+void add_output_options(CLI::App* command, DataOptions& options);
+
 class DataCommands {
  public:
   explicit DataCommands(CLI::App& app);
@@ -27,7 +30,6 @@ class DataCommands {
 
   CLI::App* add(const char* name, const char* description, const char* examples,
                 ExitCode (*work)(const DataOptions& options));
-  void add_output(CLI::App* command);
   void add_describe();
   void add_sort();
   void add_discretize();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <utility>
 
 #include "case_file.h"
 #include "evidence_value.h"
@@ -87,7 +88,7 @@ std::string shown_value(const Entered& entered) {
 }
 
 void add_evidence(Json& document, const std::vector<Entered>& evidence) {
-  Json &known = document["evidence"] = Json::object(), &likelihood = document["likelihood"] = Json::object();
+  Json known = Json::object(), likelihood = Json::object();  // entries of a document move when it grows
   for (const Entered& entered : evidence) {
     const std::string name = name_of(entered.node);
     if (entered.value) known[name] = json_number(*entered.value);
@@ -99,6 +100,8 @@ void add_evidence(Json& document, const std::vector<Entered>& evidence) {
         known[name].push_back(state_name(entered.node, state));
     }
   }
+  document["evidence"] = std::move(known);
+  document["likelihood"] = std::move(likelihood);
 }
 
 }  // namespace program
