@@ -17,12 +17,14 @@
 #include "continuous.h"
 #include "data.h"
 #include "decisions.h"
+#include "explanation.h"
 #include "learning.h"
 #include "limit.h"
 #include "memory.h"
 #include "models.h"
 #include "prediction.h"
 #include "queries.h"
+#include "sensitivity.h"
 #include "streams.h"
 #include "structure.h"
 #include "triangulations.h"
@@ -53,6 +55,7 @@ struct Settings {
   size_t simulations = 0;   // cases to draw
   size_t separation = 0;    // nodes
   bool changes = false;
+  bool explanation = false, sensitivity = false;
   bool compression = false, approximation = false, deterministic = false;
 };
 
@@ -254,7 +257,8 @@ int run(const Settings& settings) {
     yardsticks = yardsticks_in(settings.folder);
   }
   const bool compares = settings.streams || settings.queries > 0 || settings.triangulations > 0 ||
-                        settings.compression || settings.approximation;
+                        settings.explanation || settings.sensitivity || settings.compression ||
+                        settings.approximation;
   if (!compares || settings.folder.empty())
     for (Workload& workload : generated_networks()) workloads.push_back(std::move(workload));
 
@@ -266,6 +270,10 @@ int run(const Settings& settings) {
     print_query_titles();
   else if (settings.triangulations > 0)
     print_triangulation_titles(settings.triangulations);
+  else if (settings.explanation)
+    print_explanation_titles();
+  else if (settings.sensitivity)
+    print_sensitivity_titles();
   else if (settings.compression)
     print_compression_titles();
   else if (settings.approximation)
@@ -290,6 +298,10 @@ int run(const Settings& settings) {
         sound &= print_queries(workload, settings.queries);
       else if (settings.triangulations > 0)
         print_triangulations(workload, settings.triangulations, settings.repeats);
+      else if (settings.explanation)
+        print_explanations(workload, settings.repeats);
+      else if (settings.sensitivity)
+        print_sensitivity(workload, settings.repeats);
       else if (settings.compression)
         sound &= print_compression(workload, settings.repeats);
       else if (settings.approximation)
@@ -327,6 +339,10 @@ int main(int argc, char** argv) {
   app.add_option("--queries", settings.queries, "time so many cases through queries, alone and on threads");
   app.add_option("--triangulations", settings.triangulations,
                  "compare greedy, searched (with this effort) and exact triangulations instead");
+  app.add_flag("--sensitivity", settings.sensitivity,
+               "time configurations and sensitivity to parameters instead");
+  app.add_flag("--explanation", settings.explanation,
+               "time rankings of observations and explanations of beliefs instead");
   app.add_flag("--continuous", settings.continuous, "time generated networks with continuous nodes instead");
   app.add_flag("--decisions", settings.decisions, "time policy updating on generated networks instead");
   app.add_flag("--models", settings.models, "time the generation of tables from models instead");

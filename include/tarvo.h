@@ -106,8 +106,9 @@
  * threads, log and progress; compilation; cliques and junction trees; evidence; evidence queries;
  * propagation; probability and conflict of the evidence; beliefs and other results; compression and
  * approximation; policies of decisions; queries; reading networks; writing networks; cases; learning from
- * parts of the cases; data sets; prediction; structures from data; separation of nodes; simulation; random
- * numbers.
+ * parts of the cases; data sets; prediction; structures from data; separation of nodes; simulation; most
+ * probable configurations; sensitivity to parameters; what to observe next; sensitivity to evidence;
+ * explanation; random numbers.
  */
 #ifndef TARVO_H
 #define TARVO_H
@@ -185,6 +186,30 @@ typedef struct tv_structure_s tv_structure_t;
 
 /** How often links were found in samples of the cases. Yours: tv_bootstrap_delete frees it. */
 typedef struct tv_bootstrap_s tv_bootstrap_t;
+
+/** Configurations of nodes, the most probable one first. Yours: tv_configurations_delete frees it. */
+typedef struct tv_configurations_s tv_configurations_t;
+
+/** How an answer depends on parameters. Yours: tv_sensitivity_delete frees it. */
+typedef struct tv_sensitivity_s tv_sensitivity_t;
+
+/** What observing nodes would tell about another one. Yours: tv_observations_delete frees it. */
+typedef struct tv_observations_s tv_observations_t;
+
+/** What observing nodes is worth to a decision. Yours: tv_observation_values_delete frees it. */
+typedef struct tv_observation_values_s tv_observation_values_t;
+
+/** What findings do to the probability of a hypothesis. Yours: tv_findings_delete frees it. */
+typedef struct tv_findings_s tv_findings_t;
+
+/** The conflict of findings, and where it comes from. Yours: tv_conflict_delete frees it. */
+typedef struct tv_conflict_s tv_conflict_t;
+
+/** Why a node has its probabilities. Yours: tv_explanation_delete frees it. */
+typedef struct tv_explanation_s tv_explanation_t;
+
+/** States that account for the evidence. Yours: tv_relevant_explanations_delete frees it. */
+typedef struct tv_relevant_explanations_s tv_relevant_explanations_t;
 
 /**
  * The outcome of a call: 0 for success, otherwise one of the codes below. The numbers are fixed.
@@ -7506,9 +7531,9 @@ TV_API tv_node_t** tv_node_get_markov_blanket(tv_node_t* node);
  * the nodes were eliminated (Dawid 1992). A domain that is not compiled is drawn from as its tables say, as
  * long as no evidence is entered.
  *
- * Decisions that are not made follow their policies. An approximated domain (tv_domain_approximate) is drawn
- * from without the approximation. The deviates are the domain's (tv_domain_seed_random), and one seed gives
- * the same draws for every number of threads; a call that fails leaves the generator where it was.
+ * Decisions that are not made follow policies, discrete functions the tables that results gave them; an
+ * approximation (tv_domain_approximate) does not count. Deviates are the domain's (tv_domain_seed_random):
+ * one seed gives the same draws for any number of threads. A call that fails leaves the generator as it was.
  * @{
  */
 
@@ -7644,6 +7669,1412 @@ TV_API tv_status_t tv_domain_simulate_cases(tv_domain_t* domain, size_t count, d
  * - tv_status_error: the progress handler asked to stop (its task is "simulation")
  */
 TV_API tv_data_set_t* tv_domain_simulate_data_set(tv_domain_t* domain, size_t count, double missing_share);
+
+/** @} */
+
+/**
+ * @defgroup configurations Most probable configurations
+ * A *configuration* gives each of some discrete nodes a state. The most probable ones, given what is entered
+ * in a compiled domain, tell whole stories, where beliefs tell about one node at a time.
+ *
+ * Nothing needs to be propagated, and the domain is left as it was. Decisions without evidence take part with
+ * their policies. The progress handler is told of the task "finding configurations", and can end it.
+ * @{
+ */
+
+/**
+ * Finds the most probable configurations of all discrete nodes.
+ *
+ * Exact, from one collection of maxima through the junction trees; each further configuration costs about a
+ * path through a tree (Nilsson 1998). Of configurations that are equally probable, any may come first, but
+ * always the same one.
+ *
+ * @param domain  a compiled domain without continuous nodes
+ * @param count   how many; there are fewer where fewer are possible
+ * @return a list of configurations: free it with tv_configurations_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `count` is 0; the domain has continuous nodes (tv_domain_find_configurations_of has room
+ *   for them); a table depends on results of function nodes
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_invalid_evidence: the evidence may not be propagated (tv_domain_propagate)
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, or too improbable
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_configurations_t* tv_domain_find_configurations(tv_domain_t* domain, size_t count);
+
+/**
+ * Finds the most probable configurations of some discrete nodes, with all other nodes summed out, and
+ * continuous ones integrated out.
+ *
+ * Exact, by branch and bound: a node after the other gets a state, and what cannot be as probable as needed
+ * is left out. The bounds come from the junction trees (Park and Darwiche 2003; Yuan and Hansen 2009); in a
+ * domain with continuous nodes from propagation. Finding them may take time exponential in the number of
+ * nodes, which `max_steps` limits.
+ *
+ * @param domain           a compiled domain
+ * @param nodes            discrete nodes, and a null pointer behind them
+ * @param count            how many configurations at most
+ * @param min_probability  how probable each must be, given the evidence; 0 for any
+ * @param max_steps        how often a state may be given to a node; 0 for no limit. When that is spent,
+ *                         what has been found so far is returned (tv_configurations_is_complete)
+ * @return a list of configurations, which is yours: free it with tv_configurations_delete;
+ *         NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `count` is 0; `min_probability` is not in [0, 1]; there is no node, or one is not
+ *   discrete or of another domain; a table depends on results of function nodes
+ * - tv_status_twice: a node stands twice in the list
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_invalid_evidence: the evidence may not be propagated (tv_domain_propagate)
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, or too improbable
+ * - tv_status_error: the progress handler asked to stop
+ */
+TV_API tv_configurations_t* tv_domain_find_configurations_of(tv_domain_t* domain, tv_node_t* const* nodes,
+                                                             size_t count, double min_probability,
+                                                             size_t max_steps);
+
+/**
+ * Deletes configurations. They do not depend on the domain.
+ *
+ * @param configurations  the configurations
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_configurations_delete(tv_configurations_t* configurations);
+
+/**
+ * Returns how many configurations were found.
+ *
+ * @param configurations  the configurations
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_configurations_get_number(const tv_configurations_t* configurations);
+
+/**
+ * Returns the state of a node in a configuration; that of an observed node is the one that was observed.
+ *
+ * @param configurations  the configurations
+ * @param index           of the configuration; 0 is the most probable one
+ * @param node            one of the nodes asked for
+ * @return the index of the state; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such configuration, or the node is not one of those asked for
+ */
+TV_API ptrdiff_t tv_configurations_get_state(const tv_configurations_t* configurations, size_t index,
+                                             const tv_node_t* node);
+
+/**
+ * Returns how probable a configuration is, given the evidence.
+ *
+ * @param configurations  the configurations
+ * @param index           of the configuration; 0 is the most probable one
+ * @return the probability; 0 where it is too small for a double; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such configuration
+ */
+TV_API double tv_configurations_get_probability(const tv_configurations_t* configurations, size_t index);
+
+/**
+ * Returns the natural logarithm of the probability of a configuration, given the evidence.
+ *
+ * @param configurations  the configurations
+ * @param index           of the configuration; 0 is the most probable one
+ * @return the logarithm, 0 or less; -1.0 on failure, which tv_error_code tells from an answer
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such configuration
+ */
+TV_API double tv_configurations_get_log_probability(const tv_configurations_t* configurations, size_t index);
+
+/**
+ * Returns how probable it is, given the evidence, that none of the configurations is the case.
+ *
+ * @param configurations  the configurations
+ * @return one less the sum of their probabilities; -1.0 on failure
+ */
+TV_API double tv_configurations_get_remaining_probability(const tv_configurations_t* configurations);
+
+/**
+ * Returns a bound for the probability of each configuration that was not found: that of the last one where as
+ * many as asked for were found, else `min_probability`; where the search was ended, what it had not ruled
+ * out.
+ *
+ * @param configurations  the configurations
+ * @return the bound; -1.0 on failure
+ */
+TV_API double tv_configurations_get_bound(const tv_configurations_t* configurations);
+
+/**
+ * Returns whether the search came to its end, so that no configuration is missing that was asked for.
+ *
+ * @param configurations  the configurations
+ * @return 1 or 0; -1 on failure
+ */
+TV_API int tv_configurations_is_complete(const tv_configurations_t* configurations);
+
+/** @} */
+
+/**
+ * @defgroup sensitivity Sensitivity to parameters
+ * Which numbers of a model matter for an answer, and how wrong they may be. The *parameters* are the entries
+ * of the tables of discrete chance nodes. When one of them becomes t, the others of its distribution keep
+ * their proportions (where they are zero, they get equal shares); an answer is then (a t + b) / (c t + d)
+ * (Castillo, Gutierrez and Hadi 1997; Coupe and van der Gaag 2002). All constants are exact, from one
+ * collection and one distribution of sums, also for parameters that are zero.
+ *
+ * The evidence is what is entered in a compiled domain without continuous nodes; nothing needs to be
+ * propagated, and the domain is left as it was. A result keeps what it needs: it tells about the tables as
+ * they were, and its nodes are only as good as the domain.
+ * @{
+ */
+
+/**
+ * Analyzes the probability of a hypothesis, given the evidence.
+ *
+ * @param node   the node of the hypothesis
+ * @param state  its state
+ * @return the result, about the parameters in the junction tree of the node (no others matter): free it with
+ *         tv_sensitivity_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, has no such state or a single one, or is observed; the domain
+ *   has continuous nodes; a table depends on results of function nodes
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_invalid_evidence: the evidence may not be propagated (tv_domain_propagate)
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, or too improbable
+ */
+TV_API tv_sensitivity_t* tv_node_analyze_sensitivity(tv_node_t* node, size_t state);
+
+/**
+ * Analyzes the expected utility of a domain, given the evidence and the present policies.
+ *
+ * @param domain  a compiled domain with utility nodes
+ * @return the result, about the parameters in the junction trees of utility nodes: free it with
+ *         tv_sensitivity_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain has no utility nodes; a table depends on results of function nodes
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_invalid_evidence: the evidence may not be propagated (tv_domain_propagate)
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, or too improbable
+ */
+TV_API tv_sensitivity_t* tv_domain_analyze_utility_sensitivity(tv_domain_t* domain);
+
+/**
+ * Analyzes the probability of the evidence, as a multiple of what it is at present. Read all
+ * tv_sensitivity_get_evidence_derivative of the result for the gradient of its logarithm.
+ *
+ * @param domain  a compiled domain
+ * @return the result, about all parameters: free it with tv_sensitivity_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the domain has continuous nodes; a table depends on results of function nodes
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_invalid_evidence: the evidence may not be propagated (tv_domain_propagate)
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, or too improbable
+ */
+TV_API tv_sensitivity_t* tv_domain_analyze_evidence_sensitivity(tv_domain_t* domain);
+
+/**
+ * Finds the probability of a hypothesis as a function of two parameters t1 and t2:
+ * (n0 + n1 t1 + n2 t2 + n3 t1 t2) / (d0 + d1 t1 + d2 t2 + d3 t1 t2). Within one distribution, what is left of
+ * it keeps its proportions.
+ *
+ * @param node         the node of the hypothesis
+ * @param state        its state
+ * @param node1        the node whose table the first parameter is in
+ * @param index1       the index of its entry there
+ * @param node2        the node whose table the second parameter is in
+ * @param index2       the index of its entry there
+ * @param[out] numerator    gets the four numbers n0 to n3
+ * @param[out] denominator  gets the four numbers d0 to d3
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, has no such state or a single one, or is observed; node1 or
+ *   node2 is of another domain or has no such parameter; the domain has continuous nodes; a table depends on
+ *   results of function nodes
+ * - tv_status_twice: both parameters are the same one
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables have changed since the domain was propagated
+ * - tv_status_invalid_evidence: the evidence may not be propagated (tv_domain_propagate)
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible, or too improbable
+ */
+TV_API tv_status_t tv_node_get_two_way_sensitivity(tv_node_t* node, size_t state, const tv_node_t* node1,
+                                                   size_t index1, const tv_node_t* node2, size_t index2,
+                                                   double* numerator, double* denominator);
+
+/**
+ * Deletes the result of an analysis.
+ *
+ * @param sensitivity  the result
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_sensitivity_delete(tv_sensitivity_t* sensitivity);
+
+/**
+ * Returns the answer that was analyzed: a probability, an expected utility, or 1 for the evidence.
+ *
+ * @param sensitivity  the result
+ * @return the value; -1.0 on failure, which tv_error_code tells from an answer
+ */
+TV_API double tv_sensitivity_get_value(const tv_sensitivity_t* sensitivity);
+
+/**
+ * Returns how many parameters there are.
+ *
+ * @param sensitivity  the result
+ * @return how many; all ones on failure
+ */
+TV_API size_t tv_sensitivity_get_number_of_parameters(const tv_sensitivity_t* sensitivity);
+
+/**
+ * Returns where a parameter stands among all.
+ *
+ * @param sensitivity  the result
+ * @param node         the node whose table it is in
+ * @param index        the index of its entry there
+ * @return its index for the functions below; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: this is not one of the parameters
+ */
+TV_API size_t tv_sensitivity_find_parameter(const tv_sensitivity_t* sensitivity, const tv_node_t* node,
+                                            size_t index);
+
+/**
+ * Returns the node whose table a parameter is in.
+ *
+ * @param sensitivity  the result
+ * @param index        of the parameter; 0 is the one that matters most
+ * @return the node, owned by its domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter
+ */
+TV_API tv_node_t* tv_sensitivity_get_node(const tv_sensitivity_t* sensitivity, size_t index);
+
+/**
+ * Returns the entry of the table of its node that a parameter is (tv_table_get_configuration_from_index).
+ *
+ * @param sensitivity  the result
+ * @param index        of the parameter
+ * @return the index of the entry; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter
+ */
+TV_API size_t tv_sensitivity_get_table_index(const tv_sensitivity_t* sensitivity, size_t index);
+
+/**
+ * Returns the present value of a parameter.
+ *
+ * @param sensitivity  the result
+ * @param index        of the parameter
+ * @return the value, in [0, 1]; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter
+ */
+TV_API double tv_sensitivity_get_parameter(const tv_sensitivity_t* sensitivity, size_t index);
+
+/**
+ * Returns the derivative of the answer with respect to a parameter, at its present value, where the others of
+ * the distribution keep their proportions.
+ *
+ * @param sensitivity  the result
+ * @param index        of the parameter
+ * @return the derivative; -1.0 on failure, which tv_error_code tells from an answer
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter
+ */
+TV_API double tv_sensitivity_get_derivative(const tv_sensitivity_t* sensitivity, size_t index);
+
+/**
+ * Returns the derivative of the natural logarithm of the probability of the evidence with respect to a
+ * parameter by itself, all others staying as they are: what learning by gradients needs (Russell et al.
+ * 1995).
+ *
+ * @param sensitivity  the result
+ * @param index        of the parameter
+ * @return the derivative, 0 or more; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter
+ */
+TV_API double tv_sensitivity_get_evidence_derivative(const tv_sensitivity_t* sensitivity, size_t index);
+
+/**
+ * Returns the constants of the answer as a function (a t + b) / (c t + d) of a parameter t. They are scaled
+ * so that the denominator is 1 at the present value, where it stands for the probability of the evidence.
+ *
+ * @param sensitivity  the result
+ * @param index        of the parameter
+ * @param[out] constants    gets the four numbers a, b, c, d
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter
+ */
+TV_API tv_status_t tv_sensitivity_get_constants(const tv_sensitivity_t* sensitivity, size_t index,
+                                                double* constants);
+
+/**
+ * Computes the answer that another value of a parameter would lead to. Where that makes the evidence
+ * impossible, the limit is returned.
+ *
+ * @param sensitivity  the result
+ * @param index        of the parameter
+ * @param value        the value of the parameter, in [0, 1]
+ * @return the answer; -1.0 on failure, which tv_error_code tells from an answer
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter; the value is not in [0, 1]
+ */
+TV_API double tv_sensitivity_compute_value_at(const tv_sensitivity_t* sensitivity, size_t index,
+                                              double value);
+
+/**
+ * Returns between which values the answer moves when a parameter moves from 0 to 1.
+ *
+ * @param sensitivity  the result
+ * @param index        of the parameter
+ * @param[out] low          the smallest value
+ * @param[out] high         the largest value
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter
+ */
+TV_API tv_status_t tv_sensitivity_get_range(const tv_sensitivity_t* sensitivity, size_t index, double* low,
+                                            double* high);
+
+/**
+ * Returns how far a parameter may move while the state of the node of the hypothesis that is most probable
+ * now stays so.
+ *
+ * @param sensitivity  the result, about a hypothesis
+ * @param index        of the parameter
+ * @param[out] low          its smallest value, 0 or more
+ * @param[out] high         its largest value, 1 or less
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter; the result is not about a hypothesis
+ */
+TV_API tv_status_t tv_sensitivity_get_stable_interval(const tv_sensitivity_t* sensitivity, size_t index,
+                                                      double* low, double* high);
+
+/**
+ * Finds the smallest change of a parameter by which the answer reaches a goal: at least `threshold`; or,
+ * where another state is given, a probability of the hypothesis that exceeds the one of that state by
+ * `threshold` at least (Chan and Darwiche 2002).
+ *
+ * @param sensitivity  the result, about a hypothesis or an expected utility
+ * @param index        of the parameter
+ * @param other_state  another state of the node of the hypothesis; all ones for none
+ * @param threshold    in [0, 1] for a probability, in [-1, 1] for a difference, any number for a utility
+ * @param[out] value        the new value of the parameter, the present one where the goal is reached already
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter or no such other state; the threshold is out of range; the
+ *   result is about the evidence alone
+ * - tv_status_no_value: no value of the parameter reaches the goal
+ */
+TV_API tv_status_t tv_sensitivity_tune_parameter(const tv_sensitivity_t* sensitivity, size_t index,
+                                                 size_t other_state, double threshold, double* value);
+
+/**
+ * Finds the smallest change of a whole distribution by which the answer reaches a goal: at least `threshold`;
+ * or, where another state is given, a probability of the hypothesis that exceeds the one of that state by
+ * `threshold` at least. The distance of two distributions is the logarithm of the largest ratio of
+ * their entries, less that of the smallest (Chan and Darwiche 2005); what is zero stays zero.
+ *
+ * @param sensitivity   the result, about a hypothesis or an expected utility
+ * @param index         of a parameter of the distribution
+ * @param other_state   another state of the node of the hypothesis; all ones for none
+ * @param threshold     in [0, 1] for a probability, in [-1, 1] for a difference, any number for a utility
+ * @param[out] distribution  gets the new distribution, a number for each state of the node of the parameter
+ * @param[out] distance      how far it is from the present one; 0 where the goal is reached already
+ * @return tv_status_none, or the code of a failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such parameter or no such other state; the threshold is out of range; the
+ *   result is about the evidence alone
+ * - tv_status_no_value: no distribution with these zeros reaches the goal
+ */
+TV_API tv_status_t tv_sensitivity_tune_distribution(const tv_sensitivity_t* sensitivity, size_t index,
+                                                    size_t other_state, double threshold,
+                                                    double* distribution, double* distance);
+
+/** @} */
+
+/**
+ * @defgroup observations What to observe next
+ * Tells which observation would tell most about a target, given the evidence entered so far, and what an
+ * observation would be worth to a decision (docs/explanation.md). The analyses work beside the domain: its
+ * evidence, its equilibrium and its beliefs stay what they are. Numbers of nodes in a result are indexes into
+ * its list, in which what matters most stands first; its nodes are handles into the domain, which are yours
+ * to use as long as these nodes exist.
+ * @{
+ */
+
+/**
+ * Ranks nodes by what observing them is expected to tell about a discrete target, each on its own, given the
+ * evidence entered: the mutual information of both, and by how much the probability of misjudging the target
+ * falls (Shannon 1948; Pearl 1988, section 6.4; Howard 1966).
+ *
+ * One propagation for each possible state of the target answers for all candidates at once. For a continuous
+ * candidate, whose distribution is a mixture of normal ones given each state of the target, both figures are
+ * integrals, computed to about one part in a million of the greatest that they can be. Candidates stand in
+ * the order of their information for a unit of their price, those that cost nothing before the others, in the
+ * order of their information, and those that tell nothing last; prices are in any unit that is common to all.
+ *
+ * @param target      a discrete node without a selected state
+ * @param candidates  chance nodes and discrete function nodes, none of them twice; may be null, for all that
+ *                    are not observed and that no decision influences which is not made
+ * @param prices      one for each candidate, finite and not negative; may be null, for 0 each
+ * @return the ranking: free it with tv_observations_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the target is not discrete, has a selected state, or belongs to a class; a candidate
+ *   belongs to another domain, is the target, is of another kind, is observed or stands in the list twice; a
+ *   price is negative or not finite, or there are prices without candidates; the table of a node is computed
+ *   from results of a propagation
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables were touched since the domain was last propagated: propagate it first
+ * - tv_status_invalid_evidence: the target, or a node with evidence, is below a decision that is not made; a
+ *   decision has evidence other than a selected state; or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible
+ * - tv_status_low_density, tv_status_zero_variance, tv_status_overflow: from the propagation of the evidence;
+ *   tv_query_propagate says when
+ * - tv_status_no_memory: also when the states of the domain, of its open queries and of this call would
+ *   together exceed the memory limit (tv_domain_set_memory_limit)
+ * - tv_status_error: the progress handler asked to stop (its task is "observations")
+ */
+TV_API tv_observations_t* tv_node_rank_observations(tv_node_t* target, tv_node_t** candidates,
+                                                    const double* prices);
+
+/**
+ * Chooses up to three nodes to be observed together, one after the other: each time the one that tells most
+ * about the target beside those chosen before, for a unit of its price, averaged over what these may show.
+ *
+ * This is greedy, and so not always the best set of its size: two nodes can tell nothing each and all
+ * together. tv_observations_get_bound limits how much better any set can be. Nothing more is chosen once the
+ * target would be certain, or where nothing is left that tells anything. The time grows with the product of
+ * the numbers of states of the target and of the nodes chosen before; states of these that make the target
+ * certain take none.
+ *
+ * @param target      a discrete node without a selected state
+ * @param candidates  discrete chance and function nodes, none of them twice; may be null, for all that are
+ *                    not observed and that no decision influences which is not made
+ * @param prices      one for each candidate, finite and not negative; may be null, for 0 each
+ * @param length      how many nodes are chosen at most, from 1 to 3
+ * @return the sequence, in the order in which its nodes were chosen, with what each one adds: free it with
+ *         tv_observations_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `length` is not 1, 2 or 3; the target is not discrete, has a selected state, or belongs
+ *   to a class; a candidate belongs to another domain, is the target, is not discrete or of another category,
+ *   is observed or stands in the list twice; a price is negative or not finite, or there are prices without
+ *   candidates; the table of a node is computed from results of a propagation
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables were touched since the domain was last propagated: propagate it first
+ * - tv_status_invalid_evidence: the target, or a node with evidence, is below a decision that is not made; a
+ *   decision has evidence other than a selected state; or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible
+ * - tv_status_low_density, tv_status_zero_variance, tv_status_overflow: from the propagation of the evidence;
+ *   tv_query_propagate says when
+ * - tv_status_no_memory: also when the states of the domain, of its open queries and of this call would
+ *   together exceed the memory limit (tv_domain_set_memory_limit)
+ * - tv_status_error: the progress handler asked to stop (its task is "observations")
+ */
+TV_API tv_observations_t* tv_node_choose_observations(tv_node_t* target, tv_node_t** candidates,
+                                                      const double* prices, size_t length);
+
+/**
+ * Deletes a ranking or a sequence of observations.
+ *
+ * @param observations  the ranking or the sequence
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_observations_delete(tv_observations_t* observations);
+
+/**
+ * Counts the candidates of a ranking, or the nodes of a sequence.
+ *
+ * @param observations  the ranking or the sequence
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_observations_get_number(const tv_observations_t* observations);
+
+/**
+ * Returns a node of a ranking or a sequence.
+ *
+ * @param observations  the ranking or the sequence
+ * @param index         its place, 0 for the one that comes first
+ * @return the node, owned by its domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the number of nodes
+ */
+TV_API tv_node_t* tv_observations_get_node(const tv_observations_t* observations, size_t index);
+
+/**
+ * Returns the information about the target that observing a node is expected to bring: of a sequence, beside
+ * the nodes before it.
+ *
+ * @param observations  the ranking or the sequence
+ * @param index         the place of the node
+ * @return the mutual information, in nats (divide by ln 2 for bits), never negative; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the number of nodes
+ */
+TV_API double tv_observations_get_information(const tv_observations_t* observations, size_t index);
+
+/**
+ * Returns by how much observing a node is expected to lower the probability of misjudging the target, when
+ * its most probable state is taken for the true one: of a sequence, beside the nodes before it.
+ *
+ * @param observations  the ranking or the sequence
+ * @param index         the place of the node
+ * @return the difference of two probabilities, never negative; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the number of nodes
+ */
+TV_API double tv_observations_get_error_reduction(const tv_observations_t* observations, size_t index);
+
+/**
+ * Returns the price of observing a node, as it was given.
+ *
+ * @param observations  the ranking or the sequence
+ * @param index         the place of the node
+ * @return the price, 0 where none was given; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the number of nodes
+ */
+TV_API double tv_observations_get_price(const tv_observations_t* observations, size_t index);
+
+/**
+ * Returns the entropy of the target given the evidence: what is to be learned about it at most.
+ *
+ * @param observations  the ranking or the sequence
+ * @return the entropy, in nats; -1.0 on failure
+ */
+TV_API double tv_observations_get_entropy(const tv_observations_t* observations);
+
+/**
+ * Returns the probability of misjudging the target given the evidence: that it is not in its most probable
+ * state.
+ *
+ * @param observations  the ranking or the sequence
+ * @return the probability; -1.0 on failure
+ */
+TV_API double tv_observations_get_error(const tv_observations_t* observations);
+
+/**
+ * Returns a bound of the information that any set of so many candidates holds about the target, one candidate
+ * in a ranking, as many as were asked for in a sequence: the entropy of the target, or the sum of the
+ * greatest entropies of candidates where that is less.
+ *
+ * @param observations  the ranking or the sequence
+ * @return the bound, in nats; -1.0 on failure
+ */
+TV_API double tv_observations_get_bound(const tv_observations_t* observations);
+
+/**
+ * Tells what it would be worth to observe nodes before a decision is made, each on its own, given the
+ * evidence entered: by how much the greatest expected utility grows when the node becomes one of those that
+ * the decision knows (Howard 1966).
+ *
+ * With and without the node, the policy of this decision is made the best one, while other decisions that are
+ * not made keep theirs. So with policies that were updated (tv_domain_update_policies) it is the gain over
+ * the expected utility of the domain. It is the value of perfect information about the node: no imperfect
+ * test of it, made before the decision, can be worth more. It is 0 for what the decision knows already and
+ * for what the graph shows to make no difference. Each other candidate takes a compilation and a propagation
+ * of a copy of the domain. Policies are best within what tv_domain_update_policies takes for equal.
+ *
+ * @param decision    a decision that is not made, with a utility node in its domain
+ * @param candidates  discrete chance nodes, none of them twice; may be null, for all that are not observed
+ *                    and that the decision does not influence
+ * @param prices      one for each candidate, finite and not negative, in the unit of the utilities; may be
+ *                    null, for 0 each
+ * @return the values, the greatest first after their prices are taken off: free it with
+ *         tv_observation_values_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is no decision, is made or belongs to a class; there is no utility node; a
+ *   candidate belongs to another domain, is no discrete chance node, is observed, is influenced by the
+ *   decision or stands in the list twice; a price is negative or not finite, or there are prices without
+ *   candidates
+ * - tv_status_functional_dependency: function nodes stand between other nodes
+ * - tv_status_invalid_evidence: a node with evidence is below a decision that is not made; a decision has
+ *   evidence other than a selected state; or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible
+ * - tv_status_low_density, tv_status_zero_variance, tv_status_overflow,
+ *   tv_status_invalid_probability_potential: from propagations; tv_domain_propagate says when
+ * - tv_status_invalid_expression, tv_status_invalid_state_values, tv_status_insufficient_state_range,
+ *   tv_status_inappropriate_arguments, tv_status_division_by_zero, tv_status_computation_failed,
+ *   tv_status_no_value, tv_status_no_equilibrium: the table of a node could not be generated from its model;
+ *   tv_node_generate_table says when
+ * - tv_status_error: the progress handler asked to stop (its task is "observations")
+ */
+TV_API tv_observation_values_t* tv_node_value_observations(tv_node_t* decision, tv_node_t** candidates,
+                                                           const double* prices);
+
+/**
+ * Deletes values of observations.
+ *
+ * @param values  the values
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_observation_values_delete(tv_observation_values_t* values);
+
+/**
+ * Counts the candidates that have a value.
+ *
+ * @param values  the values
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_observation_values_get_number(const tv_observation_values_t* values);
+
+/**
+ * Returns the node of a value.
+ *
+ * @param values  the values
+ * @param index   its place, 0 for the one that is worth most after its price is taken off
+ * @return the node, owned by its domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the number of values
+ */
+TV_API tv_node_t* tv_observation_values_get_node(const tv_observation_values_t* values, size_t index);
+
+/**
+ * Returns what observing a node is worth, before its price is taken off.
+ *
+ * @param values  the values
+ * @param index   the place of the node
+ * @return the value, in the unit of the utilities, never negative; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the number of values
+ */
+TV_API double tv_observation_values_get_value(const tv_observation_values_t* values, size_t index);
+
+/**
+ * Returns the price of observing a node, as it was given.
+ *
+ * @param values  the values
+ * @param index   the place of the node
+ * @return the price, 0 where none was given; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: `index` is not below the number of values
+ */
+TV_API double tv_observation_values_get_price(const tv_observation_values_t* values, size_t index);
+
+/**
+ * Returns the greatest expected utility without any of the observations: that of the best policy of the
+ * decision, given the evidence and the policies of the others.
+ *
+ * @param values  the values
+ * @return the expected utility; -1.0 on failure (which may also be an answer; see tv_error_code)
+ */
+TV_API double tv_observation_values_get_expected_utility(const tv_observation_values_t* values);
+
+/** @} */
+
+/**
+ * @defgroup findings Sensitivity to evidence
+ * Tells what each finding, and each group of findings, does to the probability of a hypothesis, and which
+ * findings do not agree with each other (docs/explanation.md). A *finding* is the evidence entered on one
+ * node: a state, a value or a likelihood. Decisions that are made and required instantiations are no
+ * findings; they hold throughout. The analyses work beside the domain: its evidence, its equilibrium and its
+ * beliefs stay what they are.
+ * @{
+ */
+
+/**
+ * Finds out how the probability of a hypothesis, a state of a discrete node, depends on the findings: with
+ * each one alone, with each one left out, and with every group of up to so many of them.
+ *
+ * Findings stand in the order of their cost of omission (Suermondt 1992), the costliest first; equal ones in
+ * the order of the nodes in the domain. Groups stand in the order of their size, and among those of one size
+ * the ones first with which the hypothesis comes closest to its probability given all findings. Each group
+ * takes a propagation.
+ *
+ * @param hypothesis   a discrete node without a selected state
+ * @param state        the state, below its number of states, which is possible before the findings are known
+ * @param max_size     how many findings a group has at most; 0 for no groups
+ * @return the analysis: free it with tv_findings_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, has a selected state or belongs to a class; there is no such
+ *   state, or it is impossible whatever the findings; there are more than 65536 groups; the table of a node
+ *   is computed from results of a propagation
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables were touched since the domain was last propagated: propagate it first
+ * - tv_status_invalid_evidence: the hypothesis or a finding is below a decision that is not made; a decision
+ *   has evidence other than a selected state; or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the findings cannot be true together
+ * - tv_status_low_density, tv_status_zero_variance, tv_status_overflow: from the propagation of the evidence;
+ *   tv_query_propagate says when
+ * - tv_status_no_memory: also when the states of the domain, of its open queries and of this call would
+ *   together exceed the memory limit (tv_domain_set_memory_limit)
+ * - tv_status_error: the progress handler asked to stop (its task is "findings")
+ */
+TV_API tv_findings_t* tv_node_analyze_findings(tv_node_t* hypothesis, size_t state, size_t max_size);
+
+/**
+ * Deletes an analysis of findings.
+ *
+ * @param findings  the analysis
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_findings_delete(tv_findings_t* findings);
+
+/**
+ * Counts the findings.
+ *
+ * @param findings  the analysis
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_findings_get_number(const tv_findings_t* findings);
+
+/**
+ * Returns the node of a finding.
+ *
+ * @param findings  the analysis
+ * @param finding   its place, 0 for the one whose omission costs most
+ * @return the node, owned by its domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding
+ */
+TV_API tv_node_t* tv_findings_get_node(const tv_findings_t* findings, size_t finding);
+
+/**
+ * Returns the probability of the hypothesis without any finding.
+ *
+ * @param findings  the analysis
+ * @return the probability; -1.0 on failure
+ */
+TV_API double tv_findings_get_prior(const tv_findings_t* findings);
+
+/**
+ * Returns the probability of the hypothesis given all findings.
+ *
+ * @param findings  the analysis
+ * @return the probability; -1.0 on failure
+ */
+TV_API double tv_findings_get_posterior(const tv_findings_t* findings);
+
+/**
+ * Returns the probability of the hypothesis given one finding alone.
+ *
+ * @param findings  the analysis
+ * @param finding   the finding
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding
+ */
+TV_API double tv_findings_get_posterior_given(const tv_findings_t* findings, size_t finding);
+
+/**
+ * Returns the probability of the hypothesis given all findings but one.
+ *
+ * @param findings  the analysis
+ * @param finding   the one that is left out
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding
+ */
+TV_API double tv_findings_get_posterior_without(const tv_findings_t* findings, size_t finding);
+
+/**
+ * Returns the cost of omitting a finding: the relative entropy of the distribution of the hypothesis' node
+ * given all findings to that without this one (Suermondt 1992).
+ *
+ * @param findings  the analysis
+ * @param finding   the finding
+ * @return the cost, in nats, never negative; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding
+ */
+TV_API double tv_findings_get_cost_of_omission(const tv_findings_t* findings, size_t finding);
+
+/** What a finding does to a hypothesis beside the others. */
+typedef TV_INT_ENUM {
+  /** The answer of a failed query. */
+  tv_finding_error = -1,
+  /** It tells nothing, alone or beside the others. */
+  tv_finding_irrelevant = 0,
+  /** Alone it would tell something; the others tell that already. */
+  tv_finding_redundant,
+  /** It moves the hypothesis the way that all findings together do. */
+  tv_finding_supporting,
+  /** It moves the hypothesis that way, and without it a large part of the way would be missing, or another
+   *  state would be the most probable one of the node. */
+  tv_finding_decisive,
+  /** It moves the hypothesis against the way that all findings together do. */
+  tv_finding_contradictory
+} tv_finding_role_t;
+
+/**
+ * Tells what a finding does to the hypothesis beside the others.
+ *
+ * The first rule that applies decides. A cost of omission below `least_cost` makes a finding irrelevant, or
+ * redundant where alone it costs as much or more: where the relative entropy of the distribution of the
+ * hypothesis' node given it to that without any finding reaches `least_cost`. A finding whose omission would
+ * change which state of the node is the most probable is decisive, unless it is contradictory: unless with it
+ * the probability of the hypothesis moves against its change from none to all findings. It is decisive, too,
+ * where that movement is at least `decisive_share` of the change. Any other is supporting.
+ *
+ * @param findings        the analysis
+ * @param finding         the finding
+ * @param least_cost      in nats, finite and not negative; 0.01 is a usual choice
+ * @param decisive_share  a share from 0 to 1; 0.5 is a usual choice
+ * @return what it does; tv_finding_error on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding, or a parameter is out of range
+ */
+TV_API tv_finding_role_t tv_findings_get_role(const tv_findings_t* findings, size_t finding,
+                                              double least_cost, double decisive_share);
+
+/**
+ * Returns the probability that the hypothesis would have if one finding were different: if its node were
+ * known to be in another state, and all other findings stood.
+ *
+ * @param findings  the analysis
+ * @param finding   the finding, on a discrete node
+ * @param state     the state of its node
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding or state, or its node is continuous
+ * - tv_status_inconsistency_or_underflow: the other findings rule that state out
+ */
+TV_API double tv_findings_get_posterior_if(const tv_findings_t* findings, size_t finding, size_t state);
+
+/**
+ * Counts the groups of findings.
+ *
+ * @param findings  the analysis
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_findings_get_number_of_groups(const tv_findings_t* findings);
+
+/**
+ * Returns the findings of a group.
+ *
+ * @param findings    the analysis
+ * @param group       the group
+ * @param[out] count  how many findings it has
+ * @return their places in ascending order, owned by the analysis; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such group
+ */
+TV_API const size_t* tv_findings_get_group(const tv_findings_t* findings, size_t group, size_t* count);
+
+/**
+ * Returns the probability of the hypothesis given the findings of a group alone.
+ *
+ * @param findings  the analysis
+ * @param group     the group
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such group
+ */
+TV_API double tv_findings_get_group_posterior(const tv_findings_t* findings, size_t group);
+
+/**
+ * Returns the normalised likelihood of a group of findings: how many times as probable they are under the
+ * hypothesis as they are at all, which is also how many times they multiply its probability.
+ *
+ * @param findings  the analysis
+ * @param group     the group
+ * @return the ratio: above 1 where they speak for the hypothesis, below 1 where they speak against it; -1.0
+ *         on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such group
+ */
+TV_API double tv_findings_get_normalized_likelihood(const tv_findings_t* findings, size_t group);
+
+/**
+ * Traces the conflict of the findings to the smallest groups that carry it, and lists what would resolve it.
+ *
+ * The conflict of findings is ln( P(e1) ... P(en) / P(e1, ..., en) ): positive where they are less probable
+ * together than they would be were they independent, as findings hardly are that come from one coherent case
+ * (Jensen, Chamberlain, Nordahl & Jensen 1990). A group carries it if it has at least the given share of the
+ * whole conflict, and it is among the smallest if no part of it does. A state of a node that is not known
+ * resolves the conflict if as one more finding it leaves none: if the case may just be a rare one (Jensen
+ * 1996). Values count with their densities.
+ *
+ * @param domain    a compiled domain
+ * @param max_size  how many findings a group has at most; 0 for no groups
+ * @param share     the share, above 0 and at most 1; 0.8 is a usual choice
+ * @return the conflict: free it with tv_conflict_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the share is out of range; there are more than 65536 groups to look at; the table of a
+ *   node is computed from results of a propagation
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables were touched since the domain was last propagated: propagate it first
+ * - tv_status_invalid_evidence: a finding is below a decision that is not made; a decision has evidence other
+ *   than a selected state; or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the findings cannot be true together
+ * - tv_status_low_density, tv_status_zero_variance, tv_status_overflow: from the propagation of the evidence;
+ *   tv_query_propagate says when
+ * - tv_status_no_memory: also when the states of the domain, of its open queries and of this call would
+ *   together exceed the memory limit (tv_domain_set_memory_limit)
+ * - tv_status_error: the progress handler asked to stop (its task is "findings")
+ */
+TV_API tv_conflict_t* tv_domain_trace_conflict(tv_domain_t* domain, size_t max_size, double share);
+
+/**
+ * Deletes a conflict.
+ *
+ * @param conflict  the conflict
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_conflict_delete(tv_conflict_t* conflict);
+
+/**
+ * Returns the conflict of all findings.
+ *
+ * @param conflict  the conflict
+ * @return the natural logarithm of the ratio, positive where the findings disagree; -1.0 on failure (which
+ *         may also be an answer; see tv_error_code)
+ */
+TV_API double tv_conflict_get_value(const tv_conflict_t* conflict);
+
+/**
+ * Counts the smallest groups of findings that carry the conflict, of the size that was asked for at most; 0
+ * where there is no conflict.
+ *
+ * @param conflict  the conflict
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_conflict_get_number_of_groups(const tv_conflict_t* conflict);
+
+/**
+ * Returns the nodes of a group of findings: groups stand in the order of their size, and those of one size in
+ * the order of their conflict, the greatest first.
+ *
+ * @param conflict    the conflict
+ * @param group       the group
+ * @param[out] count  how many nodes it has
+ * @return the nodes, in the order of the domain, owned by the conflict; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such group
+ */
+TV_API tv_node_t* const* tv_conflict_get_group(const tv_conflict_t* conflict, size_t group, size_t* count);
+
+/**
+ * Returns the conflict of a group of findings.
+ *
+ * @param conflict  the conflict
+ * @param group     the group
+ * @return the natural logarithm of the ratio; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such group
+ */
+TV_API double tv_conflict_get_group_value(const tv_conflict_t* conflict, size_t group);
+
+/**
+ * Counts the states of nodes that would resolve the conflict; 0 where there is none.
+ *
+ * @param conflict  the conflict
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_conflict_get_number_of_resolutions(const tv_conflict_t* conflict);
+
+/**
+ * Returns a state of a node that would resolve the conflict; what leaves least of it comes first.
+ *
+ * @param conflict    the conflict
+ * @param resolution  which of them
+ * @param[out] state  the state
+ * @return the node, owned by its domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such resolution
+ */
+TV_API tv_node_t* tv_conflict_get_resolution(const tv_conflict_t* conflict, size_t resolution, size_t* state);
+
+/**
+ * Returns what is left of the conflict when the state of a node is one more finding.
+ *
+ * @param conflict    the conflict
+ * @param resolution  which of those that resolve it
+ * @return the natural logarithm of the ratio, at most 0; 1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such resolution
+ */
+TV_API double tv_conflict_get_resolution_value(const tv_conflict_t* conflict, size_t resolution);
+
+/** @} */
+
+/**
+ * @defgroup explanation Explanation
+ * Tells why a node has the probabilities that it has: how much each finding has to do with it, along which
+ * trails it acts, and which states of other nodes account for the findings best (docs/explanation.md). A
+ * *finding* is the evidence entered on one node; decisions that are made and required instantiations are no
+ * findings, they hold throughout. The analyses work beside the domain: its evidence, its equilibrium and its
+ * beliefs stay what they are.
+ * @{
+ */
+
+/**
+ * Explains how the findings have changed the probabilities of a node.
+ *
+ * For each finding and each state there are its weight of evidence (Good 1985), alone and beside the others,
+ * and its Shapley value (Shapley 1953): its share in the change of the probability, averaged over all orders
+ * in which the findings may become known; the shares add up to the whole change. They are exact for up to 16
+ * findings, of whose groups each takes a propagation, and estimated from random orders beyond that, with a
+ * generator of the call's own. Trails that a finding acts along are those of tv_explanation_get_trail.
+ * Findings stand in the order of their Shapley values for `state`, the greatest first, whatever its sign;
+ * equal ones in the order of the nodes in the domain.
+ *
+ * @param node    a discrete node without a selected state
+ * @param state   the state that matters most, below its number of states
+ * @param orders  with more than 16 findings: from how many random orders Shapley values are estimated, at
+ *                least 2
+ * @param trails  how many trails are kept for each finding at most
+ * @return the explanation: free it with tv_explanation_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: the node is not discrete, has a selected state or belongs to a class; there is no such
+ *   state, or it is impossible whatever the findings; there are more than 16 findings and less than 2 orders;
+ *   the table of a node is computed from results of a propagation
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables were touched since the domain was last propagated: propagate it first
+ * - tv_status_invalid_evidence: the node or a finding is below a decision that is not made; a decision has
+ *   evidence other than a selected state; or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the findings cannot be true together
+ * - tv_status_low_density, tv_status_zero_variance, tv_status_overflow: from the propagation of the evidence;
+ *   tv_query_propagate says when
+ * - tv_status_no_memory: also when the states of the domain, of its open queries and of this call would
+ *   together exceed the memory limit (tv_domain_set_memory_limit)
+ * - tv_status_error: the progress handler asked to stop (its task is "explanation")
+ */
+TV_API tv_explanation_t* tv_node_explain_belief(tv_node_t* node, size_t state, size_t orders, size_t trails);
+
+/**
+ * Deletes an explanation.
+ *
+ * @param explanation  the explanation
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_explanation_delete(tv_explanation_t* explanation);
+
+/**
+ * Counts the findings of an explanation.
+ *
+ * @param explanation  the explanation
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_explanation_get_number_of_findings(const tv_explanation_t* explanation);
+
+/**
+ * Returns the node of a finding.
+ *
+ * @param explanation  the explanation
+ * @param finding      its place, 0 for the one that matters most
+ * @return the node, owned by its domain; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding
+ */
+TV_API tv_node_t* tv_explanation_get_finding(const tv_explanation_t* explanation, size_t finding);
+
+/**
+ * Returns the probability of a state of the explained node without any finding.
+ *
+ * @param explanation  the explanation
+ * @param state        the state
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such state
+ */
+TV_API double tv_explanation_get_prior(const tv_explanation_t* explanation, size_t state);
+
+/**
+ * Returns the probability of a state of the explained node given all findings.
+ *
+ * @param explanation  the explanation
+ * @param state        the state
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such state
+ */
+TV_API double tv_explanation_get_posterior(const tv_explanation_t* explanation, size_t state);
+
+/**
+ * Returns the weight of evidence of one finding alone for a state: the natural logarithm of how many times as
+ * probable it is given the state as given that the node is in another one, which is also how it changes the
+ * log-odds of the state (Good 1985).
+ *
+ * @param explanation  the explanation
+ * @param finding      the finding
+ * @param state        the state
+ * @return the weight, in nats (multiply by 10 / ln 10 for decibans): positive where it speaks for the state,
+ *         infinite where it decides, 0 where that was decided without it; -1.0 on failure (which may also be
+ *         an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding or state
+ */
+TV_API double tv_explanation_get_weight_alone(const tv_explanation_t* explanation, size_t finding,
+                                              size_t state);
+
+/**
+ * Returns the weight of evidence of one finding for a state when all others are known already: how it changes
+ * the log-odds of the state as the last one (Good 1985).
+ *
+ * @param explanation  the explanation
+ * @param finding      the finding
+ * @param state        the state
+ * @return the weight, in nats (multiply by 10 / ln 10 for decibans): positive where it speaks for the state,
+ *         infinite where it decides, 0 where that was decided without it; -1.0 on failure (which may also be
+ *         an answer; see tv_error_code)
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding or state
+ */
+TV_API double tv_explanation_get_weight(const tv_explanation_t* explanation, size_t finding, size_t state);
+
+/**
+ * Returns the Shapley value of a finding for the probability of a state (Shapley 1953): its share in the
+ * change from the probability without findings to that given all of them.
+ *
+ * @param explanation  the explanation
+ * @param finding      the finding
+ * @param state        the state
+ * @return the share, from -1 to 1; NaN on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding or state
+ */
+TV_API double tv_explanation_get_shapley_value(const tv_explanation_t* explanation, size_t finding,
+                                               size_t state);
+
+/**
+ * Returns the standard error of a Shapley value.
+ *
+ * @param explanation  the explanation
+ * @param finding      the finding
+ * @param state        the state
+ * @return the standard error, 0 where the value is exact; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding or state
+ */
+TV_API double tv_explanation_get_standard_error(const tv_explanation_t* explanation, size_t finding,
+                                                size_t state);
+
+/**
+ * Counts the trails of a finding that are kept.
+ *
+ * @param explanation  the explanation
+ * @param finding      the finding
+ * @return how many there are; all ones on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding
+ */
+TV_API size_t tv_explanation_get_number_of_trails(const tv_explanation_t* explanation, size_t finding);
+
+/**
+ * Tells whether the trails of a finding are all that there are.
+ *
+ * @param explanation  the explanation
+ * @param finding      the finding
+ * @return 1; 0 where others may be there, which were not asked for or not looked for, as there are too many
+ *         ways through the network; -1 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding
+ */
+TV_API int tv_explanation_has_all_trails(const tv_explanation_t* explanation, size_t finding);
+
+/**
+ * Returns a trail along which a finding acts on the explained node, the strongest first.
+ *
+ * It is a path of links, in either direction, that is active given the other findings: neither blocked by an
+ * observed node nor by a collider without evidence on it or below it (Pearl 1988); undirected links are
+ * passed like directed ones, and meet in no collider. Its strength is that of its weakest place: the least
+ * relative entropy, among its nodes without evidence, of the distribution given all findings to that without
+ * this one, so of what leaving out the finding changes there (after Suermondt 1992). Of a continuous node
+ * both count as normal distributions with the right means and variances. Trails without strength are left
+ * out.
+ *
+ * @param explanation  the explanation
+ * @param finding      the finding
+ * @param trail        which of its trails
+ * @param[out] count   how many nodes it has
+ * @return the nodes, from that of the finding to the explained one, owned by the explanation; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding or trail
+ */
+TV_API tv_node_t* const* tv_explanation_get_trail(const tv_explanation_t* explanation, size_t finding,
+                                                  size_t trail, size_t* count);
+
+/**
+ * Returns the strength of a trail.
+ *
+ * @param explanation  the explanation
+ * @param finding      the finding
+ * @param trail        which of its trails
+ * @return the strength, in nats; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such finding or trail
+ */
+TV_API double tv_explanation_get_trail_strength(const tv_explanation_t* explanation, size_t finding,
+                                                size_t trail);
+
+/**
+ * Returns the explanation as a short text in plain English words: how the probability of the state that
+ * matters most has changed, what speaks for it and against it, and along which trails. Nodes and states are
+ * called what they were called when the explanation was made.
+ *
+ * @param explanation  the explanation
+ * @return the text, of several lines, each with a line end; owned by the explanation; NULL on failure
+ */
+TV_API const char* tv_explanation_get_text(const tv_explanation_t* explanation);
+
+/**
+ * Finds the states of some nodes that account for the evidence best: the most relevant explanations (Yuan,
+ * Lim & Lu 2011), which state some of the nodes and leave out what has little to do with the evidence.
+ *
+ * They maximise the generalised Bayes factor P(e | x) / P(e | not x) over all choices of some of the nodes,
+ * one or more, and of a state for each. What makes the evidence no more probable is none, and the ones are
+ * left out that another one is preferred to: one that says a part of it and has at least its factor, or that
+ * says more and has a greater one. Factors that differ by less than a hundred-thousandth count as equal, and
+ * what is certain before the evidence explains nothing. They are exact, from the joint distributions of the
+ * nodes before and after the evidence. The product of the numbers of states, each plus one, may be 1048576
+ * at most.
+ *
+ * @param domain   a compiled domain
+ * @param targets  discrete nodes of the domain without selected states, at least one, none of them twice
+ * @param count    how many explanations are kept at most
+ * @return the explanations, the best first: free it with tv_relevant_explanations_delete; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no target; one of them belongs to another domain, is not discrete, has a
+ *   selected state or stands in the list twice; there are too many; or the table of a node is computed from
+ *   results of a propagation
+ * - tv_status_not_compiled: the domain is not compiled
+ * - tv_status_no_equilibrium: tables were touched since the domain was last propagated: propagate it first
+ * - tv_status_invalid_evidence: a finding is below a decision that is not made; a decision has evidence other
+ *   than a selected state; or a required selected state is missing
+ * - tv_status_inconsistency_or_underflow: the evidence is impossible
+ * - tv_status_low_density, tv_status_zero_variance, tv_status_overflow: from the propagation of the evidence;
+ *   tv_query_propagate says when
+ * - tv_status_no_memory: also when the states of the domain, of its open queries and of this call would
+ *   together exceed the memory limit (tv_domain_set_memory_limit)
+ * - tv_status_error: the progress handler asked to stop (its task is "propagation")
+ */
+TV_API tv_relevant_explanations_t* tv_domain_find_relevant_explanations(tv_domain_t* domain,
+                                                                        tv_node_t** targets, size_t count);
+
+/**
+ * Deletes relevant explanations.
+ *
+ * @param explanations  the explanations
+ * @return tv_status_none, or the code of a failure
+ */
+TV_API tv_status_t tv_relevant_explanations_delete(tv_relevant_explanations_t* explanations);
+
+/**
+ * Counts the relevant explanations.
+ *
+ * @param explanations  the explanations
+ * @return how many there are; all ones on failure
+ */
+TV_API size_t tv_relevant_explanations_get_number(const tv_relevant_explanations_t* explanations);
+
+/**
+ * Returns the nodes of an explanation.
+ *
+ * @param explanations  the explanations
+ * @param index         which of them, 0 for the best
+ * @param[out] count    how many nodes it has
+ * @return the nodes, in the order of the targets, owned by the explanations; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such explanation
+ */
+TV_API tv_node_t* const* tv_relevant_explanations_get_nodes(const tv_relevant_explanations_t* explanations,
+                                                            size_t index, size_t* count);
+
+/**
+ * Returns the states in which an explanation has its nodes.
+ *
+ * @param explanations  the explanations
+ * @param index         which of them, 0 for the best
+ * @param[out] count    how many nodes it has
+ * @return a state for each of its nodes, owned by the explanations; NULL on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such explanation
+ */
+TV_API const size_t* tv_relevant_explanations_get_states(const tv_relevant_explanations_t* explanations,
+                                                         size_t index, size_t* count);
+
+/**
+ * Returns the generalised Bayes factor of an explanation: how many times as probable the evidence is when it
+ * is true as when it is not.
+ *
+ * @param explanations  the explanations
+ * @param index         which of them, 0 for the best
+ * @return the factor, infinite where the evidence is impossible without the explanation; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such explanation
+ */
+TV_API double tv_relevant_explanations_get_factor(const tv_relevant_explanations_t* explanations,
+                                                  size_t index);
+
+/**
+ * Returns the probability of an explanation given the evidence.
+ *
+ * @param explanations  the explanations
+ * @param index         which of them, 0 for the best
+ * @return the probability; -1.0 on failure
+ *
+ * @par Failures
+ * - tv_status_usage: there is no such explanation
+ */
+TV_API double tv_relevant_explanations_get_probability(const tv_relevant_explanations_t* explanations,
+                                                       size_t index);
 
 /** @} */
 

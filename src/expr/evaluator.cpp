@@ -314,7 +314,8 @@ double Evaluator::compute_result(const Step& step) {
   const bool is_number = !is_discrete(*variable.node) || type_of_states(*variable.node) == ValueType::numeric;
   if (is_number && variable.use == NodeUse::value) return answer(results_->number(*variable.node, result));
   size_t state = 0;
-  if (tv_status_t status = results_->results_of(*variable.node).state(*variable.node, state)) return fail(status);
+  if (tv_status_t status = results_->results_of(*variable.node).state(*variable.node, state))
+    return fail(status);
   return operand_of_state(*variable.node, variable.use, state);
 }
 

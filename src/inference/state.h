@@ -42,7 +42,7 @@ struct InferenceState {
   std::vector<std::unique_ptr<TreeEngine>> trees;  // by position of the tree
   Block<tv_number_t> numbers;            // beliefs, propagated findings and likelihood ratios of all nodes
   std::vector<EnteredEvidence> entered;  // by node number - 1; empty where the nodes have their own
-  std::shared_ptr<void> sampler;  // made for what is propagated, see analysis/simulation/sampler.h
+  std::shared_ptr<void> sampler;         // made for what is propagated, see analysis/simulation/sampler.h
 
   // Of the domain; the others leave its tables alone.
   bool is_own() const noexcept { return entered.empty(); }

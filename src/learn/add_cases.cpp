@@ -13,7 +13,6 @@
 namespace tv {
 namespace {
 
-
 class RowReader {
  public:
   RowReader(Domain& domain, const DataSet& data, tv_unmatched_t unmatched, MessageHandler handler) noexcept

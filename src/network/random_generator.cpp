@@ -18,8 +18,8 @@ constexpr double kUlp = 1.0 / 4503599627370496.0;  // 2^-52
 constexpr std::uint32_t kSeedMask = (1u << 30) - 1;
 constexpr double kDeviateScale = 1.7155277699214135;  // sqrt(8 / e)
 
-// Of numbers below one. A conversion, unlike a rounding function or a comparison, becomes no call and no branch,
-// so that the loops run on whole vectors.
+// Of numbers below one. A conversion, unlike a rounding function or a comparison, becomes no call and no
+// branch, so that the loops run on whole vectors.
 double mod_sum(double x, double y) noexcept {
   const double sum = x + y;
   return sum - static_cast<double>(static_cast<int>(sum));

@@ -76,6 +76,25 @@ TEST_F(Program, FailuresSayWhatIsWrongAndSuggestTheNearestName) {
       {"beliefs coins.net --max", "--max is not possible in a network with continuous nodes", 1},
       {"beliefs cellar.net -e t1=12 -e t6=13 -e warming=1",
        "cellar.net: the evidence on t1, t6, warming is too much where nodes determine each other exactly", 1},
+      {"next chest.net -t lung_cancr", "no node \"lung_cancr\"; did you mean \"lung_cancer\"?", 1},
+      {"next chest.net -t smoker -e smoker=yes", "chest.net: the state of node \"smoker\" is known", 1},
+      {"next chest.net -t smoker -e x_ray=normal -c x_ray", "node \"x_ray\" is observed already", 1},
+      {"next coins.net -t diameter", "node \"diameter\" is a continuous chance node", 1},
+      {"next chest.net -t smoker -l x_ray=0,0", "the evidence is impossible; this cannot be true:", 1},
+      {"next wildcatter.net -t drill --sequence 1", "\"drill\" is a decision, for which", 1},
+      {"explain chest.net -t smoker=maybe", "\"smoker\": there is no state \"maybe\" (states: yes, no)", 1},
+      {"explain chest.net -t x_ray=abnromal", "did you mean \"abnormal\"?", 1},
+      {"explain coins.net -t diameter", "\"diameter\" is no discrete node", 1},
+      {"explain wildcatter.net -t drill", "\"drill\" is a decision", 1},
+      {"explain chest.net -t smoker -x asia", "there is no node \"asia\"", 1},
+      {"configurations chest.net -n smokr", "did you mean \"smoker\"?", 1},
+      {"configurations coins.net -n diameter", "diameter", 1},
+      {"configurations chest.net -n smoker -n smoker", "smoker stands twice in the list", 1},
+      {"configurations chest.net -l x_ray=0,0", "the evidence is impossible; this cannot be true:", 1},
+      {"sensitivity chest.net -t smoker -e smoker=yes", "smoker is observed", 1},
+      {"sensitivity coins.net -t coin", "continuous nodes", 1},
+      {"sensitivity chest.net", "the network has no utility nodes", 1},
+      {"sensitivity chest.net -t smoker --reach 2", "the threshold, 2, is not in [0, 1]", 1},
       {"beliefs absent.net", "tarvo: absent.net: No such file or directory\n", 1},
       {"beliefs chest.net --case absent.case", "tarvo: absent.case: No such file or directory\n", 1},
       {"beliefs chest.net --trace absent/trace",
@@ -97,6 +116,13 @@ TEST_F(Program, FailuresSayWhatIsWrongAndSuggestTheNearestName) {
       {"beliefs chest.net --threads 0", "threads", 2},
       {"beliefs chest.net --frobnicate", "--frobnicate", 2},
       {"beliefs chest.net burglary.net", "burglary.net", 2},
+      {"next chest.net", "--target is required", 2},
+      {"next chest.net -t smoker -c x_ray=much", "expected NODE or NODE=PRICE", 2},
+      {"next chest.net -t smoker --sequence 4", "--sequence", 2},
+      {"explain - -t a --case -", "cannot both come from the standard input", 2},
+      {"configurations chest.net -k 0", "--count", 2},
+      {"configurations chest.net --at-least 2", "--at-least", 2},
+      {"sensitivity chest.net -t smoker --over no", "--over requires --reach", 2},
       {"beliefs", "FILE", 2},
       {"belief chest.net", "no command \"belief\"; did you mean \"beliefs\"?", 2},
       {"", "subcommand", 2},
@@ -215,7 +241,9 @@ TEST_F(Program, TheLimitsOfControlGroupsAreFound) {
 }
 
 TEST_F(Program, HelpAndVersionAreEverywhere) {
-  for (const char* command : {"", "beliefs ", "info ", "check ", "decide ", "tables ", "convert "}) {
+  for (const char* command :
+       {"", "beliefs ", "info ", "check ", "decide ", "next ", "explain ", "configurations ", "sensitivity ",
+        "separate ", "simulate ", "tables ", "convert "}) {
     const Outcome help = tarvo(std::string(command) + "--help"),
                   version = tarvo(std::string(command) + "--version");
     EXPECT_EQ(help.exit_code, 0);

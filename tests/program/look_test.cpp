@@ -186,8 +186,8 @@ TEST_F(Program, ThePagesShowWhatIsPrinted) {
   const std::regex times("[0-9.]+\n"), blanks(" +");
   size_t sessions = 0;
   std::filesystem::create_directory_symlink(kExamples, path("examples"));
-  for (const char* page :
-       {"README.md", "docs/program.md", "docs/decisions.md", "docs/compression.md", "docs/structure.md"}) {
+  for (const char* page : {"README.md", "docs/program.md", "docs/decisions.md", "docs/compression.md",
+                           "docs/structure.md", "docs/explanation.md"}) {
     std::istringstream lines(read_file(kExamples + "/../" + page));
     std::string command, expected;
     const auto compare = [&] {

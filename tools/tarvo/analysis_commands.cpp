@@ -34,7 +34,7 @@ void AnalysisCommands::add_simulate(CLI::App& app) {
                   simulate_.source, simulate_.format);
   simulate_command_ = command;
   command->add_option("-n,--count", simulate_.count, "how many cases")->required()->type_name("COUNT");
-  add_evidence_options(command, simulate_.evidence);
+  add_evidence(command, simulate_.evidence);
   command->add_option("--seed", simulate_.seed, "of everything random (default: 1)")->type_name("S");
   command
       ->add_option("--missing", simulate_.missing_share,

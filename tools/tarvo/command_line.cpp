@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "data_commands.h"
 #include "discover_commands.h"
+#include "explain_commands.h"
 #include "learn_commands.h"
 #include "network_format.h"
 #include "predict_commands.h"
@@ -36,7 +37,7 @@ CLI::App* add_beliefs(CLI::App& app, BeliefsOptions& options) {
                   "  tarvo beliefs examples/chest.net -l x_ray=0.8,0.1 -n lung_cancer --format json\n"
                   "  tarvo beliefs examples/chest.net --case examples/patient.case",
                   options.source, options.format);
-  add_evidence_options(command, options.evidence);
+  add_evidence(command, options.evidence);
   add_repeated(command, "-n,--node", options.nodes, "NODE", "print this node only (repeatable)");
   command->add_flag("--max", options.max, "beliefs of the most probable configurations instead of sums");
   command->add_flag("--fast-retraction", options.fast_retraction,
@@ -55,7 +56,7 @@ CLI::App* add_decide(CLI::App& app, DecideOptions& options) {
                   "  tarvo decide examples/wildcatter.net\n"
                   "  tarvo decide examples/wildcatter.net -e test=yes -e sounding=closed --format json",
                   options.source, options.format);
-  add_evidence_options(command, options.evidence);
+  add_evidence(command, options.evidence);
   add_triangulation(command, options.triangulation);
   add_compression(command, options.compression);
   command->get_option("--approximate")->group("");  // known so that it can be refused in words
@@ -207,6 +208,7 @@ ExitCode run_command(int argc, char** argv) {
   const DiscoverCommand discover_command(app);
   const PredictCommands predict_commands(app);
   AnalysisCommands analysis_commands(app);
+  const ExplainCommands explain_commands(app);
   const DataCommands data_commands(app);
   if (argc > 1 && *argv[1]) expect_known_command(argv[1], app);
   if (argc > 2 && *argv[2] && argv[1] == data_commands.app().get_name())
@@ -241,6 +243,7 @@ ExitCode run_command(int argc, char** argv) {
   if (discover_command.is_given()) return discover_command.run();
   if (predict_commands.are_given()) return predict_commands.run();
   if (analysis_commands.are_given()) return analysis_commands.run();
+  if (explain_commands.are_given()) return explain_commands.run();
   if (data_commands.app()) return data_commands.run();
   return kWrongUsage;
 }

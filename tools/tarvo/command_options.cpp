@@ -135,7 +135,7 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* description, 
   return command;
 }
 
-void add_evidence_options(CLI::App* command, EvidenceOptions& evidence) {
+void add_evidence(CLI::App* command, EvidenceOptions& evidence) {
   add_repeated(command, "-e,--evidence", evidence.observations, "NODE=VALUE",
                "observe a state, by its label, as #INDEX or by its value, several states with\n"
                "commas between them, or the value of a continuous node (repeatable)");

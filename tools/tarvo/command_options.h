@@ -34,8 +34,10 @@ void add_threads(CLI::App* command, size_t& threads, const char* description);
 CLI::App* add_command(CLI::App& app, const char* name, const char* description, const char* examples,
                       Source& source, Format& format);
 
-// Of those that take evidence. The network and its cases cannot both come from the standard input.
-void add_evidence_options(CLI::App* command, EvidenceOptions& evidence);
+// Of the commands that ask about a case.
+void add_evidence(CLI::App* command, EvidenceOptions& evidence);
+
+// A network and its cases cannot both come from the standard input: wrong usage.
 void expect_one_reader(const Source& source, const std::string& case_file);
 
 // Of the commands that compile.

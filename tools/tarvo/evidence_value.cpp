@@ -98,17 +98,7 @@ std::string allowed(tv_node_t* node) {
 }
 
 [[noreturn]] void fail_for_state(const Network& network, tv_node_t* node, const std::string& word) {
-  const bool by_value = tv_node_get_subtype(node) == tv_subtype_interval;
-  fail(network, node,
-       "there is no state \"" + word + "\"" + (by_value ? "" : did_you_mean(word, state_names(node))) + " (" +
-           allowed(node) + ")");
-}
-
-std::optional<size_t> find_any_state(const Network& network, tv_node_t* node, const std::string& word) {
-  if (const auto state = find_state(network, node, word)) return state;
-  double value = 0;
-  if (read_number(word, value) != Reading::kNumber) return std::nullopt;
-  return find_state_of_value(node, value);
+  fail(network, node, no_such_state(node, word));
 }
 
 std::vector<std::string> words_of(const std::string& text, const char* separators) {
@@ -158,6 +148,19 @@ void expect_states(const Network& network, tv_node_t* node) {
 }
 
 }  // namespace
+
+std::optional<size_t> find_any_state(const Network& network, tv_node_t* node, const std::string& word) {
+  if (const auto state = find_state(network, node, word)) return state;
+  double value = 0;
+  if (read_number(word, value) != Reading::kNumber) return std::nullopt;
+  return find_state_of_value(node, value);
+}
+
+std::string no_such_state(tv_node_t* node, const std::string& word) {
+  const bool by_value = tv_node_get_subtype(node) == tv_subtype_interval;
+  return "there is no state \"" + word + "\"" + (by_value ? "" : did_you_mean(word, state_names(node))) +
+         " (" + allowed(node) + ")";
+}
 
 void enter_value(const Network& network, tv_node_t* node, const std::string& value) {
   if (is_continuous(node)) return enter_real_value(network, node, value);

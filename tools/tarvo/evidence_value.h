@@ -3,12 +3,17 @@
 // them, or a likelihood, a number for each state, in parentheses.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "network.h"
 
 namespace program {
+
+// The state of a discrete node that a word names; nothing where there is none, and words about that.
+std::optional<size_t> find_any_state(const Network& network, tv_node_t* node, const std::string& word);
+std::string no_such_state(tv_node_t* node, const std::string& word);
 
 void enter_value(const Network& network, tv_node_t* node, const std::string& value);
 

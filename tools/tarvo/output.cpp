@@ -160,4 +160,10 @@ std::string significant(double number) {
   return text;
 }
 
+std::string rounded(double number) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3g", number);
+  return text;
+}
+
 }  // namespace program

@@ -65,5 +65,6 @@ Json json_number(float number);
 Json json_number(double number);
 
 std::string significant(double number);  // six digits, what single-precision tables can carry
+std::string rounded(double number);      // three digits, as many as one can compare at a glance
 
 }  // namespace program

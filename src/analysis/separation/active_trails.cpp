@@ -21,16 +21,16 @@ void ActiveTrails::visit(const Node& node, unsigned char from) {
 // Evidence of any kind makes parents explain each other away; only a known state stops a trail.
 void ActiveTrails::leave(const Node& node) {
   unsigned char& marks = marks_[node.number - 1];
-  const bool known = knowledge_.known.contains(node);
+  const bool known = observations_.known.contains(node);
   const bool goes_up =
-      known ? marks & kFromParent : (marks & kFromChild) || knowledge_.likelihood.contains(node);
+      known ? marks & kFromParent : (marks & kFromChild) || observations_.likelihood.contains(node);
   if (goes_up && !(marks & kToParents)) {
     marks |= kToParents;
-    knowledge_.each_parent(node, [&](const Node& parent) { visit(parent, kFromChild); });
+    observations_.each_parent(node, [&](const Node& parent) { visit(parent, kFromChild); });
   }
   if (!known && !(marks & kToChildren)) {
     marks |= kToChildren;
-    knowledge_.each_child(node, [&](const Node& child) { visit(child, kFromParent); });
+    observations_.each_child(node, [&](const Node& child) { visit(child, kFromParent); });
   }
 }
 

@@ -1,7 +1,7 @@
 // The nodes that active trails reach from some nodes.
 #pragma once
 
-#include "analysis/separation/knowledge.h"
+#include "analysis/separation/observations.h"
 
 namespace tv {
 
@@ -9,8 +9,8 @@ namespace tv {
 // links and once against it.
 class ActiveTrails {
  public:
-  ActiveTrails(const Domain& domain, const Knowledge& knowledge)
-      : knowledge_(knowledge), marks_(domain.node_count, 0) {}
+  ActiveTrails(const Domain& domain, const Observations& observations)
+      : observations_(observations), marks_(domain.node_count, 0) {}
 
   void follow_from(const NodeList& nodes);
 
@@ -26,7 +26,7 @@ class ActiveTrails {
   void visit(const Node& node, unsigned char from);
   void leave(const Node& node);
 
-  const Knowledge& knowledge_;
+  const Observations& observations_;
   std::vector<unsigned char> marks_;
   std::vector<const Node*> open_;
 };

@@ -10,9 +10,9 @@ namespace {
 
 class MoralWalk {
  public:
-  MoralWalk(const Domain& domain, const Knowledge& knowledge, const NodeSet& ancestors,
-            const NodeSet& blocked)
-      : knowledge_(knowledge),
+  MoralWalk(const Domain& domain, const Observations& observations, const NodeMarks& ancestors,
+            const NodeMarks& blocked)
+      : observations_(observations),
         ancestors_(ancestors),
         blocked_(blocked),
         reached_(domain),
@@ -25,7 +25,7 @@ class MoralWalk {
       const Node& node = *open_.back();
       open_.pop_back();
       visit_family(node);
-      knowledge_.each_child(node, [&](const Node& child) {
+      observations_.each_child(node, [&](const Node& child) {
         if (ancestors_.contains(child)) visit_family(child);
       });
     }
@@ -41,47 +41,47 @@ class MoralWalk {
   void visit_family(const Node& child) {
     if (!families_.add(child)) return;
     visit(child);
-    knowledge_.each_parent(child, [&](const Node& parent) { visit(parent); });
+    observations_.each_parent(child, [&](const Node& parent) { visit(parent); });
   }
 
-  const Knowledge& knowledge_;
-  const NodeSet &ancestors_, &blocked_;
-  NodeSet reached_, families_;
+  const Observations& observations_;
+  const NodeMarks &ancestors_, &blocked_;
+  NodeMarks reached_, families_;
   std::vector<const Node*> open_;
 };
 
 // Without the candidates that the nodes reach through others alone. False where the nodes reach one of
 // `goal`.
-bool narrow(const Domain& domain, const Knowledge& knowledge, const NodeSet& ancestors, const NodeList& nodes,
-            const NodeList& goal, NodeList& candidates) {
-  NodeSet blocked = knowledge.known;
+bool narrow(const Domain& domain, const Observations& observations, const NodeMarks& ancestors,
+            const NodeList& nodes, const NodeList& goal, NodeList& candidates) {
+  NodeMarks blocked = observations.known;
   for (const Node* node : candidates) blocked.add(*node);
-  MoralWalk walk(domain, knowledge, ancestors, blocked);
+  MoralWalk walk(domain, observations, ancestors, blocked);
   walk.start_from(nodes);
   for (const Node* node : goal)
     if (walk.reaches(*node)) return false;
   candidates = nodes_that(domain, [&](const Node& node) {
-    return blocked.contains(node) && !knowledge.known.contains(node) && walk.reaches(node);
+    return blocked.contains(node) && !observations.known.contains(node) && walk.reaches(node);
   });
   return true;
 }
 
 }  // namespace
 
-bool find_minimal_separator(const Domain& domain, const Knowledge& knowledge, const NodeList& nodes1,
-                            const NodeList& nodes2, const NodeSet& candidates, NodeList& separator) {
-  NodeSet ancestors(domain), is_end(domain);
-  add_with_ancestors(knowledge, nodes1, ancestors);
-  add_with_ancestors(knowledge, nodes2, ancestors);
-  add_evidence_with_ancestors(domain, knowledge, ancestors);
+bool find_minimal_separator(const Domain& domain, const Observations& observations, const NodeList& nodes1,
+                            const NodeList& nodes2, const NodeMarks& candidates, NodeList& separator) {
+  NodeMarks ancestors(domain), is_end(domain);
+  add_with_ancestors(observations, nodes1, ancestors);
+  add_with_ancestors(observations, nodes2, ancestors);
+  add_evidence_with_ancestors(domain, observations, ancestors);
   for (const Node* node : nodes1) is_end.add(*node);
   for (const Node* node : nodes2) is_end.add(*node);
   separator = nodes_that(domain, [&](const Node& node) {
     return candidates.contains(node) && ancestors.contains(node) && !is_end.contains(node) &&
-           !knowledge.known.contains(node);
+           !observations.known.contains(node);
   });
-  return narrow(domain, knowledge, ancestors, nodes1, nodes2, separator) &&
-         narrow(domain, knowledge, ancestors, nodes2, nodes1, separator);
+  return narrow(domain, observations, ancestors, nodes1, nodes2, separator) &&
+         narrow(domain, observations, ancestors, nodes2, nodes1, separator);
 }
 
 }  // namespace tv

@@ -15,11 +15,11 @@ tv_status_t check_directed(const Domain& domain) noexcept {
 
 // A network and what is known of it.
 struct Question {
-  explicit Question(Domain& network) : domain(network), knowledge(network) {}
+  explicit Question(Domain& network) : domain(network), observations(network) {}
 
   tv_status_t read(Node* const* known, Node* const* likelihood) {
     if (tv_status_t status = check_directed(domain)) return status;
-    return read_knowledge(domain, known, likelihood, knowledge);
+    return read_observations(domain, known, likelihood, observations);
   }
 
   tv_status_t read_nodes(Node* const* list, NodeList& nodes) const {
@@ -34,18 +34,18 @@ struct Question {
   NodeList unknown(const NodeList& nodes) const {
     NodeList result;
     for (Node* node : nodes)
-      if (!knowledge.known.contains(*node)) result.push_back(node);
+      if (!observations.known.contains(*node)) result.push_back(node);
     return result;
   }
 
   ActiveTrails trails_from(const NodeList& nodes) const {
-    ActiveTrails trails(domain, knowledge);
+    ActiveTrails trails(domain, observations);
     trails.follow_from(nodes);
     return trails;
   }
 
   Domain& domain;
-  Knowledge knowledge;
+  Observations observations;
 };
 
 // Answers with a list of nodes; `answer(question, nodes)` makes it.
@@ -61,7 +61,7 @@ Node** list_for_host(Domain* domain, Node* const* nodes, Node* const* known, Nod
   });
 }
 
-tv_status_t read_allowed(const Domain& domain, Node* const* allowed, NodeSet& candidates) {
+tv_status_t read_allowed(const Domain& domain, Node* const* allowed, NodeMarks& candidates) {
   for (const Node& node : domain.nodes)
     if (!allowed && is_discrete_or_continuous(node) && node.category != tv_category_decision)
       candidates.add(node);
@@ -80,12 +80,12 @@ tv_status_t read_allowed(const Domain& domain, Node* const* allowed, NodeSet& ca
 bool is_separated(const Question& question, const NodeList& nodes1, const NodeList& nodes2) {
   const ActiveTrails trails = question.trails_from(question.unknown(nodes1));
   for (const Node* node : nodes2)
-    if (!question.knowledge.known.contains(*node) && trails.reach(*node)) return false;
+    if (!question.observations.known.contains(*node) && trails.reach(*node)) return false;
   return true;
 }
 
 NodeList markov_blanket(const Node& node) {
-  NodeSet blanket(*node.domain);
+  NodeMarks blanket(*node.domain);
   for (const Node* parent : node.parents) blanket.add(*parent);
   for (const Node* child : node.children) {
     if (child->category == tv_category_utility) continue;
@@ -104,7 +104,7 @@ tv_node_t** tv_domain_get_d_connected_nodes(tv_domain_t* domain, tv_node_t* cons
   using namespace tv;
   return list_for_host(domain, nodes, known, likelihood, [](const Question& question, const NodeList& list) {
     const ActiveTrails trails = question.trails_from(question.unknown(list));
-    NodeSet is_given = question.knowledge.known;
+    NodeMarks is_given = question.observations.known;
     for (const Node* node : list) is_given.add(*node);
     return nodes_that(question.domain,
                       [&](const Node& node) { return trails.reach(node) && !is_given.contains(node); });
@@ -132,11 +132,11 @@ tv_node_t** tv_domain_get_minimal_separator(tv_domain_t* domain, tv_node_t* cons
     if (!check(domain && nodes1 && nodes2)) return nullptr;
     Question question(*domain);
     NodeList list1, list2, separator;
-    NodeSet candidates(*domain);
+    NodeMarks candidates(*domain);
     if (question.read(known, likelihood) || question.read_nodes(nodes1, list1) ||
         question.read_nodes(nodes2, list2) || read_allowed(*domain, allowed, candidates))
       return nullptr;
-    const bool is_found = find_minimal_separator(*domain, question.knowledge, question.unknown(list1),
+    const bool is_found = find_minimal_separator(*domain, question.observations, question.unknown(list1),
                                                  question.unknown(list2), candidates, separator);
     return is_found ? copy_for_host(separator) : nullptr;
   });
@@ -159,7 +159,7 @@ tv_node_t** tv_domain_get_requisite_findings(tv_domain_t* domain, tv_node_t* con
                        [](const Question& question, const NodeList& list) {
                          const ActiveTrails trails = question.trails_from(list);
                          return nodes_that(question.domain, [&](const Node& node) {
-                           return question.knowledge.has_evidence(node) && trails.reach(node);
+                           return question.observations.has_evidence(node) && trails.reach(node);
                          });
                        });
 }
@@ -169,9 +169,9 @@ tv_node_t** tv_domain_get_barren_nodes(tv_domain_t* domain, tv_node_t* const* ta
   using namespace tv;
   return list_for_host(
       domain, targets, known, likelihood, [](const Question& question, const NodeList& list) {
-        NodeSet kept(question.domain);
-        add_with_ancestors(question.knowledge, list, kept);
-        add_evidence_with_ancestors(question.domain, question.knowledge, kept);
+        NodeMarks kept(question.domain);
+        add_with_ancestors(question.observations, list, kept);
+        add_evidence_with_ancestors(question.domain, question.observations, kept);
         return nodes_that(question.domain, [&](const Node& node) { return !kept.contains(node); });
       });
 }

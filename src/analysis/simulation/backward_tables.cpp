@@ -20,13 +20,13 @@ BackwardElimination::BackwardElimination(const Domain& domain, std::vector<const
   for (size_t place = 0; place < order_.size(); ++place) place_of_[order_[place]->number - 1] = place;
 }
 
-void BackwardElimination::put(Factor factor) {
+void BackwardElimination::put(RowFactor factor) {
   size_t first = kNone;
-  for (const Factor::Member& member : factor.members) first = std::min(first, place_of_[member.node]);
+  for (const RowFactor::Member& member : factor.members) first = std::min(first, place_of_[member.node]);
   if (first != kNone) factors_[first].push_back(std::move(factor));  // else it is constant
 }
 
-void BackwardElimination::add_over(Factor factor, const NodeList& nodes, size_t count) {
+void BackwardElimination::add_over(RowFactor factor, const NodeList& nodes, size_t count) {
   size_t step = 1;
   for (size_t i = count; i-- > 0; step *= nodes[i]->number_of_states) {
     const size_t node = nodes[i]->number - 1;
@@ -39,20 +39,20 @@ void BackwardElimination::add_over(Factor factor, const NodeList& nodes, size_t 
 }
 
 void BackwardElimination::add(const Table& table) {
-  Factor factor;
+  RowFactor factor;
   factor.numbers = table.data.data();
   add_over(std::move(factor), table.nodes, table.discrete_count);
 }
 
 void BackwardElimination::add(const Node& node, const tv_number_t* findings) {
-  Factor factor;
+  RowFactor factor;
   factor.numbers = findings;
   factor.members.push_back({node.number - 1, 1});
   put(std::move(factor));
 }
 
 void BackwardElimination::add(const NodeList& nodes, size_t count, const WideNumber* numbers) {
-  Factor factor;
+  RowFactor factor;
   factor.message = numbers;
   add_over(std::move(factor), nodes, count);
 }
@@ -60,8 +60,8 @@ void BackwardElimination::add(const NodeList& nodes, size_t count, const WideNum
 // In the order of elimination.
 std::vector<Given> BackwardElimination::given_for(size_t place) const {
   std::vector<size_t> places;
-  for (const Factor& factor : factors_[place])
-    for (const Factor::Member& member : factor.members) places.push_back(place_of_[member.node]);
+  for (const RowFactor& factor : factors_[place])
+    for (const RowFactor::Member& member : factor.members) places.push_back(place_of_[member.node]);
   std::sort(places.begin(), places.end());
   places.erase(std::unique(places.begin(), places.end()), places.end());
   std::vector<Given> given;
@@ -84,7 +84,7 @@ tv_status_t BackwardElimination::eliminate(size_t place, RowTables& tables, Back
   if (!tables.sum_rows(table, sums.get(), progress)) return tv_status_error;
   if (given.empty()) return sums[0].mantissa > 0.0 ? tv_status_none : tv_status_inconsistency_or_underflow;
 
-  Factor message;
+  RowFactor message;
   message.message = sums.get();
   result.messages.push_back(std::move(sums));
   size_t step = 1;

@@ -37,16 +37,16 @@ class BackwardElimination {
   tv_status_t run(RowTables& tables, BackwardTables& result);
 
  private:
-  void add_over(Factor factor, const NodeList& nodes, size_t count);
-  void put(Factor factor);
+  void add_over(RowFactor factor, const NodeList& nodes, size_t count);
+  void put(RowFactor factor);
   std::vector<Given> given_for(size_t place) const;
   tv_status_t eliminate(size_t place, RowTables& tables, BackwardTables& result, ProgressMeter& progress);
 
   const Domain& domain_;
   std::vector<const Node*> order_;  // of elimination
   const size_t* observed_states_;
-  std::vector<size_t> place_of_;              // in the order, by number - 1; kNone for the others
-  std::vector<std::vector<Factor>> factors_;  // by the place of the member that is eliminated first
+  std::vector<size_t> place_of_;                 // in the order, by number - 1; kNone for the others
+  std::vector<std::vector<RowFactor>> factors_;  // by the place of the member that is eliminated first
   size_t bytes_ = 0;
 };
 

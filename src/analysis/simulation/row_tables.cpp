@@ -27,7 +27,8 @@ size_t state_beyond(const double* sums, size_t count, double threshold) noexcept
 
 }  // namespace
 
-size_t RowTables::add(const Node& node, const std::vector<Given>& given, const std::vector<Factor>& factors) {
+size_t RowTables::add(const Node& node, const std::vector<Given>& given,
+                      const std::vector<RowFactor>& factors) {
   Record record;
   record.states = node.number_of_states;
   record.first_given = given_.size();
@@ -39,7 +40,7 @@ size_t RowTables::add(const Node& node, const std::vector<Given>& given, const s
     given_[record.first_given + g].step = record.rows;
     record.rows = size_multiply(record.rows, given[g].states);
   }
-  for (const Factor& factor : factors) {
+  for (const RowFactor& factor : factors) {
     parts_.push_back(
         {factor.numbers, factor.message, factor.offset, factor.step_of(node.number - 1), steps_.size()});
     for (const Given& one : given) steps_.push_back(factor.step_of(one.node));

@@ -16,7 +16,7 @@ class ProgressMeter;
 class WideProduct;
 
 // A table over some nodes; of one that is observed, the offset takes account.
-struct Factor {
+struct RowFactor {
   struct Member {
     size_t node;  // its number - 1
     size_t step;
@@ -44,7 +44,7 @@ class RowTables {
 
   // Adds the table of a node; its factors mention nothing else than the node and what is given. Their numbers
   // must stay where they are. Returns its index.
-  size_t add(const Node& node, const std::vector<Given>& given, const std::vector<Factor>& factors);
+  size_t add(const Node& node, const std::vector<Given>& given, const std::vector<RowFactor>& factors);
 
   // The rows of a table, kHugeSize when they are too many; and what the weights of each sum to, in the order
   // of the configurations of what is given. False if the host asks `progress` to stop.

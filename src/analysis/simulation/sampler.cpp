@@ -203,9 +203,9 @@ class SamplerBuilder {
       return;
     }
     std::vector<Given> given;
-    std::vector<Factor> factors;
+    std::vector<RowFactor> factors;
     if (const Table* table = table_with_numbers(node)) {
-      Factor factor;
+      RowFactor factor;
       factor.numbers = table->data.data();
       size_t step = 1;
       for (size_t i = table->discrete_count; i-- > 0; step *= table->nodes[i]->number_of_states) {

@@ -35,6 +35,16 @@ struct Multiply {
 };
 
 template <class T>
+struct Assign {
+  using Entry = double;
+  using Other = const T;
+  static void one(double& x, const T& y) noexcept { x = static_cast<double>(y); }
+  static void row(double* x, const T& y, size_t n) noexcept {
+    for (size_t j = 0; j < n; ++j) one(x[j], y);
+  }
+};
+
+template <class T>
 struct Add {
   using Entry = double;
   using Other = const T;

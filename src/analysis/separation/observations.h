@@ -9,9 +9,9 @@
 namespace tv {
 
 // A set of nodes of one domain.
-class NodeSet {
+class NodeMarks {
  public:
-  explicit NodeSet(const Domain& domain) : members_(domain.node_count, 0) {}
+  explicit NodeMarks(const Domain& domain) : members_(domain.node_count, 0) {}
   bool contains(const Node& node) const noexcept { return members_[node.number - 1]; }
   bool add(const Node& node) noexcept {  // whether it is new
     const bool is_new = !contains(node);
@@ -33,11 +33,11 @@ NodeList nodes_that(const Domain& domain, Test test) {
   return list;
 }
 
-struct Knowledge {
-  explicit Knowledge(const Domain& domain) : known(domain), likelihood(domain) {}
+struct Observations {
+  explicit Observations(const Domain& domain) : known(domain), likelihood(domain) {}
 
-  NodeSet known;       // their state or value
-  NodeSet likelihood;  // other evidence
+  NodeMarks known;       // their state or value
+  NodeMarks likelihood;  // other evidence
 
   bool has_evidence(const Node& node) const noexcept {
     return known.contains(node) || likelihood.contains(node);
@@ -63,11 +63,11 @@ struct Knowledge {
 tv_status_t refuse_foreign_node() noexcept;  // `usage`
 
 // Fills in the nodes of two lists; what is entered on the domain, where both are null.
-tv_status_t read_knowledge(const Domain& domain, Node* const* known, Node* const* likelihood,
-                           Knowledge& knowledge);
+tv_status_t read_observations(const Domain& domain, Node* const* known, Node* const* likelihood,
+                              Observations& observations);
 
 // Adds nodes, or those with evidence, and their ancestors to a set that holds the ancestors of its members.
-void add_with_ancestors(const Knowledge& knowledge, const NodeList& nodes, NodeSet& set);
-void add_evidence_with_ancestors(const Domain& domain, const Knowledge& knowledge, NodeSet& set);
+void add_with_ancestors(const Observations& observations, const NodeList& nodes, NodeMarks& set);
+void add_evidence_with_ancestors(const Domain& domain, const Observations& observations, NodeMarks& set);
 
 }  // namespace tv

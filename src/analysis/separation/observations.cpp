@@ -1,4 +1,4 @@
-#include "analysis/separation/knowledge.h"
+#include "analysis/separation/observations.h"
 
 #include "inference/evidence/evidence.h"
 #include "network/refusals.h"
@@ -11,7 +11,7 @@ tv_status_t refuse_foreign_node() noexcept {
 
 namespace {
 
-tv_status_t add_listed(const Domain& domain, Node* const* list, NodeSet& set) {
+tv_status_t add_listed(const Domain& domain, Node* const* list, NodeMarks& set) {
   for (; list && *list; ++list) {
     const Node& node = **list;
     if (node.domain != &domain) return refuse_foreign_node();
@@ -24,32 +24,33 @@ tv_status_t add_listed(const Domain& domain, Node* const* list, NodeSet& set) {
 }
 
 // Of a node that may still be in several states something is known, but not the state.
-void add_entered(const Domain& domain, Knowledge& knowledge) noexcept {
+void add_entered(const Domain& domain, Observations& observations) noexcept {
   for (const Node& node : domain.nodes) {
     if (!evidence_is_entered(node, node.entered)) continue;
     const bool is_open = is_discrete(node) && node.entered.state == kFindingVector;
-    (is_open ? knowledge.likelihood : knowledge.known).add(node);
+    (is_open ? observations.likelihood : observations.known).add(node);
   }
 }
 
 }  // namespace
 
-tv_status_t read_knowledge(const Domain& domain, Node* const* known, Node* const* likelihood,
-                           Knowledge& knowledge) {
+tv_status_t read_observations(const Domain& domain, Node* const* known, Node* const* likelihood,
+                              Observations& observations) {
   if (!known && !likelihood) {
-    add_entered(domain, knowledge);
+    add_entered(domain, observations);
     return tv_status_none;
   }
-  if (tv_status_t status = add_listed(domain, known, knowledge.known)) return status;
-  return add_listed(domain, likelihood, knowledge.likelihood);
+  if (tv_status_t status = add_listed(domain, known, observations.known)) return status;
+  return add_listed(domain, likelihood, observations.likelihood);
 }
 
-void add_evidence_with_ancestors(const Domain& domain, const Knowledge& knowledge, NodeSet& set) {
-  add_with_ancestors(knowledge,
-                     nodes_that(domain, [&](const Node& node) { return knowledge.has_evidence(node); }), set);
+void add_evidence_with_ancestors(const Domain& domain, const Observations& observations, NodeMarks& set) {
+  add_with_ancestors(observations,
+                     nodes_that(domain, [&](const Node& node) { return observations.has_evidence(node); }),
+                     set);
 }
 
-void add_with_ancestors(const Knowledge& knowledge, const NodeList& nodes, NodeSet& set) {
+void add_with_ancestors(const Observations& observations, const NodeList& nodes, NodeMarks& set) {
   std::vector<const Node*> open;
   const auto reach = [&](const Node& node) {
     if (set.add(node)) open.push_back(&node);
@@ -58,7 +59,7 @@ void add_with_ancestors(const Knowledge& knowledge, const NodeList& nodes, NodeS
   while (!open.empty()) {
     const Node& node = *open.back();
     open.pop_back();
-    knowledge.each_parent(node, reach);
+    observations.each_parent(node, reach);
   }
 }
 
