@@ -181,6 +181,7 @@ TEST(Configurations, ContinuousNodesAreIntegratedOut) {
   ASSERT_EQ(tv_node_enter_value(heat, 24), tv_status_none);
   EXPECT_EQ(find(domain.get(), 2), nullptr);
   EXPECT_EQ(tv_error_code(), tv_status_usage);
+  tv_node_enter_finding(alarm, 0, 0.25f);
   const ConfigurationsOwner found = find_of(domain.get(), {alarm, fault}, 10);
   ASSERT_NE(found, nullptr) << tv_error_message();
   ASSERT_EQ(tv_configurations_get_number(found.get()), 6u);
@@ -188,7 +189,7 @@ TEST(Configurations, ContinuousNodesAreIntegratedOut) {
   double weights[3][2], sum = 0;
   for (size_t f = 0; f < 3; ++f)
     for (size_t a = 0; a < 2; ++a)
-      sum += weights[f][a] = prior[f] * of_alarm[f][a] * std::exp(-(24 - means[f]) * (24 - means[f]) / 8);
+      sum += weights[f][a] = (a == 0 ? 0.25 : 1) * prior[f] * of_alarm[f][a] * std::exp(-(24 - means[f]) * (24 - means[f]) / 8);
   for (size_t i = 0; i < 6; ++i) {
     const auto f = static_cast<size_t>(tv_configurations_get_state(found.get(), i, fault));
     const auto a = static_cast<size_t>(tv_configurations_get_state(found.get(), i, alarm));

@@ -187,7 +187,7 @@ TEST_F(Program, ThePagesShowWhatIsPrinted) {
   size_t sessions = 0;
   std::filesystem::create_directory_symlink(kExamples, path("examples"));
   for (const char* page : {"README.md", "docs/program.md", "docs/decisions.md", "docs/compression.md",
-                           "docs/structure.md", "docs/explanation.md"}) {
+                           "docs/structure.md", "docs/explanation.md", "docs/diagnosis.md"}) {
     std::istringstream lines(read_file(kExamples + "/../" + page));
     std::string command, expected;
     const auto compare = [&] {

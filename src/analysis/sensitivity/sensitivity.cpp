@@ -31,7 +31,10 @@ tv::Line tv_sensitivity_s::lane(size_t lane, const tv::ParameterTable& table, si
   const double others =
       rest > 0.0 ? rest_sum / rest : rest_derivatives / static_cast<double>(table.states - 1);
   const double elsewhere = lanes[lane] - rest_sum - values[x] * derivatives[x];
-  return {derivatives[x] - others, elsewhere + others};
+  // What is left of terms that cancel each other is rounding.
+  const double at_zero = elsewhere + others;
+  const bool is_nothing = std::abs(at_zero) < 1e-13 * (std::abs(lanes[lane]) + std::abs(others));
+  return {derivatives[x] - others, is_nothing ? 0.0 : at_zero};
 }
 
 tv::Line tv_sensitivity_s::evidence(const tv::ParameterTable& table, size_t entry) const noexcept {

@@ -58,11 +58,18 @@ const Parameter* checked(const Sensitivity* sensitivity, size_t index) noexcept 
 
 struct Quotient {
   Line above, below;
+
   double at(double t) const noexcept {
-    const double divisor = below.at(t);
+    const double divisor = exact(below, t);
     // Where the evidence becomes impossible both lines end at zero, and their quotient is the same
     // everywhere.
-    return std::abs(divisor) > 1e-13 ? above.at(t) / divisor : above.at(0.5) / below.at(0.5);
+    return divisor > 0.0 ? exact(above, t) / divisor : above.at(0.5) / below.at(0.5);
+  }
+
+  // What is left of two terms that cancel each other is rounding.
+  static double exact(const Line& line, double t) noexcept {
+    const double value = line.at(t);
+    return std::abs(value) < 1e-13 * std::abs(line.at_zero) ? 0.0 : value;
   }
 };
 
