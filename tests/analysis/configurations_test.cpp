@@ -189,7 +189,8 @@ TEST(Configurations, ContinuousNodesAreIntegratedOut) {
   double weights[3][2], sum = 0;
   for (size_t f = 0; f < 3; ++f)
     for (size_t a = 0; a < 2; ++a)
-      sum += weights[f][a] = (a == 0 ? 0.25 : 1) * prior[f] * of_alarm[f][a] * std::exp(-(24 - means[f]) * (24 - means[f]) / 8);
+      sum += weights[f][a] =
+          (a == 0 ? 0.25 : 1) * prior[f] * of_alarm[f][a] * std::exp(-(24 - means[f]) * (24 - means[f]) / 8);
   for (size_t i = 0; i < 6; ++i) {
     const auto f = static_cast<size_t>(tv_configurations_get_state(found.get(), i, fault));
     const auto a = static_cast<size_t>(tv_configurations_get_state(found.get(), i, alarm));
