@@ -2,6 +2,7 @@
 #include "learn/structure/independence/learn_by_tests.h"
 
 #include "learn/structure/graph/equivalence_class.h"
+#include "learn/structure/independence/colliders.h"
 #include "structure_world.h"
 
 namespace test {
@@ -249,6 +250,53 @@ TEST(LearnByTests, StopsWhenAsked) {
         EXPECT_EQ(tv_error_code(), tv_status_error);
     }
   EXPECT_LT(finished, 20u);
+}
+
+// A triple whose one end has forty neighbors: the tests given all sets of these would never end.
+struct Hub {
+  static constexpr size_t kSize = 43;  // a hub, what it has in common with the last node, and forty others
+  Hub() : oracle(PartialGraph(kSize)) {
+    structure.graph = PartialGraph(kSize);
+    for (size_t node = 1; node + 1 < kSize; ++node) structure.graph.join(0, node);
+    structure.graph.join(1, kSize - 1);
+    const size_t pairs = kSize * (kSize - 1) / 2;
+    structure.findings.p_values.assign(pairs, 0.0);
+    structure.findings.separators.assign(pairs, {});
+    structure.findings.is_separated.assign(pairs, false);
+    structure.findings.is_separated[tv::PairFindings::place(0, kSize - 1)] = true;
+    tv_structure_learner_set_collider_rule(oracle.learner.get(), tv_collider_rule_majority);
+  }
+  tv_status_t direct(const tv::SkeletonSearch& search) {
+    tv::ProgressMeter progress(*oracle.domain, "learning the structure", 0);
+    tv::AmbiguousTriples ambiguous;
+    return tv::direct_colliders(search, progress, structure, ambiguous);
+  }
+  Oracle oracle;
+  tv::Structure structure;
+};
+
+tv::TestResult depend(void*, size_t, size_t, size_t, std::span<const uint32_t>) { return {}; }
+
+TEST(LearnByTests, StopsAmongTheNeighborsOfAHub) {
+  Hub hub;
+  const tv::IndependenceTest test{depend, nullptr};
+  const tv::SkeletonSearch search{hub.oracle.problem, test, std::vector<bool>(Hub::kSize, true)};
+  int left = 100;
+  tv_domain_set_progress_handler(hub.oracle.domain.get(), stop_at, &left);
+  EXPECT_EQ(hub.direct(search), tv_status_error);
+}
+
+TEST(LearnByTests, EndsWhereNoTestOfASizeIsPossible) {
+  Hub hub;
+  const tv::IndependenceTest test{depend, nullptr};
+  const tv::SkeletonSearch search{hub.oracle.problem,
+                                  test,
+                                  std::vector<bool>(Hub::kSize, true),
+                                  1,
+                                  5.0,
+                                  std::vector<size_t>(Hub::kSize, 2)};
+  EXPECT_EQ(hub.direct(search), tv_status_none);
+  EXPECT_LT(hub.structure.findings.tests, 1000u);  // given two nodes with two states each at most
 }
 
 }  // namespace

@@ -4,10 +4,33 @@
 
 #include <pthread.h>
 
+#include <atomic>
+
 #include "learn/thread_tasks.h"
 #include "network/progress.h"
 
 namespace tv {
+
+// The wish of the host to stop, for work whose pieces may be long. The host is asked now and then, by the
+// thread that it has called from.
+class StopFlag {
+ public:
+  explicit StopFlag(ProgressMeter& progress) noexcept : progress_(progress) {}
+
+  // With each step of a piece, counted from 0: whether to end it.
+  bool look(size_t step) noexcept {
+    constexpr size_t kStepsOfLook = 64;
+    if (step % kStepsOfLook == 0 && pthread_equal(pthread_self(), caller_) && progress_.advance())
+      is_raised_ = true;
+    return is_raised_;
+  }
+  bool is_raised() const noexcept { return is_raised_; }
+
+ private:
+  ProgressMeter& progress_;
+  const pthread_t caller_ = pthread_self();
+  std::atomic<bool> is_raised_ = false;
+};
 
 // Calls work(thread, i), which returns a status, for each i below `count`, and the progress handler from the
 // calling thread. The first failure that is met ends it. With workers, these are the threads.

@@ -18,14 +18,18 @@ struct Triple {
 class ColliderSearch {
  public:
   ColliderSearch(const SkeletonSearch& search, ProgressMeter& progress, Structure& structure)
-      : search_(search), progress_(progress), structure_(structure), skeleton_(structure.graph) {}
+      : search_(search),
+        progress_(progress),
+        structure_(structure),
+        skeleton_(structure.graph),
+        stop_(progress) {}
 
   tv_status_t run(AmbiguousTriples& ambiguous) {
     collect();
     const tv_status_t status =
         run_pieces(triples_.size(), search_.threads, progress_, [&](size_t thread, size_t i) -> tv_status_t {
           judge(thread, triples_[i]);
-          return tv_status_none;
+          return stop_.is_raised() ? tv_status_error : tv_status_none;
         });
     if (status) return status;
     for (const Triple& triple : triples_) {
@@ -60,7 +64,7 @@ class ColliderSearch {
     }
   }
 
-  void judge(size_t thread, Triple& triple) const {
+  void judge(size_t thread, Triple& triple) {
     const std::vector<size_t>& separator =
         structure_.findings.separators[PairFindings::place(triple.a, triple.b)];
     const bool is_in = std::binary_search(separator.begin(), separator.end(), triple.c);
@@ -87,21 +91,28 @@ class ColliderSearch {
   };
 
   // Among the subsets of the candidates, but those of others that have been counted already. All of them are
-  // ascending.
-  void count_separators(size_t thread, Triple& triple, const std::vector<uint32_t>& candidates,
-                        const std::vector<uint32_t>* others, Separators& separators) const {
+  // ascending. Where every test of one size would be refused, so would those of all larger ones.
+  void count_separators(size_t thread, Triple& triple, std::vector<uint32_t> candidates,
+                        const std::vector<uint32_t>* others, Separators& separators) {
     const LearnerSettings& settings = search_.problem.settings();
-    for (size_t size = 0; size <= std::min(candidates.size(), settings.max_conditioning_size); ++size)
+    size_t subsets = 0;
+    for (size_t size = 0; size <= std::min(candidates.size(), settings.max_conditioning_size); ++size) {
+      triple.refused_tests += size > 0 && leave_out_refused(search_, candidates, size, triple.a, triple.b);
       any_subset(candidates, size, [&](const std::vector<uint32_t>& subset) {
-        if (others && std::includes(others->begin(), others->end(), subset.begin(), subset.end()))
-          return false;
-        const TestResult result = search_.test(thread, triple.a, triple.b, subset);
-        ++(result.is_refused ? triple.refused_tests : triple.tests);
-        if (result.is_refused || result.p_value <= settings.significance) return false;
-        const bool has_middle = std::binary_search(subset.begin(), subset.end(), triple.c);
-        ++(has_middle ? separators.with : separators.without);
-        return false;
+        if (!others || !std::includes(others->begin(), others->end(), subset.begin(), subset.end()))
+          count_separator(thread, triple, subset, separators);
+        return stop_.look(++subsets);
       });
+    }
+  }
+
+  void count_separator(size_t thread, Triple& triple, const std::vector<uint32_t>& subset,
+                       Separators& separators) const {
+    const TestResult result = search_.test(thread, triple.a, triple.b, subset);
+    ++(result.is_refused ? triple.refused_tests : triple.tests);
+    if (result.is_refused || result.p_value <= search_.problem.settings().significance) return;
+    const bool has_middle = std::binary_search(subset.begin(), subset.end(), triple.c);
+    ++(has_middle ? separators.with : separators.without);
   }
 
   bool can_lead(size_t from, size_t to, const Reachability& reachability) const noexcept {
@@ -120,6 +131,7 @@ class ColliderSearch {
   Structure& structure_;
   const PartialGraph skeleton_;
   std::vector<Triple> triples_;
+  StopFlag stop_;
 };
 
 }  // namespace

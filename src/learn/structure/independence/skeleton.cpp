@@ -8,7 +8,6 @@
 namespace tv {
 namespace {
 
-constexpr size_t kTestsOfLook = 64;         // between two looks at the progress handler
 constexpr size_t kPairsOfFirstPieces = 16;  // one test each; later on a pair has many
 
 class Skeleton {
@@ -19,7 +18,8 @@ class Skeleton {
         graph_(structure.graph),
         findings_(structure.findings),
         knowledge_(search.problem.knowledge),
-        workers_(search.threads) {}
+        workers_(search.threads),
+        stop_(progress) {}
 
   tv_status_t find() {
     start();
@@ -60,9 +60,9 @@ class Skeleton {
         pieces, search_.threads, progress_,
         [&](size_t thread, size_t piece) -> tv_status_t {
           const size_t end = std::min((piece + 1) * pairs_of_piece, pairs_.size());
-          for (size_t i = piece * pairs_of_piece; i < end && !is_stopped_; ++i)
+          for (size_t i = piece * pairs_of_piece; i < end && !stop_.is_raised(); ++i)
             test_pair(thread, size, pairs_[i]);
-          return is_stopped_ ? tv_status_error : tv_status_none;
+          return stop_.is_raised() ? tv_status_error : tv_status_none;
         },
         &workers_);
     if (status) return status;
@@ -94,12 +94,15 @@ class Skeleton {
     const std::vector<uint32_t> of_a = candidates(pair.a, pair.b, size, pair);
     const std::vector<uint32_t> of_b = candidates(pair.b, pair.a, size, pair);
     pair.is_over = of_a.size() <= size && of_b.size() <= size;
+    size_t subsets = 0;
     const auto separates = [&](std::vector<uint32_t>& subset) {
-      std::sort(subset.begin(), subset.end());
       run_test(thread, pair, subset);
-      return pair.is_separated || must_stop(pair);
+      return pair.is_separated || stop_.look(++subsets);
     };
-    any_subset(of_a, size, separates);
+    any_subset(of_a, size, [&](std::vector<uint32_t>& subset) {
+      std::sort(subset.begin(), subset.end());
+      return separates(subset);
+    });
     if (pair.is_separated || of_b.size() < size) {
       pair.is_over = pair.is_over || pair.is_separated;
       return;
@@ -108,7 +111,8 @@ class Skeleton {
     std::sort(known.begin(), known.end());
     any_subset(of_b, size, [&](std::vector<uint32_t>& subset) {
       std::sort(subset.begin(), subset.end());
-      return !std::includes(known.begin(), known.end(), subset.begin(), subset.end()) && separates(subset);
+      const bool is_known = std::includes(known.begin(), known.end(), subset.begin(), subset.end());
+      return is_known ? stop_.look(++subsets) : separates(subset);
     });
     pair.is_over = pair.is_over || pair.is_separated;
   }
@@ -116,7 +120,7 @@ class Skeleton {
   // Those that both depend on most come first: they are the likeliest to separate.
   std::vector<uint32_t> candidates(uint32_t of, uint32_t other, size_t size, Pair& pair) const {
     std::vector<uint32_t> found = separating_candidates(search_, graph_, of, other);
-    pair.refused_tests += leave_out_refused(found, size, pair);
+    pair.refused_tests += leave_out_refused(search_, found, size, pair.a, pair.b);
     const auto strength = [&](uint32_t node) {
       return std::min(strengths_[PairFindings::place(node, of)],
                       strengths_[PairFindings::place(node, other)]);
@@ -124,28 +128,6 @@ class Skeleton {
     std::stable_sort(found.begin(), found.end(),
                      [&](uint32_t left, uint32_t right) { return strength(left) > strength(right); });
     return found;
-  }
-
-  // Takes out the nodes with so many states that every test given so many nodes would be refused, whatever
-  // the others are: their subsets are not even looked at. Whether there were any.
-  bool leave_out_refused(std::vector<uint32_t>& nodes, size_t size, const Pair& pair) const {
-    if (search_.states.empty() || !search_.is_discrete[pair.a] || !search_.is_discrete[pair.b]) return false;
-    std::vector<size_t> fewest;
-    for (const uint32_t node : nodes) fewest.push_back(search_.states[node]);
-    std::sort(fewest.begin(), fewest.end());
-    double others = 1.0;  // configurations of those with the fewest states
-    for (size_t i = 0; i + 1 < size && i < fewest.size(); ++i) others *= static_cast<double>(fewest[i]);
-    const double alone = static_cast<double>((search_.states[pair.a] - 1) * (search_.states[pair.b] - 1));
-    return std::erase_if(nodes, [&](uint32_t node) {
-      return alone * others * static_cast<double>(search_.states[node]) > search_.most_degrees;
-    });
-  }
-
-  // The host is asked now and then, by the thread that it has called from.
-  bool must_stop(const Pair& pair) {
-    if (pair.tests % kTestsOfLook == 0 && pthread_equal(pthread_self(), caller_) && progress_.advance())
-      is_stopped_ = true;
-    return is_stopped_;
   }
 
   TestResult run_test(size_t thread, Pair& pair, std::span<const uint32_t> given) const {
@@ -170,11 +152,24 @@ class Skeleton {
   std::vector<Pair> pairs_;        // that are still to be tested
   std::vector<double> strengths_;  // by place of the pair: the statistic of its first test
   Workers workers_;
-  const pthread_t caller_ = pthread_self();
-  std::atomic<bool> is_stopped_ = false;
+  StopFlag stop_;
 };
 
 }  // namespace
+
+bool leave_out_refused(const SkeletonSearch& search, std::vector<uint32_t>& candidates, size_t size, size_t a,
+                       size_t b) {
+  if (search.states.empty() || !search.is_discrete[a] || !search.is_discrete[b]) return false;
+  std::vector<size_t> fewest;
+  for (const uint32_t node : candidates) fewest.push_back(search.states[node]);
+  std::sort(fewest.begin(), fewest.end());
+  double others = 1.0;  // configurations of those with the fewest states
+  for (size_t i = 0; i + 1 < size && i < fewest.size(); ++i) others *= static_cast<double>(fewest[i]);
+  const double alone = static_cast<double>((search.states[a] - 1) * (search.states[b] - 1));
+  return std::erase_if(candidates, [&](uint32_t node) {
+    return alone * others * static_cast<double>(search.states[node]) > search.most_degrees;
+  });
+}
 
 std::vector<uint32_t> separating_candidates(const SkeletonSearch& search, const PartialGraph& graph,
                                             size_t of, size_t other) {

@@ -29,6 +29,12 @@ tv_status_t find_skeleton(const SkeletonSearch& search, ProgressMeter& progress,
 std::vector<uint32_t> separating_candidates(const SkeletonSearch& search, const PartialGraph& graph,
                                             size_t of, size_t other);
 
+// Takes out the candidates with so many states that every test of the two given `size` nodes would be refused
+// that has one of these among them, whatever the others are: their subsets are not even looked at. Whether
+// there were any.
+bool leave_out_refused(const SkeletonSearch& search, std::vector<uint32_t>& candidates, size_t size, size_t a,
+                       size_t b);
+
 // Calls visit(subset) for each subset of `size` of the candidates, those of the first ones first, until it
 // returns true. Whether it did.
 template <class Visit>

@@ -49,15 +49,11 @@ class ExactSearch {
   };
 
   tv_status_t find_parent_sets() {
-    std::atomic<bool> is_stopped = false;
-    const pthread_t caller = pthread_self();
+    StopFlag flag(progress_);
     return run_pieces(
         problem_.size(), problem_.settings().threads, progress_, [&](size_t, size_t node) -> tv_status_t {
           FamilyScorer scorer(columns_, logarithms_, problem_.settings());
-          const auto stop = [&] {
-            if (pthread_equal(pthread_self(), caller) && progress_.advance()) is_stopped = true;
-            return is_stopped.load();
-          };
+          const auto stop = [&] { return flag.look(0); };
           const bool is_done = families_[node].find(problem_, static_cast<uint32_t>(node), scorer, stop);
           return is_done ? tv_status_none : tv_status_error;
         });
