@@ -5,16 +5,12 @@
 
 namespace test {
 
-// Keeps a result for as long as the world is there, or for one call that deletes it.
+// Keeps a result for as long as the world is there, unless a call deletes it.
 template <class Result>
 void keep(World& w, Result* result, tv_status_t (*end)(Result*)) {
-  w.analysis = std::shared_ptr<void>(result, [end](void* kept) {
-    if (kept) end(static_cast<Result*>(kept));
+  w.analysis = std::shared_ptr<void>(result, [end, &w](void* kept) {
+    if (kept && !w.analysis_is_deleted) end(static_cast<Result*>(kept));
   });
-}
-template <class Result>
-void keep_to_delete(World& w, Result* result) {
-  w.analysis = std::shared_ptr<void>(result, [](void*) {});
 }
 template <class Result>
 Result* kept(World& w) {
@@ -26,6 +22,14 @@ Result* kept(World& w) {
   {                                                                                                       \
 #function, prepare,                                                                                   \
         [](World & w) { note(w, function(kept<type>(w) __VA_OPT__(, ) __VA_ARGS__)); }, Case::never_fails \
+  }
+
+#define DELETES(function, type, prepare)    \
+  {                                         \
+#function, prepare, [](World & w) {       \
+      note(w, function(kept<type>(w)));       \
+      w.analysis_is_deleted = true;           \
+    }, Case::never_fails \
   }
 
 }  // namespace test

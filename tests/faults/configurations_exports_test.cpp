@@ -24,11 +24,6 @@ void analyzed(World& w) {
   with_likelihood(w);
   keep(w, of_a(w), tv_sensitivity_delete);
 }
-template <auto Make>
-void to_delete(World& w) {
-  with_likelihood(w);
-  keep_to_delete(w, Make(w));
-}
 
 // What was found, as one number.
 void note_configurations(World& w, tv_configurations_t* made) {
@@ -85,7 +80,7 @@ const Cases cases = {
     READS(tv_configurations_get_remaining_probability, tv_configurations_t, found),
     READS(tv_configurations_get_bound, tv_configurations_t, found),
     READS(tv_configurations_is_complete, tv_configurations_t, found),
-    READS(tv_configurations_delete, tv_configurations_t, to_delete<best>),
+    DELETES(tv_configurations_delete, tv_configurations_t, found),
     READS(tv_sensitivity_get_value, tv_sensitivity_t, analyzed),
     READS(tv_sensitivity_get_number_of_parameters, tv_sensitivity_t, analyzed),
     READS(tv_sensitivity_find_parameter, tv_sensitivity_t, analyzed, w.a, 0),
@@ -99,7 +94,7 @@ const Cases cases = {
     READS(tv_sensitivity_get_range, tv_sensitivity_t, analyzed, 0, unused, unused + 1),
     READS(tv_sensitivity_get_stable_interval, tv_sensitivity_t, analyzed, 0, unused, unused + 1),
     READS(tv_sensitivity_tune_parameter, tv_sensitivity_t, analyzed, 0, kNoState, 0.0, unused),
-    READS(tv_sensitivity_delete, tv_sensitivity_t, to_delete<of_a>),
+    DELETES(tv_sensitivity_delete, tv_sensitivity_t, analyzed),
 };
 
 }  // namespace

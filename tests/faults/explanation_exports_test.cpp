@@ -47,15 +47,6 @@ void accounted(World& w) {
   with_evidence(w);
   keep(w, find(w), tv_relevant_explanations_delete);
 }
-template <auto Make>
-void to_delete(World& w) {
-  with_evidence(w);
-  keep_to_delete(w, Make(w));
-}
-void values_to_delete(World& w) {
-  deciding(w);
-  keep_to_delete(w, value(w));
-}
 void with_target_of_values(World& w) {
   with_regressions(w);
   for (size_t i = 0; i < 2; ++i) tv_node_set_conditional_variance(w.x, i, 2.0);
@@ -172,12 +163,12 @@ const Cases cases = {
     READS(tv_relevant_explanations_get_states, tv_relevant_explanations_t, accounted, 0, &unused_count),
     READS(tv_relevant_explanations_get_factor, tv_relevant_explanations_t, accounted, 0),
     READS(tv_relevant_explanations_get_probability, tv_relevant_explanations_t, accounted, 0),
-    READS(tv_observations_delete, tv_observations_t, to_delete<rank>),
-    READS(tv_observation_values_delete, tv_observation_values_t, values_to_delete),
-    READS(tv_findings_delete, tv_findings_t, to_delete<analyze>),
-    READS(tv_conflict_delete, tv_conflict_t, to_delete<trace>),
-    READS(tv_explanation_delete, tv_explanation_t, to_delete<explain>),
-    READS(tv_relevant_explanations_delete, tv_relevant_explanations_t, to_delete<find>),
+    DELETES(tv_observations_delete, tv_observations_t, ranked),
+    DELETES(tv_observation_values_delete, tv_observation_values_t, valued),
+    DELETES(tv_findings_delete, tv_findings_t, analyzed),
+    DELETES(tv_conflict_delete, tv_conflict_t, traced),
+    DELETES(tv_explanation_delete, tv_explanation_t, explained),
+    DELETES(tv_relevant_explanations_delete, tv_relevant_explanations_t, accounted),
 };
 
 }  // namespace

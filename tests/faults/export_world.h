@@ -69,7 +69,8 @@ struct World {
   Measures measures;
   std::unique_ptr<tv_structure_learner_t, DeleteLearner> learner;
   std::unique_ptr<tv_structure_t, DeleteStructure> structure, other_structure, made_structure;
-  std::shared_ptr<void> analysis;  // the result of one
+  bool analysis_is_deleted = false;  // by the call itself
+  std::shared_ptr<void> analysis;    // the result of one
   tv_node_t *a, *b, *c, *d, *alone;
   tv_node_t *x = nullptr, *y = nullptr;          // continuous
   tv_node_t *choice = nullptr, *gain = nullptr;  // a decision and a utility
