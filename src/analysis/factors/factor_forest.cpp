@@ -157,16 +157,15 @@ void FactorForest::add_potential(FactorClique& clique, const Node* owner, const 
     factor.table = table;
     factor.size = table->size;
     numbers_.insert(numbers_.end(), table->data.begin(), table->data.begin() + table->size);
-    set_steps(clique, factor, table->nodes);
+    factor.offset = map_table(clique, table->nodes, factor.map);
   } else {  // it counts as uniform
     Node& node = const_cast<Node&>(*owner);
     const NodeList nodes = node_table_nodes(node, node.parents);
     for (const Node* member : nodes) factor.size = size_multiply(factor.size, member->number_of_states);
     if (factor.size == kHugeSize) throw std::bad_alloc();
     numbers_.resize(numbers_.size() + factor.size, 1.0 / static_cast<double>(node.number_of_states));
-    set_steps(clique, factor, nodes);
+    factor.offset = map_table(clique, nodes, factor.map);
   }
-  finish_index_map(factor.map, *clique.shape);
 }
 
 void FactorForest::add_finding(FactorClique& clique, const Node& node) {
@@ -178,18 +177,19 @@ void FactorForest::add_finding(FactorClique& clique, const Node& node) {
   numbers_.insert(numbers_.end(), node.entered.finding.begin(), node.entered.finding.end());
   NodeList nodes;
   nodes.push_back(const_cast<Node*>(&node));
-  set_steps(clique, factor, nodes);
-  finish_index_map(factor.map, *clique.shape);
+  factor.offset = map_table(clique, nodes, factor.map);
 }
 
-void FactorForest::set_steps(const FactorClique& clique, ForestFactor& factor, const NodeList& nodes) const {
-  size_t stride = 1;
+size_t map_table(const FactorClique& clique, const NodeList& nodes, IndexMap& map) noexcept {
+  size_t stride = 1, offset = 0;
   for (size_t i = nodes.size(); i-- > 0; stride *= nodes[i]->number_of_states) {
     if (is_open(*nodes[i]))
-      factor.map.steps[position_in(clique.nodes, nodes[i])] = stride;
+      map.steps[position_in(clique.nodes, nodes[i])] = stride;
     else if (nodes[i]->entered.state > 0)
-      factor.offset += static_cast<size_t>(nodes[i]->entered.state) * stride;
+      offset += static_cast<size_t>(nodes[i]->entered.state) * stride;
   }
+  finish_index_map(map, *clique.shape);
+  return offset;
 }
 
 tv_status_t check_for_factors(const Domain& domain) {

@@ -103,7 +103,6 @@ class FactorForest {
   static void group_operands(FactorClique& clique);
   void add_potential(FactorClique& clique, const Node* owner, const Table* table);
   void add_finding(FactorClique& clique, const Node& node);
-  void set_steps(const FactorClique& clique, ForestFactor& factor, const NodeList& nodes) const;
 
   const Domain& domain_;
   std::vector<FactorClique> cliques_;
@@ -111,6 +110,10 @@ class FactorForest {
   std::vector<std::vector<const Node*>> findings_;  // by position
   std::vector<double> numbers_;
 };
+
+// Sets the strides of a table over these nodes along the dimensions of a clique, and finishes the map.
+// Returns the offset to which the observed states lead.
+size_t map_table(const FactorClique& clique, const NodeList& nodes, IndexMap& map) noexcept;
 
 // A group without members over some dimensions of a clique.
 OperandGroup group_over(const FactorClique& clique, const std::vector<size_t>& dimensions);

@@ -91,20 +91,13 @@ tv_status_t check_other_trees(const Domain& domain, const JunctionTree* analyzed
 // offset.
 struct UtilityLane {
   UtilityLane(const FactorClique& clique, const Table& table)
-      : map(clique.nodes.size()), numbers(table.data.begin(), table.data.begin() + table.size) {
-    size_t stride = 1;
-    for (size_t i = table.nodes.size(); i-- > 0; stride *= table.nodes[i]->number_of_states) {
-      if (is_open(*table.nodes[i]))
-        map.steps[position_in(clique.nodes, table.nodes[i])] = stride;
-      else if (table.nodes[i]->entered.state > 0)
-        offset += static_cast<size_t>(table.nodes[i]->entered.state) * stride;
-    }
-    finish_index_map(map, *clique.shape);
-  }
+      : map(clique.nodes.size()),
+        numbers(table.data.begin(), table.data.begin() + table.size),
+        offset(map_table(clique, table.nodes, map)) {}
   Operand operand() const noexcept { return {numbers.data() + offset, &map}; }
   OwnIndexMap map;
   std::vector<double> numbers;
-  size_t offset = 0;
+  size_t offset;
 };
 
 // Adds what one utility node makes of the derivatives of its tree, with the clique that holds its parents as
